@@ -1,0 +1,51 @@
+# What holds for every source of the project, whichever component it belongs to.
+
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_C_STANDARD 11)
+set(CMAKE_C_STANDARD_REQUIRED ON)
+set(CMAKE_C_EXTENSIONS OFF)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_C_VISIBILITY_PRESET hidden)
+set(CMAKE_CXX_VISIBILITY_PRESET hidden)
+
+set(CMAKE_RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/bin")
+set(CMAKE_LIBRARY_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/lib")
+set(CMAKE_ARCHIVE_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/lib")
+set(CMAKE_INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
+
+# Pictures must not depend on the machine: a fused multiply-add that the compiler makes up would round
+# differently from the same expression in another kernel or on another processor.
+add_compile_options(-ffp-contract=off)
+
+add_compile_options(-Wall -Wextra -Wconversion -Wshadow)
+if(CMAKE_CXX_COMPILER_ID MATCHES "Clang")
+    # gcc leaves this part of -Wconversion out in C++; both compilers shall ask for the same.
+    add_compile_options(-Wno-sign-conversion)
+endif()
+if(VR_WARNINGS_ARE_ERRORS)
+    add_compile_options(-Werror)
+endif()
+if(VR_THREAD_SAFETY)
+    add_compile_options(-Wthread-safety -Werror=thread-safety)
+endif()
+
+if(VR_SANITIZE)
+    add_compile_options(-fsanitize=${VR_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    add_link_options(-fsanitize=${VR_SANITIZE})
+    add_compile_definitions(VR_SANITIZED=1)
+    set(VR_TEST_TIMEOUT_FACTOR 5)
+else()
+    set(VR_TEST_TIMEOUT_FACTOR 1)
+endif()
+
+add_link_options(-Wl,--as-needed)
+
+find_program(VR_CCACHE ccache)
+if(VR_CCACHE)
+    # Without this sloppiness ccache compiles anew whatever uses a precompiled header.
+    set(launcher ${CMAKE_COMMAND} -E env CCACHE_SLOPPINESS=pch_defines,time_macros ${VR_CCACHE})
+    set(CMAKE_C_COMPILER_LAUNCHER ${launcher})
+    set(CMAKE_CXX_COMPILER_LAUNCHER ${launcher})
+endif()

@@ -1,0 +1,55 @@
+# Functions that turn a folder into a target. A folder without sources gives no target, so that a part that
+# is not there yet never stops the others from being built.
+
+# vr_find_sources(OUT FOLDER [EXCLUDE regex]): the .cpp files below FOLDER, kept up to date by the build.
+function(vr_find_sources out folder)
+    cmake_parse_arguments(arg "" "EXCLUDE" "" ${ARGN})
+    file(GLOB_RECURSE found CONFIGURE_DEPENDS "${folder}/*.cpp")
+    if(arg_EXCLUDE)
+        list(FILTER found EXCLUDE REGEX "${arg_EXCLUDE}")
+    endif()
+    set(${out} ${found} PARENT_SCOPE)
+endfunction()
+
+# vr_add_host_component(NAME LIBRARIES ...): ReferenceHost/NAME as the object library HostNAME, which becomes
+# a part of the shared host.
+function(vr_add_host_component name)
+    cmake_parse_arguments(arg "" "" "LIBRARIES" ${ARGN})
+    vr_find_sources(sources "${CMAKE_CURRENT_SOURCE_DIR}/${name}")
+    if(NOT sources)
+        return()
+    endif()
+    set(target Host${name})
+    add_library(${target} OBJECT ${sources})
+    add_library(ReferenceHost::${name} ALIAS ${target})
+    target_link_libraries(${target} PUBLIC HostSurface PRIVATE ${arg_LIBRARIES})
+    target_include_directories(${target} PUBLIC "${PROJECT_SOURCE_DIR}")
+    # Tool, session and tests reach into the host's own folders across the shared object.
+    set_target_properties(${target} PROPERTIES CXX_VISIBILITY_PRESET default)
+    if(TARGET HostPrecompiled)
+        target_precompile_headers(${target} REUSE_FROM HostPrecompiled)
+    endif()
+    set_property(GLOBAL APPEND PROPERTY VR_HOST_COMPONENTS ${target})
+endfunction()
+
+# The standard headers that nearly every host source reads, compiled once for all components.
+function(vr_add_host_precompiled)
+    if(NOT VR_PRECOMPILE)
+        return()
+    endif()
+    set(empty "${CMAKE_CURRENT_BINARY_DIR}/HostPrecompiled.cpp")
+    file(GENERATE OUTPUT "${empty}" CONTENT "")
+    add_library(HostPrecompiled OBJECT "${empty}")
+    set_target_properties(HostPrecompiled PROPERTIES CXX_VISIBILITY_PRESET default)
+    target_precompile_headers(HostPrecompiled PRIVATE
+        <algorithm> <array> <atomic> <chrono> <condition_variable> <cstdint> <cstring> <deque> <functional>
+        <map> <memory> <mutex> <optional> <set> <string> <string_view> <thread> <unordered_map> <utility>
+        <variant> <vector>)
+endfunction()
+
+# Undefined symbols stop the link, so what a host must supply is exactly what the linker asks for.
+function(vr_link_library_to_host)
+    if(TARGET VideoRenderer AND TARGET ${VIDEORENDERER_HOST})
+        target_link_libraries(VideoRenderer PRIVATE ${VIDEORENDERER_HOST})
+    endif()
+endfunction()
