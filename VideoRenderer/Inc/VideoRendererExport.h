@@ -1,0 +1,6 @@
+// What the library gives away: everything else stays hidden.
+#pragma once
+
+#include "Platform.h"
+
+#define VIDEORENDERER_EXPORT ML_EXPORT
