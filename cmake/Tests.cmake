@@ -32,6 +32,8 @@ function(vr_add_test_executable target label seconds)
     target_link_libraries(${target} PRIVATE TestSupport)
     target_include_directories(${target} PRIVATE "${PROJECT_SOURCE_DIR}/VideoRenderer/Inc")
     if(VR_PRECOMPILE)
+        # The compiler's own default on both sides, as a header precompiled for -fPIC is refused under -fPIE.
+        set_target_properties(${target} PROPERTIES POSITION_INDEPENDENT_CODE OFF)
         target_precompile_headers(${target} REUSE_FROM TestSupport)
     endif()
     foreach(program ${arg_RUNS})
