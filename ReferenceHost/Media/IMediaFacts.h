@@ -1,0 +1,40 @@
+// Host-side faces of media and of their streams: facts for display, and the reason of a failure.
+//
+// The library asks neither; tools of this host do.
+//
+// Thread-safety: safe.
+#pragma once
+
+#include "ReferenceHost/Media/MediaFacts.h"
+#include "TVK/InterfaceRef.h"
+#include "norviktypes/TickTime.h"
+
+#include <string>
+
+namespace Media
+{
+
+// A face of media (BE::IMediaInfo).
+class IMediaFacts : public TVKUnknown
+{
+public:
+    static constexpr TVK::Guid kInterfaceID{"8A7F1C52-5B0D-4F2C-9E55-2F0C7C2A6D11"};
+
+    // Never changes; valid as long as the media is held.
+    virtual const MediaFacts& GetFacts() const = 0;
+};
+using IMediaFactsRef = TVK::InterfaceRef<IMediaFacts>;
+
+// A face of a stream (BE::IVideoSource), whose statuses are numbers only.
+class IFrameFailure : public TVKUnknown
+{
+public:
+    static constexpr TVK::Guid kInterfaceID{"C4E0B6F3-0E52-4C0A-8C6B-6C1B57B4D7A9"};
+
+    // One line that names the media and why the frame at inTime could not be made, after a request for it
+    // failed. Empty if nothing is known to be wrong with it.
+    virtual std::string DescribeFailure(const norviktypes::TickTime& inTime) const = 0;
+};
+using IFrameFailureRef = TVK::InterfaceRef<IFrameFailure>;
+
+} // namespace Media
