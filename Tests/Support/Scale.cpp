@@ -43,8 +43,7 @@ std::uint64_t ReadSeed()
 
 std::size_t ScaledCount(std::size_t inCount)
 {
-    static const double sScale = ReadScale();
-    return static_cast<std::size_t>(std::max(1.0, std::round(static_cast<double>(inCount) * sScale)));
+    return static_cast<std::size_t>(std::max(1.0, std::round(static_cast<double>(inCount) * ReadScale())));
 }
 
 std::uint64_t Seed()
