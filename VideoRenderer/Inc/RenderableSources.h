@@ -70,7 +70,8 @@ using IRenderableSourceRef = TVK::InterfaceRef<IRenderableSource>;
 // inPixelAspectRatio  stamped on frames.
 // inColorProfile  passed with every request; inPrefetchLabel names the media in logs.
 //
-// Throws TVK::NullInterfaceException for an empty stream or if there is no memory for the source.
+// Throws TVK::NullInterfaceException if there is no memory for the source. An empty stream is found by
+// the first operation that needs it, with the same exception.
 VIDEORENDERER_EXPORT IRenderableSourceRef CreateRenderableSource(
     const BE::IVideoSourceRef& inSource, const MF::BinaryData& inBinaryData, norviktypes::AlphaChannel inAlpha,
     const TVK::ParamColor<unsigned long>& inMatte, bool inIgnoreAlpha, bool inInvertAlpha,

@@ -13,7 +13,7 @@
 namespace BE
 {
 
-inline const TVK::Guid& kMediaType_Video = MF::kMediaType_Video;
+using MF::kMediaType_Video;
 
 enum class MediaAvailability : std::uint32_t
 {
