@@ -125,7 +125,7 @@ struct Guid
         }
     }
 
-    // A random id of version 4, never zero. Throws std::bad_alloc if the system has no randomness to give.
+    // A random id of version 4, never zero. Throws std::system_error if the system has no random bytes.
     ML_EXPORT static Guid CreateUnique();
 
     // The sixteen bytes in text order, whatever the machine's byte order: stored hashes and hashes that pass

@@ -138,7 +138,7 @@ private:
     std::atomic<int32_t>* mCount = nullptr; // precedes a copied text; null for static text
 };
 
-// Conversions. Lone surrogates and malformed bytes become U+FFFD, one for each maximal malformed run; nothing
+// Conversions. A lone surrogate and each longest ill-formed part of a sequence become one U+FFFD; nothing
 // throws but std::bad_alloc.
 ML_EXPORT UTF8String UTF16to8(const WString& inText);
 ML_EXPORT WString UTF8to16(const UTF8String& inText);
