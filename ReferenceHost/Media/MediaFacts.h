@@ -19,12 +19,12 @@ namespace Media
 {
 
 // An exact ratio; 0/0 where there is none.
-struct Rational
+struct Ratio
 {
     std::int64_t mNumerator = 0;
     std::int64_t mDenominator = 0;
 
-    friend bool operator==(const Rational&, const Rational&) noexcept = default;
+    friend bool operator==(const Ratio&, const Ratio&) noexcept = default;
 };
 
 struct StreamFacts
@@ -66,7 +66,7 @@ struct MediaFacts
     std::int32_t mWidth = 0; // as delivered: after rotation
     std::int32_t mHeight = 0;
     norviktypes::PixelAspectRatio mPixelAspectRatio;
-    Rational mFrameRate;       // 0/0 for a still
+    Ratio mFrameRate;       // 0/0 for a still
     bool mHasFrameGrid = true;
     std::int64_t mFrameCount = 0; // -1: without an end
     norviktypes::TickTime mDuration;

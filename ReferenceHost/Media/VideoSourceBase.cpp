@@ -19,9 +19,15 @@ using norviktypes::TickTime;
 namespace
 {
 
-norviktypes::AlphaChannel AlphaOfFormat(const norviktypes::PixelFormat& inFormat)
+// Frames of a stream without alpha count as opaque, so that nobody looks for transparency in them.
+norviktypes::AlphaChannel AlphaOfFormat(const norviktypes::PixelFormat& inFormat, bool inHasAlpha)
 {
-    switch (norviktypes::ToneOfProperties(inFormat.mProperties))
+    const std::uint32_t tone = norviktypes::ToneOfProperties(inFormat.mProperties);
+    if (!inHasAlpha)
+    {
+        return tone == 0 ? norviktypes::kAlphaChannel_None : norviktypes::kAlphaChannel_Opaque;
+    }
+    switch (tone)
     {
     case 1: return norviktypes::kAlphaChannel_Straight;
     case 2: return norviktypes::kAlphaChannel_Premultiplied;
@@ -166,12 +172,6 @@ std::int64_t VideoSourceBase::FrameIndexAt(const TickTime& inTime) const
     return std::max<std::int64_t>(0, inTime.ToFrame64(mTraits.mFrameRate));
 }
 
-TickTime VideoSourceBase::FrameStart(std::int64_t inIndex) const
-{
-    return mTraits.mFrameRate.IsCountable() ? TickTime::FromFrame(inIndex, mTraits.mFrameRate)
-                                            : norviktypes::kTime_Zero;
-}
-
 void VideoSourceBase::ConformDescription(BE::FrameDescription& ioFormat) const
 {
     if (VF::BEPixelFormatToIRPixelFormat(ioFormat.mPixelFormat) == 0)
@@ -189,13 +189,13 @@ void VideoSourceBase::ConformDescription(BE::FrameDescription& ioFormat) const
     ioFormat.mPixelAspectRatio =
         MF::AdjustPixelAspectRatioForNonUniformDownsample(mTraits.mPixelAspectRatio, own, ioFormat.mBounds);
     ioFormat.mFieldType = mTraits.mFieldType;
-    ioFormat.mAlphaType = AlphaOfFormat(ioFormat.mPixelFormat);
+    ioFormat.mAlphaType =
+        AlphaOfFormat(ioFormat.mPixelFormat, mTraits.mAlphaType != norviktypes::kAlphaChannel_None);
 }
 
-void VideoSourceBase::NormalizeFormat(TickTime& ioTime, BE::FrameDescription& ioFormat, const MF::BinaryData&)
+void VideoSourceBase::NormalizeFormat(TickTime&, BE::FrameDescription& ioFormat, const MF::BinaryData&)
 {
-    const std::int64_t index = FrameIndexAt(ioTime);
-    ioTime = index == kNoFrame ? ioTime.AlignToFrame(mTraits.mFrameRate) : FrameStart(index);
+    // The time stays: a caller who plays the stream at another rate maps it only afterwards.
     ConformDescription(ioFormat);
 }
 

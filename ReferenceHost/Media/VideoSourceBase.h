@@ -39,6 +39,9 @@ struct StreamTraits
     TVK::Rect mBounds;
     norviktypes::PixelAspectRatio mPixelAspectRatio;
     norviktypes::FieldType mFieldType = norviktypes::kFieldType_Progressive;
+    // kAlphaChannel_None, or kAlphaChannel_Straight for every stream with alpha, however its file keeps it:
+    // frames carry the kind of alpha that their format says, and a caller who was told that the media is
+    // premultiplied would divide once more.
     norviktypes::AlphaChannel mAlphaType = norviktypes::kAlphaChannel_None;
     bool mIsDropFrame = false;
     bool mHasNoFrameGrid = false;
@@ -102,6 +105,7 @@ public:
                                           MF::IVideoFrameRef& outFrame) override;
     void GetStartTime(norviktypes::TickTime& outTime) const override;
     bool CanRenderFrames(const MF::BinaryData& inSettings) const override;
+    // Leaves the time as it is; GetRenderedFrame finds the frame that holds it.
     void NormalizeFormat(norviktypes::TickTime& ioTime, BE::FrameDescription& ioFormat,
                          const MF::BinaryData& inSettings) override;
     TVK::Guid GetFrameKey(const norviktypes::TickTime& inTime, const BE::FrameDescription& inFormat,
@@ -131,8 +135,6 @@ protected:
     // The frame shown at inTime; kNoFrame at or past the end. By the rate's grid unless overridden; a still has
     // frame 0 for all times.
     virtual std::int64_t FrameIndexAt(const norviktypes::TickTime& inTime) const;
-    // When frame inIndex begins.
-    virtual norviktypes::TickTime FrameStart(std::int64_t inIndex) const;
     // Narrows a description to what the stream delivers: a known format or the first native one, bounds that
     // exceed the picture in neither direction, and the pixel aspect, field and alpha type that follow.
     virtual void ConformDescription(BE::FrameDescription& ioFormat) const;
