@@ -1,0 +1,48 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+#include "ReferenceHost/ImageRoutines/Reference.h"
+
+// Reading and writing samples for the scalar references; nobody else includes it.
+//
+// Thread-safety: as Reference.h.
+namespace ir::reference
+{
+
+// Pixels of one picture at full chroma resolution.
+struct Grid
+{
+    Grid(std::int32_t inWidth, std::int32_t inHeight)
+        : width(inWidth), height(inHeight),
+          pixels(static_cast<std::size_t>(inWidth) * static_cast<std::size_t>(inHeight))
+    {
+    }
+    Pixel& At(std::int32_t inX, std::int32_t inY)
+    {
+        return pixels[static_cast<std::size_t>(inY) * static_cast<std::size_t>(width) + static_cast<std::size_t>(inX)];
+    }
+    const Pixel& At(std::int32_t inX, std::int32_t inY) const { return const_cast<Grid*>(this)->At(inX, inY); }
+
+    std::int32_t width;
+    std::int32_t height;
+    std::vector<Pixel> pixels;
+};
+
+ComponentRange RangeOf(const Picture& inPicture, int inComponent);
+
+// The code at an index of a row, and a component of the plane it lives in (chroma in chroma units), range taken away.
+double LoadSample(const Picture& inPicture, const unsigned char* inRow, std::ptrdiff_t inIndex);
+double ReadPlane(const Picture& inPicture, int inComponent, std::int32_t inX, std::int32_t inY);
+
+// A sample position beyond an edge, mirrored about the edge.
+std::int32_t Mirrored(std::int32_t inIndex, std::int32_t inCount);
+
+Grid ReadGrid(const Picture& inPicture);
+
+// Writes pixels that are already of the target's kind; chroma is filtered down. Of a field only its rows.
+void WriteGrid(const Grid& inGrid, const Picture& inTarget, std::int32_t inField);
+
+}

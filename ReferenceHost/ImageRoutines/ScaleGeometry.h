@@ -1,0 +1,41 @@
+#pragma once
+
+#include <cstdint>
+
+#include "IR/ImageRoutines.h"
+
+// Which place of a source a target's place shows, along one axis.
+//
+// Places are continuous: sample k covers k to k + 1 and has its middle at k + 0.5. Of a field only its own rows count
+// as samples.
+//
+// Thread-safety: values and pure functions; safe.
+namespace ir
+{
+
+struct AxisMap
+{
+    double start; // the source's place at the target's place 0
+    double step;  // source samples for one target sample
+
+    double At(double inTargetPlace) const noexcept { return start + step * inTargetPlace; }
+};
+
+enum class ScaleFilter : std::uint8_t
+{
+    kBilinear,
+    kBicubic,
+    kLanczos
+};
+
+ScaleFilter FilterOf(std::int32_t inQuality) noexcept;
+
+// Rows of a picture of inHeight rows that belong to inField; all for kIR_WholePicture.
+std::int32_t RowsOfField(std::int32_t inHeight, std::int32_t inField) noexcept;
+
+// Heights are of whole pictures. For a target field the map is from rows of the field, unless the source is whole:
+// then it is from rows of the whole target, of which the field's are kept.
+AxisMap MapRows(std::int32_t inSourceHeight, std::int32_t inSourceField, std::int32_t inTargetHeight,
+                std::int32_t inTargetField) noexcept;
+
+}
