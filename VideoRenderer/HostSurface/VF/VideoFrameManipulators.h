@@ -1,7 +1,8 @@
 // Operations on whole frames.
 //
-// Statuses: 0, or negative when formats or sizes cannot go together or memory is short. An empty
-// reference throws TVK::NullInterfaceException. Targets must be writeable.
+// Statuses: 0, or negative when formats or sizes cannot go together, memory is short or a target is
+// frozen; a target is then as it was, or its pixels are undefined. An empty reference throws
+// TVK::NullInterfaceException.
 //
 // Thread-safety: safe on distinct targets.
 #pragma once
@@ -14,8 +15,9 @@
 namespace VF::VideoFrameManipulators
 {
 
-// The whole of inSource scaled and converted to fill inTarget. The alpha type is carried over; the
-// target's field type stays.
+// The whole of inSource scaled and converted to fill inTarget. The alpha type is carried over, unless the
+// conversion changed what alpha means or dropped it: then it is that of the target's format. The target's
+// field type stays.
 std::int32_t CopyFrame(const MF::IVideoFrameRef& inSource, const MF::IVideoFrameRef& inTarget,
                        norviktypes::RenderQuality inQuality);
 
@@ -25,9 +27,11 @@ std::int32_t CopyFrame(const MF::IVideoFrameRef& inSource, const MF::IVideoFrame
 std::int32_t CopyFrameWithFields(const MF::IVideoFrameRef& inSource, const MF::IVideoFrameRef& inTarget,
                                  norviktypes::RenderQuality inQuality, std::uint32_t inField);
 
-// Sets, or inverts, the alpha of a four-component frame (straight and opaque formats; a premultiplied
-// one has its colours adapted). Formats without alpha are left alone. InvertAlpha of a frame without
-// alpha does nothing.
+// OpaqueAlpha makes every pixel of a four-component frame opaque; a premultiplied one has its colours
+// adapted, so that they look as they did straight. The alpha type becomes opaque.
+// InvertAlpha inverts alpha where the format has one, colours adapted as before; a pixel of alpha 0 in a
+// premultiplied format has no colour left and becomes opaque black. The alpha type becomes the format's.
+// Frames without what is to be changed are left alone, with status 0.
 std::int32_t OpaqueAlpha(const MF::IVideoFrameRef& inFrame);
 std::int32_t InvertAlpha(const MF::IVideoFrameRef& inFrame);
 

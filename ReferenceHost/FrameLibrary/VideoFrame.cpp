@@ -1,0 +1,296 @@
+#include "ReferenceHost/FrameLibrary/VideoFrame.h"
+
+#include "ReferenceHost/FrameLibrary/ClearPixels.h"
+#include "ReferenceHost/FrameLibrary/FramePool.h"
+#include "TVK/Allocated.h"
+#include "VF/VideoFrame.h"
+#include "VF/VideoFrameManipulators.h"
+
+#include <atomic>
+#include <cassert>
+#include <new>
+#include <utility>
+
+namespace VF
+{
+
+namespace
+{
+
+using norviktypes::AlphaChannel;
+using norviktypes::FieldType;
+using norviktypes::PixelAspectRatio;
+using norviktypes::PixelFormat;
+
+// What a frame is made of. Row bytes fit 31 bits because frames are limited.
+struct FrameShape
+{
+    PixelFormat mFormat;
+    std::uint32_t mWidth = 0;
+    std::uint32_t mHeight = 0;
+    FrameGeometry mGeometry;
+};
+
+class VideoFrame final
+    : public TVK::Implements<VideoFrame, MF::IVideoFrame, IVideoFramePixels, IVideoFrameRaster, IVideoFrameSubstitute>
+{
+public:
+    VideoFrame(const FrameShape& inShape, const PixelAspectRatio& inRatio, FrameBufferRef inBuffer) noexcept
+        : mShape(inShape), mBuffer(std::move(inBuffer)), mRatio(inRatio),
+          mAlphaType(static_cast<AlphaChannel>(norviktypes::ToneOfProperties(inShape.mFormat.mProperties)))
+    {
+    }
+
+    void GetBounds(TVK::Rect& outBounds) const override { outBounds = Bounds(); }
+    bool SupportsTargetBounds(const TVK::Rect& inBounds) const override;
+    void GetPixelAspectRatio(PixelAspectRatio& outRatio) const override { outRatio = mRatio; }
+    void GetPixelFormat(PixelFormat& outFormat) const override { outFormat = mShape.mFormat; }
+    bool IsFrozen() const override { return mFrozen.load(std::memory_order_acquire); }
+    void Freeze() override { mFrozen.store(true, std::memory_order_release); }
+    FieldType GetFieldType() const override { return mFieldType; }
+    void SetFieldType(FieldType inType) override { Writeable().mFieldType = inType; }
+    AlphaChannel GetAlphaType() const override { return mAlphaType; }
+    bool MayHaveTransparency() const override;
+    void GetOrigin(TVK::Point& outOrigin) const override { outOrigin = mOrigin; }
+    bool GetContentRect(TVK::Rect& outRect) const override;
+    void SetContentRect(const TVK::Rect& inRect) override;
+    void ClearContentRect() override { Writeable().mHasContentRect = false; }
+    void SetPixelAspectRatio(const PixelAspectRatio& inRatio) override { Writeable().mRatio = inRatio; }
+    void SetAlphaType(AlphaChannel inType) override { Writeable().mAlphaType = inType; }
+    void SetOrigin(const TVK::Point& inOrigin) override { Writeable().mOrigin = inOrigin; }
+    std::int32_t CreateCompatibleFrame(MF::IVideoFrameRef& outFrame) const override;
+    void SetRenderMilliseconds(std::uint32_t inMilliseconds) override
+    {
+        mRenderMilliseconds.store(inMilliseconds, std::memory_order_relaxed);
+    }
+    std::uint32_t GetRenderMilliseconds() const override { return mRenderMilliseconds.load(std::memory_order_relaxed); }
+    bool IsPremultiplied() const override;
+
+    void* GetPixels() const override { return mBuffer.Data(); }
+    std::uint32_t GetRowBytesUnsigned() const override { return static_cast<std::uint32_t>(RowBytes()); }
+    std::int32_t GetRowBytes() const override { return static_cast<std::int32_t>(RowBytes()); }
+    std::int32_t GetPixelStride() const override;
+
+    void SetSubstitute(bool inIsSubstitute) override { Writeable().mIsSubstitute = inIsSubstitute; }
+    bool IsSubstitute() const override { return mIsSubstitute; }
+
+private:
+    TVK::Rect Bounds() const noexcept
+    {
+        return {0, 0, static_cast<std::int32_t>(mShape.mWidth), static_cast<std::int32_t>(mShape.mHeight)};
+    }
+    std::uint64_t RowBytes() const noexcept { return mShape.mGeometry.mPlanes[0].mRowBytes; }
+
+    // Others read a frozen frame without a lock.
+    VideoFrame& Writeable() noexcept
+    {
+        assert(!IsFrozen() && "a frozen frame is written to");
+        return *this;
+    }
+
+    const FrameShape mShape;
+    const FrameBufferRef mBuffer;
+    PixelAspectRatio mRatio;
+    FieldType mFieldType = norviktypes::kFieldType_Progressive;
+    AlphaChannel mAlphaType;
+    TVK::Point mOrigin{-1, -1};
+    TVK::Rect mContentRect;
+    bool mHasContentRect = false;
+    bool mIsSubstitute = false;
+    std::atomic<bool> mFrozen{false};
+    std::atomic<std::uint32_t> mRenderMilliseconds{0};
+};
+
+bool VideoFrame::SupportsTargetBounds(const TVK::Rect& inBounds) const
+{
+    const TVK::Rect bounds = Bounds();
+    return inBounds == bounds ||
+           (mIsSubstitute && inBounds.Width() <= bounds.Width() && inBounds.Height() <= bounds.Height());
+}
+
+bool VideoFrame::MayHaveTransparency() const
+{
+    return mAlphaType != norviktypes::kAlphaChannel_None && mAlphaType != norviktypes::kAlphaChannel_Opaque;
+}
+
+bool VideoFrame::IsPremultiplied() const
+{
+    return mAlphaType == norviktypes::kAlphaChannel_Premultiplied ||
+           norviktypes::ToneOfProperties(mShape.mFormat.mProperties) == norviktypes::kAlphaChannel_Premultiplied;
+}
+
+bool VideoFrame::GetContentRect(TVK::Rect& outRect) const
+{
+    if (mHasContentRect)
+    {
+        outRect = mContentRect;
+    }
+    return mHasContentRect;
+}
+
+void VideoFrame::SetContentRect(const TVK::Rect& inRect)
+{
+    Writeable().mContentRect = inRect;
+    mHasContentRect = true;
+}
+
+std::int32_t VideoFrame::GetPixelStride() const
+{
+    const std::uint32_t properties = mShape.mFormat.mProperties;
+    const bool hasStride = norviktypes::IsPackedFourComponent(properties) || norviktypes::IsPacked422(properties);
+    return hasStride ? static_cast<std::int32_t>(norviktypes::BytesPerPixel(properties)) : 0;
+}
+
+bool ComputeShape(const PixelFormat& inFormat, std::uint32_t inWidth, std::uint32_t inHeight, FrameShape& outShape)
+{
+    if (inWidth > kMaximumFrameSide || inHeight > kMaximumFrameSide)
+    {
+        return false;
+    }
+    outShape.mFormat = inFormat;
+    outShape.mWidth = inWidth;
+    outShape.mHeight = inHeight;
+    return GetFrameGeometry(inFormat, RowBytesOfFrame(inFormat, inWidth), inWidth, inHeight, outShape.mGeometry) &&
+           outShape.mGeometry.mTotalBytes <= kMaximumFrameBytes;
+}
+
+std::int32_t NewFrame(const FrameShape& inShape, const PixelAspectRatio& inRatio, MF::IVideoFrameRef& outFrame)
+{
+    FrameBufferRef buffer = FramePool::Instance().Acquire(inShape.mGeometry.mTotalBytes);
+    if (!buffer)
+    {
+        return kFrameStatus_OutOfMemory;
+    }
+    try
+    {
+        outFrame = MF::IVideoFrameRef(new VideoFrame(inShape, inRatio, std::move(buffer)));
+    }
+    catch (const std::bad_alloc&)
+    {
+        return kFrameStatus_OutOfMemory;
+    }
+    return kFrameStatus_OK;
+}
+
+std::int32_t VideoFrame::CreateCompatibleFrame(MF::IVideoFrameRef& outFrame) const
+{
+    outFrame.reset();
+    MF::IVideoFrameRef frame;
+    const std::int32_t status = NewFrame(mShape, mRatio, frame);
+    if (status >= 0)
+    {
+        frame->SetFieldType(mFieldType);
+        frame->SetAlphaType(mAlphaType);
+        outFrame = std::move(frame);
+    }
+    return status;
+}
+
+} // namespace
+
+std::int32_t CreateVideoFrame(MF::IVideoFrameRef& outFrame, const PixelFormat& inFormat, std::uint32_t inWidth,
+                              std::uint32_t inHeight, const PixelAspectRatio& inRatio, bool inClear,
+                              bool inClearAlpha)
+{
+    outFrame.reset();
+    FrameShape shape;
+    if (!ComputeShape(inFormat, inWidth, inHeight, shape))
+    {
+        return kFrameStatus_BadArgument;
+    }
+    MF::IVideoFrameRef frame;
+    const std::int32_t status = NewFrame(shape, inRatio, frame);
+    if (status < 0)
+    {
+        return status;
+    }
+    if (inClear)
+    {
+        FramePixels pixels;
+        GetFramePixels(frame, pixels);
+        ClearPixels(pixels, inClearAlpha);
+    }
+    outFrame = std::move(frame);
+    return kFrameStatus_OK;
+}
+
+MF::IVideoFrameRef MakeWriteableVideoFrame(const MF::IVideoFrameRef& inFrame, norviktypes::RenderQuality inQuality)
+{
+    if (!inFrame->IsFrozen())
+    {
+        return inFrame;
+    }
+    MF::IVideoFrameRef copy;
+    const bool isCopied = inFrame->CreateCompatibleFrame(copy) >= 0 &&
+                          VideoFrameManipulators::CopyFrame(inFrame, copy, inQuality) >= 0;
+    if (!isCopied)
+    {
+        return {};
+    }
+    CopyFrameAttributes(inFrame, copy);
+    return copy;
+}
+
+bool GetFramePixels(const MF::IVideoFrameRef& inFrame, FramePixels& outPixels)
+{
+    TVK::Rect bounds;
+    inFrame->GetBounds(bounds);
+    inFrame->GetPixelFormat(outPixels.mFormat);
+    const IVideoFramePixelsRef pixels(inFrame);
+    const IVideoFrameRasterRef raster(inFrame);
+    if (!pixels || !raster || bounds.IsEmpty() || raster->GetRowBytes() <= 0)
+    {
+        return false;
+    }
+    outPixels.mPixels = static_cast<std::uint8_t*>(pixels->GetPixels());
+    outPixels.mRowBytes = raster->GetRowBytes();
+    outPixels.mWidth = static_cast<std::uint32_t>(bounds.Width());
+    outPixels.mHeight = static_cast<std::uint32_t>(bounds.Height());
+    return outPixels.mPixels != nullptr &&
+           GetFrameGeometry(outPixels.mFormat, static_cast<std::uint64_t>(outPixels.mRowBytes), outPixels.mWidth,
+                            outPixels.mHeight, outPixels.mGeometry);
+}
+
+namespace
+{
+
+void CopyContentRect(const MF::IVideoFrameRef& inSource, const MF::IVideoFrameRef& inTarget)
+{
+    TVK::Rect content;
+    if (inSource->GetContentRect(content))
+    {
+        inTarget->SetContentRect(content);
+    }
+    else
+    {
+        inTarget->ClearContentRect();
+    }
+}
+
+void CopySubstitute(const MF::IVideoFrameRef& inSource, const MF::IVideoFrameRef& inTarget)
+{
+    const IVideoFrameSubstituteRef source(inSource);
+    const IVideoFrameSubstituteRef target(inTarget);
+    if (source && target)
+    {
+        target->SetSubstitute(source->IsSubstitute());
+    }
+}
+
+} // namespace
+
+void CopyFrameAttributes(const MF::IVideoFrameRef& inSource, const MF::IVideoFrameRef& inTarget)
+{
+    PixelAspectRatio ratio;
+    inSource->GetPixelAspectRatio(ratio);
+    inTarget->SetPixelAspectRatio(ratio);
+    inTarget->SetFieldType(inSource->GetFieldType());
+    inTarget->SetAlphaType(inSource->GetAlphaType());
+    TVK::Point origin;
+    inSource->GetOrigin(origin);
+    inTarget->SetOrigin(origin);
+    CopyContentRect(inSource, inTarget);
+    CopySubstitute(inSource, inTarget);
+}
+
+} // namespace VF

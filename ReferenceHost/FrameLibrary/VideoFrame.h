@@ -1,0 +1,52 @@
+// What the host's own code does with frames beyond the shared interfaces.
+//
+// Thread-safety: as of the frames.
+#pragma once
+
+#include "MF/IVideoFrame.h"
+#include "ReferenceHost/FrameLibrary/FrameGeometry.h"
+
+#include <cstddef>
+#include <cstdint>
+
+namespace VF
+{
+
+// A source that delivers a frame larger than was asked for (the full size, or half the width at full
+// height) says so here, and the frame then stands for smaller bounds too.
+class IVideoFrameSubstitute : public TVKUnknown
+{
+public:
+    static constexpr TVK::Guid kInterfaceID{"E4E93F0B-0593-42B8-A329-9B9783F32304"};
+
+    virtual void SetSubstitute(bool inIsSubstitute) = 0;
+    virtual bool IsSubstitute() const = 0;
+};
+using IVideoFrameSubstituteRef = TVK::InterfaceRef<IVideoFrameSubstitute>;
+
+// A frame's pixels with all that is needed to walk them.
+struct FramePixels
+{
+    std::uint8_t* mPixels = nullptr; // of the first row in memory
+    std::int32_t mRowBytes = 0;
+    std::uint32_t mWidth = 0;
+    std::uint32_t mHeight = 0;
+    norviktypes::PixelFormat mFormat;
+    FrameGeometry mGeometry;
+
+    std::uint8_t* Row(std::size_t inPlane, std::uint32_t inLine) const noexcept
+    {
+        const FramePlane& plane = mGeometry.mPlanes[inPlane];
+        return mPixels + plane.mOffset + plane.mRowBytes * inLine;
+    }
+};
+
+// False for a frame without the raw faces or with negative row bytes. An empty reference throws
+// TVK::NullInterfaceException. The pixels of a frozen frame are for reading.
+bool GetFramePixels(const MF::IVideoFrameRef& inFrame, FramePixels& outPixels);
+
+// Everything that is told of a frame beside its pixels, bounds and format: pixel aspect, field and alpha
+// type, origin, content rectangle, and whether it is a substitute.
+void CopyFrameAttributes(const MF::IVideoFrameRef& inSource, const MF::IVideoFrameRef& inTarget);
+
+} // namespace VF
