@@ -1,0 +1,211 @@
+#include "ReferenceHost/Executors/TaskLedger.h"
+
+#include "norvik/logging/Logging.h"
+
+#include <exception>
+#include <fmt/format.h>
+#include <string_view>
+#include <utility>
+
+namespace Executors
+{
+
+namespace
+{
+
+// The ledgers whose functions this thread is inside of, innermost first: a function of a sub-executor runs
+// within a function of its parent.
+struct Frame
+{
+    const TaskLedger* mLedger;
+    const Frame* mOuter;
+};
+
+thread_local const Frame* tInnermost = nullptr;
+
+class FrameScope
+{
+public:
+    explicit FrameScope(const TaskLedger* inLedger)
+        : mFrame{inLedger, tInnermost}
+    {
+        tInnermost = &mFrame;
+    }
+
+    ~FrameScope()
+    {
+        tInnermost = mFrame.mOuter;
+    }
+
+    FrameScope(const FrameScope&) = delete;
+    FrameScope& operator=(const FrameScope&) = delete;
+
+private:
+    const Frame mFrame;
+};
+
+void LogFailure(std::string_view inWhat) noexcept
+{
+    try
+    {
+        norvik::logging::LogText(norvik::logging::kLogLevel_Error, "norvik.Executors",
+                                 fmt::format("A posted function has failed: {}", inWhat).c_str());
+    }
+    catch (...)
+    {
+        // Out of memory for the text: the thread goes on all the same.
+    }
+}
+
+void CallLogged(const norvik::Function& inFunction) noexcept
+{
+    try
+    {
+        inFunction();
+    }
+    catch (const std::exception& failure)
+    {
+        LogFailure(failure.what());
+    }
+    catch (...)
+    {
+        LogFailure("an unknown exception");
+    }
+}
+
+} // namespace
+
+bool TaskLedger::Push(Function& ioFunction)
+{
+    const std::lock_guard<std::mutex> lock(mMutex);
+    if (mClosed)
+    {
+        return false;
+    }
+    mQueue.emplace_back();
+    mQueue.back().swap(ioFunction);
+    return true;
+}
+
+uint64_t TaskLedger::AddDelayed(Function& ioFunction)
+{
+    const std::lock_guard<std::mutex> lock(mMutex);
+    if (mClosed)
+    {
+        return 0;
+    }
+    mDelayed[++mLastNumber].swap(ioFunction);
+    return mLastNumber;
+}
+
+bool TaskLedger::ReleaseDelayed(uint64_t inNumber)
+{
+    const std::lock_guard<std::mutex> lock(mMutex);
+    const auto found = mDelayed.find(inNumber);
+    if (found == mDelayed.end())
+    {
+        return false;
+    }
+    mQueue.emplace_back();
+    mQueue.back().swap(found->second);
+    mDelayed.erase(found);
+    return true;
+}
+
+void TaskLedger::DropDelayed(uint64_t inNumber)
+{
+    Function dropped;
+    const std::lock_guard<std::mutex> lock(mMutex);
+    const auto found = mDelayed.find(inNumber);
+    if (found != mDelayed.end())
+    {
+        dropped.swap(found->second);
+        mDelayed.erase(found);
+        mChanged.notify_all();
+    }
+}
+
+bool TaskLedger::RunNext()
+{
+    Function function;
+    {
+        const std::lock_guard<std::mutex> lock(mMutex);
+        if (mQueue.empty())
+        {
+            return false;
+        }
+        function.swap(mQueue.front());
+        mQueue.pop_front();
+        ++mRunning;
+    }
+    {
+        // Destroyed while it still counts as running: who waits for termination may rely on everything that
+        // was bound being released.
+        const FrameScope scope(this);
+        CallLogged(function);
+        function.clear();
+    }
+    FinishOne();
+    return true;
+}
+
+void TaskLedger::FinishOne()
+{
+    // Notified under the lock: a waiter that destroys the ledger can't overtake the notification.
+    const std::lock_guard<std::mutex> lock(mMutex);
+    --mRunning;
+    mChanged.notify_all();
+}
+
+bool TaskLedger::HasQueued() const
+{
+    const std::lock_guard<std::mutex> lock(mMutex);
+    return !mQueue.empty();
+}
+
+uint64_t TaskLedger::CancelPending()
+{
+    // Declared before the lock, so destroyed after it.
+    std::deque<Function> queue;
+    std::map<uint64_t, Function> delayed;
+    const std::lock_guard<std::mutex> lock(mMutex);
+    queue.swap(mQueue);
+    delayed.swap(mDelayed);
+    mChanged.notify_all();
+    return mLastNumber;
+}
+
+void TaskLedger::Close()
+{
+    const std::lock_guard<std::mutex> lock(mMutex);
+    mClosed = true;
+}
+
+void TaskLedger::WaitForTermination()
+{
+    std::unique_lock<std::mutex> lock(mMutex);
+    if (!IsCurrentThread())
+    {
+        mChanged.wait(lock, [this] { return mQueue.empty() && mDelayed.empty() && mRunning == 0; });
+        return;
+    }
+    // What is queued may need this very thread, and a second function that waits here waits for this one.
+    ++mWaitingInside;
+    mChanged.notify_all();
+    mChanged.wait(lock, [this] { return mRunning <= mWaitingInside; });
+    --mWaitingInside;
+}
+
+bool TaskLedger::IsCurrentThread() const
+{
+    for (const Frame* frame = tInnermost; frame != nullptr; frame = frame->mOuter)
+    {
+        if (frame->mLedger == this)
+        {
+            return true;
+        }
+    }
+    return false;
+}
+
+} // namespace Executors
