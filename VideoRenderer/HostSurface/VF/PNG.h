@@ -7,7 +7,7 @@
 #pragma once
 
 #include "MF/IVideoFrame.h"
-#include "norvik/utility/Memory.h"
+#include "norvik/utility/RecycledMemory.h"
 
 #include <memory>
 
