@@ -9,6 +9,7 @@
 #include "TVK/InterfaceRef.h"
 #include "norviktypes/TickTime.h"
 
+#include <cstdint>
 #include <string>
 
 namespace Media
@@ -36,5 +37,16 @@ public:
     virtual std::string DescribeFailure(const norviktypes::TickTime& inTime) const = 0;
 };
 using IFrameFailureRef = TVK::InterfaceRef<IFrameFailure>;
+
+// A face of a stream: which of its frames is shown when. Frames off a grid can be counted by nobody else.
+class IFrameNumbers : public TVKUnknown
+{
+public:
+    static constexpr TVK::Guid kInterfaceID{"5D0E3A86-7C39-4B1B-9D0C-2E8A51F6A3B4"};
+
+    // Counted from 0; times before the first frame give 0. -1 at or past the end.
+    virtual std::int64_t GetFrameNumber(const norviktypes::TickTime& inTime) const = 0;
+};
+using IFrameNumbersRef = TVK::InterfaceRef<IFrameNumbers>;
 
 } // namespace Media

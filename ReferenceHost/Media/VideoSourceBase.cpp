@@ -96,6 +96,11 @@ std::string VideoSourceBase::DescribeFailure(const TickTime&) const
     return std::string();
 }
 
+std::int64_t VideoSourceBase::GetFrameNumber(const TickTime& inTime) const
+{
+    return FrameIndexAt(inTime);
+}
+
 void VideoSourceBase::GetFrameRate(norviktypes::FrameRate& outRate) const
 {
     outRate = mTraits.mFrameRate;

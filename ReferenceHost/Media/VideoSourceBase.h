@@ -53,7 +53,8 @@ struct StreamTraits
 };
 
 class VideoSourceBase
-    : public TVK::Implements<VideoSourceBase, MF::ISource, BE::IVideoSource, BE::IVideoStreamInfo, IFrameFailure>
+    : public TVK::Implements<VideoSourceBase, MF::ISource, BE::IVideoSource, BE::IVideoStreamInfo, IFrameFailure,
+                             IFrameNumbers>
 {
 public:
     // MF::ISource
@@ -65,6 +66,9 @@ public:
 
     // IFrameFailure: empty unless overridden.
     std::string DescribeFailure(const norviktypes::TickTime& inTime) const override;
+
+    // IFrameNumbers
+    std::int64_t GetFrameNumber(const norviktypes::TickTime& inTime) const override;
 
     // BE::IVideoSource
     void GetFrameRate(norviktypes::FrameRate& outRate) const override;
