@@ -1,10 +1,15 @@
 #include "ReferenceHost/Media/Synthetic/SyntheticPainter.h"
 
+#include "ReferenceHost/Foundation/BitmapFont.h"
 #include "ReferenceHost/Media/Synthetic/CounterCode.h"
+
+#include <fmt/format.h>
 
 #include <algorithm>
 #include <array>
 #include <cstring>
+#include <string>
+#include <vector>
 
 namespace Media
 {
@@ -42,6 +47,25 @@ public:
         for (std::int32_t y = FirstLineFrom(std::max(inTop, 0)); y < bottom; y += mLineStep)
         {
             FillRow(mPicture.mPixels + y * mPicture.mRowBytes, left, right, inColor);
+        }
+    }
+
+    // Colours the pixels where the mask, laid at (inLeft, inTop), has ink.
+    void Stamp(const Foundation::ByteMask& inMask, std::int32_t inLeft, std::int32_t inTop,
+               const Pixel& inColor) const
+    {
+        const std::int32_t bottom = std::min(inTop + inMask.mHeight, mPicture.mHeight);
+        for (std::int32_t y = FirstLineFrom(std::max(inTop, 0)); y < bottom; y += mLineStep)
+        {
+            const std::uint8_t* ink = inMask.mPixels + (y - inTop) * inMask.mRowBytes;
+            std::uint8_t* row = mPicture.mPixels + y * mPicture.mRowBytes;
+            for (std::int32_t x = std::max(0, -inLeft); x < inMask.mWidth && inLeft + x < mPicture.mWidth; ++x)
+            {
+                if (ink[x] != 0)
+                {
+                    FillRow(row, inLeft + x, inLeft + x + 1, inColor);
+                }
+            }
         }
     }
 
@@ -116,11 +140,40 @@ void PaintMovingLine(const Canvas& inCanvas, double inSeconds)
                   kMovingLine);
 }
 
+// The text centred about the height inMiddle, as large as fits into inWidth by inHeight.
+void PaintText(const Canvas& inCanvas, const std::string& inText, std::int32_t inMiddle, std::int32_t inWidth,
+               std::int32_t inHeight)
+{
+    const std::int32_t scale = std::max(
+        1, std::min(inWidth / Foundation::TextWidth(inText, 1), inHeight / Foundation::TextHeight(inText, 1)));
+    const std::int32_t width = Foundation::TextWidth(inText, scale);
+    const std::int32_t height = Foundation::TextHeight(inText, scale);
+    std::vector<std::uint8_t> ink(static_cast<std::size_t>(width) * static_cast<std::size_t>(height), 0);
+    const Foundation::ByteMask mask{ink.data(), width, height, width};
+    Foundation::DrawText(mask, 0, 0, inText, scale);
+    inCanvas.Stamp(mask, (inCanvas.Width() - width) / 2, inMiddle - height / 2, kWhite);
+}
+
+const char* MomentName(CounterMoment inMoment)
+{
+    switch (inMoment)
+    {
+    case CounterMoment::kUpperField: return "upper field";
+    case CounterMoment::kLowerField: return "lower field";
+    default: return "frame";
+    }
+}
+
 void PaintMoment(const Canvas& inCanvas, const Moment& inMoment)
 {
     inCanvas.Fill(0, 0, inCanvas.Width(), inCanvas.Height(), kBackground);
     PaintMovingLine(inCanvas, inMoment.mSeconds);
     PaintCode(inCanvas, inMoment.mFrame, inMoment.mKind);
+    const std::int32_t width = Part(inCanvas.Width(), 9, 10);
+    PaintText(inCanvas, std::to_string(inMoment.mFrame), Part(inCanvas.Height(), 9, 20), width,
+              Part(inCanvas.Height(), 2, 5));
+    PaintText(inCanvas, fmt::format("{} {:.3f} s", MomentName(inMoment.mKind), inMoment.mSeconds),
+              Part(inCanvas.Height(), 8, 10), width, Part(inCanvas.Height(), 1, 5));
 }
 
 } // namespace
