@@ -34,7 +34,8 @@ using IBitmapMediaRef = TVK::InterfaceRef<IBitmapMedia>;
 
 // inCallback may be null. An empty inVideoFrame is a contract violation.
 VIDEORENDERER_EXPORT BE::IMediaInfoRef CreateBitmapMedia(const MF::IVideoFrameRef& inVideoFrame,
-                                                         BitmapFrameCallback inCallback, std::uint64_t inContext,
+                                                         BitmapFrameCallback inCallback,
+                                                         std::uint64_t inContext,
                                                          const norvik::WString& inName);
 
 } // namespace ML

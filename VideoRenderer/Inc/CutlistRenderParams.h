@@ -18,8 +18,8 @@ namespace ML
 
 struct CutlistRenderParams
 {
-    MF::FrameTime mFrameTime;           // the time to render
-    std::uint32_t mWidth = 0;           // of the output, pixels
+    MF::FrameTime mFrameTime; // the time to render
+    std::uint32_t mWidth = 0; // of the output, pixels
     std::uint32_t mHeight = 0;
     norviktypes::PixelAspectRatio mPixelAspectRatio; // of the output
     norviktypes::PixelFormat mPixelFormat;           // wished for the output

@@ -9,6 +9,7 @@
 
 #include "BE/IVideoSource.h"
 #include "CutlistRenderParams.h"
+#include "RenderableNodePrefetch.h"
 #include "TVK/Exceptions.h"
 #include "TVK/ParamTypes.h"
 #include "VideoRendererExport.h"
@@ -19,8 +20,6 @@
 
 namespace ML
 {
-
-class IRenderableNodePrefetch;
 
 // A frame cannot be produced; the status tells what the source met. Whoever starts a render treats
 // the frame as empty, decorators let it pass.
@@ -45,7 +44,7 @@ public:
                                   MF::FrameTime& outTime) = 0;
     // Appends what a render of inTime would want ready; nothing if the source has nothing to prefetch.
     virtual void CollectPrefetchItems(const MF::FrameTime& inTime, const CutlistRenderParams& inRenderParams,
-                                      std::vector<TVK::InterfaceRef<IRenderableNodePrefetch>>& ioItems) = 0;
+                                      std::vector<IRenderableNodePrefetchRef>& ioItems) = 0;
     // Renders on the calling thread. Sets outFrame, or throws: RenderRequestException with the status
     // of the stream, TVK::NullInterfaceException where something that must be there is missing.
     virtual void Render(const MF::FrameTime& inTime, const CutlistRenderParams& inRenderParams,
@@ -73,9 +72,9 @@ using IRenderableSourceRef = TVK::InterfaceRef<IRenderableSource>;
 // Throws TVK::NullInterfaceException if there is no memory for the source. An empty stream is found by
 // the first operation that needs it, with the same exception.
 VIDEORENDERER_EXPORT IRenderableSourceRef CreateRenderableSource(
-    const BE::IVideoSourceRef& inSource, const MF::BinaryData& inBinaryData, norviktypes::AlphaChannel inAlpha,
-    const TVK::ParamColor<unsigned long>& inMatte, bool inIgnoreAlpha, bool inInvertAlpha,
-    const norviktypes::FrameRate& inFrameRate, norviktypes::FieldType inFieldType,
+    const BE::IVideoSourceRef& inSource, const MF::BinaryData& inBinaryData,
+    norviktypes::AlphaChannel inAlpha, const TVK::ParamColor<unsigned long>& inMatte, bool inIgnoreAlpha,
+    bool inInvertAlpha, const norviktypes::FrameRate& inFrameRate, norviktypes::FieldType inFieldType,
     const norviktypes::PixelAspectRatio& inPixelAspectRatio, const norviktypes::ColorProfile& inColorProfile,
     const norvik::WString& inPrefetchLabel);
 

@@ -25,7 +25,8 @@ class IBitmapMediaPrivate : public TVKUnknown
 public:
     static constexpr TVK::Guid kInterfaceID = TVK::InterfaceIDs::kBitmapMediaPrivate;
 
-    virtual std::int32_t GetFrameAtTime(const norviktypes::TickTime& inTime, MF::IVideoFrameRef& outFrame) = 0;
+    virtual std::int32_t GetFrameAtTime(const norviktypes::TickTime& inTime,
+                                        MF::IVideoFrameRef& outFrame) = 0;
     virtual std::int32_t GetFrame(MF::IVideoFrameRef& outFrame) = 0;
 };
 using IBitmapMediaPrivateRef = TVK::InterfaceRef<IBitmapMediaPrivate>;
@@ -55,7 +56,10 @@ public:
         return BE::kSourceStatus_OK;
     }
 
-    void GetFrameRate(norviktypes::FrameRate& outRate) const override { outRate = norviktypes::kFrameRate_Zero; }
+    void GetFrameRate(norviktypes::FrameRate& outRate) const override
+    {
+        outRate = norviktypes::kFrameRate_Zero;
+    }
     void GetBounds(TVK::Rect& outBounds) const override
     {
         outBounds = {};
@@ -80,7 +84,10 @@ public:
         const MF::IVideoFrameRef frame = Frame();
         return frame ? frame->GetFieldType() : norviktypes::kFieldType_Progressive;
     }
-    norviktypes::FieldType GetFieldTypeForTime(const norviktypes::TickTime&) const override { return GetFieldType(); }
+    norviktypes::FieldType GetFieldTypeForTime(const norviktypes::TickTime&) const override
+    {
+        return GetFieldType();
+    }
 
     std::uint32_t Query1() const override { return 0; }
     std::uint32_t Query2() const override { return 0; }
@@ -110,15 +117,17 @@ public:
         const std::int32_t status = mMedia->GetFrameAtTime(inTime, frame);
         return status < 0 ? status : VF::VideoFrameManipulators::CopyFrame(frame, ioFrame, inQuality);
     }
-    std::int32_t GetCachedFrame(const norviktypes::TickTime&, const BE::FrameDescription&, const MF::BinaryData&,
-                                const norviktypes::ColorProfile&, MF::IVideoFrameRef& outFrame) override
+    std::int32_t GetCachedFrame(const norviktypes::TickTime&, const BE::FrameDescription&,
+                                const MF::BinaryData&, const norviktypes::ColorProfile&,
+                                MF::IVideoFrameRef& outFrame) override
     {
         outFrame.reset();
         return -1;
     }
     std::int32_t GetRenderedFrame(const norviktypes::TickTime& inTime, const BE::FrameDescription& inFormat,
-                                  const MF::BinaryData& inSettings, const norviktypes::ColorProfile& inProfile,
-                                  bool inAtOnce, MF::IVideoFrameRef& outFrame) override
+                                  const MF::BinaryData& inSettings,
+                                  const norviktypes::ColorProfile& inProfile, bool inAtOnce,
+                                  MF::IVideoFrameRef& outFrame) override
     {
         return GetRenderedFrameInternal(inTime, inFormat, inSettings, inProfile, inAtOnce, outFrame);
     }
@@ -131,7 +140,8 @@ public:
     void GetStartTime(norviktypes::TickTime& outTime) const override { outTime = norviktypes::kTime_Zero; }
     bool CanRenderFrames(const MF::BinaryData&) const override { return true; }
 
-    void NormalizeFormat(norviktypes::TickTime&, BE::FrameDescription& ioFormat, const MF::BinaryData&) override
+    void NormalizeFormat(norviktypes::TickTime&, BE::FrameDescription& ioFormat,
+                         const MF::BinaryData&) override
     {
         GetBounds(ioFormat.mBounds);
         ioFormat.mPixelFormat = MF::kPixelFormat_BGRA_4444_8u;
@@ -149,8 +159,8 @@ public:
     {
         return mSourceID;
     }
-    TVK::Guid GetFrameKeyInternal(const norviktypes::TickTime&, const BE::FrameDescription&, const MF::BinaryData&,
-                                  const norviktypes::ColorProfile&) const override
+    TVK::Guid GetFrameKeyInternal(const norviktypes::TickTime&, const BE::FrameDescription&,
+                                  const MF::BinaryData&, const norviktypes::ColorProfile&) const override
     {
         return mSourceID;
     }
@@ -187,7 +197,8 @@ private:
 };
 
 // Messages go out after the unlock; the callback runs under the lock.
-class BitmapMedia final : public TVK::Implements<BitmapMedia, BE::IMediaInfo, IBitmapMedia, IBitmapMediaPrivate>
+class BitmapMedia final
+    : public TVK::Implements<BitmapMedia, BE::IMediaInfo, IBitmapMedia, IBitmapMediaPrivate>
 {
 public:
     BitmapMedia(const MF::IVideoFrameRef& inFrame, BitmapFrameCallback inCallback, std::uint64_t inContext,
@@ -196,7 +207,8 @@ public:
         , mCallback(inCallback)
         , mContext(inContext)
         , mMediaName(inName)
-        , mMediaPath(norvik::utility::ImmutableString::CreateDynamic("bitmap:" + TVK::Guid::CreateUnique().AsUTF8String()))
+        , mMediaPath(norvik::utility::ImmutableString::CreateDynamic(
+              "bitmap:" + TVK::Guid::CreateUnique().AsUTF8String()))
     {
     }
 
@@ -248,7 +260,8 @@ public:
     MF::ISourceRef GetStream(const TVK::Guid& inType, std::uint32_t inIndex) override
     {
         constexpr const char* kFunction = "ML::`anonymous-namespace'::BitmapMedia::GetStream";
-        ML_INPUT_CONTRACT(inType == MF::kMediaType_Video, "inType == MF::kMediaType_Video", kFile, kFunction, __LINE__);
+        ML_INPUT_CONTRACT(inType == MF::kMediaType_Video, "inType == MF::kMediaType_Video", kFile, kFunction,
+                          __LINE__);
         ML_INPUT_CONTRACT(inIndex == 0, "inIndex == 0", kFile, kFunction, __LINE__);
         return MakeSource();
     }
@@ -256,12 +269,14 @@ public:
     MF::ISourceRef CreateSourceForStream(const TVK::Guid& inType, std::uint32_t inIndex) override
     {
         constexpr const char* kFunction = "ML::`anonymous-namespace'::BitmapMedia::CreateSourceForStream";
-        ML_INPUT_CONTRACT(inType == MF::kMediaType_Video, "inType == MF::kMediaType_Video", kFile, kFunction, __LINE__);
+        ML_INPUT_CONTRACT(inType == MF::kMediaType_Video, "inType == MF::kMediaType_Video", kFile, kFunction,
+                          __LINE__);
         ML_INPUT_CONTRACT(inIndex == 0, "inIndex == 0", kFile, kFunction, __LINE__);
         return MakeSource();
     }
 
-    void GetStreamGroupIndices(std::uint32_t inGroupIndex, std::vector<std::uint32_t>& outIndices) const override
+    void GetStreamGroupIndices(std::uint32_t inGroupIndex,
+                               std::vector<std::uint32_t>& outIndices) const override
     {
         ML_INPUT_CONTRACT(inGroupIndex == 0, "inGroupIndex == 0", kFile,
                           "ML::`anonymous-namespace'::BitmapMedia::GetStreamGroupIndices", __LINE__);
@@ -306,7 +321,10 @@ private:
         return TVK::InterfaceRef<Interface>(static_cast<Interface*>(inObject));
     }
 
-    MF::ISourceRef MakeSource() { return MF::ISourceRef(BitmapSource::Create(Self<IBitmapMediaPrivate>(this))); }
+    MF::ISourceRef MakeSource()
+    {
+        return MF::ISourceRef(BitmapSource::Create(Self<IBitmapMediaPrivate>(this)));
+    }
 
     void PostChanged()
     {

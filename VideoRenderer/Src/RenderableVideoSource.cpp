@@ -61,9 +61,9 @@ std::uint32_t PropertiesOf(const MF::IVideoFrameRef& inFrame)
 } // namespace
 
 RenderableVideoSource::RenderableVideoSource(
-    const BE::IVideoSourceRef& inSource, const MF::BinaryData& inBinaryData, norviktypes::AlphaChannel inAlpha,
-    const TVK::ParamColor<unsigned long>& inMatte, bool inIgnoreAlpha, bool inInvertAlpha,
-    const norviktypes::FrameRate& inFrameRate, norviktypes::FieldType inFieldType,
+    const BE::IVideoSourceRef& inSource, const MF::BinaryData& inBinaryData,
+    norviktypes::AlphaChannel inAlpha, const TVK::ParamColor<unsigned long>& inMatte, bool inIgnoreAlpha,
+    bool inInvertAlpha, const norviktypes::FrameRate& inFrameRate, norviktypes::FieldType inFieldType,
     const norviktypes::PixelAspectRatio& inPixelAspectRatio, const norviktypes::ColorProfile& inColorProfile,
     const norvik::WString& inPrefetchLabel)
     : mVideoSource(inSource)
@@ -153,20 +153,16 @@ void RenderableVideoSource::ConformFrameTime(const MF::FrameTime& inTime, const 
     const norviktypes::TickTime fieldLength(FieldRateOnGrid(hasGrid).GetTicks());
     switch (OrderOfFrame(inTime))
     {
-    case norviktypes::kFieldType_UpperFirst:
-        conformed.mSecondTime += fieldLength;
-        break;
-    case norviktypes::kFieldType_LowerFirst:
-        conformed.mFirstTime += fieldLength;
-        break;
-    default:
-        break;
+    case norviktypes::kFieldType_UpperFirst: conformed.mSecondTime += fieldLength; break;
+    case norviktypes::kFieldType_LowerFirst: conformed.mFirstTime += fieldLength; break;
+    default: break;
     }
     outTime = conformed;
 }
 
-RenderableVideoSource::Request RenderableVideoSource::DescribeRequest(
-    const MF::FrameTime& inTime, const CutlistRenderParams& inRenderParams) const
+RenderableVideoSource::Request
+RenderableVideoSource::DescribeRequest(const MF::FrameTime& inTime,
+                                       const CutlistRenderParams& inRenderParams) const
 {
     Request request;
     request.mFormat.mPixelFormat = inRenderParams.mPixelFormat;
@@ -192,7 +188,7 @@ RenderableVideoSource::Request RenderableVideoSource::DescribeRequest(
 
 void RenderableVideoSource::CollectPrefetchItems(const MF::FrameTime& inTime,
                                                  const CutlistRenderParams& inRenderParams,
-                                                 std::vector<TVK::InterfaceRef<IRenderableNodePrefetch>>&)
+                                                 std::vector<IRenderableNodePrefetchRef>&)
 {
     // The description conforms the request with the stream even while nothing reads ahead.
     DescribeRequest(inTime, inRenderParams);
@@ -232,7 +228,8 @@ void RenderableVideoSource::ConformTransparency(MF::IVideoFrameRef& ioFrame,
     }
 }
 
-void RenderableVideoSource::ConformAlpha(MF::IVideoFrameRef& ioFrame, norviktypes::RenderQuality inQuality) const
+void RenderableVideoSource::ConformAlpha(MF::IVideoFrameRef& ioFrame,
+                                         norviktypes::RenderQuality inQuality) const
 {
     const std::uint32_t properties = PropertiesOf(ioFrame);
     const bool isPremultipliedRGB = mAlphaChannel == norviktypes::kAlphaChannel_Premultiplied &&
@@ -267,8 +264,8 @@ void RenderableVideoSource::UnPremultiply(const MF::IVideoFrameRef& inFrame,
     if (mMatteColor.RGB() != 0)
     {
         const std::uint8_t matte[4] = {mMatteColor.Blue(), mMatteColor.Green(), mMatteColor.Red(), 255};
-        ThrowIfFailed(IR_UnPremultiplyAgainstMatteColor(pixels, rowBytes, code, bounds.Width(), bounds.Height(),
-                                                        matte, kMatteColorCode, inQuality));
+        ThrowIfFailed(IR_UnPremultiplyAgainstMatteColor(pixels, rowBytes, code, bounds.Width(),
+                                                        bounds.Height(), matte, kMatteColorCode, inQuality));
         return;
     }
     const std::uint32_t premultipliedCode = (code & ~kStraightCodeBit) | kPremultipliedCodeBit;
@@ -294,20 +291,18 @@ void RenderableVideoSource::ConformPixelAspectRatio(MF::IVideoFrameRef& ioFrame,
     }
 }
 
-IRenderableSourceRef CreateRenderableSource(const BE::IVideoSourceRef& inSource,
-                                            const MF::BinaryData& inBinaryData, norviktypes::AlphaChannel inAlpha,
-                                            const TVK::ParamColor<unsigned long>& inMatte, bool inIgnoreAlpha,
-                                            bool inInvertAlpha, const norviktypes::FrameRate& inFrameRate,
-                                            norviktypes::FieldType inFieldType,
-                                            const norviktypes::PixelAspectRatio& inPixelAspectRatio,
-                                            const norviktypes::ColorProfile& inColorProfile,
-                                            const norvik::WString& inPrefetchLabel)
+IRenderableSourceRef CreateRenderableSource(
+    const BE::IVideoSourceRef& inSource, const MF::BinaryData& inBinaryData,
+    norviktypes::AlphaChannel inAlpha, const TVK::ParamColor<unsigned long>& inMatte, bool inIgnoreAlpha,
+    bool inInvertAlpha, const norviktypes::FrameRate& inFrameRate, norviktypes::FieldType inFieldType,
+    const norviktypes::PixelAspectRatio& inPixelAspectRatio, const norviktypes::ColorProfile& inColorProfile,
+    const norvik::WString& inPrefetchLabel)
 {
     try
     {
-        const TVK::InterfaceRef<RenderableVideoSource> source(
-            new RenderableVideoSource(inSource, inBinaryData, inAlpha, inMatte, inIgnoreAlpha, inInvertAlpha,
-                                      inFrameRate, inFieldType, inPixelAspectRatio, inColorProfile, inPrefetchLabel));
+        const TVK::InterfaceRef<RenderableVideoSource> source(new RenderableVideoSource(
+            inSource, inBinaryData, inAlpha, inMatte, inIgnoreAlpha, inInvertAlpha, inFrameRate, inFieldType,
+            inPixelAspectRatio, inColorProfile, inPrefetchLabel));
         return source;
     }
     catch (const std::bad_alloc&)

@@ -23,7 +23,8 @@ public:
                           bool inIgnoreAlpha, bool inInvertAlpha, const norviktypes::FrameRate& inFrameRate,
                           norviktypes::FieldType inFieldType,
                           const norviktypes::PixelAspectRatio& inPixelAspectRatio,
-                          const norviktypes::ColorProfile& inColorProfile, const norvik::WString& inPrefetchLabel);
+                          const norviktypes::ColorProfile& inColorProfile,
+                          const norvik::WString& inPrefetchLabel);
 
     // Answers the class's own id with the object itself, beside the interfaces.
     std::int32_t QueryNoRef(const TVK::Guid& inID, void** outInterface) const override;
@@ -31,7 +32,7 @@ public:
     void ConformFrameTime(const MF::FrameTime& inTime, const CutlistRenderParams& inRenderParams,
                           MF::FrameTime& outTime) override;
     void CollectPrefetchItems(const MF::FrameTime& inTime, const CutlistRenderParams& inRenderParams,
-                              std::vector<TVK::InterfaceRef<IRenderableNodePrefetch>>& ioItems) override;
+                              std::vector<IRenderableNodePrefetchRef>& ioItems) override;
     void Render(const MF::FrameTime& inTime, const CutlistRenderParams& inRenderParams,
                 MF::IVideoFrameRef& outFrame) override;
     void GetFrameRate(norviktypes::FrameRate& outRate) override;
@@ -51,7 +52,8 @@ private:
     void ConformTransparency(MF::IVideoFrameRef& ioFrame, norviktypes::RenderQuality inQuality) const;
     void ConformAlpha(MF::IVideoFrameRef& ioFrame, norviktypes::RenderQuality inQuality) const;
     void UnPremultiply(const MF::IVideoFrameRef& inFrame, norviktypes::RenderQuality inQuality) const;
-    void ConformPixelAspectRatio(MF::IVideoFrameRef& ioFrame, const CutlistRenderParams& inRenderParams) const;
+    void ConformPixelAspectRatio(MF::IVideoFrameRef& ioFrame,
+                                 const CutlistRenderParams& inRenderParams) const;
 
     const BE::IVideoSourceRef mVideoSource;
     const MF::BinaryData mBinaryData;

@@ -39,7 +39,8 @@ public:
     // A source of its own for the caller.
     virtual MF::ISourceRef CreateSourceForStream(const TVK::Guid& inType, std::uint32_t inIndex) = 0;
     // The streams of a group, by index.
-    virtual void GetStreamGroupIndices(std::uint32_t inGroupIndex, std::vector<std::uint32_t>& outIndices) const = 0;
+    virtual void GetStreamGroupIndices(std::uint32_t inGroupIndex,
+                                       std::vector<std::uint32_t>& outIndices) const = 0;
     virtual void GetTitle(std::uint32_t inStreamGroup, norvik::WString& outTitle) const = 0;
 
     virtual norvik::WString GetName() const = 0;

@@ -70,10 +70,11 @@ public:
     // Reads the frame at inTime into ioFrame, converted to it.
     virtual std::int32_t GetVideoFrame(const norviktypes::TickTime& inTime, const MF::BinaryData& inSettings,
                                        const norviktypes::TickTime& inRangeStart,
-                                       const norviktypes::TickTime& inRangeEnd, const MF::IVideoFrameRef& ioFrame,
-                                       norviktypes::RenderQuality inQuality, norviktypes::FieldType inFieldType,
-                                       bool inIsProgressive, bool inOptionA, bool inOptionB, bool inOptionC,
-                                       double inScale) = 0;
+                                       const norviktypes::TickTime& inRangeEnd,
+                                       const MF::IVideoFrameRef& ioFrame,
+                                       norviktypes::RenderQuality inQuality,
+                                       norviktypes::FieldType inFieldType, bool inIsProgressive,
+                                       bool inOptionA, bool inOptionB, bool inOptionC, double inScale) = 0;
     // A frame that is in hand already; never reads.
     virtual std::int32_t GetCachedFrame(const norviktypes::TickTime& inTime, const FrameDescription& inFormat,
                                         const MF::BinaryData& inSettings,
@@ -81,8 +82,8 @@ public:
                                         MF::IVideoFrameRef& outFrame) = 0;
     // The frame at inTime as inFormat asks. inAtOnce: only what needs no decoding; else a negative
     // status.
-    virtual std::int32_t GetRenderedFrame(const norviktypes::TickTime& inTime, const FrameDescription& inFormat,
-                                          const MF::BinaryData& inSettings,
+    virtual std::int32_t GetRenderedFrame(const norviktypes::TickTime& inTime,
+                                          const FrameDescription& inFormat, const MF::BinaryData& inSettings,
                                           const norviktypes::ColorProfile& inProfile, bool inAtOnce,
                                           MF::IVideoFrameRef& outFrame) = 0;
     virtual std::int32_t GetRenderedFrameInternal(const norviktypes::TickTime& inTime,
@@ -102,16 +103,15 @@ public:
     virtual TVK::Guid GetFrameKey(const norviktypes::TickTime& inTime, const FrameDescription& inFormat,
                                   const MF::BinaryData& inSettings,
                                   const norviktypes::ColorProfile& inProfile) const = 0;
-    virtual TVK::Guid GetFrameKeyInternal(const norviktypes::TickTime& inTime, const FrameDescription& inFormat,
-                                          const MF::BinaryData& inSettings,
+    virtual TVK::Guid GetFrameKeyInternal(const norviktypes::TickTime& inTime,
+                                          const FrameDescription& inFormat, const MF::BinaryData& inSettings,
                                           const norviktypes::ColorProfile& inProfile) const = 0;
-    virtual TVK::Guid GetFrameKeyWithOptions(const norviktypes::TickTime& inTime, const FrameDescription& inFormat,
-                                             const MF::BinaryData& inSettings,
-                                             const norviktypes::TickTime& inRangeStart,
-                                             const norviktypes::TickTime& inRangeEnd,
-                                             norviktypes::RenderQuality inQuality,
-                                             norviktypes::FieldType inFieldType, bool inOptionA, bool inOptionB,
-                                             bool inOptionC, double inScale) const = 0;
+    virtual TVK::Guid
+    GetFrameKeyWithOptions(const norviktypes::TickTime& inTime, const FrameDescription& inFormat,
+                           const MF::BinaryData& inSettings, const norviktypes::TickTime& inRangeStart,
+                           const norviktypes::TickTime& inRangeEnd, norviktypes::RenderQuality inQuality,
+                           norviktypes::FieldType inFieldType, bool inOptionA, bool inOptionB, bool inOptionC,
+                           double inScale) const = 0;
     virtual void GetSourceID(TVK::Guid& outID) const = 0;
 
     // A token that keeps the stream awake while it is held; null for a stream that never sleeps.

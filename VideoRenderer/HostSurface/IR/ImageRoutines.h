@@ -27,7 +27,7 @@
  * range, so that whiter than white survives between integer YUV formats.
  * Linear light is coded light with the Rec.709 camera curve taken away (a = 1.09929682680944,
  * b = 0.018053968510807: V = 4.5 L below b, a L^0.45 - (a - 1) from there), negative values by odd symmetry,
- * so that there and back gives the same float.
+ * so that there and back changes nothing but the last bits of a float.
  *
  * Alpha. Premultiplied means every colour component, in its own coding, times alpha (Y and the centred U and
  * V alike). A conversion from one alpha kind to another really converts the pixels. To a format without

@@ -26,7 +26,8 @@ public:
     // Equal bytes.
     friend bool operator==(const BinaryData& inA, const BinaryData& inB) noexcept
     {
-        return inA.mBytes == inB.mBytes || (inA.Size() == inB.Size() && (inA.Size() == 0 || *inA.mBytes == *inB.mBytes));
+        return inA.mBytes == inB.mBytes ||
+               (inA.Size() == inB.Size() && (inA.Size() == 0 || *inA.mBytes == *inB.mBytes));
     }
 
 private:

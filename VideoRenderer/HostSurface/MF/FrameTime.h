@@ -21,11 +21,13 @@ struct FrameTime
     constexpr FrameTime() noexcept = default;
     // A progressive frame.
     explicit constexpr FrameTime(const norviktypes::TickTime& inTime) noexcept
-        : mFirstTime(inTime), mSecondTime(inTime)
+        : mFirstTime(inTime)
+        , mSecondTime(inTime)
     {
     }
     constexpr FrameTime(const norviktypes::TickTime& inFirst, const norviktypes::TickTime& inSecond) noexcept
-        : mFirstTime(inFirst), mSecondTime(inSecond)
+        : mFirstTime(inFirst)
+        , mSecondTime(inSecond)
     {
     }
 
@@ -41,15 +43,18 @@ struct FrameTime
         {
             return norviktypes::kFieldType_Progressive;
         }
-        return mFirstTime < mSecondTime ? norviktypes::kFieldType_UpperFirst : norviktypes::kFieldType_LowerFirst;
+        return mFirstTime < mSecondTime ? norviktypes::kFieldType_UpperFirst
+                                        : norviktypes::kFieldType_LowerFirst;
     }
 
     friend constexpr bool operator==(const FrameTime&, const FrameTime&) noexcept = default;
-    friend constexpr FrameTime operator+(const FrameTime& inTime, const norviktypes::TickTime& inOffset) noexcept
+    friend constexpr FrameTime operator+(const FrameTime& inTime,
+                                         const norviktypes::TickTime& inOffset) noexcept
     {
         return {inTime.mFirstTime + inOffset, inTime.mSecondTime + inOffset};
     }
-    friend constexpr FrameTime operator-(const FrameTime& inTime, const norviktypes::TickTime& inOffset) noexcept
+    friend constexpr FrameTime operator-(const FrameTime& inTime,
+                                         const norviktypes::TickTime& inOffset) noexcept
     {
         return {inTime.mFirstTime - inOffset, inTime.mSecondTime - inOffset};
     }

@@ -18,7 +18,9 @@ TVK::Rect AdjustPixelAspectRectToSquarePixelRect(const TVK::Rect& inRect,
 // which is not the same in both axes: inRatio * (requested width / height) / (frame width / height),
 // reduced. Equal rectangles, a uniform downsample and empty rectangles leave inRatio as it is, bit
 // for bit. A result too large for 32 bits is rounded to the nearest ratio that fits.
-norviktypes::PixelAspectRatio AdjustPixelAspectRatioForNonUniformDownsample(
-    const norviktypes::PixelAspectRatio& inRatio, const TVK::Rect& inRequested, const TVK::Rect& inFrame) noexcept;
+norviktypes::PixelAspectRatio
+AdjustPixelAspectRatioForNonUniformDownsample(const norviktypes::PixelAspectRatio& inRatio,
+                                              const TVK::Rect& inRequested,
+                                              const TVK::Rect& inFrame) noexcept;
 
 } // namespace MF

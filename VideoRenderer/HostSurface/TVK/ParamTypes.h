@@ -55,7 +55,8 @@ struct ParamColor
                                                std::uint8_t inAlpha) noexcept
     {
         return {static_cast<T>(static_cast<std::uint32_t>(inRed) | static_cast<std::uint32_t>(inGreen) << 8 |
-                               static_cast<std::uint32_t>(inBlue) << 16 | static_cast<std::uint32_t>(inAlpha) << 24)};
+                               static_cast<std::uint32_t>(inBlue) << 16 |
+                               static_cast<std::uint32_t>(inAlpha) << 24)};
     }
     constexpr std::uint8_t Red() const noexcept { return static_cast<std::uint8_t>(mValue & 0xFF); }
     constexpr std::uint8_t Green() const noexcept { return static_cast<std::uint8_t>(mValue >> 8 & 0xFF); }

@@ -33,7 +33,8 @@ std::int32_t CreateVideoFrame(MF::IVideoFrameRef& outFrame, const norviktypes::P
 
 // A frame that may be written: inFrame itself unless it is frozen, else a copy with all attributes.
 // Empty if there is no memory. An empty inFrame throws TVK::NullInterfaceException.
-MF::IVideoFrameRef MakeWriteableVideoFrame(const MF::IVideoFrameRef& inFrame, norviktypes::RenderQuality inQuality);
+MF::IVideoFrameRef MakeWriteableVideoFrame(const MF::IVideoFrameRef& inFrame,
+                                           norviktypes::RenderQuality inQuality);
 
 // The image routines' code of a format; 0 where they do not know it. Both names are in use.
 std::uint32_t BEPixelFormatToIRPixelFormat(const norviktypes::PixelFormat& inFormat) noexcept;

@@ -54,12 +54,18 @@ public:
     }
 
     // Multiplying the frequency divides the ticks (rounding towards zero), and the reverse.
-    constexpr FrameRate operator*(int inFactor) const noexcept { return FrameRate(mTicksPerFrame / inFactor); }
+    constexpr FrameRate operator*(int inFactor) const noexcept
+    {
+        return FrameRate(mTicksPerFrame / inFactor);
+    }
     constexpr FrameRate operator*(double inFactor) const noexcept
     {
         return FrameRate(static_cast<std::int64_t>(static_cast<double>(mTicksPerFrame) / inFactor));
     }
-    constexpr FrameRate operator/(int inDivisor) const noexcept { return FrameRate(mTicksPerFrame * inDivisor); }
+    constexpr FrameRate operator/(int inDivisor) const noexcept
+    {
+        return FrameRate(mTicksPerFrame * inDivisor);
+    }
 
     friend constexpr auto operator<=>(const FrameRate&, const FrameRate&) noexcept = default;
 

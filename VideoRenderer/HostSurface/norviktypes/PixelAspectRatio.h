@@ -16,7 +16,8 @@ class PixelAspectRatio
 public:
     constexpr PixelAspectRatio() noexcept = default;
     constexpr PixelAspectRatio(std::uint32_t inNumerator, std::uint32_t inDenominator) noexcept
-        : mNumerator(inNumerator), mDenominator(inDenominator)
+        : mNumerator(inNumerator)
+        , mDenominator(inDenominator)
     {
     }
 

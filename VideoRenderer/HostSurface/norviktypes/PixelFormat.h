@@ -124,7 +124,8 @@ struct PixelFormatRow
 };
 
 #define NORVIK_PIXEL_FORMAT_ROW(name, fourcc, properties) PixelFormatRow{#name, kPixelFormat_##name},
-inline constexpr auto kPixelFormatTable = std::to_array<PixelFormatRow>({NORVIK_PIXEL_FORMATS(NORVIK_PIXEL_FORMAT_ROW)});
+inline constexpr auto kPixelFormatTable =
+    std::to_array<PixelFormatRow>({NORVIK_PIXEL_FORMATS(NORVIK_PIXEL_FORMAT_ROW)});
 #undef NORVIK_PIXEL_FORMAT_ROW
 
 // Bits per component; 0 for a depth code that is not in use.
@@ -135,9 +136,18 @@ constexpr std::uint32_t DepthOfProperties(std::uint32_t inProperties) noexcept
 }
 
 // 0 no alpha, 1 straight, 2 premultiplied, 3 opaque.
-constexpr std::uint32_t ToneOfProperties(std::uint32_t inProperties) noexcept { return inProperties >> 7 & 7; }
-constexpr bool IsUncompressed(std::uint32_t inProperties) noexcept { return (inProperties & 0xC0000) == 0x40000; }
-constexpr bool IsYUV(std::uint32_t inProperties) noexcept { return (inProperties & 1) != 0; }
+constexpr std::uint32_t ToneOfProperties(std::uint32_t inProperties) noexcept
+{
+    return inProperties >> 7 & 7;
+}
+constexpr bool IsUncompressed(std::uint32_t inProperties) noexcept
+{
+    return (inProperties & 0xC0000) == 0x40000;
+}
+constexpr bool IsYUV(std::uint32_t inProperties) noexcept
+{
+    return (inProperties & 1) != 0;
+}
 
 // Packed four-component formats: those whose alpha can be handled pixel by pixel.
 constexpr bool IsPackedFourComponent(std::uint32_t inProperties) noexcept
@@ -160,7 +170,10 @@ constexpr bool MayBeHalfWidthSubstitute(std::uint32_t inProperties) noexcept
     const std::uint32_t layout = inProperties >> 14 & 15;
     return IsYUV(inProperties) && layout >= 9 && layout <= 12 && (inProperties & 0xC00) == 0xC00;
 }
-constexpr bool IsLinear(std::uint32_t inProperties) noexcept { return (inProperties & 0x1000) != 0; }
+constexpr bool IsLinear(std::uint32_t inProperties) noexcept
+{
+    return (inProperties & 0x1000) != 0;
+}
 
 // What one pixel counts when memory is estimated; 0 where a format has no single figure.
 constexpr std::uint32_t BytesPerPixel(std::uint32_t inProperties) noexcept

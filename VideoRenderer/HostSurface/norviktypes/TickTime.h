@@ -88,11 +88,13 @@ public:
     // and the ends of the axis, leave the time as it is.
     constexpr TickTime AlignToFrame(const FrameRate& inRate) const noexcept
     {
-        return CanAlign(inRate) ? TickTime(FloorDivide(mTicks, inRate.GetTicks()) * inRate.GetTicks()) : *this;
+        return CanAlign(inRate) ? TickTime(FloorDivide(mTicks, inRate.GetTicks()) * inRate.GetTicks())
+                                : *this;
     }
     constexpr TickTime AlignToFrameCeil(const FrameRate& inRate) const noexcept
     {
-        return CanAlign(inRate) ? TickTime(-FloorDivide(-mTicks, inRate.GetTicks()) * inRate.GetTicks()) : *this;
+        return CanAlign(inRate) ? TickTime(-FloorDivide(-mTicks, inRate.GetTicks()) * inRate.GetTicks())
+                                : *this;
     }
     constexpr TickTime AlignToNearestFrame(const FrameRate& inRate) const noexcept
     {
@@ -131,7 +133,8 @@ private:
         {
             return TickTime();
         }
-        return TickTime(static_cast<std::int64_t>(inTicks > kLimit ? kLimit : (inTicks < -kLimit ? -kLimit : inTicks)));
+        return TickTime(
+            static_cast<std::int64_t>(inTicks > kLimit ? kLimit : (inTicks < -kLimit ? -kLimit : inTicks)));
     }
 
     std::int64_t mTicks = 0;
