@@ -1,0 +1,414 @@
+#include "ReferenceHost/Media/FFmpeg/DecoderPool.h"
+
+#include <algorithm>
+
+#include <fmt/format.h>
+
+namespace Media
+{
+
+namespace
+{
+
+// Frames that a forward run leaves in the cache: requests of neighbouring frames overtake each other by about
+// as many as a host has threads, and the pictures must recycle while still in the processor's caches.
+constexpr std::size_t kTail = 10;
+
+// A request this far ahead of a decoder belongs to the reader that drives it.
+constexpr std::int64_t kNear = 24;
+
+// Refilling a decoder after a seek, in frames decoded.
+constexpr std::int64_t kSeekFrames = 6;
+
+// After that many requests without it, a sequential reader counts as gone; likewise for one who waits in vain.
+constexpr std::uint64_t kPatience = 64;
+
+// Pictures come out at most this far out of order.
+constexpr std::int64_t kReorder = 24;
+
+constexpr std::size_t kDisplacedRemembered = 16;
+
+}
+
+DecoderPool::DecoderPool(const DecoderSetup& inSetup, const FrameIndex& inIndex, const FileOptions& inOptions)
+    : mSetup(inSetup), mIndex(inIndex), mOptions(inOptions)
+{
+}
+
+DecoderPool::~DecoderPool() = default;
+
+FrameAnswer DecoderPool::TryGet(std::int64_t inRank)
+{
+    const std::lock_guard<std::mutex> lock(mLock);
+    if (PicturePtr picture = mCache.Find(inRank))
+    {
+        ++mStatistics.cacheHits;
+        return Deliver(std::move(picture));
+    }
+    const auto damaged = mDamaged.find(inRank);
+    return damaged != mDamaged.end() ? Damaged(inRank, damaged->second) : FrameAnswer();
+}
+
+FrameAnswer DecoderPool::Get(std::int64_t inRank)
+{
+    if (inRank < 0 || inRank >= mIndex.Count())
+    {
+        return {FrameStatus::kPastEnd, nullptr, fmt::format("{}: has no frame {}", mSetup.path, inRank)};
+    }
+    Waiter self{inRank, nullptr, {}};
+    std::unique_lock<std::mutex> lock(mLock);
+    const std::uint64_t ticket = ++mRequests;
+    for (;;)
+    {
+        if (mIsCancelled)
+        {
+            return {FrameStatus::kCancelled, nullptr, fmt::format("{}: reading was cancelled", mSetup.path)};
+        }
+        if (self.picture)
+        {
+            return Deliver(std::move(self.picture));
+        }
+        if (PicturePtr picture = mCache.Find(inRank))
+        {
+            ++mStatistics.cacheHits;
+            return Deliver(std::move(picture));
+        }
+        const auto damaged = mDamaged.find(inRank);
+        if (damaged != mDamaged.end())
+        {
+            return Damaged(inRank, damaged->second);
+        }
+        bool seeks = false;
+        Slot* slot = Choose(inRank, ticket, seeks);
+        if (slot && !slot->isBusy)
+        {
+            return DriveTo(*slot, inRank, seeks, lock);
+        }
+        WaitOn(slot ? slot->waiters : mIdleWaiters, self, lock);
+    }
+}
+
+void DecoderPool::WaitOn(std::vector<Waiter*>& ioList, Waiter& ioSelf, std::unique_lock<std::mutex>& ioLock)
+{
+    ioList.push_back(&ioSelf);
+    ioSelf.wake.wait(ioLock);
+    ioList.erase(std::find(ioList.begin(), ioList.end(), &ioSelf));
+}
+
+void DecoderPool::Cancel()
+{
+    const std::lock_guard<std::mutex> lock(mLock);
+    mIsCancelled = true;
+    for (const auto& slot : mSlots)
+    {
+        Release(*slot);
+    }
+}
+
+FileStatistics DecoderPool::Statistics() const
+{
+    const std::lock_guard<std::mutex> lock(mLock);
+    FileStatistics statistics = mStatistics;
+    statistics.decoders = mSlots.size();
+    statistics.cachedBytes = mCache.Bytes();
+    statistics.pictureBytes = mSetup.pool->LiveBytes();
+    statistics.freshPictures = mSetup.pool->FreshBlocks();
+    return statistics;
+}
+
+FrameAnswer DecoderPool::Deliver(PicturePtr inPicture)
+{
+    ++mStatistics.framesDelivered;
+    return {FrameStatus::kOk, std::move(inPicture), {}};
+}
+
+FrameAnswer DecoderPool::Damaged(std::int64_t inRank, const std::string& inCause) const
+{
+    const double seconds = static_cast<double>(mIndex.frames[static_cast<std::size_t>(inRank)].startTicks) /
+                           static_cast<double>(kTicksPerSecond);
+    return {FrameStatus::kDamaged, nullptr,
+            fmt::format("{}: frame {} at {:.3f} s can't be decoded: {}", mSetup.path, inRank, seconds,
+                        inCause.empty() ? "its data is damaged or missing" : inCause)};
+}
+
+// --- who decodes
+
+DecoderPool::Slot* DecoderPool::Choose(std::int64_t inRank, std::uint64_t inTicket, bool& outSeeks)
+{
+    outSeeks = false;
+    Slot* slot = ChooseContinuing(inRank);
+    if (!slot)
+    {
+        slot = ChooseSeeking(inRank, inTicket);
+        outSeeks = slot != nullptr;
+    }
+    return slot;
+}
+
+std::int64_t DecoderPool::SeekCost(std::int64_t inRank) const
+{
+    const std::uint32_t key = mIndex.frames[static_cast<std::size_t>(inRank)].key;
+    return inRank - mIndex.FirstRankFrom(key) + kSeekFrames;
+}
+
+DecoderPool::Slot* DecoderPool::ChooseContinuing(std::int64_t inRank)
+{
+    const std::uint32_t key = mIndex.frames[static_cast<std::size_t>(inRank)].key;
+    const std::int64_t seekCost = SeekCost(inRank);
+    Slot* best = nullptr;
+    for (const auto& slot : mSlots)
+    {
+        if (inRank < slot->nextRank || slot->startKey > key)
+        {
+            continue;
+        }
+        // What a driver passes on its way comes for nothing.
+        const std::int64_t cost = inRank - (slot->isBusy ? std::max(slot->nextRank, slot->target) : slot->nextRank);
+        const bool belongsToOther = (slot->isBusy || IsProtected(*slot)) && cost > kNear;
+        if (cost <= seekCost && !belongsToOther && (!best || slot->nextRank > best->nextRank))
+        {
+            best = slot.get();
+        }
+    }
+    return best;
+}
+
+bool DecoderPool::IsProtected(const Slot& inSlot) const
+{
+    return inSlot.run >= 3 && mRequests - inSlot.lastUse <= kPatience;
+}
+
+bool DecoderPool::WasDisplaced(std::int64_t inRank) const
+{
+    return std::any_of(mDisplaced.begin(), mDisplaced.end(),
+                       [&](std::int64_t inPlace) { return inRank >= inPlace && inRank - inPlace <= 8; });
+}
+
+DecoderPool::Slot* DecoderPool::ChooseSeeking(std::int64_t inRank, std::uint64_t inTicket)
+{
+    const bool isStarving = mRequests - inTicket > kPatience;
+    Slot* oldest = nullptr;
+    bool isOldestProtected = true;
+    for (const auto& slot : mSlots)
+    {
+        if (slot->isBusy || (!slot->waiters.empty() && !isStarving))
+        {
+            continue;
+        }
+        const bool isProtected = IsProtected(*slot);
+        if (!oldest || (isOldestProtected && !isProtected) ||
+            (isOldestProtected == isProtected && slot->lastUse < oldest->lastUse))
+        {
+            oldest = slot.get();
+            isOldestProtected = isProtected;
+        }
+    }
+    const bool mayAdd = static_cast<int>(mSlots.size()) < std::max(1, mOptions.maximumDecoders);
+    if (mayAdd && (mSlots.size() < 2 || !oldest || isOldestProtected || WasDisplaced(inRank)))
+    {
+        mSlots.push_back(std::make_unique<Slot>());
+        return mSlots.back().get();
+    }
+    if (oldest && oldest->cursor)
+    {
+        mDisplaced.push_back(oldest->nextRank);
+        if (mDisplaced.size() > kDisplacedRemembered)
+        {
+            mDisplaced.pop_front();
+        }
+    }
+    return oldest;
+}
+
+// --- decoding
+
+void DecoderPool::Aim(Slot& ioSlot, std::int64_t inRank, bool inSeeks, std::uint32_t inKey)
+{
+    ioSlot.lastUse = mRequests;
+    ioSlot.target = inRank;
+    const bool isStep = !inSeeks && inRank - ioSlot.nextRank <= static_cast<std::int64_t>(kTail);
+    ioSlot.run = isStep ? ioSlot.run + 1 : 0;
+    ioSlot.keepsTailOnly = isStep || !mOptions.keepsLeadIn;
+    const std::int64_t fitting = mPictureBytes > 0 ? mOptions.cacheBytes / mPictureBytes : mIndex.Count();
+    ioSlot.keepFrom = inRank - std::max<std::int64_t>(fitting, 1);
+    if (inSeeks)
+    {
+        ioSlot.startKey = inKey;
+        ioSlot.nextRank = mIndex.FirstRankFrom(inKey);
+        ioSlot.tail.clear();
+        ++mStatistics.seeks;
+    }
+}
+
+FrameAnswer DecoderPool::DriveTo(Slot& ioSlot, std::int64_t inRank, bool inSeeks, std::unique_lock<std::mutex>& ioLock)
+{
+    ioSlot.isBusy = true;
+    std::uint32_t key = mIndex.frames[static_cast<std::size_t>(inRank)].key;
+    bool seeks = inSeeks;
+    PicturePtr picture;
+    std::string cause;
+    DriveResult result = DriveResult::kMissing;
+    // A frame that doesn't come is looked for from its key frame, and from the one before that, before it is given
+    // up: streams exist whose key frames aren't quite what they say.
+    for (int seeksLeft = 2; result == DriveResult::kMissing; seeks = true)
+    {
+        if (seeks)
+        {
+            if (seeksLeft-- == 0)
+            {
+                break;
+            }
+            key = seeksLeft == 0 ? mIndex.KeyBefore(key) : key;
+        }
+        Aim(ioSlot, inRank, seeks, key);
+        ioLock.unlock();
+        try
+        {
+            result = Decode(ioSlot, inRank, seeks, picture, cause);
+        }
+        catch (const std::bad_alloc&)
+        {
+            result = DriveResult::kFailed;
+            cause = "out of memory";
+        }
+        ioLock.lock();
+    }
+    ioSlot.isBusy = false;
+    if (result == DriveResult::kFailed)
+    {
+        ioSlot.nextRank = mIndex.Count(); // whatever state it's in, the next one seeks
+    }
+    Release(ioSlot);
+    switch (result)
+    {
+    case DriveResult::kFound: return Deliver(std::move(picture));
+    case DriveResult::kCancelled:
+        return {FrameStatus::kCancelled, nullptr, fmt::format("{}: reading was cancelled", mSetup.path)};
+    case DriveResult::kMissing: mDamaged[inRank] = cause; break;
+    case DriveResult::kFailed: break; // may be for a while only, as out of memory or of file handles
+    }
+    return Damaged(inRank, cause);
+}
+
+// Wakes those who wait for this decoder, or for any: one of them will drive it.
+void DecoderPool::Release(Slot& ioSlot)
+{
+    for (Waiter* waiter : ioSlot.waiters)
+    {
+        waiter->wake.notify_one();
+    }
+    for (Waiter* waiter : mIdleWaiters)
+    {
+        waiter->wake.notify_one();
+    }
+}
+
+DecoderPool::DriveResult DecoderPool::Decode(Slot& ioSlot, std::int64_t inRank, bool inSeeks, PicturePtr& outPicture,
+                                             std::string& outCause)
+{
+    const bool isNew = !ioSlot.cursor;
+    int status = 0;
+    if (isNew)
+    {
+        auto opened = std::make_unique<DecoderCursor>();
+        status = opened->Open(mSetup);
+        if (status < 0)
+        {
+            outCause = ErrorText(status);
+            return DriveResult::kFailed;
+        }
+        ioSlot.cursor = std::move(opened);
+    }
+    DecoderCursor& cursor = *ioSlot.cursor;
+    const std::uint64_t packetsBefore = cursor.PacketsRead();
+    const std::uint64_t reopeningsBefore = cursor.Reopenings();
+    if (status >= 0 && inSeeks && !(isNew && ioSlot.startKey == 0))
+    {
+        status = cursor.SeekTo(mIndex.packets, ioSlot.startKey);
+    }
+    std::uint64_t decoded = 0;
+    DriveResult result = status < 0 ? DriveResult::kFailed : DriveResult::kMissing;
+    while (status >= 0 && result == DriveResult::kMissing)
+    {
+        FramePtr frame(av_frame_alloc());
+        std::uint32_t packet = 0;
+        status = frame ? cursor.Next(&mIndex.packets, *frame, packet) : AVERROR(ENOMEM);
+        if (status < 0)
+        {
+            break;
+        }
+        ++decoded;
+        const std::int64_t rank = mIndex.RankOf(packet);
+        if (rank < 0 || mIndex.frames[static_cast<std::size_t>(rank)].key < ioSlot.startKey)
+        {
+            continue; // not shown, or refers to what this decoder hasn't seen
+        }
+        const PicturePtr picture(std::move(frame));
+        std::list<PicturePtr> evicted;
+        {
+            const std::lock_guard<std::mutex> lock(mLock);
+            Publish(ioSlot, rank, picture, evicted);
+        }
+        if (rank == inRank)
+        {
+            outPicture = picture;
+            result = DriveResult::kFound;
+        }
+        else if (rank > inRank + kReorder)
+        {
+            break;
+        }
+    }
+    outCause = status < 0 && status != AVERROR_EOF && cursor.LastProblem().empty() ? ErrorText(status)
+                                                                                     : cursor.LastProblem();
+    const std::lock_guard<std::mutex> lock(mLock);
+    mStatistics.framesDecoded += decoded;
+    mStatistics.packetsRead += cursor.PacketsRead() - packetsBefore;
+    mStatistics.reopenings += cursor.Reopenings() - reopeningsBefore;
+    if (status == AVERROR_EXIT || mIsCancelled)
+    {
+        return DriveResult::kCancelled;
+    }
+    return result;
+}
+
+void DecoderPool::Publish(Slot& ioSlot, std::int64_t inRank, const PicturePtr& inPicture,
+                          std::list<PicturePtr>& outEvicted)
+{
+    ioSlot.nextRank = std::max(ioSlot.nextRank, inRank + 1);
+    mPictureBytes = PictureBytes(*inPicture);
+    for (Waiter* waiter : ioSlot.waiters)
+    {
+        if (waiter->rank == inRank && !waiter->picture)
+        {
+            waiter->picture = inPicture;
+            waiter->wake.notify_one();
+        }
+    }
+    Keep(ioSlot, inRank, inPicture, outEvicted);
+}
+
+void DecoderPool::Keep(Slot& ioSlot, std::int64_t inRank, const PicturePtr& inPicture,
+                       std::list<PicturePtr>& outEvicted)
+{
+    if (!ioSlot.keepsTailOnly && inRank < ioSlot.keepFrom)
+    {
+        return;
+    }
+    mCache.Insert(inRank, inPicture);
+    if (ioSlot.keepsTailOnly)
+    {
+        ioSlot.tail.push_back(inRank);
+        if (ioSlot.tail.size() > kTail)
+        {
+            mCache.Erase(ioSlot.tail.front(), outEvicted);
+            ioSlot.tail.pop_front();
+        }
+    }
+    // Pictures that decoders and clients hold count against the budget, and can't be taken from them.
+    const std::int64_t others = std::max<std::int64_t>(0, mSetup.pool->LiveBytes() - mCache.Bytes());
+    const auto least = static_cast<std::int64_t>(kTail) * mPictureBytes;
+    mCache.Trim(std::max(mOptions.cacheBytes - others, least), outEvicted);
+}
+
+}

@@ -1,0 +1,18 @@
+#pragma once
+
+#include <string>
+
+#include "ReferenceHost/Media/FFmpeg/FFmpegTypes.h"
+#include "ReferenceHost/Media/FFmpeg/MediaFacts.h"
+
+namespace Media
+{
+
+// What container and stream say, but for what follows from the index (counts, times, grid).
+FileFacts ReadFacts(const std::string& inPath, const AVFormatContext& inContext, const AVStream& inStream);
+
+// Colour of a picture or stream with what is left open filled in by its size and format.
+ColourDescription ResolveColour(int inMatrix, int inPrimaries, int inTransfer, int inRange, int inSiting, int inHeight,
+                                int inPixelFormat);
+
+}

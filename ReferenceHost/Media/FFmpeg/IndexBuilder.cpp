@@ -1,0 +1,374 @@
+#include "ReferenceHost/Media/FFmpeg/IndexBuilder.h"
+
+#include <algorithm>
+#include <set>
+
+#include <fmt/format.h>
+
+namespace Media
+{
+
+namespace
+{
+
+__extension__ typedef __int128 Int128;
+
+// Ticks of inCount units of inUnit seconds, rounded down.
+std::int64_t FloorTicks(std::int64_t inCount, std::int64_t inNumerator, std::int64_t inDenominator)
+{
+    const Int128 product = Int128{inCount} * inNumerator * kTicksPerSecond;
+    Int128 quotient = product / inDenominator;
+    if (product % inDenominator < 0)
+    {
+        --quotient;
+    }
+    constexpr Int128 kMost = INT64_MAX / 4; // sums of two stay in range
+    return static_cast<std::int64_t>(std::clamp(quotient, -kMost, kMost));
+}
+
+// A clock that jumps back, or ahead by more than this, was spliced.
+constexpr double kLongestGapSeconds = 30.0;
+
+// Timestamps beyond this are nonsense, and their differences could overflow.
+constexpr std::int64_t kLargestTimestamp = std::int64_t{1} << 60;
+
+bool IsSane(std::int64_t inTimestamp)
+{
+    return inTimestamp > -kLargestTimestamp && inTimestamp < kLargestTimestamp;
+}
+
+constexpr AVRational kUsualRates[] = {{24000, 1001}, {24, 1}, {25, 1},         {30000, 1001}, {30, 1},
+                                      {48, 1},       {50, 1}, {60000, 1001},   {60, 1},       {15, 1},
+                                      {12, 1},       {10, 1}, {120000, 1001},  {120, 1},      {100, 1}};
+
+}
+
+IndexBuilder::IndexBuilder(const DecoderSetup& inSetup, const AVStream& inStream, std::vector<std::string>& ioNotes)
+    : mSetup(inSetup), mTimeBase(inStream.time_base), mRates{inStream.avg_frame_rate, inStream.r_frame_rate},
+      mNotes(ioNotes)
+{
+}
+
+bool IndexBuilder::Build(PacketScan&& inScan, FrameIndex& outIndex, std::string& outCause)
+{
+    const bool endedEarly = inScan.endedEarly;
+    bool isOrdered = false;
+    if (HasUsableTimes(inScan.packets))
+    {
+        isOrdered = OrderByTimes(inScan, outIndex);
+    }
+    else
+    {
+        outIndex.packets = std::move(inScan.packets);
+        isOrdered = OrderByDecoding(outIndex, outCause);
+    }
+    if (endedEarly)
+    {
+        mNotes.push_back("the file is damaged or cut off; its readable frames are used");
+    }
+    if (!isOrdered && outCause.empty())
+    {
+        outCause = inScan.cause.empty() ? "no picture in it can be decoded" : inScan.cause;
+    }
+    return isOrdered;
+}
+
+bool IndexBuilder::HasUsableTimes(const PacketTable& inPackets) const
+{
+    std::vector<std::int64_t> times;
+    std::int64_t last = kNoTimestamp;
+    bool hasKey = false;
+    const double unit = av_q2d(mTimeBase);
+    for (std::uint32_t ordinal = 0; ordinal < inPackets.Count(); ++ordinal)
+    {
+        const PacketRecord& packet = inPackets[ordinal];
+        hasKey = hasKey || packet.isKey;
+        if (packet.yieldsNoFrame)
+        {
+            continue;
+        }
+        if (!IsSane(packet.pts) || (packet.dts != kNoTimestamp && !IsSane(packet.dts)))
+        {
+            return false;
+        }
+        if (packet.dts != kNoTimestamp)
+        {
+            const bool isSpliced = last != kNoTimestamp && !packet.isDiscarded &&
+                                   (packet.dts < last ||
+                                    static_cast<double>(packet.dts - last) * unit > kLongestGapSeconds * 120);
+            if (isSpliced)
+            {
+                return false;
+            }
+            last = packet.dts;
+        }
+        if (!packet.isDiscarded)
+        {
+            times.push_back(packet.pts);
+        }
+    }
+    std::sort(times.begin(), times.end());
+    return hasKey && std::adjacent_find(times.begin(), times.end()) == times.end();
+}
+
+bool IndexBuilder::OrderByTimes(PacketScan& ioScan, FrameIndex& outIndex)
+{
+    CheckHead(ioScan.packets);
+    if (ioScan.endedEarly)
+    {
+        CheckTail(ioScan.packets);
+    }
+    outIndex.packets = std::move(ioScan.packets);
+    const PacketTable& packets = outIndex.packets;
+    for (std::uint32_t ordinal = 0; ordinal < packets.Count(); ++ordinal)
+    {
+        if (!packets[ordinal].yieldsNoFrame && !packets[ordinal].isDiscarded)
+        {
+            outIndex.frames.push_back({0, ordinal, 0});
+        }
+    }
+    if (outIndex.frames.empty())
+    {
+        return false;
+    }
+    std::sort(outIndex.frames.begin(), outIndex.frames.end(),
+              [&](const FrameIndex::Frame& inA, const FrameIndex::Frame& inB)
+              { return packets[inA.packet].pts < packets[inB.packet].pts; });
+    std::vector<std::int64_t> times;
+    for (const FrameIndex::Frame& frame : outIndex.frames)
+    {
+        times.push_back(packets[frame.packet].pts);
+    }
+    SetTimes(times, packets[outIndex.frames.back().packet].duration, outIndex);
+    return true;
+}
+
+bool IndexBuilder::OrderByDecoding(FrameIndex& outIndex, std::string& outCause)
+{
+    std::vector<std::uint32_t> decoded;
+    if (!DecodedPackets(outIndex.packets, 0, INT64_MAX, decoded) || decoded.empty())
+    {
+        outCause = "no picture in it can be decoded";
+        return false;
+    }
+    std::set<std::uint32_t> seen;
+    for (const std::uint32_t packet : decoded)
+    {
+        if (seen.insert(packet).second)
+        {
+            outIndex.frames.push_back({0, packet, 0});
+        }
+    }
+    mNotes.push_back("the container doesn't tell the times of its frames; they were found by decoding it");
+    SetTimes(TimesInOrder(outIndex), 0, outIndex);
+    return true;
+}
+
+// Decodes from packet inFrom and lists what comes out, until a picture is shown at or after inUntilShown.
+bool IndexBuilder::DecodedPackets(const PacketTable& inPackets, std::uint32_t inFrom, std::int64_t inUntilShown,
+                                  std::vector<std::uint32_t>& outPackets) const
+{
+    DecoderCursor cursor;
+    if (cursor.Open(mSetup) < 0 || (inFrom > 0 && cursor.SeekTo(inPackets, inFrom) < 0))
+    {
+        return false;
+    }
+    const FramePtr frame(av_frame_alloc());
+    std::uint32_t packet = 0;
+    while (frame && cursor.Next(&inPackets, *frame, packet) >= 0)
+    {
+        av_frame_unref(frame.get());
+        if (packet >= inPackets.Count())
+        {
+            continue;
+        }
+        outPackets.push_back(packet);
+        if (inPackets[packet].pts != kNoTimestamp && inPackets[packet].pts >= inUntilShown)
+        {
+            break;
+        }
+    }
+    return true;
+}
+
+void IndexBuilder::CheckHead(PacketTable& ioPackets)
+{
+    std::uint32_t key = 0;
+    while (key < ioPackets.Count() && !ioPackets[key].isKey)
+    {
+        ++key;
+    }
+    const std::int64_t keyTime = ioPackets[key].pts;
+    std::vector<std::uint32_t> doubtful;
+    const std::uint32_t end = std::min(ioPackets.Count(), key + 64); // leading pictures follow close behind
+    for (std::uint32_t ordinal = 0; ordinal < end; ++ordinal)
+    {
+        const PacketRecord& packet = ioPackets[ordinal];
+        if (!packet.yieldsNoFrame && !packet.isDiscarded && (ordinal < key || packet.pts < keyTime))
+        {
+            doubtful.push_back(ordinal);
+        }
+    }
+    std::vector<std::uint32_t> decoded;
+    if (doubtful.empty() || !DecodedPackets(ioPackets, 0, keyTime, decoded))
+    {
+        return;
+    }
+    for (const std::uint32_t ordinal : doubtful)
+    {
+        ioPackets[ordinal].yieldsNoFrame = std::find(decoded.begin(), decoded.end(), ordinal) == decoded.end();
+    }
+}
+
+void IndexBuilder::CheckTail(PacketTable& ioPackets)
+{
+    std::uint32_t key = ioPackets.Count();
+    while (key > 0 && !ioPackets[key - 1].isKey)
+    {
+        --key;
+    }
+    key = key > 0 ? key - 1 : 0;
+    std::vector<std::uint32_t> decoded;
+    if (!DecodedPackets(ioPackets, key, INT64_MAX, decoded))
+    {
+        return;
+    }
+    for (std::uint32_t ordinal = key; ordinal < ioPackets.Count(); ++ordinal)
+    {
+        // Pictures shown before the key need what was decoded before it, and aren't at the torn end.
+        const bool isLeading = ioPackets[ordinal].pts < ioPackets[key].pts;
+        if (!isLeading && std::find(decoded.begin(), decoded.end(), ordinal) == decoded.end())
+        {
+            ioPackets[ordinal].yieldsNoFrame = true;
+        }
+    }
+}
+
+// Times for frames whose order is known by decoding: the decoding times of their packets, which ascend, given out in
+// the order of showing; without them, one unit of the first usable rate for each.
+std::vector<std::int64_t> IndexBuilder::TimesInOrder(const FrameIndex& inIndex) const
+{
+    std::vector<std::uint32_t> packets;
+    for (const FrameIndex::Frame& frame : inIndex.frames)
+    {
+        packets.push_back(frame.packet);
+    }
+    std::sort(packets.begin(), packets.end());
+    AVRational rate = {25, 1};
+    for (const AVRational& candidate : mRates)
+    {
+        if (candidate.num > 0 && candidate.den > 0)
+        {
+            rate = candidate;
+            break;
+        }
+    }
+    const std::int64_t step = std::max<std::int64_t>(1, av_rescale_q(1, av_inv_q(rate), mTimeBase));
+    const std::int64_t longest = static_cast<std::int64_t>(kLongestGapSeconds / av_q2d(mTimeBase));
+    std::vector<std::int64_t> times;
+    bool isCounted = false;
+    std::int64_t last = kNoTimestamp;
+    std::int64_t time = 0;
+    for (const std::uint32_t packet : packets)
+    {
+        const std::int64_t dts = inIndex.packets[packet].dts;
+        isCounted = isCounted || !IsSane(dts);
+        const std::int64_t delta = last == kNoTimestamp || isCounted ? 0 : dts - last;
+        time += times.empty() ? 0 : delta > 0 && delta <= longest ? delta : step;
+        times.push_back(time);
+        last = dts;
+    }
+    if (isCounted)
+    {
+        for (std::size_t frame = 0; frame < times.size(); ++frame)
+        {
+            times[frame] = av_rescale_q(static_cast<std::int64_t>(frame), av_inv_q(rate), mTimeBase);
+        }
+    }
+    return times;
+}
+
+bool IndexBuilder::FitsGrid(const std::vector<std::int64_t>& inTimes, AVRational inRate) const
+{
+    if (inRate.num <= 0 || inRate.den <= 0)
+    {
+        return false;
+    }
+    // Both ends of a span are rounded by the container's clock; a clock of half the frame's length says nothing.
+    const double frame = av_q2d(av_inv_q(inRate)) / av_q2d(mTimeBase);
+    const double tolerance = std::min(1.0, frame / 2.5);
+    for (std::size_t index = 0; index < inTimes.size(); ++index)
+    {
+        const double error = static_cast<double>(inTimes[index] - inTimes[0]) - static_cast<double>(index) * frame;
+        if (error > tolerance + 1e-6 || error < -tolerance - 1e-6)
+        {
+            return false;
+        }
+    }
+    return true;
+}
+
+AVRational IndexBuilder::FindRate(const std::vector<std::int64_t>& inTimes, bool& outIsGrid) const
+{
+    outIsGrid = true;
+    for (const AVRational& rate : mRates)
+    {
+        if (FitsGrid(inTimes, rate))
+        {
+            return rate;
+        }
+    }
+    if (inTimes.size() > 1)
+    {
+        for (const AVRational& rate : kUsualRates)
+        {
+            if (FitsGrid(inTimes, rate))
+            {
+                return rate;
+            }
+        }
+        AVRational rate = {};
+        const std::int64_t step = inTimes[1] - inTimes[0];
+        if (step > 0 && av_reduce(&rate.num, &rate.den, mTimeBase.den, mTimeBase.num * step, INT32_MAX) &&
+            FitsGrid(inTimes, rate))
+        {
+            return rate;
+        }
+    }
+    outIsGrid = inTimes.size() == 1;
+    AVRational mean = {};
+    const std::int64_t span = inTimes.back() - inTimes.front();
+    if (span > 0)
+    {
+        av_reduce(&mean.num, &mean.den, static_cast<std::int64_t>(inTimes.size() - 1) * mTimeBase.den,
+                  span * mTimeBase.num, INT32_MAX);
+    }
+    return mean.num > 0 && mean.den > 0 ? mean : AVRational{25, 1};
+}
+
+void IndexBuilder::SetTimes(const std::vector<std::int64_t>& inTimes, std::int64_t inLastDuration,
+                            FrameIndex& ioIndex) const
+{
+    const AVRational rate = FindRate(inTimes, ioIndex.hasGrid);
+    ioIndex.rate = {rate.num, rate.den};
+    for (std::size_t rank = 0; rank < inTimes.size(); ++rank)
+    {
+        ioIndex.frames[rank].startTicks =
+            ioIndex.hasGrid ? FloorTicks(static_cast<std::int64_t>(rank), rate.den, rate.num)
+                            : FloorTicks(inTimes[rank] - inTimes[0], mTimeBase.num, mTimeBase.den);
+    }
+    const std::int64_t start = ioIndex.frames.back().startTicks;
+    if (ioIndex.hasGrid)
+    {
+        ioIndex.endTicks = FloorTicks(static_cast<std::int64_t>(inTimes.size()), rate.den, rate.num);
+    }
+    else
+    {
+        const std::int64_t length = inLastDuration > 0 ? FloorTicks(inLastDuration, mTimeBase.num, mTimeBase.den)
+                                                       : FloorTicks(1, rate.den, rate.num);
+        ioIndex.endTicks = start + std::max<std::int64_t>(length, 1);
+    }
+    ioIndex.Finish();
+}
+
+}

@@ -1,0 +1,214 @@
+#include "ReferenceHost/Media/FFmpeg/MediaFile.h"
+
+#include <algorithm>
+
+#include <fmt/format.h>
+
+#include "ReferenceHost/Media/FFmpeg/DecoderPool.h"
+#include "ReferenceHost/Media/FFmpeg/FactsReader.h"
+#include "ReferenceHost/Media/FFmpeg/IndexBuilder.h"
+
+namespace Media
+{
+
+namespace
+{
+
+struct ParametersFreer
+{
+    void operator()(AVCodecParameters* inParameters) const noexcept { avcodec_parameters_free(&inParameters); }
+};
+
+// The codec's default decoder, but for VP8 and VP9 with an alpha plane beside them: FFmpeg's own ones drop it.
+const AVCodec* FindDecoder(const AVStream& inStream)
+{
+    const AVCodecID codec = inStream.codecpar->codec_id;
+    const AVDictionaryEntry* alpha = av_dict_get(inStream.metadata, "alpha_mode", nullptr, 0);
+    if (alpha && alpha->value[0] == '1' && (codec == AV_CODEC_ID_VP8 || codec == AV_CODEC_ID_VP9))
+    {
+        const AVCodec* other = avcodec_find_decoder_by_name(codec == AV_CODEC_ID_VP8 ? "libvpx" : "libvpx-vp9");
+        if (other)
+        {
+            return other;
+        }
+    }
+    return avcodec_find_decoder(codec);
+}
+
+// A hollow read sees no content, so only codecs whose every packet is one shown frame.
+bool MayReadHollow(const AVCodecParameters& inParameters)
+{
+    switch (inParameters.codec_id)
+    {
+    case AV_CODEC_ID_H264: return inParameters.field_order == AV_FIELD_PROGRESSIVE;
+    case AV_CODEC_ID_HEVC:
+    case AV_CODEC_ID_MPEG4:
+    case AV_CODEC_ID_AV1:
+    case AV_CODEC_ID_PRORES:
+    case AV_CODEC_ID_DNXHD:
+    case AV_CODEC_ID_MJPEG:
+    case AV_CODEC_ID_PNG:
+    case AV_CODEC_ID_QTRLE:
+    case AV_CODEC_ID_V210:
+    case AV_CODEC_ID_RAWVIDEO: return true;
+    default: return false;
+    }
+}
+
+}
+
+class MediaFile::Impl
+{
+public:
+    bool Open(const std::string& inPath, const FileOptions& inOptions, FileError& outError);
+
+    FileFacts facts;
+    FrameIndex index;
+    InterruptFlag interrupt;
+
+private:
+    bool FindCodec(const AVStream& inStream, FileError& outError);
+    PacketScan Scan(MediaInput& ioInput) const;
+
+    DecoderSetup mSetup;
+    std::unique_ptr<AVCodecParameters, ParametersFreer> mParameters;
+
+public:
+    std::unique_ptr<DecoderPool> decoders; // goes first: it uses all of the above
+};
+
+bool MediaFile::Impl::Open(const std::string& inPath, const FileOptions& inOptions, FileError& outError)
+{
+    MediaInput input;
+    if (!OpenAndChoose(inPath, inOptions.streamIndex, &interrupt, input, outError))
+    {
+        return false;
+    }
+    const AVStream& stream = *input.Stream();
+    mSetup.path = inPath;
+    if (!FindCodec(stream, outError))
+    {
+        return false;
+    }
+    mSetup.streamIndex = stream.index;
+    mSetup.threads = inOptions.decoderThreads;
+    mSetup.pool = std::make_shared<PicturePool>(inOptions.cacheBytes / 8);
+    mSetup.interrupt = &interrupt;
+    facts = ReadFacts(inPath, *input.Context(), stream);
+
+    std::string cause;
+    IndexBuilder builder(mSetup, stream, facts.notes);
+    if (!builder.Build(Scan(input), index, cause))
+    {
+        outError = {FileErrorKind::kBadData, fmt::format("{}: {}", inPath, cause)};
+        return false;
+    }
+    facts.hasFrameGrid = index.hasGrid;
+    facts.frameRate = index.rate;
+    facts.frameCount = index.Count();
+    facts.durationTicks = index.endTicks;
+    const std::int64_t first = index.packets[index.frames.front().packet].pts;
+    facts.startSeconds = first == kNoTimestamp ? 0 : static_cast<double>(first) * av_q2d(stream.time_base);
+    decoders = std::make_unique<DecoderPool>(mSetup, index, inOptions);
+    return true;
+}
+
+bool MediaFile::Impl::FindCodec(const AVStream& inStream, FileError& outError)
+{
+    mSetup.codec = FindDecoder(inStream);
+    if (!mSetup.codec)
+    {
+        const AVCodecDescriptor* descriptor = avcodec_descriptor_get(inStream.codecpar->codec_id);
+        outError = {FileErrorKind::kCodecMissing,
+                    fmt::format("{}: there is no decoder for its codec {}", mSetup.path,
+                                descriptor ? descriptor->name : "(unknown)")};
+        return false;
+    }
+    mParameters.reset(avcodec_parameters_alloc());
+    if (!mParameters || avcodec_parameters_copy(mParameters.get(), inStream.codecpar) < 0)
+    {
+        outError = {FileErrorKind::kIOError, fmt::format("{}: out of memory", mSetup.path)};
+        return false;
+    }
+    mSetup.parameters = mParameters.get();
+    return true;
+}
+
+PacketScan MediaFile::Impl::Scan(MediaInput& ioInput) const
+{
+    if (ioInput.IsFormat("mov") && MayReadHollow(*mParameters))
+    {
+        MediaInput hollow;
+        if (hollow.OpenHollow(mSetup.path, &interrupt) >= 0)
+        {
+            hollow.SelectStream(mSetup.streamIndex);
+            PacketScan scan = ScanPackets(hollow, *mParameters, false);
+            if (scan.packets.Count() > 0)
+            {
+                return scan;
+            }
+        }
+    }
+    return ScanPackets(ioInput, *mParameters, true);
+}
+
+MediaFile::MediaFile(std::unique_ptr<Impl> inImpl) : mImpl(std::move(inImpl)) {}
+MediaFile::~MediaFile() = default;
+
+std::shared_ptr<MediaFile> MediaFile::Open(const std::string& inPath, const FileOptions& inOptions, FileError& outError)
+{
+    auto impl = std::make_unique<Impl>();
+    if (!impl->Open(inPath, inOptions, outError))
+    {
+        return nullptr;
+    }
+    return std::shared_ptr<MediaFile>(new MediaFile(std::move(impl)));
+}
+
+const FileFacts& MediaFile::Facts() const noexcept
+{
+    return mImpl->facts;
+}
+
+std::int64_t MediaFile::FrameCount() const noexcept
+{
+    return mImpl->index.Count();
+}
+
+std::int64_t MediaFile::RankAt(std::int64_t inTicks) const noexcept
+{
+    return mImpl->index.RankAt(inTicks);
+}
+
+std::int64_t MediaFile::StartTicks(std::int64_t inRank) const noexcept
+{
+    const FrameIndex& index = mImpl->index;
+    if (inRank >= index.Count())
+    {
+        return index.endTicks;
+    }
+    return index.frames[static_cast<std::size_t>(std::max<std::int64_t>(0, inRank))].startTicks;
+}
+
+FrameAnswer MediaFile::GetFrame(std::int64_t inRank)
+{
+    return mImpl->decoders->Get(inRank);
+}
+
+FrameAnswer MediaFile::TryGetFrame(std::int64_t inRank)
+{
+    return mImpl->decoders->TryGet(inRank);
+}
+
+void MediaFile::Cancel()
+{
+    mImpl->interrupt.raised.store(true, std::memory_order_relaxed);
+    mImpl->decoders->Cancel();
+}
+
+FileStatistics MediaFile::Statistics() const
+{
+    return mImpl->decoders->Statistics();
+}
+
+}

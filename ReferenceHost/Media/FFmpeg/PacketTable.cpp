@@ -1,0 +1,120 @@
+#include "ReferenceHost/Media/FFmpeg/PacketTable.h"
+
+#include <algorithm>
+#include <numeric>
+
+#include "ReferenceHost/Media/FFmpeg/FFmpegTypes.h"
+
+namespace Media
+{
+
+namespace
+{
+
+std::uint32_t HashBytes(const std::uint8_t* inBytes, int inCount, std::uint32_t inHash)
+{
+    for (int index = 0; index < inCount; ++index)
+    {
+        inHash = (inHash ^ inBytes[index]) * 16777619u;
+    }
+    return inHash;
+}
+
+// Head and tail tell packets apart: they hold the picture's number and the last of its entropy-coded bits.
+std::uint32_t HashPacket(const AVPacket& inPacket)
+{
+    constexpr int kEnd = 48;
+    std::uint32_t hash = HashBytes(inPacket.data, std::min(inPacket.size, kEnd), 2166136261u);
+    if (inPacket.size > kEnd)
+    {
+        const int count = std::min(inPacket.size - kEnd, kEnd);
+        hash = HashBytes(inPacket.data + inPacket.size - count, count, hash);
+    }
+    return hash == 0 ? 1 : hash;
+}
+
+}
+
+void PacketTable::Append(const AVPacket& inPacket, bool inHasContent)
+{
+    PacketRecord record;
+    record.position = inPacket.pos;
+    record.pts = inPacket.pts;
+    record.dts = inPacket.dts;
+    record.size = inPacket.size;
+    record.hash = inHasContent ? HashPacket(inPacket) : 0;
+    record.duration = static_cast<std::int32_t>(std::clamp<std::int64_t>(inPacket.duration, 0, INT32_MAX));
+    record.isKey = (inPacket.flags & AV_PKT_FLAG_KEY) != 0;
+    record.isDiscarded = (inPacket.flags & AV_PKT_FLAG_DISCARD) != 0;
+    record.isCorrupt = (inPacket.flags & AV_PKT_FLAG_CORRUPT) != 0;
+    mPackets.push_back(record);
+}
+
+void PacketTable::Finish()
+{
+    mPackets.shrink_to_fit();
+    const auto byPosition = [](const PacketRecord& inA, const PacketRecord& inB) { return inA.position < inB.position; };
+    if (std::is_sorted(mPackets.begin(), mPackets.end(), byPosition))
+    {
+        return;
+    }
+    mByPosition.resize(mPackets.size());
+    std::iota(mByPosition.begin(), mByPosition.end(), 0u);
+    std::stable_sort(mByPosition.begin(), mByPosition.end(),
+                     [&](std::uint32_t inA, std::uint32_t inB) { return byPosition(mPackets[inA], mPackets[inB]); });
+}
+
+bool PacketTable::Matches(std::uint32_t inOrdinal, const AVPacket& inPacket) const
+{
+    if (inOrdinal >= mPackets.size())
+    {
+        return false;
+    }
+    const PacketRecord& record = mPackets[inOrdinal];
+    return record.size == inPacket.size && record.position == inPacket.pos &&
+           (record.hash == 0 || record.hash == HashPacket(inPacket));
+}
+
+std::int64_t PacketTable::Find(const AVPacket& inPacket) const
+{
+    if (inPacket.pos < 0)
+    {
+        return -1;
+    }
+    const auto ordinalAt = [&](std::size_t inPlace)
+    { return mByPosition.empty() ? static_cast<std::uint32_t>(inPlace) : mByPosition[inPlace]; };
+
+    std::size_t first = 0;
+    std::size_t count = mPackets.size();
+    while (count > 0)
+    {
+        const std::size_t half = count / 2;
+        if (mPackets[ordinalAt(first + half)].position < inPacket.pos)
+        {
+            first += half + 1;
+            count -= half + 1;
+        }
+        else
+        {
+            count = half;
+        }
+    }
+    // An edit list may show a packet several times: the times tell which showing this is.
+    std::int64_t found = -1;
+    for (; first < mPackets.size() && mPackets[ordinalAt(first)].position == inPacket.pos; ++first)
+    {
+        const std::uint32_t ordinal = ordinalAt(first);
+        if (!Matches(ordinal, inPacket))
+        {
+            continue;
+        }
+        if (mPackets[ordinal].pts == inPacket.pts && mPackets[ordinal].dts == inPacket.dts)
+        {
+            return ordinal;
+        }
+        found = found < 0 ? ordinal : found;
+    }
+    return found;
+}
+
+}
