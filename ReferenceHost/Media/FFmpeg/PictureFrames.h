@@ -1,0 +1,20 @@
+// Frames made of decoded pictures: converted once, scaled and turned on the way.
+//
+// Thread-safety: pure functions.
+#pragma once
+
+#include "BE/IVideoSource.h"
+#include "ReferenceHost/Media/FFmpeg/PictureMapping.h"
+
+namespace Media
+{
+
+// Makes a new frame of inFormat's pixel format and bounds from a picture, which is shown as inOrientation says; the
+// bounds are those after the turn. A picture of another size than the stream's fills the bounds as well. The lines of
+// an interlaced picture (inFormat's field type) are scaled by field and never turned by a quarter.
+// 0 or a negative status of BE/IVideoSource.h, with an empty reference.
+std::int32_t MakeFrameOfPicture(const AVFrame& inPicture, const PictureTraits& inTraits,
+                                const Orientation& inOrientation, const BE::FrameDescription& inFormat,
+                                MF::IVideoFrameRef& outFrame);
+
+} // namespace Media
