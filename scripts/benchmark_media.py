@@ -1,0 +1,307 @@
+#!/usr/bin/env python3
+"""Times vrender against the ffmpeg command line on the same clips, in turn.
+
+    scripts/benchmark_media.py CACHE [--vrender PATH] [--runs N] [--only PATTERN] [--output FILE] [--verify]
+
+CACHE is a folder for the clips (about 1.4 GB), which are made by ffmpeg when they are not there. Each row runs both
+programs alternately (A B A B ...) on the same processors, and gives medians and the median of the ratios pair by
+pair. Figures are of whole processes, from wait4. Where a row says "a frame", the time is the slope between a long
+and a short run, so that the start of the process is not in it. "Times its time" is vrender's time divided by
+ffmpeg's: below 1 vrender is faster. --verify counts the frames of both and compares pictures instead of timing.
+Nothing else should run on the machine meanwhile.
+"""
+import argparse
+import fnmatch
+import os
+import random
+import statistics
+import subprocess
+import sys
+import tempfile
+import time
+from pathlib import Path
+
+REPOSITORY = Path(__file__).resolve().parent.parent
+QUIET = ["ffmpeg", "-hide_banner", "-v", "error", "-nostdin"]
+BITEXACT = ["-bitexact", "-map_metadata", "-1", "-fflags", "+bitexact", "-flags:v", "+bitexact"]
+TAGS = ["-color_primaries", "bt709", "-color_trc", "bt709", "-colorspace", "bt709", "-color_range", "tv"]
+CHART = "testsrc2=s={size}:r=25:d={seconds}"
+NOISY = ("mandelbrot=s=640x360:r=25:maxiter=400:end_scale=0.01:end_pts=250,trim=end_frame=250,"
+         "scale=1920x1080:flags=bicubic+bitexact,noise=alls=6:allf=t:all_seed=7")
+MIB = 1 << 20
+
+
+def x264(group):
+    return ["-c:v", "libx264", "-preset", "veryfast", "-crf", "20", "-g", str(group), "-keyint_min", str(group // 2),
+            "-sc_threshold", "0", "-bf", "2", "-threads", "2", "-pix_fmt", "yuv420p"]
+
+
+class Media:
+    """The clips, made on first use."""
+
+    def __init__(self, folder):
+        self.folder = Path(folder)
+        self.folder.mkdir(parents=True, exist_ok=True)
+
+    def make(self, name, arguments):
+        target = self.folder / name
+        if not target.exists():
+            print(f"making {name}", file=sys.stderr)
+            partial = self.folder / ("part." + name)
+            subprocess.run([*QUIET, "-y", *arguments, str(partial)], check=True)
+            partial.rename(target)
+        return str(target)
+
+    def encoded(self, name, source, group):
+        return self.make(name, ["-f", "lavfi", "-i", source, *x264(group), *TAGS, *BITEXACT])
+
+    def chart(self):
+        return self.encoded("chart_1080.mp4", CHART.format(size="1920x1080", seconds=10), 50)
+
+    def noisy(self):
+        return self.encoded("noisy_1080.mp4", NOISY, 50)
+
+    def long_group(self):
+        return self.encoded("long_group_1080.mp4", NOISY, 250)
+
+    def minute(self):
+        """Six times the same ten seconds, without encoding them again."""
+        return self.make("minute_1080.mp4", ["-stream_loop", "5", "-i", self.noisy(), "-c", "copy", *BITEXACT])
+
+    def raw(self):
+        return self.make("raw_1080.avi", ["-i", self.noisy(), "-t", "8", "-c:v", "rawvideo", "-pix_fmt", "yuv420p",
+                                          *BITEXACT])
+
+    def raw_2160(self):
+        return self.make("raw_2160.avi", ["-f", "lavfi", "-i", CHART.format(size="3840x2160", seconds=2),
+                                          "-c:v", "rawvideo", "-pix_fmt", "yuv420p", *TAGS, *BITEXACT])
+
+
+class Run:
+    """One process: wall and processor seconds, peak resident bytes, page faults that needed no disk."""
+
+    def __init__(self, words, processors):
+        start = time.monotonic()
+        with tempfile.TemporaryFile() as errors:
+            child = subprocess.Popen(words, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=errors,
+                                     preexec_fn=lambda: os.sched_setaffinity(0, set(range(processors))))
+            _, status, usage = os.wait4(child.pid, 0)
+            self.wall = time.monotonic() - start
+            child.returncode = os.waitstatus_to_exitcode(status)
+            if child.returncode != 0:
+                errors.seek(0)
+                raise RuntimeError(f"{' '.join(words)} ended with {child.returncode}: {errors.read().decode()}")
+        self.user, self.system = usage.ru_utime, usage.ru_stime
+        self.peak = usage.ru_maxrss * 1024
+        self.faults = usage.ru_minflt
+
+
+def median(values):
+    return statistics.median(list(values))
+
+
+class Bench:
+    def __init__(self, vrender, media, runs):
+        self.vrender, self.media, self.runs = vrender, media, runs
+        self.rows = []
+
+    # The two programs, on one clip, into nothing.
+    def ours(self, clip, threads, *more, frames=None):
+        part = ["--range", f"0:{frames}"] if frames else []
+        return [self.vrender, "render", clip, "null:", "--threads", str(threads), "--pix-fmt", "bgra", *part, *more]
+
+    def peer(self, clip, threads, graph="format=bgra", frames=None):
+        part = ["-frames:v", str(frames)] if frames else []
+        return [*QUIET, "-threads", str(threads), "-filter_threads", str(threads), "-i", clip, "-an", "-vf", graph,
+                "-fps_mode", "passthrough", *part, "-f", "null", "-"]
+
+    def row(self, name, ours, peer, ratio, aim):
+        self.rows.append((name, ours, peer, ratio, aim))
+        print(" | ".join(self.rows[-1]), file=sys.stderr)
+
+    def in_turn(self, processors, *commands):
+        """runs times each of the commands by turns, after one warm-up; a list of runs for each."""
+        for words in commands:
+            Run(words, processors)
+        results = [[] for _ in commands]
+        for _ in range(self.runs):
+            for words, result in zip(commands, results):
+                result.append(Run(words, processors))
+        return results
+
+    def whole(self, name, clip, frames, processors, aim, options=(), graph="format=bgra"):
+        """Frames a second of the whole process."""
+        ours, peer = self.in_turn(processors, self.ours(clip, processors, *options), self.peer(clip, processors, graph))
+
+        def text(runs):
+            return (f"{frames / median(r.wall for r in runs):.1f} fps, CPU {median(r.user for r in runs):.2f} + "
+                    f"{median(r.system for r in runs):.2f} s, {median(r.peak for r in runs) / MIB:.0f} MiB")
+
+        speed = median(p.wall / o.wall for o, p in zip(ours, peer))
+        self.row(f"{name}, {processors} core{'s' * (processors > 1)}", text(ours), text(peer),
+                 f"{100 * speed:.0f} % of its speed", aim)
+        return frames / median(r.wall for r in ours)
+
+    def slope(self, name, clip, short, long, processors, aim, options=(), graph="format=bgra"):
+        """Milliseconds a frame, the start of the process left out."""
+        a, b, c, d = self.in_turn(processors, self.ours(clip, processors, *options, frames=long),
+                                  self.ours(clip, processors, *options, frames=short),
+                                  self.peer(clip, processors, graph, frames=long),
+                                  self.peer(clip, processors, graph, frames=short))
+        ours = [1000 * (x.wall - y.wall) / (long - short) for x, y in zip(a, b)]
+        peer = [1000 * (x.wall - y.wall) / (long - short) for x, y in zip(c, d)]
+        # The median of the slopes: a ratio of two differences would be noisier than either.
+        self.row(f"{name}, {processors} core{'s' * (processors > 1)}",
+                 f"{median(ours):.2f} ms a frame ({min(ours):.2f} to {max(ours):.2f})",
+                 f"{median(peer):.2f} ms a frame ({min(peer):.2f} to {max(peer):.2f})",
+                 f"{median(ours) / median(peer):.2f} times its time", aim)
+
+    def h264(self):
+        for name, clip in (("chart", self.media.chart()), ("noisy", self.media.noisy())):
+            rates = [self.whole(f"1080p H.264 ({name}) to BGRA", clip, 250, processors, "at least 95 %")
+                     for processors in (1, 2)]
+            self.row(f"the same ({name}), 2 cores against 1", f"{rates[1] / rates[0]:.2f} times as fast", "", "",
+                     "never slower")
+
+    def raw(self):
+        for processors in (1, 2):
+            self.slope("raw 4:2:0 1080p to BGRA", self.media.raw(), 20, 200, processors, "at most 1.3")
+
+    def scale(self):
+        clip = self.media.raw_2160()
+        for quality in ("medium", "high"):
+            for graph, aim in (("scale=1920:1080:flags=area,format=bgra", "at most 1 (area)"),
+                               ("zscale=1920:1080:filter=bilinear,format=bgra", "at most 1.5 (zscale)")):
+                self.slope(f"2160p to 1080p BGRA, {quality} quality, against {graph.partition('=')[0]}", clip, 5, 50,
+                           1, aim, ("--size", "1920x1080", "--quality", quality), graph)
+
+    def thumbnails(self):
+        clip, dice = self.media.long_group(), random.Random(20011)
+        frames = [dice.randrange(250) for _ in range(40)]
+        with tempfile.TemporaryDirectory() as folder:
+            def ours(frame):
+                return [self.vrender, "frame", clip, f"{folder}/ours.png", "--time", str(frame), "--size", "320x180",
+                        "--threads", "1", "--overwrite"]
+
+            def peer(frame):
+                return [*QUIET, "-y", "-threads", "1", "-ss", f"{frame / 25:.3f}", "-i", clip, "-frames:v", "1",
+                        "-vf", "scale=320:180:flags=bilinear", f"{folder}/peer.png"]
+
+            pairs = [(Run(ours(frame), 1), Run(peer(frame), 1)) for frame in frames]
+            many = [Run([self.vrender, "thumbnails", clip, f"{folder}/many{i}", "--count", "40", "--size", "320x180",
+                         "--threads", "1"], 1) for i in range(self.runs)]
+        self.row("40 random thumbnails of a 250-frame group, a process each, 1 core",
+                 f"{1000 * median(o.wall for o, _ in pairs):.0f} ms each",
+                 f"{1000 * median(p.wall for _, p in pairs):.0f} ms each (-ss)",
+                 f"{median(o.wall / p.wall for o, p in pairs):.2f} times its time", "at most 1")
+        self.row("40 thumbnails of the same file by one process, 1 core",
+                 f"{1000 * median(r.wall for r in many) / 40:.0f} ms each", "as above",
+                 f"{median(r.wall for r in many) / sum(p.wall for _, p in pairs):.2f} times its time", "at most 1")
+
+    def memory(self):
+        for limit in (300, 1000):
+            for name, clip in (("10 s", self.media.noisy()), ("60 s", self.media.minute())):
+                runs = [Run(self.ours(clip, 2, "--memory", f"{limit}M"), 2) for _ in range(min(self.runs, 3))]
+                peak = max(run.peak for run in runs) / MIB
+                self.row(f"peak memory, --memory {limit}M, {name}", f"{peak:.0f} MiB", "", "",
+                         f"at most {limit + 100} MiB")
+
+    def faults(self):
+        for name, clip, long in (("H.264", self.media.minute(), 400), ("raw", self.media.raw(), 200)):
+            short = long // 4
+            runs = [(Run(self.ours(clip, 2, frames=long), 2), Run(self.ours(clip, 2, frames=short), 2))
+                    for _ in range(self.runs)]
+            ours = median((a.faults - b.faults) / (long - short) for a, b in runs)
+            a, b = (Run(self.peer(clip, 2, frames=count), 2) for count in (long, short))
+            peer = (a.faults - b.faults) / (long - short)
+            self.row(f"page faults a frame, steady, {name}", f"{ours:.1f}", f"{peer:.1f}", "",
+                     "near zero (an 8 MB frame has 2025 pages)")
+
+    GROUPS = ("h264", "raw", "scale", "thumbnails", "memory", "faults")
+
+    def table(self):
+        lines = ["| What | vrender | FFmpeg | vrender against FFmpeg | Aim |", "|---|---|---|---|---|"]
+        return "\n".join(lines + ["| " + " | ".join(row) + " |" for row in self.rows]) + "\n"
+
+
+class Verify:
+    """That both programs do the work that is compared: as many frames, and the same pictures."""
+
+    def __init__(self, bench):
+        self.bench, self.failed = bench, False
+
+    def say(self, what, isRight, detail):
+        self.failed = self.failed or not isRight
+        print(f"{'ok  ' if isRight else 'FAIL'} {what}: {detail}")
+
+    @staticmethod
+    def lines(words):
+        return subprocess.run(words, check=True, stdout=subprocess.PIPE, text=True).stdout.splitlines()
+
+    def count(self, clip):
+        ours = [line for line in self.lines(self.bench.ours(clip, 2, "--checksum")) if line.startswith("frame ")]
+        words = [*QUIET, "-i", clip, "-an", "-vf", "format=bgra", "-fps_mode", "passthrough", "-f", "framemd5", "-"]
+        peer = [line for line in self.lines(words) if not line.startswith("#")]
+        self.say(f"frames of {Path(clip).name}", len(ours) == len(peer) > 0, f"vrender {len(ours)}, ffmpeg {len(peer)}")
+        different = len(set(line.split()[-1] for line in ours))
+        self.say("  their pictures", different > len(ours) * 9 // 10, f"{different} different ones")
+
+    def picture(self, clip, frame, size=None):
+        """A PNG of vrender and the frame by ffmpeg through zscale, both as RGB bytes."""
+        scale = f"zscale={size.replace('x', ':')}:filter=bilinear," if size else ""
+        with tempfile.TemporaryDirectory() as folder:
+            path = f"{folder}/frame.png"
+            more = ["--size", size, "--quality", "medium"] if size else []
+            subprocess.run([self.bench.vrender, "frame", clip, path, "--time", str(frame), *more], check=True)
+
+            def rgb(words, graph):
+                words = [*QUIET, *words, "-vf", graph, "-pix_fmt", "rgb24", "-f", "rawvideo", "-frames:v", "1", "-"]
+                return subprocess.run(words, check=True, stdout=subprocess.PIPE).stdout
+
+            ours = rgb(["-i", path], "null")
+            matrix = "zscale=matrixin=709:rangein=limited:matrix=gbr:range=full:filter=bilinear:dither=none,format=gbrp"
+            peer = rgb(["-i", clip], f"select=eq(n\\,{frame}),{scale}{matrix}")
+        differences = [abs(a - b) for a, b in zip(ours, peer)]
+        allowed = 2 if size else 1
+        self.say(f"picture {frame} of {Path(clip).name} {size or ''}",
+                 len(ours) == len(peer) and max(differences) <= allowed,
+                 f"{len(ours) // 3} and {len(peer) // 3} pixels, largest difference {max(differences)}, mean "
+                 f"{sum(differences) / len(differences):.4f}")
+
+    def all(self):
+        media = self.bench.media
+        for clip in (media.chart(), media.noisy(), media.long_group(), media.raw()):
+            self.count(clip)
+        self.picture(media.noisy(), 137)
+        self.picture(media.long_group(), 201)
+        self.picture(media.raw(), 42)
+        self.picture(media.raw_2160(), 7, "1920x1080")
+        return 1 if self.failed else 0
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser.add_argument("cache")
+    parser.add_argument("--vrender", default=str(REPOSITORY / "build/release/bin/vrender"))
+    parser.add_argument("--runs", type=int, default=5)
+    parser.add_argument("--only", default="*", help="rows: " + " ".join(Bench.GROUPS))
+    parser.add_argument("--output", help="the table goes there too")
+    parser.add_argument("--verify", action="store_true")
+    options = parser.parse_args()
+    if not os.access(options.vrender, os.X_OK):
+        print(f"no program at {options.vrender}", file=sys.stderr)
+        return 66
+    bench = Bench(options.vrender, Media(options.cache), options.runs)
+    if options.verify:
+        return Verify(bench).all()
+    for group in Bench.GROUPS:
+        if any(fnmatch.fnmatch(group, pattern) for pattern in options.only.split(",")):
+            getattr(bench, group)()
+    print(bench.table(), end="")
+    if options.output:
+        Path(options.output).write_text(bench.table())
+    return 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
