@@ -72,6 +72,75 @@ double ChromaRowAt(const Picture& inPicture, int inComponent, double inPosition,
     return at(left) * (1.0 - weight) + at(left + 1.0) * weight;
 }
 
+// A chroma row of inSource, as it would be at row inY of the picture or, if the two pictures' chroma rows agree, as it
+// stands in memory; at chroma sample inX of inTarget.
+double ResampledAcross(const Picture& inSource, const Picture& inTarget, int inComponent, std::int32_t inX,
+                       std::int32_t inY, bool inIsMemoryRow)
+{
+    const ChromaRowPair rows = inIsMemoryRow ? ChromaRowPair{inY, inY, 0} : ChromaRowsFor(inSource, inY);
+    const double weight = rows.eighthsOfFar / 8.0;
+    const auto at = [&](double inPosition)
+    {
+        return ChromaRowAt(inSource, inComponent, inPosition, rows.near) * (1.0 - weight) +
+               ChromaRowAt(inSource, inComponent, inPosition, rows.far) * weight;
+    };
+    if (HasSameChromaColumns(inSource, inTarget))
+    {
+        return at(inX);
+    }
+    const std::int32_t step = 1 << inTarget.shiftX;
+    const double centre = inX * step + ChromaOffsetX(inTarget);
+    double sum = 0.0;
+    double weights = 0.0;
+    for (auto x = static_cast<std::int32_t>(std::floor(centre)) - step; x <= centre + step; ++x)
+    {
+        const double share = std::max(0.0, 1.0 - std::fabs(x - centre) / step);
+        const double place = Mirrored(x, inSource.width) - ChromaOffsetX(inSource);
+        sum += share * at(place / (1 << inSource.shiftX));
+        weights += share;
+    }
+    return sum / weights;
+}
+
+double Resampled(const Picture& inSource, const Picture& inTarget, int inComponent, std::int32_t inX, std::int32_t inRow)
+{
+    if (HasSameChromaRows(inSource, inTarget) || inTarget.shiftY == 0)
+    {
+        const bool isMemoryRow = HasSameChromaRows(inSource, inTarget);
+        return ResampledAcross(inSource, inTarget, inComponent, inX, inRow, isMemoryRow);
+    }
+    const std::int32_t lines = inTarget.isFieldChroma ? 2 : 1;
+    const std::int32_t parity = inTarget.isFieldChroma ? inRow % 2 : 0;
+    const std::int32_t rows = (inSource.height + lines - 1 - parity) / lines;
+    const std::int32_t step = 1 << inTarget.shiftY;
+    const double centre = inRow / lines * step + ChromaOffsetY(inTarget, FieldOfRow(inTarget, inRow));
+    double sum = 0.0;
+    double weights = 0.0;
+    for (auto y = static_cast<std::int32_t>(std::floor(centre)) - step; y <= centre + step; ++y)
+    {
+        const double share = std::max(0.0, 1.0 - std::fabs(y - centre) / step);
+        const std::int32_t row = Mirrored(y, rows) * lines + parity;
+        sum += share * ResampledAcross(inSource, inTarget, inComponent, inX, row, false);
+        weights += share;
+    }
+    return sum / weights;
+}
+
+void ResampleChroma(const Picture& inSource, const Picture& inTarget)
+{
+    for (std::int32_t row = 0; row < inTarget.chromaRows; ++row)
+    {
+        for (std::int32_t x = 0; x < inTarget.ChromaWidth(); ++x)
+        {
+            for (int component = 1; component < 3; ++component)
+            {
+                WritePlane(inTarget, component, x, row, Resampled(inSource, inTarget, component, x, row));
+            }
+        }
+        CompleteChromaGroup(inTarget, row);
+    }
+}
+
 Pixel UnPremultiplied(Pixel inPixel)
 {
     for (int i = 0; i < 3; ++i)
@@ -229,6 +298,10 @@ void ConvertPicture(const Picture& inSource, const Picture& inTarget)
         pixel = ConvertPixel(pixel, inSource, inTarget);
     }
     WriteGrid(grid, inTarget, kIR_WholePicture);
+    if (IsChromaIndependent(inSource, inTarget))
+    {
+        ResampleChroma(inSource, inTarget);
+    }
 }
 
 void CompositeToBlack(const Picture& inSource, const Picture& inTarget, double inOpacity)

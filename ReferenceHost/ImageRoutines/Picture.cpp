@@ -499,6 +499,25 @@ ChromaRowPair ChromaRowsFor(const Picture& inPicture, std::int32_t inY) noexcept
     return {row(above), row(above + 1.0), static_cast<std::int32_t>((position - above) * 8.0)};
 }
 
+bool HasSameChromaColumns(const Picture& inOne, const Picture& inOther) noexcept
+{
+    return inOne.shiftX == inOther.shiftX && ChromaOffsetX(inOne) == ChromaOffsetX(inOther);
+}
+
+bool HasSameChromaRows(const Picture& inOne, const Picture& inOther) noexcept
+{
+    const bool isSameSpacing = inOne.shiftY == inOther.shiftY && inOne.ownField == inOther.ownField &&
+                               inOne.chromaRows == inOther.chromaRows;
+    return isSameSpacing && ChromaOffsetY(inOne, inOne.ownField) == ChromaOffsetY(inOther, inOther.ownField) &&
+           (inOne.shiftY == 0 || inOne.isFieldChroma == inOther.isFieldChroma);
+}
+
+bool IsChromaIndependent(const Picture& inSource, const Picture& inTarget) noexcept
+{
+    return inSource.IsSubsampled() && inTarget.IsSubsampled() && inSource.matrix == inTarget.matrix &&
+           inSource.transfer == inTarget.transfer && !inSource.HasAlpha();
+}
+
 std::int32_t SampleBytes(Sample inSample) noexcept
 {
     return inSample == Sample::kByte ? 1 : inSample == Sample::kWord ? 2 : 4;

@@ -118,6 +118,14 @@ std::int32_t SampleBytes(Sample inSample) noexcept;
 std::ptrdiff_t PatternBytes(const Picture& inPicture, int inPlane) noexcept;
 std::ptrdiff_t RowBytesOf(const Picture& inPicture, int inPlane) noexcept;
 
+// Whether chroma samples of two pictures of one size lie at the same places along a row, and down the picture.
+bool HasSameChromaColumns(const Picture& inOne, const Picture& inOther) noexcept;
+bool HasSameChromaRows(const Picture& inOne, const Picture& inOther) noexcept;
+
+// Whether chroma goes from one picture to the other by itself: both have less of it than luma, in one model. It
+// is then resampled only along the axes on which its places differ.
+bool IsChromaIndependent(const Picture& inSource, const Picture& inTarget) noexcept;
+
 // Whether any byte of a row belongs to both pictures.
 bool Overlap(const Picture& inOne, const Picture& inOther) noexcept;
 

@@ -37,6 +37,11 @@ ComponentRange RangeOf(const Picture& inPicture, int inComponent);
 double LoadSample(const Picture& inPicture, const unsigned char* inRow, std::ptrdiff_t inIndex);
 double ReadPlane(const Picture& inPicture, int inComponent, std::int32_t inX, std::int32_t inY);
 
+void WritePlane(const Picture& inPicture, int inComponent, std::int32_t inX, std::int32_t inY, double inValue);
+
+// Packed forms hold whole groups: places beyond an odd width repeat the last sample, so that nothing stale is left.
+void CompleteChromaGroup(const Picture& inPicture, std::int32_t inY);
+
 // A sample position beyond an edge, mirrored about the edge.
 std::int32_t Mirrored(std::int32_t inIndex, std::int32_t inCount);
 

@@ -47,38 +47,6 @@ void StoreV210(const Picture& inPicture, int inComponent, std::int32_t inX, std:
     std::memcpy(place, &word, 4);
 }
 
-void WritePlane(const Picture& inPicture, int inComponent, std::int32_t inX, std::int32_t inY, double inValue)
-{
-    const std::ptrdiff_t x = inX;
-    switch (inPicture.storage)
-    {
-    case Storage::kPacked4:
-        StoreSample(inPicture, inComponent, inPicture.Row(0, inY), x * 4 + kPackedPlace[inComponent], inValue);
-        break;
-    case Storage::kV210:
-        StoreV210(inPicture, inComponent, inX, inY, inValue);
-        break;
-    case Storage::kYUYV:
-    case Storage::kUYVY:
-    {
-        const int luma = inPicture.storage == Storage::kYUYV ? 0 : 1;
-        const std::ptrdiff_t index = inComponent == 0 ? x * 2 + luma : x * 4 + (1 - luma) + (inComponent == 2 ? 2 : 0);
-        StoreSample(inPicture, inComponent, inPicture.Row(0, inY), index, inValue);
-        break;
-    }
-    case Storage::kSemiPlanar:
-        if (inComponent == 1 || inComponent == 2)
-        {
-            StoreSample(inPicture, inComponent, inPicture.Row(1, inY), x * 2 + inComponent - 1, inValue);
-            break;
-        }
-        [[fallthrough]];
-    default:
-        StoreSample(inPicture, inComponent, inPicture.Row(inComponent, inY), x, inValue);
-        break;
-    }
-}
-
 // A component at a chroma place: the triangle of the width of a chroma sample over the full-resolution pixels.
 double FilteredRow(const Grid& inGrid, const Picture& inTarget, int inComponent, std::int32_t inChromaX, std::int32_t inY)
 {
@@ -140,7 +108,6 @@ void WriteLuma(const Grid& inGrid, const Picture& inTarget, std::int32_t inY)
             WritePlane(inTarget, 3, x, inY, inTarget.HasAlpha() ? pixel.c[3] : 1.0);
         }
     }
-    // Whole groups are written in the packed forms, so that no stale sample is left behind an odd width.
     const std::int32_t group = inTarget.storage == Storage::kV210 ? 6 : inTarget.storage == Storage::kPlanar ? 1 : 2;
     const bool isGrouped = inTarget.storage == Storage::kV210 || inTarget.storage == Storage::kYUYV ||
                            inTarget.storage == Storage::kUYVY;
@@ -152,20 +119,61 @@ void WriteLuma(const Grid& inGrid, const Picture& inTarget, std::int32_t inY)
 
 void WriteChroma(const Grid& inGrid, const Picture& inTarget, std::int32_t inRow)
 {
-    const std::int32_t width = inTarget.ChromaWidth();
-    const std::int32_t written = inTarget.storage == Storage::kV210 ? (width + 2) / 3 * 3 : width;
-    for (std::int32_t x = 0; x < written; ++x)
+    for (std::int32_t x = 0; x < inTarget.ChromaWidth(); ++x)
     {
         for (int component = 1; component < 3; ++component)
         {
             const double value = inTarget.IsSubsampled()
-                                     ? FilteredChroma(inGrid, inTarget, component, std::min(x, width - 1), inRow)
+                                     ? FilteredChroma(inGrid, inTarget, component, x, inRow)
                                      : inGrid.At(x, inRow).c[component];
             WritePlane(inTarget, component, x, inRow, value);
         }
     }
+    CompleteChromaGroup(inTarget, inRow);
 }
 
+}
+
+void WritePlane(const Picture& inPicture, int inComponent, std::int32_t inX, std::int32_t inY, double inValue)
+{
+    const std::ptrdiff_t x = inX;
+    switch (inPicture.storage)
+    {
+    case Storage::kPacked4:
+        StoreSample(inPicture, inComponent, inPicture.Row(0, inY), x * 4 + kPackedPlace[inComponent], inValue);
+        break;
+    case Storage::kV210:
+        StoreV210(inPicture, inComponent, inX, inY, inValue);
+        break;
+    case Storage::kYUYV:
+    case Storage::kUYVY:
+    {
+        const int luma = inPicture.storage == Storage::kYUYV ? 0 : 1;
+        const std::ptrdiff_t index = inComponent == 0 ? x * 2 + luma : x * 4 + (1 - luma) + (inComponent == 2 ? 2 : 0);
+        StoreSample(inPicture, inComponent, inPicture.Row(0, inY), index, inValue);
+        break;
+    }
+    case Storage::kSemiPlanar:
+        if (inComponent == 1 || inComponent == 2)
+        {
+            StoreSample(inPicture, inComponent, inPicture.Row(1, inY), x * 2 + inComponent - 1, inValue);
+            break;
+        }
+        [[fallthrough]];
+    default:
+        StoreSample(inPicture, inComponent, inPicture.Row(inComponent, inY), x, inValue);
+        break;
+    }
+}
+
+void CompleteChromaGroup(const Picture& inPicture, std::int32_t inY)
+{
+    const std::int32_t last = inPicture.ChromaWidth() - 1;
+    for (std::int32_t x = last + 1; inPicture.storage == Storage::kV210 && x % 3 != 0; ++x)
+    {
+        WritePlane(inPicture, 1, x, inY, ReadPlane(inPicture, 1, last, inY));
+        WritePlane(inPicture, 2, x, inY, ReadPlane(inPicture, 2, last, inY));
+    }
 }
 
 std::int32_t Mirrored(std::int32_t inIndex, std::int32_t inCount)
