@@ -22,6 +22,24 @@ void LogFailure(const char* inWhat)
                              fmt::format("A listener has failed: {}", inWhat).c_str());
 }
 
+// One listener's failure is not the next one's.
+template <class Callable>
+void CallLogged(const Callable& inCall)
+{
+    try
+    {
+        inCall();
+    }
+    catch (const std::exception& failure)
+    {
+        LogFailure(failure.what());
+    }
+    catch (...)
+    {
+        LogFailure("an unknown exception");
+    }
+}
+
 } // namespace
 
 MessageCenter& MessageCenter::Instance()
@@ -133,6 +151,7 @@ size_t MessageCenter::Pump()
     {
         return 0;
     }
+    const std::shared_ptr<void> end(nullptr, [this](void*) { EndPump(); });
     size_t limit = 0;
     {
         const std::lock_guard<std::mutex> lock(mMutex);
@@ -144,7 +163,6 @@ size_t MessageCenter::Pump()
         Deliver(pending);
         pending = Pending();
     }
-    EndPump();
     return taken;
 }
 
@@ -184,7 +202,7 @@ bool MessageCenter::TakeNext(Pending& outPending)
 // may have disposed of either.
 void MessageCenter::Deliver(const Pending& inPending)
 {
-    MakeCompanion(inPending);
+    CallLogged([this, &inPending] { MakeCompanion(inPending); });
     std::vector<std::shared_ptr<const ListenerEntry>> listeners;
     {
         const std::lock_guard<std::mutex> lock(mMutex);
@@ -203,18 +221,7 @@ void MessageCenter::Deliver(const Pending& inPending)
                 continue;
             }
         }
-        try
-        {
-            listener->mFunction(inPending.mMessage);
-        }
-        catch (const std::exception& failure)
-        {
-            LogFailure(failure.what());
-        }
-        catch (...)
-        {
-            LogFailure("an unknown exception");
-        }
+        CallLogged([&] { listener->mFunction(inPending.mMessage); });
     }
 }
 
@@ -225,7 +232,7 @@ void MessageCenter::MakeCompanion(const Pending& inPending)
         const std::lock_guard<std::mutex> lock(mMutex);
         if (IsRegisteredLocked(inPending) && !inPending.mStation->mCompanion)
         {
-            create = inPending.mStation->mCreate;
+            create = std::exchange(inPending.mStation->mCreate, nullptr);
         }
     }
     if (create == nullptr)
