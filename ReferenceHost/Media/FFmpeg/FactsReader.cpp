@@ -2,6 +2,8 @@
 
 #include <cmath>
 
+#include <fmt/format.h>
+
 extern "C"
 {
 #include <libavutil/display.h>
@@ -30,35 +32,12 @@ std::string CodecName(AVCodecID inCodec)
     return descriptor ? descriptor->name : "unknown";
 }
 
-// The matrix takes (x, y) to (a x + c y, b x + d y), y growing downwards.
 Orientation ReadOrientation(const AVStream& inStream)
 {
     size_t size = 0;
     const std::uint8_t* data = av_stream_get_side_data(&inStream, AV_PKT_DATA_DISPLAYMATRIX, &size);
-    if (!data || size < 9 * sizeof(std::int32_t))
-    {
-        return {};
-    }
-    const auto* matrix = reinterpret_cast<const std::int32_t*>(data);
-    const double a = matrix[0];
-    const double b = matrix[1];
-    const double c = matrix[3];
-    const double d = matrix[4];
-    Orientation orientation;
-    orientation.flipHorizontally = a * d - b * c < 0;
-    // Of the picture flipped first, (1, 0) comes from (-1, 0).
-    const double sign = orientation.flipHorizontally ? -1 : 1;
-    const double right = sign * a;
-    const double down = sign * b;
-    if (std::abs(right) >= std::abs(down))
-    {
-        orientation.clockwiseDegrees = right < 0 ? 180 : 0;
-    }
-    else
-    {
-        orientation.clockwiseDegrees = down > 0 ? 90 : 270;
-    }
-    return orientation;
+    return data && size >= 9 * sizeof(std::int32_t) ? OrientationOfMatrix(reinterpret_cast<const std::int32_t*>(data))
+                                                    : Orientation();
 }
 
 FieldOrder ReadFieldOrder(AVFieldOrder inOrder)
@@ -92,14 +71,24 @@ void ReadStreams(const AVFormatContext& inContext, FileFacts& ioFacts)
     for (unsigned index = 0; index < inContext.nb_streams; ++index)
     {
         const AVStream& stream = *inContext.streams[index];
-        ioFacts.hasAudio = ioFacts.hasAudio || stream.codecpar->codec_type == AVMEDIA_TYPE_AUDIO;
-        if (stream.codecpar->codec_type == AVMEDIA_TYPE_VIDEO)
+        const AVCodecParameters& parameters = *stream.codecpar;
+        StreamEntry entry;
+        entry.index = stream.index;
+        entry.type = Text(av_get_media_type_string(parameters.codec_type));
+        entry.codec = CodecName(parameters.codec_id);
+        entry.isAttachedPicture = (stream.disposition & AV_DISPOSITION_ATTACHED_PIC) != 0;
+        entry.isDefault = (stream.disposition & AV_DISPOSITION_DEFAULT) != 0;
+        if (parameters.codec_type == AVMEDIA_TYPE_VIDEO)
         {
-            ioFacts.videoStreams.push_back({stream.index, CodecName(stream.codecpar->codec_id), stream.codecpar->width,
-                                            stream.codecpar->height,
-                                            (stream.disposition & AV_DISPOSITION_ATTACHED_PIC) != 0,
-                                            Tag(stream.metadata, "title")});
+            entry.description = fmt::format("{}x{}", parameters.width, parameters.height);
         }
+        else if (parameters.codec_type == AVMEDIA_TYPE_AUDIO)
+        {
+            entry.description =
+                fmt::format("{} Hz, {} channels", parameters.sample_rate, parameters.ch_layout.nb_channels);
+            ioFacts.hasAudio = true;
+        }
+        ioFacts.streams.push_back(std::move(entry));
     }
 }
 
@@ -126,13 +115,37 @@ void ReadTags(const AVDictionary* inTags, FileFacts& ioFacts)
     }
 }
 
-bool IsStillFormat(const std::string& inName)
+}
+
+bool IsStillContainer(const std::string& inName)
 {
     const std::string pipe = "_pipe";
     return inName == "image2" ||
            (inName.size() > pipe.size() && inName.compare(inName.size() - pipe.size(), pipe.size(), pipe) == 0);
 }
 
+// The matrix takes (x, y) to (a x + c y, b x + d y), y growing downwards.
+Orientation OrientationOfMatrix(const std::int32_t* inMatrix)
+{
+    const double a = inMatrix[0];
+    const double b = inMatrix[1];
+    const double c = inMatrix[3];
+    const double d = inMatrix[4];
+    Orientation orientation;
+    orientation.flipHorizontally = a * d - b * c < 0;
+    // Of the picture flipped first, (1, 0) comes from (-1, 0).
+    const double sign = orientation.flipHorizontally ? -1 : 1;
+    const double right = sign * a;
+    const double down = sign * b;
+    if (std::abs(right) >= std::abs(down))
+    {
+        orientation.clockwiseDegrees = right < 0 ? 180 : 0;
+    }
+    else
+    {
+        orientation.clockwiseDegrees = down > 0 ? 90 : 270;
+    }
+    return orientation;
 }
 
 ColourDescription ResolveColour(int inMatrix, int inPrimaries, int inTransfer, int inRange, int inSiting, int inHeight,
@@ -200,7 +213,7 @@ FileFacts ReadFacts(const std::string& inPath, const AVFormatContext& inContext,
     facts.pixelFormatName = Text(format ? format->name : nullptr);
     facts.bitDepth = format ? format->comp[0].depth : 8;
     facts.streamIndex = inStream.index;
-    facts.isStill = IsStillFormat(facts.container);
+    facts.isStill = IsStillContainer(facts.container);
     facts.width = parameters.width;
     facts.height = parameters.height;
     facts.orientation = ReadOrientation(inStream);
