@@ -50,6 +50,7 @@ function(vr_add_test_executable target label seconds)
     string(REGEX REPLACE "^test_" "" prefix ${target})
     gtest_discover_tests(${target}
         TEST_PREFIX "${prefix}."
+        NO_PRETTY_VALUES
         DISCOVERY_MODE PRE_TEST
         DISCOVERY_TIMEOUT 120
         WORKING_DIRECTORY "${CMAKE_BINARY_DIR}"
