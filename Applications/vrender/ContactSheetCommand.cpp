@@ -1,0 +1,226 @@
+#include "Applications/vrender/CommandSupport.h"
+#include "Applications/vrender/Commands.h"
+#include "Applications/vrender/Console.h"
+#include "Applications/vrender/StillsSelection.h"
+#include "ReferenceHost/Session/Pictures.h"
+#include "VF/VideoFrame.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cmath>
+#include <exception>
+#include <mutex>
+#include <thread>
+#include <utility>
+
+namespace vrender
+{
+
+namespace
+{
+
+constexpr std::int32_t kDefaultWidth = 320;
+constexpr std::int64_t kDefaultCount = 20;
+constexpr std::int64_t kDefaultColumns = 5;
+constexpr std::int64_t kMostPictures = 10000;
+constexpr std::int32_t kMargin = 8;     // round each picture, pixels
+constexpr std::int32_t kLabelGap = 3;   // between a picture and its time
+
+// Where the pictures of a sheet stand.
+struct Grid
+{
+    PictureSize mPicture;
+    std::int32_t mColumns = 1;
+    std::int32_t mRows = 1;
+    std::int32_t mLabelScale = 1;
+
+    std::int32_t CellWidth() const { return mPicture.mWidth + kMargin; }
+    std::int32_t CellHeight() const
+    {
+        return mPicture.mHeight + kLabelGap + Session::LabelHeight(mLabelScale) + kMargin;
+    }
+    PictureSize Sheet() const
+    {
+        return {mColumns * CellWidth() + kMargin, mRows * CellHeight() + kMargin};
+    }
+};
+
+Grid MakeGrid(const PictureSize& inPicture, std::size_t inPictures, std::int64_t inColumns)
+{
+    Grid grid;
+    grid.mPicture = inPicture;
+    const auto pictures = static_cast<std::int32_t>(inPictures);
+    grid.mColumns = std::min(static_cast<std::int32_t>(inColumns), pictures);
+    grid.mRows = (pictures + grid.mColumns - 1) / grid.mColumns;
+    grid.mLabelScale = std::max(1, inPicture.mWidth / 240);
+    return grid;
+}
+
+// The file's own timecode where it has one, else the time since its first frame.
+std::string LabelOf(std::int64_t inFrame, const Timeline& inTimeline)
+{
+    if (inTimeline.mHasTimecode)
+    {
+        return TimecodeOfFrame(inFrame, inTimeline);
+    }
+    const auto milliseconds =
+        static_cast<std::int64_t>(std::floor(inTimeline.mFrameStart(inFrame).AsSeconds() * 1000));
+    return fmt::format("{:02}:{:02}:{:02}.{:03}", milliseconds / 3600000, milliseconds / 60000 % 60,
+                       milliseconds / 1000 % 60, milliseconds % 1000);
+}
+
+MF::IVideoFrameRef NewSheet(const PictureSize& inSize)
+{
+    MF::IVideoFrameRef sheet;
+    const std::int32_t status = VF::CreateVideoFrame(
+        sheet, norviktypes::kPixelFormat_BGRX_4444_8u, static_cast<std::uint32_t>(inSize.mWidth),
+        static_cast<std::uint32_t>(inSize.mHeight), norviktypes::kPixelAspectRatio_Square, true, false);
+    if (status == VF::kFrameStatus_BadArgument)
+    {
+        throw ToolError(ExitCode::kUsage,
+                        fmt::format("a sheet of {}x{} pixels is too large; fewer or smaller pictures (--count, "
+                                    "--columns, --size) make it fit",
+                                    inSize.mWidth, inSize.mHeight));
+    }
+    if (status < 0)
+    {
+        throw ToolError(ExitCode::kTryAgain, "out of memory");
+    }
+    return sheet;
+}
+
+// Renders the pictures and puts each into its own cell, so that workers never meet on the sheet.
+class SheetPainter
+{
+public:
+    SheetPainter(const OpenInput& inInput, const Options& inOptions, const Grid& inGrid,
+                 const std::vector<std::int64_t>& inFrames)
+        : mInput(inInput)
+        , mGrid(inGrid)
+        , mFrames(inFrames)
+        , mRequest{static_cast<std::uint32_t>(inGrid.mPicture.mWidth),
+                   static_cast<std::uint32_t>(inGrid.mPicture.mHeight), norviktypes::kPixelFormat_BGRX_4444_8u,
+                   ParseQuality(inOptions.mQuality)}
+        , mSheet(NewSheet(inGrid.Sheet()))
+    {
+    }
+
+    // Frames that couldn't be made leave their cell black; their causes are told of.
+    std::int64_t Paint(std::uint32_t inThreads);
+    const MF::IVideoFrameRef& Sheet() const { return mSheet; }
+
+private:
+    void Work();
+    void PaintCell(std::size_t inCell);
+
+    const OpenInput& mInput;
+    const Grid mGrid;
+    const std::vector<std::int64_t>& mFrames;
+    const Session::RenderRequest mRequest;
+    const MF::IVideoFrameRef mSheet;
+    std::atomic<std::size_t> mNext{0};
+    std::atomic<std::int64_t> mFailures{0};
+    std::mutex mMutex;          // guards mCause
+    std::exception_ptr mCause;
+};
+
+std::int64_t SheetPainter::Paint(std::uint32_t inThreads)
+{
+    std::vector<std::thread> workers;
+    const std::size_t count = std::min<std::size_t>(inThreads, mFrames.size());
+    for (std::size_t i = 1; i < count; ++i)
+    {
+        workers.emplace_back([this] { Work(); });
+    }
+    Work();
+    for (std::thread& worker : workers)
+    {
+        worker.join();
+    }
+    if (mCause)
+    {
+        std::rethrow_exception(mCause);
+    }
+    return mFailures;
+}
+
+void SheetPainter::Work()
+{
+    try
+    {
+        for (std::size_t cell = mNext++; cell < mFrames.size(); cell = mNext++)
+        {
+            PaintCell(cell);
+        }
+    }
+    catch (...)
+    {
+        mNext = mFrames.size();
+        const std::lock_guard<std::mutex> lock(mMutex);
+        mCause = std::current_exception();
+    }
+}
+
+void SheetPainter::PaintCell(std::size_t inCell)
+{
+    const auto cell = static_cast<std::int32_t>(inCell);
+    const std::int32_t left = kMargin + cell % mGrid.mColumns * mGrid.CellWidth();
+    const std::int32_t top = kMargin + cell / mGrid.mColumns * mGrid.CellHeight();
+    const norviktypes::TickTime time = mInput.mTimeline.mFrameStart(mFrames[inCell]);
+    try
+    {
+        Session::PlacePicture(mInput.mClip->Render(time, mRequest), mSheet, left, top);
+    }
+    catch (const ML::RenderRequestException&)
+    {
+        ++mFailures;
+        console::Say(mInput.mClip->FailureAt(time) + "; its place stays black");
+    }
+    const std::string label = LabelOf(mFrames[inCell], mInput.mTimeline);
+    const std::int32_t width = Session::LabelWidth(label, mGrid.mLabelScale);
+    Session::DrawLabel(mSheet, left + std::max(0, (mGrid.mPicture.mWidth - width) / 2),
+                       top + mGrid.mPicture.mHeight + kLabelGap, mGrid.mLabelScale, label);
+}
+
+} // namespace
+
+ExitCode RunContactSheet(const Options& inOptions)
+{
+    const std::int64_t count =
+        inOptions.mCount.empty() ? kDefaultCount : ParseInteger("--count", inOptions.mCount, 1, kMostPictures);
+    const std::int64_t columns =
+        inOptions.mColumns.empty() ? kDefaultColumns : ParseInteger("--columns", inOptions.mColumns, 1, kMostPictures);
+    const OpenInput input = OpenInputOf(inOptions, Session::AccessPattern::kScattered, {25, 1});
+    const FrameRange range = RangeOrWhole("--range", inOptions.mRange, input.mTimeline);
+    const std::vector<std::int64_t> frames = SelectFrames(range, input.mTimeline, inOptions.mEvery, count);
+    const Media::MediaFacts& facts = input.mClip->Facts();
+    const PictureSize size = ResolveSize(inOptions.mSize, {std::min(kDefaultWidth, facts.mWidth), -1},
+                                         DisplayShape(facts), false);
+    const Grid grid = MakeGrid(size, frames.size(), columns);
+
+    OutputDescription output = DescribeOutput(inOptions, input, grid.Sheet());
+    output.mSourcePixelFormat = "bgr0";
+    output.mHasAlpha = false;
+    output.mPixelAspectRatio = norviktypes::kPixelAspectRatio_Square;
+    output.mFieldType = norviktypes::kFieldType_Progressive;
+    output.mFrameCount = 1;
+    output.mThreads = 1;
+    SheetPainter painter(input, inOptions, grid, frames);
+    const std::unique_ptr<FrameWriter> writer =
+        CreateStillsWriter(output, [&output](std::int64_t) { return output.mPath; });
+
+    const std::int64_t failures = painter.Paint(input.mHost->Threads());
+    if (failures == static_cast<std::int64_t>(frames.size()))
+    {
+        throw ToolError(ExitCode::kBadData, inOptions.mInput + ": no frame could be made");
+    }
+    const MF::IVideoFrameRef sheet = Session::ConvertPicture(painter.Sheet(), writer->RenderFormat());
+    writer->Write(writer->Prepare(sheet));
+    writer->Finish();
+    writer->Commit();
+    return failures == 0 ? ExitCode::kDone : ExitCode::kDoneWithSubstitutes;
+}
+
+} // namespace vrender

@@ -1,0 +1,190 @@
+#include "Applications/vrender/CommandSupport.h"
+#include "Applications/vrender/Commands.h"
+#include "Applications/vrender/Console.h"
+#include "ReferenceHost/Foundation/Timecode.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cmath>
+#include <optional>
+
+namespace vrender
+{
+
+namespace
+{
+
+constexpr Rational kStillRate{25, 1};
+
+// Which frames the output shows, and how fast.
+struct Schedule
+{
+    FrameRange mRange;
+    Rational mRate;
+    std::int64_t mCount = 0;
+    bool mByClock = false;
+};
+
+// Ticks from the start of the range to output frame inIndex, never before it.
+norviktypes::TickTime ClockTime(std::int64_t inIndex, const Rational& inRate)
+{
+    const __int128 numerator =
+        static_cast<__int128>(inIndex) * norviktypes::kTicksPerSecond * inRate.mDenominator;
+    return norviktypes::TickTime(
+        static_cast<std::int64_t>((numerator + inRate.mNumerator - 1) / inRate.mNumerator));
+}
+
+Schedule MakeSchedule(const Options& inOptions, const Timeline& inTimeline)
+{
+    Schedule schedule;
+    schedule.mRange = RangeOrWhole("--range", inOptions.mRange, inTimeline);
+    schedule.mRate = inOptions.mRate.empty() ? inTimeline.mRate : ParseRate("--rate", inOptions.mRate);
+    // Frames off a grid have no rate that a container could be told; the clock gives them one.
+    schedule.mByClock = schedule.mRate != inTimeline.mRate || !inTimeline.mHasGrid;
+    schedule.mCount = schedule.mRange.mEnd - schedule.mRange.mFirst;
+    if (schedule.mByClock)
+    {
+        const __int128 span = (schedule.mRange.mStop - schedule.mRange.mStart).GetTicks();
+        const __int128 unit = static_cast<__int128>(norviktypes::kTicksPerSecond) * schedule.mRate.mDenominator;
+        schedule.mCount = static_cast<std::int64_t>((span * schedule.mRate.mNumerator + unit - 1) / unit);
+    }
+    return schedule;
+}
+
+// The label of the first output frame, counted at the output's own rate.
+std::string OutputTimecode(const Schedule& inSchedule, const Timeline& inTimeline)
+{
+    if (!inTimeline.mHasTimecode)
+    {
+        return std::string();
+    }
+    if (!inSchedule.mByClock)
+    {
+        return TimecodeOfFrame(inSchedule.mRange.mFirst, inTimeline);
+    }
+    const Foundation::TimecodeRate from{static_cast<int>(inTimeline.mRate.mNumerator),
+                                        static_cast<int>(inTimeline.mRate.mDenominator)};
+    const Foundation::TimecodeRate to{static_cast<int>(inSchedule.mRate.mNumerator),
+                                      static_cast<int>(inSchedule.mRate.mDenominator)};
+    const bool isDropFrame = inTimeline.mIsDropFrame && Foundation::SupportsDropFrame(to);
+    // Dropped numbers follow the clock, undropped ones the count of frames in a labelled second.
+    const double fromRate = inTimeline.mIsDropFrame
+                                ? static_cast<double>(from.mNumerator) / from.mDenominator
+                                : Foundation::NominalFramesPerSecond(from);
+    const double toRate = isDropFrame ? static_cast<double>(to.mNumerator) / to.mDenominator
+                                      : Foundation::NominalFramesPerSecond(to);
+    const auto label = static_cast<double>(inTimeline.mTimecodeStart + inSchedule.mRange.mFirst);
+    return Foundation::FormatTimecode(std::llround(label * toRate / fromRate), to, isDropFrame);
+}
+
+std::pair<std::string, std::string> SplitOption(const std::string& inText)
+{
+    const std::size_t equals = inText.find('=');
+    if (equals == std::string::npos || equals == 0)
+    {
+        throw ToolError(ExitCode::kUsage, "--option: '" + inText + "' is not KEY=VALUE");
+    }
+    return {inText.substr(0, equals), inText.substr(equals + 1)};
+}
+
+void CheckOptions(const Options& inOptions)
+{
+    if (inOptions.mChecksum && (inOptions.mOutput == "-" || inOptions.mOutput == "/dev/stdout"))
+    {
+        throw ToolError(ExitCode::kUsage, "--checksum prints on standard output, which takes the frames already");
+    }
+    if (!inOptions.mProgressFormat.empty() && inOptions.mProgress.empty())
+    {
+        throw ToolError(ExitCode::kUsage, "--progress-format: needs --progress");
+    }
+    if (!inOptions.mCrf.empty() && !inOptions.mBitrate.empty())
+    {
+        throw ToolError(ExitCode::kUsage, "--crf and --bitrate exclude each other");
+    }
+}
+
+bool EndsWith(const std::string& inText, const std::string& inEnd)
+{
+    return inText.size() >= inEnd.size() && inText.compare(inText.size() - inEnd.size(), inEnd.size(), inEnd) == 0;
+}
+
+Progress::Settings ProgressSettings(const Options& inOptions, const Schedule& inSchedule)
+{
+    Progress::Settings settings;
+    settings.mTotalFrames = inSchedule.mCount;
+    settings.mFramesPerSecond =
+        static_cast<double>(inSchedule.mRate.mNumerator) / static_cast<double>(inSchedule.mRate.mDenominator);
+    settings.mTarget = inOptions.mProgress;
+    settings.mJson = inOptions.mProgressFormat.empty()
+                         ? EndsWith(inOptions.mProgress, ".jsonl") || EndsWith(inOptions.mProgress, ".ndjson")
+                         : inOptions.mProgressFormat == "json";
+    return settings;
+}
+
+OutputDescription MakeOutput(const Options& inOptions, const OpenInput& inInput, const Schedule& inSchedule,
+                             const PictureSize& inSize)
+{
+    OutputDescription output = DescribeOutput(inOptions, inInput, inSize);
+    output.mRate = inSchedule.mRate;
+    output.mTimecode = OutputTimecode(inSchedule, inInput.mTimeline);
+    output.mFirstNumber = inSchedule.mRange.mFirst;
+    output.mFrameCount = inSchedule.mCount;
+    output.mBitrate = inOptions.mBitrate.empty() ? 0 : ParseBitrate("--bitrate", inOptions.mBitrate);
+    for (const std::string& option : inOptions.mEncoderOptions)
+    {
+        output.mOptions.push_back(SplitOption(option));
+    }
+    return output;
+}
+
+void SayWhatIsLeftOut(const OpenInput& inInput, const Schedule& inSchedule, const Options& inOptions)
+{
+    if (inInput.mClip->Facts().mHasAudio)
+    {
+        console::Say(inOptions.mInput + ": sound is not carried over");
+    }
+    if (!inInput.mTimeline.mHasGrid && inOptions.mRate.empty())
+    {
+        console::Say(fmt::format("{}: frames last unequally; rendered at {:g} frames a second by the clock",
+                                 inOptions.mInput,
+                                 static_cast<double>(inSchedule.mRate.mNumerator) /
+                                     static_cast<double>(inSchedule.mRate.mDenominator)));
+    }
+}
+
+} // namespace
+
+ExitCode RunRender(const Options& inOptions)
+{
+    CheckOptions(inOptions);
+    const Rational stillRate = inOptions.mRate.empty() ? kStillRate : ParseRate("--rate", inOptions.mRate);
+    const OpenInput input = OpenInputOf(inOptions, Session::AccessPattern::kForward, stillRate);
+    const Schedule schedule = MakeSchedule(inOptions, input.mTimeline);
+    const Media::MediaFacts& facts = input.mClip->Facts();
+    const double shape = static_cast<double>(facts.mWidth) / facts.mHeight;
+    const PictureSize size = ResolveSize(inOptions.mSize, {facts.mWidth, facts.mHeight}, shape, true);
+
+    const std::unique_ptr<FrameWriter> writer = CreateWriter(MakeOutput(inOptions, input, schedule, size));
+    Progress progress(ProgressSettings(inOptions, schedule));
+    SayWhatIsLeftOut(input, schedule, inOptions);
+
+    PipelineJob job;
+    job.mClip = input.mClip.get();
+    job.mWriter = writer.get();
+    job.mRequest = RequestFor(*writer, inOptions, size);
+    job.mCount = schedule.mCount;
+    job.mTimeOf = [&](std::int64_t inIndex)
+    {
+        return schedule.mByClock ? schedule.mRange.mStart + ClockTime(inIndex, schedule.mRate)
+                                 : input.mTimeline.mFrameStart(schedule.mRange.mFirst + inIndex);
+    };
+    job.mNumberOf = [&](std::int64_t inIndex) { return schedule.mRange.mFirst + inIndex; };
+    job.mThreads = input.mHost->Threads();
+    job.mWindow = WindowFrames(job.mThreads, input.mShares.mWindowBytes, job.mRequest);
+    job.mPrintChecksums = inOptions.mChecksum;
+    job.mProgress = &progress;
+    return WriteFrames(job);
+}
+
+} // namespace vrender

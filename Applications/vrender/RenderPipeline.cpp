@@ -1,0 +1,285 @@
+#include "Applications/vrender/RenderPipeline.h"
+
+#include "Applications/vrender/Console.h"
+#include "Applications/vrender/Signals.h"
+#include "VF/VideoFrame.h"
+
+#include <algorithm>
+#include <chrono>
+#include <condition_variable>
+#include <exception>
+#include <mutex>
+#include <new>
+#include <thread>
+#include <utility>
+#include <vector>
+
+namespace vrender
+{
+
+namespace
+{
+
+constexpr std::int64_t kSpareFrames = 4;
+constexpr std::int64_t kLeastWindow = 2;
+// Failures of single frames that are told of one by one; a damaged file may have thousands.
+constexpr std::int64_t kFailuresToTell = 5;
+// How long a signal may go unseen while no frame comes.
+constexpr std::chrono::milliseconds kSignalInterval{100};
+
+struct Slot
+{
+    bool mIsReady = false;
+    EncoderFrame mFrame;        // empty: the frame couldn't be made
+    std::string mChecksum;
+    std::string mFailure;
+};
+
+std::uint64_t BytesOfFrame(const Session::RenderRequest& inRequest)
+{
+    const std::uint64_t pixels = static_cast<std::uint64_t>(inRequest.mWidth) * inRequest.mHeight;
+    const std::uint32_t properties = inRequest.mPixelFormat.mProperties;
+    const std::uint64_t bytes = norviktypes::IsPackedFourComponent(properties)
+                                    ? norviktypes::DepthOfProperties(properties) / 2
+                                : norviktypes::DepthOfProperties(properties) > 8 ? 4
+                                                                                 : 2;
+    return std::max<std::uint64_t>(1, pixels * bytes);
+}
+
+class Pipeline
+{
+public:
+    explicit Pipeline(const PipelineJob& inJob)
+        : mJob(inJob), mSlots(static_cast<std::size_t>(std::max<std::int64_t>(1, inJob.mWindow)))
+    {
+    }
+
+    PipelineResult Run();
+
+private:
+    void Work();
+    bool TakeNumber(std::int64_t& outIndex);
+    Slot MakeFrame(std::int64_t inIndex) const;
+    void Deliver(std::int64_t inIndex, Slot inSlot);
+    void Stop(std::exception_ptr inCause);
+
+    bool WaitFor(std::int64_t inIndex, Slot& outSlot);
+    void WriteFrames();
+    void WriteOne(std::int64_t inIndex, Slot& ioSlot);
+    EncoderFrame Substitute(const Slot& inSlot);
+    EncoderFrame BlackFrame() const;
+
+    Slot& SlotOf(std::int64_t inIndex) { return mSlots[static_cast<std::size_t>(inIndex) % mSlots.size()]; }
+
+    const PipelineJob& mJob;
+    PipelineResult mResult;         // of the writing thread alone
+    EncoderFrame mLastFrame;
+
+    // Guards all that follows; held for moments only, never while a frame is made or written.
+    std::mutex mMutex;
+    std::condition_variable mFrameIsReady;
+    std::condition_variable mSlotIsFree;
+    std::vector<Slot> mSlots;       // ring over frame indices
+    std::int64_t mNext = 0;         // to be taken by a worker
+    std::int64_t mWrittenUpTo = 0;
+    bool mStopping = false;
+    std::exception_ptr mCause;
+};
+
+PipelineResult Pipeline::Run()
+{
+    const std::int64_t count = std::min<std::int64_t>(mJob.mThreads, mJob.mCount);
+    std::vector<std::thread> workers;
+    try
+    {
+        for (std::int64_t i = 0; i < count; ++i)
+        {
+            workers.emplace_back([this] { Work(); });
+        }
+        WriteFrames();
+        Stop(nullptr);
+    }
+    catch (...)
+    {
+        Stop(std::current_exception());
+    }
+    for (std::thread& worker : workers)
+    {
+        worker.join();
+    }
+    if (mCause)
+    {
+        std::rethrow_exception(mCause);
+    }
+    return mResult;
+}
+
+void Pipeline::Stop(std::exception_ptr inCause)
+{
+    const std::lock_guard<std::mutex> lock(mMutex);
+    mStopping = true;
+    mCause = mCause ? mCause : inCause;
+    mSlotIsFree.notify_all();
+    mFrameIsReady.notify_all();
+}
+
+void Pipeline::Work()
+{
+    try
+    {
+        std::int64_t index = 0;
+        while (TakeNumber(index))
+        {
+            Deliver(index, MakeFrame(index));
+        }
+    }
+    catch (...)
+    {
+        Stop(std::current_exception());
+    }
+}
+
+bool Pipeline::TakeNumber(std::int64_t& outIndex)
+{
+    std::unique_lock<std::mutex> lock(mMutex);
+    const auto window = static_cast<std::int64_t>(mSlots.size());
+    mSlotIsFree.wait(lock, [&] { return mStopping || mNext >= mJob.mCount || mNext < mWrittenUpTo + window; });
+    if (mStopping || mNext >= mJob.mCount)
+    {
+        return false;
+    }
+    outIndex = mNext++;
+    return true;
+}
+
+Slot Pipeline::MakeFrame(std::int64_t inIndex) const
+{
+    Slot slot;
+    slot.mIsReady = true;
+    const norviktypes::TickTime time = mJob.mTimeOf(inIndex);
+    MF::IVideoFrameRef frame;
+    try
+    {
+        frame = mJob.mClip->Render(time, mJob.mRequest);
+    }
+    catch (const ML::RenderRequestException&)
+    {
+        slot.mFailure = mJob.mClip->FailureAt(time);
+        return slot;
+    }
+    slot.mFrame = mJob.mWriter->Prepare(frame);
+    if (mJob.mPrintChecksums)
+    {
+        slot.mChecksum = FrameChecksum(*slot.mFrame);
+    }
+    return slot;
+}
+
+void Pipeline::Deliver(std::int64_t inIndex, Slot inSlot)
+{
+    const std::lock_guard<std::mutex> lock(mMutex);
+    SlotOf(inIndex) = std::move(inSlot);
+    if (inIndex == mWrittenUpTo)
+    {
+        mFrameIsReady.notify_one();
+    }
+}
+
+// False when the run ends before the frame is there.
+bool Pipeline::WaitFor(std::int64_t inIndex, Slot& outSlot)
+{
+    std::unique_lock<std::mutex> lock(mMutex);
+    Slot& slot = SlotOf(inIndex);
+    while (!slot.mIsReady)
+    {
+        if (mStopping || signals::Pending() != 0)
+        {
+            return false;
+        }
+        mFrameIsReady.wait_for(lock, kSignalInterval);
+    }
+    outSlot = std::move(slot);
+    slot = Slot();
+    return true;
+}
+
+void Pipeline::WriteFrames()
+{
+    for (std::int64_t index = 0; index < mJob.mCount; ++index)
+    {
+        Slot slot;
+        if (signals::Pending() != 0 || !WaitFor(index, slot))
+        {
+            mResult.mSignal = signals::Pending();
+            return;
+        }
+        WriteOne(index, slot);
+        const std::lock_guard<std::mutex> lock(mMutex);
+        mWrittenUpTo = index + 1;
+        mSlotIsFree.notify_all();
+    }
+}
+
+void Pipeline::WriteOne(std::int64_t inIndex, Slot& ioSlot)
+{
+    if (!ioSlot.mFrame)
+    {
+        ioSlot.mFrame = Substitute(ioSlot);
+        ioSlot.mChecksum = mJob.mPrintChecksums ? FrameChecksum(*ioSlot.mFrame) : std::string();
+    }
+    mLastFrame = ioSlot.mFrame;
+    mJob.mWriter->Write(ioSlot.mFrame);
+    if (mJob.mPrintChecksums)
+    {
+        console::PrintData("frame " + std::to_string(mJob.mNumberOf(inIndex)) + " " + ioSlot.mChecksum + "\n");
+    }
+    ++mResult.mWritten;
+    if (mJob.mProgress != nullptr)
+    {
+        mJob.mProgress->Update(mResult.mWritten, mJob.mWriter->BytesWritten(), mResult.mSubstitutes);
+    }
+}
+
+EncoderFrame Pipeline::Substitute(const Slot& inSlot)
+{
+    ++mResult.mSubstitutes;
+    if (mResult.mSubstitutes <= kFailuresToTell)
+    {
+        const char* with = mLastFrame ? "; the frame before it is shown" : "; black is shown";
+        console::Say(inSlot.mFailure + with);
+    }
+    if (mResult.mFirstFailure.empty())
+    {
+        mResult.mFirstFailure = inSlot.mFailure;
+    }
+    return mLastFrame ? mLastFrame : BlackFrame();
+}
+
+EncoderFrame Pipeline::BlackFrame() const
+{
+    MF::IVideoFrameRef frame;
+    const std::int32_t status =
+        VF::CreateVideoFrame(frame, mJob.mRequest.mPixelFormat, mJob.mRequest.mWidth, mJob.mRequest.mHeight,
+                             norviktypes::kPixelAspectRatio_Square, true, false);
+    if (status < 0)
+    {
+        throw std::bad_alloc();
+    }
+    return mJob.mWriter->Prepare(frame);
+}
+
+} // namespace
+
+PipelineResult RunPipeline(const PipelineJob& inJob)
+{
+    return Pipeline(inJob).Run();
+}
+
+std::int64_t WindowFrames(std::uint32_t inThreads, std::uint64_t inBytes, const Session::RenderRequest& inRequest)
+{
+    const std::int64_t wanted = 2 * (static_cast<std::int64_t>(inThreads) + kSpareFrames);
+    const auto fitting = static_cast<std::int64_t>(inBytes / BytesOfFrame(inRequest));
+    return std::clamp(fitting, kLeastWindow, wanted);
+}
+
+} // namespace vrender

@@ -1,0 +1,57 @@
+#pragma once
+
+#include "Applications/vrender/Progress.h"
+#include "Applications/vrender/Writers.h"
+#include "ReferenceHost/Session/Clip.h"
+
+#include <cstdint>
+#include <functional>
+#include <string>
+
+// Renders a list of frames on many threads and hands them to a writer in their order.
+//
+// Order of work:
+//   1. Workers take the numbers of frames one after the other, render them, lay them out for the
+//      encoder and sum them up. None runs further ahead of the writer than the window allows, so that
+//      memory stays bounded however slow the writer is.
+//   2. The calling thread takes the frames in order and writes them.
+//   3. A frame that can't be made is replaced by the one before it (by black before the first good
+//      one), counted, and told of on stderr.
+//   4. SIGINT and SIGTERM end the list after the frame in hand.
+//
+// Failures of the writer, and anything but a frame that can't be made, end the run with an exception.
+//
+// Thread-safety: RunPipeline is called by one thread; it returns when its workers have ended.
+namespace vrender
+{
+
+struct PipelineJob
+{
+    const Session::Clip* mClip = nullptr;
+    FrameWriter* mWriter = nullptr;
+    Session::RenderRequest mRequest;
+    std::int64_t mCount = 0;
+    std::function<norviktypes::TickTime(std::int64_t)> mTimeOf; // of the n-th frame of the list
+    // Number that checksum lines give to the n-th frame.
+    std::function<std::int64_t(std::int64_t)> mNumberOf;
+    std::uint32_t mThreads = 1;
+    std::int64_t mWindow = 1;           // frames in flight
+    bool mPrintChecksums = false;
+    Progress* mProgress = nullptr;      // may be null
+};
+
+struct PipelineResult
+{
+    std::int64_t mWritten = 0;
+    std::int64_t mSubstitutes = 0;
+    int mSignal = 0;                    // that ended the run early, or 0
+    std::string mFirstFailure;          // of a frame that couldn't be made
+};
+
+PipelineResult RunPipeline(const PipelineJob& inJob);
+
+// Frames in flight for inThreads workers when they may hold inBytes together. Two for each thread and
+// some more keep all of them at work while the writer has its turn.
+std::int64_t WindowFrames(std::uint32_t inThreads, std::uint64_t inBytes, const Session::RenderRequest& inRequest);
+
+} // namespace vrender

@@ -1,0 +1,257 @@
+#include "Applications/vrender/WritersSupport.h"
+
+#include "Applications/vrender/ExitCodes.h"
+
+extern "C"
+{
+#include <libavformat/avformat.h>
+#include <libavutil/imgutils.h>
+#include <libavutil/md5.h>
+}
+
+#include <array>
+#include <cstdio>
+#include <mutex>
+
+namespace vrender
+{
+
+namespace
+{
+
+std::mutex sMessageMutex;
+std::string sLastError;
+
+void KeepMessage(void* inContext, int inLevel, const char* inFormat, va_list inArguments)
+{
+    if (inLevel > AV_LOG_ERROR)
+    {
+        return;
+    }
+    std::array<char, 1024> text{};
+    int printPrefix = 1;
+    va_list copy;
+    va_copy(copy, inArguments);
+    av_log_format_line2(inContext, inLevel, inFormat, copy, text.data(), static_cast<int>(text.size()), &printPrefix);
+    va_end(copy);
+    std::string line = text.data();
+    // "[libx264 @ 0x55d0c2a0] text": the address means nothing to a reader.
+    const std::size_t at = line.find(" @ 0x");
+    const std::size_t bracket = line.find(']');
+    if (line.rfind('[', 0) == 0 && at != std::string::npos && bracket != std::string::npos && at < bracket)
+    {
+        line = line.substr(1, at - 1) + ":" + line.substr(bracket + 1);
+    }
+    while (!line.empty() && (line.back() == '\n' || line.back() == '.' || line.back() == ' '))
+    {
+        line.pop_back();
+    }
+    const std::lock_guard<std::mutex> lock(sMessageMutex);
+    // The first one tells the cause; what follows tells what came of it.
+    if (sLastError.empty())
+    {
+        sLastError = line;
+    }
+}
+
+AVFieldOrder FieldOrderOf(norviktypes::FieldType inType)
+{
+    switch (inType)
+    {
+    case norviktypes::kFieldType_UpperFirst:
+        return AV_FIELD_TT;
+    case norviktypes::kFieldType_LowerFirst:
+        return AV_FIELD_BB;
+    default:
+        return AV_FIELD_PROGRESSIVE;
+    }
+}
+
+std::string Hexadecimal(const std::array<std::uint8_t, 16>& inBytes)
+{
+    constexpr const char* kDigits = "0123456789abcdef";
+    std::string text;
+    for (const std::uint8_t byte : inBytes)
+    {
+        text += kDigits[byte >> 4];
+        text += kDigits[byte & 15];
+    }
+    return text;
+}
+
+struct Md5Deleter
+{
+    void operator()(AVMD5* inSum) const noexcept { av_free(inSum); }
+};
+
+} // namespace
+
+void CatchFFmpegMessages()
+{
+    av_log_set_callback(KeepMessage);
+}
+
+std::string LastFFmpegError(int inStatus)
+{
+    const std::lock_guard<std::mutex> lock(sMessageMutex);
+    std::string text;
+    text.swap(sLastError);
+    if (text.empty())
+    {
+        std::array<char, AV_ERROR_MAX_STRING_SIZE> buffer{};
+        av_strerror(inStatus, buffer.data(), buffer.size());
+        text = buffer.data();
+    }
+    return text;
+}
+
+std::string FFmpegVersion()
+{
+    return av_version_info();
+}
+
+std::string FFmpegLicence()
+{
+    return avformat_license();
+}
+
+std::string FrameChecksum(const AVFrame& inFrame)
+{
+    const std::unique_ptr<AVMD5, Md5Deleter> sum(av_md5_alloc());
+    if (!sum)
+    {
+        throw ToolError(ExitCode::kTryAgain, "out of memory");
+    }
+    av_md5_init(sum.get());
+    const auto format = static_cast<AVPixelFormat>(inFrame.format);
+    const AVPixFmtDescriptor* descriptor = av_pix_fmt_desc_get(format);
+    const int planes = av_pix_fmt_count_planes(format);
+    for (int plane = 0; plane < planes; ++plane)
+    {
+        const bool isChroma = plane == 1 || plane == 2;
+        const int lines = isChroma ? -(-inFrame.height >> descriptor->log2_chroma_h) : inFrame.height;
+        const auto bytes = static_cast<std::size_t>(av_image_get_linesize(format, inFrame.width, plane));
+        for (int line = 0; line < lines; ++line)
+        {
+            av_md5_update(sum.get(),
+                          inFrame.data[plane] + static_cast<std::ptrdiff_t>(line) * inFrame.linesize[plane], bytes);
+        }
+    }
+    std::array<std::uint8_t, 16> digest{};
+    av_md5_final(sum.get(), digest.data());
+    return Hexadecimal(digest);
+}
+
+const AVCodec* FindEncoder(const OutputDescription& inOutput, AVCodecID inUsual)
+{
+    const AVCodec* codec = inOutput.mCodec.empty() ? avcodec_find_encoder(inUsual)
+                                                   : avcodec_find_encoder_by_name(inOutput.mCodec.c_str());
+    if (codec == nullptr && !inOutput.mCodec.empty())
+    {
+        // "h264" names a format; any encoder of it will do.
+        const AVCodecDescriptor* format = avcodec_descriptor_get_by_name(inOutput.mCodec.c_str());
+        codec = format == nullptr ? nullptr : avcodec_find_encoder(format->id);
+    }
+    if (codec == nullptr)
+    {
+        const std::string name = inOutput.mCodec.empty() ? avcodec_get_name(inUsual) : inOutput.mCodec;
+        throw ToolError(ExitCode::kCodecMissing,
+                        inOutput.mPath + ": no encoder '" + name + "' in the FFmpeg libraries of this system");
+    }
+    if (codec->type != AVMEDIA_TYPE_VIDEO)
+    {
+        throw ToolError(ExitCode::kUsage, inOutput.mPath + ": " + codec->name + " is not an encoder for pictures");
+    }
+    return codec;
+}
+
+AVPixelFormat PixelFormatByName(const std::string& inName)
+{
+    const AVPixelFormat format = av_get_pix_fmt(inName.c_str());
+    if (format == AV_PIX_FMT_NONE)
+    {
+        throw ToolError(ExitCode::kUsage, "--pix-fmt: there is no pixel format '" + inName + "'");
+    }
+    return format;
+}
+
+AVPixelFormat ChoosePixelFormat(const OutputDescription& inOutput, const AVCodec* inEncoder)
+{
+    // Encoders of bare pictures take every format and list none.
+    static constexpr AVPixelFormat kAny[] = {
+        AV_PIX_FMT_YUV420P,     AV_PIX_FMT_YUV422P,     AV_PIX_FMT_YUV444P,     AV_PIX_FMT_YUV420P10LE,
+        AV_PIX_FMT_YUV422P10LE, AV_PIX_FMT_YUV444P10LE, AV_PIX_FMT_YUVA420P,    AV_PIX_FMT_YUVA444P,
+        AV_PIX_FMT_BGRA,        AV_PIX_FMT_BGR0,        AV_PIX_FMT_RGB48LE,     AV_PIX_FMT_BGRA64LE,
+        AV_PIX_FMT_GRAY8,       AV_PIX_FMT_NONE};
+    const AVPixelFormat* offered = inEncoder->pix_fmts == nullptr ? kAny : inEncoder->pix_fmts;
+    if (inOutput.mPixelFormat.empty())
+    {
+        const AVPixelFormat nearest = PictureLayout::Nearest(offered, inOutput);
+        if (nearest == AV_PIX_FMT_NONE)
+        {
+            throw ToolError(ExitCode::kUsage, inOutput.mPath + ": " + inEncoder->name + " takes no plain pictures");
+        }
+        return nearest;
+    }
+    const AVPixelFormat wanted = PixelFormatByName(inOutput.mPixelFormat);
+    if (inEncoder->pix_fmts == nullptr)
+    {
+        return wanted;
+    }
+    std::string names;
+    for (const AVPixelFormat* format = offered; *format != AV_PIX_FMT_NONE; ++format)
+    {
+        if (*format == wanted)
+        {
+            return wanted;
+        }
+        names += std::string(" ") + av_get_pix_fmt_name(*format);
+    }
+    throw ToolError(ExitCode::kUsage, "--pix-fmt: " + std::string(inEncoder->name) + " doesn't take " +
+                                          inOutput.mPixelFormat + ", but:" + names);
+}
+
+void DescribePictures(const OutputDescription& inOutput, const PictureLayout& inLayout, AVCodecContext& ioContext)
+{
+    ioContext.pix_fmt = inLayout.Format();
+    ioContext.width = inOutput.mWidth;
+    ioContext.height = inOutput.mHeight;
+    ioContext.sample_aspect_ratio = {static_cast<int>(inOutput.mPixelAspectRatio.GetNumerator()),
+                                     static_cast<int>(inOutput.mPixelAspectRatio.GetDenominator())};
+    ioContext.framerate = {static_cast<int>(inOutput.mRate.mNumerator), static_cast<int>(inOutput.mRate.mDenominator)};
+    ioContext.time_base = av_inv_q(ioContext.framerate);
+    ioContext.color_primaries = inLayout.Colour().mPrimaries;
+    ioContext.color_trc = inLayout.Colour().mTransfer;
+    ioContext.colorspace = inLayout.Colour().mMatrix;
+    ioContext.color_range = inLayout.Colour().mRange;
+    ioContext.chroma_sample_location = inLayout.Siting();
+    ioContext.field_order = FieldOrderOf(inOutput.mFieldType);
+    if (norviktypes::IsInterlaced(inOutput.mFieldType))
+    {
+        ioContext.flags |= AV_CODEC_FLAG_INTERLACED_DCT | AV_CODEC_FLAG_INTERLACED_ME;
+    }
+    ioContext.thread_count = static_cast<int>(inOutput.mThreads);
+}
+
+std::unique_ptr<FrameWriter> CreateWriter(const OutputDescription& inOutput)
+{
+    CatchFFmpegMessages();
+    if (inOutput.mPath == "null:")
+    {
+        return CreateNullWriter(inOutput);
+    }
+    if (IsSequencePath(inOutput.mPath))
+    {
+        const std::string path = inOutput.mPath;
+        const std::int64_t first = inOutput.mFirstNumber;
+        return CreateStillsWriter(inOutput,
+                                  [path, first](std::int64_t inIndex) { return SequencePath(path, first + inIndex); });
+    }
+    const std::size_t point = inOutput.mPath.rfind('.');
+    const std::string suffix = point == std::string::npos ? "" : inOutput.mPath.substr(point);
+    const bool isRaw = inOutput.mFormat.empty() ? suffix == ".raw" || suffix == ".yuv" || suffix == ".bgra"
+                                                : inOutput.mFormat == "raw" || inOutput.mFormat == "rawvideo";
+    return isRaw ? CreateRawWriter(inOutput) : CreateMovieWriter(inOutput);
+}
+
+} // namespace vrender

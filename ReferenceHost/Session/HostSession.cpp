@@ -1,0 +1,89 @@
+#include "ReferenceHost/Session/HostSession.h"
+
+#include "ReferenceHost/Executors/SharedExecutors.h"
+#include "ReferenceHost/FrameLibrary/FramePool.h"
+#include "ReferenceHost/FrameLibrary/SharedVideoFrameCacheControl.h"
+#include "ReferenceHost/ImageRoutines/CpuTarget.h"
+#include "norvik/utility/Machine.h"
+
+#include <algorithm>
+#include <stdexcept>
+
+namespace Session
+{
+
+namespace
+{
+
+constexpr std::uint64_t kMostByDefault = std::uint64_t{4} << 30;
+// Shares of the whole, as divisors. A forward run keeps frames in flight and decoders fed; scattered looks
+// gain most from decoded neighbours. What remains pays for buffers that lie idle between two frames.
+constexpr std::uint64_t kWindowShare = 3;
+constexpr std::uint64_t kForwardPicturesShare = 3;
+constexpr std::uint64_t kSharedCacheShare = 10;
+constexpr std::uint64_t kIdleShare = 6;
+
+// Scattered looks make one small frame at a time for each thread.
+constexpr std::uint64_t kScatteredPicturesNumerator = 3;
+constexpr std::uint64_t kScatteredPicturesDenominator = 4;
+constexpr std::uint64_t kScatteredWindowShare = 6;
+
+std::uint64_t DefaultMemory()
+{
+    return std::min(norvik::utility::TotalPhysicalMemory() / 4, kMostByDefault);
+}
+
+void SelectTarget(const std::string& inName)
+{
+    if (inName.empty() || ir::SetCpuTarget(inName.c_str()))
+    {
+        return;
+    }
+    std::string names;
+    for (const std::string& name : ir::CpuTargets())
+    {
+        names += " " + name;
+    }
+    throw std::invalid_argument("'" + inName + "' is no target of this machine, which has:" + names);
+}
+
+} // namespace
+
+HostSession::HostSession(const HostSettings& inSettings)
+{
+    SelectTarget(inSettings.mCpuTarget);
+    norvik::utility::SetCPUCountOverride(inSettings.mThreads);
+    mThreads = norvik::utility::CPUCount();
+    mMemoryBytes = inSettings.mMemoryBytes == 0 ? DefaultMemory() : inSettings.mMemoryBytes;
+    norvik::utility::SetTotalPhysicalMemoryOverride(inSettings.mMemoryBytes);
+    VF::FramePool::Instance().SetLimits(mMemoryBytes, mMemoryBytes / kIdleShare);
+    VF::SharedVideoFrameCache::SetBudget(mMemoryBytes / kSharedCacheShare);
+    Executors::CreateSharedExecutors();
+}
+
+HostSession::~HostSession()
+{
+    Executors::StopSharedExecutors();
+    VF::SharedVideoFrameCache::Clear();
+    norvik::utility::SetCPUCountOverride(0);
+    norvik::utility::SetTotalPhysicalMemoryOverride(0);
+}
+
+MemoryShares HostSession::Shares(AccessPattern inPattern) const noexcept
+{
+    MemoryShares shares;
+    shares.mTotalBytes = mMemoryBytes;
+    const bool isForward = inPattern == AccessPattern::kForward;
+    shares.mWindowBytes = mMemoryBytes / (isForward ? kWindowShare : kScatteredWindowShare);
+    shares.mPicturesBytes = isForward
+                                ? mMemoryBytes / kForwardPicturesShare
+                                : mMemoryBytes / kScatteredPicturesDenominator * kScatteredPicturesNumerator;
+    return shares;
+}
+
+std::vector<std::string> HostSession::CpuTargets()
+{
+    return ir::CpuTargets();
+}
+
+} // namespace Session

@@ -1,0 +1,60 @@
+#pragma once
+
+#include "MF/IVideoFrame.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+// What an application does with pictures beside rendering them: laying them out for an encoder, and
+// putting labels on them.
+//
+// Thread-safety: safe on distinct targets.
+namespace Session
+{
+
+// The planes that an encoder reads. Order: Y, U, V, A, or G, B, R, A; semi-planar pictures have U and
+// V by turns in plane 1. Strides in bytes. Samples of more than 8 bits lie in 16-bit words,
+// little-endian. The owner keeps the memory alive for the call.
+struct EncoderPlanes
+{
+    void* mPlanes[4] = {nullptr, nullptr, nullptr, nullptr};
+    std::ptrdiff_t mStrides[4] = {0, 0, 0, 0};
+    std::int32_t mWidth = 0;
+    std::int32_t mHeight = 0;
+    std::int32_t mBitsPerSample = 8;
+    std::int32_t mChromaShiftX = 0;
+    std::int32_t mChromaShiftY = 0;
+    bool mIsRGB = false;
+    bool mIsGrey = false;
+    bool mIsSemiPlanar = false;
+    bool mIsMSBAligned = false;
+    bool mIsCentreSited = false;
+    bool mIsInterlaced = false;
+    bool mIsFullRange = false;
+    bool mIs709 = true;         // else Rec.601
+    bool mHasAlpha = false;
+};
+
+// Converts pixels of inFormat, of the planes' own size, to the planes. 0, or a negative status of the
+// image routines.
+std::int32_t LayOutPlanes(const void* inPixels, std::int32_t inRowBytes, const norviktypes::PixelFormat& inFormat,
+                          const EncoderPlanes& outPlanes);
+
+// inFrame itself if it has inFormat, else a new frame of that format. Throws std::bad_alloc.
+MF::IVideoFrameRef ConvertPicture(const MF::IVideoFrameRef& inFrame, const norviktypes::PixelFormat& inFormat);
+
+// Copies inSource to the place (inLeft, inTop) of inTarget, without scaling; what lies outside is cut
+// off. Both are BGRA or BGRX of 8 bits.
+void PlacePicture(const MF::IVideoFrameRef& inSource, const MF::IVideoFrameRef& inTarget, std::int32_t inLeft,
+                  std::int32_t inTop);
+
+// Writes a line of printable ASCII in white on the 8-bit BGRA or BGRX frame, its letters' cells
+// inScale times the font's. inLeft and inTop are the upper left corner.
+void DrawLabel(const MF::IVideoFrameRef& inTarget, std::int32_t inLeft, std::int32_t inTop, std::int32_t inScale,
+               const std::string& inText);
+// Size of that line in pixels.
+std::int32_t LabelWidth(const std::string& inText, std::int32_t inScale);
+std::int32_t LabelHeight(std::int32_t inScale);
+
+} // namespace Session
