@@ -351,16 +351,18 @@ void IndexBuilder::SetTimes(const std::vector<std::int64_t>& inTimes, std::int64
 {
     const AVRational rate = FindRate(inTimes, ioIndex.hasGrid);
     ioIndex.rate = {rate.num, rate.den};
+    // A host counts grids in whole ticks a frame, and asks for frame n at n times that.
+    const std::int64_t step = std::max<std::int64_t>(1, (FloorTicks(2, rate.den, rate.num) + 1) / 2);
     for (std::size_t rank = 0; rank < inTimes.size(); ++rank)
     {
         ioIndex.frames[rank].startTicks =
-            ioIndex.hasGrid ? FloorTicks(static_cast<std::int64_t>(rank), rate.den, rate.num)
+            ioIndex.hasGrid ? static_cast<std::int64_t>(rank) * step
                             : FloorTicks(inTimes[rank] - inTimes[0], mTimeBase.num, mTimeBase.den);
     }
     const std::int64_t start = ioIndex.frames.back().startTicks;
     if (ioIndex.hasGrid)
     {
-        ioIndex.endTicks = FloorTicks(static_cast<std::int64_t>(inTimes.size()), rate.den, rate.num);
+        ioIndex.endTicks = static_cast<std::int64_t>(inTimes.size()) * step;
     }
     else
     {

@@ -65,12 +65,12 @@ struct ColourDescription
 
 struct StreamEntry
 {
-    int index = 0; // of the file's streams of all kinds
+    int index = 0;
+    std::string type; // "video", "audio", "subtitle", "data", "attachment"
     std::string codec;
-    int width = 0;
-    int height = 0;
+    std::string description; // size, or rate and channels
     bool isAttachedPicture = false;
-    std::string title;
+    bool isDefault = false;
 };
 
 struct FileFacts
@@ -82,10 +82,10 @@ struct FileFacts
     int pixelFormat = -1; // AVPixelFormat of the decoder
     int codecID = 0;      // AVCodecID
 
-    int streamIndex = 0;               // of all streams in the file
-    std::vector<StreamEntry> videoStreams;
+    int streamIndex = 0; // of the stream that is read
+    std::vector<StreamEntry> streams; // of all kinds
     bool hasAudio = false;
-    bool isStill = false;              // the container holds a single picture
+    bool isStill = false; // the container holds a single picture
 
     int width = 0; // as coded; before Orientation
     int height = 0;

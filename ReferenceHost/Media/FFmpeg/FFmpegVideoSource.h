@@ -1,0 +1,61 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "ReferenceHost/Media/FFmpeg/MediaFile.h"
+#include "ReferenceHost/Media/FFmpeg/PictureMapping.h"
+#include "ReferenceHost/Media/VideoSourceBase.h"
+
+namespace Media
+{
+
+// The rows of the format table that a file is best read as: without loss first, then four components.
+std::vector<norviktypes::PixelFormat> NativeFormatsOf(const FileFacts& inFacts);
+
+norviktypes::FieldType FieldTypeOf(const FileFacts& inFacts);
+
+// Size and pixel aspect as shown: after the turn that the file asks for.
+TVK::Rect ShownBounds(const FileFacts& inFacts);
+norviktypes::PixelAspectRatio ShownPixelAspect(const FileFacts& inFacts);
+
+// A video stream of a file as the library sees it.
+//
+// A frame is decoded by the shared MediaFile and converted once, from the decoder's planes to the pixels that were
+// asked for, scaled on the way where they are fewer. Pictures that the file asks to be turned are turned here,
+// so that bounds, pixel aspect and pixels are those of the upright picture.
+//
+// Thread-safety: safe; a request decodes and converts on the calling thread.
+class FFmpegVideoSource final : public VideoSourceBase
+{
+public:
+    // inContentID: differs for every version of the file and for every stream.
+    FFmpegVideoSource(std::shared_ptr<MediaFile> inFile, const TVK::Guid& inContentID);
+
+    std::string DescribeFailure(const norviktypes::TickTime& inTime) const override;
+
+protected:
+    std::int64_t FrameIndexAt(const norviktypes::TickTime& inTime) const override;
+    std::int32_t MakeFrame(std::int64_t inIndex, const BE::FrameDescription& inFormat, bool inAtOnce,
+                           MF::IVideoFrameRef& outFrame) override;
+
+private:
+    PictureTraits TraitsOf(const AVFrame& inPicture, const norviktypes::PixelFormat& inTarget) const;
+    std::int32_t Convert(const AVFrame& inPicture, const BE::FrameDescription& inFormat,
+                         MF::IVideoFrameRef& outFrame) const;
+    std::int32_t ConvertOnce(const AVFrame& inPicture, const BE::FrameDescription& inFormat,
+                             MF::IVideoFrameRef& outFrame) const;
+    std::int32_t ConvertTurned(const AVFrame& inPicture, const BE::FrameDescription& inFormat,
+                               MF::IVideoFrameRef& outFrame) const;
+    void NoteFailure(std::int64_t inIndex, const std::string& inText);
+
+    const std::shared_ptr<MediaFile> mFile;
+    mutable std::mutex mFailureLock; // guards the last failure
+    std::int64_t mFailedIndex = kNoFrame;
+    std::string mFailure;
+};
+
+}
