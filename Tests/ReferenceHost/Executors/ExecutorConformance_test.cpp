@@ -313,17 +313,25 @@ TEST_P(Executor, CancelPendingDiscardsQueuedAndDelayed)
 TEST_P(Executor, ReleasesBoundObjectsOutsideItsLock)
 {
     // The destructors come back to the executor, which would lock up if it held its lock.
-    std::atomic<int> ran{0};
-    const auto guard = [&] { return OnDestruction([&] { mExecutor.Post([&] { ++ran; }); }); };
+    std::atomic<int> released{0};
+    const auto guard = [&]
+    {
+        return OnDestruction(
+            [&]
+            {
+                mExecutor.Post([] {});
+                ++released;
+            });
+    };
     mExecutor.Post(guard());
     mExecutor.Post(guard(), 60000);
     mExecutor.CancelPending();
     mSubject.Settle();
-    EXPECT_EQ(ran, 2);
+    EXPECT_EQ(released, 2);
     mExecutor.Close();
     mExecutor.Post(guard());
+    EXPECT_EQ(released, 3);
     mSubject.Settle();
-    EXPECT_EQ(ran, 2);
 }
 
 TEST_P(Executor, ReleasesBoundObjectsBeforeWaitForTerminationReturns)
