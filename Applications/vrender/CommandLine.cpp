@@ -139,7 +139,8 @@ Options ParseCommandLine(int inCount, const char* const* inWords)
     }
     for (const OptionRow& option : OptionTable())
     {
-        if (option.mCommands == kCommand_None)
+        // What every command understands may also stand before it.
+        if (option.mCommands == kCommand_None || option.mCommands == kCommand_All)
         {
             AddOption(app, option, options);
         }

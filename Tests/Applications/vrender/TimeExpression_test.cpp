@@ -1,0 +1,226 @@
+#include "Applications/vrender/TimeExpression.h"
+
+#include "Applications/vrender/ExitCodes.h"
+
+#include <gtest/gtest.h>
+
+namespace
+{
+
+using namespace vrender;
+using norviktypes::FrameRate;
+using norviktypes::TickTime;
+
+Timeline Grid(std::int64_t inNumerator, std::int64_t inDenominator, std::int64_t inFrames)
+{
+    const FrameRate rate = FrameRate::FromRational(inNumerator, inDenominator);
+    Timeline timeline;
+    timeline.mName = "clip.mov";
+    timeline.mRate = {inNumerator, inDenominator};
+    timeline.mFrameCount = inFrames;
+    timeline.mDuration = TickTime::FromFrame(inFrames, rate);
+    timeline.mFrameStart = [rate](std::int64_t inFrame) { return TickTime::FromFrame(inFrame, rate); };
+    timeline.mFrameAt = [rate, inFrames](TickTime inTime)
+    {
+        const std::int64_t frame = inTime.ToFrame64(rate);
+        return frame < inFrames ? frame : -1;
+    };
+    return timeline;
+}
+
+// Three frames that last 1, 3 and 2 seconds.
+Timeline OffGrid()
+{
+    Timeline timeline = Grid(1, 2, 3);
+    timeline.mHasGrid = false;
+    timeline.mDuration = TickTime::FromSeconds(6);
+    const auto seconds = [](std::int64_t inFrame) { return inFrame <= 0 ? 0.0 : inFrame == 1 ? 1.0 : inFrame == 2 ? 4.0 : 6.0; };
+    timeline.mFrameStart = [seconds](std::int64_t inFrame) { return TickTime::FromSeconds(seconds(inFrame)); };
+    timeline.mFrameAt = [](TickTime inTime)
+    {
+        const double at = inTime.AsSeconds();
+        return std::int64_t{at < 1 ? 0 : at < 4 ? 1 : at < 6 ? 2 : -1};
+    };
+    return timeline;
+}
+
+std::int64_t Frame(const std::string& inText, const Timeline& inTimeline)
+{
+    return ResolveFrame("--time", ParseTime("--time", inText), inTimeline);
+}
+
+FrameRange Range(const std::string& inText, const Timeline& inTimeline)
+{
+    return ResolveRange("--range", ParseRange("--range", inText), inTimeline);
+}
+
+// The message of the refusal; empty if there is none.
+template <typename Function>
+std::string Refusal(const Function& inFunction)
+{
+    try
+    {
+        inFunction();
+    }
+    catch (const ToolError& error)
+    {
+        EXPECT_EQ(error.Code(), ExitCode::kUsage);
+        return error.what();
+    }
+    return std::string();
+}
+
+void ExpectRange(const FrameRange& inRange, std::int64_t inFirst, std::int64_t inEnd)
+{
+    EXPECT_EQ(inRange.mFirst, inFirst);
+    EXPECT_EQ(inRange.mEnd, inEnd);
+}
+
+} // namespace
+
+TEST(TimeExpression, ReadsEachWayOfNamingAFrame)
+{
+    const Timeline timeline = Grid(25, 1, 100);
+    EXPECT_EQ(Frame("84", timeline), 84);
+    EXPECT_EQ(Frame("#84", timeline), 84);
+    EXPECT_EQ(Frame("00:00:03:12", timeline), 87);
+    EXPECT_EQ(Frame("3.5s", timeline), 87);
+    EXPECT_EQ(Frame("0s", timeline), 0);
+    EXPECT_EQ(Frame("start", timeline), 0);
+    EXPECT_EQ(Frame("end", timeline), 99);
+}
+
+TEST(TimeExpression, SecondsAreExactAtFrameBoundaries)
+{
+    const Timeline timeline = Grid(25, 1, 1000);
+    for (std::int64_t frame = 0; frame < 1000; ++frame)
+    {
+        const std::string text =
+            std::to_string(frame / 25) + "." + (frame % 25 * 4 < 10 ? "0" : "") + std::to_string(frame % 25 * 4) + "s";
+        EXPECT_EQ(Frame(text, timeline), frame) << text;
+    }
+}
+
+TEST(TimeExpression, TimecodeCountsFromTheFilesStart)
+{
+    Timeline timeline = Grid(25, 1, 100);
+    timeline.mHasTimecode = true;
+    timeline.mTimecodeStart = 90000; // 01:00:00:00
+    EXPECT_EQ(Frame("01:00:03:12", timeline), 87);
+    EXPECT_EQ(TimecodeOfFrame(87, timeline), "01:00:03:12");
+    EXPECT_NE(Refusal([&] { Frame("00:00:03:12", timeline); }).find("before the start"), std::string::npos);
+    EXPECT_NE(Refusal([&] { Frame("01:00:03;12", timeline); }), "");
+    EXPECT_NE(Refusal([&] { Frame("01:00:03:25", timeline); }), "");
+}
+
+TEST(TimeExpression, DroppedNumbersAreLeftOutOfTheCount)
+{
+    Timeline timeline = Grid(30000, 1001, 20000);
+    EXPECT_EQ(Frame("00:01:00;02", timeline), 1800);
+    EXPECT_EQ(Frame("00:10:00;00", timeline), 17982);
+    EXPECT_EQ(Frame("00:01:00:02", timeline), 1802);
+    EXPECT_NE(Refusal([&] { Frame("00:01:00;00", timeline); }), "");
+
+    timeline.mHasTimecode = true;
+    timeline.mIsDropFrame = true;
+    timeline.mTimecodeStart = 107892; // 01:00:00;00
+    EXPECT_EQ(Frame("01:01:00;02", timeline), 1800);
+    // In such a file a label has one meaning, however it is written.
+    EXPECT_EQ(Frame("01:01:00:02", timeline), 1800);
+}
+
+TEST(TimeExpression, TimecodeGoesOnPastMidnight)
+{
+    Timeline timeline = Grid(25, 1, 1000);
+    timeline.mHasTimecode = true;
+    timeline.mTimecodeStart = 24 * 3600 * 25 - 250; // 23:59:50:00
+    EXPECT_EQ(Frame("00:00:05:00", timeline), 375);
+}
+
+TEST(TimeExpression, WhatIsNoTimeIsRefusedByName)
+{
+    for (const char* text : {"", "-1", "x", "84x", "3.5", "3.s", ".5s", "1:2:3", "1:2:3:4:5", "#", "##3", "3.5ss",
+                             "00:00:03;12;1", "99999999999999999999", "0x10", " 84", "1e3"})
+    {
+        const std::string message = Refusal([&] { ParseTime("--time", text); });
+        EXPECT_NE(message.find("--time: '" + std::string(text) + "'"), std::string::npos) << text << ": " << message;
+    }
+}
+
+TEST(TimeExpression, TimesPastTheEndAreRefused)
+{
+    const Timeline timeline = Grid(25, 1, 100);
+    for (const char* text : {"100", "4s", "00:00:04:00", "123456", "1000s"})
+    {
+        EXPECT_NE(Refusal([&] { Frame(text, timeline); }).find("past the end"), std::string::npos) << text;
+    }
+}
+
+TEST(TimeExpression, RangeIsHalfOpen)
+{
+    const Timeline timeline = Grid(25, 1, 100);
+    ExpectRange(Range("10:20", timeline), 10, 20);
+    ExpectRange(Range("start:end", timeline), 0, 100);
+    ExpectRange(Range("99:100", timeline), 99, 100);
+    ExpectRange(Range(":20", timeline), 0, 20);
+    ExpectRange(Range("20:", timeline), 20, 100);
+    ExpectRange(Range(":", timeline), 0, 100);
+    ExpectRange(Range("1s:2s", timeline), 25, 50);
+    // A frame that is still shown before B belongs to the range.
+    ExpectRange(Range("0.5s:1.01s", timeline), 12, 26);
+    ExpectRange(Range("3s:4s", timeline), 75, 100);
+}
+
+TEST(TimeExpression, RangeIsCutAtTheOneColonThatFits)
+{
+    const Timeline timeline = Grid(25, 1, 1000);
+    ExpectRange(Range("00:00:01:00:00:00:02:00", timeline), 25, 50);
+    ExpectRange(Range("00:00:01:00:end", timeline), 25, 1000);
+    ExpectRange(Range("start:00:00:01:00", timeline), 0, 25);
+    ExpectRange(Range("#10:00:00:01:00", timeline), 10, 25);
+    ExpectRange(Range("00:00:01:00:#100", timeline), 25, 100);
+    ExpectRange(Range("00:00:01:00:2.5s", timeline), 25, 63);
+    ExpectRange(Range(":00:00:01:00", timeline), 0, 25);
+    ExpectRange(Range("00:00:01:00:", timeline), 25, 1000);
+}
+
+TEST(TimeExpression, RangeThatCanBeReadTwiceIsRefused)
+{
+    EXPECT_NE(Refusal([] { ParseRange("--range", "10:01:00:03:12"); }).find("two ways"), std::string::npos);
+}
+
+TEST(TimeExpression, RangesThatMakeNoSenseAreRefused)
+{
+    const Timeline timeline = Grid(25, 1, 100);
+    for (const char* text : {"20:10", "10:10", "0:101", "100:101", "100:end", "0s:4.01s", "10", "a:b", "1:2:3", "",
+                             "00:00:01:00", "00:00:00:00:00:00:04:01"})
+    {
+        EXPECT_NE(Refusal([&] { Range(text, timeline); }), "") << text;
+    }
+}
+
+TEST(TimeExpression, OffTheGridFramesAreFoundByTheirTimes)
+{
+    const Timeline timeline = OffGrid();
+    EXPECT_EQ(Frame("0.9s", timeline), 0);
+    EXPECT_EQ(Frame("1s", timeline), 1);
+    EXPECT_EQ(Frame("3.99s", timeline), 1);
+    EXPECT_EQ(Frame("end", timeline), 2);
+    ExpectRange(Range("1:end", timeline), 1, 3);
+    ExpectRange(Range("1s:4s", timeline), 1, 2);
+    ExpectRange(Range("1s:4.5s", timeline), 1, 3);
+    EXPECT_EQ(Range("1:2", timeline).mStart, TickTime::FromSeconds(1));
+    EXPECT_EQ(Range("1:2", timeline).mStop, TickTime::FromSeconds(4));
+}
+
+TEST(TimeExpression, WithoutAnEndOnlyARangeHasOne)
+{
+    Timeline timeline = Grid(25, 1, 100);
+    timeline.mFrameCount = -1;
+    timeline.mFrameAt = [](TickTime inTime) { return inTime.ToFrame64(FrameRate::FromRational(25, 1)); };
+    ExpectRange(Range("0:1000", timeline), 0, 1000);
+    ExpectRange(Range("1s:00:00:02:00", timeline), 25, 50);
+    EXPECT_NE(Refusal([&] { Range("0:end", timeline); }), "");
+    EXPECT_NE(Refusal([&] { Frame("end", timeline); }), "");
+    EXPECT_NE(Refusal([&] { RangeOrWhole("--range", "", timeline); }).find("has no end"), std::string::npos);
+}
