@@ -10,7 +10,11 @@ import sys
 from concurrent.futures import ThreadPoolExecutor
 
 SOURCE = "testsrc2=size={size}:rate={rate}:duration={duration},noise=alls=12:allf=t:all_seed=7"
-BITEXACT = ["-fflags", "+bitexact", "-flags:v", "+bitexact"]
+def bitexact(arguments):
+    """What makes the same file each time; a clip with codec flags of its own names this one among them."""
+    return ["-fflags", "+bitexact", *([] if "-flags" in arguments else ["-flags:v", "+bitexact"])]
+
+
 X264 = ["-c:v", "libx264", "-preset", "veryfast", "-threads", "2"]
 X265 = ["-c:v", "libx265", "-preset", "ultrafast", "-x265-params", "log-level=none:pools=2:keyint=24:min-keyint=24"]
 
@@ -40,7 +44,7 @@ clip("h264_b.mp4", source(frames=100), X264, "-g", "40", "-bf", "3", "-pix_fmt",
 clip("h264_open.ts", source(frames=90), X264, "-g", "20", "-bf", "3", "-x264-params", "open-gop=1:keyint=20",
      "-pix_fmt", "yuv420p")
 clip("h264_ntsc.mkv", source(rate=RATE_NTSC, frames=70), X264, "-g", "30", "-pix_fmt", "yuv420p")
-clip("h264_paff_like.mp4", source(frames=60), X264, "-g", "24", "-flags", "+ilme+ildct", "-x264-params", "tff=1",
+clip("h264_paff_like.mp4", source(frames=60), X264, "-g", "24", "-flags", "+ilme+ildct+bitexact", "-x264-params", "tff=1",
      "-pix_fmt", "yuv420p")
 clip("h264_444.mp4", source(frames=40), X264, "-pix_fmt", "yuv444p")
 clip("h264_10.mkv", source(frames=40), X264, "-pix_fmt", "yuv420p10le")
@@ -54,7 +58,7 @@ clip("hevc.mkv", source(frames=60), X265, "-pix_fmt", "yuv420p")
 clip("hevc_10.mp4", source(frames=60), X265, "-pix_fmt", "yuv420p10le", "-tag:v", "hvc1")
 clip("hevc_open.ts", source(frames=72), X265, "-x265-params", "log-level=none:pools=2:keyint=24:open-gop=1",
      "-pix_fmt", "yuv420p")
-MPEG2I = ["-c:v", "mpeg2video", "-flags", "+ilme+ildct", "-top", "1", "-bf", "2", "-g", "12", "-b:v", "2M",
+MPEG2I = ["-c:v", "mpeg2video", "-flags", "+ilme+ildct+bitexact", "-top", "1", "-bf", "2", "-g", "12", "-b:v", "2M",
           "-pix_fmt", "yuv420p"]
 clip("mpeg2_interlaced.mpg", source(size="176x144", frames=60), MPEG2I, "-f", "vob")
 clip("mpeg2_interlaced.ts", source(size="176x144", frames=60), MPEG2I)
@@ -103,6 +107,8 @@ clip("anamorphic.mp4", source(size="144x96", frames=20), "-vf", "setsar=16/11", 
 clip("timecode.mov", source(rate=RATE_NTSC, frames=30), X264, "-pix_fmt", "yuv420p", "-timecode", "00:59:58;20")
 clip("hdr_pq.mkv", source(frames=8), X265, "-pix_fmt", "yuv420p10le", "-colorspace", "bt2020nc",
      "-color_primaries", "bt2020", "-color_trc", "smpte2084")
+clip("negative.mp4", source(frames=50), X264, "-g", "20", "-pix_fmt", "yuv420p", "-output_ts_offset", "-0.4",
+     "-avoid_negative_ts", "disabled")
 clip("audio_only.m4a", "-f", "lavfi", "-i", "sine=duration=1", "-c:a", "aac")
 clip("two_videos.mkv", source(frames=20)[:4], "-f", "lavfi", "-i", "color=red:size=96x64:rate=25:duration=0.8",
      "-map", "0:v", "-map", "1:v", X264, "-pix_fmt", "yuv420p", "-disposition:v:0", "0", "-disposition:v:1", "default")
@@ -129,9 +135,9 @@ def make(folder, name):
     if os.path.exists(marker):
         return None
     if "%" in name:
-        return run([*CLIPS[name], *BITEXACT, target])
+        return run([*CLIPS[name], *bitexact(CLIPS[name]), target])
     partial = os.path.join(folder, "part." + name)
-    error = run([*CLIPS[name], *BITEXACT, partial])
+    error = run([*CLIPS[name], *bitexact(CLIPS[name]), partial])
     if error is None:
         os.rename(partial, target)
     return error
@@ -144,7 +150,7 @@ def derived(folder):
 
     def remux(name, *arguments):
         if not os.path.exists(path(name)):
-            error = run([*arguments, *BITEXACT, path("part." + name)])
+            error = run([*arguments, *bitexact(arguments), path("part." + name)])
             if error:
                 raise RuntimeError(f"{name}: {error}")
             os.rename(path("part." + name), path(name))

@@ -10,9 +10,11 @@ namespace Media
 namespace
 {
 
-// Frames that a forward run leaves in the cache: requests of neighbouring frames overtake each other by about
-// as many as a host has threads, and the pictures must recycle while still in the processor's caches.
-constexpr std::size_t kTail = 10;
+// Frames that a forward run leaves in the cache, so that pictures recycle: of those that were asked for, enough for
+// a few steps back. Others may yet be asked for, as requests of neighbouring frames overtake each other by as many
+// as a host has in flight.
+constexpr std::size_t kTail = 8;
+constexpr std::size_t kTailNotAskedFor = 32;
 
 // A request this far ahead of a decoder belongs to the reader that drives it.
 constexpr std::int64_t kNear = 24;
@@ -377,38 +379,50 @@ void DecoderPool::Publish(Slot& ioSlot, std::int64_t inRank, const PicturePtr& i
 {
     ioSlot.nextRank = std::max(ioSlot.nextRank, inRank + 1);
     mPictureBytes = PictureBytes(*inPicture);
+    bool isDelivered = inRank == ioSlot.target;
     for (Waiter* waiter : ioSlot.waiters)
     {
         if (waiter->rank == inRank && !waiter->picture)
         {
             waiter->picture = inPicture;
             waiter->wake.notify_one();
+            isDelivered = true;
         }
     }
-    Keep(ioSlot, inRank, inPicture, outEvicted);
+    Keep(ioSlot, inRank, inPicture, isDelivered, outEvicted);
 }
 
-void DecoderPool::Keep(Slot& ioSlot, std::int64_t inRank, const PicturePtr& inPicture,
+void DecoderPool::Keep(Slot& ioSlot, std::int64_t inRank, const PicturePtr& inPicture, bool inIsDelivered,
                        std::list<PicturePtr>& outEvicted)
 {
     if (!ioSlot.keepsTailOnly && inRank < ioSlot.keepFrom)
     {
         return;
     }
-    mCache.Insert(inRank, inPicture);
+    mCache.Insert(inRank, inPicture, inIsDelivered);
     if (ioSlot.keepsTailOnly)
     {
         ioSlot.tail.push_back(inRank);
-        if (ioSlot.tail.size() > kTail)
-        {
-            mCache.Erase(ioSlot.tail.front(), outEvicted);
-            ioSlot.tail.pop_front();
-        }
+        CutTail(ioSlot, outEvicted);
     }
     // Pictures that decoders and clients hold count against the budget, and can't be taken from them.
     const std::int64_t others = std::max<std::int64_t>(0, mSetup.pool->LiveBytes() - mCache.Bytes());
     const auto least = static_cast<std::int64_t>(kTail) * mPictureBytes;
     mCache.Trim(std::max(mOptions.cacheBytes - others, least), outEvicted);
+}
+
+void DecoderPool::CutTail(Slot& ioSlot, std::list<PicturePtr>& outEvicted)
+{
+    for (auto rank = ioSlot.tail.begin(); rank != ioSlot.tail.end() && ioSlot.tail.size() > kTail;)
+    {
+        if (!mCache.WasDelivered(*rank) && ioSlot.tail.size() <= kTailNotAskedFor)
+        {
+            ++rank;
+            continue;
+        }
+        mCache.Erase(*rank, outEvicted);
+        rank = ioSlot.tail.erase(rank);
+    }
 }
 
 }

@@ -83,7 +83,9 @@ private:
     void Aim(Slot& ioSlot, std::int64_t inRank, bool inSeeks, std::uint32_t inKey);
     DriveResult Decode(Slot& ioSlot, std::int64_t inRank, bool inSeeks, PicturePtr& outPicture, std::string& outCause);
     void Publish(Slot& ioSlot, std::int64_t inRank, const PicturePtr& inPicture, std::list<PicturePtr>& outEvicted);
-    void Keep(Slot& ioSlot, std::int64_t inRank, const PicturePtr& inPicture, std::list<PicturePtr>& outEvicted);
+    void Keep(Slot& ioSlot, std::int64_t inRank, const PicturePtr& inPicture, bool inIsDelivered,
+              std::list<PicturePtr>& outEvicted);
+    void CutTail(Slot& ioSlot, std::list<PicturePtr>& outEvicted);
     void Release(Slot& ioSlot);
     FrameAnswer Deliver(PicturePtr inPicture);
     FrameAnswer Damaged(std::int64_t inRank, const std::string& inCause) const;

@@ -68,6 +68,7 @@ public:
 
 private:
     bool FindCodec(const AVStream& inStream, FileError& outError);
+    void LookAtFirstPicture();
     PacketScan Scan(MediaInput& ioInput) const;
 
     DecoderSetup mSetup;
@@ -110,7 +111,29 @@ bool MediaFile::Impl::Open(const std::string& inPath, const FileOptions& inOptio
     const std::int64_t first = index.packets[index.frames.front().packet].pts;
     facts.startSeconds = first == kNoTimestamp ? 0 : static_cast<double>(first) * av_q2d(stream.time_base);
     decoders = std::make_unique<DecoderPool>(mSetup, index, inOptions);
+    LookAtFirstPicture();
     return true;
+}
+
+// Streams of these codecs say in their pictures only, or better there, whether they are interlaced.
+void MediaFile::Impl::LookAtFirstPicture()
+{
+    const bool saysInPictures = facts.codecID == AV_CODEC_ID_MPEG2VIDEO || facts.codecID == AV_CODEC_ID_MPEG4 ||
+                                facts.codecID == AV_CODEC_ID_VC1 || facts.codecID == AV_CODEC_ID_DVVIDEO ||
+                                (facts.codecID == AV_CODEC_ID_H264 && facts.fieldOrder == FieldOrder::kUnknown);
+    if (!saysInPictures)
+    {
+        return;
+    }
+    const FrameAnswer first = decoders->Get(0);
+    if (first.picture && first.picture->interlaced_frame)
+    {
+        facts.fieldOrder = first.picture->top_field_first ? FieldOrder::kUpperFirst : FieldOrder::kLowerFirst;
+    }
+    else if (first.picture && facts.fieldOrder == FieldOrder::kUnknown)
+    {
+        facts.fieldOrder = FieldOrder::kProgressive;
+    }
 }
 
 bool MediaFile::Impl::FindCodec(const AVStream& inStream, FileError& outError)

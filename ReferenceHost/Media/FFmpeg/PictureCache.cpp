@@ -15,7 +15,7 @@ std::int64_t PictureBytes(const AVFrame& inPicture)
     return bytes;
 }
 
-PicturePtr PictureCache::Find(std::int64_t inRank)
+PicturePtr PictureCache::Find(std::int64_t inRank, bool inIsDelivery)
 {
     const auto found = mByRank.find(inRank);
     if (found == mByRank.end())
@@ -23,17 +23,24 @@ PicturePtr PictureCache::Find(std::int64_t inRank)
         return nullptr;
     }
     mEntries.splice(mEntries.begin(), mEntries, found->second);
+    found->second->isDelivered = found->second->isDelivered || inIsDelivery;
     return found->second->picture;
 }
 
-void PictureCache::Insert(std::int64_t inRank, PicturePtr inPicture)
+bool PictureCache::WasDelivered(std::int64_t inRank) const
 {
-    if (Find(inRank))
+    const auto found = mByRank.find(inRank);
+    return found == mByRank.end() || found->second->isDelivered;
+}
+
+void PictureCache::Insert(std::int64_t inRank, PicturePtr inPicture, bool inIsDelivered)
+{
+    if (Find(inRank, inIsDelivered))
     {
         return;
     }
     const std::int64_t bytes = PictureBytes(*inPicture);
-    mEntries.push_front({inRank, std::move(inPicture), bytes});
+    mEntries.push_front({inRank, std::move(inPicture), bytes, inIsDelivered});
     mByRank[inRank] = mEntries.begin();
     mBytes += bytes;
 }

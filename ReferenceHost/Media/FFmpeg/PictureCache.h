@@ -22,8 +22,10 @@ std::int64_t PictureBytes(const AVFrame& inPicture);
 class PictureCache
 {
 public:
-    PicturePtr Find(std::int64_t inRank);
-    void Insert(std::int64_t inRank, PicturePtr inPicture);
+    // The picture, or null. Counts as used; inIsDelivery: it goes to a client.
+    PicturePtr Find(std::int64_t inRank, bool inIsDelivery = true);
+    bool WasDelivered(std::int64_t inRank) const;
+    void Insert(std::int64_t inRank, PicturePtr inPicture, bool inIsDelivered);
 
     // What is erased or evicted goes to the list, to be destroyed after the owner's unlock.
     void Erase(std::int64_t inRank, std::list<PicturePtr>& outEvicted);
@@ -39,6 +41,7 @@ private:
         std::int64_t rank;
         PicturePtr picture;
         std::int64_t bytes;
+        bool isDelivered;
     };
 
     std::list<Entry> mEntries; // the most recently used first

@@ -64,6 +64,7 @@ const std::vector<std::string>& ClipNames()
         "ffv1.mkv",             "ffv1_alpha.mkv",       "ffv1_444_10.mkv",      "ffv1_gray16.mkv",    "raw_i420.avi",
         "raw_uyvy.avi",         "v210.mov",             "qtrle_alpha.mov",      "utvideo.avi",        "huffyuv.avi",
         "png.mov",              "animation.gif",        "vfr.mkv",              "vfr.mp4",            "negative.mkv",
+        "negative.mp4",
         "anamorphic.mp4",       "timecode.mov",         "edit_list.mp4",        "cut_in_group.ts",    "rotated.mp4",
         "cover.mp4",            "two_videos.mkv",       "size_change.ts",       "spliced.ts",         "hdr_pq.mkv"};
     return sNames;
