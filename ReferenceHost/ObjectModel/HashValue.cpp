@@ -43,17 +43,15 @@ Lanes LoadState(const HashValue& inHash) noexcept
             inHash.mState[2] | (static_cast<uint64_t>(inHash.mTotal) << 32)};
 }
 
-// Sixteen bytes. For fixed bytes each step can be undone, so a block loses nothing of the state. The shift
-// comes before the multiplication, because a difference in a top bit alone would pass the multiplication as
-// one bit, which the next block could cancel.
+// Sixteen bytes. For fixed bytes each step can be undone, so a block loses nothing of the state. There are two
+// multiplications, because one alone leaves a difference in the top bit as it is, and a few bits of the next
+// block would cancel it again.
 inline void MixBlock(Lanes& ioLanes, uint64_t inFirst, uint64_t inSecond) noexcept
 {
-    ioLanes.mFirst ^= inFirst;
-    ioLanes.mSecond ^= inSecond;
-    ioLanes.mFirst ^= ioLanes.mFirst >> 32;
-    ioLanes.mSecond ^= ioLanes.mSecond >> 29;
-    ioLanes.mFirst *= kFirstFactor;
-    ioLanes.mSecond *= kSecondFactor;
+    ioLanes.mFirst = (ioLanes.mFirst ^ inFirst) * kFirstFactor;
+    ioLanes.mSecond = (ioLanes.mSecond ^ inSecond) * kSecondFactor;
+    ioLanes.mFirst = (ioLanes.mFirst ^ (ioLanes.mFirst >> 32)) * kFoldFactor;
+    ioLanes.mSecond = (ioLanes.mSecond ^ (ioLanes.mSecond >> 29)) * kFinalFactor;
     ioLanes.mFirst += std::rotl(ioLanes.mSecond, 31);
     ioLanes.mSecond ^= std::rotl(ioLanes.mFirst, 27);
 }
