@@ -26,6 +26,8 @@ namespace
 constexpr std::size_t kHugePage = std::size_t{2} << 20;
 // Below this a block comes from the heap: a mapping of its own would cost more than its faults.
 constexpr std::size_t kLeastMappedBytes = std::size_t{1} << 20;
+// A last page filled so far is worth being a big one; memory is counted by what is touched.
+constexpr std::size_t kLeastOfLastHugePage = kHugePage / 4 * 3;
 constexpr std::size_t kSmallStep = 1024;
 constexpr std::size_t kMappedStep = 64 * 1024;
 constexpr std::align_val_t kHeapAlignment{64};
@@ -88,7 +90,7 @@ std::size_t PictureMemory::CapacityFor(std::size_t inBytes) noexcept
         return RoundUp(inBytes, kSmallStep);
     }
     const std::size_t lastPage = inBytes % kHugePage;
-    return RoundUp(inBytes, lastPage >= kHugePage / 2 ? kHugePage : kMappedStep);
+    return RoundUp(inBytes, lastPage > kLeastOfLastHugePage ? kHugePage : kMappedStep);
 }
 
 bool PictureMemory::Allocate(std::size_t inCapacity) noexcept

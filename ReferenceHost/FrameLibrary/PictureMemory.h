@@ -1,7 +1,7 @@
 // A block of memory for one picture, straight from the system.
 //
 // Blocks of a mebibyte and more are mapped at a 2 MiB boundary and the kernel is asked for 2 MiB pages;
-// what is left over at the end stays on small pages unless it fills half of a big one.
+// what is left over at the end stays on small pages unless it fills most of a big one.
 //
 // While nobody uses a block, and beyond the bytes that are in use, the address sanitizer reports access.
 //
