@@ -337,7 +337,7 @@ private:
         {
             for (int component = 1; component < 3; ++component)
             {
-                ReadChromaMemoryRow(mSource, component, row, mRows.Row(0));
+                ReadMemoryRow(mSource, component, row, mRows.Row(0));
                 Fit(mRows.Row(0), mRows.Row(2 + static_cast<std::size_t>(component)));
             }
             WriteChromaRow(mTarget, row, mRows.Row(3), mRows.Row(4));

@@ -297,7 +297,7 @@ void ConvertPicture(const Picture& inSource, const Picture& inTarget)
     {
         pixel = ConvertPixel(pixel, inSource, inTarget);
     }
-    WriteGrid(grid, inTarget, kIR_WholePicture);
+    WriteGrid(grid, inTarget);
     if (IsChromaIndependent(inSource, inTarget))
     {
         ResampleChroma(inSource, inTarget);
@@ -320,7 +320,7 @@ void CompositeToBlack(const Picture& inSource, const Picture& inTarget, double i
         pixel.c[3] = 1.0;
         pixel = ConvertPixel(pixel, opaque, inTarget);
     }
-    WriteGrid(grid, inTarget, kIR_WholePicture);
+    WriteGrid(grid, inTarget);
 }
 
 void UnPremultiplyAgainstMatte(const Picture& ioPicture, const Pixel& inMatte)
@@ -338,7 +338,7 @@ void UnPremultiplyAgainstMatte(const Picture& ioPicture, const Pixel& inMatte)
         }
         pixel = UnPremultiplied(pixel);
     }
-    WriteGrid(grid, ioPicture, kIR_WholePicture);
+    WriteGrid(grid, ioPicture);
 }
 
 }

@@ -826,9 +826,11 @@ void ReadChromaRow(const Picture& inPicture, int inComponent, std::int32_t inY, 
     }
 }
 
-void ReadChromaMemoryRow(const Picture& inPicture, int inComponent, std::int32_t inRow, float* outRow)
+void ReadMemoryRow(const Picture& inPicture, int inComponent, std::int32_t inRow, float* outRow)
 {
-    ReadComponentRow(inPicture, inComponent, inRow, outRow, static_cast<std::size_t>(inPicture.ChromaWidth()));
+    const bool isChroma = inComponent == 1 || inComponent == 2;
+    const std::int32_t count = isChroma ? inPicture.ChromaWidth() : inPicture.width;
+    ReadComponentRow(inPicture, inComponent, inRow, outRow, static_cast<std::size_t>(count));
 }
 
 void WidenChromaRow(const Picture& inPicture, const float* inRow, float* outRow)

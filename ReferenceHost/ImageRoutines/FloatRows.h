@@ -59,9 +59,11 @@ void WriteFloatRow(const Picture& inPicture, std::int32_t inY, const FloatRow& i
 // Luma alone, of a row of a picture that has no alpha.
 void CopyLumaRow(const Picture& inSource, const Picture& inTarget, std::int32_t inY, float* ioScratch);
 
-// U or V at chroma width: of a row of the picture, interpolated between rows in memory, or of a row in memory.
+// U or V at chroma width of a row of the picture, interpolated between rows in memory.
 void ReadChromaRow(const Picture& inPicture, int inComponent, std::int32_t inY, float* outRow, float* ioScratch);
-void ReadChromaMemoryRow(const Picture& inPicture, int inComponent, std::int32_t inRow, float* outRow);
+
+// Any component of a row in memory, at its own width.
+void ReadMemoryRow(const Picture& inPicture, int inComponent, std::int32_t inRow, float* outRow);
 
 // A row of chroma width at full width.
 void WidenChromaRow(const Picture& inPicture, const float* inRow, float* outRow);

@@ -24,6 +24,10 @@ std::int32_t ConvertPictures(const Picture& inSource, const Picture& inTarget, c
 std::int32_t ScalePictures(const Picture& inSource, std::int32_t inSourceField, const Picture& inTarget,
                            std::int32_t inTargetField, std::int32_t inQuality);
 
+// Whether a picture's colour (PQ, HLG, wider primaries, constant luminance) is only brought to that of the formats by
+// ScalePictures, at any size.
+bool NeedsColourMapping(const Picture& inSource) noexcept;
+
 // inColor is one pixel of a four-component picture.
 std::int32_t FillPicture(const Picture& inTarget, const Picture& inColor);
 

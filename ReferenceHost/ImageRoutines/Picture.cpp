@@ -460,6 +460,7 @@ Picture FieldOf(const Picture& inPicture, std::int32_t inField) noexcept
     if (sharesChroma)
     {
         field.shiftY = 0;
+        field.chromaRows = field.height;
         return field;
     }
     field.chromaRows = (inPicture.chromaRows + 1 - first) / 2;

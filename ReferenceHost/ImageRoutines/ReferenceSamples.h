@@ -47,7 +47,7 @@ std::int32_t Mirrored(std::int32_t inIndex, std::int32_t inCount);
 
 Grid ReadGrid(const Picture& inPicture);
 
-// Writes pixels that are already of the target's kind; chroma is filtered down. Of a field only its rows.
-void WriteGrid(const Grid& inGrid, const Picture& inTarget, std::int32_t inField);
+// Writes pixels that are already of the target's kind; chroma is filtered down.
+void WriteGrid(const Grid& inGrid, const Picture& inTarget);
 
 }

@@ -152,6 +152,19 @@ void ScalePlane(const SampledPlane& inPlane, ScaleFilter inFilter, const AxisMap
     }
 }
 
+Grid FieldRows(const Grid& inGrid, std::int32_t inField)
+{
+    Grid field(inGrid.width, RowsOfField(inGrid.height, inField));
+    for (std::int32_t y = 0; y < field.height; ++y)
+    {
+        for (std::int32_t x = 0; x < field.width; ++x)
+        {
+            field.At(x, y) = inGrid.At(x, y * 2 + (inField == kIR_LowerField ? 1 : 0));
+        }
+    }
+    return field;
+}
+
 }
 
 void ScalePicture(const Picture& inSource, std::int32_t inSourceField, const Picture& inTarget,
@@ -176,8 +189,12 @@ void ScalePicture(const Picture& inSource, std::int32_t inSourceField, const Pic
         pixel.c[3] = inSource.HasAlpha() ? pixel.c[3] : 1.0;
         pixel = ConvertPixel(pixel, kind, inTarget);
     }
-    WriteGrid(grid, isFieldToField ? FieldOf(inTarget, inTargetField) : inTarget,
-              isFieldToField ? kIR_WholePicture : inTargetField);
+    if (inTargetField == kIR_WholePicture)
+    {
+        WriteGrid(grid, inTarget);
+        return;
+    }
+    WriteGrid(isFieldToField ? grid : FieldRows(grid, inTargetField), FieldOf(inTarget, inTargetField));
 }
 
 }

@@ -85,13 +85,6 @@ double FilteredChroma(const Grid& inGrid, const Picture& inTarget, int inCompone
     return sum / weights;
 }
 
-bool IsWritten(const Picture& inTarget, std::int32_t inField, std::int32_t inRow, bool inIsChroma)
-{
-    const bool isShared = inIsChroma && inTarget.shiftY != 0 && !inTarget.isFieldChroma;
-    return inField == kIR_WholePicture || isShared ||
-           inRow % 2 == (inField == kIR_LowerField ? 1 : 0);
-}
-
 double Gray(const Pixel& inPixel)
 {
     return kGrayWeights[0] * inPixel.c[0] + kGrayWeights[1] * inPixel.c[1] + kGrayWeights[2] * inPixel.c[2];
@@ -183,21 +176,15 @@ std::int32_t Mirrored(std::int32_t inIndex, std::int32_t inCount)
     return std::clamp(high, 0, inCount - 1);
 }
 
-void WriteGrid(const Grid& inGrid, const Picture& inTarget, std::int32_t inField)
+void WriteGrid(const Grid& inGrid, const Picture& inTarget)
 {
     for (std::int32_t y = 0; y < inTarget.height; ++y)
     {
-        if (IsWritten(inTarget, inField, y, false))
-        {
-            WriteLuma(inGrid, inTarget, y);
-        }
+        WriteLuma(inGrid, inTarget, y);
     }
     for (std::int32_t row = 0; !inTarget.isGray && row < inTarget.chromaRows; ++row)
     {
-        if (IsWritten(inTarget, inField, row, true))
-        {
-            WriteChroma(inGrid, inTarget, row);
-        }
+        WriteChroma(inGrid, inTarget, row);
     }
 }
 

@@ -425,6 +425,36 @@ void InterleaveRow(const std::uint8_t* inRed, const std::uint8_t* inGreen, const
     }
 }
 
+void SplitBgraRow(const std::uint8_t* inRow, std::uint8_t* outRed, std::uint8_t* outGreen, std::uint8_t* outBlue,
+                  std::uint8_t* outAlpha, std::size_t inWidth)
+{
+    const hn::ScalableTag<std::uint8_t> d;
+    const std::size_t step = hn::Lanes(d);
+    std::size_t x = 0;
+    for (; x + step <= inWidth; x += step)
+    {
+        hn::Vec<decltype(d)> part[4];
+        hn::LoadInterleaved4(d, inRow + x * 4, part[0], part[1], part[2], part[3]);
+        hn::StoreU(part[2], d, outRed + x);
+        hn::StoreU(part[1], d, outGreen + x);
+        hn::StoreU(part[0], d, outBlue + x);
+        if (outAlpha != nullptr)
+        {
+            hn::StoreU(part[3], d, outAlpha + x);
+        }
+    }
+    for (; x < inWidth; ++x)
+    {
+        outBlue[x] = inRow[x * 4];
+        outGreen[x] = inRow[x * 4 + 1];
+        outRed[x] = inRow[x * 4 + 2];
+        if (outAlpha != nullptr)
+        {
+            outAlpha[x] = inRow[x * 4 + 3];
+        }
+    }
+}
+
 const char* NameOfTarget()
 {
     return hwy::TargetName(HWY_TARGET);
@@ -446,6 +476,7 @@ HWY_EXPORT(BlendChromaRows);
 HWY_EXPORT(SplitRow);
 HWY_EXPORT(ConvertYuvRow);
 HWY_EXPORT(InterleaveRow);
+HWY_EXPORT(SplitBgraRow);
 HWY_EXPORT(NameOfTarget);
 
 std::int16_t Q15(double inValue)
@@ -498,6 +529,12 @@ void RgbRowToBgra(const unsigned char* inRed, const unsigned char* inGreen, cons
                   const unsigned char* inAlpha, unsigned char* outRow, std::size_t inWidth)
 {
     HWY_DYNAMIC_DISPATCH(InterleaveRow)(inRed, inGreen, inBlue, inAlpha, outRow, inWidth);
+}
+
+void BgraRowToPlanes(const unsigned char* inRow, unsigned char* outRed, unsigned char* outGreen, unsigned char* outBlue,
+                     unsigned char* outAlpha, std::size_t inWidth)
+{
+    HWY_DYNAMIC_DISPATCH(SplitBgraRow)(inRow, outRed, outGreen, outBlue, outAlpha, inWidth);
 }
 
 const char* YuvToBgraTarget()

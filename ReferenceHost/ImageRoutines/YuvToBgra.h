@@ -79,6 +79,10 @@ void YuvRowToBgra(const SampleRow& inLuma, const std::uint16_t* inU, const std::
 void RgbRowToBgra(const unsigned char* inRed, const unsigned char* inGreen, const unsigned char* inBlue,
                   const unsigned char* inAlpha, unsigned char* outRow, std::size_t inWidth);
 
+// B G R A (or V U Y A) bytes to planes, and back with RgbRowToBgra; outAlpha may be null.
+void BgraRowToPlanes(const unsigned char* inRow, unsigned char* outRed, unsigned char* outGreen, unsigned char* outBlue,
+                     unsigned char* outAlpha, std::size_t inWidth);
+
 // The name of the instruction set that these kernels run on now, from inside of one of them.
 const char* YuvToBgraTarget();
 

@@ -67,7 +67,7 @@ void RandomiseFourComponents(const ir::Picture& ioPicture, std::mt19937& ioRando
             pixel.c[i] = static_cast<double>(RandomFloat(ioRandom, isChroma)) * (isPremultiplied ? pixel.c[3] : 1.0);
         }
     }
-    ir::reference::WriteGrid(grid, ioPicture, kIR_WholePicture);
+    ir::reference::WriteGrid(grid, ioPicture);
 }
 
 }
@@ -124,6 +124,23 @@ void Memory::Randomise(std::mt19937& ioRandom)
             }
         }
     }
+}
+
+void Memory::RandomiseModerately(std::mt19937& ioRandom)
+{
+    const bool isPremultiplied = mPicture.alpha == ir::PictureAlpha::kPremultiplied;
+    ir::reference::Grid grid(mPicture.width, mPicture.height);
+    for (auto& pixel : grid.pixels)
+    {
+        const auto unit = [&] { return static_cast<double>(ioRandom() & 0xFFFF) / 65535.0; };
+        pixel.c[3] = 0.5 + 0.3 * unit();
+        for (int i = 0; i < 3; ++i)
+        {
+            const bool isChroma = !mPicture.IsRGB() && i > 0;
+            pixel.c[i] = (isChroma ? 0.3 * unit() - 0.15 : 0.3 + 0.3 * unit()) * (isPremultiplied ? pixel.c[3] : 1.0);
+        }
+    }
+    ir::reference::WriteGrid(grid, mPicture);
 }
 
 bool Memory::GuardsAreWhole() const

@@ -38,6 +38,10 @@ public:
     std::uint32_t Code() const { return mCode; }
     const ir::Picture& View() const { return mPicture; }
 
+    // Random content of middle brightness and high alpha: sharp filters don't overshoot what integers hold, and no
+    // division by a small alpha makes much of a little.
+    void RandomiseModerately(std::mt19937& ioRandom);
+
     // Random codes over the whole range of integers; floats a little beyond 0..1; alpha within 0..1 and often 0 or 1,
     // premultiplied colour not above alpha.
     void Randomise(std::mt19937& ioRandom);

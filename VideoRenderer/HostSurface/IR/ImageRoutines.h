@@ -37,7 +37,8 @@
  * Chroma. Layouts 1 to 6 are sited left (on every second pixel of a row), layout 7 centred; 4:2:0 chroma lies
  * midway between two rows, in layout 5 a quarter row below the upper one of a pair of rows of the upper field,
  * three quarters in the lower field. Chroma is interpolated linearly on the way up and filtered with the
- * triangle of twice that width on the way down; beyond an edge the edge repeats.
+ * triangle of twice that width on the way down, along the axes on which source and target differ; beyond an
+ * edge the picture is mirrored.
  *
  * Every function that answers int32_t answers 0 or one of the negative numbers below, with no pixel written.
  * Row bytes may be negative for four-component and packed formats: the address is then that of the first row
@@ -104,8 +105,8 @@ IR_EXPORT int32_t IR_Convert(
  *   whole -> whole   the picture fills the target
  *   field -> whole   the field fills the target; at the field's own height each row is copied, and above it the
  *                    field's rows stay where they are in the whole picture
- *   whole -> field   the rows that whole -> whole would give, of which only one field is written (and, in a 4:2:0
- *                    target whose fields share chroma rows, all of these)
+ *   whole -> field   the rows that whole -> whole would give, of which only one field is written (of a 4:2:0
+ *                    target whose fields share chroma rows these too, made from the field's rows)
  *   field -> field   the rows keep their places in the picture: at equal size and parity rows are copied
  *
  * Scaling is done on the source's own coding, premultiplied where the source has straight alpha and the target
