@@ -5,6 +5,7 @@
 #include "ReferenceHost/Media/FFmpeg/MediaInput.h"
 #include "ReferenceHost/Media/FFmpeg/OpenErrors.h"
 #include "ReferenceHost/Media/FFmpeg/PictureFrames.h"
+#include "ReferenceHost/Media/Stills/ExrChunks.h"
 #include "VF/VideoFrame.h"
 
 #include <fmt/format.h>
@@ -100,12 +101,18 @@ FramePtr DecodePicture(const std::string& inPath, const AVCodec& inCodec, FileEr
     {
         return nullptr;
     }
+    if (inCodec.id == AV_CODEC_ID_EXR && IsTornExr(packet->data, static_cast<std::size_t>(packet->size)))
+    {
+        outError = {FileErrorKind::kBadData, fmt::format("{}: the image cannot be decoded: it ends too early", inPath)};
+        return nullptr;
+    }
     packet->flags |= AV_PKT_FLAG_KEY;
     decoder->thread_count = 1;
     decoder->max_pixels = std::int64_t{kMaximumSide} * kMaximumSide;
     decoder->get_buffer2 = &GetBufferWithinLimits;
-    // Half a picture is no picture: a torn file shall be told, not shown grey below.
-    decoder->err_recognition |= AV_EF_EXPLODE;
+    // Half a picture is no picture: a torn file shall be told, not shown grey below. The TIFF decoder alone would take
+    // offence at every tag that it doesn't know.
+    decoder->err_recognition |= inCodec.id == AV_CODEC_ID_TIFF ? 0 : AV_EF_EXPLODE;
     int status = avcodec_open2(decoder.get(), &inCodec, nullptr);
     status = status < 0 ? status : avcodec_send_packet(decoder.get(), packet.get());
     if (status >= 0)
@@ -126,25 +133,30 @@ FramePtr DecodePicture(const std::string& inPath, const AVCodec& inCodec, FileEr
     return picture;
 }
 
-bool IsLinearByCodec(AVCodecID inCodec)
+// The transfer of a picture, which these files tell badly. EXR and its kin hold light, though none of them says so.
+// DPX says linear as its default: whole programs write it above film scans and video.
+int TransferOf(const AVFrame& inPicture, AVCodecID inCodec)
 {
-    return inCodec == AV_CODEC_ID_EXR || inCodec == AV_CODEC_ID_PFM || inCodec == AV_CODEC_ID_PHM;
+    const bool isLight = inCodec == AV_CODEC_ID_EXR || inCodec == AV_CODEC_ID_PFM || inCodec == AV_CODEC_ID_PHM;
+    if (isLight && inPicture.color_trc == AVCOL_TRC_UNSPECIFIED)
+    {
+        return AVCOL_TRC_LINEAR;
+    }
+    const bool isDefault = inCodec == AV_CODEC_ID_DPX && inPicture.color_trc == AVCOL_TRC_LINEAR;
+    return isDefault ? static_cast<int>(AVCOL_TRC_UNSPECIFIED) : static_cast<int>(inPicture.color_trc);
 }
 
 PictureTraits TraitsOf(const AVFrame& inPicture, AVCodecID inCodec)
 {
     const AVPixFmtDescriptor* format = av_pix_fmt_desc_get(static_cast<AVPixelFormat>(inPicture.format));
     const bool isGray = format && format->nb_components <= 2 && !(format->flags & AV_PIX_FMT_FLAG_PAL);
-    // These files hold light, though none of them says so; and grey images fill their range.
-    const int transfer = inPicture.color_trc == AVCOL_TRC_UNSPECIFIED && IsLinearByCodec(inCodec)
-                             ? static_cast<int>(AVCOL_TRC_LINEAR)
-                             : static_cast<int>(inPicture.color_trc);
+    // Grey images fill their range.
     const int range = inPicture.color_range == AVCOL_RANGE_UNSPECIFIED && isGray
                           ? static_cast<int>(AVCOL_RANGE_JPEG)
                           : static_cast<int>(inPicture.color_range);
     PictureTraits traits;
-    traits.colour = ResolveColour(inPicture.colorspace, inPicture.color_primaries, transfer, range,
-                                  inPicture.chroma_location, inPicture.height, inPicture.format);
+    traits.colour = ResolveColour(inPicture.colorspace, inPicture.color_primaries, TransferOf(inPicture, inCodec),
+                                  range, inPicture.chroma_location, inPicture.height, inPicture.format);
     if (FormatHasAlpha(inPicture.format))
     {
         traits.alpha = inCodec == AV_CODEC_ID_EXR ? FileAlpha::kPremultiplied : FileAlpha::kStraight;
