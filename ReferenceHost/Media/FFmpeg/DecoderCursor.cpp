@@ -80,11 +80,6 @@ int DecoderCursor::OpenDecoder()
     return avcodec_open2(mDecoder.get(), mSetup.codec, nullptr);
 }
 
-void DecoderCursor::SkipUnreferenced(bool inSkip)
-{
-    mDecoder->skip_frame = inSkip ? AVDISCARD_NONREF : AVDISCARD_DEFAULT;
-}
-
 int DecoderCursor::ReadPacket(const PacketTable* inPackets)
 {
     if (mHasPacket)
@@ -124,6 +119,7 @@ void DecoderCursor::Feed(const PacketTable* inPackets)
         mAtEnd = true;
         return;
     }
+    mDecoder->skip_frame = mNextPacket < mSkipBefore ? AVDISCARD_NONREF : AVDISCARD_DEFAULT;
     mPacket->pts = mNextPacket;
     mPacket->dts = mNextPacket;
     const int status = avcodec_send_packet(mDecoder.get(), mPacket.get());
@@ -169,7 +165,7 @@ int DecoderCursor::Next(const PacketTable* inPackets, AVFrame& outFrame, std::ui
 int DecoderCursor::SeekTo(const PacketTable& inPackets, std::uint32_t inKey)
 {
     avcodec_flush_buffers(mDecoder.get());
-    mDecoder->skip_frame = AVDISCARD_DEFAULT;
+    mSkipBefore = 0;
     mAtEnd = false;
     mLastProblem.clear();
     ForgetLogLine();

@@ -50,8 +50,9 @@ public:
     // How often no seek of the demuxer led to the packet that was wanted.
     std::uint64_t Reopenings() const noexcept { return mReopenings; }
 
-    // Undecoded from here on: pictures which no other picture refers to.
-    void SkipUnreferenced(bool inSkip);
+    // Packets before inPacket are needed only as far as later pictures refer to theirs: of the others no picture need
+    // come out. Until the next SeekTo or call.
+    void SkipUnreferencedBefore(std::uint32_t inPacket) { mSkipBefore = inPacket; }
 
 private:
     int OpenInput();
@@ -69,6 +70,7 @@ private:
     bool mAtEnd = false;     // the decoder has been told that no more packets come
     std::uint32_t mNextPacket = 0;
     std::uint32_t mLastFed = 0;
+    std::uint32_t mSkipBefore = 0;
     std::uint64_t mPacketsRead = 0;
     std::uint64_t mReopenings = 0;
     std::string mLastProblem;

@@ -30,10 +30,33 @@ constexpr std::int64_t kReorder = 24;
 
 constexpr std::size_t kDisplacedRemembered = 16;
 
+// The codecs whose decoders know by a picture's header that nothing refers to it, and where a packet is a
+// picture: of a pair of fields in two packets the first one can't be left out alone.
+bool MaySkipUnreferenced(AVCodecID inCodec, const PacketTable& inPackets)
+{
+    switch (inCodec)
+    {
+    case AV_CODEC_ID_H264:
+    case AV_CODEC_ID_MPEG1VIDEO:
+    case AV_CODEC_ID_MPEG2VIDEO:
+    case AV_CODEC_ID_MPEG4: break;
+    default: return false;
+    }
+    for (std::uint32_t packet = 0; packet < inPackets.Count(); ++packet)
+    {
+        if (inPackets[packet].yieldsNoFrame)
+        {
+            return false;
+        }
+    }
+    return true;
+}
+
 }
 
 DecoderPool::DecoderPool(const DecoderSetup& inSetup, const FrameIndex& inIndex, const FileOptions& inOptions)
-    : mSetup(inSetup), mIndex(inIndex), mOptions(inOptions)
+    : mSetup(inSetup), mIndex(inIndex), mOptions(inOptions),
+      mMaySkip(MaySkipUnreferenced(inSetup.parameters->codec_id, inIndex.packets))
 {
 }
 
@@ -206,7 +229,7 @@ DecoderPool::Slot* DecoderPool::ChooseSeeking(std::int64_t inRank, std::uint64_t
         }
     }
     const bool mayAdd = static_cast<int>(mSlots.size()) < std::max(1, mOptions.maximumDecoders);
-    if (mayAdd && (mSlots.size() < 2 || !oldest || isOldestProtected || WasDisplaced(inRank)))
+    if (mayAdd && (!oldest || isOldestProtected || WasDisplaced(inRank)))
     {
         mSlots.push_back(std::make_unique<Slot>());
         return mSlots.back().get();
@@ -232,7 +255,9 @@ void DecoderPool::Aim(Slot& ioSlot, std::int64_t inRank, bool inSeeks, std::uint
     ioSlot.run = isStep ? ioSlot.run + 1 : 0;
     ioSlot.keepsTailOnly = isStep || !mOptions.keepsLeadIn;
     const std::int64_t fitting = mPictureBytes > 0 ? mOptions.cacheBytes / mPictureBytes : mIndex.Count();
-    ioSlot.keepFrom = inRank - std::max<std::int64_t>(fitting, 1);
+    const std::int64_t kept = mOptions.keepsLeadIn ? std::max<std::int64_t>(fitting, 1)
+                                                    : static_cast<std::int64_t>(kTail);
+    ioSlot.keepFrom = std::max<std::int64_t>(0, inRank - kept + 1);
     if (inSeeks)
     {
         ioSlot.startKey = inKey;
@@ -327,6 +352,10 @@ DecoderPool::DriveResult DecoderPool::Decode(Slot& ioSlot, std::int64_t inRank, 
     if (status >= 0 && inSeeks && !(isNew && ioSlot.startKey == 0))
     {
         status = cursor.SeekTo(mIndex.packets, ioSlot.startKey);
+    }
+    if (mMaySkip)
+    {
+        cursor.SkipUnreferencedBefore(mIndex.FirstPacketFor(ioSlot.keepFrom));
     }
     std::uint64_t decoded = 0;
     DriveResult result = status < 0 ? DriveResult::kFailed : DriveResult::kMissing;

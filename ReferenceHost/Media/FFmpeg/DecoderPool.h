@@ -93,6 +93,7 @@ private:
     const DecoderSetup mSetup;
     const FrameIndex& mIndex;
     const FileOptions mOptions;
+    const bool mMaySkip; // pictures without successors may be left out of a lead-in
 
     mutable std::mutex mLock;
     std::vector<std::unique_ptr<Slot>> mSlots;

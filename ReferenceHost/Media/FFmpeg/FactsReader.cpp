@@ -45,10 +45,11 @@ FieldOrder ReadFieldOrder(AVFieldOrder inOrder)
     switch (inOrder)
     {
     case AV_FIELD_PROGRESSIVE: return FieldOrder::kProgressive;
+    // FFmpeg's decoders and its command line go by the first letter, so that is how files are marked in fact.
     case AV_FIELD_TT:
-    case AV_FIELD_BT: return FieldOrder::kUpperFirst; // the second letter is the order of display
+    case AV_FIELD_TB: return FieldOrder::kUpperFirst;
     case AV_FIELD_BB:
-    case AV_FIELD_TB: return FieldOrder::kLowerFirst;
+    case AV_FIELD_BT: return FieldOrder::kLowerFirst;
     default: return FieldOrder::kUnknown;
     }
 }

@@ -29,6 +29,14 @@ std::int64_t FrameIndex::FirstRankFrom(std::uint32_t inKey) const
                                                    : 0;
 }
 
+std::uint32_t FrameIndex::FirstPacketFor(std::int64_t inRank) const
+{
+    // Packets stand at most about a decoder's picture buffer away from the order of showing.
+    constexpr std::uint32_t kReorder = 20;
+    const std::uint32_t packet = frames[static_cast<std::size_t>(std::clamp<std::int64_t>(inRank, 0, Count() - 1))].packet;
+    return packet > kReorder ? packet - kReorder : 0;
+}
+
 std::uint32_t FrameIndex::KeyBefore(std::uint32_t inKey) const
 {
     const auto found = std::lower_bound(mKeys.begin(), mKeys.end(), inKey);

@@ -45,6 +45,9 @@ public:
     // before it refer to what was decoded before it.
     std::int64_t FirstRankFrom(std::uint32_t inKey) const;
 
+    // The first packet that may matter to frames from inRank on beyond being referred to.
+    std::uint32_t FirstPacketFor(std::int64_t inRank) const;
+
     // The nearest key packet before inKey; the first packet if there is none.
     std::uint32_t KeyBefore(std::uint32_t inKey) const;
 
