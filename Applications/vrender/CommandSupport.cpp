@@ -114,7 +114,10 @@ OpenInput OpenInputOf(const Options& inOptions, Session::AccessPattern inPattern
     input.mClip = Session::Clip::Open(inOptions.mInput, clipOptions, error);
     if (!input.mClip)
     {
-        throw ToolError(CodeOf(error.mKind), error.mText);
+        // A stream that isn't there is the command line's mistake, not the file's.
+        const bool isWrongStream =
+            clipOptions.mStreamIndex >= 0 && error.mKind == Media::OpenErrorKind::kNotVideo;
+        throw ToolError(isWrongStream ? ExitCode::kUsage : CodeOf(error.mKind), error.mText);
     }
     input.mTimeline = TimelineOf(*input.mClip, inOptions.mInput, inStillRate);
     return input;

@@ -9,7 +9,6 @@
 
 #include <algorithm>
 #include <atomic>
-#include <cmath>
 #include <exception>
 #include <mutex>
 #include <thread>
@@ -26,6 +25,7 @@ constexpr std::int64_t kDefaultCount = 20;
 constexpr std::int64_t kDefaultColumns = 5;
 constexpr std::int64_t kMostPictures = 10000;
 constexpr std::int32_t kMargin = 8;     // round each picture, pixels
+constexpr std::int32_t kWidthOfLabelStep = 160; // picture pixels for each enlargement of the letters
 constexpr std::int32_t kLabelGap = 3;   // between a picture and its time
 
 // Where the pictures of a sheet stand.
@@ -54,7 +54,7 @@ Grid MakeGrid(const PictureSize& inPicture, std::size_t inPictures, std::int64_t
     const auto pictures = static_cast<std::int32_t>(inPictures);
     grid.mColumns = std::min(static_cast<std::int32_t>(inColumns), pictures);
     grid.mRows = (pictures + grid.mColumns - 1) / grid.mColumns;
-    grid.mLabelScale = std::max(1, inPicture.mWidth / 240);
+    grid.mLabelScale = std::max(1, inPicture.mWidth / kWidthOfLabelStep);
     return grid;
 }
 
@@ -65,8 +65,8 @@ std::string LabelOf(std::int64_t inFrame, const Timeline& inTimeline)
     {
         return TimecodeOfFrame(inFrame, inTimeline);
     }
-    const auto milliseconds =
-        static_cast<std::int64_t>(std::floor(inTimeline.mFrameStart(inFrame).AsSeconds() * 1000));
+    const std::int64_t milliseconds =
+        inTimeline.mFrameStart(inFrame).GetTicks() / (norviktypes::kTicksPerSecond / 1000);
     return fmt::format("{:02}:{:02}:{:02}.{:03}", milliseconds / 3600000, milliseconds / 60000 % 60,
                        milliseconds / 1000 % 60, milliseconds % 1000);
 }

@@ -23,16 +23,8 @@ void OnSignal(int inSignal)
     }
 }
 
-// A signal that the caller has set to be ignored stays ignored: that is how nohup and background
-// jobs keep a terminal's Ctrl-C from reaching them.
 void AskOn(int inSignal)
 {
-    struct sigaction before{};
-    sigaction(inSignal, nullptr, &before);
-    if (before.sa_handler == SIG_IGN)
-    {
-        return;
-    }
     struct sigaction ask{};
     ask.sa_handler = OnSignal;
     sigemptyset(&ask.sa_mask);

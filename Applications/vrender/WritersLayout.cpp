@@ -39,7 +39,7 @@ bool Has(AVPixelFormat inFormat, std::uint64_t inFlag)
 
 bool IsGrey(AVPixelFormat inFormat)
 {
-    return Descriptor(inFormat).nb_components <= 2 && !Has(inFormat, AV_PIX_FMT_FLAG_PAL);
+    return Descriptor(inFormat).nb_components <= 2;
 }
 
 bool IsAlwaysFullRange(AVPixelFormat inFormat)
@@ -54,7 +54,7 @@ bool IsLittleEndian16(AVPixelFormat inFormat)
 
 bool IsSmall(AVPixelFormat inFormat)
 {
-    return Descriptor(inFormat).comp[0].depth < 8 || inFormat == AV_PIX_FMT_PAL8;
+    return Descriptor(inFormat).comp[0].depth < 8;
 }
 
 // One of 4:2:0 with chroma between the pixels, as JPEG has it.
@@ -204,7 +204,7 @@ struct PictureLayout::Pixels
     std::int32_t mRowBytes = 0;
 };
 
-PictureLayout::PictureLayout(AVPixelFormat inFormat, const OutputDescription& inOutput)
+PictureLayout::PictureLayout(AVPixelFormat inFormat, const OutputDescription& inOutput, bool inIsJpeg)
     : mFormat(inFormat)
     , mWidth(inOutput.mWidth)
     , mHeight(inOutput.mHeight)
@@ -222,7 +222,7 @@ PictureLayout::PictureLayout(AVPixelFormat inFormat, const OutputDescription& in
     }
     else
     {
-        ChooseYUV(inOutput);
+        ChooseYUV(inOutput, inIsJpeg);
     }
     ChooseTags(inOutput);
     if (mWay != Way::kWrap)
@@ -241,6 +241,7 @@ PictureLayout::~PictureLayout() = default;
 bool PictureLayout::IsSupported(AVPixelFormat inFormat)
 {
     return !Has(inFormat, AV_PIX_FMT_FLAG_HWACCEL) && !Has(inFormat, AV_PIX_FMT_FLAG_BAYER) &&
+           !Has(inFormat, AV_PIX_FMT_FLAG_PAL) &&
            (IsSupportedPlanes(inFormat) || IsSupportedPacked(inFormat) || IsSupportedSmall(inFormat) ||
             inFormat == AV_PIX_FMT_UYVY422 || inFormat == AV_PIX_FMT_YUYV422);
 }
@@ -322,12 +323,11 @@ bool PictureLayout::ChooseWrappedYUV(bool inIs601, bool inInterlaced)
     return false;
 }
 
-void PictureLayout::ChooseYUV(const OutputDescription& inOutput)
+void PictureLayout::ChooseYUV(const OutputDescription& inOutput, bool inIsJpeg)
 {
     const AVPixFmtDescriptor& format = Descriptor(mFormat);
-    // JPEG files have no tags: they are what JFIF says, Rec.601 in full range.
-    mColour.mMatrix = IsAlwaysFullRange(mFormat) ? AVCOL_SPC_BT470BG : MatrixOf(inOutput);
-    const bool isFull = IsAlwaysFullRange(mFormat) || IsGrey(mFormat) ||
+    mColour.mMatrix = inIsJpeg ? AVCOL_SPC_BT470BG : MatrixOf(inOutput);
+    const bool isFull = inIsJpeg || IsAlwaysFullRange(mFormat) || IsGrey(mFormat) ||
                         inOutput.mSourceColour.mRange == av_color_range_name(AVCOL_RANGE_JPEG);
     mColour.mRange = isFull ? AVCOL_RANGE_JPEG : AVCOL_RANGE_MPEG;
 
@@ -595,7 +595,7 @@ void PictureLayout::LayFloatPlanes(const Pixels& inPixels, AVFrame& outPicture) 
     }
 }
 
-// Palettes and the like, in which colours are lost anyway: FFmpeg's own dithering.
+// Few bits, in which colours are lost anyway: FFmpeg's own dithering.
 void PictureLayout::LaySmall(const Pixels& inPixels, AVFrame& outPicture) const
 {
     const std::unique_ptr<SwsContext, ScalerDeleter> scaler(

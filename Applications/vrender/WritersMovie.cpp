@@ -10,6 +10,8 @@ extern "C"
 
 #include <cstdio>
 #include <cstdlib>
+#include <fcntl.h>
+#include <unistd.h>
 
 namespace vrender
 {
@@ -49,6 +51,11 @@ public:
 
     void Set(const char* inKey, const char* inValue) { av_dict_set(&mEntries, inKey, inValue, 0); }
     bool Has(const char* inKey) const { return av_dict_get(mEntries, inKey, nullptr, 0) != nullptr; }
+    std::string Get(const char* inKey) const
+    {
+        const AVDictionaryEntry* entry = av_dict_get(mEntries, inKey, nullptr, 0);
+        return entry == nullptr ? "" : entry->value;
+    }
     AVDictionary** Entries() { return &mEntries; }
     const char* FirstKey() const
     {
@@ -84,6 +91,35 @@ std::int64_t SeekInFile(void* inFile, std::int64_t inOffset, int inWhence)
     return base + inOffset;
 }
 
+// Some encoders print their own words about wrong options before FFmpeg's messages reach them, and a
+// failure shall be told in one line. Nothing else runs while an encoder is opened.
+class StandardErrorSilencer
+{
+public:
+    StandardErrorSilencer() : mSaved(::fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 3))
+    {
+        const int nowhere = mSaved < 0 ? -1 : ::open("/dev/null", O_WRONLY | O_CLOEXEC);
+        if (nowhere >= 0)
+        {
+            ::dup2(nowhere, STDERR_FILENO);
+            ::close(nowhere);
+        }
+    }
+    ~StandardErrorSilencer()
+    {
+        if (mSaved >= 0)
+        {
+            ::dup2(mSaved, STDERR_FILENO);
+            ::close(mSaved);
+        }
+    }
+    StandardErrorSilencer(const StandardErrorSilencer&) = delete;
+    StandardErrorSilencer& operator=(const StandardErrorSilencer&) = delete;
+
+private:
+    int mSaved;
+};
+
 bool HasOption(const AVCodecContext& inContext, const char* inName)
 {
     return inContext.priv_data != nullptr && inContext.codec->priv_class != nullptr &&
@@ -113,6 +149,7 @@ private:
     AVCodecID UsualCodec() const;
     void OpenEncoder(Dictionary& ioOptions);
     void SetRateControl(Dictionary& ioOptions);
+    void Quieten(Dictionary& ioOptions) const;
     void AddStream();
     void OpenFile(Dictionary& ioOptions);
     void Drain(const AVFrame* inFrame);
@@ -210,7 +247,7 @@ void MovieWriter::OpenEncoder(Dictionary& ioOptions)
         AV_PIX_FMT_YUV444P16LE, AV_PIX_FMT_NONE};
     const bool isY4m = codec->id == AV_CODEC_ID_WRAPPED_AVFRAME && mOutput.mPixelFormat.empty();
     mLayout = std::make_unique<PictureLayout>(
-        isY4m ? PictureLayout::Nearest(kY4m, mOutput) : ChoosePixelFormat(mOutput, codec), mOutput);
+        isY4m ? PictureLayout::Nearest(kY4m, mOutput) : ChoosePixelFormat(mOutput, codec), mOutput, IsJpeg(*codec));
 
     mEncoder.reset(avcodec_alloc_context3(codec));
     if (!mEncoder || !mPacket)
@@ -225,7 +262,12 @@ void MovieWriter::OpenEncoder(Dictionary& ioOptions)
         mEncoder->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
     }
     SetRateControl(ioOptions);
-    const int status = avcodec_open2(mEncoder.get(), codec, ioOptions.Entries());
+    Quieten(ioOptions);
+    int status = 0;
+    {
+        const StandardErrorSilencer silencer;
+        status = avcodec_open2(mEncoder.get(), codec, ioOptions.Entries());
+    }
     if (status < 0)
     {
         Fail(ExitCode::kUsage, std::string(codec->name) + " can't be set up", status);
@@ -265,6 +307,21 @@ void MovieWriter::SetRateControl(Dictionary& ioOptions)
     {
         mEncoder->flags |= AV_CODEC_FLAG_QSCALE;
         mEncoder->global_quality = FF_QP2LAMBDA * kDefaultQuantiser;
+    }
+}
+
+// These encoders print whatever they like past FFmpeg's messages; stderr is for what concerns the user.
+void MovieWriter::Quieten(Dictionary& ioOptions) const
+{
+    const std::string name = mEncoder->codec->name;
+    if (name == "libx265")
+    {
+        const std::string asked = ioOptions.Get("x265-params");
+        ioOptions.Set("x265-params", ("log-level=error" + (asked.empty() ? "" : ":" + asked)).c_str());
+    }
+    else if (name == "libsvtav1")
+    {
+        ::setenv("SVT_LOG", "1", 0);
     }
 }
 

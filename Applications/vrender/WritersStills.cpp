@@ -116,7 +116,7 @@ void StillsWriter::OpenEncoder()
         throw ToolError(ExitCode::kUsage, name + ": the suffix doesn't tell a format for stills, as .png or .tif do");
     }
     const AVCodec* codec = FindEncoder(mOutput, usual);
-    mLayout = std::make_unique<PictureLayout>(ChoosePixelFormat(mOutput, codec), mOutput);
+    mLayout = std::make_unique<PictureLayout>(ChoosePixelFormat(mOutput, codec, true), mOutput, IsJpeg(*codec));
     mEncoder.reset(avcodec_alloc_context3(codec));
     if (!mEncoder || !mPacket)
     {

@@ -54,14 +54,16 @@ void KeepMessage(void* inContext, int inLevel, const char* inFormat, va_list inA
     }
 }
 
-AVFieldOrder FieldOrderOf(norviktypes::FieldType inType)
+// Fields lie interleaved in the pictures; only Motion JPEG codes them one after the other.
+AVFieldOrder FieldOrderOf(norviktypes::FieldType inType, AVCodecID inCodec)
 {
+    const bool isSeparate = inCodec == AV_CODEC_ID_MJPEG;
     switch (inType)
     {
     case norviktypes::kFieldType_UpperFirst:
-        return AV_FIELD_TT;
+        return isSeparate ? AV_FIELD_TT : AV_FIELD_TB;
     case norviktypes::kFieldType_LowerFirst:
-        return AV_FIELD_BB;
+        return isSeparate ? AV_FIELD_BB : AV_FIELD_BT;
     default:
         return AV_FIELD_PROGRESSIVE;
     }
@@ -77,6 +79,23 @@ std::string Hexadecimal(const std::array<std::uint8_t, 16>& inBytes)
         text += kDigits[byte & 15];
     }
     return text;
+}
+
+// Those of a list that hold RGB in whole bytes, with the list's end.
+std::vector<AVPixelFormat> RGBFormats(const AVPixelFormat* inFormats)
+{
+    std::vector<AVPixelFormat> formats;
+    for (const AVPixelFormat* format = inFormats; *format != AV_PIX_FMT_NONE; ++format)
+    {
+        const AVPixFmtDescriptor* descriptor = av_pix_fmt_desc_get(*format);
+        if ((descriptor->flags & AV_PIX_FMT_FLAG_RGB) != 0 && (descriptor->flags & AV_PIX_FMT_FLAG_PAL) == 0 &&
+            descriptor->comp[0].depth >= 8)
+        {
+            formats.push_back(*format);
+        }
+    }
+    formats.push_back(AV_PIX_FMT_NONE);
+    return formats;
 }
 
 struct Md5Deleter
@@ -175,7 +194,7 @@ AVPixelFormat PixelFormatByName(const std::string& inName)
     return format;
 }
 
-AVPixelFormat ChoosePixelFormat(const OutputDescription& inOutput, const AVCodec* inEncoder)
+AVPixelFormat ChoosePixelFormat(const OutputDescription& inOutput, const AVCodec* inEncoder, bool inIsStill)
 {
     // Encoders of bare pictures take every format and list none.
     static constexpr AVPixelFormat kAny[] = {
@@ -186,7 +205,9 @@ AVPixelFormat ChoosePixelFormat(const OutputDescription& inOutput, const AVCodec
     const AVPixelFormat* offered = inEncoder->pix_fmts == nullptr ? kAny : inEncoder->pix_fmts;
     if (inOutput.mPixelFormat.empty())
     {
-        const AVPixelFormat nearest = PictureLayout::Nearest(offered, inOutput);
+        const std::vector<AVPixelFormat> colours = RGBFormats(offered);
+        const bool isRGB = inIsStill && colours.size() > 1;
+        const AVPixelFormat nearest = PictureLayout::Nearest(isRGB ? colours.data() : offered, inOutput);
         if (nearest == AV_PIX_FMT_NONE)
         {
             throw ToolError(ExitCode::kUsage, inOutput.mPath + ": " + inEncoder->name + " takes no plain pictures");
@@ -225,12 +246,17 @@ void DescribePictures(const OutputDescription& inOutput, const PictureLayout& in
     ioContext.colorspace = inLayout.Colour().mMatrix;
     ioContext.color_range = inLayout.Colour().mRange;
     ioContext.chroma_sample_location = inLayout.Siting();
-    ioContext.field_order = FieldOrderOf(inOutput.mFieldType);
+    ioContext.field_order = FieldOrderOf(inOutput.mFieldType, ioContext.codec_id);
     if (norviktypes::IsInterlaced(inOutput.mFieldType))
     {
         ioContext.flags |= AV_CODEC_FLAG_INTERLACED_DCT | AV_CODEC_FLAG_INTERLACED_ME;
     }
     ioContext.thread_count = static_cast<int>(inOutput.mThreads);
+}
+
+bool IsJpeg(const AVCodec& inEncoder)
+{
+    return inEncoder.id == AV_CODEC_ID_MJPEG || inEncoder.id == AV_CODEC_ID_LJPEG;
 }
 
 std::unique_ptr<FrameWriter> CreateWriter(const OutputDescription& inOutput)

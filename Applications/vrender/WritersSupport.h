@@ -51,8 +51,8 @@ class PictureLayout
 {
 public:
     // The layout for inFormat from a source as inOutput describes it. Throws ToolError (kUsage) for a
-    // format that can't be written.
-    PictureLayout(AVPixelFormat inFormat, const OutputDescription& inOutput);
+    // format that can't be written. inIsJpeg: the files have no tags and are read as Rec.601, full range.
+    PictureLayout(AVPixelFormat inFormat, const OutputDescription& inOutput, bool inIsJpeg = false);
     ~PictureLayout();
 
     static bool IsSupported(AVPixelFormat inFormat);
@@ -79,7 +79,7 @@ private:
     struct Pixels;
 
     void ChooseRGB(const OutputDescription& inOutput);
-    void ChooseYUV(const OutputDescription& inOutput);
+    void ChooseYUV(const OutputDescription& inOutput, bool inIsJpeg);
     void ChooseTags(const OutputDescription& inOutput);
     bool ChooseWrappedYUV(bool inIs601, bool inInterlaced);
 
@@ -111,10 +111,13 @@ std::unique_ptr<FrameWriter> CreateNullWriter(const OutputDescription& inOutput)
 std::unique_ptr<FrameWriter> CreateRawWriter(const OutputDescription& inOutput);
 std::unique_ptr<FrameWriter> CreateMovieWriter(const OutputDescription& inOutput);
 
+// True for encoders of pictures without a colour description of their own.
+bool IsJpeg(const AVCodec& inEncoder);
 // The encoder of that name, or the container's usual one. Throws ToolError (kCodecMissing).
 const AVCodec* FindEncoder(const OutputDescription& inOutput, AVCodecID inUsual);
 // --pix-fmt where it is given, else the nearest one that inEncoder takes (any, where it doesn't say).
-AVPixelFormat ChoosePixelFormat(const OutputDescription& inOutput, const AVCodec* inEncoder);
+// inIsStill: of RGB formats if it takes any, since hardly a viewer of stills knows the others.
+AVPixelFormat ChoosePixelFormat(const OutputDescription& inOutput, const AVCodec* inEncoder, bool inIsStill = false);
 // FFmpeg's format of that name. Throws ToolError (kUsage).
 AVPixelFormat PixelFormatByName(const std::string& inName);
 

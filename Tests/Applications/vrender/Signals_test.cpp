@@ -1,0 +1,137 @@
+#include "Tests/Applications/vrender/RunTool.h"
+#include "Tests/Support/Paths.h"
+
+#include <gtest/gtest.h>
+
+#include <csignal>
+
+using namespace TestSupport;
+
+namespace
+{
+
+// Ends a render in its middle by inSignal and looks at what it left.
+void ExpectPartAfter(int inSignal, int inCode)
+{
+    const ScratchFolder folder;
+    const std::string out = folder.File("out.mkv");
+    ChildProcess tool(ToolRequest({"render", LongMovie(), out, "-o", "preset=veryslow", "--progress", "fd:1"}));
+    ASSERT_TRUE(tool.WaitForText("progress=continue"));
+    tool.Signal(inSignal);
+    const ChildResult result = tool.Wait();
+    EXPECT_EQ(result.exitCode, inCode) << result.Describe();
+    EXPECT_NE(result.err.find(out + ".part"), std::string::npos) << result.err;
+    EXPECT_NE(result.out.find("progress=interrupted"), std::string::npos) << result.out;
+    EXPECT_EQ(FolderNames(folder.Path()), std::vector<std::string>{"out.mkv.part"});
+    // The trailer is there: a reader finds whole frames and an end.
+    const std::vector<std::string> sums = FrameSums(out + ".part", "yuv420p");
+    EXPECT_GE(sums.size(), 1u);
+    EXPECT_LT(sums.size(), 600u);
+    EXPECT_EQ(Probe(out + ".part", "format=duration").find("N/A"), std::string::npos);
+}
+
+} // namespace
+
+TEST(Signals, InterruptWritesTheTrailerAndNamesThePart)
+{
+    ExpectPartAfter(SIGINT, 130);
+}
+
+TEST(Signals, TerminationWritesTheTrailerAndNamesThePart)
+{
+    ExpectPartAfter(SIGTERM, 143);
+}
+
+TEST(Signals, AnOlderOutputSurvivesAnInterrupt)
+{
+    const ScratchFolder folder;
+    WriteFile(folder.File("out.mp4"), "older");
+    ChildProcess tool(ToolRequest({"render", LongMovie(), folder.File("out.mp4"), "-o", "preset=veryslow", "--overwrite",
+                                   "--progress", "fd:1"}));
+    ASSERT_TRUE(tool.WaitForText("progress=continue"));
+    tool.Signal(SIGINT);
+    EXPECT_EQ(tool.Wait().exitCode, 130);
+    EXPECT_EQ(ReadFile(folder.File("out.mp4")), "older");
+    EXPECT_TRUE(FileExists(folder.File("out.mp4.part")));
+}
+
+TEST(Signals, AReaderThatHasStoppedReadingCannotHoldUpAnEnd)
+{
+    // The test's end of the pipe stays open and unread; what it takes on its own is soon used up.
+    const ScratchFolder folder;
+    ChildRequest request;
+    request.words = {"sh", "-c", "'" + std::string(VRENDER_PATH) + "' render '" + LongMovie() +
+                                     "' - --format raw --progress '" + folder.File("p") + "' & p=$!; exec 3>&-; "
+                                     "sleep 2; kill -INT $p; wait $p; echo code $? >&2"};
+    request.words[2] = "{ " + request.words[2] + "; } | sleep 15";
+    request.seconds = 40;
+    const ChildResult result = RunChild(request);
+    EXPECT_NE(result.err.find("code 74"), std::string::npos) << result.Describe();
+}
+
+TEST(Progress, LinesAreThoseThatFFmpegWrites)
+{
+    const ChildResult result = RunTool({"render", SmallMovie(), "null:", "--progress", "fd:1"});
+    EXPECT_EQ(result.exitCode, 0);
+    EXPECT_EQ(result.err, "");
+    const std::vector<std::string> lines = Lines(result.out);
+    ASSERT_GE(lines.size(), 12u);
+    EXPECT_EQ(lines.back(), "progress=end");
+    for (const char* line : {"frame=50", "total_frames=50", "out_time_us=2000000", "out_time=00:00:02.000000", "dup_frames=0", "drop_frames=0"})
+    {
+        EXPECT_EQ(std::count(lines.end() - 12, lines.end(), line), 1) << line;
+    }
+}
+
+TEST(Progress, JsonIsOneObjectALine)
+{
+    const ScratchFolder folder;
+    for (const std::vector<std::string>& words : std::vector<std::vector<std::string>>{
+             {"--progress", folder.File("p.jsonl")}, {"--progress", folder.File("p"), "--progress-format", "json"}})
+    {
+        std::vector<std::string> command = {"render", SmallMovie(), "null:"};
+        command.insert(command.end(), words.begin(), words.end());
+        EXPECT_EQ(RunTool(command).exitCode, 0);
+        const std::vector<std::string> lines = Lines(ReadFile(words[1]));
+        ASSERT_GE(lines.size(), 1u);
+        EXPECT_EQ(lines.back().rfind("{\"frame\": 50, \"total_frames\": 50, \"percent\": 100, ", 0), 0u) << lines.back();
+        EXPECT_NE(lines.back().find("\"progress\": \"end\"}"), std::string::npos);
+    }
+}
+
+TEST(Progress, AWatcherThatLeavesDoesNotEndTheRender)
+{
+    const ScratchFolder folder;
+    const ChildResult result = RunTool({"render", SmallMovie(), folder.File("out.mkv"), "--progress", "/dev/full"});
+    EXPECT_EQ(result.exitCode, 0) << result.Describe();
+    EXPECT_NE(result.err.find("no more reports"), std::string::npos) << result.err;
+    EXPECT_TRUE(FileExists(folder.File("out.mkv")));
+}
+
+TEST(Progress, NoLineIsDrawnWhereThereIsNoTerminal)
+{
+    const ChildResult result = RunTool({"render", SmallMovie(), "null:"});
+    EXPECT_EQ(result.err, "");
+    EXPECT_EQ(result.out, "");
+}
+
+TEST(Progress, ATerminalSeesFramesShareSpeedTimeAndMemory)
+{
+    ChildRequest request;
+    request.words = {"script", "-qec", "'" + std::string(VRENDER_PATH) + "' render '" + LongMovie() + "' null:", "/dev/null"};
+    request.environment = {{"TERM", "xterm"}};
+    ChildResult result;
+    try
+    {
+        result = RunChild(request);
+    }
+    catch (const std::runtime_error&)
+    {
+        GTEST_SKIP() << "there is no script(1) to give the tool a terminal";
+    }
+    EXPECT_EQ(result.exitCode, 0) << result.Describe();
+    for (const char* part : {"/600 frames  ", "%  ", " fps  ", " left  ", " MiB"})
+    {
+        EXPECT_NE(result.out.find(part), std::string::npos) << part << ": " << result.out;
+    }
+}
