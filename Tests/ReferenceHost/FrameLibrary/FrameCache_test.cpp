@@ -150,6 +150,21 @@ TEST(FrameCache, LeastRecentlyUsedLeavesFirst)
     EXPECT_EQ(cache.GetCounters().mBytes, 3 * kFrameBytes);
 }
 
+TEST(FrameCache, UseCountsWithinAShardAndAcrossThem)
+{
+    constexpr std::uint64_t kCount = 128;
+    FrameCache cache(kCount * kFrameBytes);
+    Fill(cache, 1, kCount);
+    Numbers odd;
+    for (std::uint64_t number = 1; number <= kCount; number += 2)
+    {
+        EXPECT_TRUE(cache.Retrieve(Key(number)));
+        odd.push_back(number);
+    }
+    Fill(cache, kCount + 1, kCount / 2);
+    EXPECT_EQ(Present(cache, 1, kCount), odd);
+}
+
 TEST(FrameCache, LessImportantLeavesBeforeOlder)
 {
     FrameCache cache(3 * kFrameBytes);

@@ -95,6 +95,8 @@ TEST(FrameGeometry, ChromaOfOddSidesIsRoundedUp)
     EXPECT_FALSE(VF::GetFrameGeometry(kPixelFormat_YUV_420_MPEG2_Frame_8u_709, 129, 129, 2, geometry));
     EXPECT_TRUE(VF::GetFrameGeometry(kPixelFormat_YUV_420_MPEG2_Frame_8u_709, 130, 129, 2, geometry));
     EXPECT_FALSE(VF::GetFrameGeometry(kPixelFormat_YUV_420_MPEG2_Frame_8u_709, 131, 129, 2, geometry));
+    EXPECT_FALSE(VF::GetFrameGeometry(kPixelFormat_YUV_420_MPEG2_Frame_10u_709, 258, 129, 2, geometry));
+    EXPECT_TRUE(VF::GetFrameGeometry(kPixelFormat_YUV_420_MPEG2_Frame_10u_709, 260, 129, 2, geometry));
 }
 
 TEST(FrameGeometry, AcceptsRowsWithoutPadding)

@@ -1,10 +1,12 @@
 #include "VF/PNG.h"
 
 #include "ReferenceHost/FrameLibrary/FramePool.h"
+#include "ReferenceHost/FrameLibrary/PNGCodec.h"
 #include "ReferenceHost/FrameLibrary/VideoFrame.h"
 #include "Tests/Support/PixelMatchers.h"
 #include "Tests/Support/Scale.h"
 #include "VF/VideoFrame.h"
+#include "VF/VideoFrameManipulators.h"
 
 #include <gtest/gtest.h>
 
@@ -86,6 +88,26 @@ std::vector<std::uint8_t> BytesOf(const Memory& inMemory)
 {
     const auto* const bytes = static_cast<const std::uint8_t*>(inMemory->Buffer());
     return {bytes, bytes + inMemory->Size()};
+}
+
+class CollectingTarget final : public VF::IPNGRowTarget
+{
+public:
+    explicit CollectingTarget(std::size_t inRowBytes) : mRow(inRowBytes) {}
+    std::uint8_t* PlaceForRow(std::uint32_t) noexcept override { return mRow.data(); }
+    void RowIsThere(std::uint32_t) noexcept override { mBytes.insert(mBytes.end(), mRow.begin(), mRow.end()); }
+
+    std::vector<std::uint8_t> mRow;
+    std::vector<std::uint8_t> mBytes;
+};
+
+// The rows of the picture, top row first.
+std::vector<std::uint8_t> RowsIn(const Memory& inMemory)
+{
+    const auto reader = VF::PNGReader::Open(inMemory->Buffer(), inMemory->Size());
+    CollectingTarget target(VF::PNGRowBytes(reader->Header()));
+    EXPECT_TRUE(reader->ReadRows(target));
+    return target.mBytes;
 }
 
 std::uint32_t Crc(const std::uint8_t* inBytes, std::size_t inSize)
@@ -307,12 +329,29 @@ TEST(PNG, NotesThatDoNotFitThePictureGiveNoFrame)
     const std::pair<const char*, const char*> forgeries[] = {
         {"80 40", "80 41"}, {"80 40", "40 80"}, {"80 40", "80x40"}, {"80 40", "80 -1"}, {"80 40", " 8040"},
         {"80 40", "80 4 "}, {"80 40", "0 040"}, {"BGRA_4444_8u", "UYVY_422_8u_"}, {"BGRA_4444_8u", "BGRQ_4444_8u"},
-        {"BGRA_4444_8u", "VUYA_4444_8U"}, {"-1 -1", "-1 --"}, {"0 1", "9 1"}, {"0 1", "0 9"}};
+        {"BGRA_4444_8u", "VUYA_4444_8U"}, {"-1 -1", "-1 --"}, {"-1 -1", "-1 1x"}, {"0 1", "9 1"}, {"0 1", "0 9"}};
     for (const auto& [from, to] : forgeries)
     {
         EXPECT_FALSE(VF::DecompressPNG(FromBytes(Forged(whole, from, to)))) << from << " to " << to;
     }
     EXPECT_TRUE(VF::DecompressPNG(FromBytes(Forged(whole, "BGRA_4444_8u", "VUYA_4444_8u")))) << "which fits";
+}
+
+TEST(PNG, BottomUpFrameIsAnUprightPicture)
+{
+    IVideoFrameRef turned;
+    const IVideoFrameRef upright = NoisyFrame(kPixelFormat_BGRA_4444_8u, 13, 7);
+    ASSERT_EQ(VF::CreateVideoFrame(turned, kPixelFormat_BGRA_4444_8u_BottomUp, 13, 7, {1, 1}, false, false), 0);
+    ASSERT_EQ(VF::VideoFrameManipulators::CopyFrame(upright, turned, kRenderQuality_High), 0);
+    EXPECT_EQ(RowsIn(VF::CompressPNG(turned)), RowsIn(VF::CompressPNG(upright)));
+}
+
+TEST(PNG, PictureWithMoreDataThanItSaysGivesNoFrame)
+{
+    std::vector<std::uint8_t> bytes = BytesOf(VF::CompressPNG(NoisyFrame(kPixelFormat_BGRA_4444_8u, 80, 40)));
+    PutBigEndian(bytes.data() + 20, 39);
+    PutBigEndian(bytes.data() + 29, Crc(bytes.data() + 12, 17));
+    EXPECT_FALSE(VF::DecompressPNG(FromBytes(Forged(bytes, "80 40", "80 39"))));
 }
 
 TEST(PNG, SmallFileThatClaimsAHugePictureIsRefusedWithoutMemory)

@@ -1,6 +1,7 @@
 #include "VF/VideoFrameManipulators.h"
 
 #include "ReferenceHost/FrameLibrary/VideoFrame.h"
+#include "TVK/Allocated.h"
 #include "Tests/Support/FramePainter.h"
 #include "Tests/Support/PixelMatchers.h"
 #include "VF/VideoFrame.h"
@@ -9,7 +10,9 @@
 
 #include <array>
 #include <cstring>
+#include <memory>
 #include <string>
+#include <tuple>
 #include <vector>
 
 using namespace norviktypes;
@@ -71,6 +74,50 @@ std::vector<std::array<T, 4>> PixelsOf(const IVideoFrameRef& inFrame)
 using Bytes = std::vector<std::array<std::uint8_t, 4>>;
 using Words = std::vector<std::array<std::uint16_t, 4>>;
 using Floats = std::vector<std::array<float, 4>>;
+
+// A frame of another maker: its rows are as long as it likes, and its memory ends with its last pixel.
+class ForeignFrame final : public TVK::Implements<ForeignFrame, MF::IVideoFrame, VF::IVideoFramePixels, VF::IVideoFrameRaster>
+{
+public:
+    ForeignFrame(const IVideoFrameRef& inModel, std::size_t inRowBytes, std::size_t inBytes)
+        : mModel(inModel), mRowBytes(inRowBytes), mBytes(new std::uint8_t[inBytes]())
+    {
+    }
+
+    void GetBounds(TVK::Rect& outBounds) const override { mModel->GetBounds(outBounds); }
+    bool SupportsTargetBounds(const TVK::Rect& inBounds) const override { return mModel->SupportsTargetBounds(inBounds); }
+    void GetPixelAspectRatio(PixelAspectRatio& outRatio) const override { mModel->GetPixelAspectRatio(outRatio); }
+    void GetPixelFormat(PixelFormat& outFormat) const override { mModel->GetPixelFormat(outFormat); }
+    bool IsFrozen() const override { return mModel->IsFrozen(); }
+    void Freeze() override { mModel->Freeze(); }
+    FieldType GetFieldType() const override { return mModel->GetFieldType(); }
+    void SetFieldType(FieldType inType) override { mModel->SetFieldType(inType); }
+    AlphaChannel GetAlphaType() const override { return mModel->GetAlphaType(); }
+    bool MayHaveTransparency() const override { return mModel->MayHaveTransparency(); }
+    void GetOrigin(TVK::Point& outOrigin) const override { mModel->GetOrigin(outOrigin); }
+    bool GetContentRect(TVK::Rect& outRect) const override { return mModel->GetContentRect(outRect); }
+    void SetContentRect(const TVK::Rect& inRect) override { mModel->SetContentRect(inRect); }
+    void ClearContentRect() override { mModel->ClearContentRect(); }
+    void SetPixelAspectRatio(const PixelAspectRatio& inRatio) override { mModel->SetPixelAspectRatio(inRatio); }
+    void SetAlphaType(AlphaChannel inType) override { mModel->SetAlphaType(inType); }
+    void SetOrigin(const TVK::Point& inOrigin) override { mModel->SetOrigin(inOrigin); }
+    std::int32_t CreateCompatibleFrame(IVideoFrameRef& outFrame) const override
+    {
+        return mModel->CreateCompatibleFrame(outFrame);
+    }
+    void SetRenderMilliseconds(std::uint32_t) override {}
+    std::uint32_t GetRenderMilliseconds() const override { return 0; }
+    bool IsPremultiplied() const override { return mModel->IsPremultiplied(); }
+    void* GetPixels() const override { return mBytes.get(); }
+    std::uint32_t GetRowBytesUnsigned() const override { return static_cast<std::uint32_t>(mRowBytes); }
+    std::int32_t GetRowBytes() const override { return static_cast<std::int32_t>(mRowBytes); }
+    std::int32_t GetPixelStride() const override { return 0; }
+
+private:
+    const IVideoFrameRef mModel;
+    const std::size_t mRowBytes;
+    const std::unique_ptr<std::uint8_t[]> mBytes;
+};
 
 // Upper lines of one moment, lower lines of another.
 IVideoFrameRef InterlacedFrame(const PixelFormat& inFormat, std::uint32_t inWidth, std::uint32_t inHeight)
@@ -190,6 +237,25 @@ TEST(CopyFrame, FrozenTargetIsRefusedAndStaysAsItWas)
     EXPECT_LT(CopyFrame(source, target, kQuality), 0);
     EXPECT_LT(CopyFrameWithFields(source, target, kQuality, 0), 0);
     EXPECT_TRUE(TestSupport::IsFilledWith(target, {0, 0, 0, 255}));
+}
+
+TEST(CopyFrame, FramesOfOtherMakersMayHaveOtherRows)
+{
+    for (const auto& [format, rowBytes, bytes] :
+         {std::tuple{kPixelFormat_BGRA_4444_8u, 31u * 4, 31u * 4 * 9},
+          std::tuple{kPixelFormat_BGRA_4444_8u, 128u, 128u * 8 + 31 * 4},
+          std::tuple{kPixelFormat_BGRA_4444_8u, 130u, 130u * 8 + 31 * 4},
+          std::tuple{kPixelFormat_YUV_420_MPEG2_Frame_8u_601, 32u, 32u * 9 + 16 * 5 * 2}})
+    {
+        SCOPED_TRACE(rowBytes);
+        const IVideoFrameRef source = NoisyFrame(format);
+        const IVideoFrameRef foreign(new ForeignFrame(NewFrame(format, 31, 9), rowBytes, bytes));
+        ASSERT_EQ(CopyFrame(source, foreign, kQuality), 0);
+        EXPECT_TRUE(HaveEqualPixels(foreign, source));
+        const IVideoFrameRef back = NewFrame(format, 31, 9);
+        ASSERT_EQ(CopyFrame(foreign, back, kQuality), 0);
+        EXPECT_TRUE(HaveEqualPixels(back, source));
+    }
 }
 
 TEST(CopyFrame, OntoItselfChangesNothing)
