@@ -373,6 +373,92 @@ void Accumulate(const float* inRow, float inWeight, bool inIsFirst, float* ioSum
     }
 }
 
+// --- chroma between full and half width
+
+float FourTaps(const float* inRow, std::ptrdiff_t inFirst, std::ptrdiff_t inLast, const float* inWeights)
+{
+    float sum = 0.0F;
+    for (std::ptrdiff_t tap = 0; tap < 4; ++tap)
+    {
+        const std::ptrdiff_t at = inFirst + tap;
+        const std::ptrdiff_t mirrored = at < 0 ? -1 - at : at > inLast ? 2 * inLast + 1 - at : at;
+        sum += inWeights[tap] * inRow[std::clamp<std::ptrdiff_t>(mirrored, 0, inLast)];
+    }
+    return sum;
+}
+
+// inWeights: of the full-width samples 2x - 1 to 2x + 2.
+void HalveRow(const float* inFull, const float* inWeights, float* outRow, std::size_t inFullWidth)
+{
+    const Floats d;
+    const auto last = static_cast<std::ptrdiff_t>(inFullWidth) - 1;
+    const std::size_t count = (inFullWidth + 1) / 2;
+    const std::size_t step = hn::Lanes(d);
+    outRow[0] = FourTaps(inFull, -1, last, inWeights);
+    std::size_t x = 1;
+    for (; x + step <= count && (x + step) * 2 < inFullWidth; x += step)
+    {
+        FloatVector before;
+        FloatVector own;
+        FloatVector after;
+        FloatVector next;
+        hn::LoadInterleaved2(d, inFull + x * 2 - 1, before, own);
+        hn::LoadInterleaved2(d, inFull + x * 2 + 1, after, next);
+        FloatVector sum = hn::Add(hn::Zero(d), hn::Mul(hn::Set(d, inWeights[0]), before));
+        sum = hn::Add(sum, hn::Mul(hn::Set(d, inWeights[1]), own));
+        sum = hn::Add(sum, hn::Mul(hn::Set(d, inWeights[2]), after));
+        sum = hn::Add(sum, hn::Mul(hn::Set(d, inWeights[3]), next));
+        hn::StoreU(sum, d, outRow + x);
+    }
+    for (; x < count; ++x)
+    {
+        outRow[x] = FourTaps(inFull, static_cast<std::ptrdiff_t>(x) * 2 - 1, last, inWeights);
+    }
+}
+
+float Between(const float* inRow, std::ptrdiff_t inLeft, std::ptrdiff_t inLast, float inWeight)
+{
+    const float left = inRow[std::clamp<std::ptrdiff_t>(inLeft, 0, inLast)];
+    const float right = inRow[std::clamp<std::ptrdiff_t>(inLeft + 1, 0, inLast)];
+    return left * (1.0F - inWeight) + right * inWeight;
+}
+
+// The even and the odd pixels of a stretch lie between two samples each, from sample i + inShifts on, at inWeights.
+void DoubleRow(const float* inRow, const std::ptrdiff_t* inShifts, const float* inWeights, float* outFull,
+               std::size_t inFullWidth)
+{
+    const Floats d;
+    const std::size_t step = hn::Lanes(d);
+    const std::size_t count = (inFullWidth + 1) / 2;
+    const auto last = static_cast<std::ptrdiff_t>(count) - 1;
+    const auto one = [&](std::size_t inX)
+    {
+        const std::size_t parity = inX % 2;
+        outFull[inX] =
+            Between(inRow, static_cast<std::ptrdiff_t>(inX / 2) + inShifts[parity], last, inWeights[parity]);
+    };
+    for (std::size_t x = 0; x < std::min<std::size_t>(2, inFullWidth); ++x)
+    {
+        one(x);
+    }
+    std::size_t i = 1;
+    for (; i + step < count && (i + step) * 2 <= inFullWidth; i += step)
+    {
+        FloatVector pixels[2];
+        for (std::size_t parity = 0; parity < 2; ++parity)
+        {
+            const float* left = inRow + static_cast<std::ptrdiff_t>(i) + inShifts[parity];
+            pixels[parity] = hn::Add(hn::Mul(hn::LoadU(d, left), hn::Set(d, 1.0F - inWeights[parity])),
+                                     hn::Mul(hn::LoadU(d, left + 1), hn::Set(d, inWeights[parity])));
+        }
+        hn::StoreInterleaved2(pixels[0], pixels[1], d, outFull + i * 2);
+    }
+    for (std::size_t x = i * 2; x < inFullWidth; ++x)
+    {
+        one(x);
+    }
+}
+
 // --- floats to samples
 
 struct Codes
@@ -526,6 +612,8 @@ HWY_EXPORT(ReadPacked4Row);
 HWY_EXPORT(ApplyRowPlan);
 HWY_EXPORT(SubtractMatte);
 HWY_EXPORT(Accumulate);
+HWY_EXPORT(HalveRow);
+HWY_EXPORT(DoubleRow);
 HWY_EXPORT(WritePlaneRow);
 HWY_EXPORT(WritePacked4Row);
 HWY_EXPORT(NameOfTarget);
@@ -838,6 +926,20 @@ void WidenChromaRow(const Picture& inPicture, const float* inRow, float* outRow)
     const auto last = static_cast<std::ptrdiff_t>(inPicture.ChromaWidth() - 1);
     const std::int32_t step = 1 << inPicture.shiftX;
     const double offset = ChromaOffsetX(inPicture);
+    if (step == 2)
+    {
+        std::ptrdiff_t shifts[2];
+        float weights[2];
+        for (int parity = 0; parity < 2; ++parity)
+        {
+            const double place = (parity - offset) / 2;
+            shifts[parity] = static_cast<std::ptrdiff_t>(std::floor(place));
+            weights[parity] = static_cast<float>(place - std::floor(place));
+        }
+        HWY_DYNAMIC_DISPATCH(DoubleRow)
+        (inRow, shifts, weights, outRow, static_cast<std::size_t>(inPicture.width));
+        return;
+    }
     for (std::int32_t phase = 0; phase < step; ++phase)
     {
         const double place = (phase - offset) / step;
@@ -870,6 +972,11 @@ void ShrinkChromaRow(const Picture& inTarget, const float* inFull, float* outRow
     for (std::int32_t tap = 0; tap < taps; ++tap)
     {
         weights[tap] = static_cast<float>(std::max(0.0, 1.0 - std::fabs(first + tap - offset) / step) / step);
+    }
+    if (step == 2)
+    {
+        HWY_DYNAMIC_DISPATCH(HalveRow)(inFull, weights, outRow, static_cast<std::size_t>(inTarget.width));
+        return;
     }
     const std::int32_t last = inTarget.width - 1;
     for (std::int32_t x = 0; x < inTarget.ChromaWidth(); ++x)
