@@ -54,17 +54,14 @@ FieldOrder ReadFieldOrder(AVFieldOrder inOrder)
     }
 }
 
-FileAlpha ReadAlpha(const AVStream& inStream)
+FileAlpha ReadAlpha(int inPixelFormat, int inCodec)
 {
-    const AVCodecParameters& parameters = *inStream.codecpar;
-    const AVPixFmtDescriptor* descriptor = av_pix_fmt_desc_get(static_cast<AVPixelFormat>(parameters.format));
-    const bool hasSideAlpha = Tag(inStream.metadata, "alpha_mode") == "1" &&
-                              (parameters.codec_id == AV_CODEC_ID_VP8 || parameters.codec_id == AV_CODEC_ID_VP9);
-    if (!hasSideAlpha && (!descriptor || !(descriptor->flags & AV_PIX_FMT_FLAG_ALPHA)))
+    const AVPixFmtDescriptor* descriptor = av_pix_fmt_desc_get(static_cast<AVPixelFormat>(inPixelFormat));
+    if (!descriptor || !(descriptor->flags & AV_PIX_FMT_FLAG_ALPHA))
     {
         return FileAlpha::kNone;
     }
-    return parameters.codec_id == AV_CODEC_ID_EXR ? FileAlpha::kPremultiplied : FileAlpha::kStraight;
+    return inCodec == AV_CODEC_ID_EXR ? FileAlpha::kPremultiplied : FileAlpha::kStraight;
 }
 
 void ReadStreams(const AVFormatContext& inContext, FileFacts& ioFacts)
@@ -226,12 +223,26 @@ FileFacts ReadFacts(const std::string& inPath, const AVFormatContext& inContext,
     facts.colour = ResolveColour(parameters.color_space, parameters.color_primaries, parameters.color_trc,
                                  parameters.color_range, parameters.chroma_location, parameters.height,
                                  parameters.format);
-    facts.alpha = ReadAlpha(inStream);
+    facts.alpha = ReadAlpha(parameters.format, parameters.codec_id);
     ReadStreams(inContext, facts);
     ReadTimecode(inContext, inStream, facts);
     ReadTags(inContext.metadata, facts);
     ReadTags(inStream.metadata, facts);
     return facts;
+}
+
+void ReadPicture(const AVFrame& inPicture, FileFacts& ioFacts)
+{
+    const AVPixFmtDescriptor* format = av_pix_fmt_desc_get(static_cast<AVPixelFormat>(inPicture.format));
+    ioFacts.width = inPicture.width;
+    ioFacts.height = inPicture.height;
+    ioFacts.pixelFormat = inPicture.format;
+    ioFacts.pixelFormatName = Text(format ? format->name : nullptr);
+    ioFacts.bitDepth = format ? format->comp[0].depth : 8;
+    ioFacts.alpha = ReadAlpha(inPicture.format, ioFacts.codecID);
+    ioFacts.colour = ResolveColour(inPicture.colorspace, inPicture.color_primaries, inPicture.color_trc,
+                                   inPicture.color_range, inPicture.chroma_location, inPicture.height,
+                                   inPicture.format);
 }
 
 }

@@ -17,6 +17,9 @@ bool IsStillContainer(const std::string& inName);
 // How a picture with a display matrix (nine numbers, as streams and pictures carry them) is to be shown.
 Orientation OrientationOfMatrix(const std::int32_t* inMatrix);
 
+// Replaces what a picture knows better: size, format, depth, alpha and colour.
+void ReadPicture(const AVFrame& inPicture, FileFacts& ioFacts);
+
 // Colour of a picture or stream with what is left open filled in by its size and format.
 ColourDescription ResolveColour(int inMatrix, int inPrimaries, int inTransfer, int inRange, int inSiting, int inHeight,
                                 int inPixelFormat);

@@ -115,22 +115,29 @@ bool MediaFile::Impl::Open(const std::string& inPath, const FileOptions& inOptio
     return true;
 }
 
-// Streams of these codecs say in their pictures only, or better there, whether they are interlaced.
+// What containers leave out or get wrong, and pictures tell: fields in some codecs, the format where probing found
+// none or used another decoder.
 void MediaFile::Impl::LookAtFirstPicture()
 {
-    const bool saysInPictures = facts.codecID == AV_CODEC_ID_MPEG2VIDEO || facts.codecID == AV_CODEC_ID_MPEG4 ||
-                                facts.codecID == AV_CODEC_ID_VC1 || facts.codecID == AV_CODEC_ID_DVVIDEO ||
-                                (facts.codecID == AV_CODEC_ID_H264 && facts.fieldOrder == FieldOrder::kUnknown);
-    if (!saysInPictures)
+    const bool saysFields = facts.codecID == AV_CODEC_ID_MPEG2VIDEO || facts.codecID == AV_CODEC_ID_MPEG4 ||
+                            facts.codecID == AV_CODEC_ID_VC1 || facts.codecID == AV_CODEC_ID_DVVIDEO ||
+                            (facts.codecID == AV_CODEC_ID_H264 && facts.fieldOrder == FieldOrder::kUnknown);
+    const bool saysFormat = facts.pixelFormat < 0 || facts.width <= 0 ||
+                            mSetup.codec != avcodec_find_decoder(mParameters->codec_id);
+    const FrameAnswer first = saysFields || saysFormat ? decoders->Get(0) : FrameAnswer();
+    if (!first.picture)
     {
         return;
     }
-    const FrameAnswer first = decoders->Get(0);
-    if (first.picture && first.picture->interlaced_frame)
+    if (saysFormat)
+    {
+        ReadPicture(*first.picture, facts);
+    }
+    if (first.picture->interlaced_frame)
     {
         facts.fieldOrder = first.picture->top_field_first ? FieldOrder::kUpperFirst : FieldOrder::kLowerFirst;
     }
-    else if (first.picture && facts.fieldOrder == FieldOrder::kUnknown)
+    else if (facts.fieldOrder == FieldOrder::kUnknown)
     {
         facts.fieldOrder = FieldOrder::kProgressive;
     }
