@@ -614,11 +614,16 @@ bool NeedsColourMapping(const Picture& inSource) noexcept
 std::int32_t ScalePictures(const Picture& inSource, std::int32_t inSourceField, const Picture& inTarget,
                            std::int32_t inTargetField, std::int32_t inQuality)
 {
+    // Chroma rows that the fields share belong to no field alone: they are interpolated while rows are picked.
+    const bool sharesChroma = inSource.shiftY != 0 && !inSource.isFieldChroma;
     const bool isWhole = inSourceField == kIR_WholePicture && inTargetField == kIR_WholePicture;
-    const bool isSameSize = inSource.width == inTarget.width && inSource.height == inTarget.height;
-    if (isWhole && isSameSize && !NeedsColourMapping(inSource))
+    const bool copies = CopiesRows(inSource.width, inSource.height, inSourceField, inTarget.width, inTarget.height,
+                                   inTargetField);
+    if (copies && !NeedsColourMapping(inSource) && (isWhole || !sharesChroma))
     {
-        return ConvertPictures(inSource, inTarget);
+        const std::int32_t rows = inSourceField != kIR_WholePicture ? inSourceField : inTargetField;
+        return ConvertPictures(rows == kIR_WholePicture ? inSource : FieldOf(inSource, rows),
+                               inTargetField == kIR_WholePicture ? inTarget : FieldOf(inTarget, inTargetField));
     }
     return Scaling(inSource, inSourceField, inTarget, inTargetField, inQuality).Run();
 }

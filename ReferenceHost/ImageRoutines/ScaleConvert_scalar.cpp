@@ -174,7 +174,9 @@ void ScalePicture(const Picture& inSource, std::int32_t inSourceField, const Pic
     const std::int32_t rows = isFieldToField ? RowsOfField(inTarget.height, inTargetField) : inTarget.height;
     const AxisMap columnMap = {0.0, static_cast<double>(inSource.width) / inTarget.width};
     const AxisMap rowMap = MapRows(inSource.height, inSourceField, inTarget.height, inTargetField);
-    const bool multiplies = inSource.alpha == PictureAlpha::kStraight && inTarget.HasAlpha();
+    const bool copies = CopiesRows(inSource.width, inSource.height, inSourceField, inTarget.width, inTarget.height,
+                                   inTargetField);
+    const bool multiplies = inSource.alpha == PictureAlpha::kStraight && inTarget.HasAlpha() && !copies;
 
     Picture kind = inSource;
     kind.alpha = multiplies ? PictureAlpha::kPremultiplied : inSource.alpha;

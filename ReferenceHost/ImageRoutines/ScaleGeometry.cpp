@@ -35,4 +35,19 @@ AxisMap MapRows(std::int32_t inSourceHeight, std::int32_t inSourceField, std::in
     return {(0.5 - sourceParity) * (1.0 - frameStep / 2.0), frameStep / 2.0};
 }
 
+bool CopiesRows(std::int32_t inSourceWidth, std::int32_t inSourceHeight, std::int32_t inSourceField,
+                std::int32_t inTargetWidth, std::int32_t inTargetHeight, std::int32_t inTargetField) noexcept
+{
+    if (inSourceWidth != inTargetWidth)
+    {
+        return false;
+    }
+    if (inSourceField != kIR_WholePicture && inTargetField == kIR_WholePicture)
+    {
+        return RowsOfField(inSourceHeight, inSourceField) == inTargetHeight;
+    }
+    const bool isSameParity = inSourceField == inTargetField || inSourceField == kIR_WholePicture;
+    return isSameParity && inSourceHeight == inTargetHeight;
+}
+
 }

@@ -18,7 +18,11 @@ struct AxisMap
     double start; // the source's place at the target's place 0
     double step;  // source samples for one target sample
 
-    double At(double inTargetPlace) const noexcept { return start + step * inTargetPlace; }
+    double At(double inTargetPlace) const noexcept { return start + step * inTargetPlace; // Whether each row that is written shows one row of the source and nothing of its neighbours, in order, at equal width.
+bool CopiesRows(std::int32_t inSourceWidth, std::int32_t inSourceHeight, std::int32_t inSourceField,
+                std::int32_t inTargetWidth, std::int32_t inTargetHeight, std::int32_t inTargetField) noexcept;
+
+}
 };
 
 enum class ScaleFilter : std::uint8_t
@@ -37,5 +41,9 @@ std::int32_t RowsOfField(std::int32_t inHeight, std::int32_t inField) noexcept;
 // then it is from rows of the whole target, of which the field's are kept.
 AxisMap MapRows(std::int32_t inSourceHeight, std::int32_t inSourceField, std::int32_t inTargetHeight,
                 std::int32_t inTargetField) noexcept;
+
+// Whether each row that is written shows one row of the source and nothing of its neighbours, in order, at equal width.
+bool CopiesRows(std::int32_t inSourceWidth, std::int32_t inSourceHeight, std::int32_t inSourceField,
+                std::int32_t inTargetWidth, std::int32_t inTargetHeight, std::int32_t inTargetField) noexcept;
 
 }
