@@ -342,9 +342,13 @@ bool SourcePicture::Describe(const AVFrame& inFrame, const PictureTraits& inTrai
     mPlanes.width = inFrame.width;
     mPlanes.height = inFrame.height;
     DescribeColour(*descriptor, inFrame.format, inTraits, mPlanes);
-    if (descriptor->flags & AV_PIX_FMT_FLAG_BAYER || inFrame.format == AV_PIX_FMT_UYYVYY411)
+    if (descriptor->flags & AV_PIX_FMT_FLAG_BAYER)
     {
-        return UnpackByScaler(inFrame);
+        return UnpackMosaic(inFrame);
+    }
+    if (inFrame.format == AV_PIX_FMT_UYYVYY411)
+    {
+        return UnpackUneven(inFrame);
     }
     if (descriptor->flags & AV_PIX_FMT_FLAG_PAL)
     {
@@ -677,14 +681,42 @@ bool SourcePicture::UnpackComponents(const AVFrame& inFrame)
     return true;
 }
 
-// What FFmpeg's own scaler has to unpack: the colours between the dots of a sensor, which it makes up, and the one
-// format whose luma does not lie at equal steps.
-bool SourcePicture::UnpackByScaler(const AVFrame& inFrame)
+// The one format whose luma doesn't lie at equal steps: U Y Y V Y Y for four pixels.
+bool SourcePicture::UnpackUneven(const AVFrame& inFrame)
+{
+    constexpr int kGroupBytes = 6;
+    constexpr int kLumaPlaces[4] = {1, 2, 4, 5};
+    mPlanes.layout = ir::PlaneLayout::kPlanar;
+    mPlanes.bitsPerSample = 8;
+    if (!AllocatePlanes(1, 3))
+    {
+        return false;
+    }
+    const auto rowOf = [this](int inPlane, int inY)
+    { return static_cast<std::uint8_t*>(const_cast<void*>(mPlanes.planes[inPlane])) + inY * mPlanes.strides[inPlane]; };
+    for (int y = 0; y < inFrame.height; ++y)
+    {
+        const std::uint8_t* from = inFrame.data[0] + static_cast<std::ptrdiff_t>(y) * inFrame.linesize[0];
+        for (int x = 0; x < inFrame.width; ++x)
+        {
+            rowOf(0, y)[x] = from[x / 4 * kGroupBytes + kLumaPlaces[x % 4]];
+        }
+        for (int group = 0; group * 4 < inFrame.width; ++group)
+        {
+            // The last group may end with its first pixel, before its V.
+            const bool isWhole = (group + 1) * kGroupBytes <= inFrame.linesize[0] || group == 0;
+            rowOf(1, y)[group] = from[group * kGroupBytes];
+            rowOf(2, y)[group] = from[(isWhole ? group : group - 1) * kGroupBytes + 3];
+        }
+    }
+    return true;
+}
+
+// The colours between the dots of a sensor are made up by FFmpeg's own scaler.
+bool SourcePicture::UnpackMosaic(const AVFrame& inFrame)
 {
     const bool isDeep = DeepestComponent(*DescriptorOf(inFrame.format)) > 8;
-    const AVPixelFormat unpacked = inFrame.format == AV_PIX_FMT_UYYVYY411 ? AV_PIX_FMT_YUV411P
-                                   : isDeep                               ? AV_PIX_FMT_RGB48LE
-                                                                          : AV_PIX_FMT_RGB24;
+    const AVPixelFormat unpacked = isDeep ? AV_PIX_FMT_RGB48LE : AV_PIX_FMT_RGB24;
     const FramePtr picture(av_frame_alloc());
     if (!picture)
     {

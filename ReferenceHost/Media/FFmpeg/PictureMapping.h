@@ -52,7 +52,8 @@ private:
     bool UnpackRGB(const AVFrame& inFrame);
     bool UnpackPalette(const AVFrame& inFrame);
     bool UnpackComponents(const AVFrame& inFrame);
-    bool UnpackByScaler(const AVFrame& inFrame);
+    bool UnpackMosaic(const AVFrame& inFrame);
+    bool UnpackUneven(const AVFrame& inFrame);
     bool AllocatePlanes(int inBytesPerSample, int inComponents);
     void* AllocateBlock(std::size_t inBytesPerPixel);
 
