@@ -56,7 +56,8 @@ void FreshPages(benchmark::State& ioState)
     const FaultCounter faults(ioState);
     for (auto _ : ioState)
     {
-        void* const bytes = mmap(nullptr, kFrameBytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        void* const bytes =
+            mmap(nullptr, kFrameBytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
         Touch(bytes, kFrameBytes);
         munmap(bytes, kFrameBytes);
     }
@@ -116,8 +117,8 @@ VF::FrameCache& FullCache()
 MF::IVideoFrameRef SmallFrame()
 {
     MF::IVideoFrameRef frame;
-    VF::CreateVideoFrame(frame, norviktypes::kPixelFormat_BGRA_4444_8u, 64, 16, norviktypes::kPixelAspectRatio_Square,
-                         false, false);
+    VF::CreateVideoFrame(frame, norviktypes::kPixelFormat_BGRA_4444_8u, 64, 16,
+                         norviktypes::kPixelAspectRatio_Square, false, false);
     return frame;
 }
 

@@ -60,7 +60,8 @@ Ratio NearestThatFits(const Ratio& inRatio) noexcept
         const Wide whole = rest.mNumerator / rest.mDenominator;
         const Wide room = (kLargestTerm - before.mNumerator) / last.mNumerator;
         const Wide taken = std::min(whole, room);
-        const Ratio next{before.mNumerator + taken * last.mNumerator, before.mDenominator + taken * last.mDenominator};
+        const Ratio next{before.mNumerator + taken * last.mNumerator,
+                         before.mDenominator + taken * last.mDenominator};
         if (whole > room)
         {
             return last.mDenominator == 0 || IsNearer(next, last, inRatio) ? next : last;
@@ -106,18 +107,21 @@ TVK::Rect AdjustPixelAspectRectToSquarePixelRect(const TVK::Rect& inRect,
         (static_cast<Wide>(width) * inRatio.GetNumerator() * 2 + denominator) / (denominator * 2);
     const auto room = static_cast<Wide>(std::int64_t{std::numeric_limits<std::int32_t>::max()} - inRect.left);
     TVK::Rect result = inRect;
-    result.right = static_cast<std::int32_t>(inRect.left + static_cast<std::int64_t>(std::min(squareWidth, room)));
+    result.right =
+        static_cast<std::int32_t>(inRect.left + static_cast<std::int64_t>(std::min(squareWidth, room)));
     return result;
 }
 
-norviktypes::PixelAspectRatio AdjustPixelAspectRatioForNonUniformDownsample(
-    const norviktypes::PixelAspectRatio& inRatio, const TVK::Rect& inRequested, const TVK::Rect& inFrame) noexcept
+norviktypes::PixelAspectRatio
+AdjustPixelAspectRatioForNonUniformDownsample(const norviktypes::PixelAspectRatio& inRatio,
+                                              const TVK::Rect& inRequested, const TVK::Rect& inFrame) noexcept
 {
     if (inRequested.IsEmpty() || inFrame.IsEmpty() || !IsUsable(inRatio))
     {
         return inRatio;
     }
-    const auto length = [](std::int32_t from, std::int32_t to) { return static_cast<Wide>(std::int64_t{to} - from); };
+    const auto length = [](std::int32_t from, std::int32_t to)
+    { return static_cast<Wide>(std::int64_t{to} - from); };
     const Wide across = length(inRequested.left, inRequested.right) * length(inFrame.top, inFrame.bottom);
     const Wide down = length(inRequested.top, inRequested.bottom) * length(inFrame.left, inFrame.right);
     if (across == down)

@@ -35,8 +35,9 @@ constexpr std::uint32_t kCostOfOrigin = 5;
 
 const PixelFormatRow* FindByProperties(std::uint32_t inProperties) noexcept
 {
-    const auto found = std::find_if(kPixelFormatTable.begin(), kPixelFormatTable.end(), [=](const PixelFormatRow& row)
-                                    { return row.mFormat.mProperties == inProperties; });
+    const auto found =
+        std::find_if(kPixelFormatTable.begin(), kPixelFormatTable.end(),
+                     [=](const PixelFormatRow& row) { return row.mFormat.mProperties == inProperties; });
     return found != kPixelFormatTable.end() ? &*found : nullptr;
 }
 
@@ -68,12 +69,14 @@ std::uint32_t DepthStep(std::uint32_t inProperties) noexcept
     return kSteps[inProperties >> 1 & 7];
 }
 
-std::uint32_t CostOfSteps(std::uint32_t inFrom, std::uint32_t inTo, std::uint32_t inLoss, std::uint32_t inGain) noexcept
+std::uint32_t CostOfSteps(std::uint32_t inFrom, std::uint32_t inTo, std::uint32_t inLoss,
+                          std::uint32_t inGain) noexcept
 {
     return inTo < inFrom ? (inFrom - inTo) * inLoss : (inTo - inFrom) * inGain;
 }
 
-std::uint32_t CostOfBit(std::uint32_t inFrom, std::uint32_t inTo, std::uint32_t inBit, std::uint32_t inCost) noexcept
+std::uint32_t CostOfBit(std::uint32_t inFrom, std::uint32_t inTo, std::uint32_t inBit,
+                        std::uint32_t inCost) noexcept
 {
     return ((inFrom ^ inTo) & inBit) != 0 ? inCost : 0;
 }
@@ -105,17 +108,16 @@ std::uint32_t Distance(std::uint32_t inFrom, std::uint32_t inTo) noexcept
            CostOfSteps(ChromaStep(inFrom), ChromaStep(inTo), kCostOfChromaLost, kCostOfChromaGained) +
            CostOfSteps(DepthStep(inFrom), DepthStep(inTo), kCostOfDepthLost, kCostOfDepthGained) +
            (IsLinear(inFrom) != IsLinear(inTo) ? kCostOfLinear : 0) +
-           CostOfBit(inFrom, inTo, kMatrixBit, kCostOfMatrix) + CostOfBit(inFrom, inTo, kRangeBit, kCostOfRange) +
-           CostOfOrigin(inFrom, inTo);
+           CostOfBit(inFrom, inTo, kMatrixBit, kCostOfMatrix) +
+           CostOfBit(inFrom, inTo, kRangeBit, kCostOfRange) + CostOfOrigin(inFrom, inTo);
 }
 
 PixelFormat NearestOf(const std::vector<PixelFormat>& inAccepted, const PixelFormat& inTo)
 {
-    return *std::min_element(inAccepted.begin(), inAccepted.end(),
-                             [&](const PixelFormat& a, const PixelFormat& b) {
-                                 return Distance(inTo.mProperties, a.mProperties) <
-                                        Distance(inTo.mProperties, b.mProperties);
-                             });
+    return *std::min_element(
+        inAccepted.begin(), inAccepted.end(),
+        [&](const PixelFormat& a, const PixelFormat& b)
+        { return Distance(inTo.mProperties, a.mProperties) < Distance(inTo.mProperties, b.mProperties); });
 }
 
 } // namespace
@@ -185,7 +187,8 @@ PixelFormat Select4444PixelFormat(const PixelFormat& inFormat, RenderQuality inQ
 }
 
 PixelFormat SelectNearestPixelFormat(const std::vector<PixelFormat>& inWished, const PixelFormat& inFrame,
-                                     const std::vector<PixelFormat>& inAccepted, RenderQuality, bool inPreferFrame)
+                                     const std::vector<PixelFormat>& inAccepted, RenderQuality,
+                                     bool inPreferFrame)
 {
     if (inWished.empty())
     {
@@ -201,8 +204,9 @@ PixelFormat SelectNearestPixelFormat(const std::vector<PixelFormat>& inWished, c
     {
         return inFrame;
     }
-    const auto found = std::find_if(inWished.begin(), inWished.end(), [&](const PixelFormat& wished)
-                                    { return acceptsAny || Holds(inAccepted, wished); });
+    const auto found =
+        std::find_if(inWished.begin(), inWished.end(),
+                     [&](const PixelFormat& wished) { return acceptsAny || Holds(inAccepted, wished); });
     return found != inWished.end() ? *found : NearestOf(inAccepted, goesByFrame ? inFrame : inWished[0]);
 }
 
@@ -221,7 +225,8 @@ PixelFormat SelectNearestPixelFormat(const std::vector<PixelFormat>& inOffered,
         return inNoMatch;
     }
     // A wildcard that both hold names nothing; it must not hide a format that both name.
-    const auto found = std::find_if(inOffered.begin(), inOffered.end(), [&](const PixelFormat& offered)
+    const auto found = std::find_if(inOffered.begin(), inOffered.end(),
+                                    [&](const PixelFormat& offered)
                                     { return offered != kPixelFormat_Any && Holds(inWanted, offered); });
     if (found != inOffered.end())
     {

@@ -57,7 +57,8 @@ Pattern Packed422Black(std::uint32_t inProperties)
 {
     const std::uint8_t luma = BlackLuma(inProperties);
     const bool lumaFirst = (inProperties & kVariantBit) != 0;
-    const std::uint8_t values[2] = {lumaFirst ? luma : std::uint8_t{128}, lumaFirst ? std::uint8_t{128} : luma};
+    const std::uint8_t values[2] = {lumaFirst ? luma : std::uint8_t{128},
+                                    lumaFirst ? std::uint8_t{128} : luma};
     return Repeat(values);
 }
 
@@ -65,7 +66,8 @@ Pattern V210Black()
 {
     constexpr std::uint32_t kLuma = 64;
     constexpr std::uint32_t kChroma = 512;
-    const std::uint32_t values[2] = {kChroma | kLuma << 10 | kChroma << 20, kLuma | kChroma << 10 | kLuma << 20};
+    const std::uint32_t values[2] = {kChroma | kLuma << 10 | kChroma << 20,
+                                     kLuma | kChroma << 10 | kLuma << 20};
     return Repeat(values);
 }
 

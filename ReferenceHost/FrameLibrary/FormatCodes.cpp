@@ -21,14 +21,10 @@ std::uint32_t PlanarLayoutBits(std::uint32_t inProperties) noexcept
 {
     switch (inProperties >> 14 & 15)
     {
-    case 9:
-        return 0x50;
-    case 5:
-        return 0x60;
-    case 3:
-        return 0x70;
-    default:
-        return 0x40;
+    case 9: return 0x50;
+    case 5: return 0x60;
+    case 3: return 0x70;
+    default: return 0x40;
     }
 }
 
@@ -36,14 +32,10 @@ std::uint32_t LayoutBits(std::uint32_t inProperties) noexcept
 {
     switch (inProperties & 0xC00)
     {
-    case 0x400:
-        return (inProperties & 0x2000) != 0 ? 0x20 : 0x10;
-    case 0x800:
-        return 0x30;
-    case 0xC00:
-        return PlanarLayoutBits(inProperties);
-    default:
-        return 0;
+    case 0x400: return (inProperties & 0x2000) != 0 ? 0x20 : 0x10;
+    case 0x800: return 0x30;
+    case 0xC00: return PlanarLayoutBits(inProperties);
+    default: return 0;
     }
 }
 
@@ -51,14 +43,10 @@ std::uint32_t DepthBits(std::uint32_t inProperties) noexcept
 {
     switch (norviktypes::DepthOfProperties(inProperties))
     {
-    case 10:
-        return 0x300;
-    case 16:
-        return 0x200;
-    case 32:
-        return 0x100;
-    default:
-        return 0;
+    case 10: return 0x300;
+    case 16: return 0x200;
+    case 32: return 0x100;
+    default: return 0;
     }
 }
 

@@ -1,7 +1,7 @@
 #include "ReferenceHost/FrameLibrary/FrameCache.h"
 
-#include "ReferenceHost/FrameLibrary/VideoFrame.h"
 #include "ReferenceHost/Foundation/Mutex.h"
+#include "ReferenceHost/FrameLibrary/VideoFrame.h"
 
 #include <boost/intrusive/list.hpp>
 
@@ -70,8 +70,9 @@ std::uint64_t BytesOfFrame(const MF::IVideoFrameRef& inFrame)
     inFrame->GetBounds(bounds);
     norviktypes::PixelFormat format;
     inFrame->GetPixelFormat(format);
-    const std::uint64_t area = bounds.IsEmpty() ? 0 : static_cast<std::uint64_t>(bounds.Width()) *
-                                                          static_cast<std::uint64_t>(bounds.Height());
+    const std::uint64_t area = bounds.IsEmpty() ? 0
+                                                : static_cast<std::uint64_t>(bounds.Width()) *
+                                                      static_cast<std::uint64_t>(bounds.Height());
     return area * norviktypes::BytesPerPixel(format.mProperties);
 }
 
@@ -312,7 +313,10 @@ struct FrameCache::Impl
     Mutex mNotificationLock;
     std::shared_ptr<const std::function<void()>> mNotification VR_GUARDED_BY(mNotificationLock);
 
-    Shard& ShardOf(const TVK::Guid& inKey) { return mShards[std::hash<TVK::Guid>()(inKey) >> 32 & (kShardCount - 1)]; }
+    Shard& ShardOf(const TVK::Guid& inKey)
+    {
+        return mShards[std::hash<TVK::Guid>()(inKey) >> 32 & (kShardCount - 1)];
+    }
     bool IsOverBudget() const { return mTotals.mBytes > mBudget; }
     Shard* LeastShard();
     void EvictToBudget() VR_EXCLUDES(mEvictionLock);

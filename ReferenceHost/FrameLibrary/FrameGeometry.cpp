@@ -109,7 +109,8 @@ std::uint64_t RowBytesOfFrame(const PixelFormat& inFormat, std::uint32_t inWidth
     {
         return RoundUp(UsedBytes(properties, inWidth), kV210RowAlignment);
     }
-    const std::uint64_t alignment = norviktypes::IsSubsampled(properties) ? 2 * kFrameAlignment : kFrameAlignment;
+    const std::uint64_t alignment =
+        norviktypes::IsSubsampled(properties) ? 2 * kFrameAlignment : kFrameAlignment;
     return RoundUp(LeastRowBytes(properties, inWidth), alignment);
 }
 

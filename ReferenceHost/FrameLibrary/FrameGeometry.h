@@ -51,7 +51,7 @@ std::uint64_t RowBytesOfFrame(const norviktypes::PixelFormat& inFormat, std::uin
 
 // The planes of a frame. False, and an empty geometry, for a format that no frame can have, a zero side,
 // row bytes too few for the width, odd row bytes of a planar frame, or a size that 64 bits can't hold.
-bool GetFrameGeometry(const norviktypes::PixelFormat& inFormat, std::uint64_t inRowBytes, std::uint32_t inWidth,
-                      std::uint32_t inHeight, FrameGeometry& outGeometry) noexcept;
+bool GetFrameGeometry(const norviktypes::PixelFormat& inFormat, std::uint64_t inRowBytes,
+                      std::uint32_t inWidth, std::uint32_t inHeight, FrameGeometry& outGeometry) noexcept;
 
 } // namespace VF

@@ -1,7 +1,7 @@
 #include "ReferenceHost/FrameLibrary/FramePool.h"
 
-#include "ReferenceHost/FrameLibrary/PictureMemory.h"
 #include "ReferenceHost/Foundation/Mutex.h"
+#include "ReferenceHost/FrameLibrary/PictureMemory.h"
 #include "norvik/utility/Machine.h"
 
 #include <boost/intrusive/list.hpp>
@@ -34,8 +34,9 @@ public:
 namespace
 {
 
-using AgeList = intrusive::list<
-    FrameBuffer, intrusive::member_hook<FrameBuffer, intrusive::list_member_hook<>, &FrameBuffer::mByAge>>;
+using AgeList =
+    intrusive::list<FrameBuffer,
+                    intrusive::member_hook<FrameBuffer, intrusive::list_member_hook<>, &FrameBuffer::mByAge>>;
 using SizeList = intrusive::list<
     FrameBuffer, intrusive::member_hook<FrameBuffer, intrusive::list_member_hook<>, &FrameBuffer::mBySize>>;
 
@@ -51,7 +52,9 @@ void Destroy(AgeList& ioBuffers) noexcept
 
 struct FramePool::Impl
 {
-    Impl(std::uint64_t inTotalLimit, std::uint64_t inIdleLimit) : mTotalLimit(inTotalLimit), mIdleLimit(inIdleLimit)
+    Impl(std::uint64_t inTotalLimit, std::uint64_t inIdleLimit)
+        : mTotalLimit(inTotalLimit)
+        , mIdleLimit(inIdleLimit)
     {
     }
 
@@ -59,8 +62,9 @@ struct FramePool::Impl
     mutable Foundation::Mutex mLock;
     std::uint64_t mTotalLimit VR_GUARDED_BY(mLock);
     std::uint64_t mIdleLimit VR_GUARDED_BY(mLock);
-    std::map<std::size_t, SizeList> mIdleBySize VR_GUARDED_BY(mLock); // latest first, which is warm in the caches
-    AgeList mIdleByAge VR_GUARDED_BY(mLock);                          // oldest first
+    std::map<std::size_t, SizeList>
+        mIdleBySize VR_GUARDED_BY(mLock);    // latest first, which is warm in the caches
+    AgeList mIdleByAge VR_GUARDED_BY(mLock); // oldest first
     FramePoolCounters mCounters VR_GUARDED_BY(mLock);
 
     FrameBuffer* TakeIdle(std::size_t inCapacity) noexcept VR_EXCLUDES(mLock);
@@ -79,8 +83,8 @@ struct FramePool::Impl
 FrameBuffer* FramePool::Impl::FindIdleLocked(std::size_t inCapacity) noexcept
 {
     const std::size_t largest = inCapacity + inCapacity / kLargestExcessDivisor;
-    for (auto found = mIdleBySize.lower_bound(inCapacity); found != mIdleBySize.end() && found->first <= largest;
-         ++found)
+    for (auto found = mIdleBySize.lower_bound(inCapacity);
+         found != mIdleBySize.end() && found->first <= largest; ++found)
     {
         if (!found->second.empty())
         {

@@ -111,8 +111,8 @@ void AppendTexts(const FrameNotes& inNotes, PNGHeader& ioHeader)
     if (inNotes.mHasContent)
     {
         const TVK::Rect& content = inNotes.mContent;
-        texts.emplace_back(kContentKeyword, fmt::format("{} {} {} {}", content.left, content.top, content.right,
-                                                        content.bottom));
+        texts.emplace_back(kContentKeyword, fmt::format("{} {} {} {}", content.left, content.top,
+                                                        content.right, content.bottom));
     }
 }
 
@@ -196,7 +196,8 @@ bool ReadNotes(const PNGHeader& inHeader, FrameNotes& outNotes)
 // Whether the picture is the one that the notes tell of.
 bool Fits(const PNGHeader& inHeader, const FrameNotes& inNotes)
 {
-    if (!CanBeStored(inNotes.mFormat) || inNotes.mWidth > kMaximumFrameSide || inNotes.mHeight > kMaximumFrameSide)
+    if (!CanBeStored(inNotes.mFormat) || inNotes.mWidth > kMaximumFrameSide ||
+        inNotes.mHeight > kMaximumFrameSide)
     {
         return false;
     }
@@ -271,7 +272,8 @@ MF::IVideoFrameRef DecompressPNG(const std::shared_ptr<const RecycledMemory>& in
     }
     const std::unique_ptr<PNGReader> reader = PNGReader::Open(inBytes->Buffer(), inBytes->Size());
     FrameNotes notes;
-    if (!reader || !ReadNotes(reader->Header(), notes) || !Fits(reader->Header(), notes) || !reader->CanHoldPicture())
+    if (!reader || !ReadNotes(reader->Header(), notes) || !Fits(reader->Header(), notes) ||
+        !reader->CanHoldPicture())
     {
         return {};
     }

@@ -58,21 +58,20 @@ int ColourType(PNGSamples inSamples) noexcept
 {
     switch (inSamples)
     {
-    case PNGSamples::Gray:
-        return PNG_COLOR_TYPE_GRAY;
-    case PNGSamples::RGB:
-        return PNG_COLOR_TYPE_RGB;
-    default:
-        return PNG_COLOR_TYPE_RGBA;
+    case PNGSamples::Gray: return PNG_COLOR_TYPE_GRAY;
+    case PNGSamples::RGB: return PNG_COLOR_TYPE_RGB;
+    default: return PNG_COLOR_TYPE_RGBA;
     }
 }
 
 struct Writer
 {
     Writer(const PNGHeader& inHeader, IPNGRowSource& inRows, std::vector<std::uint8_t>& ioBytes)
-        : mHeader(inHeader), mRows(inRows), mBytes(ioBytes),
-          mPNG(png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, FailPNG, IgnoreWarning)),
-          mInfo(mPNG ? png_create_info_struct(mPNG) : nullptr)
+        : mHeader(inHeader)
+        , mRows(inRows)
+        , mBytes(ioBytes)
+        , mPNG(png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, FailPNG, IgnoreWarning))
+        , mInfo(mPNG ? png_create_info_struct(mPNG) : nullptr)
     {
     }
     ~Writer() { png_destroy_write_struct(&mPNG, &mInfo); }
@@ -135,7 +134,8 @@ void WriteHeader(const Writer& inWriter)
     }
     if (!inWriter.mTexts.empty())
     {
-        png_set_text(inWriter.mPNG, inWriter.mInfo, inWriter.mTexts.data(), static_cast<int>(inWriter.mTexts.size()));
+        png_set_text(inWriter.mPNG, inWriter.mInfo, inWriter.mTexts.data(),
+                     static_cast<int>(inWriter.mTexts.size()));
     }
     png_write_info(inWriter.mPNG, inWriter.mInfo);
 }
@@ -196,9 +196,10 @@ bool EncodePNG(const PNGHeader& inHeader, IPNGRowSource& inRows, std::vector<std
 struct PNGReader::Impl
 {
     Impl(const void* inBytes, std::size_t inSize)
-        : mBytes(static_cast<const std::uint8_t*>(inBytes)), mSize(inSize),
-          mPNG(png_create_read_struct(PNG_LIBPNG_VER_STRING, nullptr, FailPNG, IgnoreWarning)),
-          mInfo(mPNG ? png_create_info_struct(mPNG) : nullptr)
+        : mBytes(static_cast<const std::uint8_t*>(inBytes))
+        , mSize(inSize)
+        , mPNG(png_create_read_struct(PNG_LIBPNG_VER_STRING, nullptr, FailPNG, IgnoreWarning))
+        , mInfo(mPNG ? png_create_info_struct(mPNG) : nullptr)
     {
     }
     ~Impl() { png_destroy_read_struct(&mPNG, &mInfo, nullptr); }

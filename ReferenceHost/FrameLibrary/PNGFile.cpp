@@ -76,8 +76,8 @@ bool WriteBytes(const std::vector<std::uint8_t>& inBytes, const std::string& inP
         outError = ErrorText(inPath, errno);
         return false;
     }
-    const bool isWritten = std::fwrite(inBytes.data(), 1, inBytes.size(), file) == inBytes.size() &&
-                           std::fflush(file) == 0;
+    const bool isWritten =
+        std::fwrite(inBytes.data(), 1, inBytes.size(), file) == inBytes.size() && std::fflush(file) == 0;
     const int writeError = errno;
     const bool isClosed = std::fclose(file) == 0;
     if (!isWritten || !isClosed)
@@ -104,7 +104,8 @@ bool EncodeViewablePNG(const MF::IVideoFrameRef& inFrame, std::vector<std::uint8
         return false;
     }
     FrameRows rows(pixels);
-    const bool isEncoded = EncodePNG(HeaderOf(straight, pixels, inFrame->MayHaveTransparency()), rows, outBytes);
+    const bool isEncoded =
+        EncodePNG(HeaderOf(straight, pixels, inFrame->MayHaveTransparency()), rows, outBytes);
     if (!isEncoded)
     {
         outBytes.clear();

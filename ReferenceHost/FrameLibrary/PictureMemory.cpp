@@ -95,7 +95,8 @@ std::size_t PictureMemory::CapacityFor(std::size_t inBytes) noexcept
 
 bool PictureMemory::Allocate(std::size_t inCapacity) noexcept
 {
-    mAddress = IsMapped(inCapacity) ? Map(inCapacity) : ::operator new(inCapacity, kHeapAlignment, std::nothrow);
+    mAddress =
+        IsMapped(inCapacity) ? Map(inCapacity) : ::operator new(inCapacity, kHeapAlignment, std::nothrow);
     mCapacity = mAddress ? inCapacity : 0;
     return mAddress != nullptr;
 }

@@ -43,8 +43,8 @@ std::uint32_t ChromaLines(const PixelFormat& inFormat, std::uint32_t inHeight) n
 struct V210Place
 {
     V210Place(std::uint8_t* inRow, std::uint32_t inSample) noexcept
-        : mWord(inRow + inSample / kV210GroupSamples * kV210GroupBytes + inSample % kV210GroupSamples / 3 * 4),
-          mShift(inSample % 3 * 10)
+        : mWord(inRow + inSample / kV210GroupSamples * kV210GroupBytes + inSample % kV210GroupSamples / 3 * 4)
+        , mShift(inSample % 3 * 10)
     {
     }
     std::uint16_t Get() const noexcept
@@ -68,8 +68,9 @@ struct V210Place
 } // namespace
 
 StackedPlanes::StackedPlanes(const FramePixels& inPixels)
-    : mPixels(inPixels), mChromaWidth((inPixels.mWidth + 1) / 2),
-      mRow(PNGRowBytes(HeaderOf(inPixels.mFormat, inPixels.mWidth, inPixels.mHeight)))
+    : mPixels(inPixels)
+    , mChromaWidth((inPixels.mWidth + 1) / 2)
+    , mRow(PNGRowBytes(HeaderOf(inPixels.mFormat, inPixels.mWidth, inPixels.mHeight)))
 {
 }
 

@@ -24,7 +24,8 @@ public:
     explicit StackedPlanes(const FramePixels& inPixels);
 
     // Size and bits of the gray picture of a frame.
-    static PNGHeader HeaderOf(const norviktypes::PixelFormat& inFormat, std::uint32_t inWidth, std::uint32_t inHeight);
+    static PNGHeader HeaderOf(const norviktypes::PixelFormat& inFormat, std::uint32_t inWidth,
+                              std::uint32_t inHeight);
 
     const std::uint8_t* GetRow(std::uint32_t inY) noexcept override;
     std::uint8_t* PlaceForRow(std::uint32_t) noexcept override { return mRow.data(); }

@@ -31,13 +31,15 @@ struct FrameShape
     FrameGeometry mGeometry;
 };
 
-class VideoFrame final
-    : public TVK::Implements<VideoFrame, MF::IVideoFrame, IVideoFramePixels, IVideoFrameRaster, IVideoFrameSubstitute>
+class VideoFrame final : public TVK::Implements<VideoFrame, MF::IVideoFrame, IVideoFramePixels,
+                                                IVideoFrameRaster, IVideoFrameSubstitute>
 {
 public:
     VideoFrame(const FrameShape& inShape, const PixelAspectRatio& inRatio, FrameBufferRef inBuffer) noexcept
-        : mShape(inShape), mBuffer(std::move(inBuffer)), mRatio(inRatio),
-          mAlphaType(static_cast<AlphaChannel>(norviktypes::ToneOfProperties(inShape.mFormat.mProperties)))
+        : mShape(inShape)
+        , mBuffer(std::move(inBuffer))
+        , mRatio(inRatio)
+        , mAlphaType(static_cast<AlphaChannel>(norviktypes::ToneOfProperties(inShape.mFormat.mProperties)))
     {
     }
 
@@ -63,7 +65,10 @@ public:
     {
         mRenderMilliseconds.store(inMilliseconds, std::memory_order_relaxed);
     }
-    std::uint32_t GetRenderMilliseconds() const override { return mRenderMilliseconds.load(std::memory_order_relaxed); }
+    std::uint32_t GetRenderMilliseconds() const override
+    {
+        return mRenderMilliseconds.load(std::memory_order_relaxed);
+    }
     bool IsPremultiplied() const override;
 
     void* GetPixels() const override { return mBuffer.Data(); }
@@ -116,7 +121,8 @@ bool VideoFrame::MayHaveTransparency() const
 bool VideoFrame::IsPremultiplied() const
 {
     return mAlphaType == norviktypes::kAlphaChannel_Premultiplied ||
-           norviktypes::ToneOfProperties(mShape.mFormat.mProperties) == norviktypes::kAlphaChannel_Premultiplied;
+           norviktypes::ToneOfProperties(mShape.mFormat.mProperties) ==
+               norviktypes::kAlphaChannel_Premultiplied;
 }
 
 bool VideoFrame::GetContentRect(TVK::Rect& outRect) const
@@ -137,11 +143,13 @@ void VideoFrame::SetContentRect(const TVK::Rect& inRect)
 std::int32_t VideoFrame::GetPixelStride() const
 {
     const std::uint32_t properties = mShape.mFormat.mProperties;
-    const bool hasStride = norviktypes::IsPackedFourComponent(properties) || norviktypes::IsPacked422(properties);
+    const bool hasStride =
+        norviktypes::IsPackedFourComponent(properties) || norviktypes::IsPacked422(properties);
     return hasStride ? static_cast<std::int32_t>(norviktypes::BytesPerPixel(properties)) : 0;
 }
 
-bool ComputeShape(const PixelFormat& inFormat, std::uint32_t inWidth, std::uint32_t inHeight, FrameShape& outShape)
+bool ComputeShape(const PixelFormat& inFormat, std::uint32_t inWidth, std::uint32_t inHeight,
+                  FrameShape& outShape)
 {
     if (inWidth > kMaximumFrameSide || inHeight > kMaximumFrameSide)
     {
@@ -150,11 +158,13 @@ bool ComputeShape(const PixelFormat& inFormat, std::uint32_t inWidth, std::uint3
     outShape.mFormat = inFormat;
     outShape.mWidth = inWidth;
     outShape.mHeight = inHeight;
-    return GetFrameGeometry(inFormat, RowBytesOfFrame(inFormat, inWidth), inWidth, inHeight, outShape.mGeometry) &&
+    return GetFrameGeometry(inFormat, RowBytesOfFrame(inFormat, inWidth), inWidth, inHeight,
+                            outShape.mGeometry) &&
            outShape.mGeometry.mTotalBytes <= kMaximumFrameBytes;
 }
 
-std::int32_t NewFrame(const FrameShape& inShape, const PixelAspectRatio& inRatio, MF::IVideoFrameRef& outFrame)
+std::int32_t NewFrame(const FrameShape& inShape, const PixelAspectRatio& inRatio,
+                      MF::IVideoFrameRef& outFrame)
 {
     FrameBufferRef buffer = FramePool::Instance().Acquire(inShape.mGeometry.mTotalBytes);
     if (!buffer)
@@ -188,9 +198,9 @@ std::int32_t VideoFrame::CreateCompatibleFrame(MF::IVideoFrameRef& outFrame) con
 
 } // namespace
 
-std::int32_t CreateVideoFrame(MF::IVideoFrameRef& outFrame, const PixelFormat& inFormat, std::uint32_t inWidth,
-                              std::uint32_t inHeight, const PixelAspectRatio& inRatio, bool inClear,
-                              bool inClearAlpha)
+std::int32_t CreateVideoFrame(MF::IVideoFrameRef& outFrame, const PixelFormat& inFormat,
+                              std::uint32_t inWidth, std::uint32_t inHeight, const PixelAspectRatio& inRatio,
+                              bool inClear, bool inClearAlpha)
 {
     outFrame.reset();
     FrameShape shape;
@@ -214,7 +224,8 @@ std::int32_t CreateVideoFrame(MF::IVideoFrameRef& outFrame, const PixelFormat& i
     return kFrameStatus_OK;
 }
 
-MF::IVideoFrameRef MakeWriteableVideoFrame(const MF::IVideoFrameRef& inFrame, norviktypes::RenderQuality inQuality)
+MF::IVideoFrameRef MakeWriteableVideoFrame(const MF::IVideoFrameRef& inFrame,
+                                           norviktypes::RenderQuality inQuality)
 {
     if (!inFrame->IsFrozen())
     {
@@ -247,8 +258,8 @@ bool GetFramePixels(const MF::IVideoFrameRef& inFrame, FramePixels& outPixels)
     outPixels.mWidth = static_cast<std::uint32_t>(bounds.Width());
     outPixels.mHeight = static_cast<std::uint32_t>(bounds.Height());
     return outPixels.mPixels != nullptr &&
-           GetFrameGeometry(outPixels.mFormat, static_cast<std::uint64_t>(outPixels.mRowBytes), outPixels.mWidth,
-                            outPixels.mHeight, outPixels.mGeometry);
+           GetFrameGeometry(outPixels.mFormat, static_cast<std::uint64_t>(outPixels.mRowBytes),
+                            outPixels.mWidth, outPixels.mHeight, outPixels.mGeometry);
 }
 
 namespace

@@ -62,18 +62,20 @@ void CopyRows(const FramePixels& inSource, const FramePixels& inTarget) noexcept
     }
 }
 
-std::int32_t ScaleConvert(const FramePixels& inSource, std::int32_t inSourceField, const FramePixels& inTarget,
-                          std::int32_t inTargetField, RenderQuality inQuality) noexcept
+std::int32_t ScaleConvert(const FramePixels& inSource, std::int32_t inSourceField,
+                          const FramePixels& inTarget, std::int32_t inTargetField,
+                          RenderQuality inQuality) noexcept
 {
-    return StatusOfImageRoutine(
-        IR_ScaleConvert(inSource.mPixels, inSource.mRowBytes, static_cast<std::int32_t>(inSource.mWidth),
-                        static_cast<std::int32_t>(inSource.mHeight), BEToIRPixelFormat(inSource.mFormat),
-                        inSourceField, inTarget.mPixels, inTarget.mRowBytes,
-                        static_cast<std::int32_t>(inTarget.mWidth), static_cast<std::int32_t>(inTarget.mHeight),
-                        BEToIRPixelFormat(inTarget.mFormat), inTargetField, inQuality));
+    return StatusOfImageRoutine(IR_ScaleConvert(
+        inSource.mPixels, inSource.mRowBytes, static_cast<std::int32_t>(inSource.mWidth),
+        static_cast<std::int32_t>(inSource.mHeight), BEToIRPixelFormat(inSource.mFormat), inSourceField,
+        inTarget.mPixels, inTarget.mRowBytes, static_cast<std::int32_t>(inTarget.mWidth),
+        static_cast<std::int32_t>(inTarget.mHeight), BEToIRPixelFormat(inTarget.mFormat), inTargetField,
+        inQuality));
 }
 
-std::int32_t CopyWhole(const FramePixels& inSource, const FramePixels& inTarget, RenderQuality inQuality) noexcept
+std::int32_t CopyWhole(const FramePixels& inSource, const FramePixels& inTarget,
+                       RenderQuality inQuality) noexcept
 {
     if (HaveSameShape(inSource, inTarget))
     {
@@ -100,7 +102,8 @@ AlphaChannel TypeOfFormat(const norviktypes::PixelFormat& inFormat) noexcept
     return static_cast<AlphaChannel>(norviktypes::ToneOfProperties(inFormat.mProperties));
 }
 
-AlphaChannel TypeAfterCopy(AlphaChannel inSourceType, const FramePixels& inSource, const FramePixels& inTarget) noexcept
+AlphaChannel TypeAfterCopy(AlphaChannel inSourceType, const FramePixels& inSource,
+                           const FramePixels& inTarget) noexcept
 {
     const AlphaChannel targetType = TypeOfFormat(inTarget.mFormat);
     const bool isCarried = IsOpaqueType(inSourceType) || TypeOfFormat(inSource.mFormat) == targetType;
@@ -117,8 +120,8 @@ bool GetTargetPixels(const MF::IVideoFrameRef& inFrame, FramePixels& outPixels)
 bool IsCopiedByFields(const MF::IVideoFrameRef& inSource, const MF::IVideoFrameRef& inTarget,
                       const FramePixels& inSourcePixels, const FramePixels& inTargetPixels)
 {
-    const bool isScaled = inSourcePixels.mWidth != inTargetPixels.mWidth ||
-                          inSourcePixels.mHeight != inTargetPixels.mHeight;
+    const bool isScaled =
+        inSourcePixels.mWidth != inTargetPixels.mWidth || inSourcePixels.mHeight != inTargetPixels.mHeight;
     const bool haveTwoFields = std::min(inSourcePixels.mHeight, inTargetPixels.mHeight) > 1;
     return isScaled && haveTwoFields && norviktypes::IsInterlaced(inSource->GetFieldType()) &&
            inSource->GetFieldType() == inTarget->GetFieldType();
@@ -126,7 +129,8 @@ bool IsCopiedByFields(const MF::IVideoFrameRef& inSource, const MF::IVideoFrameR
 
 } // namespace
 
-std::int32_t CopyFrame(const MF::IVideoFrameRef& inSource, const MF::IVideoFrameRef& inTarget, RenderQuality inQuality)
+std::int32_t CopyFrame(const MF::IVideoFrameRef& inSource, const MF::IVideoFrameRef& inTarget,
+                       RenderQuality inQuality)
 {
     FramePixels source;
     FramePixels target;
@@ -154,7 +158,8 @@ std::int32_t CopyFrameWithFields(const MF::IVideoFrameRef& inSource, const MF::I
     std::int32_t status = kFrameStatus_OK;
     if (inField != kIR_WholePicture && source.mHeight > 1)
     {
-        status = ScaleConvert(source, static_cast<std::int32_t>(inField), target, kIR_WholePicture, inQuality);
+        status =
+            ScaleConvert(source, static_cast<std::int32_t>(inField), target, kIR_WholePicture, inQuality);
     }
     else if (inField == kIR_WholePicture && IsCopiedByFields(inSource, inTarget, source, target))
     {

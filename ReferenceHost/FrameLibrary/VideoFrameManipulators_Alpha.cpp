@@ -60,16 +60,14 @@ void InvertAlphaOf(const FramePixels& inFrame) noexcept
 using AlphaOperation = void (*)(const FramePixels&);
 
 // The form of an operation for the depth of a frame.
-AlphaOperation ForDepth(const FramePixels& inFrame, AlphaOperation in8, AlphaOperation in16, AlphaOperation inFloat)
+AlphaOperation ForDepth(const FramePixels& inFrame, AlphaOperation in8, AlphaOperation in16,
+                        AlphaOperation inFloat)
 {
     switch (norviktypes::DepthOfProperties(inFrame.mFormat.mProperties))
     {
-    case 8:
-        return in8;
-    case 16:
-        return in16;
-    default:
-        return inFloat;
+    case 8: return in8;
+    case 16: return in16;
+    default: return inFloat;
     }
 }
 
@@ -87,8 +85,8 @@ std::int32_t ChangeStraightAlpha(const FramePixels& inFrame, AlphaOperation inOp
 {
     const std::uint32_t code = BEToIRPixelFormat(inFrame.mFormat);
     const std::uint32_t straight = (code & ~kCodeAlphaBits) | kCodeStraight;
-    const bool isPremultiplied =
-        norviktypes::ToneOfProperties(inFrame.mFormat.mProperties) == norviktypes::kAlphaChannel_Premultiplied;
+    const bool isPremultiplied = norviktypes::ToneOfProperties(inFrame.mFormat.mProperties) ==
+                                 norviktypes::kAlphaChannel_Premultiplied;
     if (isPremultiplied && ConvertInPlace(inFrame, code, straight) < 0)
     {
         return kFrameStatus_BadArgument;

@@ -44,9 +44,11 @@ TEST(PixelAspectRatio, ZeroCountsAsSquare)
 
 TEST(SquarePixelRect, WidthIsMultipliedAndRounded)
 {
-    EXPECT_EQ(AdjustPixelAspectRectToSquarePixelRect(Size(720, 576), PixelAspectRatio(64, 45)), Size(1024, 576));
+    EXPECT_EQ(AdjustPixelAspectRectToSquarePixelRect(Size(720, 576), PixelAspectRatio(64, 45)),
+              Size(1024, 576));
     EXPECT_EQ(AdjustPixelAspectRectToSquarePixelRect(Size(720, 480), PixelAspectRatio(8, 9)), Size(640, 480));
-    EXPECT_EQ(AdjustPixelAspectRectToSquarePixelRect(Size(3, 1), PixelAspectRatio(1, 2)), Size(2, 1)) << "half up";
+    EXPECT_EQ(AdjustPixelAspectRectToSquarePixelRect(Size(3, 1), PixelAspectRatio(1, 2)), Size(2, 1))
+        << "half up";
     EXPECT_EQ(AdjustPixelAspectRectToSquarePixelRect(Size(10, 1), PixelAspectRatio(1, 3)), Size(3, 1));
     EXPECT_EQ(AdjustPixelAspectRectToSquarePixelRect(Rect{100, 7, 120, 9}, PixelAspectRatio(2, 1)),
               (Rect{100, 7, 140, 9}));
@@ -61,7 +63,8 @@ TEST(SquarePixelRect, ZeroRatioAndEmptyRectStay)
 
 TEST(SquarePixelRect, HugeRatioStopsAtTheEndOfTheAxis)
 {
-    const Rect rect = AdjustPixelAspectRectToSquarePixelRect(Rect{-5, 0, kMostSide, 1}, PixelAspectRatio(kMost, 1));
+    const Rect rect =
+        AdjustPixelAspectRectToSquarePixelRect(Rect{-5, 0, kMostSide, 1}, PixelAspectRatio(kMost, 1));
     EXPECT_EQ(rect, (Rect{-5, 0, kMostSide, 1}));
 }
 
@@ -72,17 +75,21 @@ TEST(NonUniformDownsample, UnchangedWhereBothAxesAreAlike)
     EXPECT_EQ(AdjustPixelAspectRatioForNonUniformDownsample(ratio, Size(720, 576), Size(360, 288)), ratio);
     EXPECT_EQ(AdjustPixelAspectRatioForNonUniformDownsample(ratio, Size(0, 576), Size(360, 288)), ratio);
     EXPECT_EQ(AdjustPixelAspectRatioForNonUniformDownsample(ratio, Size(720, 576), Size(360, 0)), ratio);
-    EXPECT_EQ(AdjustPixelAspectRatioForNonUniformDownsample(PixelAspectRatio(0, 0), Size(720, 576), Size(360, 576)),
-              PixelAspectRatio(0, 0));
+    EXPECT_EQ(
+        AdjustPixelAspectRatioForNonUniformDownsample(PixelAspectRatio(0, 0), Size(720, 576), Size(360, 576)),
+        PixelAspectRatio(0, 0));
 }
 
 TEST(NonUniformDownsample, HalfTheWidthDoublesTheRatio)
 {
-    EXPECT_EQ(AdjustPixelAspectRatioForNonUniformDownsample(PixelAspectRatio(1, 1), Size(1920, 1080), Size(960, 1080)),
+    EXPECT_EQ(AdjustPixelAspectRatioForNonUniformDownsample(PixelAspectRatio(1, 1), Size(1920, 1080),
+                                                            Size(960, 1080)),
               PixelAspectRatio(2, 1));
-    EXPECT_EQ(AdjustPixelAspectRatioForNonUniformDownsample(PixelAspectRatio(64, 45), Size(720, 576), Size(360, 576)),
+    EXPECT_EQ(AdjustPixelAspectRatioForNonUniformDownsample(PixelAspectRatio(64, 45), Size(720, 576),
+                                                            Size(360, 576)),
               PixelAspectRatio(128, 45));
-    EXPECT_EQ(AdjustPixelAspectRatioForNonUniformDownsample(PixelAspectRatio(2, 1), Size(1920, 1080), Size(1920, 540)),
+    EXPECT_EQ(AdjustPixelAspectRatioForNonUniformDownsample(PixelAspectRatio(2, 1), Size(1920, 1080),
+                                                            Size(1920, 540)),
               PixelAspectRatio(1, 1));
 }
 
@@ -98,14 +105,16 @@ TEST(NonUniformDownsample, ExactAndReducedWhereItFits)
         const Rect frame = Size(side(), side());
         const std::int64_t across = std::int64_t{requested.right} * frame.bottom;
         const std::int64_t down = std::int64_t{requested.bottom} * frame.right;
-        const PixelAspectRatio result = AdjustPixelAspectRatioForNonUniformDownsample(ratio, requested, frame);
+        const PixelAspectRatio result =
+            AdjustPixelAspectRatioForNonUniformDownsample(ratio, requested, frame);
         if (across == down)
         {
             ASSERT_EQ(result, ratio);
             continue;
         }
         ASSERT_EQ(std::gcd(result.GetNumerator(), result.GetDenominator()), 1u);
-        ASSERT_EQ(result.GetNumerator() * (ratio.GetDenominator() * down), result.GetDenominator() * (ratio.GetNumerator() * across));
+        ASSERT_EQ(result.GetNumerator() * (ratio.GetDenominator() * down),
+                  result.GetDenominator() * (ratio.GetNumerator() * across));
     }
 }
 
@@ -120,7 +129,8 @@ TEST(NonUniformDownsample, TooLargeResultIsTheNearestThatFits)
         const PixelAspectRatio ratio(term(), term());
         const Rect requested = Size(side(), side());
         const Rect frame = Size(side(), side());
-        const PixelAspectRatio result = AdjustPixelAspectRatioForNonUniformDownsample(ratio, requested, frame);
+        const PixelAspectRatio result =
+            AdjustPixelAspectRatioForNonUniformDownsample(ratio, requested, frame);
         const long double exact = static_cast<long double>(ratio.GetNumerator()) / ratio.GetDenominator() *
                                   requested.right / requested.bottom * frame.bottom / frame.right;
         const long double given = static_cast<long double>(result.GetNumerator()) / result.GetDenominator();

@@ -159,8 +159,9 @@ TEST(InterfaceRef, ObjectWithoutCanonicalPointerCannotBeCompared)
     }
     catch (const TVK::Exception& exception)
     {
-        EXPECT_STREQ(exception.what(), "A comparison of two refs has failed because we are unable to convert one of "
-                                       "them to TVKUnknown.");
+        EXPECT_STREQ(exception.what(),
+                     "A comparison of two refs has failed because we are unable to convert one of "
+                     "them to TVKUnknown.");
     }
 }
 
@@ -199,7 +200,6 @@ TEST(InterfaceRef, OrderIsByAddress)
 
 namespace
 {
-
 
 // Asks for the reference that holds it while that is being reset.
 class Returning final : public TVK::Implements<Returning, IFirst>

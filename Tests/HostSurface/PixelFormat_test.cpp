@@ -197,7 +197,8 @@ std::string AtDepthOf(const PixelFormat& inSource, const PixelFormat& inParams)
     const std::uint32_t word = Select4444PixelFormat(inSource, kRenderQuality_High).mProperties;
     const std::uint32_t result = (inParams.mProperties & 0xE) != 0 ? (word & ~0x4u) | 0x1A : word & ~0x1Eu;
     const std::uint32_t name = GuessNameForProperties(result);
-    return name == kPixelFormatName_Unknown || (result & 0xC0000) == 0 ? "(params)" : TextOfProperties(result);
+    return name == kPixelFormatName_Unknown || (result & 0xC0000) == 0 ? "(params)"
+                                                                       : TextOfProperties(result);
 }
 
 // No deeper than the params' format, below the highest quality.
@@ -318,7 +319,8 @@ TEST(PixelFormat, TextsGoThereAndBack)
 
 TEST(PixelFormat, UnknownTextsGiveInvalid)
 {
-    for (const char* text : {"", "Invalid", "bgra_4444_8u", "BGRA_4444_8u ", static_cast<const char*>(nullptr)})
+    for (const char* text :
+         {"", "Invalid", "bgra_4444_8u", "BGRA_4444_8u ", static_cast<const char*>(nullptr)})
     {
         PixelFormat format = kPixelFormat_BGRA_4444_8u;
         EXPECT_FALSE(PixelFormatFromText(text, format));
@@ -378,12 +380,15 @@ TEST(PixelFormatArithmetic, FormatsOfOneFamilyDepthAndMatrixCompositeAsTheyAre)
 
 TEST(PixelFormatArithmetic, PremultipliedTwinOfACodeIsThatOfTheFormat)
 {
-    const std::pair<const char*, const char*> twins[] = {
-        {"BGRA_4444_8u", "BGRP_4444_8u"},           {"BGRX_4444_8u", "BGRP_4444_8u"},
-        {"BGRA_4444_16u", "BGRP_4444_16u"},         {"BGRX_4444_16u", "BGRP_4444_16u"},
-        {"BGRA_4444_32f", "BGRP_4444_32f"},         {"BGRX_4444_32f", "BGRP_4444_32f"},
-        {"BGRA_4444_32f_Linear", "BGRP_4444_32f_Linear"}, {"BGRX_4444_32f_Linear", "BGRP_4444_32f_Linear"},
-        {"BGRP_4444_8u", "BGRP_4444_8u"}};
+    const std::pair<const char*, const char*> twins[] = {{"BGRA_4444_8u", "BGRP_4444_8u"},
+                                                         {"BGRX_4444_8u", "BGRP_4444_8u"},
+                                                         {"BGRA_4444_16u", "BGRP_4444_16u"},
+                                                         {"BGRX_4444_16u", "BGRP_4444_16u"},
+                                                         {"BGRA_4444_32f", "BGRP_4444_32f"},
+                                                         {"BGRX_4444_32f", "BGRP_4444_32f"},
+                                                         {"BGRA_4444_32f_Linear", "BGRP_4444_32f_Linear"},
+                                                         {"BGRX_4444_32f_Linear", "BGRP_4444_32f_Linear"},
+                                                         {"BGRP_4444_8u", "BGRP_4444_8u"}};
     for (const auto& [format, twin] : twins)
     {
         const std::uint32_t code = (VF::BEToIRPixelFormat(FormatOf(format)) & ~4u) | 8u;
@@ -418,7 +423,8 @@ TEST(SelectNearestPixelFormat, WithoutAcceptedFormatsGivesTheFirstWish)
     const Formats wished = {kPixelFormat_VUYA_4444_8u, kPixelFormat_BGRA_4444_8u};
     EXPECT_EQ(SelectNearestPixelFormat(wished, kPixelFormat_UYVY_422_8u_601, {}, kRenderQuality_High, true),
               kPixelFormat_VUYA_4444_8u);
-    EXPECT_EQ(SelectNearestPixelFormat(wished, Formats(), kRenderQuality_High, true), kPixelFormat_VUYA_4444_8u);
+    EXPECT_EQ(SelectNearestPixelFormat(wished, Formats(), kRenderQuality_High, true),
+              kPixelFormat_VUYA_4444_8u);
 }
 
 TEST(SelectNearestPixelFormat, WithoutWishesIsInvalid)
@@ -444,17 +450,21 @@ TEST(SelectNearestPixelFormat, AcceptedWildcardTakesFrameOrFirstWish)
 {
     const Formats wished = {kPixelFormat_BGRA_4444_8u};
     const Formats accepted = {kPixelFormat_VUYA_4444_32f, kPixelFormat_Any};
-    EXPECT_EQ(SelectNearestPixelFormat(wished, kPixelFormat_UYVY_422_8u_601, accepted, kRenderQuality_High, true),
-              kPixelFormat_UYVY_422_8u_601);
-    EXPECT_EQ(SelectNearestPixelFormat(wished, kPixelFormat_UYVY_422_8u_601, accepted, kRenderQuality_High, false),
-              kPixelFormat_BGRA_4444_8u);
+    EXPECT_EQ(
+        SelectNearestPixelFormat(wished, kPixelFormat_UYVY_422_8u_601, accepted, kRenderQuality_High, true),
+        kPixelFormat_UYVY_422_8u_601);
+    EXPECT_EQ(
+        SelectNearestPixelFormat(wished, kPixelFormat_UYVY_422_8u_601, accepted, kRenderQuality_High, false),
+        kPixelFormat_BGRA_4444_8u);
 }
 
 TEST(SelectNearestPixelFormat, TakesTheFirstWishThatIsAccepted)
 {
-    const Formats wished = {kPixelFormat_UYVY_422_8u_601, kPixelFormat_BGRA_4444_32f, kPixelFormat_BGRA_4444_8u};
+    const Formats wished = {kPixelFormat_UYVY_422_8u_601, kPixelFormat_BGRA_4444_32f,
+                            kPixelFormat_BGRA_4444_8u};
     const Formats accepted = {kPixelFormat_BGRA_4444_8u, kPixelFormat_BGRA_4444_32f};
-    EXPECT_EQ(SelectNearestPixelFormat(wished, accepted, kRenderQuality_High, false), kPixelFormat_BGRA_4444_32f);
+    EXPECT_EQ(SelectNearestPixelFormat(wished, accepted, kRenderQuality_High, false),
+              kPixelFormat_BGRA_4444_32f);
 }
 
 TEST(SelectNearestPixelFormat, NearestKeepsWhatCostsMostToLose)
@@ -509,14 +519,18 @@ TEST(SelectNearestPixelFormat, NearestKeepsWhatCostsMostToLose)
         {kPixelFormat_UYVY_422_8u_601,
          {kPixelFormat_YUYV_422_8u_601, kPixelFormat_UYVY_422_8u_709},
          kPixelFormat_YUYV_422_8u_601},
-        {kPixelFormat_Any, {kPixelFormat_VUYA_4444_32f, kPixelFormat_BGRA_4444_8u}, kPixelFormat_VUYA_4444_32f},
+        {kPixelFormat_Any,
+         {kPixelFormat_VUYA_4444_32f, kPixelFormat_BGRA_4444_8u},
+         kPixelFormat_VUYA_4444_32f},
     };
     for (const Case& one : cases)
     {
-        EXPECT_EQ(SelectNearestPixelFormat({one.mFrom}, one.mAccepted, kRenderQuality_High, false), one.mExpected)
-            << PixelFormatText(one.mFrom);
-        EXPECT_EQ(SelectNearestPixelFormat({kPixelFormat_Any}, one.mFrom, one.mAccepted, kRenderQuality_High, true),
+        EXPECT_EQ(SelectNearestPixelFormat({one.mFrom}, one.mAccepted, kRenderQuality_High, false),
                   one.mExpected)
+            << PixelFormatText(one.mFrom);
+        EXPECT_EQ(
+            SelectNearestPixelFormat({kPixelFormat_Any}, one.mFrom, one.mAccepted, kRenderQuality_High, true),
+            one.mExpected)
             << "by the frame " << PixelFormatText(one.mFrom);
     }
 }
@@ -531,15 +545,16 @@ TEST(SelectNearestPixelFormat, ExactChoiceIsNeverMerelyNear)
                                        {kPixelFormat_BGRA_4444_8u, kPixelFormat_VUYA_4444_8u}, noMatch,
                                        kRenderQuality_High),
               kPixelFormat_VUYA_4444_8u);
-    EXPECT_EQ(SelectNearestPixelFormat({kPixelFormat_VUYA_4444_8u, kPixelFormat_BGRA_4444_8u}, {kPixelFormat_Any},
-                                       noMatch, kRenderQuality_High),
+    EXPECT_EQ(SelectNearestPixelFormat({kPixelFormat_VUYA_4444_8u, kPixelFormat_BGRA_4444_8u},
+                                       {kPixelFormat_Any}, noMatch, kRenderQuality_High),
               kPixelFormat_VUYA_4444_8u);
     EXPECT_EQ(SelectNearestPixelFormat({kPixelFormat_VUYA_4444_8u, kPixelFormat_Any},
                                        {kPixelFormat_BGRA_4444_8u, kPixelFormat_BGRP_4444_8u}, noMatch,
                                        kRenderQuality_High),
               kPixelFormat_BGRA_4444_8u);
     EXPECT_EQ(SelectNearestPixelFormat({kPixelFormat_Any, kPixelFormat_BGRA_4444_8u},
-                                       {kPixelFormat_Any, kPixelFormat_BGRA_4444_8u}, noMatch, kRenderQuality_High),
+                                       {kPixelFormat_Any, kPixelFormat_BGRA_4444_8u}, noMatch,
+                                       kRenderQuality_High),
               kPixelFormat_BGRA_4444_8u);
     EXPECT_EQ(SelectNearestPixelFormat(Formats(), {kPixelFormat_Any}, noMatch, kRenderQuality_High), noMatch);
     EXPECT_EQ(SelectNearestPixelFormat({kPixelFormat_Any}, Formats(), noMatch, kRenderQuality_High), noMatch);

@@ -95,7 +95,8 @@ void PaintBits(const FramePixels& inPixels, const Bits& inBits, PaintedLines inL
     {
         for (std::uint32_t x = 0; x < inPixels.mWidth && IsOnLines(y, inLines); ++x)
         {
-            const std::size_t block = y * kRows / inPixels.mHeight * kColumns + x * kColumns / inPixels.mWidth;
+            const std::size_t block =
+                y * kRows / inPixels.mHeight * kColumns + x * kColumns / inPixels.mWidth;
             const std::uint8_t value = inBits[block] ? 255 : 0;
             const std::uint8_t pixel[4] = {value, value, value, 255};
             std::memcpy(inPixels.Row(0, y) + 4 * x, pixel, sizeof(pixel));

@@ -36,9 +36,11 @@ struct FrameMark
 };
 
 // Paints onto a frame of any format that has pixels in memory; its size is free.
-void PaintMark(const MF::IVideoFrameRef& inFrame, const FrameMark& inMark, PaintedLines inLines = PaintedLines::All);
+void PaintMark(const MF::IVideoFrameRef& inFrame, const FrameMark& inMark,
+               PaintedLines inLines = PaintedLines::All);
 
 // False where there is no mark to be read, or a damaged one.
-bool ReadMark(const MF::IVideoFrameRef& inFrame, FrameMark& outMark, PaintedLines inLines = PaintedLines::All);
+bool ReadMark(const MF::IVideoFrameRef& inFrame, FrameMark& outMark,
+              PaintedLines inLines = PaintedLines::All);
 
 } // namespace TestSupport

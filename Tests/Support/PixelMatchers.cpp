@@ -69,8 +69,9 @@ testing::AssertionResult HaveEqualPixels(const MF::IVideoFrameRef& inA, const MF
     if (a.mFormat != b.mFormat || a.mWidth != b.mWidth || a.mHeight != b.mHeight)
     {
         return testing::AssertionFailure()
-               << norviktypes::PixelFormatText(a.mFormat) << " " << a.mWidth << "x" << a.mHeight << " against "
-               << norviktypes::PixelFormatText(b.mFormat) << " " << b.mWidth << "x" << b.mHeight;
+               << norviktypes::PixelFormatText(a.mFormat) << " " << a.mWidth << "x" << a.mHeight
+               << " against " << norviktypes::PixelFormatText(b.mFormat) << " " << b.mWidth << "x"
+               << b.mHeight;
     }
     const std::vector<std::uint8_t> bytesA = PixelBytes(inA);
     const std::vector<std::uint8_t> bytesB = PixelBytes(inB);
@@ -79,8 +80,8 @@ testing::AssertionResult HaveEqualPixels(const MF::IVideoFrameRef& inA, const MF
     {
         return testing::AssertionSuccess();
     }
-    return testing::AssertionFailure() << "byte " << atA - bytesA.begin() << " of the rows is " << int{*atA}
-                                       << " against " << int{*atB};
+    return testing::AssertionFailure()
+           << "byte " << atA - bytesA.begin() << " of the rows is " << int{*atA} << " against " << int{*atB};
 }
 
 testing::AssertionResult HaveNearPixels(const MF::IVideoFrameRef& inA, const MF::IVideoFrameRef& inB,
@@ -115,11 +116,12 @@ testing::AssertionResult HaveNearPixels(const MF::IVideoFrameRef& inA, const MF:
         return testing::AssertionSuccess();
     }
     const auto width = static_cast<std::size_t>(boundsA.Width());
-    return testing::AssertionFailure() << "component " << where % 4 << " of pixel (" << where / 4 % width << ", "
-                                       << where / 4 / width << ") differs by " << largest / 65535.0;
+    return testing::AssertionFailure() << "component " << where % 4 << " of pixel (" << where / 4 % width
+                                       << ", " << where / 4 / width << ") differs by " << largest / 65535.0;
 }
 
-testing::AssertionResult IsFilledWith(const MF::IVideoFrameRef& inFrame, const std::vector<std::uint8_t>& inPixel)
+testing::AssertionResult IsFilledWith(const MF::IVideoFrameRef& inFrame,
+                                      const std::vector<std::uint8_t>& inPixel)
 {
     const std::vector<std::uint8_t> bytes = PixelBytes(inFrame);
     if (bytes.empty() || bytes.size() % inPixel.size() != 0)

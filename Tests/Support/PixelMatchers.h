@@ -25,7 +25,8 @@ testing::AssertionResult HaveNearPixels(const MF::IVideoFrameRef& inA, const MF:
                                         double inTolerance);
 
 // Every pixel of a four-component frame holds these bytes.
-testing::AssertionResult IsFilledWith(const MF::IVideoFrameRef& inFrame, const std::vector<std::uint8_t>& inPixel);
+testing::AssertionResult IsFilledWith(const MF::IVideoFrameRef& inFrame,
+                                      const std::vector<std::uint8_t>& inPixel);
 
 // Random bytes into all planes, padding included, from a seed; floats come out between 0 and 1.
 void FillWithNoise(const MF::IVideoFrameRef& inFrame, std::uint64_t inSeed);

@@ -77,7 +77,8 @@ TEST(FrameCache, EachKeyKeepsItsFrameUnderLoadFromManyThreads)
                          IVideoFrameRef frame = cache.Retrieve(Key(number));
                          if (!frame)
                          {
-                             cache.Insert(NewFrame(number), Key(number), static_cast<std::int32_t>(random() % 3));
+                             cache.Insert(NewFrame(number), Key(number),
+                                          static_cast<std::int32_t>(random() % 3));
                              continue;
                          }
                          ASSERT_TRUE(frame->IsFrozen());

@@ -13,7 +13,8 @@ namespace
 FrameGeometry GeometryOf(const PixelFormat& inFormat, std::uint32_t inWidth, std::uint32_t inHeight)
 {
     FrameGeometry geometry;
-    EXPECT_TRUE(VF::GetFrameGeometry(inFormat, VF::RowBytesOfFrame(inFormat, inWidth), inWidth, inHeight, geometry));
+    EXPECT_TRUE(
+        VF::GetFrameGeometry(inFormat, VF::RowBytesOfFrame(inFormat, inWidth), inWidth, inHeight, geometry));
     return geometry;
 }
 
@@ -112,7 +113,8 @@ TEST(FrameGeometry, AcceptsRowsWithoutPadding)
 TEST(FrameGeometry, RefusesFormatsThatNoFrameHas)
 {
     FrameGeometry geometry;
-    for (const PixelFormat& format : {kPixelFormat_Any, kPixelFormat_Invalid, PixelFormat{FourCC("BGRA"), 0x40081}})
+    for (const PixelFormat& format :
+         {kPixelFormat_Any, kPixelFormat_Invalid, PixelFormat{FourCC("BGRA"), 0x40081}})
     {
         EXPECT_FALSE(VF::IsFrameFormat(format));
         EXPECT_EQ(VF::RowBytesOfFrame(format, 100), 0u);

@@ -24,8 +24,8 @@ constexpr std::size_t kMiB = std::size_t{1} << 20;
 TEST(FramePool, BuffersAreAlignedAndLargeEnough)
 {
     FramePool pool(kPlenty, kPlenty);
-    for (std::size_t size : {std::size_t{1}, std::size_t{1023}, std::size_t{1024}, 300 * std::size_t{1024}, kMiB - 1,
-                             kMiB, 3 * kMiB - 7, 8294400 * std::size_t{1}, 33 * kMiB})
+    for (std::size_t size : {std::size_t{1}, std::size_t{1023}, std::size_t{1024}, 300 * std::size_t{1024},
+                             kMiB - 1, kMiB, 3 * kMiB - 7, 8294400 * std::size_t{1}, 33 * kMiB})
     {
         const FrameBufferRef buffer = pool.Acquire(size);
         ASSERT_TRUE(buffer) << size;
@@ -153,7 +153,8 @@ TEST(FramePool, BuffersInUseMayExceedTheLimit)
     EXPECT_EQ(pool.GetCounters().mBytesInUse, 12 * kMiB);
     EXPECT_EQ(pool.GetCounters().mPeakBytes, 12 * kMiB);
     a = FrameBufferRef();
-    EXPECT_EQ(pool.GetCounters().mBytesIdle, 0u) << "what comes back goes to the system while in use and idle exceed it";
+    EXPECT_EQ(pool.GetCounters().mBytesIdle, 0u)
+        << "what comes back goes to the system while in use and idle exceed it";
 }
 
 TEST(FramePool, LoweredLimitTakesEffectAtOnce)

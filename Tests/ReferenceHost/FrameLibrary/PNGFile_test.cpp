@@ -71,13 +71,15 @@ TEST(PNGFile, TransparentFrameIsStraightRGBA)
     const std::vector<std::uint8_t> bytes = Encoded(OnePixel(kPixelFormat_BGRA_4444_8u, straight));
     EXPECT_EQ(KindOf(bytes), (std::pair{8, 6}));
     const std::vector<std::uint8_t> pixel = PixelIn(bytes);
-    EXPECT_EQ(std::vector<std::uint8_t>(pixel.begin(), pixel.begin() + 4), (std::vector<std::uint8_t>{10, 20, 30, 128}));
+    EXPECT_EQ(std::vector<std::uint8_t>(pixel.begin(), pixel.begin() + 4),
+              (std::vector<std::uint8_t>{10, 20, 30, 128}));
 }
 
 TEST(PNGFile, PremultipliedColoursAreDivided)
 {
     const std::uint8_t premultiplied[4] = {64, 0, 128, 128};
-    const std::vector<std::uint8_t> pixel = PixelIn(Encoded(OnePixel(kPixelFormat_BGRP_4444_8u, premultiplied)));
+    const std::vector<std::uint8_t> pixel =
+        PixelIn(Encoded(OnePixel(kPixelFormat_BGRP_4444_8u, premultiplied)));
     EXPECT_NEAR(pixel[0], 128, 1);
     EXPECT_EQ(pixel[1], 0);
     EXPECT_EQ(pixel[2], 255);
@@ -125,7 +127,8 @@ TEST(PNGFile, IsWrittenWhole)
     std::string error;
     ASSERT_TRUE(VF::WritePNGFile(frame, folder.File("a.png"), error)) << error;
     std::ifstream file(folder.File("a.png"), std::ios::binary);
-    const std::vector<std::uint8_t> bytes{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+    const std::vector<std::uint8_t> bytes{std::istreambuf_iterator<char>(file),
+                                          std::istreambuf_iterator<char>()};
     EXPECT_EQ(bytes, Encoded(frame));
 }
 

@@ -95,7 +95,10 @@ class CollectingTarget final : public VF::IPNGRowTarget
 public:
     explicit CollectingTarget(std::size_t inRowBytes) : mRow(inRowBytes) {}
     std::uint8_t* PlaceForRow(std::uint32_t) noexcept override { return mRow.data(); }
-    void RowIsThere(std::uint32_t) noexcept override { mBytes.insert(mBytes.end(), mRow.begin(), mRow.end()); }
+    void RowIsThere(std::uint32_t) noexcept override
+    {
+        mBytes.insert(mBytes.end(), mRow.begin(), mRow.end());
+    }
 
     std::vector<std::uint8_t> mRow;
     std::vector<std::uint8_t> mBytes;
@@ -139,7 +142,8 @@ void PutBigEndian(std::uint8_t* outBytes, std::uint32_t inValue)
 }
 
 // Replaces inFrom by inTo, of the same length, and mends the checksum of the chunk that holds it.
-std::vector<std::uint8_t> Forged(std::vector<std::uint8_t> inBytes, const std::string& inFrom, const std::string& inTo)
+std::vector<std::uint8_t> Forged(std::vector<std::uint8_t> inBytes, const std::string& inFrom,
+                                 const std::string& inTo)
 {
     for (std::size_t at = 8; at + 12 <= inBytes.size();)
     {
@@ -221,7 +225,8 @@ TEST(PNG, WhatThePictureLacksComesBack)
 
 TEST(PNG, FrameWithoutContentRectComesBackWithoutOne)
 {
-    const IVideoFrameRef back = VF::DecompressPNG(VF::CompressPNG(NoisyFrame(kPixelFormat_BGRX_4444_8u, 16, 16)));
+    const IVideoFrameRef back =
+        VF::DecompressPNG(VF::CompressPNG(NoisyFrame(kPixelFormat_BGRX_4444_8u, 16, 16)));
     ASSERT_TRUE(back);
     TVK::Rect content;
     EXPECT_FALSE(back->GetContentRect(content));
@@ -233,7 +238,8 @@ TEST(PNG, FrameWithoutContentRectComesBackWithoutOne)
 
 TEST(PNG, BytesArePNG)
 {
-    const std::vector<std::uint8_t> bytes = BytesOf(VF::CompressPNG(NoisyFrame(kPixelFormat_BGRA_4444_16u, 9, 5)));
+    const std::vector<std::uint8_t> bytes =
+        BytesOf(VF::CompressPNG(NoisyFrame(kPixelFormat_BGRA_4444_16u, 9, 5)));
     const std::uint8_t signature[] = {0x89, 'P', 'N', 'G', '\r', '\n', 0x1A, '\n'};
     ASSERT_GT(bytes.size(), 33u);
     EXPECT_TRUE(std::equal(std::begin(signature), std::end(signature), bytes.begin()));
@@ -254,7 +260,8 @@ TEST(PNG, NothingGivesNoFrame)
 
 TEST(PNG, EachTornPictureGivesNoFrame)
 {
-    const std::vector<std::uint8_t> whole = BytesOf(VF::CompressPNG(NoisyFrame(kPixelFormat_BGRA_4444_8u, 13, 7)));
+    const std::vector<std::uint8_t> whole =
+        BytesOf(VF::CompressPNG(NoisyFrame(kPixelFormat_BGRA_4444_8u, 13, 7)));
     for (std::size_t length = 0; length < whole.size(); ++length)
     {
         const auto end = whole.begin() + static_cast<std::ptrdiff_t>(length);
@@ -281,7 +288,8 @@ TEST(PNG, EachFlippedBitGivesNoFrame)
 TEST(PNG, RandomDamageNeverGivesAnotherFrame)
 {
     std::mt19937_64 random(TestSupport::Seed());
-    const std::vector<std::uint8_t> whole = BytesOf(VF::CompressPNG(NoisyFrame(kPixelFormat_UYVY_422_8u_601, 33, 9)));
+    const std::vector<std::uint8_t> whole =
+        BytesOf(VF::CompressPNG(NoisyFrame(kPixelFormat_UYVY_422_8u_601, 33, 9)));
     const std::size_t count = TestSupport::ScaledCount(3000);
     for (std::size_t i = 0; i < count; ++i)
     {
@@ -313,9 +321,11 @@ TEST(PNG, RandomDamageNeverGivesAnotherFrame)
 
 TEST(PNG, PictureOfAnotherWriterGivesNoFrame)
 {
-    const std::vector<std::uint8_t> whole = BytesOf(VF::CompressPNG(NoisyFrame(kPixelFormat_BGRA_4444_8u, 8, 4)));
+    const std::vector<std::uint8_t> whole =
+        BytesOf(VF::CompressPNG(NoisyFrame(kPixelFormat_BGRA_4444_8u, 8, 4)));
     ASSERT_TRUE(VF::DecompressPNG(FromBytes(whole)));
-    for (const char* keyword : {"Frame format", "Frame size", "Pixel aspect", "Field and alpha type", "Origin"})
+    for (const char* keyword :
+         {"Frame format", "Frame size", "Pixel aspect", "Field and alpha type", "Origin"})
     {
         std::string other = keyword;
         other[0] = 'X';
@@ -325,11 +335,22 @@ TEST(PNG, PictureOfAnotherWriterGivesNoFrame)
 
 TEST(PNG, NotesThatDoNotFitThePictureGiveNoFrame)
 {
-    const std::vector<std::uint8_t> whole = BytesOf(VF::CompressPNG(NoisyFrame(kPixelFormat_BGRA_4444_8u, 80, 40)));
-    const std::pair<const char*, const char*> forgeries[] = {
-        {"80 40", "80 41"}, {"80 40", "40 80"}, {"80 40", "80x40"}, {"80 40", "80 -1"}, {"80 40", " 8040"},
-        {"80 40", "80 4 "}, {"80 40", "0 040"}, {"BGRA_4444_8u", "UYVY_422_8u_"}, {"BGRA_4444_8u", "BGRQ_4444_8u"},
-        {"BGRA_4444_8u", "VUYA_4444_8U"}, {"-1 -1", "-1 --"}, {"-1 -1", "-1 1x"}, {"0 1", "9 1"}, {"0 1", "0 9"}};
+    const std::vector<std::uint8_t> whole =
+        BytesOf(VF::CompressPNG(NoisyFrame(kPixelFormat_BGRA_4444_8u, 80, 40)));
+    const std::pair<const char*, const char*> forgeries[] = {{"80 40", "80 41"},
+                                                             {"80 40", "40 80"},
+                                                             {"80 40", "80x40"},
+                                                             {"80 40", "80 -1"},
+                                                             {"80 40", " 8040"},
+                                                             {"80 40", "80 4 "},
+                                                             {"80 40", "0 040"},
+                                                             {"BGRA_4444_8u", "UYVY_422_8u_"},
+                                                             {"BGRA_4444_8u", "BGRQ_4444_8u"},
+                                                             {"BGRA_4444_8u", "VUYA_4444_8U"},
+                                                             {"-1 -1", "-1 --"},
+                                                             {"-1 -1", "-1 1x"},
+                                                             {"0 1", "9 1"},
+                                                             {"0 1", "0 9"}};
     for (const auto& [from, to] : forgeries)
     {
         EXPECT_FALSE(VF::DecompressPNG(FromBytes(Forged(whole, from, to)))) << from << " to " << to;
@@ -341,7 +362,8 @@ TEST(PNG, BottomUpFrameIsAnUprightPicture)
 {
     IVideoFrameRef turned;
     const IVideoFrameRef upright = NoisyFrame(kPixelFormat_BGRA_4444_8u, 13, 7);
-    ASSERT_EQ(VF::CreateVideoFrame(turned, kPixelFormat_BGRA_4444_8u_BottomUp, 13, 7, {1, 1}, false, false), 0);
+    ASSERT_EQ(VF::CreateVideoFrame(turned, kPixelFormat_BGRA_4444_8u_BottomUp, 13, 7, {1, 1}, false, false),
+              0);
     ASSERT_EQ(VF::VideoFrameManipulators::CopyFrame(upright, turned, kRenderQuality_High), 0);
     EXPECT_EQ(RowsIn(VF::CompressPNG(turned)), RowsIn(VF::CompressPNG(upright)));
 }

@@ -46,8 +46,8 @@ IVideoFrameRef Copied(const IVideoFrameRef& inSource, const PixelFormat& inForma
 {
     TVK::Rect bounds;
     inSource->GetBounds(bounds);
-    const IVideoFrameRef target =
-        NewFrame(inFormat, static_cast<std::uint32_t>(bounds.right), static_cast<std::uint32_t>(bounds.bottom));
+    const IVideoFrameRef target = NewFrame(inFormat, static_cast<std::uint32_t>(bounds.right),
+                                           static_cast<std::uint32_t>(bounds.bottom));
     EXPECT_EQ(CopyFrame(inSource, target, kQuality), 0);
     return target;
 }
@@ -76,17 +76,26 @@ using Words = std::vector<std::array<std::uint16_t, 4>>;
 using Floats = std::vector<std::array<float, 4>>;
 
 // A frame of another maker: its rows are as long as it likes, and its memory ends with its last pixel.
-class ForeignFrame final : public TVK::Implements<ForeignFrame, MF::IVideoFrame, VF::IVideoFramePixels, VF::IVideoFrameRaster>
+class ForeignFrame final
+    : public TVK::Implements<ForeignFrame, MF::IVideoFrame, VF::IVideoFramePixels, VF::IVideoFrameRaster>
 {
 public:
     ForeignFrame(const IVideoFrameRef& inModel, std::size_t inRowBytes, std::size_t inBytes)
-        : mModel(inModel), mRowBytes(inRowBytes), mBytes(new std::uint8_t[inBytes]())
+        : mModel(inModel)
+        , mRowBytes(inRowBytes)
+        , mBytes(new std::uint8_t[inBytes]())
     {
     }
 
     void GetBounds(TVK::Rect& outBounds) const override { mModel->GetBounds(outBounds); }
-    bool SupportsTargetBounds(const TVK::Rect& inBounds) const override { return mModel->SupportsTargetBounds(inBounds); }
-    void GetPixelAspectRatio(PixelAspectRatio& outRatio) const override { mModel->GetPixelAspectRatio(outRatio); }
+    bool SupportsTargetBounds(const TVK::Rect& inBounds) const override
+    {
+        return mModel->SupportsTargetBounds(inBounds);
+    }
+    void GetPixelAspectRatio(PixelAspectRatio& outRatio) const override
+    {
+        mModel->GetPixelAspectRatio(outRatio);
+    }
     void GetPixelFormat(PixelFormat& outFormat) const override { mModel->GetPixelFormat(outFormat); }
     bool IsFrozen() const override { return mModel->IsFrozen(); }
     void Freeze() override { mModel->Freeze(); }
@@ -98,7 +107,10 @@ public:
     bool GetContentRect(TVK::Rect& outRect) const override { return mModel->GetContentRect(outRect); }
     void SetContentRect(const TVK::Rect& inRect) override { mModel->SetContentRect(inRect); }
     void ClearContentRect() override { mModel->ClearContentRect(); }
-    void SetPixelAspectRatio(const PixelAspectRatio& inRatio) override { mModel->SetPixelAspectRatio(inRatio); }
+    void SetPixelAspectRatio(const PixelAspectRatio& inRatio) override
+    {
+        mModel->SetPixelAspectRatio(inRatio);
+    }
     void SetAlphaType(AlphaChannel inType) override { mModel->SetAlphaType(inType); }
     void SetOrigin(const TVK::Point& inOrigin) override { mModel->SetOrigin(inOrigin); }
     std::int32_t CreateCompatibleFrame(IVideoFrameRef& outFrame) const override
@@ -352,12 +364,14 @@ TEST(CopyFrameWithFields, UnknownFieldIsRefused)
 {
     const IVideoFrameRef frame = NoisyFrame(kPixelFormat_BGRA_4444_8u);
     EXPECT_LT(CopyFrameWithFields(frame, NewFrame(kPixelFormat_BGRA_4444_8u, 31, 9), kQuality, 3), 0);
-    EXPECT_LT(CopyFrameWithFields(frame, NewFrame(kPixelFormat_BGRA_4444_8u, 31, 9), kQuality, 0xFFFFFFFF), 0);
+    EXPECT_LT(CopyFrameWithFields(frame, NewFrame(kPixelFormat_BGRA_4444_8u, 31, 9), kQuality, 0xFFFFFFFF),
+              0);
 }
 
 TEST(OpaqueAlpha, StraightAndOpaqueFormatsKeepTheirColours)
 {
-    const IVideoFrameRef bytes = FrameOfPixels<std::uint8_t>(kPixelFormat_BGRA_4444_8u, {{1, 2, 3, 0}, {9, 8, 7, 99}});
+    const IVideoFrameRef bytes =
+        FrameOfPixels<std::uint8_t>(kPixelFormat_BGRA_4444_8u, {{1, 2, 3, 0}, {9, 8, 7, 99}});
     EXPECT_EQ(OpaqueAlpha(bytes), 0);
     EXPECT_EQ(PixelsOf<std::uint8_t>(bytes), (Bytes{{1, 2, 3, 255}, {9, 8, 7, 255}}));
     EXPECT_EQ(bytes->GetAlphaType(), kAlphaChannel_Opaque);
@@ -367,15 +381,16 @@ TEST(OpaqueAlpha, StraightAndOpaqueFormatsKeepTheirColours)
     EXPECT_EQ(OpaqueAlpha(words), 0);
     EXPECT_EQ(PixelsOf<std::uint16_t>(words), (Words{{1, 2, 3, 65535}}));
 
-    const IVideoFrameRef floats = FrameOfPixels<float>(kPixelFormat_VUYA_4444_32f, {{0.25f, -0.5f, 2.0f, 0.5f}});
+    const IVideoFrameRef floats =
+        FrameOfPixels<float>(kPixelFormat_VUYA_4444_32f, {{0.25f, -0.5f, 2.0f, 0.5f}});
     EXPECT_EQ(OpaqueAlpha(floats), 0);
     EXPECT_EQ(PixelsOf<float>(floats), (Floats{{0.25f, -0.5f, 2.0f, 1.0f}}));
 }
 
 TEST(OpaqueAlpha, PremultipliedColoursBecomeThoseOfTheStraightPicture)
 {
-    const IVideoFrameRef frame =
-        FrameOfPixels<float>(kPixelFormat_BGRP_4444_32f, {{0.25f, 0.125f, 0.5f, 0.5f}, {0.0f, 0.0f, 0.0f, 0.0f}});
+    const IVideoFrameRef frame = FrameOfPixels<float>(
+        kPixelFormat_BGRP_4444_32f, {{0.25f, 0.125f, 0.5f, 0.5f}, {0.0f, 0.0f, 0.0f, 0.0f}});
     EXPECT_EQ(OpaqueAlpha(frame), 0);
     EXPECT_EQ(PixelsOf<float>(frame), (Floats{{0.5f, 0.25f, 1.0f, 1.0f}, {0.0f, 0.0f, 0.0f, 1.0f}}));
 }
@@ -412,8 +427,8 @@ TEST(InvertAlpha, StraightAlphaIsInvertedAndColoursStay)
 
 TEST(InvertAlpha, PremultipliedColoursAreAdapted)
 {
-    const IVideoFrameRef frame =
-        FrameOfPixels<float>(kPixelFormat_BGRP_4444_32f, {{0.125f, 0.25f, 0.0f, 0.25f}, {0.0f, 0.0f, 0.0f, 0.0f}});
+    const IVideoFrameRef frame = FrameOfPixels<float>(
+        kPixelFormat_BGRP_4444_32f, {{0.125f, 0.25f, 0.0f, 0.25f}, {0.0f, 0.0f, 0.0f, 0.0f}});
     EXPECT_EQ(InvertAlpha(frame), 0);
     EXPECT_EQ(PixelsOf<float>(frame), (Floats{{0.375f, 0.75f, 0.0f, 0.75f}, {0.0f, 0.0f, 0.0f, 1.0f}}));
     EXPECT_EQ(frame->GetAlphaType(), kAlphaChannel_Premultiplied);

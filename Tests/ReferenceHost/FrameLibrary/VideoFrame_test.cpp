@@ -200,7 +200,8 @@ TEST(CreateVideoFrame, ClearOfPlanesIsBlackInEach)
         for (const VF::FramePlane& plane : pixels.mGeometry.mPlanes)
         {
             firstAndLast.push_back(pixels.mPixels[plane.mOffset]);
-            firstAndLast.push_back(pixels.mPixels[plane.mOffset + plane.mRowBytes * (plane.mLines - 1) + plane.mUsedBytes - 1]);
+            firstAndLast.push_back(
+                pixels.mPixels[plane.mOffset + plane.mRowBytes * (plane.mLines - 1) + plane.mUsedBytes - 1]);
         }
         return firstAndLast;
     };
@@ -213,7 +214,8 @@ TEST(CreateVideoFrame, ClearOfPlanesIsBlackInEach)
 
 TEST(CreateVideoFrame, ClearOfTenBitWordsIsBlackInEachSample)
 {
-    const std::vector<std::uint8_t> bytes = TestSupport::PixelBytes(Cleared(kPixelFormat_V210_422_10u_709, false));
+    const std::vector<std::uint8_t> bytes =
+        TestSupport::PixelBytes(Cleared(kPixelFormat_V210_422_10u_709, false));
     ASSERT_EQ(bytes.size() % 16, 0u);
     for (std::size_t at = 0; at < bytes.size(); at += 4)
     {
