@@ -623,20 +623,79 @@ TEST(Stills, TornPicturesAreRefusedWithNameAndCause)
     }
 }
 
-TEST(Stills, HugePicturesAreRefusedBeforeTheyAreAllocated)
+namespace
 {
-    // A PNG that is all header: 40000 by 40000 pixels of 16-bit RGBA would be 12.8 GB.
+
+// A PNG of noise whose header says another size.
+void WriteWithHeader(const std::string& inPath, std::uint32_t inWidth, std::uint32_t inHeight)
+{
+    EncodeStill(RandomBytes(kPixels * 3), "rgb24", kWidth, kHeight, {}, inPath);
+    Bytes bytes = ReadBytes(inPath);
+    for (std::size_t i = 0; i < 4; ++i)
+    {
+        bytes[16 + i] = static_cast<std::uint8_t>(inWidth >> (24 - 8 * i));
+        bytes[20 + i] = static_cast<std::uint8_t>(inHeight >> (24 - 8 * i));
+    }
+    // The checksum of type and contents, so that only the size is wrong.
+    std::uint32_t crc = 0xFFFFFFFFu;
+    for (std::size_t i = 12; i < 29; ++i)
+    {
+        crc ^= bytes[i];
+        for (int bit = 0; bit < 8; ++bit)
+        {
+            crc = (crc & 1) != 0 ? crc >> 1 ^ 0xEDB88320u : crc >> 1;
+        }
+    }
+    for (std::size_t i = 0; i < 4; ++i)
+    {
+        bytes[29 + i] = static_cast<std::uint8_t>(~crc >> (24 - 8 * i));
+    }
+    WriteBytes(inPath, bytes);
+}
+
+} // namespace
+
+TEST(Stills, PicturesBeyondTheLimitsAreRefusedByTheirHeader)
+{
     const ScratchFolder scratch;
     const std::string path = scratch.File("a.png");
-    EncodeStill(RandomBytes(kPixels * 3), "rgb24", kWidth, kHeight, {}, path);
-    Bytes bytes = ReadBytes(path);
-    bytes[16] = bytes[20] = 0;
-    bytes[17] = bytes[21] = 0;
-    bytes[18] = bytes[22] = 0x9C;
-    bytes[19] = bytes[23] = 0x40;
-    WriteBytes(path, bytes);
+    for (const auto& [width, height] : {std::pair{40000u, 40000u}, std::pair{16385u, 10u}, std::pair{10u, 16385u},
+                                        std::pair{16384u, 16384u}, std::pair{0x7FFFFFFFu, 0x7FFFFFFFu}})
+    {
+        WriteWithHeader(path, width, height);
+        OpenError error;
+        EXPECT_FALSE(OpenMedia(path, OpenOptions(), error));
+        // Sizes that FFmpeg itself cannot count are damage to its decoders.
+        const bool isCountable = width < 40000u;
+        EXPECT_EQ(error.mKind, isCountable ? OpenErrorKind::kTooLarge : OpenErrorKind::kBadData) << error.mText;
+        EXPECT_NE(error.mText.find(isCountable ? "too large" : "image size"), std::string::npos) << error.mText;
+        EXPECT_NE(error.mText.find(path), std::string::npos) << error.mText;
+    }
+}
+
+TEST(Stills, LaterFileOfASequenceKeepsTheSameLimits)
+{
+    const ScratchFolder scratch;
+    EncodeStill(RandomBytes(kPixels * 3), "rgb24", kWidth, kHeight, {}, scratch.File("a1.png"));
+    WriteWithHeader(scratch.File("a2.png"), 20000, 1000);
+    const BE::IMediaInfoRef media = OpenOrFail(scratch.File("a%d.png"));
+    const BE::IVideoSourceRef source = SourceOf(media);
+    const TickTime second = TickTime::FromSeconds(0.04);
+    MF::IVideoFrameRef frame;
+    EXPECT_EQ(Get(source, norviktypes::kPixelFormat_Any, frame, false, second), BE::kSourceStatus_BadMedia);
+    const std::string reason = IFrameFailureRef(source)->DescribeFailure(second);
+    EXPECT_NE(reason.find("a2.png: the picture is too large"), std::string::npos) << reason;
+}
+
+TEST(Stills, SmallPictureThatMakesAHugeFrameIsRefused)
+{
+    // One bit a pixel is 20 MB, and its frame of four bytes a pixel 640 MB.
+    constexpr int kSides[2] = {16000, 10000};
+    const ScratchFolder scratch;
+    const std::string path = scratch.File("a.png");
+    EncodeStill(Bytes(std::size_t{kSides[0]} / 8 * kSides[1], 0), "monob", kSides[0], kSides[1], {}, path);
     OpenError error;
     EXPECT_FALSE(OpenMedia(path, OpenOptions(), error));
-    EXPECT_TRUE(error.mKind == OpenErrorKind::kTooLarge || error.mKind == OpenErrorKind::kBadData) << error.mText;
-    EXPECT_NE(error.mText.find(path), std::string::npos) << error.mText;
+    EXPECT_EQ(error.mKind, OpenErrorKind::kTooLarge) << error.mText;
+    EXPECT_NE(error.mText.find("16000x10000"), std::string::npos) << error.mText;
 }

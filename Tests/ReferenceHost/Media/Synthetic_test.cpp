@@ -159,17 +159,19 @@ TEST(CounterMedia, LinesOfTwoFieldsAreNotMixedWhenTheyAreScaledOrSubsampled)
     }
 }
 
-TEST(CounterMedia, TextChangesWithNumberAndTime)
+TEST(CounterMedia, TextTellsNumberAndTimeAndField)
 {
-    // The part below the code: with the moving line in the same place two frames differ by their text alone.
-    const BE::IVideoSourceRef source = Source("counter:size=320x180:rate=25");
-    const auto pixels = [&](double inSeconds) {
-        std::vector<std::uint8_t> bytes =
-            PixelBytes(Frame(source, TickTime::FromSeconds(inSeconds), Asked(norviktypes::kPixelFormat_BGRA_4444_8u)));
+    // The part below the code, where the moving line is in the same place and only the text can differ.
+    const auto text = [](const std::string& inSettings, double inSeconds) {
+        std::vector<std::uint8_t> bytes = PixelBytes(Frame(Source("counter:size=320x180:" + inSettings), TickTime::FromSeconds(inSeconds),
+                                                           Asked(norviktypes::kPixelFormat_BGRA_4444_8u)));
         return std::vector<std::uint8_t>(bytes.begin() + 320 * 4 * 40, bytes.end());
     };
-    EXPECT_EQ(pixels(1.0), pixels(1.0));
-    EXPECT_NE(pixels(1.0), pixels(3.0));
+    EXPECT_EQ(text("rate=25", 1.0), text("rate=25", 1.0));
+    EXPECT_NE(text("rate=25", 1.0), text("rate=25", 3.0));
+    EXPECT_NE(text("rate=25", 1.0), text("rate=50", 1.0)); // frames 25 and 50 of one moment
+    EXPECT_NE(text("rate=25", 2.0), text("rate=25/2", 4.0)); // two moments, both of a frame 50
+    EXPECT_NE(text("rate=25:fields=upper", 1.0), text("rate=25", 1.0));
 }
 
 TEST(SyntheticMedia, EndsWhereItsDurationSaysAndNotBefore)
