@@ -116,6 +116,71 @@ clip("png_%05d.png", source(frames=6), "-start_number", "1", "-pix_fmt", "rgb24"
 clip("exr_%05d.exr", source(frames=4), "-start_number", "1", "-pix_fmt", "gbrpf32le")
 
 
+class Bits:
+    """Writes the syntax elements of H.264."""
+
+    def __init__(self):
+        self.text = ""
+
+    def u(self, count, value):
+        self.text += f"{value:0{count}b}"
+        return self
+
+    def ue(self, *values):
+        for value in values:
+            code = f"{value + 1:b}"
+            self.text += "0" * (len(code) - 1) + code
+        return self
+
+    def align(self, data=b""):
+        self.text += "0" * (-len(self.text) % 8) + "".join(f"{byte:08b}" for byte in data)
+        return self
+
+    def unit(self, reference, kind):
+        bits = self.text + "1"
+        bits += "0" * (-len(bits) % 8)
+        unit = bytearray([reference << 5 | kind])
+        zeros = 0
+        for byte in int(bits, 2).to_bytes(len(bits) // 8, "big"):
+            if zeros >= 2 and byte <= 3:
+                unit.append(3)
+                zeros = 0
+            unit.append(byte)
+            zeros = zeros + 1 if byte == 0 else 0
+        return b"\0\0\0\1" + bytes(unit)
+
+
+def field_pairs(frames=30, group=10, side=64):
+    """H.264 whose fields are pictures, each in a packet of its own, which no encoder of FFmpeg makes: samples as they
+    are, in intra pictures of which only each tenth is a random access point."""
+    across = side // 16
+    down = side // 32
+    sequence = Bits().u(8, 77).u(8, 0).u(8, 30).ue(0, 0, 0, 4, 2).u(1, 0).ue(across - 1, down - 1)
+    sequence.u(1, 0).u(1, 0).u(1, 1).u(1, 0).u(1, 0)
+    picture = Bits().ue(0, 0).u(1, 0).u(1, 0).ue(0, 1, 1).u(1, 0).u(2, 0).ue(0, 0, 0).u(1, 1).u(1, 0).u(1, 0)
+    stream = b""
+    for frame in range(frames):
+        place = frame % group
+        for bottom in (0, 1):
+            is_idr = place == 0 and not bottom
+            if is_idr:
+                stream += sequence.unit(3, 7) + picture.unit(3, 8)
+            stream += Bits().u(3, 7).unit(0, 9)
+            piece = Bits().ue(0, 7, 0).u(4, place % 16).u(1, 1).u(1, bottom)
+            if is_idr:
+                piece.ue(frame // group % 2)
+            piece.u(8, 2 * place + bottom).u(2 if is_idr else 1, 0).ue(0, 1)
+            for block in range(across * down):
+                left, top = block % across * 16, block // across * 16
+                luma = bytes(16 + (3 * (left + x) + 5 * (top + y) + 7 * frame + 90 * bottom) % 200
+                             for y in range(16) for x in range(16))
+                chroma = bytes(16 + (left + x + 2 * frame + 50 * plane) % 200
+                               for plane in (0, 1) for y in range(8) for x in range(8))
+                piece.ue(25).align(luma + chroma)
+            stream += piece.unit(3, 5 if is_idr else 1)
+    return stream
+
+
 def encoders():
     text = subprocess.run(["ffmpeg", "-hide_banner", "-v", "quiet", "-encoders"], capture_output=True, text=True,
                           check=True).stdout
@@ -175,6 +240,12 @@ def derived(folder):
                     joined.write(piece.read())
                 os.remove(path(f"part.{part}.ts"))
         os.rename(path("part.size_change.ts"), path("size_change.ts"))
+    if not os.path.exists(path("paff.h264")):
+        with open(path("part.paff.h264"), "wb") as fields:
+            fields.write(field_pairs())
+        os.rename(path("part.paff.h264"), path("paff.h264"))
+    remux("paff.ts", "-i", path("paff.h264"), "-c", "copy")
+    remux("paff.mkv", "-i", path("paff.ts"), "-c", "copy")
     if not os.path.exists(path("spliced.ts")):
         with open(path("part.spliced.ts"), "wb") as joined:
             for _ in range(2):

@@ -1,6 +1,7 @@
 #include "ReferenceHost/Media/FFmpeg/IndexBuilder.h"
 
 #include <algorithm>
+#include <cmath>
 #include <set>
 
 #include <fmt/format.h>
@@ -40,6 +41,23 @@ bool IsSane(std::int64_t inTimestamp)
 constexpr AVRational kUsualRates[] = {{24000, 1001}, {24, 1}, {25, 1},         {30000, 1001}, {30, 1},
                                       {48, 1},       {50, 1}, {60000, 1001},   {60, 1},       {15, 1},
                                       {12, 1},       {10, 1}, {120000, 1001},  {120, 1},      {100, 1}};
+
+// The usual rate nearest to one that was estimated from a few packets, where one is near.
+AVRational SnapRate(AVRational inRate)
+{
+    AVRational nearest = inRate;
+    double least = 0.02;
+    for (const AVRational& rate : kUsualRates)
+    {
+        const double distance = std::abs(av_q2d(rate) / av_q2d(inRate) - 1.0);
+        if (distance < least)
+        {
+            least = distance;
+            nearest = rate;
+        }
+    }
+    return nearest;
+}
 
 }
 
@@ -259,7 +277,7 @@ std::vector<std::int64_t> IndexBuilder::TimesInOrder(const FrameIndex& inIndex) 
     {
         if (candidate.num > 0 && candidate.den > 0)
         {
-            rate = candidate;
+            rate = SnapRate(candidate);
             break;
         }
     }

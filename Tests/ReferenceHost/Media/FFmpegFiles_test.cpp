@@ -92,6 +92,17 @@ TEST(FFmpegFacts, RatesGridsAndCountsAreExact)
     EXPECT_EQ(FactsOf("h264_raw.h264").frameRate, (Media::Rational{25, 1}));
 }
 
+TEST(FFmpegFacts, FieldsInPacketsOfTheirOwnMakeOneFrame)
+{
+    for (const char* name : {"paff.ts", "paff.mkv", "paff.h264"})
+    {
+        const Media::FileFacts facts = FactsOf(name);
+        EXPECT_EQ(facts.frameCount, 30) << name;
+        EXPECT_EQ(facts.frameRate, (Media::Rational{25, 1})) << name;
+        EXPECT_EQ(facts.fieldOrder, Media::FieldOrder::kUpperFirst) << name;
+    }
+}
+
 TEST(FFmpegFacts, FramesOffAGridAreShownUntilTheNext)
 {
     FileError error;

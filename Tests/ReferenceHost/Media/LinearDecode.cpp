@@ -66,7 +66,7 @@ const std::vector<std::string>& ClipNames()
         "png.mov",              "animation.gif",        "vfr.mkv",              "vfr.mp4",            "negative.mkv",
         "negative.mp4",
         "anamorphic.mp4",       "timecode.mov",         "edit_list.mp4",        "cut_in_group.ts",    "rotated.mp4",
-        "cover.mp4",            "two_videos.mkv",       "size_change.ts",       "spliced.ts",         "hdr_pq.mkv"};
+        "cover.mp4",            "two_videos.mkv",       "paff.h264",            "paff.ts",              "paff.mkv",             "size_change.ts",       "spliced.ts",         "hdr_pq.mkv"};
     return sNames;
 }
 
