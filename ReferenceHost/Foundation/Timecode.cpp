@@ -1,5 +1,6 @@
 #include "ReferenceHost/Foundation/Timecode.h"
 
+#include <algorithm>
 #include <fmt/format.h>
 
 namespace Foundation
@@ -25,7 +26,7 @@ int64_t LabelNumber(int64_t inFrame, const TimecodeRate& inRate)
     const int64_t tens = inFrame / perTenMinutes;
     const int64_t rest = inFrame % perTenMinutes;
     // The first minute of ten has all of its labels.
-    const int64_t minutes = rest < perMinute + dropped ? 0 : (rest - dropped) / perMinute;
+    const int64_t minutes = std::max<int64_t>(rest - dropped, 0) / perMinute;
     return inFrame + dropped * (9 * tens + minutes);
 }
 

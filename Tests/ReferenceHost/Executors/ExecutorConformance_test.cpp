@@ -370,13 +370,19 @@ TEST_P(Executor, GoesOnAfterAFunctionThrew)
 
 TEST_P(Executor, WaitFromAnOwnFunctionDoesNotWaitForItself)
 {
-    // As many as fit at once, so that several wait inside at the same time.
+    // As many as fit at once, all inside before the first waits: they must not wait for each other either.
+    std::atomic<uint32_t> inside{0};
     std::atomic<uint32_t> returned{0};
     for (uint32_t index = 0; index < GetParam().mWidth; ++index)
     {
         mExecutor.Post(
             [&]
             {
+                ++inside;
+                while (inside < GetParam().mWidth)
+                {
+                    std::this_thread::yield();
+                }
                 mExecutor.WaitForTermination();
                 ++returned;
             });

@@ -225,6 +225,7 @@ TEST_F(Logging, ThresholdDecidesWhatIsShown)
     norvik::logging::LogText(norvik::logging::kLogLevel_Notice, "channel", "quiet");
     norvik::logging::LogText(norvik::logging::kLogLevel_Warning, "channel", "loud");
     norvik::logging::Log(nullptr);
+    norvik::logging::Log(boost::make_shared<norvik::logging::LogMessage>()); // a notice by default
     ASSERT_EQ(mRecords.size(), 1u);
     EXPECT_EQ(mRecords[0]->mText, "loud");
     EXPECT_TRUE(norvik::logging::LoggingIsEnabled());

@@ -118,6 +118,7 @@ TEST(TextConversions, LoneSurrogatesAreReplaced)
     EXPECT_EQ(UTF16to8(units({0xD83C})), replaced);
     EXPECT_EQ(UTF16to8(units({0xDFAC})), replaced);
     EXPECT_EQ(UTF16to8(units({0xDFAC, 0xD83C})), replaced + replaced);
+    EXPECT_EQ(UTF16to8(units({0xDFAC, 0xDFAC})), replaced + replaced);
     EXPECT_EQ(UTF16to8(units({0xD83C, u'x'})), replaced + "x");
     EXPECT_EQ(UTF16to8(units({0xD83C, 0xD83C, 0xDFAC})), replaced + "\xF0\x9F\x8E\xAC");
 }

@@ -289,6 +289,19 @@ TEST_F(Stations, OwnThreadDeliversAndEndsWithNothingLeft)
     EXPECT_EQ(threads.count(std::this_thread::get_id()), 0u);
 }
 
+TEST_F(Stations, RunDeliversWhatWasPostedBeforeQuit)
+{
+    StationRegistry::AddListener(mStation, Other::StaticMessageID(),
+                                 [&](const MessageRef&)
+                                 {
+                                     PostMessageToUIThread(mStation, NumberMessage(1), 0);
+                                     UIThread::Quit();
+                                 });
+    PostMessageToUIThread(mStation, MessageRef(new Other), 0);
+    UIThread::Run();
+    EXPECT_EQ(mHeard, std::vector<int>{1});
+}
+
 TEST_F(Stations, HostIsWokenForEachPost)
 {
     std::atomic<int> woken{0};
