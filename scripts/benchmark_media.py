@@ -92,6 +92,7 @@ class Run:
                 errors.seek(0)
                 raise RuntimeError(f"{' '.join(words)} ended with {child.returncode}: {errors.read().decode()}")
         self.user, self.system = usage.ru_utime, usage.ru_stime
+        self.cpu = self.user + self.system
         self.peak = usage.ru_maxrss * 1024
         self.faults = usage.ru_minflt
 
@@ -138,8 +139,9 @@ class Bench:
                     f"{median(r.system for r in runs):.2f} s, {median(r.peak for r in runs) / MIB:.0f} MiB")
 
         speed = median(p.wall / o.wall for o, p in zip(ours, peer))
+        cpu = median(o.cpu / p.cpu for o, p in zip(ours, peer))
         self.row(f"{name}, {processors} core{'s' * (processors > 1)}", text(ours), text(peer),
-                 f"{100 * speed:.0f} % of its speed", aim)
+                 f"{100 * speed:.0f} % of its speed, {cpu:.2f} of its CPU", aim)
         return frames / median(r.wall for r in ours)
 
     def slope(self, name, clip, short, long, processors, aim, options=(), graph="format=bgra"):
@@ -148,13 +150,19 @@ class Bench:
                                   self.ours(clip, processors, *options, frames=short),
                                   self.peer(clip, processors, graph, frames=long),
                                   self.peer(clip, processors, graph, frames=short))
-        ours = [1000 * (x.wall - y.wall) / (long - short) for x, y in zip(a, b)]
-        peer = [1000 * (x.wall - y.wall) / (long - short) for x, y in zip(c, d)]
-        # The median of the slopes: a ratio of two differences would be noisier than either.
-        self.row(f"{name}, {processors} core{'s' * (processors > 1)}",
-                 f"{median(ours):.2f} ms a frame ({min(ours):.2f} to {max(ours):.2f})",
-                 f"{median(peer):.2f} ms a frame ({min(peer):.2f} to {max(peer):.2f})",
-                 f"{median(ours) / median(peer):.2f} times its time", aim)
+        def slopes(longs, shorts, figure):
+            return [1000 * (figure(x) - figure(y)) / (long - short) for x, y in zip(longs, shorts)]
+
+        def text(wall, cpu):
+            return f"{median(wall):.2f} ms a frame ({min(wall):.2f} to {max(wall):.2f}), CPU {median(cpu):.2f} ms"
+
+        ours, peer = slopes(a, b, lambda run: run.wall), slopes(c, d, lambda run: run.wall)
+        our_cpu, peer_cpu = slopes(a, b, lambda run: run.cpu), slopes(c, d, lambda run: run.cpu)
+        # The ratio of the medians: a ratio of two differences would be noisier than either.
+        self.row(f"{name}, {processors} core{'s' * (processors > 1)}", text(ours, our_cpu), text(peer, peer_cpu),
+                 f"{median(ours) / median(peer):.2f} times its time, "
+                 f"{median(our_cpu) / median(peer_cpu):.2f} of its CPU",
+                 aim)
 
     def h264(self):
         for name, clip in (("chart", self.media.chart()), ("noisy", self.media.noisy())):

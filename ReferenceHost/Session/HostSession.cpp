@@ -9,6 +9,8 @@
 #include <algorithm>
 #include <stdexcept>
 
+#include <malloc.h>
+
 namespace Session
 {
 
@@ -17,16 +19,27 @@ namespace
 
 constexpr std::uint64_t kMostByDefault = std::uint64_t{4} << 30;
 // Shares of the whole, as divisors. A forward run keeps frames in flight and decoders fed; scattered looks
-// gain most from decoded neighbours. What remains pays for buffers that lie idle between two frames.
+// gain most from decoded neighbours. Buffers that lie idle are those that the window has just let go.
 constexpr std::uint64_t kWindowShare = 3;
 constexpr std::uint64_t kForwardPicturesShare = 3;
 constexpr std::uint64_t kSharedCacheShare = 10;
-constexpr std::uint64_t kIdleShare = 6;
+constexpr std::uint64_t kIdleShare = kWindowShare;
 
 // Scattered looks make one small frame at a time for each thread.
 constexpr std::uint64_t kScatteredPicturesNumerator = 3;
 constexpr std::uint64_t kScatteredPicturesDenominator = 4;
 constexpr std::uint64_t kScatteredWindowShare = 6;
+
+// Packets of several megabytes come and go with every frame of lightly compressed media. Their pages are to stay
+// with the process: given back and fetched again, as the C library does by itself, they cost more than the decoding.
+constexpr int kLargestKeptBlock = 32 << 20; // the most that it takes
+constexpr int kKeptAtTop = 64 << 20;
+
+void KeepFreedPages()
+{
+    mallopt(M_MMAP_THRESHOLD, kLargestKeptBlock);
+    mallopt(M_TRIM_THRESHOLD, kKeptAtTop);
+}
 
 std::uint64_t DefaultMemory()
 {
@@ -52,6 +65,7 @@ void SelectTarget(const std::string& inName)
 HostSession::HostSession(const HostSettings& inSettings)
 {
     SelectTarget(inSettings.mCpuTarget);
+    KeepFreedPages();
     norvik::utility::SetCPUCountOverride(inSettings.mThreads);
     mThreads = norvik::utility::CPUCount();
     mMemoryBytes = inSettings.mMemoryBytes == 0 ? DefaultMemory() : inSettings.mMemoryBytes;
