@@ -516,7 +516,7 @@ bool HasSameChromaRows(const Picture& inOne, const Picture& inOther) noexcept
 bool IsChromaIndependent(const Picture& inSource, const Picture& inTarget) noexcept
 {
     return inSource.IsSubsampled() && inTarget.IsSubsampled() && inSource.matrix == inTarget.matrix &&
-           inSource.transfer == inTarget.transfer && !inSource.HasAlpha();
+           inSource.transfer == inTarget.transfer && !inSource.HasAlpha() && !inTarget.HasAlpha();
 }
 
 std::int32_t SampleBytes(Sample inSample) noexcept

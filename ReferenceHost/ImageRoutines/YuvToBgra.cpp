@@ -488,8 +488,9 @@ std::int16_t Q15(double inValue)
 
 bool HasYuvToBgra(const Picture& inSource) noexcept
 {
+    // The kernels have no place for a share of U in red or of V in blue.
     return inSource.sample != Sample::kFloat && !inSource.IsRGB() && IsLinearModel(inSource.matrix) &&
-           inSource.transfer == Transfer::kDisplay && inSource.primaries == Primaries::k709;
+           inSource.matrix != Matrix::kYCgCo && inSource.transfer == Transfer::kDisplay && inSource.primaries == Primaries::k709;
 }
 
 YuvToBgraFactors FactorsFor(const Picture& inSource) noexcept

@@ -32,7 +32,7 @@ struct YuvToBgraFactors
     std::int16_t redBias;
 };
 
-// Whether the kernels take a picture: integer samples and a matrix that is linear in coded RGB.
+// Whether the kernels take a picture: integer samples and a matrix of luma and colour differences.
 bool HasYuvToBgra(const Picture& inSource) noexcept;
 YuvToBgraFactors FactorsFor(const Picture& inSource) noexcept;
 
