@@ -4,7 +4,7 @@
 #include "ReferenceHost/Media/Media.h"
 #include "ReferenceHost/Media/Stills/SequencePattern.h"
 #include "ReferenceHost/Media/VideoSourceBase.h"
-#include "Tests/Support/CounterReader.h"
+#include "Tests/ReferenceHost/Media/CounterReader.h"
 #include "Tests/Support/Paths.h"
 #include "Tests/Support/PixelMatchers.h"
 
@@ -16,6 +16,7 @@
 #include <vector>
 
 using namespace Media;
+using namespace MediaTests;
 using namespace TestSupport;
 using norviktypes::TickTime;
 

@@ -2,7 +2,7 @@
 #include "ReferenceHost/FrameLibrary/PNGFile.h"
 #include "ReferenceHost/FrameLibrary/SharedVideoFrameCacheControl.h"
 #include "ReferenceHost/Media/Media.h"
-#include "Tests/Support/CounterReader.h"
+#include "Tests/ReferenceHost/Media/CounterReader.h"
 #include "Tests/Support/Paths.h"
 #include "Tests/Support/PixelMatchers.h"
 #include "Tests/Support/Scale.h"
@@ -17,6 +17,7 @@
 #include <vector>
 
 using namespace Media;
+using namespace MediaTests;
 using namespace TestSupport;
 using norviktypes::TickTime;
 

@@ -1,8 +1,8 @@
+#include "ReferenceHost/FrameLibrary/SharedVideoFrameCacheControl.h"
 #include "ReferenceHost/Media/IMediaFacts.h"
 #include "ReferenceHost/Media/Synthetic/SyntheticMedia.h"
 #include "ReferenceHost/Media/VideoSourceBase.h"
-#include "ReferenceHost/FrameLibrary/SharedVideoFrameCacheControl.h"
-#include "Tests/Support/CounterReader.h"
+#include "Tests/ReferenceHost/Media/CounterReader.h"
 #include "Tests/Support/PixelMatchers.h"
 #include "VF/VideoFrame.h"
 
@@ -13,6 +13,7 @@
 #include <vector>
 
 using namespace Media;
+using namespace MediaTests;
 using namespace TestSupport;
 using norviktypes::TickTime;
 
@@ -161,17 +162,23 @@ TEST(CounterMedia, LinesOfTwoFieldsAreNotMixedWhenTheyAreScaledOrSubsampled)
 
 TEST(CounterMedia, TextTellsNumberAndTimeAndField)
 {
-    // The part below the code, where the moving line is in the same place and only the text can differ.
+    // The upper lines of the part below the code: where the moving line is in the same place only the text can differ.
     const auto text = [](const std::string& inSettings, double inSeconds) {
-        std::vector<std::uint8_t> bytes = PixelBytes(Frame(Source("counter:size=320x180:" + inSettings), TickTime::FromSeconds(inSeconds),
-                                                           Asked(norviktypes::kPixelFormat_BGRA_4444_8u)));
-        return std::vector<std::uint8_t>(bytes.begin() + 320 * 4 * 40, bytes.end());
+        const std::vector<std::uint8_t> bytes = PixelBytes(Frame(Source("counter:size=320x180:" + inSettings),
+                                                                 TickTime::FromSeconds(inSeconds),
+                                                                 Asked(norviktypes::kPixelFormat_BGRA_4444_8u)));
+        std::vector<std::uint8_t> lines;
+        for (std::ptrdiff_t y = 40; y < 180; y += 2)
+        {
+            lines.insert(lines.end(), bytes.begin() + y * 320 * 4, bytes.begin() + (y + 1) * 320 * 4);
+        }
+        return lines;
     };
     EXPECT_EQ(text("rate=25", 1.0), text("rate=25", 1.0));
     EXPECT_NE(text("rate=25", 1.0), text("rate=25", 3.0));
-    EXPECT_NE(text("rate=25", 1.0), text("rate=50", 1.0)); // frames 25 and 50 of one moment
-    EXPECT_NE(text("rate=25", 2.0), text("rate=25/2", 4.0)); // two moments, both of a frame 50
-    EXPECT_NE(text("rate=25:fields=upper", 1.0), text("rate=25", 1.0));
+    EXPECT_NE(text("rate=25", 1.0), text("rate=50", 1.0));              // frames 25 and 50 of one moment
+    EXPECT_NE(text("rate=25", 2.0), text("rate=25/2", 4.0));            // two moments, both of a frame 50
+    EXPECT_NE(text("rate=25:fields=upper", 1.0), text("rate=25", 1.0)); // a field and a frame of one moment
 }
 
 TEST(SyntheticMedia, EndsWhereItsDurationSaysAndNotBefore)

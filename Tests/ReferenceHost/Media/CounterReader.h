@@ -8,7 +8,7 @@
 
 #include <cstdint>
 
-namespace TestSupport
+namespace MediaTests
 {
 
 enum class CounterLines : std::uint8_t
@@ -30,4 +30,4 @@ struct CounterReading
 bool ReadCounter(const MF::IVideoFrameRef& inFrame, CounterReading& outReading,
                  CounterLines inLines = CounterLines::kAll);
 
-} // namespace TestSupport
+} // namespace MediaTests

@@ -1,4 +1,4 @@
-#include "Tests/Support/CounterReader.h"
+#include "Tests/ReferenceHost/Media/CounterReader.h"
 
 #include "IR/ImageRoutines.h"
 #include "VF/VideoFrame.h"
@@ -6,7 +6,7 @@
 #include <cstddef>
 #include <vector>
 
-namespace TestSupport
+namespace MediaTests
 {
 
 namespace
@@ -90,4 +90,4 @@ bool ReadCounter(const MF::IVideoFrameRef& inFrame, CounterReading& outReading, 
     return Media::DecodeCounter(bits, outReading.mFrame, outReading.mMoment);
 }
 
-} // namespace TestSupport
+} // namespace MediaTests
