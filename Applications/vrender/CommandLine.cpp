@@ -103,7 +103,8 @@ bool FindHelp(int inCount, const char* const* inWords, Options& outOptions)
     std::replace(inCause.begin(), inCause.end(), '\n', ' ');
     const CommandRow* command = FindCommand(inOptions.mCommand);
     const std::string where = command == nullptr ? "" : std::string(command->mName) + ": ";
-    const std::string help = command == nullptr ? "vrender --help" : std::string("vrender ") + command->mName + " --help";
+    const std::string help =
+        command == nullptr ? "vrender --help" : std::string("vrender ") + command->mName + " --help";
     throw ToolError(ExitCode::kUsage, where + inCause + " (see " + help + ")");
 }
 

@@ -50,16 +50,11 @@ ExitCode CodeOf(Media::OpenErrorKind inKind)
 {
     switch (inKind)
     {
-    case Media::OpenErrorKind::kNoInput:
-        return ExitCode::kNoInput;
-    case Media::OpenErrorKind::kCodecMissing:
-        return ExitCode::kCodecMissing;
-    case Media::OpenErrorKind::kIOError:
-        return ExitCode::kIOError;
-    case Media::OpenErrorKind::kBadUsage:
-        return ExitCode::kUsage;
-    default:
-        return ExitCode::kBadData;
+    case Media::OpenErrorKind::kNoInput: return ExitCode::kNoInput;
+    case Media::OpenErrorKind::kCodecMissing: return ExitCode::kCodecMissing;
+    case Media::OpenErrorKind::kIOError: return ExitCode::kIOError;
+    case Media::OpenErrorKind::kBadUsage: return ExitCode::kUsage;
+    default: return ExitCode::kBadData;
     }
 }
 
@@ -74,7 +69,8 @@ Timeline TimelineOf(const Session::Clip& inClip, const std::string& inName, cons
     timeline.mIsDropFrame = facts.mStartTimecode.mIsDropFrame;
     if (facts.mFrameRate.mNumerator <= 0 || facts.mFrameRate.mDenominator <= 0)
     {
-        const auto rate = norviktypes::FrameRate::FromRational(inStillRate.mNumerator, inStillRate.mDenominator);
+        const auto rate =
+            norviktypes::FrameRate::FromRational(inStillRate.mNumerator, inStillRate.mDenominator);
         timeline.mRate = inStillRate;
         timeline.mFrameStart = [rate](std::int64_t inFrame)
         { return norviktypes::TickTime::FromFrame(inFrame, rate); };
@@ -92,7 +88,8 @@ Timeline TimelineOf(const Session::Clip& inClip, const std::string& inName, cons
 std::int32_t FollowingSide(double inValue, bool inEven)
 {
     const double step = inEven ? 2 : 1;
-    return static_cast<std::int32_t>(std::clamp(std::round(inValue / step) * step, step, double{kLargestSide}));
+    return static_cast<std::int32_t>(
+        std::clamp(std::round(inValue / step) * step, step, double{kLargestSide}));
 }
 
 } // namespace
@@ -150,7 +147,8 @@ norviktypes::PixelAspectRatio AspectAtSize(const Media::MediaFacts& inFacts, con
         return norviktypes::kPixelAspectRatio_Square;
     }
     std::uint64_t numerator = std::uint64_t{own.GetNumerator()} * static_cast<std::uint64_t>(inFacts.mWidth);
-    std::uint64_t denominator = std::uint64_t{own.GetDenominator()} * static_cast<std::uint64_t>(inFacts.mHeight);
+    std::uint64_t denominator =
+        std::uint64_t{own.GetDenominator()} * static_cast<std::uint64_t>(inFacts.mHeight);
     // Both ratios are made small before they are multiplied: a hostile aspect would overflow.
     const std::uint64_t first = std::gcd(numerator, denominator);
     numerator = std::min(numerator / first, kLargestRatio) * static_cast<std::uint64_t>(inSize.mHeight);
@@ -158,7 +156,8 @@ norviktypes::PixelAspectRatio AspectAtSize(const Media::MediaFacts& inFacts, con
     const std::uint64_t divisor = std::gcd(numerator, denominator);
     numerator /= divisor;
     denominator /= divisor;
-    while (std::max(numerator, denominator) > static_cast<std::uint64_t>(std::numeric_limits<std::int32_t>::max()))
+    while (std::max(numerator, denominator) >
+           static_cast<std::uint64_t>(std::numeric_limits<std::int32_t>::max()))
     {
         numerator = std::max<std::uint64_t>(1, numerator / 2);
         denominator = std::max<std::uint64_t>(1, denominator / 2);
@@ -166,7 +165,8 @@ norviktypes::PixelAspectRatio AspectAtSize(const Media::MediaFacts& inFacts, con
     return {static_cast<std::uint32_t>(numerator), static_cast<std::uint32_t>(denominator)};
 }
 
-OutputDescription DescribeOutput(const Options& inOptions, const OpenInput& inInput, const PictureSize& inSize)
+OutputDescription DescribeOutput(const Options& inOptions, const OpenInput& inInput,
+                                 const PictureSize& inSize)
 {
     const Media::MediaFacts& facts = inInput.mClip->Facts();
     OutputDescription output;
@@ -189,7 +189,8 @@ OutputDescription DescribeOutput(const Options& inOptions, const OpenInput& inIn
     return output;
 }
 
-Session::RenderRequest RequestFor(const FrameWriter& inWriter, const Options& inOptions, const PictureSize& inSize)
+Session::RenderRequest RequestFor(const FrameWriter& inWriter, const Options& inOptions,
+                                  const PictureSize& inSize)
 {
     return {static_cast<std::uint32_t>(inSize.mWidth), static_cast<std::uint32_t>(inSize.mHeight),
             inWriter.RenderFormat(), ParseQuality(inOptions.mQuality)};
@@ -201,7 +202,8 @@ ExitCode WriteFrames(PipelineJob& ioJob)
     const PipelineResult result = RunPipeline(ioJob);
     if (result.mSubstitutes > 0 && result.mSubstitutes == result.mWritten && result.mSignal == 0)
     {
-        throw ToolError(ExitCode::kBadData, "no frame could be made; the first cause: " + result.mFirstFailure);
+        throw ToolError(ExitCode::kBadData,
+                        "no frame could be made; the first cause: " + result.mFirstFailure);
     }
     ioJob.mWriter->Finish();
     if (ioJob.mProgress != nullptr)
@@ -212,17 +214,18 @@ ExitCode WriteFrames(PipelineJob& ioJob)
     if (result.mSignal != 0)
     {
         ioJob.mWriter->Keep();
-        console::Say(fmt::format("ended by {} after {} of {} frames, which stand in {}",
-                                 result.mSignal == SIGINT ? "SIGINT" : "SIGTERM", result.mWritten, ioJob.mCount,
-                                 ioJob.mWriter->PartName()));
+        const std::string part = ioJob.mWriter->PartName();
+        console::Say(fmt::format("ended by {} after {} of {} frames{}",
+                                 result.mSignal == SIGINT ? "SIGINT" : "SIGTERM", result.mWritten,
+                                 ioJob.mCount, part.empty() ? "" : "; they are in " + part));
         return result.mSignal == SIGINT ? ExitCode::kInterrupted : ExitCode::kTerminated;
     }
     ioJob.mWriter->Commit();
     signals::EndOutput();
     if (result.mSubstitutes > 0)
     {
-        console::Say(fmt::format("{} of {} frames could not be made and show their neighbour", result.mSubstitutes,
-                                 result.mWritten));
+        console::Say(fmt::format("{} of {} frames could not be made and show their neighbour",
+                                 result.mSubstitutes, result.mWritten));
         return ExitCode::kDoneWithSubstitutes;
     }
     return ExitCode::kDone;

@@ -20,14 +20,15 @@ namespace vrender
 // An input with the host that it lives in.
 struct OpenInput
 {
-    std::unique_ptr<Session::HostSession> mHost;    // outlives the clip
+    std::unique_ptr<Session::HostSession> mHost; // outlives the clip
     std::unique_ptr<Session::Clip> mClip;
     Session::MemoryShares mShares;
     Timeline mTimeline;
 };
 
 // inStillRate: frames a second that an input without a rate of its own is given.
-OpenInput OpenInputOf(const Options& inOptions, Session::AccessPattern inPattern, const Rational& inStillRate);
+OpenInput OpenInputOf(const Options& inOptions, Session::AccessPattern inPattern,
+                      const Rational& inStillRate);
 
 // The size for --size, or inDefault; a side of -1 follows from the other one and inShape.
 PictureSize ResolveSize(const std::string& inText, const PictureSize& inDefault, double inShape, bool inEven);
@@ -38,10 +39,12 @@ norviktypes::PixelAspectRatio AspectAtSize(const Media::MediaFacts& inFacts, con
 double DisplayShape(const Media::MediaFacts& inFacts);
 
 // All that the clip decides about an output of inSize; the rest is the command's.
-OutputDescription DescribeOutput(const Options& inOptions, const OpenInput& inInput, const PictureSize& inSize);
+OutputDescription DescribeOutput(const Options& inOptions, const OpenInput& inInput,
+                                 const PictureSize& inSize);
 
 // The request that fits inWriter.
-Session::RenderRequest RequestFor(const FrameWriter& inWriter, const Options& inOptions, const PictureSize& inSize);
+Session::RenderRequest RequestFor(const FrameWriter& inWriter, const Options& inOptions,
+                                  const PictureSize& inSize);
 
 // Writes a list of frames as stills or a movie and ends it properly: commits it when it is whole, keeps
 // the part after a signal and names it, and throws kBadData when not one frame could be made.

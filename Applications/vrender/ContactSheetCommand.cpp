@@ -24,9 +24,9 @@ constexpr std::int32_t kDefaultWidth = 320;
 constexpr std::int64_t kDefaultCount = 20;
 constexpr std::int64_t kDefaultColumns = 5;
 constexpr std::int64_t kMostPictures = 10000;
-constexpr std::int32_t kMargin = 8;     // round each picture, pixels
+constexpr std::int32_t kMargin = 8;             // round each picture, pixels
 constexpr std::int32_t kWidthOfLabelStep = 160; // picture pixels for each enlargement of the letters
-constexpr std::int32_t kLabelGap = 3;   // between a picture and its time
+constexpr std::int32_t kLabelGap = 3;           // between a picture and its time
 
 // Where the pictures of a sheet stand.
 struct Grid
@@ -41,10 +41,7 @@ struct Grid
     {
         return mPicture.mHeight + kLabelGap + Session::LabelHeight(mLabelScale) + kMargin;
     }
-    PictureSize Sheet() const
-    {
-        return {mColumns * CellWidth() + kMargin, mRows * CellHeight() + kMargin};
-    }
+    PictureSize Sheet() const { return {mColumns * CellWidth() + kMargin, mRows * CellHeight() + kMargin}; }
 };
 
 Grid MakeGrid(const PictureSize& inPicture, std::size_t inPictures, std::int64_t inColumns)
@@ -79,10 +76,11 @@ MF::IVideoFrameRef NewSheet(const PictureSize& inSize)
         static_cast<std::uint32_t>(inSize.mHeight), norviktypes::kPixelAspectRatio_Square, true, false);
     if (status == VF::kFrameStatus_BadArgument)
     {
-        throw ToolError(ExitCode::kUsage,
-                        fmt::format("a sheet of {}x{} pixels is too large; fewer or smaller pictures (--count, "
-                                    "--columns, --size) make it fit",
-                                    inSize.mWidth, inSize.mHeight));
+        throw ToolError(
+            ExitCode::kUsage,
+            fmt::format("a sheet of {}x{} pixels is too large; fewer or smaller pictures (--count, "
+                        "--columns, --size) make it fit",
+                        inSize.mWidth, inSize.mHeight));
     }
     if (status < 0)
     {
@@ -101,8 +99,8 @@ public:
         , mGrid(inGrid)
         , mFrames(inFrames)
         , mRequest{static_cast<std::uint32_t>(inGrid.mPicture.mWidth),
-                   static_cast<std::uint32_t>(inGrid.mPicture.mHeight), norviktypes::kPixelFormat_BGRX_4444_8u,
-                   ParseQuality(inOptions.mQuality)}
+                   static_cast<std::uint32_t>(inGrid.mPicture.mHeight),
+                   norviktypes::kPixelFormat_BGRX_4444_8u, ParseQuality(inOptions.mQuality)}
         , mSheet(NewSheet(inGrid.Sheet()))
     {
     }
@@ -122,7 +120,7 @@ private:
     const MF::IVideoFrameRef mSheet;
     std::atomic<std::size_t> mNext{0};
     std::atomic<std::int64_t> mFailures{0};
-    std::mutex mMutex;          // guards mCause
+    std::mutex mMutex; // guards mCause
     std::exception_ptr mCause;
 };
 
@@ -188,16 +186,18 @@ void SheetPainter::PaintCell(std::size_t inCell)
 
 ExitCode RunContactSheet(const Options& inOptions)
 {
-    const std::int64_t count =
-        inOptions.mCount.empty() ? kDefaultCount : ParseInteger("--count", inOptions.mCount, 1, kMostPictures);
-    const std::int64_t columns =
-        inOptions.mColumns.empty() ? kDefaultColumns : ParseInteger("--columns", inOptions.mColumns, 1, kMostPictures);
+    const std::int64_t count = inOptions.mCount.empty()
+                                   ? kDefaultCount
+                                   : ParseInteger("--count", inOptions.mCount, 1, kMostPictures);
+    const std::int64_t columns = inOptions.mColumns.empty()
+                                     ? kDefaultColumns
+                                     : ParseInteger("--columns", inOptions.mColumns, 1, kMostPictures);
     const OpenInput input = OpenInputOf(inOptions, Session::AccessPattern::kScattered, {25, 1});
     const FrameRange range = RangeOrWhole("--range", inOptions.mRange, input.mTimeline);
     const std::vector<std::int64_t> frames = SelectFrames(range, input.mTimeline, inOptions.mEvery, count);
     const Media::MediaFacts& facts = input.mClip->Facts();
-    const PictureSize size = ResolveSize(inOptions.mSize, {std::min(kDefaultWidth, facts.mWidth), -1},
-                                         DisplayShape(facts), false);
+    const PictureSize size =
+        ResolveSize(inOptions.mSize, {std::min(kDefaultWidth, facts.mWidth), -1}, DisplayShape(facts), false);
     const Grid grid = MakeGrid(size, frames.size(), columns);
 
     OutputDescription output = DescribeOutput(inOptions, input, grid.Sheet());

@@ -85,7 +85,8 @@ std::string DashedForm(const OptionRow& inRow)
 
 std::string HelpSentence(const OptionRow& inRow)
 {
-    return inRow.mChoices == nullptr ? inRow.mHelp : inRow.mHelp + (" One of: " + std::string(inRow.mChoices) + ".");
+    return inRow.mChoices == nullptr ? inRow.mHelp
+                                     : inRow.mHelp + (" One of: " + std::string(inRow.mChoices) + ".");
 }
 
 bool IsOptionOf(const OptionRow& inRow, Command inCommand)
@@ -177,10 +178,12 @@ std::string BashValueCases()
         {
             continue;
         }
-        const std::string label = (option.mShort == 0 ? "" : std::string("-") + option.mShort + "|") + "--" + option.mName;
+        const std::string label =
+            (option.mShort == 0 ? "" : std::string("-") + option.mShort + "|") + "--" + option.mName;
         if (option.mKind == ValueKind::kChoice)
         {
-            text += "        " + label + ") COMPREPLY=($(compgen -W '" + option.mChoices + "' -- \"$current\")); return ;;\n";
+            text += "        " + label + ") COMPREPLY=($(compgen -W '" + option.mChoices +
+                    "' -- \"$current\")); return ;;\n";
         }
         else if (option.mKind == ValueKind::kText)
         {
@@ -241,7 +244,8 @@ std::string HelpText(Command inCommand)
     {
         return ToolHelp();
     }
-    std::string text = "Usage: " + Synopsis(*command) + "\n\n" + Wrapped(command->mDescription, 0) + "\n\nArguments:\n";
+    std::string text =
+        "Usage: " + Synopsis(*command) + "\n\n" + Wrapped(command->mDescription, 0) + "\n\nArguments:\n";
     for (const ArgumentRow* argument : command->mArguments)
     {
         text += argument == nullptr ? "" : HelpRow(argument->mName, argument->mHelp);
@@ -280,7 +284,8 @@ std::string ManualPage(const std::string& inVersion)
         std::string users;
         for (const CommandRow& command : CommandTable())
         {
-            const bool listed = option.mCommands != kCommand_All && (option.mCommands & command.mCommand) != 0;
+            const bool listed =
+                option.mCommands != kCommand_All && (option.mCommands & command.mCommand) != 0;
             users += listed ? (users.empty() ? "" : ", ") + std::string(command.mName) : "";
         }
         text += users.empty() ? "" : "(" + Roff(users) + ")\n";
@@ -295,14 +300,15 @@ std::string ManualPage(const std::string& inVersion)
 
 std::string BashCompletion()
 {
-    std::string text = "_vrender()\n{\n    local current=\"${COMP_WORDS[COMP_CWORD]}\"\n"
-                       "    local previous=\"${COMP_WORDS[COMP_CWORD-1]}\"\n"
-                       "    case \"$previous\" in\n" +
-                       BashValueCases() + "    esac\n    if [[ $COMP_CWORD -eq 1 ]]; then\n" +
-                       "        COMPREPLY=($(compgen -W '" + CommandNames() + " " + ShellWords(kCommand_None) +
-                       "' -- \"$current\"))\n        return\n    fi\n    if [[ \"$current\" != -* ]]; then\n" +
-                       "        COMPREPLY=($(compgen -f -- \"$current\"))\n        return\n    fi\n" +
-                       "    case \"${COMP_WORDS[1]}\" in\n";
+    std::string text =
+        "_vrender()\n{\n    local current=\"${COMP_WORDS[COMP_CWORD]}\"\n"
+        "    local previous=\"${COMP_WORDS[COMP_CWORD-1]}\"\n"
+        "    case \"$previous\" in\n" +
+        BashValueCases() + "    esac\n    if [[ $COMP_CWORD -eq 1 ]]; then\n" +
+        "        COMPREPLY=($(compgen -W '" + CommandNames() + " " + ShellWords(kCommand_None) +
+        "' -- \"$current\"))\n        return\n    fi\n    if [[ \"$current\" != -* ]]; then\n" +
+        "        COMPREPLY=($(compgen -f -- \"$current\"))\n        return\n    fi\n" +
+        "    case \"${COMP_WORDS[1]}\" in\n";
     for (const CommandRow& command : CommandTable())
     {
         text += "        " + std::string(command.mName) + ") COMPREPLY=($(compgen -W '" +
@@ -313,8 +319,9 @@ std::string BashCompletion()
 
 std::string ZshCompletion()
 {
-    std::string text = "#compdef vrender\n_vrender()\n{\n    if (( CURRENT == 2 )); then\n        local -a commands\n"
-                       "        commands=(\n";
+    std::string text =
+        "#compdef vrender\n_vrender()\n{\n    if (( CURRENT == 2 )); then\n        local -a commands\n"
+        "        commands=(\n";
     for (const CommandRow& command : CommandTable())
     {
         text += "            '" + std::string(command.mName) + ":" + WithoutQuotes(command.mSummary) + "'\n";

@@ -17,15 +17,15 @@ enum class ExitCode : int
 {
     kDone = 0,
     kFailed = 1,
-    kDoneWithSubstitutes = 2,   // whole output, but some frames show their neighbour
-    kUsage = 64,                // the command line, or a range that the media doesn't have
-    kBadData = 65,              // the input is there and isn't what it should be
-    kNoInput = 66,              // the input isn't there or may not be read
-    kCodecMissing = 69,         // no decoder or encoder of that name in the FFmpeg libraries
+    kDoneWithSubstitutes = 2, // whole output, but some frames show their neighbour
+    kUsage = 64,              // the command line, or a range that the media doesn't have
+    kBadData = 65,            // the input is there and isn't what it should be
+    kNoInput = 66,            // the input isn't there or may not be read
+    kCodecMissing = 69,       // no decoder or encoder of that name in the FFmpeg libraries
     kInternal = 70,
-    kCannotCreate = 73,         // the output may not be written, or is there already
-    kIOError = 74,              // reading or writing broke off: full disk, closed pipe
-    kTryAgain = 75,             // another process is in the way, or memory ran out
+    kCannotCreate = 73, // the output may not be written, or is there already
+    kIOError = 74,      // reading or writing broke off: full disk, closed pipe
+    kTryAgain = 75,     // another process is in the way, or memory ran out
     kInterrupted = 130,
     kTerminated = 143
 };

@@ -15,20 +15,16 @@ namespace
 
 using Media::MediaFacts;
 
-constexpr double kMicroseconds = 1e6;    // in a second
+constexpr double kMicroseconds = 1e6; // in a second
 
 const char* FieldOrderName(norviktypes::FieldType inType)
 {
     switch (inType)
     {
-    case norviktypes::kFieldType_UpperFirst:
-        return "upper first";
-    case norviktypes::kFieldType_LowerFirst:
-        return "lower first";
-    case norviktypes::kFieldType_Progressive:
-        return "progressive";
-    default:
-        return "unknown";
+    case norviktypes::kFieldType_UpperFirst: return "upper first";
+    case norviktypes::kFieldType_LowerFirst: return "lower first";
+    case norviktypes::kFieldType_Progressive: return "progressive";
+    default: return "unknown";
     }
 }
 
@@ -39,7 +35,8 @@ bool HasRate(const MediaFacts& inFacts)
 
 double RateOf(const MediaFacts& inFacts)
 {
-    return static_cast<double>(inFacts.mFrameRate.mNumerator) / static_cast<double>(inFacts.mFrameRate.mDenominator);
+    return static_cast<double>(inFacts.mFrameRate.mNumerator) /
+           static_cast<double>(inFacts.mFrameRate.mDenominator);
 }
 
 std::string RatioText(const Media::Ratio& inRatio)
@@ -63,8 +60,9 @@ std::string RateRows(const MediaFacts& inFacts)
     std::string text;
     if (HasRate(inFacts))
     {
-        text += Row("rate", fmt::format("{} ({:.6g} frames a second{})", RatioText(inFacts.mFrameRate), RateOf(inFacts),
-                                        inFacts.mHasFrameGrid ? "" : " on average; no frame grid"));
+        text += Row("rate",
+                    fmt::format("{} ({:.6g} frames a second{})", RatioText(inFacts.mFrameRate),
+                                RateOf(inFacts), inFacts.mHasFrameGrid ? "" : " on average; no frame grid"));
     }
     if (inFacts.mIsStill)
     {
@@ -80,9 +78,9 @@ std::string RateRows(const MediaFacts& inFacts)
 
 std::string ColourText(const Media::ColorFacts& inColour)
 {
-    std::string text = fmt::format("matrix {}, primaries {}, transfer {}, range {}", OrUnknown(inColour.mMatrix),
-                                   OrUnknown(inColour.mPrimaries), OrUnknown(inColour.mTransfer),
-                                   OrUnknown(inColour.mRange));
+    std::string text = fmt::format("matrix {}, primaries {}, transfer {}, range {}",
+                                   OrUnknown(inColour.mMatrix), OrUnknown(inColour.mPrimaries),
+                                   OrUnknown(inColour.mTransfer), OrUnknown(inColour.mRange));
     text += inColour.mSiting.empty() ? "" : ", chroma " + inColour.mSiting;
     return inColour.mIsGuessed ? text + " (partly assumed)" : text;
 }
@@ -92,9 +90,10 @@ std::string InfoText(const std::string& inPath, const MediaFacts& inFacts)
     const norviktypes::PixelAspectRatio& aspect = inFacts.mPixelAspectRatio;
     std::string text = Row("file", inPath);
     text += Row("container", OrUnknown(inFacts.mContainer));
-    text += Row("codec", OrUnknown(inFacts.mCodec) + (inFacts.mProfile.empty() ? "" : ", profile " + inFacts.mProfile));
-    text += Row("pixels", fmt::format("{}, {} bits, read as {}", OrUnknown(inFacts.mCodedFormat), inFacts.mBitDepth,
-                                      inFacts.mNativeFormat));
+    text += Row("codec", OrUnknown(inFacts.mCodec) +
+                             (inFacts.mProfile.empty() ? "" : ", profile " + inFacts.mProfile));
+    text += Row("pixels", fmt::format("{}, {} bits, read as {}", OrUnknown(inFacts.mCodedFormat),
+                                      inFacts.mBitDepth, inFacts.mNativeFormat));
     text += Row("size", fmt::format("{}x{}", inFacts.mWidth, inFacts.mHeight));
     text += Row("pixel aspect", fmt::format("{}:{}", aspect.GetNumerator(), aspect.GetDenominator()));
     text += RateRows(inFacts);
@@ -102,12 +101,15 @@ std::string InfoText(const std::string& inPath, const MediaFacts& inFacts)
     text += inFacts.mStartTimecode.mIsPresent ? Row("timecode", inFacts.mStartTimecode.mText) : "";
     text += Row("colour", ColourText(inFacts.mColor));
     text += Row("alpha", inFacts.mAlpha);
-    text += inFacts.mRotation == 0 ? "" : Row("rotation", fmt::format("{} degrees clockwise, applied", inFacts.mRotation));
+    text += inFacts.mRotation == 0
+                ? ""
+                : Row("rotation", fmt::format("{} degrees clockwise, applied", inFacts.mRotation));
     for (const Media::StreamFacts& stream : inFacts.mStreams)
     {
-        text += Row("stream", fmt::format("{} {} {} {}{}{}", stream.mIndex, stream.mType, stream.mCodec,
-                                          stream.mDescription, stream.mIsAttachedPicture ? " (attached picture)" : "",
-                                          stream.mIndex == inFacts.mStreamIndex ? " (read)" : ""));
+        text += Row("stream",
+                    fmt::format("{} {} {} {}{}{}", stream.mIndex, stream.mType, stream.mCodec,
+                                stream.mDescription, stream.mIsAttachedPicture ? " (attached picture)" : "",
+                                stream.mIndex == inFacts.mStreamIndex ? " (read)" : ""));
     }
     for (const auto& [name, value] : inFacts.mTags)
     {
@@ -136,7 +138,8 @@ void AddTimes(JsonWriter& ioJson, const MediaFacts& inFacts)
 {
     if (HasRate(inFacts))
     {
-        ioJson.Text("frame_rate", fmt::format("{}/{}", inFacts.mFrameRate.mNumerator, inFacts.mFrameRate.mDenominator));
+        ioJson.Text("frame_rate",
+                    fmt::format("{}/{}", inFacts.mFrameRate.mNumerator, inFacts.mFrameRate.mDenominator));
     }
     else
     {
@@ -234,7 +237,8 @@ ExitCode RunInfo(const Options& inOptions)
 {
     const OpenInput input = OpenInputOf(inOptions, Session::AccessPattern::kScattered, {25, 1});
     const MediaFacts& facts = input.mClip->Facts();
-    console::PrintData(inOptions.mJson ? InfoJson(inOptions.mInput, facts) : InfoText(inOptions.mInput, facts));
+    console::PrintData(inOptions.mJson ? InfoJson(inOptions.mInput, facts)
+                                       : InfoText(inOptions.mInput, facts));
     return ExitCode::kDone;
 }
 

@@ -19,7 +19,10 @@ std::size_t LengthOfCharacter(const std::string& inText, std::size_t inAt)
     const auto byte = [&](std::size_t i) -> unsigned
     { return inAt + i < inText.size() ? static_cast<unsigned char>(inText[inAt + i]) : 0u; };
     const unsigned lead = byte(0);
-    const std::size_t length = lead < 0x80 ? 1 : lead >= 0xC2 && lead < 0xE0 ? 2 : (lead & 0xF0) == 0xE0 ? 3 : 4;
+    const std::size_t length = lead < 0x80                   ? 1
+                               : lead >= 0xC2 && lead < 0xE0 ? 2
+                               : (lead & 0xF0) == 0xE0       ? 3
+                                                             : 4;
     if ((lead >= 0x80 && lead < 0xC2) || lead > 0xF4)
     {
         return 0;
@@ -40,16 +43,11 @@ std::string Escaped(char inCharacter)
 {
     switch (inCharacter)
     {
-    case '"':
-        return "\\\"";
-    case '\\':
-        return "\\\\";
-    case '\n':
-        return "\\n";
-    case '\t':
-        return "\\t";
-    default:
-        break;
+    case '"': return "\\\"";
+    case '\\': return "\\\\";
+    case '\n': return "\\n";
+    case '\t': return "\\t";
+    default: break;
     }
     if (static_cast<unsigned char>(inCharacter) >= 0x20)
     {

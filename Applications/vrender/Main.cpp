@@ -18,7 +18,7 @@ std::string Generated(const std::string& inWhat)
     {
         return vrender::ManualPage(vrender::VersionNumber());
     }
-    return inWhat == "bash" ? vrender::BashCompletion()
+    return inWhat == "bash"  ? vrender::BashCompletion()
            : inWhat == "zsh" ? vrender::ZshCompletion()
                              : vrender::FishCompletion();
 }
@@ -27,16 +27,11 @@ ExitCode RunCommand(const vrender::Options& inOptions)
 {
     switch (inOptions.mCommand)
     {
-    case vrender::kCommand_Render:
-        return vrender::RunRender(inOptions);
-    case vrender::kCommand_Frame:
-        return vrender::RunFrame(inOptions);
-    case vrender::kCommand_Thumbnails:
-        return vrender::RunThumbnails(inOptions);
-    case vrender::kCommand_ContactSheet:
-        return vrender::RunContactSheet(inOptions);
-    default:
-        return vrender::RunInfo(inOptions);
+    case vrender::kCommand_Render: return vrender::RunRender(inOptions);
+    case vrender::kCommand_Frame: return vrender::RunFrame(inOptions);
+    case vrender::kCommand_Thumbnails: return vrender::RunThumbnails(inOptions);
+    case vrender::kCommand_ContactSheet: return vrender::RunContactSheet(inOptions);
+    default: return vrender::RunInfo(inOptions);
     }
 }
 

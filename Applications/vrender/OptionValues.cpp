@@ -33,7 +33,8 @@ bool ReadNumber(std::string_view inText, Number& outValue)
 
 // A decimal number and one letter of inUnits behind it (factors inBase, inBase^2 ...); the letters'
 // case doesn't matter. A bare number is multiplied by inPlain.
-bool ReadScaled(std::string_view inText, std::string_view inUnits, double inBase, double inPlain, double& outValue)
+bool ReadScaled(std::string_view inText, std::string_view inUnits, double inBase, double inPlain,
+                double& outValue)
 {
     double factor = inPlain;
     double scale = inBase;
@@ -116,7 +117,8 @@ Rational ParseRate(const std::string& inOption, const std::string& inText)
     Rational rate;
     const bool read = ReadRate(inText, rate) && rate.mNumerator > 0 && rate.mDenominator > 0 &&
                       rate.mNumerator <= 1000000000 && rate.mDenominator <= 1000000000;
-    const double frequency = read ? static_cast<double>(rate.mNumerator) / static_cast<double>(rate.mDenominator) : 0;
+    const double frequency =
+        read ? static_cast<double>(rate.mNumerator) / static_cast<double>(rate.mDenominator) : 0;
     if (frequency < 0.001 || frequency > 1000)
     {
         Refuse(inOption, inText, "a frame rate such as 25, 29.97 or 30000/1001, from 0.001 to 1000");
@@ -133,7 +135,8 @@ PictureSize ParseSize(const std::string& inOption, const std::string& inText)
     const std::string_view text = inText;
     const bool read = cross != std::string::npos && ReadNumber(text.substr(0, cross), width) &&
                       ReadNumber(text.substr(cross + 1), height);
-    const auto fits = [](std::int64_t inSide) { return inSide == -1 || (inSide > 0 && inSide <= kLargestSide); };
+    const auto fits = [](std::int64_t inSide)
+    { return inSide == -1 || (inSide > 0 && inSide <= kLargestSide); };
     if (!read || !fits(width) || !fits(height) || (width == -1 && height == -1))
     {
         Refuse(inOption, inText, "a size such as 1280x720, -1x720 or 1280x-1, with sides up to 16384");
@@ -181,7 +184,8 @@ norviktypes::RenderQuality ParseQuality(const std::string& inText)
     {
         if (inText == kNames[i])
         {
-            return static_cast<norviktypes::RenderQuality>(static_cast<int>(i) + norviktypes::kRenderQuality_Draft);
+            return static_cast<norviktypes::RenderQuality>(static_cast<int>(i) +
+                                                           norviktypes::kRenderQuality_Draft);
         }
     }
     return norviktypes::kRenderQuality_High;

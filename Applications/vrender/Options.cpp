@@ -17,11 +17,12 @@ const ArgumentRow kOutput = {
     &Options::mOutput};
 const ArgumentRow kStill = {"OUT", ValueKind::kFile, "the still to write; its suffix chooses the format",
                             &Options::mOutput};
-const ArgumentRow kFolder = {"DIR", ValueKind::kDirectory, "the folder for the stills; made if it isn't there",
-                             &Options::mOutput};
+const ArgumentRow kFolder = {"DIR", ValueKind::kDirectory,
+                             "the folder for the stills; made if it isn't there", &Options::mOutput};
 
-OptionRow Text(const char* inName, const char* inValue, std::uint32_t inCommands, std::string Options::*inText,
-               const char* inHelp, ValueKind inKind = ValueKind::kText, const char* inChoices = nullptr)
+OptionRow Text(const char* inName, const char* inValue, std::uint32_t inCommands,
+               std::string Options::*inText, const char* inHelp, ValueKind inKind = ValueKind::kText,
+               const char* inChoices = nullptr)
 {
     return {inName, 0, inValue, inHelp, inCommands, inKind, inChoices, inText, nullptr, nullptr};
 }
@@ -29,20 +30,28 @@ OptionRow Text(const char* inName, const char* inValue, std::uint32_t inCommands
 OptionRow Switch(const char* inName, char inShort, std::uint32_t inCommands, bool Options::*inSwitch,
                  const char* inHelp)
 {
-    return {inName, inShort, nullptr, inHelp, inCommands, ValueKind::kText, nullptr, nullptr, nullptr, inSwitch};
+    return {inName,           inShort, nullptr, inHelp,  inCommands,
+            ValueKind::kText, nullptr, nullptr, nullptr, inSwitch};
 }
 
-OptionRow Choice(const char* inName, const char* inValue, std::uint32_t inCommands, std::string Options::*inText,
-                 const char* inChoices, const char* inHelp)
+OptionRow Choice(const char* inName, const char* inValue, std::uint32_t inCommands,
+                 std::string Options::*inText, const char* inChoices, const char* inHelp)
 {
     return Text(inName, inValue, inCommands, inText, inHelp, ValueKind::kChoice, inChoices);
 }
 
 OptionRow EncoderOption()
 {
-    return {"option", 'o', "KEY=VALUE",
+    return {"option",
+            'o',
+            "KEY=VALUE",
             "An option of the encoder or the container, by FFmpeg's name for it. May be given several times.",
-            kCommand_Render, ValueKind::kText, nullptr, nullptr, &Options::mEncoderOptions, nullptr};
+            kCommand_Render,
+            ValueKind::kText,
+            nullptr,
+            nullptr,
+            &Options::mEncoderOptions,
+            nullptr};
 }
 
 } // namespace
@@ -50,22 +59,33 @@ OptionRow EncoderOption()
 const std::vector<CommandRow>& CommandTable()
 {
     static const std::vector<CommandRow> sTable = {
-        {kCommand_Render, "render", "Renders a range of frames into a movie, a sequence of stills or a pipe.",
-         "Renders IN, or a range of it, into OUT. The suffix of OUT chooses the container (--format overrules "
+        {kCommand_Render,
+         "render",
+         "Renders a range of frames into a movie, a sequence of stills or a pipe.",
+         "Renders IN, or a range of it, into OUT. The suffix of OUT chooses the container (--format "
+         "overrules "
          "it) and --codec the encoder. A file is written beside its place as OUT.part and gets its name when "
          "it is whole; a pipe, a device or '-' is written directly. Sound is not carried over.",
          {&kInput, &kOutput}},
-        {kCommand_Frame, "frame", "Writes one frame as a still.",
+        {kCommand_Frame,
+         "frame",
+         "Writes one frame as a still.",
          "Renders the frame of IN that is shown at --time (the first one by default) and writes it to OUT.",
          {&kInput, &kStill}},
-        {kCommand_Thumbnails, "thumbnails", "Writes small stills, spread over a range.",
+        {kCommand_Thumbnails,
+         "thumbnails",
+         "Writes small stills, spread over a range.",
          "Writes stills of IN into DIR, named by frame number. --count spreads them evenly, --every sets the "
          "distance between them.",
          {&kInput, &kFolder}},
-        {kCommand_ContactSheet, "contact-sheet", "Writes a table of small pictures with their times.",
+        {kCommand_ContactSheet,
+         "contact-sheet",
+         "Writes a table of small pictures with their times.",
          "Renders a grid of thumbnails, each labelled with its time, and writes it to OUT as one still.",
          {&kInput, &kStill}},
-        {kCommand_Info, "info", "Tells what a file holds and how it is read.",
+        {kCommand_Info,
+         "info",
+         "Tells what a file holds and how it is read.",
          "Prints container, codec, size, rate, frame count, timecode, colour and field order of IN, the list "
          "of its video streams, and what is done to its pictures on the way to a frame.",
          {&kInput, nullptr}},
@@ -85,9 +105,10 @@ const std::vector<OptionRow>& OptionTable()
         Text("range", "A:B", kRangeUsers, &Options::mRange,
              "From A up to but not including B. Both are times; end as B is one past the last frame, and an "
              "empty A or B is the start or the end."),
-        Text("rate", "RATE", kCommand_Render, &Options::mRate,
-             "Frames a second of the output, such as 25, 29.97 or 30000/1001. Goes by the clock: output frame "
-             "n shows the source frame at n/RATE."),
+        Text(
+            "rate", "RATE", kCommand_Render, &Options::mRate,
+            "Frames a second of the output, such as 25, 29.97 or 30000/1001. Goes by the clock: output frame "
+            "n shows the source frame at n/RATE."),
         Text("size", "WxH", kCommand_Pictures, &Options::mSize,
              "Size of the output frames in pixels. -1 for one of the two keeps the shape of the picture."),
         Text("pix-fmt", "NAME", kCommand_Render | kCommand_Frame, &Options::mPixelFormat,
@@ -109,22 +130,23 @@ const std::vector<OptionRow>& OptionTable()
              "Number of pictures, spread evenly over the range. 20 by default."),
         Text("every", "TIME", kManyStills, &Options::mEvery,
              "Distance between two pictures: a number of frames, or seconds as in 10s."),
-        Text("columns", "N", kCommand_ContactSheet, &Options::mColumns,
-             "Pictures in one row. 5 by default."),
+        Text("columns", "N", kCommand_ContactSheet, &Options::mColumns, "Pictures in one row. 5 by default."),
         Text("stream", "N", kCommand_All, &Options::mStream,
              "Video stream to read, by its index in the file. By default the one that the file marks, or the "
              "largest."),
         Switch("overwrite", 'y', kCommand_Pictures, &Options::mOverwrite,
                "Replace an output that is there already. Without it such an output is left alone."),
-        Switch("checksum", 0, kCommand_Render | kCommand_Frame | kCommand_Thumbnails, &Options::mChecksum,
-               "Print one line 'frame N MD5' on standard output for each frame. The sum goes over the pixels as "
-               "they are handed to the encoder, row by row without padding."),
+        Switch(
+            "checksum", 0, kCommand_Render | kCommand_Frame | kCommand_Thumbnails, &Options::mChecksum,
+            "Print one line 'frame N MD5' on standard output for each frame. The sum goes over the pixels as "
+            "they are handed to the encoder, row by row without padding."),
         Switch("json", 0, kCommand_Info, &Options::mJson, "Print the answer as one JSON object."),
         Text("progress", "FILE|fd:N", kCommand_Render, &Options::mProgress,
              "Report progress to a file or an open descriptor, about twice a second.", ValueKind::kFile),
-        Choice("progress-format", "FORMAT", kCommand_Render, &Options::mProgressFormat, "keys json",
-               "Form of that report. keys writes key=value lines as FFmpeg does, json one object a line. A FILE "
-               "that ends in .jsonl means json."),
+        Choice(
+            "progress-format", "FORMAT", kCommand_Render, &Options::mProgressFormat, "keys json",
+            "Form of that report. keys writes key=value lines as FFmpeg does, json one object a line. A FILE "
+            "that ends in .jsonl means json."),
         Text("threads", "N", kCommand_All, &Options::mThreads,
              "Threads of decoders, pools and executors alike. By default one for each processor that the "
              "process may use."),

@@ -71,19 +71,19 @@ enum class ValueKind
     kText,
     kFile,
     kDirectory,
-    kChoice    // mChoices of the row
+    kChoice // mChoices of the row
 };
 
 struct OptionRow
 {
-    const char* mName;      // without its dashes
-    char mShort;            // 0: none
-    const char* mValue;     // placeholder in help texts; null for a switch
-    const char* mHelp;      // one or more sentences; the first one stands in the completions
-    std::uint32_t mCommands;    // kCommand_None: understood without a command
+    const char* mName;       // without its dashes
+    char mShort;             // 0: none
+    const char* mValue;      // placeholder in help texts; null for a switch
+    const char* mHelp;       // one or more sentences; the first one stands in the completions
+    std::uint32_t mCommands; // kCommand_None: understood without a command
     ValueKind mKind;
-    const char* mChoices;   // separated by blanks; null unless kChoice
-    std::string Options::*mText;                    // exactly one of these three is set
+    const char* mChoices;        // separated by blanks; null unless kChoice
+    std::string Options::*mText; // exactly one of these three is set
     std::vector<std::string> Options::*mList;
     bool Options::*mSwitch;
 };
@@ -102,7 +102,7 @@ struct CommandRow
     const char* mName;
     const char* mSummary;
     const char* mDescription;
-    std::array<const ArgumentRow*, 2> mArguments;   // null: no more
+    std::array<const ArgumentRow*, 2> mArguments; // null: no more
 };
 
 const std::vector<OptionRow>& OptionTable();

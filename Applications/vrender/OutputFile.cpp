@@ -34,14 +34,11 @@ ExitCode CodeOfOpenError(int inError)
     {
     case ENOSPC:
     case EDQUOT:
-    case EIO:
-        return ExitCode::kIOError;
+    case EIO: return ExitCode::kIOError;
     case ENOMEM:
     case ENFILE:
-    case EMFILE:
-        return ExitCode::kTryAgain;
-    default:
-        return ExitCode::kCannotCreate;
+    case EMFILE: return ExitCode::kTryAgain;
+    default: return ExitCode::kCannotCreate;
     }
 }
 
@@ -67,7 +64,9 @@ bool IsWrittenDirectly(const std::string& inPath)
     {
         return true;
     }
-    struct stat status{};
+    struct stat status
+    {
+    };
     return ::stat(inPath.c_str(), &status) == 0 && !S_ISREG(status.st_mode) && !S_ISDIR(status.st_mode);
 }
 
@@ -79,14 +78,16 @@ std::string ResolveLink(const std::string& inPath)
     {
         return inPath;
     }
-    const std::string result = resolved;
+    std::string result = resolved;
     std::free(resolved);
     return result;
 }
 
 bool Exists(const std::string& inPath)
 {
-    struct stat status{};
+    struct stat status
+    {
+    };
     return ::lstat(inPath.c_str(), &status) == 0;
 }
 
@@ -94,7 +95,9 @@ bool Exists(const std::string& inPath)
 
 void OutputFile::CheckMayCreate(const std::string& inPath, bool inOverwrite)
 {
-    struct stat status{};
+    struct stat status
+    {
+    };
     if (IsWrittenDirectly(inPath) || ::stat(inPath.c_str(), &status) != 0)
     {
         return;
@@ -133,7 +136,9 @@ void OutputFile::OpenDirect()
 {
     mPartPath = mPath;
     const std::string path = mTarget == "-" ? "/proc/self/fd/1" : mTarget;
-    struct stat status{};
+    struct stat status
+    {
+    };
     const bool isPipe = ::stat(path.c_str(), &status) == 0 && S_ISFIFO(status.st_mode);
     if (mTarget == "-" && !isPipe)
     {
@@ -170,7 +175,7 @@ void OutputFile::OpenPart(bool inOverwrite)
     }
     if (::flock(mDescriptor, LOCK_EX | LOCK_NB) != 0)
     {
-        mDone = true;   // the part is somebody else's
+        mDone = true; // the part is somebody else's
         throw ToolError(ExitCode::kTryAgain, mPath + ": another process is writing " + mPartPath);
     }
     if (::ftruncate(mDescriptor, 0) != 0)
@@ -216,9 +221,9 @@ int OutputFile::TryWrite(const void* inBytes, std::size_t inSize) noexcept
     while (mError == 0 && done < inSize)
     {
         const std::size_t step = std::min(inSize - done, kLargestWrite);
-        const ssize_t count = mDirect ? ::write(mDescriptor, bytes + done, step)
-                                      : ::pwrite(mDescriptor, bytes + done, step,
-                                                 static_cast<off_t>(mPosition + done));
+        const ssize_t count =
+            mDirect ? ::write(mDescriptor, bytes + done, step)
+                    : ::pwrite(mDescriptor, bytes + done, step, static_cast<off_t>(mPosition + done));
         if (count > 0)
         {
             done += static_cast<std::size_t>(count);
@@ -272,8 +277,8 @@ void OutputFile::Commit()
         {
             const int error = errno;
             Keep();
-            throw ToolError(ExitCode::kCannotCreate, mPath + ": the whole output stays in " + mPartPath + ": " +
-                                                         std::strerror(error));
+            throw ToolError(ExitCode::kCannotCreate,
+                            mPath + ": the whole output stays in " + mPartPath + ": " + std::strerror(error));
         }
     }
     mDone = true;

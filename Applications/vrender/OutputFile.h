@@ -61,7 +61,7 @@ private:
     bool WaitUntilWritable() const noexcept;
 
     std::string mPath;
-    std::string mTarget;    // mPath behind its symbolic links
+    std::string mTarget; // mPath behind its symbolic links
     std::string mPartPath;
     int mDescriptor = -1;
     bool mDirect = false;

@@ -39,11 +39,13 @@ int OpenTarget(const std::string& inTarget)
         const int copy = ::fcntl(number, F_DUPFD_CLOEXEC, 3);
         if (copy < 0)
         {
-            throw ToolError(ExitCode::kUsage, "--progress: descriptor " + std::to_string(number) + " is not open");
+            throw ToolError(ExitCode::kUsage,
+                            "--progress: descriptor " + std::to_string(number) + " is not open");
         }
         return copy;
     }
-    const int descriptor = ::open(inTarget.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOCTTY, 0666);
+    const int descriptor =
+        ::open(inTarget.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOCTTY, 0666);
     if (descriptor < 0)
     {
         throw ToolError(ExitCode::kCannotCreate,
@@ -55,9 +57,8 @@ int OpenTarget(const std::string& inTarget)
 std::string ClockText(double inSeconds)
 {
     const auto seconds = static_cast<std::int64_t>(std::ceil(std::clamp(inSeconds, 0.0, 359999.0)));
-    return seconds >= 3600
-               ? fmt::format("{}:{:02}:{:02}", seconds / 3600, seconds / 60 % 60, seconds % 60)
-               : fmt::format("{}:{:02}", seconds / 60, seconds % 60);
+    return seconds >= 3600 ? fmt::format("{}:{:02}:{:02}", seconds / 3600, seconds / 60 % 60, seconds % 60)
+                           : fmt::format("{}:{:02}", seconds / 60, seconds % 60);
 }
 
 } // namespace
@@ -142,12 +143,13 @@ std::string Progress::KeysReport(double inSeconds, const char* inState) const
     const auto micros = static_cast<std::int64_t>(std::llround(outSeconds * 1e6));
     const std::int64_t whole = micros / 1000000;
     // FFmpeg's own out_time_ms counts microseconds too; readers of this form rely on it.
-    return fmt::format("frame={}\nfps={:.2f}\ntotal_frames={}\ntotal_size={}\nout_time_us={}\nout_time_ms={}\n"
-                       "out_time={:02}:{:02}:{:02}.{:06}\ndup_frames={}\ndrop_frames=0\nspeed={:.3g}x\n"
-                       "memory={}\nprogress={}\n",
-                       mFrames, rate, mSettings.mTotalFrames, mBytes, micros, micros, whole / 3600,
-                       whole / 60 % 60, whole % 60, micros % 1000000, mSubstitutes,
-                       inSeconds > 0 ? outSeconds / inSeconds : 0.0, ResidentMemory(), inState);
+    return fmt::format(
+        "frame={}\nfps={:.2f}\ntotal_frames={}\ntotal_size={}\nout_time_us={}\nout_time_ms={}\n"
+        "out_time={:02}:{:02}:{:02}.{:06}\ndup_frames={}\ndrop_frames=0\nspeed={:.3g}x\n"
+        "memory={}\nprogress={}\n",
+        mFrames, rate, mSettings.mTotalFrames, mBytes, micros, micros, whole / 3600, whole / 60 % 60,
+        whole % 60, micros % 1000000, mSubstitutes, inSeconds > 0 ? outSeconds / inSeconds : 0.0,
+        ResidentMemory(), inState);
 }
 
 std::string Progress::JsonReport(double inSeconds, const char* inState) const
@@ -177,7 +179,8 @@ std::string Progress::JsonReport(double inSeconds, const char* inState) const
 
 void Progress::Report(double inSeconds, const char* inState)
 {
-    const std::string text = mSettings.mJson ? JsonReport(inSeconds, inState) : KeysReport(inSeconds, inState);
+    const std::string text =
+        mSettings.mJson ? JsonReport(inSeconds, inState) : KeysReport(inSeconds, inState);
     std::size_t done = 0;
     while (done < text.size())
     {
@@ -188,7 +191,8 @@ void Progress::Report(double inSeconds, const char* inState)
         }
         else if (count == 0 || errno != EINTR)
         {
-            console::Say("--progress: " + mSettings.mTarget + ": " + std::strerror(errno) + "; no more reports");
+            console::Say("--progress: " + mSettings.mTarget + ": " + std::strerror(errno) +
+                         "; no more reports");
             ::close(mDescriptor);
             mDescriptor = -1;
             return;

@@ -24,8 +24,8 @@ public:
     struct Settings
     {
         std::int64_t mTotalFrames = 0;
-        double mFramesPerSecond = 0;    // of the output, for out_time and speed
-        std::string mTarget;            // FILE or "fd:N"; empty: no reports
+        double mFramesPerSecond = 0; // of the output, for out_time and speed
+        std::string mTarget;         // FILE or "fd:N"; empty: no reports
         bool mJson = false;
     };
 

@@ -23,7 +23,7 @@ struct Schedule
     FrameRange mRange;
     Rational mRate;
     std::int64_t mCount = 0;
-    bool mByClock = false;
+    bool mByClock = false; // else frame by frame
 };
 
 // Ticks from the start of the range to output frame inIndex, never before it.
@@ -35,20 +35,23 @@ norviktypes::TickTime ClockTime(std::int64_t inIndex, const Rational& inRate)
         static_cast<std::int64_t>((numerator + inRate.mNumerator - 1) / inRate.mNumerator));
 }
 
-Schedule MakeSchedule(const Options& inOptions, const Timeline& inTimeline)
+std::int64_t CountByClock(const Schedule& inSchedule)
+{
+    const __int128 span = (inSchedule.mRange.mStop - inSchedule.mRange.mStart).GetTicks();
+    const __int128 unit = static_cast<__int128>(norviktypes::kTicksPerSecond) * inSchedule.mRate.mDenominator;
+    return static_cast<std::int64_t>((span * inSchedule.mRate.mNumerator + unit - 1) / unit);
+}
+
+// inKeepsTimes: whether the output can hold frames that last unequally.
+Schedule MakeSchedule(const Options& inOptions, const Timeline& inTimeline, bool inKeepsTimes)
 {
     Schedule schedule;
     schedule.mRange = RangeOrWhole("--range", inOptions.mRange, inTimeline);
     schedule.mRate = inOptions.mRate.empty() ? inTimeline.mRate : ParseRate("--rate", inOptions.mRate);
-    // Frames off a grid have no rate that a container could be told; the clock gives them one.
-    schedule.mByClock = schedule.mRate != inTimeline.mRate || !inTimeline.mHasGrid;
-    schedule.mCount = schedule.mRange.mEnd - schedule.mRange.mFirst;
-    if (schedule.mByClock)
-    {
-        const __int128 span = (schedule.mRange.mStop - schedule.mRange.mStart).GetTicks();
-        const __int128 unit = static_cast<__int128>(norviktypes::kTicksPerSecond) * schedule.mRate.mDenominator;
-        schedule.mCount = static_cast<std::int64_t>((span * schedule.mRate.mNumerator + unit - 1) / unit);
-    }
+    schedule.mByClock =
+        inTimeline.mHasGrid ? schedule.mRate != inTimeline.mRate : !inOptions.mRate.empty() || !inKeepsTimes;
+    schedule.mCount =
+        schedule.mByClock ? CountByClock(schedule) : schedule.mRange.mEnd - schedule.mRange.mFirst;
     return schedule;
 }
 
@@ -69,9 +72,8 @@ std::string OutputTimecode(const Schedule& inSchedule, const Timeline& inTimelin
                                       static_cast<int>(inSchedule.mRate.mDenominator)};
     const bool isDropFrame = inTimeline.mIsDropFrame && Foundation::SupportsDropFrame(to);
     // Dropped numbers follow the clock, undropped ones the count of frames in a labelled second.
-    const double fromRate = inTimeline.mIsDropFrame
-                                ? static_cast<double>(from.mNumerator) / from.mDenominator
-                                : Foundation::NominalFramesPerSecond(from);
+    const double fromRate = inTimeline.mIsDropFrame ? static_cast<double>(from.mNumerator) / from.mDenominator
+                                                    : Foundation::NominalFramesPerSecond(from);
     const double toRate = isDropFrame ? static_cast<double>(to.mNumerator) / to.mDenominator
                                       : Foundation::NominalFramesPerSecond(to);
     const auto label = static_cast<double>(inTimeline.mTimecodeStart + inSchedule.mRange.mFirst);
@@ -92,7 +94,8 @@ void CheckOptions(const Options& inOptions)
 {
     if (inOptions.mChecksum && (inOptions.mOutput == "-" || inOptions.mOutput == "/dev/stdout"))
     {
-        throw ToolError(ExitCode::kUsage, "--checksum prints on standard output, which takes the frames already");
+        throw ToolError(ExitCode::kUsage,
+                        "--checksum prints on standard output, which takes the frames already");
     }
     if (!inOptions.mProgressFormat.empty() && inOptions.mProgress.empty())
     {
@@ -106,7 +109,8 @@ void CheckOptions(const Options& inOptions)
 
 bool EndsWith(const std::string& inText, const std::string& inEnd)
 {
-    return inText.size() >= inEnd.size() && inText.compare(inText.size() - inEnd.size(), inEnd.size(), inEnd) == 0;
+    return inText.size() >= inEnd.size() &&
+           inText.compare(inText.size() - inEnd.size(), inEnd.size(), inEnd) == 0;
 }
 
 Progress::Settings ProgressSettings(const Options& inOptions, const Schedule& inSchedule)
@@ -122,14 +126,10 @@ Progress::Settings ProgressSettings(const Options& inOptions, const Schedule& in
     return settings;
 }
 
-OutputDescription MakeOutput(const Options& inOptions, const OpenInput& inInput, const Schedule& inSchedule,
-                             const PictureSize& inSize)
+// What the options say of the output, before it is known which frames it shows.
+OutputDescription MakeOutput(const Options& inOptions, const OpenInput& inInput, const PictureSize& inSize)
 {
     OutputDescription output = DescribeOutput(inOptions, inInput, inSize);
-    output.mRate = inSchedule.mRate;
-    output.mTimecode = OutputTimecode(inSchedule, inInput.mTimeline);
-    output.mFirstNumber = inSchedule.mRange.mFirst;
-    output.mFrameCount = inSchedule.mCount;
     output.mBitrate = inOptions.mBitrate.empty() ? 0 : ParseBitrate("--bitrate", inOptions.mBitrate);
     for (const std::string& option : inOptions.mEncoderOptions)
     {
@@ -138,15 +138,29 @@ OutputDescription MakeOutput(const Options& inOptions, const OpenInput& inInput,
     return output;
 }
 
+void AddSchedule(const Schedule& inSchedule, const Timeline& inTimeline, OutputDescription& ioOutput)
+{
+    ioOutput.mRate = inSchedule.mRate;
+    ioOutput.mTimecode = OutputTimecode(inSchedule, inTimeline);
+    ioOutput.mFirstNumber = inSchedule.mRange.mFirst;
+    ioOutput.mFrameCount = inSchedule.mCount;
+    if (!inSchedule.mByClock && !inTimeline.mHasGrid)
+    {
+        ioOutput.mTimeOf = [&inSchedule, &inTimeline](std::int64_t inIndex)
+        { return inTimeline.mFrameStart(inSchedule.mRange.mFirst + inIndex) - inSchedule.mRange.mStart; };
+    }
+}
+
 void SayWhatIsLeftOut(const OpenInput& inInput, const Schedule& inSchedule, const Options& inOptions)
 {
     if (inInput.mClip->Facts().mHasAudio)
     {
         console::Say(inOptions.mInput + ": sound is not carried over");
     }
-    if (!inInput.mTimeline.mHasGrid && inOptions.mRate.empty())
+    if (!inInput.mTimeline.mHasGrid && inSchedule.mByClock && inOptions.mRate.empty())
     {
-        console::Say(fmt::format("{}: frames last unequally; rendered at {:g} frames a second by the clock",
+        console::Say(fmt::format("{}: frames last unequally, which the output can't hold; rendered at {:g} "
+                                 "frames a second by the clock",
                                  inOptions.mInput,
                                  static_cast<double>(inSchedule.mRate.mNumerator) /
                                      static_cast<double>(inSchedule.mRate.mDenominator)));
@@ -160,12 +174,15 @@ ExitCode RunRender(const Options& inOptions)
     CheckOptions(inOptions);
     const Rational stillRate = inOptions.mRate.empty() ? kStillRate : ParseRate("--rate", inOptions.mRate);
     const OpenInput input = OpenInputOf(inOptions, Session::AccessPattern::kForward, stillRate);
-    const Schedule schedule = MakeSchedule(inOptions, input.mTimeline);
     const Media::MediaFacts& facts = input.mClip->Facts();
     const double shape = static_cast<double>(facts.mWidth) / facts.mHeight;
     const PictureSize size = ResolveSize(inOptions.mSize, {facts.mWidth, facts.mHeight}, shape, true);
 
-    const std::unique_ptr<FrameWriter> writer = CreateWriter(MakeOutput(inOptions, input, schedule, size));
+    OutputDescription output = MakeOutput(inOptions, input, size);
+    const bool isUnequal = !input.mTimeline.mHasGrid;
+    const Schedule schedule = MakeSchedule(inOptions, input.mTimeline, isUnequal && KeepsFrameTimes(output));
+    AddSchedule(schedule, input.mTimeline, output);
+    const std::unique_ptr<FrameWriter> writer = CreateWriter(output);
     Progress progress(ProgressSettings(inOptions, schedule));
     SayWhatIsLeftOut(input, schedule, inOptions);
 

@@ -30,7 +30,7 @@ constexpr std::chrono::milliseconds kSignalInterval{100};
 struct Slot
 {
     bool mIsReady = false;
-    EncoderFrame mFrame;        // empty: the frame couldn't be made
+    EncoderFrame mFrame; // empty: the frame couldn't be made
     std::string mChecksum;
     std::string mFailure;
 };
@@ -50,7 +50,8 @@ class Pipeline
 {
 public:
     explicit Pipeline(const PipelineJob& inJob)
-        : mJob(inJob), mSlots(static_cast<std::size_t>(std::max<std::int64_t>(1, inJob.mWindow)))
+        : mJob(inJob)
+        , mSlots(static_cast<std::size_t>(std::max<std::int64_t>(1, inJob.mWindow)))
     {
     }
 
@@ -61,7 +62,7 @@ private:
     bool TakeNumber(std::int64_t& outIndex);
     Slot MakeFrame(std::int64_t inIndex) const;
     void Deliver(std::int64_t inIndex, Slot inSlot);
-    void Stop(std::exception_ptr inCause);
+    void Stop(const std::exception_ptr& inCause);
 
     bool WaitFor(std::int64_t inIndex, Slot& outSlot);
     void WriteFrames();
@@ -72,15 +73,15 @@ private:
     Slot& SlotOf(std::int64_t inIndex) { return mSlots[static_cast<std::size_t>(inIndex) % mSlots.size()]; }
 
     const PipelineJob& mJob;
-    PipelineResult mResult;         // of the writing thread alone
+    PipelineResult mResult; // of the writing thread alone
     EncoderFrame mLastFrame;
 
     // Guards all that follows; held for moments only, never while a frame is made or written.
     std::mutex mMutex;
     std::condition_variable mFrameIsReady;
     std::condition_variable mSlotIsFree;
-    std::vector<Slot> mSlots;       // ring over frame indices
-    std::int64_t mNext = 0;         // to be taken by a worker
+    std::vector<Slot> mSlots; // ring over frame indices
+    std::int64_t mNext = 0;   // to be taken by a worker
     std::int64_t mWrittenUpTo = 0;
     bool mStopping = false;
     std::exception_ptr mCause;
@@ -114,7 +115,7 @@ PipelineResult Pipeline::Run()
     return mResult;
 }
 
-void Pipeline::Stop(std::exception_ptr inCause)
+void Pipeline::Stop(const std::exception_ptr& inCause)
 {
     const std::lock_guard<std::mutex> lock(mMutex);
     mStopping = true;
@@ -143,7 +144,8 @@ bool Pipeline::TakeNumber(std::int64_t& outIndex)
 {
     std::unique_lock<std::mutex> lock(mMutex);
     const auto window = static_cast<std::int64_t>(mSlots.size());
-    mSlotIsFree.wait(lock, [&] { return mStopping || mNext >= mJob.mCount || mNext < mWrittenUpTo + window; });
+    mSlotIsFree.wait(lock,
+                     [&] { return mStopping || mNext >= mJob.mCount || mNext < mWrittenUpTo + window; });
     if (mStopping || mNext >= mJob.mCount)
     {
         return false;
@@ -231,7 +233,8 @@ void Pipeline::WriteOne(std::int64_t inIndex, Slot& ioSlot)
     mJob.mWriter->Write(ioSlot.mFrame);
     if (mJob.mPrintChecksums)
     {
-        console::PrintData("frame " + std::to_string(mJob.mNumberOf(inIndex)) + " " + ioSlot.mChecksum + "\n");
+        console::PrintData("frame " + std::to_string(mJob.mNumberOf(inIndex)) + " " + ioSlot.mChecksum +
+                           "\n");
     }
     ++mResult.mWritten;
     if (mJob.mProgress != nullptr)
@@ -275,7 +278,8 @@ PipelineResult RunPipeline(const PipelineJob& inJob)
     return Pipeline(inJob).Run();
 }
 
-std::int64_t WindowFrames(std::uint32_t inThreads, std::uint64_t inBytes, const Session::RenderRequest& inRequest)
+std::int64_t WindowFrames(std::uint32_t inThreads, std::uint64_t inBytes,
+                          const Session::RenderRequest& inRequest)
 {
     const std::int64_t wanted = 2 * (static_cast<std::int64_t>(inThreads) + kSpareFrames);
     const auto fitting = static_cast<std::int64_t>(inBytes / BytesOfFrame(inRequest));

@@ -35,23 +35,24 @@ struct PipelineJob
     // Number that checksum lines give to the n-th frame.
     std::function<std::int64_t(std::int64_t)> mNumberOf;
     std::uint32_t mThreads = 1;
-    std::int64_t mWindow = 1;           // frames in flight
+    std::int64_t mWindow = 1; // frames in flight
     bool mPrintChecksums = false;
-    Progress* mProgress = nullptr;      // may be null
+    Progress* mProgress = nullptr; // may be null
 };
 
 struct PipelineResult
 {
     std::int64_t mWritten = 0;
     std::int64_t mSubstitutes = 0;
-    int mSignal = 0;                    // that ended the run early, or 0
-    std::string mFirstFailure;          // of a frame that couldn't be made
+    int mSignal = 0;           // that ended the run early, or 0
+    std::string mFirstFailure; // of a frame that couldn't be made
 };
 
 PipelineResult RunPipeline(const PipelineJob& inJob);
 
 // Frames in flight for inThreads workers when they may hold inBytes together. Two for each thread and
 // some more keep all of them at work while the writer has its turn.
-std::int64_t WindowFrames(std::uint32_t inThreads, std::uint64_t inBytes, const Session::RenderRequest& inRequest);
+std::int64_t WindowFrames(std::uint32_t inThreads, std::uint64_t inBytes,
+                          const Session::RenderRequest& inRequest);
 
 } // namespace vrender

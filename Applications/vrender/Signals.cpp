@@ -25,7 +25,9 @@ void OnSignal(int inSignal)
 
 void AskOn(int inSignal)
 {
-    struct sigaction ask{};
+    struct sigaction ask
+    {
+    };
     ask.sa_handler = OnSignal;
     sigemptyset(&ask.sa_mask);
     sigaction(inSignal, &ask, nullptr);
@@ -38,7 +40,9 @@ void Install()
     AskOn(SIGINT);
     AskOn(SIGTERM);
 
-    struct sigaction ignore{};
+    struct sigaction ignore
+    {
+    };
     ignore.sa_handler = SIG_IGN;
     sigaction(SIGPIPE, &ignore, nullptr);
     sigaction(SIGXFSZ, &ignore, nullptr);

@@ -17,8 +17,8 @@ void CheckCount(std::int64_t inCount)
 {
     if (inCount > kMostStills)
     {
-        throw ToolError(ExitCode::kUsage, "--every: gives " + std::to_string(inCount) + " pictures, more than " +
-                                              std::to_string(kMostStills));
+        throw ToolError(ExitCode::kUsage, "--every: gives " + std::to_string(inCount) +
+                                              " pictures, more than " + std::to_string(kMostStills));
     }
 }
 
@@ -65,7 +65,8 @@ std::vector<std::int64_t> SelectFrames(const FrameRange& inRange, const Timeline
         {
             return EveryFewSeconds(inRange, inTimeline, step.mTime);
         }
-        throw ToolError(ExitCode::kUsage, "--every: '" + inEvery + "' is not a number of frames or seconds above 0");
+        throw ToolError(ExitCode::kUsage,
+                        "--every: '" + inEvery + "' is not a number of frames or seconds above 0");
     }
     const std::int64_t available = inRange.mEnd - inRange.mFirst;
     const std::int64_t count = std::min(inCount, available);

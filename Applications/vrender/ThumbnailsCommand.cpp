@@ -22,7 +22,9 @@ constexpr std::int64_t kMostCount = 100000;
 // A folder that is there already is used as it is; the one above it must exist, as for every output.
 void MakeFolder(const std::string& inPath)
 {
-    struct stat status{};
+    struct stat status
+    {
+    };
     if (::mkdir(inPath.c_str(), 0777) == 0)
     {
         return;
@@ -31,8 +33,9 @@ void MakeFolder(const std::string& inPath)
     const bool isFolder = error == EEXIST && ::stat(inPath.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
     if (!isFolder)
     {
-        throw ToolError(ExitCode::kCannotCreate, inPath + ": can't be made: " +
-                                                     (error == EEXIST ? "is there and is no folder" : std::strerror(error)));
+        throw ToolError(ExitCode::kCannotCreate,
+                        inPath + ": can't be made: " +
+                            (error == EEXIST ? "is there and is no folder" : std::strerror(error)));
     }
 }
 
@@ -55,9 +58,12 @@ ExitCode RunThumbnails(const Options& inOptions)
     output.mPixelAspectRatio = norviktypes::kPixelAspectRatio_Square;
     output.mFieldType = norviktypes::kFieldType_Progressive;
     MakeFolder(inOptions.mOutput);
-    const std::unique_ptr<FrameWriter> writer = CreateStillsWriter(
-        output, [&](std::int64_t inIndex)
-        { return fmt::format("{}/frame{:06}.png", inOptions.mOutput, frames[static_cast<std::size_t>(inIndex)]); });
+    const std::unique_ptr<FrameWriter> writer =
+        CreateStillsWriter(output,
+                           [&](std::int64_t inIndex) {
+                               return fmt::format("{}/frame{:06}.png", inOptions.mOutput,
+                                                  frames[static_cast<std::size_t>(inIndex)]);
+                           });
 
     PipelineJob job;
     job.mClip = input.mClip.get();

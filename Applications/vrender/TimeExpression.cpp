@@ -18,8 +18,7 @@ namespace
 
 using norviktypes::TickTime;
 
-constexpr const char* kForms =
-    "a frame (84 or #84), a timecode (01:00:03:12), seconds (3.5s), start or end";
+constexpr const char* kForms = "a frame (84 or #84), a timecode (01:00:03:12), seconds (3.5s), start or end";
 // Frame numbers and seconds beyond these have no time on the axis.
 constexpr std::int64_t kMostFrames = std::int64_t{1} << 40;
 constexpr std::int64_t kMostSeconds = 9000000;
@@ -86,7 +85,8 @@ std::optional<TickTime> ReadSeconds(std::string_view inText)
     const std::string_view decimals = point == std::string_view::npos ? "" : inText.substr(point + 1);
     const std::optional<std::int64_t> seconds = ReadWhole(whole, kMostSeconds);
     const std::optional<std::int64_t> fraction = decimals.empty() ? 0 : ReadWhole(decimals, 999999999);
-    if (!seconds || !fraction || decimals.size() > kMostDecimals || (point != std::string_view::npos && decimals.empty()))
+    if (!seconds || !fraction || decimals.size() > kMostDecimals ||
+        (point != std::string_view::npos && decimals.empty()))
     {
         return std::nullopt;
     }
@@ -153,7 +153,8 @@ std::string EndText(const Timeline& inTimeline)
 }
 
 // Frames since frame 0 of a timecode. A file that crosses midnight has its small labels at its end.
-std::int64_t FrameOfTimecode(const std::string& inOption, const std::string& inText, const Timeline& inTimeline)
+std::int64_t FrameOfTimecode(const std::string& inOption, const std::string& inText,
+                             const Timeline& inTimeline)
 {
     const Foundation::TimecodeRate rate = TimecodeRateOf(inTimeline);
     std::string text = inText;
@@ -181,11 +182,13 @@ std::int64_t FrameOfTimecode(const std::string& inOption, const std::string& inT
         std::int64_t day = 0;
         Foundation::ParseTimecode(isDropFrame ? "23:59:59;00" : "23:59:59:00", rate, day, isDropFrame);
         day += Foundation::NominalFramesPerSecond(rate);
-        const bool crosses = inTimeline.mFrameCount >= 0 && inTimeline.mTimecodeStart + inTimeline.mFrameCount > day;
+        const bool crosses =
+            inTimeline.mFrameCount >= 0 && inTimeline.mTimecodeStart + inTimeline.mFrameCount > day;
         if (!crosses)
         {
-            Refuse(inOption, inText, "lies before the start of " + inTimeline.mName + ", which is " +
-                                         TimecodeOfFrame(0, inTimeline));
+            Refuse(inOption, inText,
+                   "lies before the start of " + inTimeline.mName + ", which is " +
+                       TimecodeOfFrame(0, inTimeline));
         }
         frame += day;
     }
@@ -218,8 +221,7 @@ Position Locate(const std::string& inOption, const TimeExpression& inTime, const
     const std::int64_t count = inTimeline.mFrameCount;
     switch (inTime.mKind)
     {
-    case TimeExpression::Kind::kStart:
-        return {0, false};
+    case TimeExpression::Kind::kStart: return {0, false};
     case TimeExpression::Kind::kEnd:
         if (count < 0)
         {
@@ -239,7 +241,8 @@ Position Locate(const std::string& inOption, const TimeExpression& inTime, const
         return time == inTimeline.mDuration ? Position{count, false} : PositionOfTime(time, inTimeline);
     }
     default:
-        return inTime.mTime == inTimeline.mDuration ? Position{count, false} : PositionOfTime(inTime.mTime, inTimeline);
+        return inTime.mTime == inTimeline.mDuration ? Position{count, false}
+                                                    : PositionOfTime(inTime.mTime, inTimeline);
     }
 }
 
@@ -262,7 +265,8 @@ RangeExpression ParseRange(const std::string& inOption, const std::string& inTex
     const std::string_view text = inText;
     for (std::size_t at = text.find(':'); at != std::string_view::npos; at = text.find(':', at + 1))
     {
-        const std::optional<TimeExpression> first = ReadSide(text.substr(0, at), TimeExpression::Kind::kStart);
+        const std::optional<TimeExpression> first =
+            ReadSide(text.substr(0, at), TimeExpression::Kind::kStart);
         const std::optional<TimeExpression> last = ReadSide(text.substr(at + 1), TimeExpression::Kind::kEnd);
         if (first && last)
         {
@@ -281,7 +285,8 @@ RangeExpression ParseRange(const std::string& inOption, const std::string& inTex
     return *found;
 }
 
-std::int64_t ResolveFrame(const std::string& inOption, const TimeExpression& inTime, const Timeline& inTimeline)
+std::int64_t ResolveFrame(const std::string& inOption, const TimeExpression& inTime,
+                          const Timeline& inTimeline)
 {
     if (inTime.mKind == TimeExpression::Kind::kEnd && inTimeline.mFrameCount > 0)
     {
@@ -295,7 +300,8 @@ std::int64_t ResolveFrame(const std::string& inOption, const TimeExpression& inT
     return position.mFrame;
 }
 
-FrameRange ResolveRange(const std::string& inOption, const RangeExpression& inRange, const Timeline& inTimeline)
+FrameRange ResolveRange(const std::string& inOption, const RangeExpression& inRange,
+                        const Timeline& inTimeline)
 {
     const Position first = Locate(inOption, inRange.mFirst, inTimeline);
     const Position last = Locate(inOption, inRange.mLast, inTimeline);
@@ -326,7 +332,8 @@ FrameRange RangeOrWhole(const std::string& inOption, const std::string& inText, 
     }
     if (inTimeline.mFrameCount < 0)
     {
-        throw ToolError(ExitCode::kUsage, inTimeline.mName + " has no end; " + inOption + " tells which part is wanted");
+        throw ToolError(ExitCode::kUsage,
+                        inTimeline.mName + " has no end; " + inOption + " tells which part is wanted");
     }
     return {0, inTimeline.mFrameCount, norviktypes::kTime_Zero, inTimeline.mDuration};
 }

@@ -37,31 +37,31 @@ struct TimeExpression
     };
 
     Kind mKind = Kind::kStart;
-    std::int64_t mFrame = 0;            // kFrame
-    norviktypes::TickTime mTime;        // kSeconds
-    std::string mText;                  // as it was written
+    std::int64_t mFrame = 0;     // kFrame
+    norviktypes::TickTime mTime; // kSeconds
+    std::string mText;           // as it was written
 };
 
 struct RangeExpression
 {
     TimeExpression mFirst;
-    TimeExpression mLast;       // one past the last frame
+    TimeExpression mLast; // one past the last frame
 };
 
 // What times are counted on.
 struct Timeline
 {
-    std::string mName;              // of the media, for messages
-    Rational mRate{25, 1};          // frames a second, the mean where there is no grid
-    bool mHasGrid = true;           // frame n begins at n / mRate
-    std::int64_t mFrameCount = -1;  // -1: no end
+    std::string mName;             // of the media, for messages
+    Rational mRate{25, 1};         // frames a second, the mean where there is no grid
+    bool mHasGrid = true;          // frame n begins at n / mRate
+    std::int64_t mFrameCount = -1; // -1: no end
     norviktypes::TickTime mDuration = norviktypes::kTime_Max;
     // When a frame begins (the duration for one past the last), and the frame shown at a time (-1 at or
     // past the end).
     std::function<norviktypes::TickTime(std::int64_t)> mFrameStart;
     std::function<std::int64_t(norviktypes::TickTime)> mFrameAt;
     bool mHasTimecode = false;
-    std::int64_t mTimecodeStart = 0;    // label of frame 0, in frames since 00:00:00:00
+    std::int64_t mTimecodeStart = 0; // label of frame 0, in frames since 00:00:00:00
     bool mIsDropFrame = false;
 };
 
@@ -78,8 +78,10 @@ TimeExpression ParseTime(const std::string& inOption, const std::string& inText)
 RangeExpression ParseRange(const std::string& inOption, const std::string& inText);
 
 // The frame that is shown at a time.
-std::int64_t ResolveFrame(const std::string& inOption, const TimeExpression& inTime, const Timeline& inTimeline);
-FrameRange ResolveRange(const std::string& inOption, const RangeExpression& inRange, const Timeline& inTimeline);
+std::int64_t ResolveFrame(const std::string& inOption, const TimeExpression& inTime,
+                          const Timeline& inTimeline);
+FrameRange ResolveRange(const std::string& inOption, const RangeExpression& inRange,
+                        const Timeline& inTimeline);
 // The range for an option's text; all frames for an empty one.
 FrameRange RangeOrWhole(const std::string& inOption, const std::string& inText, const Timeline& inTimeline);
 

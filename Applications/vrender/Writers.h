@@ -3,6 +3,7 @@
 #include "Applications/vrender/OptionValues.h"
 #include "MF/IVideoFrame.h"
 #include "norviktypes/PixelFormat.h"
+#include "norviktypes/TickTime.h"
 
 #include <cstdint>
 #include <functional>
@@ -44,12 +45,12 @@ struct SourceColour
 // All that an output needs to know before its first frame.
 struct OutputDescription
 {
-    std::string mPath;              // "-": standard output; "null:"
-    std::string mFormat;            // container by FFmpeg's name, "raw", or empty: by the path
-    std::string mCodec;             // empty: the container's usual one
-    std::string mPixelFormat;       // FFmpeg's name, or empty: nearest to the source
+    std::string mPath;        // "-": standard output; "null:"
+    std::string mFormat;      // container by FFmpeg's name, "raw", or empty: by the path
+    std::string mCodec;       // empty: the container's usual one
+    std::string mPixelFormat; // FFmpeg's name, or empty: nearest to the source
     std::string mCrf;
-    std::int64_t mBitrate = 0;      // 0: none asked
+    std::int64_t mBitrate = 0; // 0: none asked
     std::vector<std::pair<std::string, std::string>> mOptions;
 
     std::int32_t mWidth = 0;
@@ -57,13 +58,16 @@ struct OutputDescription
     norviktypes::PixelAspectRatio mPixelAspectRatio;
     norviktypes::FieldType mFieldType = norviktypes::kFieldType_Progressive;
     Rational mRate{25, 1};
-    std::string mTimecode;          // of the first frame; empty: none
+    std::string mTimecode; // of the first frame; empty: none
 
     std::string mSourcePixelFormat; // FFmpeg's name of what the decoder gives
     SourceColour mSourceColour;
     bool mHasAlpha = false;
 
-    std::int64_t mFirstNumber = 0;  // of a numbered sequence
+    // Where frames last unequally: when frame n of the output begins, from the first one on (n = the number of
+    // frames gives the end). Empty: at n / mRate.
+    std::function<norviktypes::TickTime(std::int64_t)> mTimeOf;
+    std::int64_t mFirstNumber = 0; // of a numbered sequence
     std::int64_t mFrameCount = 0;
     std::uint32_t mThreads = 1;
     bool mOverwrite = false;
@@ -85,10 +89,14 @@ public:
     virtual void Commit() = 0;
     virtual void Keep() = 0;
 
-    // Where the output stands while it isn't committed.
+    // Where the output stands while it isn't committed; empty if it stands nowhere.
     virtual std::string PartName() const = 0;
     virtual std::uint64_t BytesWritten() const = 0;
 };
+
+// True where the output can hold frames that last unequally: stills and bare pictures, which have no times, and
+// containers and encoders that keep the time of each frame.
+bool KeepsFrameTimes(const OutputDescription& inOutput);
 
 // A writer for inOutput, by its path and format: null:, raw pictures, a numbered sequence (a path with
 // one %d or %0Nd), or a movie.

@@ -86,7 +86,8 @@ bool IsSupportedPacked(AVPixelFormat inFormat)
     const AVPixFmtDescriptor& format = Descriptor(inFormat);
     const int depth = format.comp[0].depth;
     return (format.flags & AV_PIX_FMT_FLAG_RGB) != 0 &&
-           (format.flags & (AV_PIX_FMT_FLAG_PLANAR | AV_PIX_FMT_FLAG_FLOAT | AV_PIX_FMT_FLAG_BITSTREAM)) == 0 &&
+           (format.flags & (AV_PIX_FMT_FLAG_PLANAR | AV_PIX_FMT_FLAG_FLOAT | AV_PIX_FMT_FLAG_BITSTREAM)) ==
+               0 &&
            format.nb_components >= 3 && (depth == 8 || depth == 16) && format.comp[0].shift == 0 &&
            format.comp[1].depth == depth;
 }
@@ -101,7 +102,7 @@ struct WrappedRow
 {
     AVPixelFormat mFormat;
     bool mFullRange;
-    PixelFormat mRow601;    // Invalid: there is none
+    PixelFormat mRow601; // Invalid: there is none
     PixelFormat mRow709;
     PixelFormat mField601;
     PixelFormat mField709;
@@ -110,14 +111,15 @@ struct WrappedRow
 using namespace norviktypes;
 
 constexpr WrappedRow kWrappedRows[] = {
-    {AV_PIX_FMT_YUV420P, false, kPixelFormat_YUV_420_MPEG2_Frame_8u_601, kPixelFormat_YUV_420_MPEG2_Frame_8u_709,
-     kPixelFormat_YUV_420_MPEG2_Field_8u_601, kPixelFormat_YUV_420_MPEG2_Field_8u_709},
+    {AV_PIX_FMT_YUV420P, false, kPixelFormat_YUV_420_MPEG2_Frame_8u_601,
+     kPixelFormat_YUV_420_MPEG2_Frame_8u_709, kPixelFormat_YUV_420_MPEG2_Field_8u_601,
+     kPixelFormat_YUV_420_MPEG2_Field_8u_709},
     {AV_PIX_FMT_YUVJ420P, true, kPixelFormat_YUV_420_Center_Frame_8u_601_Full, kPixelFormat_Invalid,
      kPixelFormat_Invalid, kPixelFormat_Invalid},
     {AV_PIX_FMT_YUV420P10LE, false, kPixelFormat_Invalid, kPixelFormat_YUV_420_MPEG2_Frame_10u_709,
      kPixelFormat_Invalid, kPixelFormat_YUV_420_MPEG2_Field_10u_709},
-    {AV_PIX_FMT_YUV422P, false, kPixelFormat_Invalid, kPixelFormat_YUV_422_Planar_8u_709, kPixelFormat_Invalid,
-     kPixelFormat_YUV_422_Planar_8u_709},
+    {AV_PIX_FMT_YUV422P, false, kPixelFormat_Invalid, kPixelFormat_YUV_422_Planar_8u_709,
+     kPixelFormat_Invalid, kPixelFormat_YUV_422_Planar_8u_709},
     {AV_PIX_FMT_YUV422P10LE, false, kPixelFormat_Invalid, kPixelFormat_YUV_422_Planar_10u_709,
      kPixelFormat_Invalid, kPixelFormat_YUV_422_Planar_10u_709},
     {AV_PIX_FMT_UYVY422, false, kPixelFormat_UYVY_422_8u_601, kPixelFormat_UYVY_422_8u_709,
@@ -133,8 +135,7 @@ AVColorSpace MatrixOf(const OutputDescription& inOutput)
     {
     case AVCOL_SPC_BT709:
     case AVCOL_SPC_SMPTE170M:
-    case AVCOL_SPC_BT470BG:
-        return static_cast<AVColorSpace>(found);
+    case AVCOL_SPC_BT470BG: return static_cast<AVColorSpace>(found);
     default:
         return inOutput.mHeight < kHighDefinitionLines && (found < 0 || found == AVCOL_SPC_UNSPECIFIED)
                    ? AVCOL_SPC_SMPTE170M
@@ -161,10 +162,8 @@ bool IsKeptTransfer(int inTransfer)
     case AVCOL_TRC_IEC61966_2_4:
     case AVCOL_TRC_IEC61966_2_1:
     case AVCOL_TRC_BT2020_10:
-    case AVCOL_TRC_BT2020_12:
-        return true;
-    default:
-        return false;
+    case AVCOL_TRC_BT2020_12: return true;
+    default: return false;
     }
 }
 
@@ -268,9 +267,9 @@ AVPixelFormat PictureLayout::Nearest(const AVPixelFormat* inFormats, const Outpu
         if (IsSupported(*format))
         {
             int loss = 0;
-            best = best == AV_PIX_FMT_NONE ? *format
-                                           : av_find_best_pix_fmt_of_2(best, *format, source,
-                                                                       inOutput.mHasAlpha ? 1 : 0, &loss);
+            best = best == AV_PIX_FMT_NONE
+                       ? *format
+                       : av_find_best_pix_fmt_of_2(best, *format, source, inOutput.mHasAlpha ? 1 : 0, &loss);
         }
     }
     return best;
@@ -294,7 +293,8 @@ void PictureLayout::ChooseRGB(const OutputDescription& inOutput)
         const bool isDeep = Descriptor(mFormat).comp[0].depth > 8;
         mRenderFormat = hasAlpha ? (isDeep ? kPixelFormat_BGRA_4444_16u : kPixelFormat_BGRA_4444_8u)
                                  : (isDeep ? kPixelFormat_BGRX_4444_16u : kPixelFormat_BGRX_4444_8u);
-        const bool same = mFormat == AV_PIX_FMT_BGRA || mFormat == AV_PIX_FMT_BGR0 || mFormat == AV_PIX_FMT_BGRA64LE;
+        const bool same =
+            mFormat == AV_PIX_FMT_BGRA || mFormat == AV_PIX_FMT_BGR0 || mFormat == AV_PIX_FMT_BGRA64LE;
         mWay = same ? Way::kWrap : IsSupportedPacked(mFormat) ? Way::kPacked : Way::kPlanes;
     }
 }
@@ -374,7 +374,8 @@ void PictureLayout::ChooseTags(const OutputDescription& inOutput)
 {
     const int primaries = av_color_primaries_from_name(inOutput.mSourceColour.mPrimaries.c_str());
     const int transfer = av_color_transfer_from_name(inOutput.mSourceColour.mTransfer.c_str());
-    mColour.mPrimaries = IsKeptPrimaries(primaries) ? static_cast<AVColorPrimaries>(primaries) : AVCOL_PRI_BT709;
+    mColour.mPrimaries =
+        IsKeptPrimaries(primaries) ? static_cast<AVColorPrimaries>(primaries) : AVCOL_PRI_BT709;
     mColour.mTransfer =
         IsKeptTransfer(transfer) ? static_cast<AVColorTransferCharacteristic>(transfer) : AVCOL_TRC_BT709;
     if (Has(mFormat, AV_PIX_FMT_FLAG_RGB) || IsSmall(mFormat))
@@ -407,11 +408,12 @@ void PictureLayout::SetAttributes(AVFrame& outPicture) const
 EncoderFrame PictureLayout::Lay(const MF::IVideoFrameRef& inFrame) const
 {
     const Pixels pixels(inFrame);
-    if (pixels.mFormat != mRenderFormat || pixels.mBounds.Width() != mWidth || pixels.mBounds.Height() != mHeight)
+    if (pixels.mFormat != mRenderFormat || pixels.mBounds.Width() != mWidth ||
+        pixels.mBounds.Height() != mHeight)
     {
         throw ToolError(ExitCode::kInternal, "a frame was rendered as " +
-                                                 std::string(PixelFormatText(pixels.mFormat)) + " and not as " +
-                                                 PixelFormatText(mRenderFormat));
+                                                 std::string(PixelFormatText(pixels.mFormat)) +
+                                                 " and not as " + PixelFormatText(mRenderFormat));
     }
     if (mWay == Way::kWrap)
     {
@@ -420,18 +422,10 @@ EncoderFrame PictureLayout::Lay(const MF::IVideoFrameRef& inFrame) const
     EncoderFrame picture = NewPicture();
     switch (mWay)
     {
-    case Way::kPacked:
-        LayPacked(pixels, *picture);
-        break;
-    case Way::kFloatPlanes:
-        LayFloatPlanes(pixels, *picture);
-        break;
-    case Way::kSmall:
-        LaySmall(pixels, *picture);
-        break;
-    default:
-        LayPlanes(pixels, *picture);
-        break;
+    case Way::kPacked: LayPacked(pixels, *picture); break;
+    case Way::kFloatPlanes: LayFloatPlanes(pixels, *picture); break;
+    case Way::kSmall: LaySmall(pixels, *picture); break;
+    default: LayPlanes(pixels, *picture); break;
     }
     return picture;
 }
@@ -520,8 +514,8 @@ void PictureLayout::LayPlanes(const Pixels& inPixels, AVFrame& outPicture) const
         Session::LayOutPlanes(inPixels.mData, inPixels.mRowBytes, mRenderFormat, planes);
     if (status < 0)
     {
-        throw ToolError(ExitCode::kInternal, std::string("no way from ") + PixelFormatText(mRenderFormat) + " to " +
-                                                 format.name + " (" + std::to_string(status) + ")");
+        throw ToolError(ExitCode::kInternal, std::string("no way from ") + PixelFormatText(mRenderFormat) +
+                                                 " to " + format.name + " (" + std::to_string(status) + ")");
     }
 }
 
@@ -533,7 +527,7 @@ template <typename Sample>
 void ShuffleRow(const std::uint8_t* inSource, std::uint8_t* outRow, std::int32_t inWidth,
                 const AVPixFmtDescriptor& inFormat, bool inSwapBytes)
 {
-    constexpr std::array<std::size_t, 4> kComponentAt = {2, 1, 0, 3};  // R, G, B, A of FFmpeg's lists
+    constexpr std::array<std::size_t, 4> kComponentAt = {2, 1, 0, 3}; // R, G, B, A of FFmpeg's lists
     const auto step = static_cast<std::size_t>(inFormat.comp[0].step);
     const auto components = static_cast<std::size_t>(inFormat.nb_components);
     for (std::size_t i = 0; i < components; ++i)
@@ -579,14 +573,15 @@ void PictureLayout::LayPacked(const Pixels& inPixels, AVFrame& outPicture) const
 
 void PictureLayout::LayFloatPlanes(const Pixels& inPixels, AVFrame& outPicture) const
 {
-    constexpr std::array<std::size_t, 4> kComponentOfPlane = {1, 0, 2, 3};  // planes G, B, R, A
+    constexpr std::array<std::size_t, 4> kComponentOfPlane = {1, 0, 2, 3}; // planes G, B, R, A
     const auto planes = static_cast<std::size_t>(Descriptor(mFormat).nb_components);
     for (std::size_t i = 0; i < planes; ++i)
     {
         for (std::int32_t y = 0; y < mHeight; ++y)
         {
             const std::uint8_t* source = inPixels.Row(y) + kComponentOfPlane[i] * sizeof(float);
-            std::uint8_t* target = outPicture.data[i] + static_cast<std::ptrdiff_t>(y) * outPicture.linesize[i];
+            std::uint8_t* target =
+                outPicture.data[i] + static_cast<std::ptrdiff_t>(y) * outPicture.linesize[i];
             for (std::int32_t x = 0; x < mWidth; ++x, source += 4 * sizeof(float), target += sizeof(float))
             {
                 std::memcpy(target, source, sizeof(float));
@@ -598,9 +593,8 @@ void PictureLayout::LayFloatPlanes(const Pixels& inPixels, AVFrame& outPicture) 
 // Few bits, in which colours are lost anyway: FFmpeg's own dithering.
 void PictureLayout::LaySmall(const Pixels& inPixels, AVFrame& outPicture) const
 {
-    const std::unique_ptr<SwsContext, ScalerDeleter> scaler(
-        sws_getContext(mWidth, mHeight, AV_PIX_FMT_BGR0, mWidth, mHeight, mFormat, SWS_POINT, nullptr, nullptr,
-                       nullptr));
+    const std::unique_ptr<SwsContext, ScalerDeleter> scaler(sws_getContext(
+        mWidth, mHeight, AV_PIX_FMT_BGR0, mWidth, mHeight, mFormat, SWS_POINT, nullptr, nullptr, nullptr));
     const std::array<const std::uint8_t*, 4> source = {inPixels.mData, nullptr, nullptr, nullptr};
     const std::array<int, 4> strides = {inPixels.mRowBytes, 0, 0, 0};
     if (!scaler || sws_scale(scaler.get(), source.data(), strides.data(), 0, mHeight, outPicture.data,

@@ -5,12 +5,14 @@
 extern "C"
 {
 #include <libavformat/avformat.h>
+#include <libavutil/avstring.h>
 #include <libavutil/opt.h>
 }
 
 #include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
+#include <map>
 #include <unistd.h>
 
 namespace vrender
@@ -25,6 +27,11 @@ constexpr int kBufferBytes = 256 * 1024;
 constexpr int kDefaultQuantiser = 2;
 // libvpx would otherwise fall back on 200 kbit/s.
 constexpr const char* kDefaultVp9Crf = "31";
+
+// Time base for frames that last unequally: the one of transport streams, in which the ticks of the usual rates
+// and milliseconds are whole numbers.
+constexpr int kUnequalTimeBase = 90000;
+constexpr std::int64_t kTicksPerUnit = norviktypes::kTicksPerSecond / kUnequalTimeBase;
 
 struct ContainerDeleter
 {
@@ -120,6 +127,35 @@ private:
     int mSaved;
 };
 
+// Null where neither the format nor the path tells.
+const AVOutputFormat* FindContainer(const OutputDescription& inOutput)
+{
+    const bool isPipe = inOutput.mPath == "-";
+    const std::string format =
+        (inOutput.mFormat.empty() && isPipe) || inOutput.mFormat == "y4m" ? "yuv4mpegpipe" : inOutput.mFormat;
+    return format.empty() ? av_guess_format(nullptr, inOutput.mPath.c_str(), nullptr)
+                          : av_guess_format(format.c_str(), nullptr, nullptr);
+}
+
+// Containers made for pipes between programs carry pictures as they are.
+AVCodecID UsualCodec(const AVOutputFormat& inContainer, const std::string& inPath)
+{
+    const std::string name = inContainer.name;
+    if (name == "yuv4mpegpipe")
+    {
+        return AV_CODEC_ID_WRAPPED_AVFRAME;
+    }
+    return name == "nut" ? AV_CODEC_ID_RAWVIDEO
+                         : av_guess_codec(&inContainer, nullptr, inPath.c_str(), nullptr, AVMEDIA_TYPE_VIDEO);
+}
+
+// FFmpeg 5.1 doesn't say it of the containers of the QuickTime family, which have had it from the first.
+bool HasTimeOfEachFrame(const AVOutputFormat& inContainer)
+{
+    return (inContainer.flags & AVFMT_VARIABLE_FPS) != 0 ||
+           av_match_name(inContainer.name, "mov,mp4,ipod,3gp,3g2,f4v,ismv") != 0;
+}
+
 bool HasOption(const AVCodecContext& inContext, const char* inName)
 {
     return inContext.priv_data != nullptr && inContext.codec->priv_class != nullptr &&
@@ -146,17 +182,18 @@ public:
 
 private:
     void ChooseContainer();
-    AVCodecID UsualCodec() const;
     void OpenEncoder(Dictionary& ioOptions);
     void SetRateControl(Dictionary& ioOptions);
     void Quieten(Dictionary& ioOptions) const;
     void AddStream();
     void OpenFile(Dictionary& ioOptions);
+    // When a frame begins, in units of the encoder's time base.
+    std::int64_t UnitsAt(std::int64_t inFrame) const;
     void Drain(const AVFrame* inFrame);
     [[noreturn]] void Fail(ExitCode inCode, const std::string& inWhat, int inStatus) const;
 
     OutputDescription mOutput;
-    std::unique_ptr<OutputFile> mFile;              // outlives the channel that writes to it
+    std::unique_ptr<OutputFile> mFile; // outlives the channel that writes to it
     std::unique_ptr<AVIOContext, ChannelDeleter> mChannel;
     std::unique_ptr<AVFormatContext, ContainerDeleter> mContainer;
     FFmpegOwner<AVCodecContext> mEncoder;
@@ -164,6 +201,7 @@ private:
     FFmpegOwner<AVPacket> mPacket{av_packet_alloc()};
     AVStream* mStream = nullptr;
     std::int64_t mNextFrame = 0;
+    std::map<std::int64_t, std::int64_t> mDurations; // of frames in the encoder, by their times
 };
 
 MovieWriter::MovieWriter(const OutputDescription& inOutput) : mOutput(inOutput)
@@ -192,22 +230,21 @@ void MovieWriter::Fail(ExitCode inCode, const std::string& inWhat, int inStatus)
 
 void MovieWriter::ChooseContainer()
 {
-    const bool isPipe = mOutput.mPath == "-";
-    const std::string format = mOutput.mFormat.empty() && isPipe ? "yuv4mpegpipe" : mOutput.mFormat;
-    const AVOutputFormat* container =
-        format.empty() ? av_guess_format(nullptr, mOutput.mPath.c_str(), nullptr)
-                       : av_guess_format(format == "y4m" ? "yuv4mpegpipe" : format.c_str(), nullptr, nullptr);
+    const std::string& format = mOutput.mFormat;
+    const AVOutputFormat* container = FindContainer(mOutput);
     if (container == nullptr)
     {
-        throw ToolError(ExitCode::kUsage, format.empty() ? mOutput.mPath + ": the name doesn't tell a container; give --format"
-                                                         : "--format: there is no container '" + format + "'");
+        throw ToolError(ExitCode::kUsage,
+                        format.empty() ? mOutput.mPath + ": the name doesn't tell a container; give --format"
+                                       : "--format: there is no container '" + format + "'");
     }
     if ((container->flags & AVFMT_NOFILE) != 0 || container->video_codec == AV_CODEC_ID_NONE)
     {
-        throw ToolError(ExitCode::kUsage, mOutput.mPath + ": container " + container->name + " holds no pictures in a file" +
-                                              (std::string(container->name) == "image2"
-                                                   ? "; for stills give a number such as %05d in the name, or use vrender frame"
-                                                   : ""));
+        throw ToolError(ExitCode::kUsage,
+                        mOutput.mPath + ": container " + container->name + " holds no pictures in a file" +
+                            (std::string(container->name) == "image2"
+                                 ? "; for stills give a number such as %05d in the name, or use vrender frame"
+                                 : ""));
     }
     AVFormatContext* context = nullptr;
     const int status = avformat_alloc_output_context2(&context, container, nullptr, mOutput.mPath.c_str());
@@ -218,22 +255,9 @@ void MovieWriter::ChooseContainer()
     }
 }
 
-// Containers made for pipes between programs carry pictures as they are.
-AVCodecID MovieWriter::UsualCodec() const
-{
-    const std::string name = mContainer->oformat->name;
-    if (name == "yuv4mpegpipe")
-    {
-        return AV_CODEC_ID_WRAPPED_AVFRAME;
-    }
-    return name == "nut" ? AV_CODEC_ID_RAWVIDEO
-                         : av_guess_codec(mContainer->oformat, nullptr, mOutput.mPath.c_str(), nullptr,
-                                          AVMEDIA_TYPE_VIDEO);
-}
-
 void MovieWriter::OpenEncoder(Dictionary& ioOptions)
 {
-    const AVCodec* codec = FindEncoder(mOutput, UsualCodec());
+    const AVCodec* codec = FindEncoder(mOutput, UsualCodec(*mContainer->oformat, mOutput.mPath));
     if (avformat_query_codec(mContainer->oformat, codec->id, FF_COMPLIANCE_EXPERIMENTAL) == 0)
     {
         throw ToolError(ExitCode::kUsage, mOutput.mPath + ": container " + mContainer->oformat->name +
@@ -246,8 +270,9 @@ void MovieWriter::OpenEncoder(Dictionary& ioOptions)
         AV_PIX_FMT_YUV422P12LE, AV_PIX_FMT_YUV444P12LE, AV_PIX_FMT_YUV420P16LE, AV_PIX_FMT_YUV422P16LE,
         AV_PIX_FMT_YUV444P16LE, AV_PIX_FMT_NONE};
     const bool isY4m = codec->id == AV_CODEC_ID_WRAPPED_AVFRAME && mOutput.mPixelFormat.empty();
-    mLayout = std::make_unique<PictureLayout>(
-        isY4m ? PictureLayout::Nearest(kY4m, mOutput) : ChoosePixelFormat(mOutput, codec), mOutput, IsJpeg(*codec));
+    mLayout = std::make_unique<PictureLayout>(isY4m ? PictureLayout::Nearest(kY4m, mOutput)
+                                                    : ChoosePixelFormat(mOutput, codec),
+                                              mOutput, IsJpeg(*codec));
 
     mEncoder.reset(avcodec_alloc_context3(codec));
     if (!mEncoder || !mPacket)
@@ -255,6 +280,10 @@ void MovieWriter::OpenEncoder(Dictionary& ioOptions)
         Fail(ExitCode::kTryAgain, "no encoder", AVERROR(ENOMEM));
     }
     DescribePictures(mOutput, *mLayout, *mEncoder);
+    if (mOutput.mTimeOf)
+    {
+        mEncoder->time_base = {1, kUnequalTimeBase};
+    }
     mEncoder->strict_std_compliance = FF_COMPLIANCE_EXPERIMENTAL;
     mContainer->strict_std_compliance = FF_COMPLIANCE_EXPERIMENTAL;
     if ((mContainer->oformat->flags & AVFMT_GLOBALHEADER) != 0)
@@ -282,7 +311,8 @@ void MovieWriter::SetRateControl(Dictionary& ioOptions)
     {
         if (!knowsCrf)
         {
-            throw ToolError(ExitCode::kUsage, "--crf: " + name + " has no constant quality; use --bitrate or -o");
+            throw ToolError(ExitCode::kUsage,
+                            "--crf: " + name + " has no constant quality; use --bitrate or -o");
         }
         ioOptions.Set("crf", mOutput.mCrf.c_str());
     }
@@ -295,8 +325,9 @@ void MovieWriter::SetRateControl(Dictionary& ioOptions)
     else if (name.rfind("libvpx", 0) == 0)
     {
         mEncoder->bit_rate = 0;
-        ioOptions.Set("crf", ioOptions.Has("crf") ? mOutput.mCrf.empty() ? kDefaultVp9Crf : mOutput.mCrf.c_str()
-                                                  : kDefaultVp9Crf);
+        ioOptions.Set("crf", ioOptions.Has("crf")
+                                 ? mOutput.mCrf.empty() ? kDefaultVp9Crf : mOutput.mCrf.c_str()
+                                 : kDefaultVp9Crf);
     }
     if (name == "dnxhd" && !isAsked && !ioOptions.Has("profile"))
     {
@@ -362,12 +393,14 @@ void MovieWriter::OpenFile(Dictionary& ioOptions)
     int status = avformat_write_header(mContainer.get(), ioOptions.Entries());
     if (status < 0)
     {
-        Fail(ExitCode::kUsage, std::string("container ") + mContainer->oformat->name + " can't be set up", status);
+        Fail(ExitCode::kUsage, std::string("container ") + mContainer->oformat->name + " can't be set up",
+             status);
     }
     if (const char* key = ioOptions.FirstKey())
     {
-        throw ToolError(ExitCode::kUsage, std::string("--option: neither ") + mEncoder->codec->name + " nor container " +
-                                              mContainer->oformat->name + " knows '" + key + "'");
+        throw ToolError(ExitCode::kUsage, std::string("--option: neither ") + mEncoder->codec->name +
+                                              " nor container " + mContainer->oformat->name + " knows '" +
+                                              key + "'");
     }
 }
 
@@ -379,13 +412,20 @@ std::string MovieWriter::Description() const
 
 void MovieWriter::Write(const EncoderFrame& inFrame)
 {
-    inFrame->pts = mNextFrame++;
+    inFrame->pts = UnitsAt(mNextFrame);
+    mDurations[inFrame->pts] = UnitsAt(mNextFrame + 1) - inFrame->pts;
+    ++mNextFrame;
     inFrame->pict_type = AV_PICTURE_TYPE_NONE;
     if ((mEncoder->flags & AV_CODEC_FLAG_QSCALE) != 0)
     {
         inFrame->quality = mEncoder->global_quality;
     }
     Drain(inFrame.get());
+}
+
+std::int64_t MovieWriter::UnitsAt(std::int64_t inFrame) const
+{
+    return mOutput.mTimeOf ? mOutput.mTimeOf(inFrame).GetTicks() / kTicksPerUnit : inFrame;
 }
 
 // Hands the encoder a frame, or null for the end, and the container what comes out.
@@ -398,9 +438,11 @@ void MovieWriter::Drain(const AVFrame* inFrame)
     }
     while ((status = avcodec_receive_packet(mEncoder.get(), mPacket.get())) >= 0)
     {
-        if (mPacket->duration == 0)
+        const auto duration = mDurations.find(mPacket->pts);
+        if (duration != mDurations.end())
         {
-            mPacket->duration = 1;
+            mPacket->duration = duration->second;
+            mDurations.erase(duration);
         }
         av_packet_rescale_ts(mPacket.get(), mEncoder->time_base, mStream->time_base);
         mPacket->stream_index = mStream->index;
@@ -408,7 +450,8 @@ void MovieWriter::Drain(const AVFrame* inFrame)
         mFile->ThrowIfFailed();
         if (written < 0)
         {
-            Fail(ExitCode::kIOError, std::string("container ") + mContainer->oformat->name + " failed", written);
+            Fail(ExitCode::kIOError, std::string("container ") + mContainer->oformat->name + " failed",
+                 written);
         }
     }
     if (status != AVERROR(EAGAIN) && status != AVERROR_EOF)
@@ -425,11 +468,33 @@ void MovieWriter::Finish()
     mFile->ThrowIfFailed();
     if (status < 0)
     {
-        Fail(ExitCode::kIOError, std::string("container ") + mContainer->oformat->name + " can't be finished", status);
+        Fail(ExitCode::kIOError, std::string("container ") + mContainer->oformat->name + " can't be finished",
+             status);
     }
 }
 
 } // namespace
+
+bool MovieKeepsFrameTimes(const OutputDescription& inOutput)
+{
+    const AVOutputFormat* container = FindContainer(inOutput);
+    if (container == nullptr || !HasTimeOfEachFrame(*container))
+    {
+        return false;
+    }
+    // The headers of these name one rate, from a list or with few digits.
+    switch (FindEncoder(inOutput, UsualCodec(*container, inOutput.mPath))->id)
+    {
+    case AV_CODEC_ID_MPEG1VIDEO:
+    case AV_CODEC_ID_MPEG2VIDEO:
+    case AV_CODEC_ID_MPEG4:
+    case AV_CODEC_ID_H261:
+    case AV_CODEC_ID_H263:
+    case AV_CODEC_ID_H263P:
+    case AV_CODEC_ID_WRAPPED_AVFRAME: return false;
+    default: return true;
+    }
+}
 
 std::unique_ptr<FrameWriter> CreateMovieWriter(const OutputDescription& inOutput)
 {

@@ -26,13 +26,16 @@ public:
     explicit NullWriter(const OutputDescription& inOutput) : mLayout(PlainFormat(inOutput), inOutput) {}
 
     const norviktypes::PixelFormat& RenderFormat() const override { return mLayout.RenderFormat(); }
-    std::string Description() const override { return std::string("null ") + av_get_pix_fmt_name(mLayout.Format()); }
+    std::string Description() const override
+    {
+        return std::string("null ") + av_get_pix_fmt_name(mLayout.Format());
+    }
     EncoderFrame Prepare(const MF::IVideoFrameRef& inFrame) const override { return mLayout.Lay(inFrame); }
     void Write(const EncoderFrame&) override {}
     void Finish() override {}
     void Commit() override {}
     void Keep() override {}
-    std::string PartName() const override { return "null:"; }
+    std::string PartName() const override { return std::string(); }
     std::uint64_t BytesWritten() const override { return 0; }
 
 private:
@@ -44,12 +47,16 @@ class RawWriter : public FrameWriter
 {
 public:
     explicit RawWriter(const OutputDescription& inOutput)
-        : mLayout(PlainFormat(inOutput), inOutput), mFile(OutputFile::Open(inOutput.mPath, inOutput.mOverwrite))
+        : mLayout(PlainFormat(inOutput), inOutput)
+        , mFile(OutputFile::Open(inOutput.mPath, inOutput.mOverwrite))
     {
     }
 
     const norviktypes::PixelFormat& RenderFormat() const override { return mLayout.RenderFormat(); }
-    std::string Description() const override { return std::string("raw ") + av_get_pix_fmt_name(mLayout.Format()); }
+    std::string Description() const override
+    {
+        return std::string("raw ") + av_get_pix_fmt_name(mLayout.Format());
+    }
     EncoderFrame Prepare(const MF::IVideoFrameRef& inFrame) const override { return mLayout.Lay(inFrame); }
     void Write(const EncoderFrame& inFrame) override;
     void Finish() override {}

@@ -35,7 +35,8 @@ NumberField FindNumberField(const std::string& inPath)
     {
         std::size_t end = at + 1;
         int digits = 0;
-        while (end < inPath.size() && std::isdigit(static_cast<unsigned char>(inPath[end])) != 0 && digits < 100)
+        while (end < inPath.size() && std::isdigit(static_cast<unsigned char>(inPath[end])) != 0 &&
+               digits < 100)
         {
             digits = digits * 10 + (inPath[end] - '0');
             ++end;
@@ -82,8 +83,10 @@ private:
     std::uint64_t mBytes = 0;
 };
 
-StillsWriter::StillsWriter(const OutputDescription& inOutput, const std::function<std::string(std::int64_t)>& inName)
-    : mOutput(inOutput), mName(inName)
+StillsWriter::StillsWriter(const OutputDescription& inOutput,
+                           const std::function<std::string(std::int64_t)>& inName)
+    : mOutput(inOutput)
+    , mName(inName)
 {
     OpenEncoder();
     CheckNames();
@@ -113,10 +116,12 @@ void StillsWriter::OpenEncoder()
                          av_match_ext(name.c_str(), stills->extensions) != 0;
     if (mOutput.mCodec.empty() && !isKnown)
     {
-        throw ToolError(ExitCode::kUsage, name + ": the suffix doesn't tell a format for stills, as .png or .tif do");
+        throw ToolError(ExitCode::kUsage,
+                        name + ": the suffix doesn't tell a format for stills, as .png or .tif do");
     }
     const AVCodec* codec = FindEncoder(mOutput, usual);
-    mLayout = std::make_unique<PictureLayout>(ChoosePixelFormat(mOutput, codec, true), mOutput, IsJpeg(*codec));
+    mLayout =
+        std::make_unique<PictureLayout>(ChoosePixelFormat(mOutput, codec, true), mOutput, IsJpeg(*codec));
     mEncoder.reset(avcodec_alloc_context3(codec));
     if (!mEncoder || !mPacket)
     {
@@ -141,7 +146,8 @@ void StillsWriter::OpenEncoder()
     }
     if (!unknown.empty())
     {
-        throw ToolError(ExitCode::kUsage, std::string("--option: ") + codec->name + " doesn't know '" + unknown + "'");
+        throw ToolError(ExitCode::kUsage,
+                        std::string("--option: ") + codec->name + " doesn't know '" + unknown + "'");
     }
 }
 

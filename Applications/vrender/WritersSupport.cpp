@@ -19,6 +19,8 @@ namespace vrender
 namespace
 {
 
+constexpr std::int64_t kLargestRateTerm = 1000000000;
+
 std::mutex sMessageMutex;
 std::string sLastError;
 
@@ -32,7 +34,8 @@ void KeepMessage(void* inContext, int inLevel, const char* inFormat, va_list inA
     int printPrefix = 1;
     va_list copy;
     va_copy(copy, inArguments);
-    av_log_format_line2(inContext, inLevel, inFormat, copy, text.data(), static_cast<int>(text.size()), &printPrefix);
+    av_log_format_line2(inContext, inLevel, inFormat, copy, text.data(), static_cast<int>(text.size()),
+                        &printPrefix);
     va_end(copy);
     std::string line = text.data();
     // "[libx264 @ 0x55d0c2a0] text": the address means nothing to a reader.
@@ -60,12 +63,9 @@ AVFieldOrder FieldOrderOf(norviktypes::FieldType inType, AVCodecID inCodec)
     const bool isSeparate = inCodec == AV_CODEC_ID_MJPEG;
     switch (inType)
     {
-    case norviktypes::kFieldType_UpperFirst:
-        return isSeparate ? AV_FIELD_TT : AV_FIELD_TB;
-    case norviktypes::kFieldType_LowerFirst:
-        return isSeparate ? AV_FIELD_BB : AV_FIELD_BT;
-    default:
-        return AV_FIELD_PROGRESSIVE;
+    case norviktypes::kFieldType_UpperFirst: return isSeparate ? AV_FIELD_TT : AV_FIELD_TB;
+    case norviktypes::kFieldType_LowerFirst: return isSeparate ? AV_FIELD_BB : AV_FIELD_BT;
+    default: return AV_FIELD_PROGRESSIVE;
     }
 }
 
@@ -88,8 +88,8 @@ std::vector<AVPixelFormat> RGBFormats(const AVPixelFormat* inFormats)
     for (const AVPixelFormat* format = inFormats; *format != AV_PIX_FMT_NONE; ++format)
     {
         const AVPixFmtDescriptor* descriptor = av_pix_fmt_desc_get(*format);
-        if ((descriptor->flags & AV_PIX_FMT_FLAG_RGB) != 0 && (descriptor->flags & AV_PIX_FMT_FLAG_PAL) == 0 &&
-            descriptor->comp[0].depth >= 8)
+        if ((descriptor->flags & AV_PIX_FMT_FLAG_RGB) != 0 &&
+            (descriptor->flags & AV_PIX_FMT_FLAG_PAL) == 0 && descriptor->comp[0].depth >= 8)
         {
             formats.push_back(*format);
         }
@@ -153,7 +153,8 @@ std::string FrameChecksum(const AVFrame& inFrame)
         for (int line = 0; line < lines; ++line)
         {
             av_md5_update(sum.get(),
-                          inFrame.data[plane] + static_cast<std::ptrdiff_t>(line) * inFrame.linesize[plane], bytes);
+                          inFrame.data[plane] + static_cast<std::ptrdiff_t>(line) * inFrame.linesize[plane],
+                          bytes);
         }
     }
     std::array<std::uint8_t, 16> digest{};
@@ -174,12 +175,13 @@ const AVCodec* FindEncoder(const OutputDescription& inOutput, AVCodecID inUsual)
     if (codec == nullptr)
     {
         const std::string name = inOutput.mCodec.empty() ? avcodec_get_name(inUsual) : inOutput.mCodec;
-        throw ToolError(ExitCode::kCodecMissing,
-                        inOutput.mPath + ": no encoder '" + name + "' in the FFmpeg libraries of this system");
+        throw ToolError(ExitCode::kCodecMissing, inOutput.mPath + ": no encoder '" + name +
+                                                     "' in the FFmpeg libraries of this system");
     }
     if (codec->type != AVMEDIA_TYPE_VIDEO)
     {
-        throw ToolError(ExitCode::kUsage, inOutput.mPath + ": " + codec->name + " is not an encoder for pictures");
+        throw ToolError(ExitCode::kUsage,
+                        inOutput.mPath + ": " + codec->name + " is not an encoder for pictures");
     }
     return codec;
 }
@@ -198,9 +200,9 @@ AVPixelFormat ChoosePixelFormat(const OutputDescription& inOutput, const AVCodec
 {
     // Encoders of bare pictures take every format and list none.
     static constexpr AVPixelFormat kAny[] = {
-        AV_PIX_FMT_YUV420P,     AV_PIX_FMT_YUV422P,     AV_PIX_FMT_YUV444P,     AV_PIX_FMT_YUV420P10LE,
-        AV_PIX_FMT_YUV422P10LE, AV_PIX_FMT_YUV444P10LE, AV_PIX_FMT_YUVA420P,    AV_PIX_FMT_YUVA444P,
-        AV_PIX_FMT_BGRA,        AV_PIX_FMT_BGR0,        AV_PIX_FMT_RGB48LE,     AV_PIX_FMT_BGRA64LE,
+        AV_PIX_FMT_YUV420P,     AV_PIX_FMT_YUV422P,     AV_PIX_FMT_YUV444P,  AV_PIX_FMT_YUV420P10LE,
+        AV_PIX_FMT_YUV422P10LE, AV_PIX_FMT_YUV444P10LE, AV_PIX_FMT_YUVA420P, AV_PIX_FMT_YUVA444P,
+        AV_PIX_FMT_BGRA,        AV_PIX_FMT_BGR0,        AV_PIX_FMT_RGB48LE,  AV_PIX_FMT_BGRA64LE,
         AV_PIX_FMT_GRAY8,       AV_PIX_FMT_NONE};
     const AVPixelFormat* offered = inEncoder->pix_fmts == nullptr ? kAny : inEncoder->pix_fmts;
     if (inOutput.mPixelFormat.empty())
@@ -210,7 +212,8 @@ AVPixelFormat ChoosePixelFormat(const OutputDescription& inOutput, const AVCodec
         const AVPixelFormat nearest = PictureLayout::Nearest(isRGB ? colours.data() : offered, inOutput);
         if (nearest == AV_PIX_FMT_NONE)
         {
-            throw ToolError(ExitCode::kUsage, inOutput.mPath + ": " + inEncoder->name + " takes no plain pictures");
+            throw ToolError(ExitCode::kUsage,
+                            inOutput.mPath + ": " + inEncoder->name + " takes no plain pictures");
         }
         return nearest;
     }
@@ -232,14 +235,17 @@ AVPixelFormat ChoosePixelFormat(const OutputDescription& inOutput, const AVCodec
                                           inOutput.mPixelFormat + ", but:" + names);
 }
 
-void DescribePictures(const OutputDescription& inOutput, const PictureLayout& inLayout, AVCodecContext& ioContext)
+void DescribePictures(const OutputDescription& inOutput, const PictureLayout& inLayout,
+                      AVCodecContext& ioContext)
 {
     ioContext.pix_fmt = inLayout.Format();
     ioContext.width = inOutput.mWidth;
     ioContext.height = inOutput.mHeight;
     ioContext.sample_aspect_ratio = {static_cast<int>(inOutput.mPixelAspectRatio.GetNumerator()),
                                      static_cast<int>(inOutput.mPixelAspectRatio.GetDenominator())};
-    ioContext.framerate = {static_cast<int>(inOutput.mRate.mNumerator), static_cast<int>(inOutput.mRate.mDenominator)};
+    // A mean of many unequal durations may need more digits than an encoder takes; every usual rate stays exact.
+    av_reduce(&ioContext.framerate.num, &ioContext.framerate.den, inOutput.mRate.mNumerator,
+              inOutput.mRate.mDenominator, kLargestRateTerm);
     ioContext.time_base = av_inv_q(ioContext.framerate);
     ioContext.color_primaries = inLayout.Colour().mPrimaries;
     ioContext.color_trc = inLayout.Colour().mTransfer;
@@ -259,6 +265,20 @@ bool IsJpeg(const AVCodec& inEncoder)
     return inEncoder.id == AV_CODEC_ID_MJPEG || inEncoder.id == AV_CODEC_ID_LJPEG;
 }
 
+bool IsRawOutput(const OutputDescription& inOutput)
+{
+    const std::size_t point = inOutput.mPath.rfind('.');
+    const std::string suffix = point == std::string::npos ? "" : inOutput.mPath.substr(point);
+    return inOutput.mFormat.empty() ? suffix == ".raw" || suffix == ".yuv" || suffix == ".bgra"
+                                    : inOutput.mFormat == "raw" || inOutput.mFormat == "rawvideo";
+}
+
+bool KeepsFrameTimes(const OutputDescription& inOutput)
+{
+    return inOutput.mPath == "null:" || IsSequencePath(inOutput.mPath) || IsRawOutput(inOutput) ||
+           MovieKeepsFrameTimes(inOutput);
+}
+
 std::unique_ptr<FrameWriter> CreateWriter(const OutputDescription& inOutput)
 {
     CatchFFmpegMessages();
@@ -270,14 +290,10 @@ std::unique_ptr<FrameWriter> CreateWriter(const OutputDescription& inOutput)
     {
         const std::string path = inOutput.mPath;
         const std::int64_t first = inOutput.mFirstNumber;
-        return CreateStillsWriter(inOutput,
-                                  [path, first](std::int64_t inIndex) { return SequencePath(path, first + inIndex); });
+        return CreateStillsWriter(inOutput, [path, first](std::int64_t inIndex)
+                                  { return SequencePath(path, first + inIndex); });
     }
-    const std::size_t point = inOutput.mPath.rfind('.');
-    const std::string suffix = point == std::string::npos ? "" : inOutput.mPath.substr(point);
-    const bool isRaw = inOutput.mFormat.empty() ? suffix == ".raw" || suffix == ".yuv" || suffix == ".bgra"
-                                                : inOutput.mFormat == "raw" || inOutput.mFormat == "rawvideo";
-    return isRaw ? CreateRawWriter(inOutput) : CreateMovieWriter(inOutput);
+    return IsRawOutput(inOutput) ? CreateRawWriter(inOutput) : CreateMovieWriter(inOutput);
 }
 
 } // namespace vrender

@@ -70,11 +70,11 @@ public:
 private:
     enum class Way
     {
-        kWrap,      // same bytes
-        kPlanes,    // through the image routines
-        kPacked,    // components shuffled, 8 or 16 bits
-        kFloatPlanes,   // linear light, as stills of floats hold it
-        kSmall      // fewer than 8 bits a component
+        kWrap,        // same bytes
+        kPlanes,      // through the image routines
+        kPacked,      // components shuffled, 8 or 16 bits
+        kFloatPlanes, // linear light, as stills of floats hold it
+        kSmall        // fewer than 8 bits a component
     };
     struct Pixels;
 
@@ -104,7 +104,13 @@ private:
 };
 
 // Sets size, rate, colour, fields and threads of an encoder.
-void DescribePictures(const OutputDescription& inOutput, const PictureLayout& inLayout, AVCodecContext& ioContext);
+void DescribePictures(const OutputDescription& inOutput, const PictureLayout& inLayout,
+                      AVCodecContext& ioContext);
+
+// Whether the path and format name bare pictures.
+bool IsRawOutput(const OutputDescription& inOutput);
+// The movie's part of KeepsFrameTimes.
+bool MovieKeepsFrameTimes(const OutputDescription& inOutput);
 
 // The factories behind CreateWriter.
 std::unique_ptr<FrameWriter> CreateNullWriter(const OutputDescription& inOutput);
@@ -117,7 +123,8 @@ bool IsJpeg(const AVCodec& inEncoder);
 const AVCodec* FindEncoder(const OutputDescription& inOutput, AVCodecID inUsual);
 // --pix-fmt where it is given, else the nearest one that inEncoder takes (any, where it doesn't say).
 // inIsStill: of RGB formats if it takes any, since hardly a viewer of stills knows the others.
-AVPixelFormat ChoosePixelFormat(const OutputDescription& inOutput, const AVCodec* inEncoder, bool inIsStill = false);
+AVPixelFormat ChoosePixelFormat(const OutputDescription& inOutput, const AVCodec* inEncoder,
+                                bool inIsStill = false);
 // FFmpeg's format of that name. Throws ToolError (kUsage).
 AVPixelFormat PixelFormatByName(const std::string& inName);
 

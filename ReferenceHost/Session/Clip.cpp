@@ -53,7 +53,8 @@ ML::IRenderableSourceRef MakeRenderable(const BE::IVideoSourceRef& inSource, con
 
 } // namespace
 
-std::unique_ptr<Clip> Clip::Open(const std::string& inPath, const ClipOptions& inOptions, Media::OpenError& outError)
+std::unique_ptr<Clip> Clip::Open(const std::string& inPath, const ClipOptions& inOptions,
+                                 Media::OpenError& outError)
 {
     Media::OpenOptions options;
     options.mStreamIndex = inOptions.mStreamIndex;

@@ -22,9 +22,9 @@ namespace Session
 
 struct ClipOptions
 {
-    std::int32_t mStreamIndex = -1;     // -1: the best video stream
+    std::int32_t mStreamIndex = -1; // -1: the best video stream
     std::uint32_t mDecoderThreads = 1;
-    std::uint64_t mPicturesBytes = 0;   // for decoded pictures; 0: the host's default
+    std::uint64_t mPicturesBytes = 0; // for decoded pictures; 0: the host's default
 };
 
 struct RenderRequest
@@ -63,7 +63,8 @@ public:
 
 private:
     Clip(BE::IVideoSourceRef inSource, Media::MediaFacts inFacts, std::string inPath);
-    ML::CutlistRenderParams DescribeRender(const norviktypes::TickTime& inTime, const RenderRequest& inRequest) const;
+    ML::CutlistRenderParams DescribeRender(const norviktypes::TickTime& inTime,
+                                           const RenderRequest& inRequest) const;
     MF::IVideoFrameRef Conform(const MF::IVideoFrameRef& inFrame, const RenderRequest& inRequest) const;
 
     BE::IVideoSourceRef mSource;

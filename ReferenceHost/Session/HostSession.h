@@ -15,24 +15,25 @@ namespace Session
 
 struct HostSettings
 {
-    std::uint32_t mThreads = 0;         // of decoders, pools and executors alike; 0: one a processor
-    std::uint64_t mMemoryBytes = 0;     // for frames and caches together; 0: a quarter of the machine's, at most 4 GiB
-    std::string mCpuTarget;             // SIMD target of the kernels; empty: the best one
+    std::uint32_t mThreads = 0; // of decoders, pools and executors alike; 0: one a processor
+    std::uint64_t mMemoryBytes =
+        0;                  // for frames and caches together; 0: a quarter of the machine's, at most 4 GiB
+    std::string mCpuTarget; // SIMD target of the kernels; empty: the best one
 };
 
 // What the parts of a process may hold, of one sum.
 struct MemoryShares
 {
     std::uint64_t mTotalBytes = 0;
-    std::uint64_t mWindowBytes = 0;     // rendered frames in flight
-    std::uint64_t mPicturesBytes = 0;   // decoded pictures, for all open files together
+    std::uint64_t mWindowBytes = 0;   // rendered frames in flight
+    std::uint64_t mPicturesBytes = 0; // decoded pictures, for all open files together
 };
 
 // How frames will be asked for, which decides where memory is of use.
 enum class AccessPattern
 {
-    kForward,   // one after the other: many frames in flight, few kept
-    kScattered  // here and there: decoded neighbours are worth keeping
+    kForward,  // one after the other: many frames in flight, few kept
+    kScattered // here and there: decoded neighbours are worth keeping
 };
 
 class HostSession

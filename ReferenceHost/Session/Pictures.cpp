@@ -45,8 +45,8 @@ struct Canvas
 
 } // namespace
 
-std::int32_t LayOutPlanes(const void* inPixels, std::int32_t inRowBytes, const norviktypes::PixelFormat& inFormat,
-                          const EncoderPlanes& outPlanes)
+std::int32_t LayOutPlanes(const void* inPixels, std::int32_t inRowBytes,
+                          const norviktypes::PixelFormat& inFormat, const EncoderPlanes& outPlanes)
 {
     ir::MutablePlanarPicture picture;
     for (std::size_t i = 0; i < 4; ++i)
@@ -66,10 +66,13 @@ std::int32_t LayOutPlanes(const void* inPixels, std::int32_t inRowBytes, const n
     picture.siting = outPlanes.mIsCentreSited ? ir::ChromaSiting::kCenter : ir::ChromaSiting::kLeft;
     picture.isInterlaced = outPlanes.mIsInterlaced;
     picture.isFullRange = outPlanes.mIsFullRange || outPlanes.mIsRGB;
-    picture.matrix = outPlanes.mIsRGB ? ir::Matrix::kRGB : outPlanes.mIs709 ? ir::Matrix::k709 : ir::Matrix::k601;
+    picture.matrix = outPlanes.mIsRGB   ? ir::Matrix::kRGB
+                     : outPlanes.mIs709 ? ir::Matrix::k709
+                                        : ir::Matrix::k601;
     picture.alpha = outPlanes.mHasAlpha ? ir::AlphaKind::kStraight : ir::AlphaKind::kNone;
     return ir::ConvertToPlanes(inPixels, inRowBytes, outPlanes.mWidth, outPlanes.mHeight,
-                               VF::BEPixelFormatToIRPixelFormat(inFormat), picture, norviktypes::kRenderQuality_High);
+                               VF::BEPixelFormatToIRPixelFormat(inFormat), picture,
+                               norviktypes::kRenderQuality_High);
 }
 
 void PlacePicture(const MF::IVideoFrameRef& inSource, const MF::IVideoFrameRef& inTarget, std::int32_t inLeft,
@@ -125,8 +128,8 @@ std::int32_t LabelHeight(std::int32_t inScale)
     return Foundation::TextHeight("0", inScale);
 }
 
-void DrawLabel(const MF::IVideoFrameRef& inTarget, std::int32_t inLeft, std::int32_t inTop, std::int32_t inScale,
-               const std::string& inText)
+void DrawLabel(const MF::IVideoFrameRef& inTarget, std::int32_t inLeft, std::int32_t inTop,
+               std::int32_t inScale, const std::string& inText)
 {
     const std::int32_t width = LabelWidth(inText, inScale);
     const std::int32_t height = LabelHeight(inScale);
@@ -138,7 +141,8 @@ void DrawLabel(const MF::IVideoFrameRef& inTarget, std::int32_t inLeft, std::int
     {
         for (std::int32_t x = std::max(0, -inLeft); x < std::min(width, canvas.mWidth - inLeft); ++x)
         {
-            if (ink[static_cast<std::size_t>(y) * static_cast<std::size_t>(width) + static_cast<std::size_t>(x)] != 0)
+            if (ink[static_cast<std::size_t>(y) * static_cast<std::size_t>(width) +
+                    static_cast<std::size_t>(x)] != 0)
             {
                 std::memset(canvas.At(inLeft + x, inTop + y), 0xFF, kBytesPerPixel);
             }

@@ -32,17 +32,18 @@ struct EncoderPlanes
     bool mIsCentreSited = false;
     bool mIsInterlaced = false;
     bool mIsFullRange = false;
-    bool mIs709 = true;         // else Rec.601
+    bool mIs709 = true; // else Rec.601
     bool mHasAlpha = false;
 };
 
 // Converts pixels of inFormat, of the planes' own size, to the planes. 0, or a negative status of the
 // image routines.
-std::int32_t LayOutPlanes(const void* inPixels, std::int32_t inRowBytes, const norviktypes::PixelFormat& inFormat,
-                          const EncoderPlanes& outPlanes);
+std::int32_t LayOutPlanes(const void* inPixels, std::int32_t inRowBytes,
+                          const norviktypes::PixelFormat& inFormat, const EncoderPlanes& outPlanes);
 
 // inFrame itself if it has inFormat, else a new frame of that format. Throws std::bad_alloc.
-MF::IVideoFrameRef ConvertPicture(const MF::IVideoFrameRef& inFrame, const norviktypes::PixelFormat& inFormat);
+MF::IVideoFrameRef ConvertPicture(const MF::IVideoFrameRef& inFrame,
+                                  const norviktypes::PixelFormat& inFormat);
 
 // Copies inSource to the place (inLeft, inTop) of inTarget, without scaling; what lies outside is cut
 // off. Both are BGRA or BGRX of 8 bits.
@@ -51,8 +52,8 @@ void PlacePicture(const MF::IVideoFrameRef& inSource, const MF::IVideoFrameRef& 
 
 // Writes a line of printable ASCII in white on the 8-bit BGRA or BGRX frame, its letters' cells
 // inScale times the font's. inLeft and inTop are the upper left corner.
-void DrawLabel(const MF::IVideoFrameRef& inTarget, std::int32_t inLeft, std::int32_t inTop, std::int32_t inScale,
-               const std::string& inText);
+void DrawLabel(const MF::IVideoFrameRef& inTarget, std::int32_t inLeft, std::int32_t inTop,
+               std::int32_t inScale, const std::string& inText);
 // Size of that line in pixels.
 std::int32_t LabelWidth(const std::string& inText, std::int32_t inScale);
 std::int32_t LabelHeight(std::int32_t inScale);

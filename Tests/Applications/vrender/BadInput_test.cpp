@@ -32,12 +32,14 @@ TEST(BadInput, EachKindHasItsLineAndItsCode)
     // The index of such a file stands at its end.
     WriteFile(folder.File("torn.mp4"), movie.substr(0, movie.size() / 2));
     RunFFmpeg("-f lavfi -i sine=duration=1 " + folder.File("sound.wav"));
-    const std::vector<std::pair<std::string, int>> cases = {
-        {"missing.mp4", 66}, {"empty.mp4", 65}, {"text.mp4", 65}, {"zeros.mov", 65}, {"torn.mp4", 65}, {"sound.wav", 65}};
+    const std::vector<std::pair<std::string, int>> cases = {{"missing.mp4", 66}, {"empty.mp4", 65},
+                                                            {"text.mp4", 65},    {"zeros.mov", 65},
+                                                            {"torn.mp4", 65},    {"sound.wav", 65}};
     for (const auto& [name, code] : cases)
     {
         for (const std::vector<std::string>& words : std::vector<std::vector<std::string>>{
-                 {"info", folder.File(name)}, {"render", folder.File(name), folder.File("out.mkv")},
+                 {"info", folder.File(name)},
+                 {"render", folder.File(name), folder.File("out.mkv")},
                  {"frame", folder.File(name), folder.File("out.png")},
                  {"thumbnails", folder.File(name), folder.File("out")},
                  {"contact-sheet", folder.File(name), folder.File("out.png")}})
@@ -85,9 +87,12 @@ TEST(BadInput, ARangePastTheEndWritesNothing)
     for (const char* range : {"0:51", "50:60", "0:3s", "10:10", "00:00:00:00:00:00:02:01"})
     {
         SCOPED_TRACE(range);
-        ExpectRefused(RunTool({"render", SmallMovie(), folder.File("out.mkv"), "--range", range}), 64, "--range");
-        ExpectRefused(RunTool({"thumbnails", SmallMovie(), folder.File("out"), "--range", range}), 64, "--range");
-        ExpectRefused(RunTool({"contact-sheet", SmallMovie(), folder.File("out.png"), "--range", range}), 64, "--range");
+        ExpectRefused(RunTool({"render", SmallMovie(), folder.File("out.mkv"), "--range", range}), 64,
+                      "--range");
+        ExpectRefused(RunTool({"thumbnails", SmallMovie(), folder.File("out"), "--range", range}), 64,
+                      "--range");
+        ExpectRefused(RunTool({"contact-sheet", SmallMovie(), folder.File("out.png"), "--range", range}), 64,
+                      "--range");
     }
     ExpectRefused(RunTool({"frame", SmallMovie(), folder.File("out.png"), "--time", "50"}), 64, "--time");
     EXPECT_TRUE(FolderNames(folder.Path()).empty());
@@ -101,9 +106,11 @@ TEST(BadInput, UnknownCodecsAndFormatsAreNamed)
     ExpectRefused(RunTool({"render", SmallMovie(), out, "--codec", "aac"}), 64, "aac");
     ExpectRefused(RunTool({"render", SmallMovie(), out, "--format", "nosuch"}), 64, "nosuch");
     ExpectRefused(RunTool({"render", SmallMovie(), out, "--pix-fmt", "nosuch"}), 64, "nosuch");
-    ExpectRefused(RunTool({"render", SmallMovie(), out, "--codec", "libx264", "--pix-fmt", "rgb24"}), 64, "rgb24");
+    ExpectRefused(RunTool({"render", SmallMovie(), out, "--codec", "libx264", "--pix-fmt", "rgb24"}), 64,
+                  "rgb24");
     ExpectRefused(RunTool({"render", SmallMovie(), out, "-o", "nosuch=1"}), 64, "nosuch");
-    ExpectRefused(RunTool({"render", SmallMovie(), out, "-o", "preset=nosuch", "--codec", "libx264"}), 64, "out.mkv");
+    ExpectRefused(RunTool({"render", SmallMovie(), out, "-o", "preset=nosuch", "--codec", "libx264"}), 64,
+                  "out.mkv");
     ExpectRefused(RunTool({"render", SmallMovie(), out, "--codec", "ffv1", "--crf", "20"}), 64, "--crf");
     ExpectRefused(RunTool({"render", SmallMovie(), folder.File("out.nosuch")}), 64, "out.nosuch");
     ExpectRefused(RunTool({"frame", SmallMovie(), folder.File("out.nosuch")}), 64, "out.nosuch");
@@ -122,16 +129,18 @@ TEST(BadInput, WhatCannotBeWrittenIsToldBeforeAnythingIsRendered)
     ExpectRefused(RunTool({"frame", SmallMovie(), folder.File("none/out.png")}), 73, "none/out.png");
     ExpectRefused(RunTool({"thumbnails", SmallMovie(), folder.File("file")}), 73, "file");
     ExpectRefused(RunTool({"contact-sheet", SmallMovie(), folder.File("none/out.png")}), 73, "none/out.png");
-    ExpectRefused(RunTool({"render", SmallMovie(), "null:", "--progress", folder.File("none/p")}), 73, "none/p");
+    ExpectRefused(RunTool({"render", SmallMovie(), "null:", "--progress", folder.File("none/p")}), 73,
+                  "none/p");
 }
 
 TEST(BadInput, AnOlderOutputIsLeftAlone)
 {
     const ScratchFolder folder;
-    const std::vector<std::vector<std::string>> commands = {{"render", SmallMovie(), folder.File("out.mkv")},
-                                                            {"render", SmallMovie(), folder.File("out%02d.png")},
-                                                            {"frame", SmallMovie(), folder.File("frame.png")},
-                                                            {"contact-sheet", SmallMovie(), folder.File("sheet.png")}};
+    const std::vector<std::vector<std::string>> commands = {
+        {"render", SmallMovie(), folder.File("out.mkv")},
+        {"render", SmallMovie(), folder.File("out%02d.png")},
+        {"frame", SmallMovie(), folder.File("frame.png")},
+        {"contact-sheet", SmallMovie(), folder.File("sheet.png")}};
     for (const char* name : {"out.mkv", "out49.png", "frame.png", "sheet.png"})
     {
         WriteFile(folder.File(name), "older");
@@ -158,8 +167,10 @@ TEST(BadInput, AnOlderOutputSurvivesARenderThatFails)
     const ScratchFolder folder;
     WriteFile(folder.File("out.mkv"), "older");
     WriteFile(folder.File("bad.mp4"), "not media");
-    ExpectRefused(RunTool({"render", folder.File("bad.mp4"), folder.File("out.mkv"), "--overwrite"}), 65, "bad.mp4");
-    ExpectRefused(RunTool({"render", SmallMovie(), folder.File("out.mkv"), "--overwrite", "-o", "nosuch=1"}), 64, "nosuch");
+    ExpectRefused(RunTool({"render", folder.File("bad.mp4"), folder.File("out.mkv"), "--overwrite"}), 65,
+                  "bad.mp4");
+    ExpectRefused(RunTool({"render", SmallMovie(), folder.File("out.mkv"), "--overwrite", "-o", "nosuch=1"}),
+                  64, "nosuch");
     EXPECT_EQ(ReadFile(folder.File("out.mkv")), "older");
     EXPECT_EQ(FolderNames(folder.Path()).size(), 2u);
 }
@@ -177,11 +188,26 @@ TEST(BadInput, AFullDiskIsAnInputOutputError)
     for (const char* format : {"nut", "raw", "y4m", "mpegts"})
     {
         SCOPED_TRACE(format);
-        ExpectRefused(RunTool({"render", SmallMovie(), "/dev/full", "--format", format}), 74, "/dev/full: No space left");
+        ExpectRefused(RunTool({"render", SmallMovie(), "/dev/full", "--format", format}), 74,
+                      "/dev/full: No space left");
     }
     ChildRequest request = ToolRequest({"info", SmallMovie()});
     request.outputFile = "/dev/full";
     EXPECT_EQ(RunChild(request).exitCode, 74);
+}
+
+TEST(BadInput, AFileThatMayNotGrowLeavesNoPartAndTheOlderOutput)
+{
+    const ScratchFolder folder;
+    WriteFile(folder.File("out.nut"), "older");
+    ChildRequest request;
+    request.words = {"sh", "-c",
+                     "ulimit -f 100; exec '" + std::string(VRENDER_PATH) + "' render '" + SmallMovie() +
+                         "' '" + folder.File("out.nut") + "' --overwrite"};
+    const ChildResult result = RunChild(request);
+    ExpectRefused(result, 74, "out.nut");
+    EXPECT_EQ(ReadFile(folder.File("out.nut")), "older");
+    EXPECT_EQ(FolderNames(folder.Path()), std::vector<std::string>{"out.nut"});
 }
 
 TEST(BadInput, AClosedPipeEndsTheRender)
@@ -199,7 +225,8 @@ TEST(BadInput, HugePicturesAreRefusedBeforeTheyAreMade)
     const ScratchFolder folder;
     // Headers alone: 20000 pixels wide, and 16000 by 16000 of four bytes.
     WriteFile(folder.File("wide.y4m"), "YUV4MPEG2 W20000 H100 F25:1 C420\nFRAME\n");
-    RunFFmpeg("-f lavfi -i color=size=16x16:rate=1:duration=1 -c:v rawvideo -pix_fmt bgra " + folder.File("small.avi"));
+    RunFFmpeg("-f lavfi -i color=size=16x16:rate=1:duration=1 -c:v rawvideo -pix_fmt bgra " +
+              folder.File("small.avi"));
     std::string large = ReadFile(folder.File("small.avi"));
     const std::size_t header = large.find("strf");
     ASSERT_NE(header, std::string::npos);
@@ -210,7 +237,7 @@ TEST(BadInput, HugePicturesAreRefusedBeforeTheyAreMade)
         SCOPED_TRACE(name);
         const ChildResult result = RunTool({"render", folder.File(name), "null:"});
         ExpectRefused(result, 65, name);
-        EXPECT_LT(result.peakBytes, std::uint64_t{300} << 20);
+        EXPECT_TRUE(result.peakBytes < std::uint64_t{300} << 20 || !CanLimitMemory());
     }
 }
 
@@ -221,7 +248,8 @@ TEST(BadInput, DamagedFramesAreReplacedAndCounted)
     ASSERT_EQ(RunTool({"render", folder.File("a.mov"), folder.File("s%02d.png")}).exitCode, 0);
     ASSERT_EQ(std::remove(folder.File("s07.png").c_str()), 0);
     WriteFile(folder.File("s12.png"), "torn");
-    const ChildResult result = RunTool({"render", folder.File("s%02d.png"), "null:", "--checksum", "--threads", "2"});
+    const ChildResult result =
+        RunTool({"render", folder.File("s%02d.png"), "null:", "--checksum", "--threads", "2"});
     EXPECT_EQ(result.exitCode, 2) << result.Describe();
     const std::vector<std::string> sums = SumsOf(result.out);
     ASSERT_EQ(sums.size(), 25u);

@@ -36,8 +36,8 @@ std::string Refusal(const std::vector<const char*>& inWords)
 
 TEST(CommandLine, ReadsCommandArgumentsAndOptions)
 {
-    const Options options = Parse({"render", "in.mov", "--range", "0:10", "-o", "preset=fast", "-o", "tune=film",
-                                   "out.mp4", "--overwrite", "--threads=2"});
+    const Options options = Parse({"render", "in.mov", "--range", "0:10", "-o", "preset=fast", "-o",
+                                   "tune=film", "out.mp4", "--overwrite", "--threads=2"});
     EXPECT_EQ(options.mCommand, kCommand_Render);
     EXPECT_EQ(options.mInput, "in.mov");
     EXPECT_EQ(options.mOutput, "out.mp4");
@@ -79,7 +79,8 @@ TEST(CommandLine, EveryOptionOfTheTableIsUnderstoodByItsCommandsAndNoOther)
                 words.erase(words.begin() + 2);
             }
             const bool belongs = (option.mCommands & command.mCommand) != 0;
-            EXPECT_EQ(Refusal(words).empty(), belongs) << command.mName << " " << name << ": " << Refusal(words);
+            EXPECT_EQ(Refusal(words).empty(), belongs)
+                << command.mName << " " << name << ": " << Refusal(words);
         }
     }
 }
@@ -131,7 +132,8 @@ TEST(Documentation, EveryOptionStandsInHelpManualAndCompletions)
     }
     for (const CommandRow& command : CommandTable())
     {
-        for (const std::string& text : {HelpText(kCommand_None), BashCompletion(), ZshCompletion(), FishCompletion()})
+        for (const std::string& text :
+             {HelpText(kCommand_None), BashCompletion(), ZshCompletion(), FishCompletion()})
         {
             EXPECT_NE(text.find(command.mName), std::string::npos) << command.mName;
         }

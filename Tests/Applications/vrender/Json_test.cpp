@@ -44,9 +44,11 @@ TEST(Json, QuotesWhatJsonCannotHold)
 TEST(Json, BytesThatAreNoTextBecomeReplacementCharacters)
 {
     const std::string replacement = "\xEF\xBF\xBD";
-    EXPECT_EQ(JsonQuoted("a\xFF" "b"), "\"a" + replacement + "b\"");
-    EXPECT_EQ(JsonQuoted("\xC3"), "\"" + replacement + "\"");                           // torn
-    EXPECT_EQ(JsonQuoted("\xC0\xAF"), "\"" + replacement + replacement + "\"");         // overlong
+    EXPECT_EQ(JsonQuoted("a\xFF"
+                         "b"),
+              "\"a" + replacement + "b\"");
+    EXPECT_EQ(JsonQuoted("\xC3"), "\"" + replacement + "\"");                                     // torn
+    EXPECT_EQ(JsonQuoted("\xC0\xAF"), "\"" + replacement + replacement + "\"");                   // overlong
     EXPECT_EQ(JsonQuoted("\xED\xA0\x80"), "\"" + replacement + replacement + replacement + "\""); // surrogate
 }
 

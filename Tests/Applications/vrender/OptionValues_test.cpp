@@ -33,7 +33,8 @@ TEST(OptionValues, RatesAreExact)
     EXPECT_EQ(ParseRate("--x", "60000/1001"), (Rational{60000, 1001}));
     EXPECT_EQ(ParseRate("--x", "12.5"), (Rational{25, 2}));
     EXPECT_EQ(ParseRate("--x", "50/2"), (Rational{25, 1}));
-    for (const char* text : {"", "0", "-25", "25/0", "0/1", "abc", "25fps", "1/", "/1", "1.", ".5", "1e3", "5000", "1/1000000"})
+    for (const char* text :
+         {"", "0", "-25", "25/0", "0/1", "abc", "25fps", "1/", "/1", "1.", ".5", "1e3", "5000", "1/1000000"})
     {
         EXPECT_TRUE(IsRefused([&] { ParseRate("--x", text); })) << text;
     }
@@ -44,7 +45,8 @@ TEST(OptionValues, SizesHaveBothSidesOrOneToFollow)
     EXPECT_EQ(ParseSize("--x", "1280x720").mWidth, 1280);
     EXPECT_EQ(ParseSize("--x", "1280x720").mHeight, 720);
     EXPECT_EQ(ParseSize("--x", "-1x720").mWidth, -1);
-    for (const char* text : {"", "1280", "1280x", "x720", "0x10", "10x0", "-1x-1", "-2x10", "16385x10", "12x7x3", "1280X720", "10 x10"})
+    for (const char* text : {"", "1280", "1280x", "x720", "0x10", "10x0", "-1x-1", "-2x10", "16385x10",
+                             "12x7x3", "1280X720", "10 x10"})
     {
         EXPECT_TRUE(IsRefused([&] { ParseSize("--x", text); })) << text;
     }

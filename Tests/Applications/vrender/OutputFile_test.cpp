@@ -30,7 +30,9 @@ void Write(const std::string& inPath, const std::string& inText)
 
 bool Exists(const std::string& inPath)
 {
-    struct stat status{};
+    struct stat status
+    {
+    };
     return ::lstat(inPath.c_str(), &status) == 0;
 }
 
@@ -151,7 +153,9 @@ TEST(OutputFile, ALinkStaysALink)
     auto file = OutputFile::Open(path, true);
     file->Write("new", 3);
     file->Commit();
-    struct stat status{};
+    struct stat status
+    {
+    };
     ASSERT_EQ(::lstat(path.c_str(), &status), 0);
     EXPECT_TRUE(S_ISLNK(status.st_mode));
     EXPECT_EQ(Read(folder.File("target")), "new");

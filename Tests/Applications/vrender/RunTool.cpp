@@ -36,8 +36,10 @@ const ScratchFolder& SharedFolder()
 std::string MakeMovie(const std::string& inName, const std::string& inSource)
 {
     const std::string path = SharedFolder().File(inName);
-    RunFFmpeg("-f lavfi -i " + inSource + " -pix_fmt yuv420p -c:v libx264 -preset veryfast -g 25 -colorspace bt709 "
-              "-color_primaries bt709 -color_trc bt709 -color_range tv " + path);
+    RunFFmpeg("-f lavfi -i " + inSource +
+              " -pix_fmt yuv420p -c:v libx264 -preset veryfast -g 25 -colorspace bt709 "
+              "-color_primaries bt709 -color_trc bt709 -color_range tv " +
+              path);
     return path;
 }
 
@@ -70,8 +72,12 @@ void RunFFmpeg(const std::string& inArguments)
 std::string Probe(const std::string& inPath, const std::string& inEntries)
 {
     ChildRequest request;
-    request.words = {"ffprobe", "-v", "error", "-select_streams", "v:0", "-count_frames", "-show_entries",
-                     inEntries, "-of", "default=noprint_wrappers=1", inPath};
+    request.words = {"ffprobe",       "-v",
+                     "error",         "-select_streams",
+                     "v:0",           "-count_frames",
+                     "-show_entries", inEntries,
+                     "-of",           "default=noprint_wrappers=1",
+                     inPath};
     const ChildResult result = RunChild(request);
     if (result.exitCode != 0)
     {
@@ -83,8 +89,9 @@ std::string Probe(const std::string& inPath, const std::string& inEntries)
 std::vector<std::string> FrameSums(const std::string& inPath, const std::string& inPixelFormat)
 {
     ChildRequest request;
-    request.words = {"ffmpeg", "-hide_banner", "-nostdin", "-v", "error", "-i", inPath, "-map", "0:v:0", "-vsync",
-                     "passthrough", "-pix_fmt", inPixelFormat, "-f", "framemd5", "-"};
+    request.words = {"ffmpeg",      "-hide_banner", "-nostdin", "-v",     "error",       "-i",
+                     inPath,        "-map",         "0:v:0",    "-vsync", "passthrough", "-pix_fmt",
+                     inPixelFormat, "-f",           "framemd5", "-"};
     const ChildResult result = RunChild(request);
     if (result.exitCode != 0)
     {
@@ -141,7 +148,9 @@ void WriteFile(const std::string& inPath, const std::string& inBytes)
 
 bool FileExists(const std::string& inPath)
 {
-    struct stat status{};
+    struct stat status
+    {
+    };
     return ::lstat(inPath.c_str(), &status) == 0;
 }
 
@@ -149,7 +158,8 @@ std::vector<std::string> FolderNames(const std::string& inPath)
 {
     std::vector<std::string> names;
     DIR* folder = ::opendir(inPath.c_str());
-    for (dirent* entry = folder == nullptr ? nullptr : ::readdir(folder); entry != nullptr; entry = ::readdir(folder))
+    for (dirent* entry = folder == nullptr ? nullptr : ::readdir(folder); entry != nullptr;
+         entry = ::readdir(folder))
     {
         const std::string name = entry->d_name;
         if (name != "." && name != "..")

@@ -15,7 +15,8 @@ void ExpectPartAfter(int inSignal, int inCode)
 {
     const ScratchFolder folder;
     const std::string out = folder.File("out.mkv");
-    ChildProcess tool(ToolRequest({"render", LongMovie(), out, "-o", "preset=veryslow", "--progress", "fd:1"}));
+    ChildProcess tool(
+        ToolRequest({"render", LongMovie(), out, "-o", "preset=veryslow", "--progress", "fd:1"}));
     ASSERT_TRUE(tool.WaitForText("progress=continue"));
     tool.Signal(inSignal);
     const ChildResult result = tool.Wait();
@@ -46,8 +47,8 @@ TEST(Signals, AnOlderOutputSurvivesAnInterrupt)
 {
     const ScratchFolder folder;
     WriteFile(folder.File("out.mp4"), "older");
-    ChildProcess tool(ToolRequest({"render", LongMovie(), folder.File("out.mp4"), "-o", "preset=veryslow", "--overwrite",
-                                   "--progress", "fd:1"}));
+    ChildProcess tool(ToolRequest({"render", LongMovie(), folder.File("out.mp4"), "-o", "preset=veryslow",
+                                   "--overwrite", "--progress", "fd:1"}));
     ASSERT_TRUE(tool.WaitForText("progress=continue"));
     tool.Signal(SIGINT);
     EXPECT_EQ(tool.Wait().exitCode, 130);
@@ -60,9 +61,11 @@ TEST(Signals, AReaderThatHasStoppedReadingCannotHoldUpAnEnd)
     // The test's end of the pipe stays open and unread; what it takes on its own is soon used up.
     const ScratchFolder folder;
     ChildRequest request;
-    request.words = {"sh", "-c", "'" + std::string(VRENDER_PATH) + "' render '" + LongMovie() +
-                                     "' - --format raw --progress '" + folder.File("p") + "' & p=$!; exec 3>&-; "
-                                     "sleep 2; kill -INT $p; wait $p; echo code $? >&2"};
+    request.words = {"sh", "-c",
+                     "'" + std::string(VRENDER_PATH) + "' render '" + LongMovie() +
+                         "' - --format raw --progress '" + folder.File("p") +
+                         "' & p=$!; exec 3>&-; "
+                         "sleep 2; kill -INT $p; wait $p; echo code $? >&2"};
     request.words[2] = "{ " + request.words[2] + "; } | sleep 15";
     request.seconds = 40;
     const ChildResult result = RunChild(request);
@@ -77,7 +80,8 @@ TEST(Progress, LinesAreThoseThatFFmpegWrites)
     const std::vector<std::string> lines = Lines(result.out);
     ASSERT_GE(lines.size(), 12u);
     EXPECT_EQ(lines.back(), "progress=end");
-    for (const char* line : {"frame=50", "total_frames=50", "out_time_us=2000000", "out_time=00:00:02.000000", "dup_frames=0", "drop_frames=0"})
+    for (const char* line : {"frame=50", "total_frames=50", "out_time_us=2000000", "out_time=00:00:02.000000",
+                             "dup_frames=0", "drop_frames=0"})
     {
         EXPECT_EQ(std::count(lines.end() - 12, lines.end(), line), 1) << line;
     }
@@ -86,15 +90,17 @@ TEST(Progress, LinesAreThoseThatFFmpegWrites)
 TEST(Progress, JsonIsOneObjectALine)
 {
     const ScratchFolder folder;
-    for (const std::vector<std::string>& words : std::vector<std::vector<std::string>>{
-             {"--progress", folder.File("p.jsonl")}, {"--progress", folder.File("p"), "--progress-format", "json"}})
+    for (const std::vector<std::string>& words :
+         std::vector<std::vector<std::string>>{{"--progress", folder.File("p.jsonl")},
+                                               {"--progress", folder.File("p"), "--progress-format", "json"}})
     {
         std::vector<std::string> command = {"render", SmallMovie(), "null:"};
         command.insert(command.end(), words.begin(), words.end());
         EXPECT_EQ(RunTool(command).exitCode, 0);
         const std::vector<std::string> lines = Lines(ReadFile(words[1]));
         ASSERT_GE(lines.size(), 1u);
-        EXPECT_EQ(lines.back().rfind("{\"frame\": 50, \"total_frames\": 50, \"percent\": 100, ", 0), 0u) << lines.back();
+        EXPECT_EQ(lines.back().rfind("{\"frame\": 50, \"total_frames\": 50, \"percent\": 100, ", 0), 0u)
+            << lines.back();
         EXPECT_NE(lines.back().find("\"progress\": \"end\"}"), std::string::npos);
     }
 }
@@ -102,7 +108,8 @@ TEST(Progress, JsonIsOneObjectALine)
 TEST(Progress, AWatcherThatLeavesDoesNotEndTheRender)
 {
     const ScratchFolder folder;
-    const ChildResult result = RunTool({"render", SmallMovie(), folder.File("out.mkv"), "--progress", "/dev/full"});
+    const ChildResult result =
+        RunTool({"render", SmallMovie(), folder.File("out.mkv"), "--progress", "/dev/full"});
     EXPECT_EQ(result.exitCode, 0) << result.Describe();
     EXPECT_NE(result.err.find("no more reports"), std::string::npos) << result.err;
     EXPECT_TRUE(FileExists(folder.File("out.mkv")));
@@ -118,7 +125,8 @@ TEST(Progress, NoLineIsDrawnWhereThereIsNoTerminal)
 TEST(Progress, ATerminalSeesFramesShareSpeedTimeAndMemory)
 {
     ChildRequest request;
-    request.words = {"script", "-qec", "'" + std::string(VRENDER_PATH) + "' render '" + LongMovie() + "' null:", "/dev/null"};
+    request.words = {"script", "-qec",
+                     "'" + std::string(VRENDER_PATH) + "' render '" + LongMovie() + "' null:", "/dev/null"};
     request.environment = {{"TERM", "xterm"}};
     ChildResult result;
     try

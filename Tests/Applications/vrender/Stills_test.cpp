@@ -37,8 +37,12 @@ TEST(Frame, TimeChoosesTheFrame)
 TEST(Frame, SuffixChoosesTheFormat)
 {
     const ScratchFolder folder;
-    for (const auto& [name, codec] : std::vector<std::pair<std::string, std::string>>{
-             {"a.png", "png"}, {"a.jpg", "mjpeg"}, {"a.tif", "tiff"}, {"a.exr", "exr"}, {"a.dpx", "dpx"}, {"a.bmp", "bmp"}})
+    for (const auto& [name, codec] : std::vector<std::pair<std::string, std::string>>{{"a.png", "png"},
+                                                                                      {"a.jpg", "mjpeg"},
+                                                                                      {"a.tif", "tiff"},
+                                                                                      {"a.exr", "exr"},
+                                                                                      {"a.dpx", "dpx"},
+                                                                                      {"a.bmp", "bmp"}})
     {
         const ChildResult result = RunTool({"frame", SmallMovie(), folder.File(name), "--time", "10"});
         ASSERT_EQ(result.exitCode, 0) << name << ": " << result.Describe();
@@ -64,20 +68,23 @@ TEST(Thumbnails, AreNamedByFrameNumberAndSpreadEvenly)
     const ScratchFolder folder;
     ASSERT_EQ(RunTool({"thumbnails", SmallMovie(), folder.File("t"), "--count", "5"}).exitCode, 0);
     EXPECT_EQ(FolderNames(folder.File("t")),
-              (std::vector<std::string>{"frame000005.png", "frame000015.png", "frame000025.png", "frame000035.png",
-                                        "frame000045.png"}));
+              (std::vector<std::string>{"frame000005.png", "frame000015.png", "frame000025.png",
+                                        "frame000035.png", "frame000045.png"}));
     EXPECT_EQ(Probe(folder.File("t/frame000005.png"), "stream=width,height"), "width=160\nheight=90\n");
 }
 
 TEST(Thumbnails, ShowTheFramesOfTheirNames)
 {
     const ScratchFolder folder;
-    ASSERT_EQ(RunTool({"thumbnails", SmallMovie(), folder.File("t"), "--every", "20", "--threads", "3"}).exitCode, 0);
+    ASSERT_EQ(
+        RunTool({"thumbnails", SmallMovie(), folder.File("t"), "--every", "20", "--threads", "3"}).exitCode,
+        0);
     EXPECT_EQ(FolderNames(folder.File("t")),
               (std::vector<std::string>{"frame000000.png", "frame000020.png", "frame000040.png"}));
     for (const char* number : {"0", "20", "40"})
     {
-        const std::string name = std::string("frame0000") + (std::string(number) == "0" ? "00" : number) + ".png";
+        const std::string name =
+            std::string("frame0000") + (std::string(number) == "0" ? "00" : number) + ".png";
         const std::string still = folder.File(std::string(number) + ".png");
         ASSERT_EQ(RunTool({"frame", SmallMovie(), still, "--time", number}).exitCode, 0);
         EXPECT_EQ(FrameSums(folder.File("t/" + name), "rgb24"), FrameSums(still, "rgb24"));
@@ -87,7 +94,9 @@ TEST(Thumbnails, ShowTheFramesOfTheirNames)
 TEST(Thumbnails, DistanceMayBeInSecondsAndARangeHolds)
 {
     const ScratchFolder folder;
-    ASSERT_EQ(RunTool({"thumbnails", SmallMovie(), folder.File("t"), "--every", "0.5s", "--range", "10:45"}).exitCode, 0);
+    ASSERT_EQ(RunTool({"thumbnails", SmallMovie(), folder.File("t"), "--every", "0.5s", "--range", "10:45"})
+                  .exitCode,
+              0);
     EXPECT_EQ(FolderNames(folder.File("t")),
               (std::vector<std::string>{"frame000010.png", "frame000022.png", "frame000035.png"}));
 }
@@ -95,7 +104,8 @@ TEST(Thumbnails, DistanceMayBeInSecondsAndARangeHolds)
 TEST(Thumbnails, AnamorphicPicturesAreShownInTheirShape)
 {
     const ScratchFolder folder;
-    RunFFmpeg("-f lavfi -i testsrc2=size=180x144:rate=25:duration=0.4 -vf setsar=2/1 -c:v mpeg4 " + folder.File("in.mp4"));
+    RunFFmpeg("-f lavfi -i testsrc2=size=180x144:rate=25:duration=0.4 -vf setsar=2/1 -c:v mpeg4 " +
+              folder.File("in.mp4"));
     ASSERT_EQ(RunTool({"thumbnails", folder.File("in.mp4"), folder.File("t"), "--count", "1"}).exitCode, 0);
     EXPECT_EQ(Probe(folder.File("t/frame000005.png"), "stream=width,height"), "width=180\nheight=72\n");
 }
@@ -114,7 +124,9 @@ TEST(Thumbnails, OlderStillsNeedOverwrite)
 TEST(ContactSheet, IsAGridOfLabelledPictures)
 {
     const ScratchFolder folder;
-    ASSERT_EQ(RunTool({"contact-sheet", SmallMovie(), folder.File("s.png"), "--count", "6", "--columns", "3"}).exitCode, 0);
+    ASSERT_EQ(RunTool({"contact-sheet", SmallMovie(), folder.File("s.png"), "--count", "6", "--columns", "3"})
+                  .exitCode,
+              0);
     // Three columns of 160 and two rows of 90 pixels with a label of 9 below, and margins of 8.
     EXPECT_EQ(Probe(folder.File("s.png"), "stream=width,height"), "width=512\nheight=228\n");
     // Each picture stands in its cell: what is cut out of the sheet is the frame.
@@ -122,7 +134,9 @@ TEST(ContactSheet, IsAGridOfLabelledPictures)
     for (int i = 0; i < 6; ++i)
     {
         const std::string still = folder.File("still.png");
-        ASSERT_EQ(RunTool({"frame", SmallMovie(), still, "--time", std::to_string(frames[i]), "--overwrite"}).exitCode, 0);
+        ASSERT_EQ(RunTool({"frame", SmallMovie(), still, "--time", std::to_string(frames[i]), "--overwrite"})
+                      .exitCode,
+                  0);
         const std::string cut = folder.File("cut.png");
         RunFFmpeg("-i " + folder.File("s.png") + " -vf crop=160:90:" + std::to_string(8 + i % 3 * 168) + ":" +
                   std::to_string(8 + i / 3 * 110) + " " + cut);
@@ -138,8 +152,8 @@ TEST(ContactSheet, IsAGridOfLabelledPictures)
 TEST(ContactSheet, ASheetThatIsTooLargeIsRefused)
 {
     const ScratchFolder folder;
-    const ChildResult result =
-        RunTool({"contact-sheet", SmallMovie(), folder.File("s.png"), "--size", "8000x4500", "--columns", "5"});
+    const ChildResult result = RunTool(
+        {"contact-sheet", SmallMovie(), folder.File("s.png"), "--size", "8000x4500", "--columns", "5"});
     EXPECT_EQ(result.exitCode, 64) << result.Describe();
     EXPECT_NE(result.err.find("too large"), std::string::npos) << result.err;
     EXPECT_TRUE(FolderNames(folder.Path()).empty());
@@ -148,19 +162,25 @@ TEST(ContactSheet, ASheetThatIsTooLargeIsRefused)
 TEST(Info, TellsWhatTheFileHolds)
 {
     const ScratchFolder folder;
-    RunFFmpeg("-f lavfi -i testsrc2=size=176x144:rate=30000/1001:duration=1 -f lavfi -i sine=duration=1 -vf setsar=12/11 "
-              "-timecode 01:00:00;00 -pix_fmt yuv420p -c:v libx264 -colorspace smpte170m -color_primaries smpte170m -color_trc "
-              "smpte170m -color_range tv -c:a aac " + folder.File("in.mov"));
+    RunFFmpeg("-f lavfi -i testsrc2=size=176x144:rate=30000/1001:duration=1 -f lavfi -i sine=duration=1 -vf "
+              "setsar=12/11 "
+              "-timecode 01:00:00;00 -pix_fmt yuv420p -c:v libx264 -colorspace smpte170m -color_primaries "
+              "smpte170m -color_trc "
+              "smpte170m -color_range tv -c:a aac " +
+              folder.File("in.mov"));
     const ChildResult text = RunTool({"info", folder.File("in.mov")});
     EXPECT_EQ(text.exitCode, 0);
-    for (const char* part : {"176x144", "12:11", "30000/1001", "01:00:00;00", "matrix smpte170m", "progressive", "h264", "audio"})
+    for (const char* part : {"176x144", "12:11", "30000/1001", "01:00:00;00", "matrix smpte170m",
+                             "progressive", "h264", "audio"})
     {
         EXPECT_NE(text.out.find(part), std::string::npos) << part << "\n" << text.out;
     }
     const ChildResult json = RunTool({"info", folder.File("in.mov"), "--json"});
-    for (const char* part : {"\"width\": 176", "\"height\": 144", "\"pixel_aspect\": \"12:11\"", "\"frame_rate\": \"30000/1001\"",
-                             "\"frames\": 30", "\"timecode\": \"01:00:00;00\"", "\"drop_frame\": true", "\"audio\": true",
-                             "\"matrix\": \"smpte170m\"", "\"field_order\": \"progressive\"", "\"codec\": \"h264\""})
+    for (const char* part :
+         {"\"width\": 176", "\"height\": 144", "\"pixel_aspect\": \"12:11\"",
+          "\"frame_rate\": \"30000/1001\"", "\"frames\": 30", "\"timecode\": \"01:00:00;00\"",
+          "\"drop_frame\": true", "\"audio\": true", "\"matrix\": \"smpte170m\"",
+          "\"field_order\": \"progressive\"", "\"codec\": \"h264\""})
     {
         EXPECT_NE(json.out.find(part), std::string::npos) << part << "\n" << json.out;
     }
@@ -173,7 +193,9 @@ TEST(Info, JsonIsReadByOthers)
     info.outputFile = folder.File("info.json");
     ASSERT_EQ(RunChild(info).exitCode, 0);
     ChildRequest python;
-    python.words = {"python3", "-c", "import json,sys; d=json.load(open(sys.argv[1])); print(d['frames'], d['color']['matrix'], len(d['streams']))",
+    python.words = {"python3", "-c",
+                    "import json,sys; d=json.load(open(sys.argv[1])); print(d['frames'], "
+                    "d['color']['matrix'], len(d['streams']))",
                     folder.File("info.json")};
     EXPECT_EQ(RunChild(python).out, "50 bt709 1\n");
 }
@@ -181,8 +203,10 @@ TEST(Info, JsonIsReadByOthers)
 TEST(Info, SaysHowHighDynamicRangeIsShown)
 {
     const ScratchFolder folder;
-    RunFFmpeg("-f lavfi -i testsrc2=size=160x90:rate=25:duration=0.2 -pix_fmt yuv420p10le -c:v libx265 -x265-params log-level=error "
-              "-colorspace bt2020nc -color_primaries bt2020 -color_trc smpte2084 " + folder.File("in.mkv"));
+    RunFFmpeg("-f lavfi -i testsrc2=size=160x90:rate=25:duration=0.2 -pix_fmt yuv420p10le -c:v libx265 "
+              "-x265-params log-level=error "
+              "-colorspace bt2020nc -color_primaries bt2020 -color_trc smpte2084 " +
+              folder.File("in.mkv"));
     const ChildResult result = RunTool({"info", folder.File("in.mkv")});
     EXPECT_NE(result.out.find("transfer smpte2084"), std::string::npos) << result.out;
     EXPECT_NE(result.out.find("note:"), std::string::npos) << result.out;
@@ -192,7 +216,8 @@ TEST(Version, NamesThePartsAndTheirLicences)
 {
     const ChildResult result = RunTool({"--version"});
     EXPECT_EQ(result.exitCode, 0);
-    for (const char* part : {"Boost", "fmt", "spdlog", "Highway", "zimg", "FFmpeg", "libpng", "CLI11", "MIT", "GPL"})
+    for (const char* part :
+         {"Boost", "fmt", "spdlog", "Highway", "zimg", "FFmpeg", "libpng", "CLI11", "MIT", "GPL"})
     {
         EXPECT_NE(result.out.find(part), std::string::npos) << part;
     }
@@ -204,8 +229,10 @@ TEST(Generate, ManualPageAndCompletionsAreAcceptedByTheirReaders)
     const ScratchFolder folder;
     WriteFile(folder.File("bash"), RunTool({"--generate", "bash"}).out);
     ChildRequest bash;
-    bash.words = {"bash", "-c", "source '" + folder.File("bash") + "'; COMP_WORDS=(vrender render --ra); COMP_CWORD=2; _vrender; "
-                                "echo ${COMPREPLY[@]}"};
+    bash.words = {"bash", "-c",
+                  "source '" + folder.File("bash") +
+                      "'; COMP_WORDS=(vrender render --ra); COMP_CWORD=2; _vrender; "
+                      "echo ${COMPREPLY[@]}"};
     EXPECT_EQ(RunChild(bash).out, "--range --rate\n");
     EXPECT_EQ(RunTool({"--generate", "man"}).out.rfind(".TH VRENDER 1", 0), 0u);
     EXPECT_NE(RunTool({"--generate", "zsh"}).out.find("#compdef vrender"), std::string::npos);

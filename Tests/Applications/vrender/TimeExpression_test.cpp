@@ -34,8 +34,11 @@ Timeline OffGrid()
     Timeline timeline = Grid(1, 2, 3);
     timeline.mHasGrid = false;
     timeline.mDuration = TickTime::FromSeconds(6);
-    const auto seconds = [](std::int64_t inFrame) { return inFrame <= 0 ? 0.0 : inFrame == 1 ? 1.0 : inFrame == 2 ? 4.0 : 6.0; };
-    timeline.mFrameStart = [seconds](std::int64_t inFrame) { return TickTime::FromSeconds(seconds(inFrame)); };
+    const auto seconds = [](std::int64_t inFrame) {
+        return inFrame <= 0 ? 0.0 : inFrame == 1 ? 1.0 : inFrame == 2 ? 4.0 : 6.0;
+    };
+    timeline.mFrameStart = [seconds](std::int64_t inFrame)
+    { return TickTime::FromSeconds(seconds(inFrame)); };
     timeline.mFrameAt = [](TickTime inTime)
     {
         const double at = inTime.AsSeconds();
@@ -95,8 +98,8 @@ TEST(TimeExpression, SecondsAreExactAtFrameBoundaries)
     const Timeline timeline = Grid(25, 1, 1000);
     for (std::int64_t frame = 0; frame < 1000; ++frame)
     {
-        const std::string text =
-            std::to_string(frame / 25) + "." + (frame % 25 * 4 < 10 ? "0" : "") + std::to_string(frame % 25 * 4) + "s";
+        const std::string text = std::to_string(frame / 25) + "." + (frame % 25 * 4 < 10 ? "0" : "") +
+                                 std::to_string(frame % 25 * 4) + "s";
         EXPECT_EQ(Frame(text, timeline), frame) << text;
     }
 }
@@ -139,11 +142,12 @@ TEST(TimeExpression, TimecodeGoesOnPastMidnight)
 
 TEST(TimeExpression, WhatIsNoTimeIsRefusedByName)
 {
-    for (const char* text : {"", "-1", "x", "84x", "3.5", "3.s", ".5s", "1:2:3", "1:2:3:4:5", "#", "##3", "3.5ss",
-                             "00:00:03;12;1", "99999999999999999999", "0x10", " 84", "1e3"})
+    for (const char* text : {"", "-1", "x", "84x", "3.5", "3.s", ".5s", "1:2:3", "1:2:3:4:5", "#", "##3",
+                             "3.5ss", "00:00:03;12;1", "99999999999999999999", "0x10", " 84", "1e3"})
     {
         const std::string message = Refusal([&] { ParseTime("--time", text); });
-        EXPECT_NE(message.find("--time: '" + std::string(text) + "'"), std::string::npos) << text << ": " << message;
+        EXPECT_NE(message.find("--time: '" + std::string(text) + "'"), std::string::npos)
+            << text << ": " << message;
     }
 }
 
@@ -192,8 +196,8 @@ TEST(TimeExpression, RangeThatCanBeReadTwiceIsRefused)
 TEST(TimeExpression, RangesThatMakeNoSenseAreRefused)
 {
     const Timeline timeline = Grid(25, 1, 100);
-    for (const char* text : {"20:10", "10:10", "0:101", "100:101", "100:end", "0s:4.01s", "10", "a:b", "1:2:3", "",
-                             "00:00:01:00", "00:00:00:00:00:00:04:01"})
+    for (const char* text : {"20:10", "10:10", "0:101", "100:101", "100:end", "0s:4.01s", "10", "a:b",
+                             "1:2:3", "", "00:00:01:00", "00:00:00:00:00:00:04:01"})
     {
         EXPECT_NE(Refusal([&] { Range(text, timeline); }), "") << text;
     }
