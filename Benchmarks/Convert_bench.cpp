@@ -94,7 +94,8 @@ constexpr Case kVuya = {0x006, kPixels * 4, kWidth * 4, AV_PIX_FMT_NONE};
 
 void CountFrames(benchmark::State& ioState, std::size_t inBytes)
 {
-    ioState.SetBytesProcessed(static_cast<std::int64_t>(ioState.iterations()) * static_cast<std::int64_t>(inBytes));
+    ioState.SetBytesProcessed(static_cast<std::int64_t>(ioState.iterations()) *
+                              static_cast<std::int64_t>(inBytes));
 }
 
 void Memcpy(benchmark::State& ioState)
@@ -119,8 +120,8 @@ void Ours(benchmark::State& ioState, const Case& inFrom, const Case& inTo)
     }
     for (auto _ : ioState)
     {
-        if (IR_Convert(source.Next(), inFrom.rowBytes, inFrom.code, target.Next(), inTo.rowBytes, inTo.code, kWidth,
-                       kHeight, 4) != kIR_Success)
+        if (IR_Convert(source.Next(), inFrom.rowBytes, inFrom.code, target.Next(), inTo.rowBytes, inTo.code,
+                       kWidth, kHeight, 4) != kIR_Success)
         {
             ioState.SkipWithError("conversion failed");
         }
@@ -132,17 +133,17 @@ void Swscale(benchmark::State& ioState, const Case& inFrom, const Case& inTo, in
 {
     Ring source(inFrom.bytesPerFrame);
     Ring target(inTo.bytesPerFrame);
-    SwsContext* context = sws_getContext(kWidth, kHeight, inFrom.peer, kWidth, kHeight, inTo.peer, inFlags, nullptr,
-                                         nullptr, nullptr);
+    SwsContext* context = sws_getContext(kWidth, kHeight, inFrom.peer, kWidth, kHeight, inTo.peer, inFlags,
+                                         nullptr, nullptr, nullptr);
     for (auto _ : ioState)
     {
         const unsigned char* pixels = source.Next();
         const int isTwoHigh = inFrom.peer == AV_PIX_FMT_YUV420P || inFrom.peer == AV_PIX_FMT_YUV420P10LE;
-        const unsigned char* const planes[4] = {
-            pixels, pixels + std::ptrdiff_t{inFrom.rowBytes} * kHeight,
-            pixels + std::ptrdiff_t{inFrom.rowBytes} * kHeight +
-                std::ptrdiff_t{inFrom.rowBytes} / 2 * (kHeight >> isTwoHigh),
-            nullptr};
+        const unsigned char* const planes[4] = {pixels, pixels + std::ptrdiff_t{inFrom.rowBytes} * kHeight,
+                                                pixels + std::ptrdiff_t{inFrom.rowBytes} * kHeight +
+                                                    std::ptrdiff_t{inFrom.rowBytes} / 2 *
+                                                        (kHeight >> isTwoHigh),
+                                                nullptr};
         const int strides[4] = {inFrom.rowBytes, inFrom.rowBytes / 2, inFrom.rowBytes / 2, 0};
         unsigned char* const targets[4] = {target.Next(), nullptr, nullptr, nullptr};
         const int targetStrides[4] = {inTo.rowBytes, 0, 0, 0};
@@ -155,12 +156,13 @@ void Swscale(benchmark::State& ioState, const Case& inFrom, const Case& inTo, in
 }
 
 BENCHMARK(Memcpy)->Unit(benchmark::kMillisecond);
-#define VR_CONVERT(inFrom, inTo)                                                                                       \
+#define VR_CONVERT(inFrom, inTo) \
     BENCHMARK_CAPTURE(Ours, inFrom##_to_##inTo, inFrom, inTo)->Unit(benchmark::kMillisecond)
-#define VR_PEER(inFrom, inTo)                                                                                          \
-    BENCHMARK_CAPTURE(Swscale, inFrom##_to_##inTo, inFrom, inTo, SWS_BILINEAR)->Unit(benchmark::kMillisecond);         \
-    BENCHMARK_CAPTURE(Swscale, inFrom##_to_##inTo##_accurate, inFrom, inTo,                                            \
-                      SWS_BILINEAR | SWS_ACCURATE_RND | SWS_FULL_CHR_H_INT)                                            \
+#define VR_PEER(inFrom, inTo) \
+    BENCHMARK_CAPTURE(Swscale, inFrom##_to_##inTo, inFrom, inTo, SWS_BILINEAR) \
+        ->Unit(benchmark::kMillisecond); \
+    BENCHMARK_CAPTURE(Swscale, inFrom##_to_##inTo##_accurate, inFrom, inTo, \
+                      SWS_BILINEAR | SWS_ACCURATE_RND | SWS_FULL_CHR_H_INT) \
         ->Unit(benchmark::kMillisecond)
 
 VR_CONVERT(k420, kBgra);

@@ -81,8 +81,8 @@ void Swscale(benchmark::State& ioState, AVPixelFormat inFormat, int inFlags)
     const bool isPlanar = inFormat == AV_PIX_FMT_YUV420P;
     Ring source(isPlanar ? kPixels * 3 / 2 : kPixels * 4);
     Ring target(kPixels);
-    SwsContext* context = sws_getContext(kWidth, kHeight, inFormat, kWidth / 2, kHeight / 2, AV_PIX_FMT_BGRA, inFlags,
-                                         nullptr, nullptr, nullptr);
+    SwsContext* context = sws_getContext(kWidth, kHeight, inFormat, kWidth / 2, kHeight / 2, AV_PIX_FMT_BGRA,
+                                         inFlags, nullptr, nullptr, nullptr);
     for (auto _ : ioState)
     {
         const unsigned char* pixels = source.Next();
@@ -97,11 +97,15 @@ void Swscale(benchmark::State& ioState, AVPixelFormat inFormat, int inFlags)
 
 }
 
-BENCHMARK_CAPTURE(Ours, yuv420_to_bgra_quality, 0x042, 0x00C)->DenseRange(3, 5)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(Ours, yuv420_to_bgra_quality, 0x042, 0x00C)
+    ->DenseRange(3, 5)
+    ->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(Ours, bgrx_to_bgrx_quality, 0x00C, 0x00C)->DenseRange(3, 5)->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(Ours, bgrp_to_bgrp_quality, 0x008, 0x008)->DenseRange(3, 4)->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(Ours, bgra_to_bgra_quality, 0x004, 0x004)->DenseRange(3, 4)->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(Swscale, yuv420_to_bgra_area, AV_PIX_FMT_YUV420P, SWS_AREA)->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(Swscale, yuv420_to_bgra_bilinear, AV_PIX_FMT_YUV420P, SWS_BILINEAR)->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(Swscale, yuv420_to_bgra_bicubic, AV_PIX_FMT_YUV420P, SWS_BICUBIC)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(Swscale, yuv420_to_bgra_bilinear, AV_PIX_FMT_YUV420P, SWS_BILINEAR)
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(Swscale, yuv420_to_bgra_bicubic, AV_PIX_FMT_YUV420P, SWS_BICUBIC)
+    ->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(Swscale, bgra_to_bgra_area, AV_PIX_FMT_BGRA, SWS_AREA)->Unit(benchmark::kMillisecond);

@@ -17,16 +17,11 @@ LumaShare ShareOf(Matrix inMatrix) noexcept
 {
     switch (inMatrix)
     {
-    case Matrix::k601:
-        return {0.299, 0.114};
-    case Matrix::k2020NonConstant:
-        return {0.2627, 0.0593};
-    case Matrix::k240M:
-        return {0.212, 0.087};
-    case Matrix::kFCC:
-        return {0.30, 0.11};
-    default:
-        return {0.2126, 0.0722};
+    case Matrix::k601: return {0.299, 0.114};
+    case Matrix::k2020NonConstant: return {0.2627, 0.0593};
+    case Matrix::k240M: return {0.212, 0.087};
+    case Matrix::kFCC: return {0.30, 0.11};
+    default: return {0.2126, 0.0722};
     }
 }
 
@@ -114,15 +109,17 @@ bool IsIdentity(const Matrix3& inMatrix) noexcept
 double EncodeCurve(double inLinear) noexcept
 {
     const double size = std::fabs(inLinear);
-    const double coded = size < kCurveBeta ? 4.5 * size : kCurveAlpha * std::pow(size, 0.45) - (kCurveAlpha - 1.0);
+    const double coded =
+        size < kCurveBeta ? 4.5 * size : kCurveAlpha * std::pow(size, 0.45) - (kCurveAlpha - 1.0);
     return std::copysign(coded, inLinear);
 }
 
 double DecodeCurve(double inCoded) noexcept
 {
     const double size = std::fabs(inCoded);
-    const double linear =
-        size < 4.5 * kCurveBeta ? size / 4.5 : std::pow((size + (kCurveAlpha - 1.0)) / kCurveAlpha, 1.0 / 0.45);
+    const double linear = size < 4.5 * kCurveBeta
+                              ? size / 4.5
+                              : std::pow((size + (kCurveAlpha - 1.0)) / kCurveAlpha, 1.0 / 0.45);
     return std::copysign(linear, inCoded);
 }
 

@@ -53,7 +53,8 @@ bool IsForBgraKernels(const Picture& inSource, const Picture& inTarget)
                                   (inSource.alpha == inTarget.alpha && inSource.sample == Sample::kByte);
     const bool isBytePlanes = inSource.IsRGB() && !inSource.isGray && inSource.sample == Sample::kByte &&
                               inSource.isFullRange && inSource.storage == Storage::kPlanar &&
-                              inSource.transfer == Transfer::kDisplay && inSource.primaries == Primaries::k709;
+                              inSource.transfer == Transfer::kDisplay &&
+                              inSource.primaries == Primaries::k709;
     const bool isYuv = HasYuvToBgra(inSource) && inSource.shiftX <= 1;
     return isBgra && isPlanes && alphaGoesThrough && (isBytePlanes || isYuv);
 }
@@ -67,8 +68,9 @@ void ConvertByteRgb(const Picture& inSource, const Picture& inTarget)
 {
     for (std::int32_t y = 0; y < inTarget.height; ++y)
     {
-        RgbRowToBgra(inSource.Row(0, y), inSource.Row(1, y), inSource.Row(2, y), AlphaRow(inSource, inTarget, y),
-                     inTarget.Row(0, y), static_cast<std::size_t>(inTarget.width));
+        RgbRowToBgra(inSource.Row(0, y), inSource.Row(1, y), inSource.Row(2, y),
+                     AlphaRow(inSource, inTarget, y), inTarget.Row(0, y),
+                     static_cast<std::size_t>(inTarget.width));
     }
 }
 
@@ -77,13 +79,16 @@ class YuvRows
 {
 public:
     explicit YuvRows(const Picture& inSource)
-        : mSource(inSource), mChromaCount(static_cast<std::size_t>(inSource.ChromaWidth())),
-          mChroma(2, mChromaCount + 2 * kChromaPad), mLuma(1, static_cast<std::size_t>(inSource.width) + 8),
-          mU(mChroma.Row(0) + kChromaPad), mV(mChroma.Row(1) + kChromaPad)
+        : mSource(inSource)
+        , mChromaCount(static_cast<std::size_t>(inSource.ChromaWidth()))
+        , mChroma(2, mChromaCount + 2 * kChromaPad)
+        , mLuma(1, static_cast<std::size_t>(inSource.width) + 8)
+        , mU(mChroma.Row(0) + kChromaPad)
+        , mV(mChroma.Row(1) + kChromaPad)
     {
-        mPhase = inSource.shiftX == 0               ? ChromaPhase::kFull
+        mPhase = inSource.shiftX == 0             ? ChromaPhase::kFull
                  : ChromaOffsetX(inSource) == 0.0 ? ChromaPhase::kLeft
-                                                    : ChromaPhase::kCenter;
+                                                  : ChromaPhase::kCenter;
     }
 
     // Makes ready what YuvRowToBgra wants of row inY.
@@ -97,12 +102,8 @@ public:
                            reinterpret_cast<unsigned char*>(mLuma.Row(0)), mU, mV, mChromaCount);
             mRow = {mLuma.Row(0), false, 0};
             break;
-        case Storage::kV210:
-            UnpackV210(inY);
-            break;
-        default:
-            PreparePlanes(inY);
-            break;
+        case Storage::kV210: UnpackV210(inY); break;
+        default: PreparePlanes(inY); break;
         }
     }
 
@@ -145,7 +146,7 @@ private:
             std::memcpy(w, group, 16);
             const auto field = [&](int inWord, int inShift)
             { return static_cast<std::uint16_t>((w[inWord] >> inShift) & 1023U); };
-            const std::uint16_t lumas[6] = {field(0, 10), field(1, 0),  field(1, 20),
+            const std::uint16_t lumas[6] = {field(0, 10), field(1, 0), field(1, 20),
                                             field(2, 10), field(3, 0), field(3, 20)};
             std::copy_n(lumas, 6, luma);
             u[0] = static_cast<std::uint16_t>(field(0, 0) * 8);
@@ -190,7 +191,10 @@ class PlannedRows
 {
 public:
     PlannedRows(const Picture& inSource, const RowPlan& inPlan)
-        : mSource(inSource), mPlan(inPlan), mWidth(static_cast<std::size_t>(inSource.width)), mRows(6, mWidth + 64)
+        : mSource(inSource)
+        , mPlan(inPlan)
+        , mWidth(static_cast<std::size_t>(inSource.width))
+        , mRows(6, mWidth + 64)
     {
     }
 
@@ -223,7 +227,8 @@ RowTaps TapsOfChromaRow(const Picture& inTarget, std::int32_t inChromaRow)
     const std::int32_t parity = inTarget.isFieldChroma ? inChromaRow % 2 : 0;
     const std::int32_t rows = (inTarget.height + lines - 1 - parity) / lines;
     const std::int32_t step = 1 << inTarget.shiftY;
-    const double centre = inChromaRow / lines * step + ChromaOffsetY(inTarget, FieldOfRow(inTarget, inChromaRow));
+    const double centre =
+        inChromaRow / lines * step + ChromaOffsetY(inTarget, FieldOfRow(inTarget, inChromaRow));
     const auto first = static_cast<std::int32_t>(std::floor(centre)) - step + 1;
     RowTaps taps = {};
     for (std::int32_t y = first; y < first + 2 * step; ++y)
@@ -243,7 +248,10 @@ RowTaps TapsOfChromaRow(const Picture& inTarget, std::int32_t inChromaRow)
 class ChromaRing
 {
 public:
-    ChromaRing(const Picture& inTarget, std::size_t inCount) : mTarget(inTarget), mCount(inCount), mRows(kRows * 2 + 2, inCount)
+    ChromaRing(const Picture& inTarget, std::size_t inCount)
+        : mTarget(inTarget)
+        , mCount(inCount)
+        , mRows(kRows * 2 + 2, inCount)
     {
     }
 
@@ -281,7 +289,8 @@ private:
         {
             for (std::int32_t tap = 0; tap < inTaps.count; ++tap)
             {
-                AccumulateRow(Row(inTaps.rows[tap], plane), inTaps.weights[tap], tap == 0, Sum(plane), mCount);
+                AccumulateRow(Row(inTaps.rows[tap], plane), inTaps.weights[tap], tap == 0, Sum(plane),
+                              mCount);
             }
         }
         WriteChromaRow(mTarget, inChromaRow, Sum(0), Sum(1));
@@ -316,8 +325,10 @@ class ChromaMover
 {
 public:
     ChromaMover(const Picture& inSource, const Picture& inTarget)
-        : mSource(inSource), mTarget(inTarget), mSameColumns(HasSameChromaColumns(inSource, inTarget)),
-          mRows(5, static_cast<std::size_t>(inSource.width) + 64)
+        : mSource(inSource)
+        , mTarget(inTarget)
+        , mSameColumns(HasSameChromaColumns(inSource, inTarget))
+        , mRows(5, static_cast<std::size_t>(inSource.width) + 64)
     {
     }
 

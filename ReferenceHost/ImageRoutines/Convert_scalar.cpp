@@ -57,7 +57,8 @@ double RawPlanar(const Picture& inPicture, int inComponent, std::int32_t inX, st
     }
     if (inPicture.storage == Storage::kSemiPlanar && (inComponent == 1 || inComponent == 2))
     {
-        return LoadSample(inPicture, inPicture.Row(1, inY), static_cast<std::ptrdiff_t>(inX) * 2 + inComponent - 1);
+        return LoadSample(inPicture, inPicture.Row(1, inY),
+                          static_cast<std::ptrdiff_t>(inX) * 2 + inComponent - 1);
     }
     return LoadSample(inPicture, inPicture.Row(inComponent, inY), inX);
 }
@@ -102,7 +103,8 @@ double ResampledAcross(const Picture& inSource, const Picture& inTarget, int inC
     return sum / weights;
 }
 
-double Resampled(const Picture& inSource, const Picture& inTarget, int inComponent, std::int32_t inX, std::int32_t inRow)
+double Resampled(const Picture& inSource, const Picture& inTarget, int inComponent, std::int32_t inX,
+                 std::int32_t inRow)
 {
     if (HasSameChromaRows(inSource, inTarget) || inTarget.shiftY == 0)
     {
@@ -204,19 +206,11 @@ double ReadPlane(const Picture& inPicture, int inComponent, std::int32_t inX, st
     double raw = 0.0;
     switch (inPicture.storage)
     {
-    case Storage::kPacked4:
-        raw = RawPacked4(inPicture, inComponent, inX, inY);
-        break;
-    case Storage::kV210:
-        raw = RawV210(inPicture, inComponent, inX, inY);
-        break;
+    case Storage::kPacked4: raw = RawPacked4(inPicture, inComponent, inX, inY); break;
+    case Storage::kV210: raw = RawV210(inPicture, inComponent, inX, inY); break;
     case Storage::kYUYV:
-    case Storage::kUYVY:
-        raw = RawPacked422(inPicture, inComponent, inX, inY);
-        break;
-    default:
-        raw = RawPlanar(inPicture, inComponent, inX, inY);
-        break;
+    case Storage::kUYVY: raw = RawPacked422(inPicture, inComponent, inX, inY); break;
+    default: raw = RawPlanar(inPicture, inComponent, inX, inY); break;
     }
     return (raw - range.offset) / range.scale;
 }

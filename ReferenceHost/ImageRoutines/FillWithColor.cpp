@@ -48,7 +48,8 @@ std::int32_t FillPicture(const Picture& inTarget, const Picture& inColor)
         group.strides[plane] = 128;
     }
     reference::Grid grid(group.width, group.height);
-    const reference::Pixel color = reference::ConvertPixel(reference::ReadPixel(inColor, 0, 0), inColor, inTarget);
+    const reference::Pixel color =
+        reference::ConvertPixel(reference::ReadPixel(inColor, 0, 0), inColor, inTarget);
     std::fill(grid.pixels.begin(), grid.pixels.end(), color);
     reference::WriteGrid(grid, group);
     for (int plane = 0; plane < 4; ++plane)

@@ -94,14 +94,16 @@ void WidenPacked4(const T* inRow, const FloatRange* inRanges, const FloatRow& ou
         hn::LoadInterleaved4(narrow, inRow + x * 4, part[0], part[1], part[2], part[3]);
         for (int i = 0; i < 4; ++i)
         {
-            hn::StoreU(Valued(hn::PromoteTo(di, part[kPackedPlace[i]]), offset[i], factor[i]), d, outRow.c[i] + x);
+            hn::StoreU(Valued(hn::PromoteTo(di, part[kPackedPlace[i]]), offset[i], factor[i]), d,
+                       outRow.c[i] + x);
         }
     }
     for (; x < inCount; ++x)
     {
         for (int i = 0; i < 4; ++i)
         {
-            outRow.c[i][x] = ValueOf(inRow, x * 4 + static_cast<std::size_t>(kPackedPlace[i]), 0, inRanges[i]);
+            outRow.c[i][x] =
+                ValueOf(inRow, x * 4 + static_cast<std::size_t>(kPackedPlace[i]), 0, inRanges[i]);
         }
     }
 }
@@ -128,33 +130,30 @@ void SplitPacked4(const float* inRow, const FloatRow& outRow, std::size_t inCoun
     }
 }
 
-void ReadPlaneRow(const Picture& inPicture, const unsigned char* inRow, const FloatRange& inRange, float* outRow,
-                  std::size_t inCount)
+void ReadPlaneRow(const Picture& inPicture, const unsigned char* inRow, const FloatRange& inRange,
+                  float* outRow, std::size_t inCount)
 {
     switch (inPicture.sample)
     {
-    case Sample::kByte:
-        WidenPlane(inRow, 0, inRange, outRow, inCount);
-        break;
+    case Sample::kByte: WidenPlane(inRow, 0, inRange, outRow, inCount); break;
     case Sample::kWord:
-        WidenPlane(reinterpret_cast<const std::uint16_t*>(inRow), inPicture.lowZeroBits, inRange, outRow, inCount);
+        WidenPlane(reinterpret_cast<const std::uint16_t*>(inRow), inPicture.lowZeroBits, inRange, outRow,
+                   inCount);
         break;
-    default:
-        std::memcpy(outRow, inRow, inCount * sizeof(float));
-        break;
+    default: std::memcpy(outRow, inRow, inCount * sizeof(float)); break;
     }
 }
 
-void ReadStridedRow(const Picture& inPicture, const unsigned char* inRow, std::size_t inFirst, std::size_t inStep,
-                    const FloatRange& inRange, float* outRow, std::size_t inCount)
+void ReadStridedRow(const Picture& inPicture, const unsigned char* inRow, std::size_t inFirst,
+                    std::size_t inStep, const FloatRange& inRange, float* outRow, std::size_t inCount)
 {
     if (inPicture.sample == Sample::kByte)
     {
         WidenStrided(inRow + inFirst, inStep, 0, inRange, outRow, inCount);
         return;
     }
-    WidenStrided(reinterpret_cast<const std::uint16_t*>(inRow) + inFirst, inStep, inPicture.lowZeroBits, inRange,
-                 outRow, inCount);
+    WidenStrided(reinterpret_cast<const std::uint16_t*>(inRow) + inFirst, inStep, inPicture.lowZeroBits,
+                 inRange, outRow, inCount);
 }
 
 void ReadPacked4Row(const Picture& inPicture, const unsigned char* inRow, const FloatRange* inRanges,
@@ -162,15 +161,11 @@ void ReadPacked4Row(const Picture& inPicture, const unsigned char* inRow, const 
 {
     switch (inPicture.sample)
     {
-    case Sample::kByte:
-        WidenPacked4(inRow, inRanges, outRow, inCount);
-        break;
+    case Sample::kByte: WidenPacked4(inRow, inRanges, outRow, inCount); break;
     case Sample::kWord:
         WidenPacked4(reinterpret_cast<const std::uint16_t*>(inRow), inRanges, outRow, inCount);
         break;
-    default:
-        SplitPacked4(reinterpret_cast<const float*>(inRow), outRow, inCount);
-        break;
+    default: SplitPacked4(reinterpret_cast<const float*>(inRow), outRow, inCount); break;
     }
 }
 
@@ -225,8 +220,9 @@ HWY_INLINE FloatVector Encoded(FloatVector inLinear)
 {
     const Floats d;
     const FloatVector size = hn::Abs(inLinear);
-    const FloatVector lifted = hn::Sub(hn::Mul(hn::Set(d, static_cast<float>(kCurveAlpha)), Power(size, 0.45F)),
-                                       hn::Set(d, static_cast<float>(kCurveAlpha - 1.0)));
+    const FloatVector lifted =
+        hn::Sub(hn::Mul(hn::Set(d, static_cast<float>(kCurveAlpha)), Power(size, 0.45F)),
+                hn::Set(d, static_cast<float>(kCurveAlpha - 1.0)));
     const FloatVector foot = hn::Mul(size, hn::Set(d, 4.5F));
     const auto isFoot = hn::Lt(size, hn::Set(d, static_cast<float>(kCurveBeta)));
     return hn::CopySign(hn::IfThenElse(isFoot, foot, lifted), inLinear);
@@ -268,7 +264,8 @@ void ApplyMatrix(const float (&inMatrix)[3][3], const FloatRow& ioRow, std::size
         const FloatVector c = hn::LoadU(d, ioRow.c[2] + x);
         for (int i = 0; i < 3; ++i)
         {
-            const FloatVector sum = hn::Add(hn::Add(hn::Mul(m[i][0], a), hn::Mul(m[i][1], b)), hn::Mul(m[i][2], c));
+            const FloatVector sum =
+                hn::Add(hn::Add(hn::Mul(m[i][0], a), hn::Mul(m[i][1], b)), hn::Mul(m[i][2], c));
             hn::StoreU(sum, d, ioRow.c[i] + x);
         }
     }
@@ -469,7 +466,8 @@ struct Codes
 HWY_INLINE Codes CodesFor(const ComponentRange& inRange, int inBits)
 {
     const Floats d;
-    return {hn::Set(d, static_cast<float>(inRange.scale)), hn::Set(d, static_cast<float>(inRange.offset + 0.5)),
+    return {hn::Set(d, static_cast<float>(inRange.scale)),
+            hn::Set(d, static_cast<float>(inRange.offset + 0.5)),
             hn::Set(d, static_cast<float>((1 << inBits) - 1) + 0.5F)};
 }
 
@@ -510,12 +508,13 @@ void NarrowPlane(const float* inRow, const ComponentRange& inRange, int inBits, 
 }
 
 template <typename T>
-void NarrowPacked4(const FloatRow& inRow, const ComponentRange* inRanges, int inBits, T* outRow, std::size_t inCount)
+void NarrowPacked4(const FloatRow& inRow, const ComponentRange* inRanges, int inBits, T* outRow,
+                   std::size_t inCount)
 {
     const Floats d;
     const hn::Rebind<T, Floats> narrow;
-    const Codes codes[4] = {CodesFor(inRanges[0], inBits), CodesFor(inRanges[1], inBits), CodesFor(inRanges[2], inBits),
-                            CodesFor(inRanges[3], inBits)};
+    const Codes codes[4] = {CodesFor(inRanges[0], inBits), CodesFor(inRanges[1], inBits),
+                            CodesFor(inRanges[2], inBits), CodesFor(inRanges[3], inBits)};
     std::size_t x = 0;
     for (; x + hn::Lanes(d) <= inCount; x += hn::Lanes(d))
     {
@@ -554,8 +553,8 @@ void JoinPacked4(const FloatRow& inRow, float* outRow, std::size_t inCount)
     }
 }
 
-void WritePlaneRow(const Picture& inPicture, const ComponentRange& inRange, const float* inRow, std::size_t inFirst,
-                   std::size_t inStep, unsigned char* outRow, std::size_t inCount)
+void WritePlaneRow(const Picture& inPicture, const ComponentRange& inRange, const float* inRow,
+                   std::size_t inFirst, std::size_t inStep, unsigned char* outRow, std::size_t inCount)
 {
     switch (inPicture.sample)
     {
@@ -566,9 +565,7 @@ void WritePlaneRow(const Picture& inPicture, const ComponentRange& inRange, cons
         NarrowPlane(inRow, inRange, inPicture.bits, inPicture.lowZeroBits,
                     reinterpret_cast<std::uint16_t*>(outRow) + inFirst, inStep, inCount);
         break;
-    default:
-        std::memcpy(outRow, inRow, inCount * sizeof(float));
-        break;
+    default: std::memcpy(outRow, inRow, inCount * sizeof(float)); break;
     }
 }
 
@@ -577,15 +574,11 @@ void WritePacked4Row(const Picture& inPicture, const ComponentRange* inRanges, c
 {
     switch (inPicture.sample)
     {
-    case Sample::kByte:
-        NarrowPacked4(inRow, inRanges, 8, outRow, inCount);
-        break;
+    case Sample::kByte: NarrowPacked4(inRow, inRanges, 8, outRow, inCount); break;
     case Sample::kWord:
         NarrowPacked4(inRow, inRanges, 16, reinterpret_cast<std::uint16_t*>(outRow), inCount);
         break;
-    default:
-        JoinPacked4(inRow, reinterpret_cast<float*>(outRow), inCount);
-        break;
+    default: JoinPacked4(inRow, reinterpret_cast<float*>(outRow), inCount); break;
     }
 }
 
@@ -668,7 +661,8 @@ void ReadV210Row(const Picture& inPicture, int inComponent, const unsigned char*
 }
 
 // One component of one row in memory, at its own resolution.
-void ReadComponentRow(const Picture& inPicture, int inComponent, std::int32_t inRow, float* outRow, std::size_t inCount)
+void ReadComponentRow(const Picture& inPicture, int inComponent, std::int32_t inRow, float* outRow,
+                      std::size_t inCount)
 {
     const FloatRange range = FloatRangeOf(ComponentRangeOf(inPicture, inComponent));
     const bool isChroma = inComponent == 1 || inComponent == 2;
@@ -686,13 +680,13 @@ void ReadComponentRow(const Picture& inPicture, int inComponent, std::int32_t in
         (inPicture, inPicture.Row(0, inRow), first, isChroma ? 4 : 2, range, outRow, inCount);
         return;
     }
-    default:
-        break;
+    default: break;
     }
     if (inPicture.storage == Storage::kSemiPlanar && isChroma)
     {
         const auto first = static_cast<std::size_t>(inComponent - 1);
-        HWY_DYNAMIC_DISPATCH(ReadStridedRow)(inPicture, inPicture.Row(1, inRow), first, 2, range, outRow, inCount);
+        HWY_DYNAMIC_DISPATCH(ReadStridedRow)
+        (inPicture, inPicture.Row(1, inRow), first, 2, range, outRow, inCount);
         return;
     }
     HWY_DYNAMIC_DISPATCH(ReadPlaneRow)(inPicture, inPicture.Row(inComponent, inRow), range, outRow, inCount);
@@ -806,7 +800,8 @@ RowPlan PlanFor(const Picture& inSource, const Picture& inTarget)
     {
         CopyMatrix(BetweenModels(inSource.matrix, inTarget.matrix), plan.hasMatrix, plan.matrix);
     }
-    plan.multipliesLast = inTarget.alpha == PictureAlpha::kPremultiplied && !isPremultiplied && inSource.HasAlpha();
+    plan.multipliesLast =
+        inTarget.alpha == PictureAlpha::kPremultiplied && !isPremultiplied && inSource.HasAlpha();
     return plan;
 }
 
@@ -900,7 +895,8 @@ void CopyLumaRow(const Picture& inSource, const Picture& inTarget, std::int32_t 
     CompletePackedGroup(inTarget, inY);
 }
 
-void ReadChromaRow(const Picture& inPicture, int inComponent, std::int32_t inY, float* outRow, float* ioScratch)
+void ReadChromaRow(const Picture& inPicture, int inComponent, std::int32_t inY, float* outRow,
+                   float* ioScratch)
 {
     const auto count = static_cast<std::size_t>(inPicture.ChromaWidth());
     const ChromaRowPair rows = ChromaRowsFor(inPicture, inY);

@@ -60,7 +60,8 @@ void WriteFloatRow(const Picture& inPicture, std::int32_t inY, const FloatRow& i
 void CopyLumaRow(const Picture& inSource, const Picture& inTarget, std::int32_t inY, float* ioScratch);
 
 // U or V at chroma width of a row of the picture, interpolated between rows in memory.
-void ReadChromaRow(const Picture& inPicture, int inComponent, std::int32_t inY, float* outRow, float* ioScratch);
+void ReadChromaRow(const Picture& inPicture, int inComponent, std::int32_t inY, float* outRow,
+                   float* ioScratch);
 
 // Any component of a row in memory, at its own width.
 void ReadMemoryRow(const Picture& inPicture, int inComponent, std::int32_t inRow, float* outRow);

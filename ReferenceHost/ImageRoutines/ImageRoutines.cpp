@@ -13,7 +13,6 @@ namespace
 using ir::OverBlack;
 using ir::Picture;
 
-
 bool IsFieldSelector(std::int32_t inField)
 {
     return inField >= kIR_WholePicture && inField <= kIR_LowerField;
@@ -27,17 +26,20 @@ bool HasRowsOf(std::int32_t inHeight, std::int32_t inField)
 bool IsSamePlace(const Picture& inSource, const Picture& inTarget)
 {
     return inSource.storage == ir::Storage::kPacked4 && inTarget.storage == ir::Storage::kPacked4 &&
-           inSource.sample == inTarget.sample && std::abs(inSource.strides[0]) == std::abs(inTarget.strides[0]) &&
+           inSource.sample == inTarget.sample &&
+           std::abs(inSource.strides[0]) == std::abs(inTarget.strides[0]) &&
            (inSource.planes[0] == inTarget.planes[0] ||
             inSource.planes[0] == inTarget.Row(0, inTarget.height - 1));
 }
 
 void TurnRowsRound(const Picture& ioPicture)
 {
-    const std::ptrdiff_t bytes = static_cast<std::ptrdiff_t>(ioPicture.width) * 4 * ir::SampleBytes(ioPicture.sample);
+    const std::ptrdiff_t bytes =
+        static_cast<std::ptrdiff_t>(ioPicture.width) * 4 * ir::SampleBytes(ioPicture.sample);
     for (std::int32_t y = 0; y < ioPicture.height / 2; ++y)
     {
-        std::swap_ranges(ioPicture.Row(0, y), ioPicture.Row(0, y) + bytes, ioPicture.Row(0, ioPicture.height - 1 - y));
+        std::swap_ranges(ioPicture.Row(0, y), ioPicture.Row(0, y) + bytes,
+                         ioPicture.Row(0, ioPicture.height - 1 - y));
     }
 }
 
@@ -61,7 +63,8 @@ std::int32_t ConvertSameSize(const Picture& inSource, const Picture& inTarget, c
     {
         return ir::ConvertPictures(inSource, inTarget, inOverBlack);
     }
-    return IsSamePlace(inSource, inTarget) ? ConvertInPlace(inSource, inTarget, inOverBlack) : kIR_BadArgument;
+    return IsSamePlace(inSource, inTarget) ? ConvertInPlace(inSource, inTarget, inOverBlack)
+                                           : kIR_BadArgument;
 }
 
 std::int32_t OnePixel(const void* inColor, std::uint32_t inFormat, Picture& outPixel)
@@ -88,101 +91,110 @@ std::int32_t Guarded(Work inWork) noexcept
 extern "C"
 {
 
-int32_t IR_Convert(const void* inSource, int32_t inSourceRowBytes, uint32_t inSourceFormat, void* outTarget,
-                   int32_t inTargetRowBytes, uint32_t inTargetFormat, int32_t inWidth, int32_t inHeight, int32_t)
-{
-    Picture source;
-    Picture target;
-    std::int32_t status = ir::PictureFromCode(inSource, inSourceRowBytes, inWidth, inHeight, inSourceFormat, source);
-    if (status == kIR_Success)
+    int32_t IR_Convert(const void* inSource, int32_t inSourceRowBytes, uint32_t inSourceFormat,
+                       void* outTarget, int32_t inTargetRowBytes, uint32_t inTargetFormat, int32_t inWidth,
+                       int32_t inHeight, int32_t)
     {
-        status = ir::PictureFromCode(outTarget, inTargetRowBytes, inWidth, inHeight, inTargetFormat, target);
+        Picture source;
+        Picture target;
+        std::int32_t status =
+            ir::PictureFromCode(inSource, inSourceRowBytes, inWidth, inHeight, inSourceFormat, source);
+        if (status == kIR_Success)
+        {
+            status =
+                ir::PictureFromCode(outTarget, inTargetRowBytes, inWidth, inHeight, inTargetFormat, target);
+        }
+        return status != kIR_Success ? status : Guarded([&] { return ConvertSameSize(source, target, {}); });
     }
-    return status != kIR_Success ? status : Guarded([&] { return ConvertSameSize(source, target, {}); });
-}
 
-int32_t IR_ScaleConvert(const void* inSource, int32_t inSourceRowBytes, int32_t inSourceWidth, int32_t inSourceHeight,
-                        uint32_t inSourceFormat, int32_t inSourceField, void* outTarget, int32_t inTargetRowBytes,
-                        int32_t inTargetWidth, int32_t inTargetHeight, uint32_t inTargetFormat, int32_t inTargetField,
-                        int32_t inQuality)
-{
-    Picture source;
-    Picture target;
-    std::int32_t status =
-        ir::PictureFromCode(inSource, inSourceRowBytes, inSourceWidth, inSourceHeight, inSourceFormat, source);
-    if (status == kIR_Success)
+    int32_t IR_ScaleConvert(const void* inSource, int32_t inSourceRowBytes, int32_t inSourceWidth,
+                            int32_t inSourceHeight, uint32_t inSourceFormat, int32_t inSourceField,
+                            void* outTarget, int32_t inTargetRowBytes, int32_t inTargetWidth,
+                            int32_t inTargetHeight, uint32_t inTargetFormat, int32_t inTargetField,
+                            int32_t inQuality)
     {
-        status =
-            ir::PictureFromCode(outTarget, inTargetRowBytes, inTargetWidth, inTargetHeight, inTargetFormat, target);
+        Picture source;
+        Picture target;
+        std::int32_t status = ir::PictureFromCode(inSource, inSourceRowBytes, inSourceWidth, inSourceHeight,
+                                                  inSourceFormat, source);
+        if (status == kIR_Success)
+        {
+            status = ir::PictureFromCode(outTarget, inTargetRowBytes, inTargetWidth, inTargetHeight,
+                                         inTargetFormat, target);
+        }
+        if (status != kIR_Success)
+        {
+            return status;
+        }
+        if (!IsFieldSelector(inSourceField) || !IsFieldSelector(inTargetField) || ir::Overlap(source, target))
+        {
+            return kIR_BadArgument;
+        }
+        if (!HasRowsOf(inSourceHeight, inSourceField) || !HasRowsOf(inTargetHeight, inTargetField))
+        {
+            return kIR_BadSize;
+        }
+        return Guarded(
+            [&] { return ir::ScalePictures(source, inSourceField, target, inTargetField, inQuality); });
     }
-    if (status != kIR_Success)
-    {
-        return status;
-    }
-    if (!IsFieldSelector(inSourceField) || !IsFieldSelector(inTargetField) || ir::Overlap(source, target))
-    {
-        return kIR_BadArgument;
-    }
-    if (!HasRowsOf(inSourceHeight, inSourceField) || !HasRowsOf(inTargetHeight, inTargetField))
-    {
-        return kIR_BadSize;
-    }
-    return Guarded([&] { return ir::ScalePictures(source, inSourceField, target, inTargetField, inQuality); });
-}
 
-int32_t IR_FillWithColor(void* outPixels, int32_t inRowBytes, int32_t inWidth, int32_t inHeight, uint32_t inFormat,
-                         const void* inColor, uint32_t inColorFormat)
-{
-    Picture target;
-    Picture color;
-    std::int32_t status = ir::PictureFromCode(outPixels, inRowBytes, inWidth, inHeight, inFormat, target);
-    if (status == kIR_Success)
+    int32_t IR_FillWithColor(void* outPixels, int32_t inRowBytes, int32_t inWidth, int32_t inHeight,
+                             uint32_t inFormat, const void* inColor, uint32_t inColorFormat)
     {
-        status = OnePixel(inColor, inColorFormat, color);
+        Picture target;
+        Picture color;
+        std::int32_t status = ir::PictureFromCode(outPixels, inRowBytes, inWidth, inHeight, inFormat, target);
+        if (status == kIR_Success)
+        {
+            status = OnePixel(inColor, inColorFormat, color);
+        }
+        return status != kIR_Success ? status : Guarded([&] { return ir::FillPicture(target, color); });
     }
-    return status != kIR_Success ? status : Guarded([&] { return ir::FillPicture(target, color); });
-}
 
-int32_t IR_UnPremultiplyAgainstMatteColor(void* ioPixels, int32_t inRowBytes, uint32_t inFormat, int32_t inWidth,
-                                          int32_t inHeight, const void* inMatte, uint32_t inMatteFormat, int32_t)
-{
-    Picture picture;
-    Picture matte;
-    std::int32_t status = ir::PictureFromCode(ioPixels, inRowBytes, inWidth, inHeight, inFormat, picture);
-    if (status == kIR_Success)
+    int32_t IR_UnPremultiplyAgainstMatteColor(void* ioPixels, int32_t inRowBytes, uint32_t inFormat,
+                                              int32_t inWidth, int32_t inHeight, const void* inMatte,
+                                              uint32_t inMatteFormat, int32_t)
     {
-        status = picture.storage == ir::Storage::kPacked4 ? OnePixel(inMatte, inMatteFormat, matte) : kIR_UnknownFormat;
+        Picture picture;
+        Picture matte;
+        std::int32_t status = ir::PictureFromCode(ioPixels, inRowBytes, inWidth, inHeight, inFormat, picture);
+        if (status == kIR_Success)
+        {
+            status = picture.storage == ir::Storage::kPacked4 ? OnePixel(inMatte, inMatteFormat, matte)
+                                                              : kIR_UnknownFormat;
+        }
+        return status != kIR_Success ? status
+                                     : Guarded([&] { return ir::UnPremultiplyPicture(picture, matte); });
     }
-    return status != kIR_Success ? status : Guarded([&] { return ir::UnPremultiplyPicture(picture, matte); });
-}
 
-int32_t IR_CompositeToBlack(const void* inSource, int32_t inSourceRowBytes, uint32_t inSourceFormat, void* outTarget,
-                            int32_t inTargetRowBytes, uint32_t inTargetFormat, int32_t inWidth, int32_t inHeight,
-                            float inOpacity, int32_t)
-{
-    Picture source;
-    Picture target;
-    std::int32_t status = ir::PictureFromCode(inSource, inSourceRowBytes, inWidth, inHeight, inSourceFormat, source);
-    if (status == kIR_Success)
+    int32_t IR_CompositeToBlack(const void* inSource, int32_t inSourceRowBytes, uint32_t inSourceFormat,
+                                void* outTarget, int32_t inTargetRowBytes, uint32_t inTargetFormat,
+                                int32_t inWidth, int32_t inHeight, float inOpacity, int32_t)
     {
-        status = ir::PictureFromCode(outTarget, inTargetRowBytes, inWidth, inHeight, inTargetFormat, target);
+        Picture source;
+        Picture target;
+        std::int32_t status =
+            ir::PictureFromCode(inSource, inSourceRowBytes, inWidth, inHeight, inSourceFormat, source);
+        if (status == kIR_Success)
+        {
+            status =
+                ir::PictureFromCode(outTarget, inTargetRowBytes, inWidth, inHeight, inTargetFormat, target);
+        }
+        if (status != kIR_Success || std::isnan(inOpacity))
+        {
+            return status != kIR_Success ? status : kIR_BadArgument;
+        }
+        const OverBlack overBlack = {true, inOpacity < 0.0F ? 0.0F : inOpacity > 1.0F ? 1.0F : inOpacity};
+        return Guarded([&] { return ConvertSameSize(source, target, overBlack); });
     }
-    if (status != kIR_Success || std::isnan(inOpacity))
+
+    int32_t IR_IsOriginTopLeft(uint32_t inFormat)
     {
-        return status != kIR_Success ? status : kIR_BadArgument;
+        return ir::IsKnownCode(inFormat) && !ir::IsBottomLeftCode(inFormat) ? 1 : 0;
     }
-    const OverBlack overBlack = {true, inOpacity < 0.0F ? 0.0F : inOpacity > 1.0F ? 1.0F : inOpacity};
-    return Guarded([&] { return ConvertSameSize(source, target, overBlack); });
-}
 
-int32_t IR_IsOriginTopLeft(uint32_t inFormat)
-{
-    return ir::IsKnownCode(inFormat) && !ir::IsBottomLeftCode(inFormat) ? 1 : 0;
-}
-
-int32_t IR_IsOriginBottomLeft(uint32_t inFormat)
-{
-    return ir::IsBottomLeftCode(inFormat) ? 1 : 0;
-}
-
+    int32_t IR_IsOriginBottomLeft(uint32_t inFormat)
+    {
+        return ir::IsBottomLeftCode(inFormat) ? 1 : 0;
+    }
 }

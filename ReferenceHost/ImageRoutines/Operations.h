@@ -18,7 +18,8 @@ struct OverBlack
 };
 
 // Same size. Source and target may be the same rows of four-component pictures of one sample size.
-std::int32_t ConvertPictures(const Picture& inSource, const Picture& inTarget, const OverBlack& inOverBlack = {});
+std::int32_t ConvertPictures(const Picture& inSource, const Picture& inTarget,
+                             const OverBlack& inOverBlack = {});
 
 // Any size, any fields.
 std::int32_t ScalePictures(const Picture& inSource, std::int32_t inSourceField, const Picture& inTarget,

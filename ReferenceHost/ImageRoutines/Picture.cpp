@@ -35,8 +35,9 @@ enum : std::uint32_t
 
 CodeBits Split(std::uint32_t inFormat) noexcept
 {
-    return {inFormat & 3u,         (inFormat >> 2) & 3u,  (inFormat >> 4) & 15u, (inFormat >> 8) & 7u,
-            (inFormat & 0x800) != 0, (inFormat & 0x1000) != 0, (inFormat & 0x2000) != 0, (inFormat >> 14) != 0};
+    return {
+        inFormat & 3u,           (inFormat >> 2) & 3u,     (inFormat >> 4) & 15u,    (inFormat >> 8) & 7u,
+        (inFormat & 0x800) != 0, (inFormat & 0x1000) != 0, (inFormat & 0x2000) != 0, (inFormat >> 14) != 0};
 }
 
 bool FourComponentBitsAgree(const CodeBits& inBits) noexcept
@@ -61,10 +62,8 @@ bool SubsampledBitsAgree(const CodeBits& inBits) noexcept
     switch (inBits.layout)
     {
     case kLayoutUYVY:
-    case kLayoutYUYV:
-        return inBits.depth == kDepth8u;
-    case kLayoutV210:
-        return inBits.depth == kDepth10u;
+    case kLayoutYUYV: return inBits.depth == kDepth8u;
+    case kLayoutV210: return inBits.depth == kDepth10u;
     default:
         return inBits.layout <= kLayout420Center && (inBits.depth == kDepth8u || inBits.depth == kDepth10u);
     }
@@ -75,15 +74,11 @@ std::int64_t MinimumRowBytes(const CodeBits& inBits, std::int64_t inWidth) noexc
     const std::int64_t sampleBytes = inBits.depth == kDepth32f ? 4 : inBits.depth == kDepth8u ? 1 : 2;
     switch (inBits.layout)
     {
-    case kLayoutPacked4:
-        return inWidth * 4 * sampleBytes;
+    case kLayoutPacked4: return inWidth * 4 * sampleBytes;
     case kLayoutUYVY:
-    case kLayoutYUYV:
-        return (inWidth + 1) / 2 * 4;
-    case kLayoutV210:
-        return (inWidth + 5) / 6 * 16;
-    default:
-        return (inWidth + 1) / 2 * 2 * sampleBytes;
+    case kLayoutYUYV: return (inWidth + 1) / 2 * 4;
+    case kLayoutV210: return (inWidth + 5) / 6 * 16;
+    default: return (inWidth + 1) / 2 * 2 * sampleBytes;
     }
 }
 
@@ -100,16 +95,11 @@ Storage StorageOf(std::uint32_t inLayout) noexcept
 {
     switch (inLayout)
     {
-    case kLayoutPacked4:
-        return Storage::kPacked4;
-    case kLayoutUYVY:
-        return Storage::kUYVY;
-    case kLayoutYUYV:
-        return Storage::kYUYV;
-    case kLayoutV210:
-        return Storage::kV210;
-    default:
-        return Storage::kPlanar;
+    case kLayoutPacked4: return Storage::kPacked4;
+    case kLayoutUYVY: return Storage::kUYVY;
+    case kLayoutYUYV: return Storage::kYUYV;
+    case kLayoutV210: return Storage::kV210;
+    default: return Storage::kPlanar;
     }
 }
 
@@ -125,8 +115,8 @@ void DescribeCode(const CodeBits& inBits, Picture& outPicture) noexcept
                                                     : Sample::kWord;
     outPicture.bits = kBits[inBits.depth];
     outPicture.shiftX = inBits.layout == kLayoutPacked4 ? 0 : 1;
-    outPicture.shiftY =
-        inBits.layout == kLayout420Frame || inBits.layout == kLayout420Field || inBits.layout == kLayout420Center;
+    outPicture.shiftY = inBits.layout == kLayout420Frame || inBits.layout == kLayout420Field ||
+                        inBits.layout == kLayout420Center;
     outPicture.siting = inBits.layout == kLayout420Center ? ChromaSiting::kCenter : ChromaSiting::kLeft;
     outPicture.isFieldChroma = inBits.layout == kLayout420Field;
     outPicture.isFullRange = inBits.family == 0 || inBits.full;
@@ -154,8 +144,7 @@ bool LayoutIsKnown(const PlanarDescription& inDescription) noexcept
     }
     switch (inDescription.layout)
     {
-    case PlaneLayout::kPlanar:
-        return true;
+    case PlaneLayout::kPlanar: return true;
     case PlaneLayout::kSemiPlanar:
         return !inDescription.isRGB && !inDescription.isGray && !inDescription.isFloat;
     default:
@@ -198,8 +187,7 @@ bool StridesHoldRows(const Picture& inPicture) noexcept
     switch (inPicture.storage)
     {
     case Storage::kYUYV:
-    case Storage::kUYVY:
-        return holds(0, chroma * 4);
+    case Storage::kUYVY: return holds(0, chroma * 4);
     case Storage::kSemiPlanar:
         return holds(0, inPicture.width) && holds(1, chroma * 2) &&
                (!inPicture.HasAlpha() || holds(3, inPicture.width));
@@ -211,7 +199,8 @@ bool StridesHoldRows(const Picture& inPicture) noexcept
 
 void DescribePlanes(const PlanarDescription& inDescription, Picture& outPicture) noexcept
 {
-    static constexpr Storage kStorage[] = {Storage::kPlanar, Storage::kSemiPlanar, Storage::kYUYV, Storage::kUYVY};
+    static constexpr Storage kStorage[] = {Storage::kPlanar, Storage::kSemiPlanar, Storage::kYUYV,
+                                           Storage::kUYVY};
     static constexpr PictureAlpha kAlpha[] = {PictureAlpha::kNone, PictureAlpha::kStraight,
                                               PictureAlpha::kPremultiplied};
     outPicture.storage = kStorage[static_cast<int>(inDescription.layout)];
@@ -219,8 +208,9 @@ void DescribePlanes(const PlanarDescription& inDescription, Picture& outPicture)
                         : inDescription.bitsPerSample == 8 ? Sample::kByte
                                                            : Sample::kWord;
     outPicture.bits = inDescription.isFloat ? 32 : inDescription.bitsPerSample;
-    outPicture.lowZeroBits =
-        inDescription.isMSBAligned && outPicture.sample == Sample::kWord ? 16 - inDescription.bitsPerSample : 0;
+    outPicture.lowZeroBits = inDescription.isMSBAligned && outPicture.sample == Sample::kWord
+                                 ? 16 - inDescription.bitsPerSample
+                                 : 0;
     outPicture.isGray = inDescription.isGray;
     outPicture.shiftX = inDescription.isGray ? 0 : inDescription.chromaShiftX;
     outPicture.shiftY = inDescription.isGray ? 0 : inDescription.chromaShiftY;
@@ -277,8 +267,8 @@ bool IsBottomLeftCode(std::uint32_t inFormat) noexcept
     return IsKnownCode(inFormat) && Split(inFormat).bottomLeft;
 }
 
-std::int32_t PictureFromCode(const void* inPixels, std::int32_t inRowBytes, std::int32_t inWidth, std::int32_t inHeight,
-                             std::uint32_t inFormat, Picture& outPicture) noexcept
+std::int32_t PictureFromCode(const void* inPixels, std::int32_t inRowBytes, std::int32_t inWidth,
+                             std::int32_t inHeight, std::uint32_t inFormat, Picture& outPicture) noexcept
 {
     if (!IsKnownCode(inFormat))
     {
@@ -348,17 +338,12 @@ std::ptrdiff_t PatternBytes(const Picture& inPicture, int inPlane) noexcept
     const std::ptrdiff_t sample = SampleBytes(inPicture.sample);
     switch (inPicture.storage)
     {
-    case Storage::kPacked4:
-        return sample * 4;
+    case Storage::kPacked4: return sample * 4;
     case Storage::kYUYV:
-    case Storage::kUYVY:
-        return 4;
-    case Storage::kV210:
-        return 16;
-    case Storage::kSemiPlanar:
-        return inPlane == 1 ? sample * 2 : sample;
-    default:
-        return sample;
+    case Storage::kUYVY: return 4;
+    case Storage::kV210: return 16;
+    case Storage::kSemiPlanar: return inPlane == 1 ? sample * 2 : sample;
+    default: return sample;
     }
 }
 
@@ -370,12 +355,9 @@ std::ptrdiff_t PatternsInRow(const Picture& inPicture, int inPlane) noexcept
     switch (inPicture.storage)
     {
     case Storage::kYUYV:
-    case Storage::kUYVY:
-        return inPicture.ChromaWidth();
-    case Storage::kV210:
-        return (inPicture.width + 5) / 6;
-    default:
-        return inPlane == 1 || inPlane == 2 ? inPicture.ChromaWidth() : inPicture.width;
+    case Storage::kUYVY: return inPicture.ChromaWidth();
+    case Storage::kV210: return (inPicture.width + 5) / 6;
+    default: return inPlane == 1 || inPlane == 2 ? inPicture.ChromaWidth() : inPicture.width;
     }
 }
 
@@ -431,7 +413,8 @@ bool Overlap(const Picture& inOne, const Picture& inOther) noexcept
     {
         for (int j = 0; j < 4; ++j)
         {
-            if (inOne.planes[i] != nullptr && inOther.planes[j] != nullptr && Share(RowsOf(inOne, i), RowsOf(inOther, j)))
+            if (inOne.planes[i] != nullptr && inOther.planes[j] != nullptr &&
+                Share(RowsOf(inOne, i), RowsOf(inOther, j)))
             {
                 return true;
             }
@@ -489,7 +472,8 @@ ChromaRowPair ChromaRowsFor(const Picture& inPicture, std::int32_t inY) noexcept
     const std::int32_t step = inPicture.isFieldChroma ? 2 : 1;
     const std::int32_t rows = (inPicture.chromaRows + step - 1 - parity) / step;
     const double y = inPicture.isFieldChroma ? inY >> 1 : inY;
-    const double position = (y - ChromaOffsetY(inPicture, field)) / static_cast<double>(1 << inPicture.shiftY);
+    const double position =
+        (y - ChromaOffsetY(inPicture, field)) / static_cast<double>(1 << inPicture.shiftY);
     const double above = std::floor(position);
     const auto row = [&](double inRow)
     {
@@ -509,7 +493,8 @@ bool HasSameChromaRows(const Picture& inOne, const Picture& inOther) noexcept
 {
     const bool isSameSpacing = inOne.shiftY == inOther.shiftY && inOne.ownField == inOther.ownField &&
                                inOne.chromaRows == inOther.chromaRows;
-    return isSameSpacing && ChromaOffsetY(inOne, inOne.ownField) == ChromaOffsetY(inOther, inOther.ownField) &&
+    return isSameSpacing &&
+           ChromaOffsetY(inOne, inOne.ownField) == ChromaOffsetY(inOther, inOther.ownField) &&
            (inOne.shiftY == 0 || inOne.isFieldChroma == inOther.isFieldChroma);
 }
 
@@ -572,10 +557,8 @@ double ChromaOffsetX(const Picture& inPicture) noexcept
     {
     case ChromaSiting::kLeft:
     case ChromaSiting::kTopLeft:
-    case ChromaSiting::kBottomLeft:
-        return 0.0;
-    default:
-        return middle;
+    case ChromaSiting::kBottomLeft: return 0.0;
+    default: return middle;
     }
 }
 
@@ -583,7 +566,8 @@ double ChromaOffsetY(const Picture& inPicture, std::int32_t inField) noexcept
 {
     const double last = static_cast<double>((1 << inPicture.shiftY) - 1);
     const bool isTop = inPicture.siting == ChromaSiting::kTopLeft || inPicture.siting == ChromaSiting::kTop;
-    const bool isBottom = inPicture.siting == ChromaSiting::kBottomLeft || inPicture.siting == ChromaSiting::kBottom;
+    const bool isBottom =
+        inPicture.siting == ChromaSiting::kBottomLeft || inPicture.siting == ChromaSiting::kBottom;
     const double frame = isTop ? 0.0 : isBottom ? last : last / 2.0;
     if (inField == kIR_WholePicture || inPicture.shiftY == 0)
     {

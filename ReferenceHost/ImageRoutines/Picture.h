@@ -56,7 +56,7 @@ struct Picture
     ChromaSiting siting = ChromaSiting::kLeft;
     bool isFieldChroma = false; // chroma rows belong to the fields
     std::int32_t ownField = 0;  // the field that this picture is, of a picture with isFieldChroma
-    bool isGray = false; // plane 0 alone, read as R = G = B
+    bool isGray = false;        // plane 0 alone, read as R = G = B
     bool isFullRange = true;
     Matrix matrix = Matrix::kRGB; // kRGB: the components are R, G, B
     Transfer transfer = Transfer::kDisplay;
@@ -64,7 +64,10 @@ struct Picture
     PictureAlpha alpha = PictureAlpha::kNone;
 
     bool IsRGB() const noexcept { return matrix == Matrix::kRGB; }
-    bool HasAlpha() const noexcept { return alpha == PictureAlpha::kStraight || alpha == PictureAlpha::kPremultiplied; }
+    bool HasAlpha() const noexcept
+    {
+        return alpha == PictureAlpha::kStraight || alpha == PictureAlpha::kPremultiplied;
+    }
     bool IsSubsampled() const noexcept { return shiftX != 0 || shiftY != 0; }
     std::int32_t ChromaWidth() const noexcept { return (width + (1 << shiftX) - 1) >> shiftX; }
     unsigned char* Row(int inPlane, std::int32_t inY) const noexcept
@@ -84,10 +87,11 @@ struct ComponentRange
 inline constexpr std::int32_t kMaxSide = 65536;
 
 // kIR_Success and a filled outPicture, or the reason why the arguments are no picture.
-[[nodiscard]] std::int32_t PictureFromCode(const void* inPixels, std::int32_t inRowBytes, std::int32_t inWidth,
-                                           std::int32_t inHeight, std::uint32_t inFormat, Picture& outPicture) noexcept;
-[[nodiscard]] std::int32_t PictureFromPlanes(const PlanarDescription& inDescription, const void* const inPlanes[4],
-                                             Picture& outPicture) noexcept;
+[[nodiscard]] std::int32_t PictureFromCode(const void* inPixels, std::int32_t inRowBytes,
+                                           std::int32_t inWidth, std::int32_t inHeight,
+                                           std::uint32_t inFormat, Picture& outPicture) noexcept;
+[[nodiscard]] std::int32_t PictureFromPlanes(const PlanarDescription& inDescription,
+                                             const void* const inPlanes[4], Picture& outPicture) noexcept;
 
 bool IsKnownCode(std::uint32_t inFormat) noexcept;
 bool IsFourComponentCode(std::uint32_t inFormat) noexcept;

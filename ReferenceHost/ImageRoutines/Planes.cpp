@@ -7,16 +7,16 @@ namespace ir
 {
 
 std::int32_t ConvertPlanes(const PlanarPicture& inSource, std::int32_t inSourceField, void* outTarget,
-                           std::int32_t inTargetRowBytes, std::int32_t inTargetWidth, std::int32_t inTargetHeight,
-                           std::uint32_t inTargetFormat, std::int32_t inQuality)
+                           std::int32_t inTargetRowBytes, std::int32_t inTargetWidth,
+                           std::int32_t inTargetHeight, std::uint32_t inTargetFormat, std::int32_t inQuality)
 {
     Picture source;
     Picture target;
     std::int32_t status = PictureFromPlanes(inSource, inSource.planes, source);
     if (status == kIR_Success)
     {
-        status =
-            PictureFromCode(outTarget, inTargetRowBytes, inTargetWidth, inTargetHeight, inTargetFormat, target);
+        status = PictureFromCode(outTarget, inTargetRowBytes, inTargetWidth, inTargetHeight, inTargetFormat,
+                                 target);
     }
     if (status == kIR_Success && (inSourceField < kIR_WholePicture || inSourceField > kIR_LowerField))
     {
@@ -44,13 +44,14 @@ std::int32_t ConvertToPlanes(const void* inSource, std::int32_t inSourceRowBytes
                                        outTarget.planes[3]};
         status = PictureFromPlanes(outTarget, planes, target);
     }
-    if (status == kIR_Success &&
-        (target.transfer != Transfer::kDisplay || target.primaries != Primaries::k709 || !IsLinearModel(target.matrix)))
+    if (status == kIR_Success && (target.transfer != Transfer::kDisplay ||
+                                  target.primaries != Primaries::k709 || !IsLinearModel(target.matrix)))
     {
         status = kIR_UnknownFormat;
     }
-    return status != kIR_Success ? status
-                                 : ScalePictures(source, kIR_WholePicture, target, kIR_WholePicture, inQuality);
+    return status != kIR_Success
+               ? status
+               : ScalePictures(source, kIR_WholePicture, target, kIR_WholePicture, inQuality);
 }
 
 }

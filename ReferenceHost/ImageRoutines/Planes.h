@@ -69,10 +69,10 @@ enum class ChromaSiting : std::uint8_t
 
 enum class PlaneLayout : std::uint8_t
 {
-    kPlanar,      // Y U V A, or G B R A, or one grey plane (and A in plane 3)
-    kSemiPlanar,  // Y, then U and V by turns in plane 1 (A in plane 3)
-    kPackedYUYV,  // one plane, 8-bit
-    kPackedUYVY   // one plane, 8-bit
+    kPlanar,     // Y U V A, or G B R A, or one grey plane (and A in plane 3)
+    kSemiPlanar, // Y, then U and V by turns in plane 1 (A in plane 3)
+    kPackedYUYV, // one plane, 8-bit
+    kPackedUYVY  // one plane, 8-bit
 };
 
 enum class AlphaKind : std::uint8_t
@@ -91,10 +91,10 @@ struct PlanarDescription
     std::int32_t height = 0;
 
     PlaneLayout layout = PlaneLayout::kPlanar;
-    bool isRGB = false;    // planes G, B, R (, A); range full unless said otherwise
-    bool isGray = false;   // plane 0 alone (and A in plane 3)
-    bool isFloat = false;  // 32-bit float, Y and RGB 0..1, U and V about 0
-    bool isMSBAligned = false; // significant bits at the top of each 16-bit word
+    bool isRGB = false;             // planes G, B, R (, A); range full unless said otherwise
+    bool isGray = false;            // plane 0 alone (and A in plane 3)
+    bool isFloat = false;           // 32-bit float, Y and RGB 0..1, U and V about 0
+    bool isMSBAligned = false;      // significant bits at the top of each 16-bit word
     std::int32_t bitsPerSample = 8; // 8, or 9..16 in 16-bit little-endian words
     std::int32_t chromaShiftX = 0;  // 0..2
     std::int32_t chromaShiftY = 0;  // 0..2
@@ -121,16 +121,16 @@ struct MutablePlanarPicture : PlanarDescription
 // Converts inSource, or one field of it (kIR_WholePicture, kIR_UpperField, kIR_LowerField), to a picture of
 // inTargetFormat, scaled to the target's size as IR_ScaleConvert does. 0 or a negative status of IR/ImageRoutines.h;
 // a description that goes nowhere (an unknown depth, a missing plane) is kIR_UnknownFormat or kIR_NullPointer.
-[[nodiscard]] std::int32_t ConvertPlanes(const PlanarPicture& inSource, std::int32_t inSourceField, void* outTarget,
-                                         std::int32_t inTargetRowBytes, std::int32_t inTargetWidth,
-                                         std::int32_t inTargetHeight, std::uint32_t inTargetFormat,
-                                         std::int32_t inQuality);
+[[nodiscard]] std::int32_t ConvertPlanes(const PlanarPicture& inSource, std::int32_t inSourceField,
+                                         void* outTarget, std::int32_t inTargetRowBytes,
+                                         std::int32_t inTargetWidth, std::int32_t inTargetHeight,
+                                         std::uint32_t inTargetFormat, std::int32_t inQuality);
 
 // Converts the picture of a format code to the planes of outTarget, scaled to the target's size. The target's
 // transfer and primaries must be kDisplay and k709: encoders are given what the formats hold.
 [[nodiscard]] std::int32_t ConvertToPlanes(const void* inSource, std::int32_t inSourceRowBytes,
                                            std::int32_t inSourceWidth, std::int32_t inSourceHeight,
-                                           std::uint32_t inSourceFormat, const MutablePlanarPicture& outTarget,
-                                           std::int32_t inQuality);
+                                           std::uint32_t inSourceFormat,
+                                           const MutablePlanarPicture& outTarget, std::int32_t inQuality);
 
 }

@@ -16,15 +16,20 @@ namespace ir::reference
 struct Grid
 {
     Grid(std::int32_t inWidth, std::int32_t inHeight)
-        : width(inWidth), height(inHeight),
-          pixels(static_cast<std::size_t>(inWidth) * static_cast<std::size_t>(inHeight))
+        : width(inWidth)
+        , height(inHeight)
+        , pixels(static_cast<std::size_t>(inWidth) * static_cast<std::size_t>(inHeight))
     {
     }
     Pixel& At(std::int32_t inX, std::int32_t inY)
     {
-        return pixels[static_cast<std::size_t>(inY) * static_cast<std::size_t>(width) + static_cast<std::size_t>(inX)];
+        return pixels[static_cast<std::size_t>(inY) * static_cast<std::size_t>(width) +
+                      static_cast<std::size_t>(inX)];
     }
-    const Pixel& At(std::int32_t inX, std::int32_t inY) const { return const_cast<Grid*>(this)->At(inX, inY); }
+    const Pixel& At(std::int32_t inX, std::int32_t inY) const
+    {
+        return const_cast<Grid*>(this)->At(inX, inY);
+    }
 
     std::int32_t width;
     std::int32_t height;
@@ -37,7 +42,8 @@ ComponentRange RangeOf(const Picture& inPicture, int inComponent);
 double LoadSample(const Picture& inPicture, const unsigned char* inRow, std::ptrdiff_t inIndex);
 double ReadPlane(const Picture& inPicture, int inComponent, std::int32_t inX, std::int32_t inY);
 
-void WritePlane(const Picture& inPicture, int inComponent, std::int32_t inX, std::int32_t inY, double inValue);
+void WritePlane(const Picture& inPicture, int inComponent, std::int32_t inX, std::int32_t inY,
+                double inValue);
 
 // Packed forms hold whole groups: places beyond an odd width repeat the last sample, so that nothing stale is left.
 void CompleteChromaGroup(const Picture& inPicture, std::int32_t inY);

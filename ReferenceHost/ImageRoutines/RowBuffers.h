@@ -18,8 +18,8 @@ class RowBuffers
 public:
     // Throws std::bad_alloc.
     RowBuffers(std::size_t inRows, std::size_t inSamples)
-        : mPitch((inSamples * sizeof(T) + kSlack + 63) / 64 * 64 / sizeof(T)),
-          mBlock(static_cast<T*>(IR_AllocateTransientMemoryBlock(mPitch * sizeof(T) * inRows)))
+        : mPitch((inSamples * sizeof(T) + kSlack + 63) / 64 * 64 / sizeof(T))
+        , mBlock(static_cast<T*>(IR_AllocateTransientMemoryBlock(mPitch * sizeof(T) * inRows)))
     {
         if (mBlock == nullptr)
         {

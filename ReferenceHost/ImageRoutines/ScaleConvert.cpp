@@ -31,7 +31,7 @@ enum class Outlet : std::uint8_t
     kYuvToBgra,   // the kernel that decoded video goes through
     kPackedBytes, // planes of bytes to four components
     kFloats,      // any picture without subsampled chroma
-    kWholePlanes  // planes of a picture of our own, which is then converted: chroma needs rows above and below
+    kWholePlanes // planes of a picture of our own, which is then converted: chroma needs rows above and below
 };
 
 // Depth of scaled YUV for the kernel: its chroma words have 13 bits.
@@ -41,24 +41,15 @@ zimg_matrix_coefficients_e MatrixOf(Matrix inMatrix)
 {
     switch (inMatrix)
     {
-    case Matrix::kRGB:
-        return ZIMG_MATRIX_RGB;
-    case Matrix::k601:
-        return ZIMG_MATRIX_ST170_M;
-    case Matrix::k2020NonConstant:
-        return ZIMG_MATRIX_BT2020_NCL;
-    case Matrix::k2020Constant:
-        return ZIMG_MATRIX_BT2020_CL;
-    case Matrix::k240M:
-        return ZIMG_MATRIX_ST240_M;
-    case Matrix::kFCC:
-        return ZIMG_MATRIX_FCC;
-    case Matrix::kYCgCo:
-        return ZIMG_MATRIX_YCGCO;
-    case Matrix::kICtCp:
-        return ZIMG_MATRIX_ICTCP;
-    default:
-        return ZIMG_MATRIX_BT709;
+    case Matrix::kRGB: return ZIMG_MATRIX_RGB;
+    case Matrix::k601: return ZIMG_MATRIX_ST170_M;
+    case Matrix::k2020NonConstant: return ZIMG_MATRIX_BT2020_NCL;
+    case Matrix::k2020Constant: return ZIMG_MATRIX_BT2020_CL;
+    case Matrix::k240M: return ZIMG_MATRIX_ST240_M;
+    case Matrix::kFCC: return ZIMG_MATRIX_FCC;
+    case Matrix::kYCgCo: return ZIMG_MATRIX_YCGCO;
+    case Matrix::kICtCp: return ZIMG_MATRIX_ICTCP;
+    default: return ZIMG_MATRIX_BT709;
     }
 }
 
@@ -66,14 +57,10 @@ zimg_transfer_characteristics_e TransferOf(Transfer inTransfer)
 {
     switch (inTransfer)
     {
-    case Transfer::kLinear:
-        return ZIMG_TRANSFER_LINEAR;
-    case Transfer::kPQ:
-        return ZIMG_TRANSFER_ST2084;
-    case Transfer::kHLG:
-        return ZIMG_TRANSFER_ARIB_B67;
-    default:
-        return ZIMG_TRANSFER_BT709;
+    case Transfer::kLinear: return ZIMG_TRANSFER_LINEAR;
+    case Transfer::kPQ: return ZIMG_TRANSFER_ST2084;
+    case Transfer::kHLG: return ZIMG_TRANSFER_ARIB_B67;
+    default: return ZIMG_TRANSFER_BT709;
     }
 }
 
@@ -81,20 +68,13 @@ zimg_color_primaries_e PrimariesOf(Primaries inPrimaries)
 {
     switch (inPrimaries)
     {
-    case Primaries::k2020:
-        return ZIMG_PRIMARIES_BT2020;
-    case Primaries::kP3D65:
-        return ZIMG_PRIMARIES_ST432_1;
-    case Primaries::kP3DCI:
-        return ZIMG_PRIMARIES_ST431_2;
-    case Primaries::k470M:
-        return ZIMG_PRIMARIES_BT470_M;
-    case Primaries::kFilm:
-        return ZIMG_PRIMARIES_FILM;
-    case Primaries::kXYZ:
-        return ZIMG_PRIMARIES_ST428;
-    default:
-        return ZIMG_PRIMARIES_BT709;
+    case Primaries::k2020: return ZIMG_PRIMARIES_BT2020;
+    case Primaries::kP3D65: return ZIMG_PRIMARIES_ST432_1;
+    case Primaries::kP3DCI: return ZIMG_PRIMARIES_ST431_2;
+    case Primaries::k470M: return ZIMG_PRIMARIES_BT470_M;
+    case Primaries::kFilm: return ZIMG_PRIMARIES_FILM;
+    case Primaries::kXYZ: return ZIMG_PRIMARIES_ST428;
+    default: return ZIMG_PRIMARIES_BT709;
     }
 }
 
@@ -107,13 +87,16 @@ zimg_resample_filter_e ResizeOf(ScaleFilter inFilter)
 
 zimg_pixel_type_e PixelTypeOf(Sample inSample)
 {
-    return inSample == Sample::kByte ? ZIMG_PIXEL_BYTE : inSample == Sample::kWord ? ZIMG_PIXEL_WORD : ZIMG_PIXEL_FLOAT;
+    return inSample == Sample::kByte   ? ZIMG_PIXEL_BYTE
+           : inSample == Sample::kWord ? ZIMG_PIXEL_WORD
+                                       : ZIMG_PIXEL_FLOAT;
 }
 
 // zimg's 256-bit code wants addresses and strides to be multiples of 32.
 bool IsAligned(const Picture& inPicture, int inPlane)
 {
-    return reinterpret_cast<std::uintptr_t>(inPicture.planes[inPlane]) % 32 == 0 && inPicture.strides[inPlane] % 32 == 0;
+    return reinterpret_cast<std::uintptr_t>(inPicture.planes[inPlane]) % 32 == 0 &&
+           inPicture.strides[inPlane] % 32 == 0;
 }
 
 // Bytes of one step along a row of a picture without subsampled chroma.
@@ -124,8 +107,8 @@ Picture ColumnsOf(const Picture& inPicture, std::int32_t inRow, unsigned inLeft,
     {
         if (columns.planes[plane] != nullptr)
         {
-            columns.planes[plane] =
-                inPicture.Row(plane, inRow) + PatternBytes(inPicture, plane) * static_cast<std::ptrdiff_t>(inLeft);
+            columns.planes[plane] = inPicture.Row(plane, inRow) +
+                                    PatternBytes(inPicture, plane) * static_cast<std::ptrdiff_t>(inLeft);
         }
     }
     columns.width = static_cast<std::int32_t>(inRight - inLeft);
@@ -140,10 +123,12 @@ Picture ColumnsOf(const Picture& inPicture, std::int32_t inRow, unsigned inLeft,
 class Scaling
 {
 public:
-    Scaling(const Picture& inSource, std::int32_t inSourceField, const Picture& inTarget, std::int32_t inTargetField,
-            std::int32_t inQuality)
-        : mSource(inSource), mTarget(inTarget), mMapsColour(NeedsColourMapping(inSource)),
-          mKeepsAlpha(inSource.HasAlpha() && inTarget.HasAlpha())
+    Scaling(const Picture& inSource, std::int32_t inSourceField, const Picture& inTarget,
+            std::int32_t inTargetField, std::int32_t inQuality)
+        : mSource(inSource)
+        , mTarget(inTarget)
+        , mMapsColour(NeedsColourMapping(inSource))
+        , mKeepsAlpha(inSource.HasAlpha() && inTarget.HasAlpha())
     {
         TakeFields(inSourceField, inTargetField);
         mMultiplies = mKeepsAlpha && inSource.alpha == PictureAlpha::kStraight && !mMapsColour;
@@ -197,7 +182,8 @@ private:
 
     Intake ChooseIntake() const
     {
-        const bool isPlanes = mSource.storage == Storage::kPlanar && mSource.lowZeroBits == 0 && !mSource.isGray;
+        const bool isPlanes =
+            mSource.storage == Storage::kPlanar && mSource.lowZeroBits == 0 && !mSource.isGray;
         if (mPicksRows || mMultiplies)
         {
             return Intake::kFloats;
@@ -210,7 +196,8 @@ private:
         {
             return Intake::kFloats;
         }
-        bool isDirect = mSource.width % (1 << mSource.shiftX) == 0 && mSource.height % (1 << mSource.shiftY) == 0;
+        bool isDirect =
+            mSource.width % (1 << mSource.shiftX) == 0 && mSource.height % (1 << mSource.shiftY) == 0;
         for (int plane = 0; plane < (mKeepsAlpha ? 4 : 3); ++plane)
         {
             isDirect = isDirect && IsAligned(mSource, plane);
@@ -234,7 +221,8 @@ private:
             return Outlet::kYuvToBgra;
         }
         const bool isSameCode = mSource.sample == Sample::kByte && mSource.matrix == mTarget.matrix &&
-                                mSource.isFullRange == mTarget.isFullRange && mSource.transfer == mTarget.transfer;
+                                mSource.isFullRange == mTarget.isFullRange &&
+                                mSource.transfer == mTarget.transfer;
         const bool alphaGoesThrough = !mKeepsAlpha || mSource.alpha == mTarget.alpha;
         return isSameCode && alphaGoesThrough ? Outlet::kPackedBytes : Outlet::kFloats;
     }
@@ -251,14 +239,16 @@ private:
         mMiddle.transfer = mSource.transfer;
         mMiddle.isFullRange = mSource.isFullRange;
         const bool isFloat = mIntake == Intake::kFloats || mMapsColour || mSource.sample == Sample::kFloat;
-        mMiddle.sample = isFloat                              ? Sample::kFloat
+        mMiddle.sample = isFloat                           ? Sample::kFloat
                          : mOutlet == Outlet::kPackedBytes ? Sample::kByte
-                                                              : Sample::kWord;
-        mMiddle.bits = isFloat                              ? 32
+                                                           : Sample::kWord;
+        mMiddle.bits = isFloat                           ? 32
                        : mOutlet == Outlet::kPackedBytes ? 8
                        : mOutlet == Outlet::kYuvToBgra   ? kKernelBits
-                                                            : 16;
-        mMiddle.alpha = !mKeepsAlpha ? PictureAlpha::kNone : mMultiplies ? PictureAlpha::kPremultiplied : mSource.alpha;
+                                                         : 16;
+        mMiddle.alpha = !mKeepsAlpha  ? PictureAlpha::kNone
+                        : mMultiplies ? PictureAlpha::kPremultiplied
+                                      : mSource.alpha;
         if (mMapsColour)
         {
             mMiddle.matrix = Matrix::kRGB;
@@ -273,7 +263,8 @@ private:
         zimg_image_format_default(&mKey.target, ZIMG_API_VERSION);
         DescribeSource(mKey.source);
         DescribeTarget(mKey.target);
-        const std::int32_t wholeHeight = inTargetField == kIR_WholePicture ? mTarget.height : mWholeTargetHeight;
+        const std::int32_t wholeHeight =
+            inTargetField == kIR_WholePicture ? mTarget.height : mWholeTargetHeight;
         SetRegion(mKey.source, MapRows(mWholeSourceHeight, inSourceField, wholeHeight, inTargetField));
         const bool isSameSize = mSource.width == mTarget.width && mSourceRows == mTargetRows;
         mKey.filter = ResizeOf(FilterOf(inQuality));
@@ -324,7 +315,9 @@ private:
         outFormat.matrix_coefficients = inPicture.IsRGB() ? ZIMG_MATRIX_RGB : ZIMG_MATRIX_UNSPECIFIED;
         outFormat.pixel_range = inPicture.isFullRange ? ZIMG_RANGE_FULL : ZIMG_RANGE_LIMITED;
         const bool isStraight = mMapsColour && mSource.alpha == PictureAlpha::kStraight;
-        outFormat.alpha = !mKeepsAlpha ? ZIMG_ALPHA_NONE : isStraight ? ZIMG_ALPHA_STRAIGHT : ZIMG_ALPHA_PREMULTIPLIED;
+        outFormat.alpha = !mKeepsAlpha ? ZIMG_ALPHA_NONE
+                          : isStraight ? ZIMG_ALPHA_STRAIGHT
+                                       : ZIMG_ALPHA_PREMULTIPLIED;
     }
 
     void SetRegion(zimg_image_format& ioFormat, const AxisMap& inRows) const
@@ -365,7 +358,8 @@ private:
 
     std::int32_t ProcessWhole(const ScaleGraph& inGraph, ScaleGraph::Run& ioRun)
     {
-        const auto samples = static_cast<std::size_t>(mMiddle.width) * static_cast<std::size_t>(SampleBytes(mMiddle.sample));
+        const auto samples =
+            static_cast<std::size_t>(mMiddle.width) * static_cast<std::size_t>(SampleBytes(mMiddle.sample));
         const RowBuffers<unsigned char> planes(static_cast<std::size_t>(mMiddle.height) * 4, samples);
         zimg_image_buffer output = {};
         output.version = ZIMG_API_VERSION;
@@ -398,8 +392,8 @@ private:
             }
         }
         const zimg_filter_graph_callback unpack = mIntake == Intake::kDirect ? nullptr : Unpack;
-        return zimg_filter_graph_process(inGraph.Graph(), &input, &inOutput, ioRun.temporary, unpack, this, inPack,
-                                         this) == ZIMG_ERROR_SUCCESS;
+        return zimg_filter_graph_process(inGraph.Graph(), &input, &inOutput, ioRun.temporary, unpack, this,
+                                         inPack, this) == ZIMG_ERROR_SUCCESS;
     }
 
     static void Attach(const RowRing& inRing, zimg_image_buffer& outBuffer)
@@ -431,15 +425,11 @@ private:
         case Intake::kPackedBytes:
             BgraRowToPlanes(mSource.Row(0, static_cast<std::int32_t>(inRow)) + std::size_t{inLeft} * 4,
                             mInput.Row(0, inRow) + inLeft, mInput.Row(1, inRow) + inLeft,
-                            mInput.Row(2, inRow) + inLeft, mKeepsAlpha ? mInput.Row(3, inRow) + inLeft : nullptr,
-                            inRight - inLeft);
+                            mInput.Row(2, inRow) + inLeft,
+                            mKeepsAlpha ? mInput.Row(3, inRow) + inLeft : nullptr, inRight - inLeft);
             break;
-        case Intake::kCopied:
-            CopyRow(inRow);
-            break;
-        default:
-            ReadFloats(inRow, inLeft, inRight);
-            break;
+        case Intake::kCopied: CopyRow(inRow); break;
+        default: ReadFloats(inRow, inLeft, inRight); break;
         }
     }
 
@@ -447,7 +437,10 @@ private:
     unsigned ChromaRow(unsigned inRow) const { return inRow >> mKey.source.subsample_h; }
 
     // The row beyond the last of a picture with an odd height repeats it, as the column beyond an odd width does.
-    std::int32_t KeptRow(unsigned inRow) const { return std::min(static_cast<std::int32_t>(inRow), mSourceRows - 1); }
+    std::int32_t KeptRow(unsigned inRow) const
+    {
+        return std::min(static_cast<std::int32_t>(inRow), mSourceRows - 1);
+    }
 
     void CopyRow(unsigned inRow)
     {
@@ -477,9 +470,10 @@ private:
         for (int plane = 0; plane < 4; ++plane)
         {
             const bool isChroma = plane == 1 || plane == 2;
-            row.c[plane] = mInput.planes[plane] == nullptr
-                               ? mRows->Row(0)
-                               : reinterpret_cast<float*>(mInput.Row(plane, isChroma ? ChromaRow(inRow) : inRow));
+            row.c[plane] =
+                mInput.planes[plane] == nullptr
+                    ? mRows->Row(0)
+                    : reinterpret_cast<float*>(mInput.Row(plane, isChroma ? ChromaRow(inRow) : inRow));
         }
         return row;
     }
@@ -524,7 +518,8 @@ private:
                 ReadChromaRow(mSource, component, inY, outRow.c[component], mRows->Row(1));
                 continue;
             }
-            ReadMemoryRow(mSource, component, static_cast<std::int32_t>(ChromaRow(inRow)), outRow.c[component]);
+            ReadMemoryRow(mSource, component, static_cast<std::int32_t>(ChromaRow(inRow)),
+                          outRow.c[component]);
         }
     }
 
@@ -556,8 +551,8 @@ private:
         if (mOutlet == Outlet::kPackedBytes)
         {
             RgbRowToBgra(mOutput.Row(0, inRow) + inLeft, mOutput.Row(1, inRow) + inLeft,
-                         mOutput.Row(2, inRow) + inLeft, mKeepsAlpha ? mOutput.Row(3, inRow) + inLeft : nullptr, target,
-                         width);
+                         mOutput.Row(2, inRow) + inLeft,
+                         mKeepsAlpha ? mOutput.Row(3, inRow) + inLeft : nullptr, target, width);
             return;
         }
         const auto words = [&](int inPlane)
@@ -617,13 +612,14 @@ std::int32_t ScalePictures(const Picture& inSource, std::int32_t inSourceField, 
     // Chroma rows that the fields share belong to no field alone: they are interpolated while rows are picked.
     const bool sharesChroma = inSource.shiftY != 0 && !inSource.isFieldChroma;
     const bool isWhole = inSourceField == kIR_WholePicture && inTargetField == kIR_WholePicture;
-    const bool copies = CopiesRows(inSource.width, inSource.height, inSourceField, inTarget.width, inTarget.height,
-                                   inTargetField);
+    const bool copies = CopiesRows(inSource.width, inSource.height, inSourceField, inTarget.width,
+                                   inTarget.height, inTargetField);
     if (copies && !NeedsColourMapping(inSource) && (isWhole || !sharesChroma))
     {
         const std::int32_t rows = inSourceField != kIR_WholePicture ? inSourceField : inTargetField;
         return ConvertPictures(rows == kIR_WholePicture ? inSource : FieldOf(inSource, rows),
-                               inTargetField == kIR_WholePicture ? inTarget : FieldOf(inTarget, inTargetField));
+                               inTargetField == kIR_WholePicture ? inTarget
+                                                                 : FieldOf(inTarget, inTargetField));
     }
     return Scaling(inSource, inSourceField, inTarget, inTargetField, inQuality).Run();
 }

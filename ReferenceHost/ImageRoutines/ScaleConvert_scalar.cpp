@@ -53,7 +53,8 @@ bool KeepsChromaRows(const Picture& inSource, std::int32_t inField)
     return inField == kIR_WholePicture && !inSource.isFieldChroma;
 }
 
-double SampleOf(const Picture& inSource, int inComponent, std::int32_t inX, std::int32_t inY, bool inKeepsRows)
+double SampleOf(const Picture& inSource, int inComponent, std::int32_t inX, std::int32_t inY,
+                bool inKeepsRows)
 {
     const bool isChroma = inComponent == 1 || inComponent == 2;
     if (!isChroma || inKeepsRows || inSource.shiftY == 0)
@@ -79,7 +80,8 @@ SampledPlane SamplesOf(const Picture& inSource, std::int32_t inField, int inComp
     plane.offsetY = keepsRows ? ChromaOffsetY(inSource, kIR_WholePicture) : 0.0;
     for (std::int32_t row = 0; row < plane.height; ++row)
     {
-        const std::int32_t y = inField == kIR_WholePicture ? row : row * 2 + (inField == kIR_LowerField ? 1 : 0);
+        const std::int32_t y =
+            inField == kIR_WholePicture ? row : row * 2 + (inField == kIR_LowerField ? 1 : 0);
         for (std::int32_t x = 0; x < plane.width; ++x)
         {
             const double alpha = inMultiply ? ReadPlane(inSource, 3, x, y) : 1.0;
@@ -124,8 +126,8 @@ double PlaceInPlane(double inPlace, double inOffset, double inShrink)
     return (inPlace - 0.5 - inOffset) / inShrink + 0.5;
 }
 
-void ScalePlane(const SampledPlane& inPlane, ScaleFilter inFilter, const AxisMap& inColumns, const AxisMap& inRows,
-                Grid& ioGrid, int inComponent)
+void ScalePlane(const SampledPlane& inPlane, ScaleFilter inFilter, const AxisMap& inColumns,
+                const AxisMap& inRows, Grid& ioGrid, int inComponent)
 {
     for (std::int32_t y = 0; y < ioGrid.height; ++y)
     {
@@ -141,9 +143,9 @@ void ScalePlane(const SampledPlane& inPlane, ScaleFilter inFilter, const AxisMap
             {
                 for (std::size_t i = 0; i < columns.places.size(); ++i)
                 {
-                    const std::size_t at = static_cast<std::size_t>(rows.places[j]) *
-                                               static_cast<std::size_t>(inPlane.width) +
-                                           static_cast<std::size_t>(columns.places[i]);
+                    const std::size_t at =
+                        static_cast<std::size_t>(rows.places[j]) * static_cast<std::size_t>(inPlane.width) +
+                        static_cast<std::size_t>(columns.places[i]);
                     sum += rows.weights[j] * columns.weights[i] * inPlane.values[at];
                 }
             }
@@ -174,8 +176,8 @@ void ScalePicture(const Picture& inSource, std::int32_t inSourceField, const Pic
     const std::int32_t rows = isFieldToField ? RowsOfField(inTarget.height, inTargetField) : inTarget.height;
     const AxisMap columnMap = {0.0, static_cast<double>(inSource.width) / inTarget.width};
     const AxisMap rowMap = MapRows(inSource.height, inSourceField, inTarget.height, inTargetField);
-    const bool copies = CopiesRows(inSource.width, inSource.height, inSourceField, inTarget.width, inTarget.height,
-                                   inTargetField);
+    const bool copies = CopiesRows(inSource.width, inSource.height, inSourceField, inTarget.width,
+                                   inTarget.height, inTargetField);
     const bool multiplies = inSource.alpha == PictureAlpha::kStraight && inTarget.HasAlpha() && !copies;
 
     Picture kind = inSource;

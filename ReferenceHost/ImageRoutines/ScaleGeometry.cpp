@@ -5,12 +5,16 @@ namespace ir
 
 ScaleFilter FilterOf(std::int32_t inQuality) noexcept
 {
-    return inQuality <= 3 ? ScaleFilter::kBilinear : inQuality == 4 ? ScaleFilter::kBicubic : ScaleFilter::kLanczos;
+    return inQuality <= 3   ? ScaleFilter::kBilinear
+           : inQuality == 4 ? ScaleFilter::kBicubic
+                            : ScaleFilter::kLanczos;
 }
 
 std::int32_t RowsOfField(std::int32_t inHeight, std::int32_t inField) noexcept
 {
-    return inField == kIR_WholePicture ? inHeight : inField == kIR_UpperField ? (inHeight + 1) / 2 : inHeight / 2;
+    return inField == kIR_WholePicture ? inHeight
+           : inField == kIR_UpperField ? (inHeight + 1) / 2
+                                       : inHeight / 2;
 }
 
 AxisMap MapRows(std::int32_t inSourceHeight, std::int32_t inSourceField, std::int32_t inTargetHeight,

@@ -30,9 +30,10 @@ bool IsSame(const zimg_image_format& inOne, const zimg_image_format& inOther) no
 {
     const auto& one = inOne.active_region;
     const auto& other = inOther.active_region;
-    return inOne.width == inOther.width && inOne.height == inOther.height && inOne.pixel_type == inOther.pixel_type &&
-           inOne.subsample_w == inOther.subsample_w && inOne.subsample_h == inOther.subsample_h &&
-           inOne.color_family == inOther.color_family && inOne.matrix_coefficients == inOther.matrix_coefficients &&
+    return inOne.width == inOther.width && inOne.height == inOther.height &&
+           inOne.pixel_type == inOther.pixel_type && inOne.subsample_w == inOther.subsample_w &&
+           inOne.subsample_h == inOther.subsample_h && inOne.color_family == inOther.color_family &&
+           inOne.matrix_coefficients == inOther.matrix_coefficients &&
            inOne.transfer_characteristics == inOther.transfer_characteristics &&
            inOne.color_primaries == inOther.color_primaries && inOne.depth == inOther.depth &&
            inOne.pixel_range == inOther.pixel_range && inOne.chroma_location == inOther.chroma_location &&
@@ -43,7 +44,8 @@ bool IsSame(const zimg_image_format& inOne, const zimg_image_format& inOther) no
 bool IsSame(const GraphKey& inOne, const GraphKey& inOther) noexcept
 {
     return IsSame(inOne.source, inOther.source) && IsSame(inOne.target, inOther.target) &&
-           inOne.filter == inOther.filter && inOne.chromaFilter == inOther.chromaFilter && inOne.cpu == inOther.cpu;
+           inOne.filter == inOther.filter && inOne.chromaFilter == inOther.chromaFilter &&
+           inOne.cpu == inOther.cpu;
 }
 
 zimg_filter_graph* Build(const GraphKey& inKey)
@@ -65,7 +67,6 @@ zimg_filter_graph* Build(const GraphKey& inKey)
     params.cpu_type = static_cast<zimg_cpu_type_e>(inKey.cpu);
     return zimg_filter_graph_build(&inKey.source, &inKey.target, &params);
 }
-
 
 RowRing LayOut(const zimg_image_format& inFormat, unsigned inBuffering)
 {
@@ -90,7 +91,8 @@ RowRing LayOut(const zimg_image_format& inFormat, unsigned inBuffering)
         const unsigned rows = isWhole ? height : std::bit_ceil(std::max(1U, inBuffering >> shiftY));
         ring.strides[plane] = static_cast<std::ptrdiff_t>(stride);
         ring.masks[plane] = isWhole || rows >= height ? ZIMG_BUFFER_MAX : rows - 1;
-        ring.planes[plane] = reinterpret_cast<unsigned char*>(ring.bytes); // an offset until a run lays it in memory
+        ring.planes[plane] =
+            reinterpret_cast<unsigned char*>(ring.bytes); // an offset until a run lays it in memory
         ring.bytes += stride * std::min(rows, height);
     }
     return ring;
@@ -101,7 +103,8 @@ RowRing Placed(const RowRing& inRing, unsigned char* inBase)
     RowRing ring = inRing;
     for (int plane = 0; plane < 4; ++plane)
     {
-        ring.planes[plane] = ring.strides[plane] == 0 ? nullptr : inBase + reinterpret_cast<std::size_t>(inRing.planes[plane]);
+        ring.planes[plane] =
+            ring.strides[plane] == 0 ? nullptr : inBase + reinterpret_cast<std::size_t>(inRing.planes[plane]);
     }
     return ring;
 }
@@ -115,8 +118,8 @@ public:
     std::shared_ptr<ScaleGraph> Find(const GraphKey& inKey)
     {
         std::lock_guard lock(mLock);
-        const auto found =
-            std::find_if(mEntries.begin(), mEntries.end(), [&](const Entry& inEntry) { return IsSame(inEntry.key, inKey); });
+        const auto found = std::find_if(mEntries.begin(), mEntries.end(),
+                                        [&](const Entry& inEntry) { return IsSame(inEntry.key, inKey); });
         if (found == mEntries.end())
         {
             return nullptr;
@@ -177,7 +180,9 @@ struct ScaleGraph::Pool
 };
 
 ScaleGraph::ScaleGraph(const GraphKey& inKey, zimg_filter_graph* inGraph)
-    : mGraph(inGraph), mTemporaryBytes(0), mPool(std::make_unique<Pool>())
+    : mGraph(inGraph)
+    , mTemporaryBytes(0)
+    , mPool(std::make_unique<Pool>())
 {
     unsigned inputRows = 0;
     unsigned outputRows = 0;
@@ -206,7 +211,8 @@ ScaleGraph::Run ScaleGraph::Begin()
     }
     if (run.workspace == nullptr)
     {
-        run.workspace = std::make_unique<ScaleWorkspace>(mInput.bytes + mOutput.bytes + mTemporaryBytes + kAlignment);
+        run.workspace =
+            std::make_unique<ScaleWorkspace>(mInput.bytes + mOutput.bytes + mTemporaryBytes + kAlignment);
     }
     unsigned char* base = run.workspace->Bytes();
     run.input = Placed(mInput, base);

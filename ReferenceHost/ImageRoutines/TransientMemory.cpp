@@ -83,32 +83,32 @@ BlockPool& SharedPool()
 extern "C"
 {
 
-void* IR_AllocateTransientMemoryBlock(size_t inBytes)
-{
-    if (inBytes == 0 || inBytes > (static_cast<std::size_t>(-1) >> 2))
+    void* IR_AllocateTransientMemoryBlock(size_t inBytes)
     {
-        return nullptr;
+        if (inBytes == 0 || inBytes > (static_cast<std::size_t>(-1) >> 2))
+        {
+            return nullptr;
+        }
+        const std::size_t wanted = std::bit_ceil(inBytes + sizeof(Record));
+        const bool isPooled = wanted <= kLargestPooled;
+        const std::size_t bytes =
+            isPooled ? (wanted < 256 ? 256 : wanted) : (inBytes + sizeof(Record) + 63) / 64 * 64;
+        void* block = isPooled ? SharedPool().Take(bytes) : nullptr;
+        block = block != nullptr ? block : std::aligned_alloc(kAlignment, bytes);
+        return block == nullptr ? nullptr : new (block) Record{bytes} + 1;
     }
-    const std::size_t wanted = std::bit_ceil(inBytes + sizeof(Record));
-    const bool isPooled = wanted <= kLargestPooled;
-    const std::size_t bytes = isPooled ? (wanted < 256 ? 256 : wanted) : (inBytes + sizeof(Record) + 63) / 64 * 64;
-    void* block = isPooled ? SharedPool().Take(bytes) : nullptr;
-    block = block != nullptr ? block : std::aligned_alloc(kAlignment, bytes);
-    return block == nullptr ? nullptr : new (block) Record{bytes} + 1;
-}
 
-void IR_FreeTransientMemoryBlock(void* inBlock)
-{
-    if (inBlock == nullptr)
+    void IR_FreeTransientMemoryBlock(void* inBlock)
     {
-        return;
+        if (inBlock == nullptr)
+        {
+            return;
+        }
+        Record* record = static_cast<Record*>(inBlock) - 1;
+        const std::size_t bytes = record->bytes;
+        if (bytes > kLargestPooled || !SharedPool().Keep(record, bytes))
+        {
+            std::free(record);
+        }
     }
-    Record* record = static_cast<Record*>(inBlock) - 1;
-    const std::size_t bytes = record->bytes;
-    if (bytes > kLargestPooled || !SharedPool().Keep(record, bytes))
-    {
-        std::free(record);
-    }
-}
-
 }

@@ -10,7 +10,8 @@ namespace ir::reference
 namespace
 {
 
-void StoreSample(const Picture& inPicture, int inComponent, unsigned char* inRow, std::ptrdiff_t inIndex, double inValue)
+void StoreSample(const Picture& inPicture, int inComponent, unsigned char* inRow, std::ptrdiff_t inIndex,
+                 double inValue)
 {
     const ComponentRange range = RangeOf(inPicture, inComponent);
     const double code = inValue * range.scale + range.offset;
@@ -43,12 +44,14 @@ void StoreV210(const Picture& inPicture, int inComponent, std::int32_t inX, std:
     std::uint32_t word = 0;
     std::memcpy(&word, place, 4);
     const int shift = slot % 3 * 10;
-    word = (word & ~(0x3FFu << shift) & 0x3FFFFFFFu) | (static_cast<std::uint32_t>(std::floor(code + 0.5)) << shift);
+    word = (word & ~(0x3FFu << shift) & 0x3FFFFFFFu) |
+           (static_cast<std::uint32_t>(std::floor(code + 0.5)) << shift);
     std::memcpy(place, &word, 4);
 }
 
 // A component at a chroma place: the triangle of the width of a chroma sample over the full-resolution pixels.
-double FilteredRow(const Grid& inGrid, const Picture& inTarget, int inComponent, std::int32_t inChromaX, std::int32_t inY)
+double FilteredRow(const Grid& inGrid, const Picture& inTarget, int inComponent, std::int32_t inChromaX,
+                   std::int32_t inY)
 {
     const std::int32_t step = 1 << inTarget.shiftX;
     const double centre = inChromaX * step + ChromaOffsetX(inTarget);
@@ -63,7 +66,8 @@ double FilteredRow(const Grid& inGrid, const Picture& inTarget, int inComponent,
     return sum / weights;
 }
 
-double FilteredChroma(const Grid& inGrid, const Picture& inTarget, int inComponent, std::int32_t inX, std::int32_t inRow)
+double FilteredChroma(const Grid& inGrid, const Picture& inTarget, int inComponent, std::int32_t inX,
+                      std::int32_t inRow)
 {
     const std::int32_t lines = inTarget.isFieldChroma ? 2 : 1;
     const std::int32_t parity = inTarget.isFieldChroma ? inRow % 2 : 0;
@@ -78,7 +82,8 @@ double FilteredChroma(const Grid& inGrid, const Picture& inTarget, int inCompone
         const double weight = std::max(0.0, 1.0 - std::fabs(y - centre) / step);
         if (weight > 0.0)
         {
-            sum += weight * FilteredRow(inGrid, inTarget, inComponent, inX, Mirrored(y, rows) * lines + parity);
+            sum +=
+                weight * FilteredRow(inGrid, inTarget, inComponent, inX, Mirrored(y, rows) * lines + parity);
             weights += weight;
         }
     }
@@ -101,7 +106,9 @@ void WriteLuma(const Grid& inGrid, const Picture& inTarget, std::int32_t inY)
             WritePlane(inTarget, 3, x, inY, inTarget.HasAlpha() ? pixel.c[3] : 1.0);
         }
     }
-    const std::int32_t group = inTarget.storage == Storage::kV210 ? 6 : inTarget.storage == Storage::kPlanar ? 1 : 2;
+    const std::int32_t group = inTarget.storage == Storage::kV210     ? 6
+                               : inTarget.storage == Storage::kPlanar ? 1
+                                                                      : 2;
     const bool isGrouped = inTarget.storage == Storage::kV210 || inTarget.storage == Storage::kYUYV ||
                            inTarget.storage == Storage::kUYVY;
     for (std::int32_t x = inTarget.width; isGrouped && x % group != 0; ++x)
@@ -133,16 +140,16 @@ void WritePlane(const Picture& inPicture, int inComponent, std::int32_t inX, std
     switch (inPicture.storage)
     {
     case Storage::kPacked4:
-        StoreSample(inPicture, inComponent, inPicture.Row(0, inY), x * 4 + kPackedPlace[inComponent], inValue);
+        StoreSample(inPicture, inComponent, inPicture.Row(0, inY), x * 4 + kPackedPlace[inComponent],
+                    inValue);
         break;
-    case Storage::kV210:
-        StoreV210(inPicture, inComponent, inX, inY, inValue);
-        break;
+    case Storage::kV210: StoreV210(inPicture, inComponent, inX, inY, inValue); break;
     case Storage::kYUYV:
     case Storage::kUYVY:
     {
         const int luma = inPicture.storage == Storage::kYUYV ? 0 : 1;
-        const std::ptrdiff_t index = inComponent == 0 ? x * 2 + luma : x * 4 + (1 - luma) + (inComponent == 2 ? 2 : 0);
+        const std::ptrdiff_t index =
+            inComponent == 0 ? x * 2 + luma : x * 4 + (1 - luma) + (inComponent == 2 ? 2 : 0);
         StoreSample(inPicture, inComponent, inPicture.Row(0, inY), index, inValue);
         break;
     }
@@ -153,9 +160,7 @@ void WritePlane(const Picture& inPicture, int inComponent, std::int32_t inX, std
             break;
         }
         [[fallthrough]];
-    default:
-        StoreSample(inPicture, inComponent, inPicture.Row(inComponent, inY), x, inValue);
-        break;
+    default: StoreSample(inPicture, inComponent, inPicture.Row(inComponent, inY), x, inValue); break;
     }
 }
 

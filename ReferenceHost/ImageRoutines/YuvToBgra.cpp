@@ -126,8 +126,9 @@ struct FactorVectors
 HWY_INLINE FactorVectors Spread(const YuvToBgraFactors& inFactors)
 {
     const Shorts d;
-    return {hn::Set(d, inFactors.luma),       hn::Set(d, inFactors.redFromV), hn::Set(d, inFactors.greenFromU),
-            hn::Set(d, inFactors.greenFromV), hn::Set(d, inFactors.blueFromU), hn::Set(d, inFactors.redBias)};
+    return {hn::Set(d, inFactors.luma),       hn::Set(d, inFactors.redFromV),
+            hn::Set(d, inFactors.greenFromU), hn::Set(d, inFactors.greenFromV),
+            hn::Set(d, inFactors.blueFromU),  hn::Set(d, inFactors.redBias)};
 }
 
 // Pixels of one parity as two words each: blue and green, red and alpha.
@@ -137,13 +138,14 @@ struct PackedPixels
     WordVector redAlpha;
 };
 
-HWY_INLINE PackedPixels ConvertPixels(const FactorVectors& inFactors, WordVector inLuma, WordVector inU, WordVector inV,
-                                      WordVector inAlphaAbove)
+HWY_INLINE PackedPixels ConvertPixels(const FactorVectors& inFactors, WordVector inLuma, WordVector inU,
+                                      WordVector inV, WordVector inAlphaAbove)
 {
     const Shorts d;
     const ShortVector u = hn::BitCast(d, inU);
     const ShortVector v = hn::BitCast(d, inV);
-    const ShortVector luma = hn::Add(hn::MulFixedPoint15(hn::BitCast(d, inLuma), inFactors.luma), inFactors.bias);
+    const ShortVector luma =
+        hn::Add(hn::MulFixedPoint15(hn::BitCast(d, inLuma), inFactors.luma), inFactors.bias);
     const WordVector red = ClampedCode(hn::Add(luma, hn::MulFixedPoint15(v, inFactors.redFromV)));
     const ShortVector greenPart =
         hn::Add(hn::MulFixedPoint15(u, inFactors.greenFromU), hn::MulFixedPoint15(v, inFactors.greenFromV));
@@ -172,9 +174,9 @@ HWY_INLINE Pair LoadAlpha(const std::uint8_t* inAlpha, std::size_t inX)
 }
 
 template <bool kIsWord, ChromaPhase kPhase>
-HWY_INLINE void ConvertStretch(const FactorVectors& inFactors, const SampleRow& inLuma, const std::uint16_t* inU,
-                               const std::uint16_t* inV, const std::uint8_t* inAlpha, std::uint8_t* outPixels,
-                               std::size_t inX)
+HWY_INLINE void ConvertStretch(const FactorVectors& inFactors, const SampleRow& inLuma,
+                               const std::uint16_t* inU, const std::uint16_t* inV,
+                               const std::uint8_t* inAlpha, std::uint8_t* outPixels, std::size_t inX)
 {
     const Pair luma = LoadLuma<kIsWord>(inLuma.samples, inX, inLuma.leftShift);
     const Pair u = LoadChroma<kPhase>(inU, inX);
@@ -187,8 +189,8 @@ HWY_INLINE void ConvertStretch(const FactorVectors& inFactors, const SampleRow& 
 // What is left of a row after the whole stretches goes through copies, so that nothing beyond a row is touched.
 template <bool kIsWord, ChromaPhase kPhase>
 HWY_NOINLINE void ConvertRest(const SampleRow& inLuma, const std::uint16_t* inU, const std::uint16_t* inV,
-                              const std::uint8_t* inAlpha, const YuvToBgraFactors& inFactors, std::uint8_t* outRow,
-                              std::size_t inX, std::size_t inWidth)
+                              const std::uint8_t* inAlpha, const YuvToBgraFactors& inFactors,
+                              std::uint8_t* outRow, std::size_t inX, std::size_t inWidth)
 {
     constexpr std::size_t kMost = 2 * hn::MaxLanes(Words());
     const std::size_t bytes = (inWidth - inX) * (kIsWord ? 2 : 1);
@@ -208,8 +210,9 @@ HWY_NOINLINE void ConvertRest(const SampleRow& inLuma, const std::uint16_t* inU,
 }
 
 template <bool kIsWord, ChromaPhase kPhase>
-void ConvertRow(const SampleRow& inLuma, const std::uint16_t* inU, const std::uint16_t* inV, const std::uint8_t* inAlpha,
-                const YuvToBgraFactors& inFactors, std::uint8_t* outRow, std::size_t inWidth)
+void ConvertRow(const SampleRow& inLuma, const std::uint16_t* inU, const std::uint16_t* inV,
+                const std::uint8_t* inAlpha, const YuvToBgraFactors& inFactors, std::uint8_t* outRow,
+                std::size_t inWidth)
 {
     const FactorVectors factors = Spread(inFactors);
     const std::size_t step = 2 * hn::Lanes(Words());
@@ -350,7 +353,8 @@ void BlendTwo(const ChromaBlend& inBlend, std::uint16_t* outU, std::uint16_t* ou
     Pad(outV, inSamples);
 }
 
-void BlendChromaRows(const ChromaBlend& inBlend, std::uint16_t* outU, std::uint16_t* outV, std::size_t inSamples)
+void BlendChromaRows(const ChromaBlend& inBlend, std::uint16_t* outU, std::uint16_t* outV,
+                     std::size_t inSamples)
 {
     if (inBlend.isInterleaved)
     {
@@ -360,8 +364,8 @@ void BlendChromaRows(const ChromaBlend& inBlend, std::uint16_t* outU, std::uint1
     (inBlend.isWord ? BlendOne<true> : BlendOne<false>)(inBlend, outU, inSamples);
 }
 
-void SplitRow(const std::uint8_t* inRow, bool inIsUYVY, std::uint8_t* outLuma, std::uint16_t* outU, std::uint16_t* outV,
-              std::size_t inPairs)
+void SplitRow(const std::uint8_t* inRow, bool inIsUYVY, std::uint8_t* outLuma, std::uint16_t* outU,
+              std::uint16_t* outV, std::size_t inPairs)
 {
     const Words d;
     const HalfBytes half;
@@ -389,9 +393,9 @@ void SplitRow(const std::uint8_t* inRow, bool inIsUYVY, std::uint8_t* outLuma, s
     Pad(outV, inPairs);
 }
 
-void ConvertYuvRow(const SampleRow& inLuma, const std::uint16_t* inU, const std::uint16_t* inV, ChromaPhase inPhase,
-                   const std::uint8_t* inAlpha, const YuvToBgraFactors& inFactors, std::uint8_t* outRow,
-                   std::size_t inWidth)
+void ConvertYuvRow(const SampleRow& inLuma, const std::uint16_t* inU, const std::uint16_t* inV,
+                   ChromaPhase inPhase, const std::uint8_t* inAlpha, const YuvToBgraFactors& inFactors,
+                   std::uint8_t* outRow, std::size_t inWidth)
 {
     using Function = decltype(&ConvertRow<false, ChromaPhase::kLeft>);
     static constexpr Function kRows[2][3] = {
@@ -399,7 +403,8 @@ void ConvertYuvRow(const SampleRow& inLuma, const std::uint16_t* inU, const std:
          ConvertRow<false, ChromaPhase::kFull>},
         {ConvertRow<true, ChromaPhase::kLeft>, ConvertRow<true, ChromaPhase::kCenter>,
          ConvertRow<true, ChromaPhase::kFull>}};
-    kRows[inLuma.isWord ? 1 : 0][static_cast<int>(inPhase)](inLuma, inU, inV, inAlpha, inFactors, outRow, inWidth);
+    kRows[inLuma.isWord ? 1 : 0][static_cast<int>(inPhase)](inLuma, inU, inV, inAlpha, inFactors, outRow,
+                                                            inWidth);
 }
 
 void InterleaveRow(const std::uint8_t* inRed, const std::uint8_t* inGreen, const std::uint8_t* inBlue,
@@ -414,7 +419,8 @@ void InterleaveRow(const std::uint8_t* inRed, const std::uint8_t* inGreen, const
         const Pair blue = LoadBytePair(inBlue + x);
         const Pair alpha = LoadAlpha(inAlpha, x);
         StorePixels({hn::Or(blue.even, hn::ShiftLeft<8>(green.even)), hn::Or(red.even, alpha.even)},
-                    {hn::Or(blue.odd, hn::ShiftLeft<8>(green.odd)), hn::Or(red.odd, alpha.odd)}, outRow + x * 4);
+                    {hn::Or(blue.odd, hn::ShiftLeft<8>(green.odd)), hn::Or(red.odd, alpha.odd)},
+                    outRow + x * 4);
     }
     for (; x < inWidth; ++x)
     {
@@ -425,8 +431,8 @@ void InterleaveRow(const std::uint8_t* inRed, const std::uint8_t* inGreen, const
     }
 }
 
-void SplitBgraRow(const std::uint8_t* inRow, std::uint8_t* outRed, std::uint8_t* outGreen, std::uint8_t* outBlue,
-                  std::uint8_t* outAlpha, std::size_t inWidth)
+void SplitBgraRow(const std::uint8_t* inRow, std::uint8_t* outRed, std::uint8_t* outGreen,
+                  std::uint8_t* outBlue, std::uint8_t* outAlpha, std::size_t inWidth)
 {
     const hn::ScalableTag<std::uint8_t> d;
     const std::size_t step = hn::Lanes(d);
@@ -490,7 +496,8 @@ bool HasYuvToBgra(const Picture& inSource) noexcept
 {
     // The kernels have no place for a share of U in red or of V in blue.
     return inSource.sample != Sample::kFloat && !inSource.IsRGB() && IsLinearModel(inSource.matrix) &&
-           inSource.matrix != Matrix::kYCgCo && inSource.transfer == Transfer::kDisplay && inSource.primaries == Primaries::k709;
+           inSource.matrix != Matrix::kYCgCo && inSource.transfer == Transfer::kDisplay &&
+           inSource.primaries == Primaries::k709;
 }
 
 YuvToBgraFactors FactorsFor(const Picture& inSource) noexcept
@@ -519,9 +526,9 @@ void SplitPacked422(const unsigned char* inRow, bool inIsUYVY, unsigned char* ou
     HWY_DYNAMIC_DISPATCH(SplitRow)(inRow, inIsUYVY, outLuma, outU, outV, inPairs);
 }
 
-void YuvRowToBgra(const SampleRow& inLuma, const std::uint16_t* inU, const std::uint16_t* inV, ChromaPhase inPhase,
-                  const unsigned char* inAlpha, const YuvToBgraFactors& inFactors, unsigned char* outRow,
-                  std::size_t inWidth)
+void YuvRowToBgra(const SampleRow& inLuma, const std::uint16_t* inU, const std::uint16_t* inV,
+                  ChromaPhase inPhase, const unsigned char* inAlpha, const YuvToBgraFactors& inFactors,
+                  unsigned char* outRow, std::size_t inWidth)
 {
     HWY_DYNAMIC_DISPATCH(ConvertYuvRow)(inLuma, inU, inV, inPhase, inAlpha, inFactors, outRow, inWidth);
 }
@@ -532,8 +539,8 @@ void RgbRowToBgra(const unsigned char* inRed, const unsigned char* inGreen, cons
     HWY_DYNAMIC_DISPATCH(InterleaveRow)(inRed, inGreen, inBlue, inAlpha, outRow, inWidth);
 }
 
-void BgraRowToPlanes(const unsigned char* inRow, unsigned char* outRed, unsigned char* outGreen, unsigned char* outBlue,
-                     unsigned char* outAlpha, std::size_t inWidth)
+void BgraRowToPlanes(const unsigned char* inRow, unsigned char* outRed, unsigned char* outGreen,
+                     unsigned char* outBlue, unsigned char* outAlpha, std::size_t inWidth)
 {
     HWY_DYNAMIC_DISPATCH(SplitBgraRow)(inRow, outRed, outGreen, outBlue, outAlpha, inWidth);
 }

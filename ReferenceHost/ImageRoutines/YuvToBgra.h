@@ -53,7 +53,8 @@ struct ChromaBlend
     bool isWord;
     bool isInterleaved;   // U and V by turns
     std::int32_t lowBits; // word samples are shifted right by so much, rounded, to have ten bits or fewer
-    std::int32_t unit;    // what brings a sample to 13 bits: 32 for 8 bits, 16 for 9, 8 for 10; also those shifted
+    std::int32_t
+        unit; // what brings a sample to 13 bits: 32 for 8 bits, 16 for 9, 8 for 10; also those shifted
 };
 
 enum class ChromaPhase : std::uint8_t
@@ -71,17 +72,17 @@ void SplitPacked422(const unsigned char* inRow, bool inIsUYVY, unsigned char* ou
                     std::uint16_t* outV, std::size_t inPairs);
 
 // inAlpha: an 8-bit row, or null for opaque.
-void YuvRowToBgra(const SampleRow& inLuma, const std::uint16_t* inU, const std::uint16_t* inV, ChromaPhase inPhase,
-                  const unsigned char* inAlpha, const YuvToBgraFactors& inFactors, unsigned char* outRow,
-                  std::size_t inWidth);
+void YuvRowToBgra(const SampleRow& inLuma, const std::uint16_t* inU, const std::uint16_t* inV,
+                  ChromaPhase inPhase, const unsigned char* inAlpha, const YuvToBgraFactors& inFactors,
+                  unsigned char* outRow, std::size_t inWidth);
 
 // 8-bit planes.
 void RgbRowToBgra(const unsigned char* inRed, const unsigned char* inGreen, const unsigned char* inBlue,
                   const unsigned char* inAlpha, unsigned char* outRow, std::size_t inWidth);
 
 // B G R A (or V U Y A) bytes to planes, and back with RgbRowToBgra; outAlpha may be null.
-void BgraRowToPlanes(const unsigned char* inRow, unsigned char* outRed, unsigned char* outGreen, unsigned char* outBlue,
-                     unsigned char* outAlpha, std::size_t inWidth);
+void BgraRowToPlanes(const unsigned char* inRow, unsigned char* outRed, unsigned char* outGreen,
+                     unsigned char* outBlue, unsigned char* outAlpha, std::size_t inWidth);
 
 // The name of the instruction set that these kernels run on now, from inside of one of them.
 const char* YuvToBgraTarget();

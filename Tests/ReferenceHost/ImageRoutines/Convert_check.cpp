@@ -49,8 +49,8 @@ double BoundFor(const ir::Picture& inTarget)
     Memory expected(ioTarget.Code(), target.width, target.height);
     ir::reference::ConvertPicture(inSource.View(), expected.View());
     const std::int32_t status =
-        IR_Convert(inSource.Pixels(), inSource.RowBytes(), inSource.Code(), ioTarget.Pixels(), ioTarget.RowBytes(),
-                   ioTarget.Code(), target.width, target.height, 4);
+        IR_Convert(inSource.Pixels(), inSource.RowBytes(), inSource.Code(), ioTarget.Pixels(),
+                   ioTarget.RowBytes(), ioTarget.Code(), target.width, target.height, 4);
     const double difference = TestPictures::Difference(expected.View(), target);
     if (status != kIR_Success || difference > BoundFor(target) || !ioTarget.GuardsAreWhole())
     {
@@ -93,12 +93,14 @@ TEST_P(EachTarget, ConvertsAnyCodeToAnyCodeWithinOneStepOfTheReference)
 TEST_P(EachTarget, ConvertsVideoToBgraAtEveryWidth)
 {
     std::mt19937 random(31);
-    for (const std::uint32_t from : {0x041U, 0x042U, 0x052U, 0x342U, 0x352U, 0x062U, 0x362U, 0x1071U, 0x012U, 0x022U, 0x332U})
+    for (const std::uint32_t from :
+         {0x041U, 0x042U, 0x052U, 0x342U, 0x352U, 0x062U, 0x362U, 0x1071U, 0x012U, 0x022U, 0x332U})
     {
         for (std::int32_t width = 1; width <= 150; ++width)
         {
             Memory source(from, width, 5, width % 3 * 4, width % 2 * 4);
-            Memory target(width % 2 ? TestPictures::kBGRA8 : TestPictures::kBGRX8, width, 5, width % 5 * 4, width % 13);
+            Memory target(width % 2 ? TestPictures::kBGRA8 : TestPictures::kBGRX8, width, 5, width % 5 * 4,
+                          width % 13);
             source.Randomise(random);
             ASSERT_TRUE(ConvertsAsReference(source, target));
         }

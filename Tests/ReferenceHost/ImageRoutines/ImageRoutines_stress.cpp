@@ -19,8 +19,9 @@ TEST(ImageRoutines, ScaleAndConvertTheSameOnManyThreadsAtOnce)
     const auto scale = [&](std::uint32_t inCode, std::int32_t inWidth)
     {
         Memory target(inCode, inWidth, 30);
-        EXPECT_EQ(kIR_Success, IR_ScaleConvert(source.Pixels(), source.RowBytes(), 96, 54, 0x042, 0, target.Pixels(),
-                                               target.RowBytes(), inWidth, 30, inCode, 0, 4));
+        EXPECT_EQ(kIR_Success,
+                  IR_ScaleConvert(source.Pixels(), source.RowBytes(), 96, 54, 0x042, 0, target.Pixels(),
+                                  target.RowBytes(), inWidth, 30, inCode, 0, 4));
         return target.Packed();
     };
     for (const std::uint32_t code : targets)
@@ -38,7 +39,8 @@ TEST(ImageRoutines, ScaleAndConvertTheSameOnManyThreadsAtOnce)
                 {
                     const std::size_t which = (round + thread) % std::size(targets);
                     wrong += scale(targets[which], 50) != expected[which];
-                    scale(targets[which], static_cast<std::int32_t>(20 + (round * 7 + thread) % 100)); // new graphs
+                    scale(targets[which],
+                          static_cast<std::int32_t>(20 + (round * 7 + thread) % 100)); // new graphs
                     void* block = IR_AllocateTransientMemoryBlock(1000 * (round % 40 + 1));
                     std::fill_n(static_cast<unsigned char*>(block), 1000, static_cast<unsigned char>(thread));
                     IR_FreeTransientMemoryBlock(block);

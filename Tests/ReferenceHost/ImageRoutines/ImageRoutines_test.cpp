@@ -24,7 +24,8 @@ template <typename To, typename From>
 To Converted(const From& inPixel, std::uint32_t inFrom, std::uint32_t inTo)
 {
     To result = {};
-    EXPECT_EQ(kIR_Success, IR_Convert(inPixel.data(), sizeof(From), inFrom, result.data(), sizeof(To), inTo, 1, 1, 4));
+    EXPECT_EQ(kIR_Success,
+              IR_Convert(inPixel.data(), sizeof(From), inFrom, result.data(), sizeof(To), inTo, 1, 1, 4));
     return result;
 }
 
@@ -53,8 +54,9 @@ std::vector<float> FloatU(const Memory& inPicture, std::uint32_t inFloatCode = 0
 {
     const ir::Picture& view = inPicture.View();
     Memory floats(inFloatCode, view.width, view.height);
-    EXPECT_EQ(kIR_Success, IR_Convert(inPicture.Pixels(), inPicture.RowBytes(), inPicture.Code(), floats.Pixels(),
-                                      floats.RowBytes(), inFloatCode, view.width, view.height, 4));
+    EXPECT_EQ(kIR_Success,
+              IR_Convert(inPicture.Pixels(), inPicture.RowBytes(), inPicture.Code(), floats.Pixels(),
+                         floats.RowBytes(), inFloatCode, view.width, view.height, 4));
     std::vector<float> values;
     for (std::int32_t y = 0; y < view.height; ++y)
     {
@@ -83,8 +85,9 @@ TEST(ImageRoutines, KnowTheCodesOfTheFormatsAndEachHasOneOrigin)
 TEST(ImageRoutines, RefuseCodesWhoseBitsDoNotGoTogether)
 {
     unsigned char pixels[64] = {};
-    for (const std::uint32_t code : {0x000U, 0x003U, 0x007U, 0x304U, 0x804U, 0x1004U, 0x205U, 0x905U, 0x015U, 0x010U,
-                                     0x111U, 0x031U, 0x081U, 0x2041U, 0x4004U, 0x80000004U, 0xFFFFFFFFU})
+    for (const std::uint32_t code :
+         {0x000U, 0x003U, 0x007U, 0x304U, 0x804U, 0x1004U, 0x205U, 0x905U, 0x015U, 0x010U, 0x111U, 0x031U,
+          0x081U, 0x2041U, 0x4004U, 0x80000004U, 0xFFFFFFFFU})
     {
         EXPECT_EQ(0, IR_IsOriginTopLeft(code) + IR_IsOriginBottomLeft(code)) << Name(code);
         EXPECT_EQ(kIR_UnknownFormat, IR_Convert(pixels, 16, code, pixels + 32, 16, 4, 1, 1, 4)) << Name(code);
@@ -99,8 +102,8 @@ TEST(ImageRoutines, RefuseWhatIsNoPictureAndWriteNothing)
     std::array<unsigned char, 256> target;
     target.fill(7);
     const auto untouched = target;
-    const auto convert = [&](const void* inSource, int inSourceBytes, void* outTarget, int inTargetBytes, int inWidth,
-                             int inHeight)
+    const auto convert = [&](const void* inSource, int inSourceBytes, void* outTarget, int inTargetBytes,
+                             int inWidth, int inHeight)
     { return IR_Convert(inSource, inSourceBytes, 4, outTarget, inTargetBytes, 4, inWidth, inHeight, 4); };
     EXPECT_EQ(kIR_NullPointer, convert(nullptr, 16, target.data(), 16, 4, 2));
     EXPECT_EQ(kIR_NullPointer, convert(source.data(), 16, nullptr, 16, 4, 2));
@@ -110,12 +113,15 @@ TEST(ImageRoutines, RefuseWhatIsNoPictureAndWriteNothing)
     EXPECT_EQ(kIR_BadSize, convert(source.data(), 16, target.data(), 15, 4, 2));
     EXPECT_EQ(kIR_BadSize, convert(source.data(), 1 << 20, target.data(), 1 << 20, 65537, 2));
     EXPECT_EQ(kIR_BadSize, IR_Convert(source.data(), 4, 4, target.data(), 1, 0x042, 1, 1, 4));
-    EXPECT_EQ(kIR_BadArgument, IR_ScaleConvert(source.data(), 16, 4, 2, 4, 3, target.data(), 16, 4, 2, 4, 0, 4));
-    EXPECT_EQ(kIR_BadArgument, IR_ScaleConvert(source.data(), 16, 4, 2, 4, 0, target.data(), 16, 4, 2, 4, -1, 4));
+    EXPECT_EQ(kIR_BadArgument,
+              IR_ScaleConvert(source.data(), 16, 4, 2, 4, 3, target.data(), 16, 4, 2, 4, 0, 4));
+    EXPECT_EQ(kIR_BadArgument,
+              IR_ScaleConvert(source.data(), 16, 4, 2, 4, 0, target.data(), 16, 4, 2, 4, -1, 4));
     EXPECT_EQ(kIR_BadSize, IR_ScaleConvert(source.data(), 16, 4, 1, 4, 2, target.data(), 16, 4, 2, 4, 0, 4));
     EXPECT_EQ(kIR_BadArgument,
               IR_CompositeToBlack(source.data(), 16, 4, target.data(), 16, 4, 4, 2, std::nanf(""), 4));
-    EXPECT_EQ(kIR_UnknownFormat, IR_UnPremultiplyAgainstMatteColor(target.data(), 16, 0x042, 4, 2, source.data(), 4, 4));
+    EXPECT_EQ(kIR_UnknownFormat,
+              IR_UnPremultiplyAgainstMatteColor(target.data(), 16, 0x042, 4, 2, source.data(), 4, 4));
     EXPECT_EQ(untouched, target);
 }
 
@@ -168,7 +174,8 @@ TEST(ImageRoutines, TakeTheCameraCurveAwayAndPutItBack)
     for (const float value : {0.0F, 0.001F, 0.0180539F, 0.0181F, 0.2F, 0.9F, 1.0F, 3.5F, -0.7F})
     {
         const PixelFloat there = Converted<PixelFloat>(PixelFloat{value, 0, 0, 1}, 0x904, 0x104);
-        EXPECT_NEAR(value, Converted<PixelFloat>(there, 0x104, 0x904)[0], 2e-6F * std::max(1.0F, std::fabs(value)));
+        EXPECT_NEAR(value, Converted<PixelFloat>(there, 0x104, 0x904)[0],
+                    2e-6F * std::max(1.0F, std::fabs(value)));
     }
 }
 
@@ -182,7 +189,8 @@ TEST(ImageRoutines, ConvertAlphaKindsByTheirPixels)
     EXPECT_EQ((Pixel8{200, 100, 40, 255}), Converted<Pixel8>(straight, 0x004, 0x00C)) << "alpha is dropped";
     EXPECT_EQ((Pixel8{100, 50, 20, 255}), Converted<Pixel8>(premultiplied, 0x008, 0x00C)) << "over black";
     EXPECT_EQ((Pixel8{100, 50, 20, 255}), Converted<Pixel8>(premultiplied, 0x00C, 0x008)) << "opaque in";
-    EXPECT_EQ((Pixel8{100, 50, 20, 255}), Converted<Pixel8>(premultiplied, 0x00C, 0x00C)) << "opaque is written as 1";
+    EXPECT_EQ((Pixel8{100, 50, 20, 255}), Converted<Pixel8>(premultiplied, 0x00C, 0x00C))
+        << "opaque is written as 1";
 }
 
 TEST(ImageRoutines, InterpolateLeftSitedChromaBetweenPixels)
@@ -242,9 +250,12 @@ TEST(ImageRoutines, KeepChromaBetweenFormatsThatHaveItAtTheSamePlaces)
     Memory other(0x022, 31, 6);
     Memory deep(0x332, 31, 6);
     Memory back(0x012, 31, 6);
-    ASSERT_EQ(kIR_Success, IR_Convert(packed.Pixels(), packed.RowBytes(), 0x012, other.Pixels(), other.RowBytes(), 0x022, 31, 6, 4));
-    ASSERT_EQ(kIR_Success, IR_Convert(other.Pixels(), other.RowBytes(), 0x022, deep.Pixels(), deep.RowBytes(), 0x332, 31, 6, 4));
-    ASSERT_EQ(kIR_Success, IR_Convert(deep.Pixels(), deep.RowBytes(), 0x332, back.Pixels(), back.RowBytes(), 0x012, 31, 6, 4));
+    ASSERT_EQ(kIR_Success, IR_Convert(packed.Pixels(), packed.RowBytes(), 0x012, other.Pixels(),
+                                      other.RowBytes(), 0x022, 31, 6, 4));
+    ASSERT_EQ(kIR_Success, IR_Convert(other.Pixels(), other.RowBytes(), 0x022, deep.Pixels(), deep.RowBytes(),
+                                      0x332, 31, 6, 4));
+    ASSERT_EQ(kIR_Success, IR_Convert(deep.Pixels(), deep.RowBytes(), 0x332, back.Pixels(), back.RowBytes(),
+                                      0x012, 31, 6, 4));
     EXPECT_EQ(0.0, TestPictures::Difference(packed.View(), back.View()));
 }
 
@@ -287,7 +298,8 @@ TEST(ImageRoutines, FillEveryPixelOfEveryFormatWithTheConvertedColour)
     for (const std::uint32_t code : TestPictures::kCodes)
     {
         Memory filled(code, 29, 7, 8, 4);
-        ASSERT_EQ(kIR_Success, IR_FillWithColor(filled.Pixels(), filled.RowBytes(), 29, 7, code, colour.data(), 4));
+        ASSERT_EQ(kIR_Success,
+                  IR_FillWithColor(filled.Pixels(), filled.RowBytes(), 29, 7, code, colour.data(), 4));
         EXPECT_TRUE(filled.GuardsAreWhole()) << Name(code);
         Memory plain(0x004, 29, 7);
         for (std::int32_t y = 0; y < 7; ++y)
@@ -298,8 +310,8 @@ TEST(ImageRoutines, FillEveryPixelOfEveryFormatWithTheConvertedColour)
             }
         }
         Memory converted(code, 29, 7);
-        ASSERT_EQ(kIR_Success, IR_Convert(plain.Pixels(), plain.RowBytes(), 4, converted.Pixels(), converted.RowBytes(),
-                                          code, 29, 7, 4));
+        ASSERT_EQ(kIR_Success, IR_Convert(plain.Pixels(), plain.RowBytes(), 4, converted.Pixels(),
+                                          converted.RowBytes(), code, 29, 7, 4));
         const double bound = filled.View().sample == ir::Sample::kFloat ? 1e-6 : 1.0001;
         EXPECT_LE(TestPictures::Difference(converted.View(), filled.View()), bound) << Name(code);
     }
@@ -324,7 +336,8 @@ TEST(ImageRoutines, TakeBackTheColourThatWasLaidOverAMatte)
     }
     EXPECT_EQ(0.25F, pixel[3]);
     Pixel8 opaque = {10, 20, 30, 40};
-    ASSERT_EQ(kIR_Success, IR_UnPremultiplyAgainstMatteColor(opaque.data(), 4, 0x00C, 1, 1, matteFloats.data(), 0x104, 4));
+    ASSERT_EQ(kIR_Success,
+              IR_UnPremultiplyAgainstMatteColor(opaque.data(), 4, 0x00C, 1, 1, matteFloats.data(), 0x104, 4));
     EXPECT_EQ((Pixel8{10, 20, 30, 40}), opaque);
 }
 
@@ -358,7 +371,8 @@ TEST(ImageRoutines, CopyAFieldsRowsWhenTheTargetIsAsHighAsTheField)
                             static_cast<std::size_t>(ir::RowBytesOf(source.View(), 0)));
             }
             const double bound = code == 0x104 ? 1e-5 : 1.0001;
-            EXPECT_LE(TestPictures::Difference(expected.View(), target.View()), bound) << Name(code) << " " << field;
+            EXPECT_LE(TestPictures::Difference(expected.View(), target.View()), bound)
+                << Name(code) << " " << field;
         }
     }
 }
@@ -374,8 +388,9 @@ TEST(ImageRoutines, WriteOnlyTheRowsOfTheTargetsField)
         {
             Memory target(0x004, 24, 10);
             const std::vector<unsigned char> guard = target.Packed();
-            ASSERT_EQ(kIR_Success, IR_ScaleConvert(source.Pixels(), source.RowBytes(), 16, 12, 0x00C, sourceField,
-                                                   target.Pixels(), target.RowBytes(), 24, 10, 0x004, field, 4));
+            ASSERT_EQ(kIR_Success,
+                      IR_ScaleConvert(source.Pixels(), source.RowBytes(), 16, 12, 0x00C, sourceField,
+                                      target.Pixels(), target.RowBytes(), 24, 10, 0x004, field, 4));
             for (std::int32_t y = 0; y < 10; ++y)
             {
                 const bool isWritten = std::memcmp(target.View().Row(0, y), guard.data(), 96) != 0;
@@ -401,11 +416,13 @@ TEST(ImageRoutines, KeepAFieldsRowsInTheirPlacesWhenOneFieldFillsAFrame)
     for (const std::int32_t field : {kIR_UpperField, kIR_LowerField})
     {
         Memory target(0x104, 8, 16);
-        ASSERT_EQ(kIR_Success, IR_ScaleConvert(source.Pixels(), source.RowBytes(), 8, 16, 0x104, field, target.Pixels(),
-                                               target.RowBytes(), 8, 16, 0x104, kIR_WholePicture, 3));
+        ASSERT_EQ(kIR_Success,
+                  IR_ScaleConvert(source.Pixels(), source.RowBytes(), 8, 16, 0x104, field, target.Pixels(),
+                                  target.RowBytes(), 8, 16, 0x104, kIR_WholePicture, 3));
         for (std::int32_t y = 2; y < 14; ++y)
         {
-            EXPECT_NEAR(static_cast<float>(y), *reinterpret_cast<const float*>(target.View().Row(0, y)), 1e-4F);
+            EXPECT_NEAR(static_cast<float>(y), *reinterpret_cast<const float*>(target.View().Row(0, y)),
+                        1e-4F);
         }
     }
 }
@@ -413,7 +430,8 @@ TEST(ImageRoutines, KeepAFieldsRowsInTheirPlacesWhenOneFieldFillsAFrame)
 TEST(ImageRoutines, LendTransientBlocksThatAreAlignedAndApart)
 {
     std::vector<void*> blocks;
-    for (const std::size_t bytes : {std::size_t{1}, std::size_t{63}, std::size_t{64}, std::size_t{5000}, std::size_t{1} << 20, std::size_t{3} << 20})
+    for (const std::size_t bytes : {std::size_t{1}, std::size_t{63}, std::size_t{64}, std::size_t{5000},
+                                    std::size_t{1} << 20, std::size_t{3} << 20})
     {
         void* block = IR_AllocateTransientMemoryBlock(bytes);
         ASSERT_NE(nullptr, block);

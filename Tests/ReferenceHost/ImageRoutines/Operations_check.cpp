@@ -40,8 +40,9 @@ TEST_P(Operations, LayAnyPictureOverBlackAsTheReferenceDoes)
             Memory expected(to, width, 5);
             source.Randomise(random);
             ir::reference::CompositeToBlack(source.View(), expected.View(), static_cast<double>(opacity));
-            ASSERT_EQ(kIR_Success, IR_CompositeToBlack(source.Pixels(), source.RowBytes(), from, target.Pixels(),
-                                                       target.RowBytes(), to, width, 5, opacity, 4));
+            ASSERT_EQ(kIR_Success,
+                      IR_CompositeToBlack(source.Pixels(), source.RowBytes(), from, target.Pixels(),
+                                          target.RowBytes(), to, width, 5, opacity, 4));
             ASSERT_LE(TestPictures::Difference(expected.View(), target.View()), BoundFor(target.View()))
                 << Name(from) << " -> " << Name(to) << " opacity " << opacity;
             ASSERT_TRUE(target.GuardsAreWhole());
@@ -72,11 +73,13 @@ TEST_P(Operations, TakeAMatteAwayAsTheReferenceDoes)
             const ir::reference::Pixel pixel = ir::reference::ConvertPixel(
                 ir::reference::ReadPixel(matteMemory.View(), 0, 0), matteMemory.View(), view);
             ir::reference::UnPremultiplyAgainstMatte(view, pixel);
-            ASSERT_EQ(kIR_Success, IR_UnPremultiplyAgainstMatteColor(picture.Pixels(), picture.RowBytes(), code, width,
-                                                                     3, matte, 4, 4));
+            ASSERT_EQ(kIR_Success, IR_UnPremultiplyAgainstMatteColor(picture.Pixels(), picture.RowBytes(),
+                                                                     code, width, 3, matte, 4, 4));
             ir::Picture result;
-            ASSERT_EQ(kIR_Success, ir::PictureFromCode(picture.Pixels(), picture.RowBytes(), width, 3, code, result));
-            ASSERT_LE(TestPictures::Difference(view, result), BoundFor(view)) << Name(code) << " at " << width;
+            ASSERT_EQ(kIR_Success,
+                      ir::PictureFromCode(picture.Pixels(), picture.RowBytes(), width, 3, code, result));
+            ASSERT_LE(TestPictures::Difference(view, result), BoundFor(view))
+                << Name(code) << " at " << width;
             ASSERT_TRUE(picture.GuardsAreWhole());
         }
     }

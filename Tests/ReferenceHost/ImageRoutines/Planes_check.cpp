@@ -105,8 +105,9 @@ ir::PlanarDescription RandomDescription(std::mt19937& ioRandom)
     {
         return description;
     }
-    static constexpr ir::Matrix kMatrices[] = {ir::Matrix::k601,  ir::Matrix::k709, ir::Matrix::k2020NonConstant,
-                                               ir::Matrix::k240M, ir::Matrix::kFCC, ir::Matrix::kYCgCo};
+    static constexpr ir::Matrix kMatrices[] = {
+        ir::Matrix::k601,  ir::Matrix::k709, ir::Matrix::k2020NonConstant,
+        ir::Matrix::k240M, ir::Matrix::kFCC, ir::Matrix::kYCgCo};
     description.matrix = kMatrices[pick(6)];
     description.chromaShiftX = pick(3);
     description.chromaShiftY = description.chromaShiftX == 2 ? 0 : pick(2);
@@ -131,11 +132,12 @@ ir::PlanarDescription RandomDescription(std::mt19937& ioRandom)
 std::string Told(const ir::PlanarDescription& inD)
 {
     return std::to_string(inD.width) + " x " + std::to_string(inD.height) + " layout " +
-           std::to_string(static_cast<int>(inD.layout)) + " bits " + std::to_string(inD.bitsPerSample) + " shifts " +
-           std::to_string(inD.chromaShiftX) + std::to_string(inD.chromaShiftY) + " siting " +
-           std::to_string(static_cast<int>(inD.siting)) + (inD.isRGB ? " rgb" : "") + (inD.isGray ? " grey" : "") +
-           (inD.isFloat ? " float" : "") + (inD.isMSBAligned ? " msb" : "") + (inD.isInterlaced ? " fields" : "") +
-           (inD.isFullRange ? " full" : "") + " matrix " + std::to_string(static_cast<int>(inD.matrix)) + " alpha " +
+           std::to_string(static_cast<int>(inD.layout)) + " bits " + std::to_string(inD.bitsPerSample) +
+           " shifts " + std::to_string(inD.chromaShiftX) + std::to_string(inD.chromaShiftY) + " siting " +
+           std::to_string(static_cast<int>(inD.siting)) + (inD.isRGB ? " rgb" : "") +
+           (inD.isGray ? " grey" : "") + (inD.isFloat ? " float" : "") + (inD.isMSBAligned ? " msb" : "") +
+           (inD.isInterlaced ? " fields" : "") + (inD.isFullRange ? " full" : "") + " matrix " +
+           std::to_string(static_cast<int>(inD.matrix)) + " alpha " +
            std::to_string(static_cast<int>(inD.alpha));
 }
 
@@ -167,8 +169,9 @@ TEST_P(Planes, BecomeAnyCodeWithinOneStepOfTheReference)
         Memory target(code, description.width, description.height, 8, 4);
         Memory expected(code, description.width, description.height);
         ir::reference::ConvertPicture(source.View(), expected.View());
-        ASSERT_EQ(kIR_Success, ir::ConvertPlanes(source.As<ir::PlanarPicture>(), kIR_WholePicture, target.Pixels(),
-                                                 target.RowBytes(), description.width, description.height, code, 4));
+        ASSERT_EQ(kIR_Success,
+                  ir::ConvertPlanes(source.As<ir::PlanarPicture>(), kIR_WholePicture, target.Pixels(),
+                                    target.RowBytes(), description.width, description.height, code, 4));
         ASSERT_LE(TestPictures::Difference(expected.View(), target.View()), BoundFor(target.View()))
             << Told(description) << " -> " << Name(code);
         ASSERT_TRUE(target.GuardsAreWhole());
@@ -187,10 +190,12 @@ TEST_P(Planes, AreMadeOfAnyCodeWithinOneStepOfTheReference)
         PlaneMemory target(description);
         PlaneMemory expected(description);
         ir::reference::ConvertPicture(source.View(), expected.View());
-        ASSERT_EQ(kIR_Success, ir::ConvertToPlanes(source.Pixels(), source.RowBytes(), description.width,
-                                                   description.height, code, target.As<ir::MutablePlanarPicture>(), 4));
+        ASSERT_EQ(kIR_Success,
+                  ir::ConvertToPlanes(source.Pixels(), source.RowBytes(), description.width,
+                                      description.height, code, target.As<ir::MutablePlanarPicture>(), 4));
         const ir::Picture view = target.View();
-        ASSERT_LE(TestPictures::Difference(expected.View(), view), BoundFor(view)) << Name(code) << " -> " << Told(description);
+        ASSERT_LE(TestPictures::Difference(expected.View(), view), BoundFor(view))
+            << Name(code) << " -> " << Told(description);
     }
 }
 

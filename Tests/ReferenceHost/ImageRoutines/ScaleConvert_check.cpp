@@ -50,20 +50,22 @@ double BoundFor(const ir::Picture& inSource, const ir::Picture& inTarget)
     {
         // The other field's rows are nobody's business: both pictures get the same ones.
         Memory untouched(ioTarget.Code(), target.width, target.height);
-        ir::reference::ScalePicture(source, inJob.sourceField, ioTarget.View(), inJob.targetField, inJob.quality);
+        ir::reference::ScalePicture(source, inJob.sourceField, ioTarget.View(), inJob.targetField,
+                                    inJob.quality);
     }
-    const std::int32_t status = IR_ScaleConvert(
-        inSource.Pixels(), inSource.RowBytes(), source.width, source.height, inSource.Code(), inJob.sourceField,
-        ioTarget.Pixels(), ioTarget.RowBytes(), target.width, target.height, ioTarget.Code(), inJob.targetField,
-        inJob.quality);
+    const std::int32_t status =
+        IR_ScaleConvert(inSource.Pixels(), inSource.RowBytes(), source.width, source.height, inSource.Code(),
+                        inJob.sourceField, ioTarget.Pixels(), ioTarget.RowBytes(), target.width,
+                        target.height, ioTarget.Code(), inJob.targetField, inJob.quality);
     const double difference = TestPictures::Difference(expected.View(), target);
     if (status != kIR_Success || difference > BoundFor(source, target) || !ioTarget.GuardsAreWhole())
     {
         return ::testing::AssertionFailure()
-               << Name(inSource.Code()) << " -> " << Name(ioTarget.Code()) << " from " << source.width << " x "
-               << source.height << " to " << target.width << " x " << target.height << ", fields " << inJob.sourceField
-               << inJob.targetField << ", quality " << inJob.quality << ": status " << status << ", off by "
-               << difference << ", guards " << (ioTarget.GuardsAreWhole() ? "whole" : "BROKEN");
+               << Name(inSource.Code()) << " -> " << Name(ioTarget.Code()) << " from " << source.width
+               << " x " << source.height << " to " << target.width << " x " << target.height << ", fields "
+               << inJob.sourceField << inJob.targetField << ", quality " << inJob.quality << ": status "
+               << status << ", off by " << difference << ", guards "
+               << (ioTarget.GuardsAreWhole() ? "whole" : "BROKEN");
     }
     return ::testing::AssertionSuccess();
 }

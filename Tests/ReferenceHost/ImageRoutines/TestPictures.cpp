@@ -23,15 +23,11 @@ std::int64_t LeastRowBytes(std::uint32_t inCode, std::int32_t inWidth)
     const std::int64_t bytes = depth == 0 ? 1 : depth == 1 ? 4 : 2;
     switch (layout)
     {
-    case 0:
-        return inWidth * 4 * bytes;
+    case 0: return inWidth * 4 * bytes;
     case 1:
-    case 2:
-        return (inWidth + 1) / 2 * 4;
-    case 3:
-        return (inWidth + 5) / 6 * 16;
-    default:
-        return (inWidth + 1) / 2 * 2 * bytes;
+    case 2: return (inWidth + 1) / 2 * 4;
+    case 3: return (inWidth + 5) / 6 * 16;
+    default: return (inWidth + 1) / 2 * 2 * bytes;
     }
 }
 
@@ -64,7 +60,8 @@ void RandomiseFourComponents(const ir::Picture& ioPicture, std::mt19937& ioRando
         for (int i = 0; i < 3; ++i)
         {
             const bool isChroma = !ioPicture.IsRGB() && i > 0;
-            pixel.c[i] = static_cast<double>(RandomFloat(ioRandom, isChroma)) * (isPremultiplied ? pixel.c[3] : 1.0);
+            pixel.c[i] =
+                static_cast<double>(RandomFloat(ioRandom, isChroma)) * (isPremultiplied ? pixel.c[3] : 1.0);
         }
     }
     ir::reference::WriteGrid(grid, ioPicture);
@@ -73,13 +70,15 @@ void RandomiseFourComponents(const ir::Picture& ioPicture, std::mt19937& ioRando
 }
 
 const std::vector<std::uint32_t> kCodes = {
-    0x004, 0x008, 0x00C,  0x204,  0x208,  0x20C,  0x104,  0x108,  0x10C,  0x904,  0x908, 0x90C, 0x005, 0x009, 0x00D, 0x006,
-    0x00A, 0x00E, 0x105,  0x109,  0x10D,  0x106,  0x10A,  0x10E,  0x011,  0x012,  0x021, 0x022, 0x331, 0x332, 0x041, 0x042,
-    0x051, 0x052, 0x342,  0x352,  0x062,  0x362,  0x1071, 0x1005, 0x1009, 0x100D, 0x1105, 0x1109, 0x110D, 0x2004, 0x2008};
+    0x004, 0x008, 0x00C,  0x204,  0x208,  0x20C,  0x104,  0x108,  0x10C,  0x904,  0x908, 0x90C,
+    0x005, 0x009, 0x00D,  0x006,  0x00A,  0x00E,  0x105,  0x109,  0x10D,  0x106,  0x10A, 0x10E,
+    0x011, 0x012, 0x021,  0x022,  0x331,  0x332,  0x041,  0x042,  0x051,  0x052,  0x342, 0x352,
+    0x062, 0x362, 0x1071, 0x1005, 0x1009, 0x100D, 0x1105, 0x1109, 0x110D, 0x2004, 0x2008};
 
-Memory::Memory(std::uint32_t inCode, std::int32_t inWidth, std::int32_t inHeight, std::int32_t inExtraRowBytes,
-               std::int32_t inMisalignment)
-    : mCode(inCode), mRowBytes(static_cast<std::int32_t>(LeastRowBytes(inCode, inWidth)) + inExtraRowBytes)
+Memory::Memory(std::uint32_t inCode, std::int32_t inWidth, std::int32_t inHeight,
+               std::int32_t inExtraRowBytes, std::int32_t inMisalignment)
+    : mCode(inCode)
+    , mRowBytes(static_cast<std::int32_t>(LeastRowBytes(inCode, inWidth)) + inExtraRowBytes)
 {
     const std::int64_t bytes = TotalBytes(inCode, mRowBytes, inHeight);
     mBytes.assign(static_cast<std::size_t>(bytes) + 256, kGuard);
@@ -118,7 +117,8 @@ void Memory::Randomise(std::mt19937& ioRandom)
             for (std::ptrdiff_t i = 0; i < ir::RowBytesOf(mPicture, plane); ++i)
             {
                 row[i] = static_cast<unsigned char>(ioRandom() >> 8);
-                row[i] = mPicture.sample == ir::Sample::kWord && mPicture.storage == ir::Storage::kPlanar && i % 2 == 1
+                row[i] = mPicture.sample == ir::Sample::kWord && mPicture.storage == ir::Storage::kPlanar &&
+                                 i % 2 == 1
                              ? static_cast<unsigned char>(row[i] & 3)
                              : row[i];
             }
@@ -137,7 +137,8 @@ void Memory::RandomiseModerately(std::mt19937& ioRandom)
         for (int i = 0; i < 3; ++i)
         {
             const bool isChroma = !mPicture.IsRGB() && i > 0;
-            pixel.c[i] = (isChroma ? 0.3 * unit() - 0.15 : 0.3 + 0.3 * unit()) * (isPremultiplied ? pixel.c[3] : 1.0);
+            pixel.c[i] =
+                (isChroma ? 0.3 * unit() - 0.15 : 0.3 + 0.3 * unit()) * (isPremultiplied ? pixel.c[3] : 1.0);
         }
     }
     ir::reference::WriteGrid(grid, mPicture);

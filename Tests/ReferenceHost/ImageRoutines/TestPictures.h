@@ -29,8 +29,8 @@ class Memory
 {
 public:
     // inExtraRowBytes: beyond the least; planar codes want an even sum. inMisalignment: of the first byte, 0..63.
-    Memory(std::uint32_t inCode, std::int32_t inWidth, std::int32_t inHeight, std::int32_t inExtraRowBytes = 0,
-           std::int32_t inMisalignment = 0);
+    Memory(std::uint32_t inCode, std::int32_t inWidth, std::int32_t inHeight,
+           std::int32_t inExtraRowBytes = 0, std::int32_t inMisalignment = 0);
 
     void* Pixels() { return mBytes.data() + mFirst; }
     const void* Pixels() const { return mBytes.data() + mFirst; }

@@ -94,7 +94,8 @@ unsigned CodeAt(const ir::PlanarDescription& inDescription, int inPlane, std::in
     }
     const double wave = inPlane == 0 ? 110.0 + 50.0 * std::sin(inX * 0.09) * std::cos(inY * 0.07)
                                      : 128.0 + 16.0 * std::sin(inX * 0.11 + inPlane) * std::cos(inY * 0.13);
-    return static_cast<unsigned>((wave + noise % 3) * (1 << (inDescription.bitsPerSample - 8)));
+    const unsigned grain = inPlane == 0 ? noise % 3 : 0;
+    return static_cast<unsigned>((wave + grain) * (1 << (inDescription.bitsPerSample - 8)));
 }
 
 std::vector<unsigned char> MakePlanes(const ir::PlanarDescription& inDescription, bool inIsNoise,
@@ -206,8 +207,8 @@ TEST_P(Zscale, GivesTheSamePicture)
         .write(reinterpret_cast<const char*>(planes.data()), static_cast<std::streamsize>(planes.size()));
     const std::string size = std::to_string(kWidth) + "x" + std::to_string(kHeight);
     const std::string filter = "zscale=" + std::to_string(kase.targetWidth) + ":" +
-                               std::to_string(kase.targetHeight) + ":f=bilinear:agamma=false:r=full:" + kase.options +
-                               ",format=gbrp";
+                               std::to_string(kase.targetHeight) +
+                               ":f=bilinear:agamma=false:r=full:" + kase.options + ",format=gbrp";
     const std::string command = "ffmpeg -y -hide_banner -f rawvideo -pix_fmt " +
                                 std::string(kase.pixelFormat) + " -s " + size + " -i '" +
                                 folder.File("in.raw") + "' -vf '" + filter + "' -f rawvideo '" +
