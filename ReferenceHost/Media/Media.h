@@ -27,6 +27,7 @@ struct OpenOptions
     norviktypes::FrameRate mSequenceRate;    // of a numbered sequence; none: 25 frames a second
     std::uint32_t mDecoderThreads = 0;       // for each decoder; 0: as many as processors
     std::uint64_t mCacheBytes = 0;           // of decoded frames for each file; 0: a default
+    bool mKeepsLeadIn = true; // false: single looks; frames decoded on the way to another aren't kept
 };
 
 // The media, which answers IMediaFacts too; or an empty reference and the reason in outError.

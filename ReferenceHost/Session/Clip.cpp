@@ -60,6 +60,7 @@ std::unique_ptr<Clip> Clip::Open(const std::string& inPath, const ClipOptions& i
     options.mStreamIndex = inOptions.mStreamIndex;
     options.mDecoderThreads = inOptions.mDecoderThreads;
     options.mCacheBytes = inOptions.mPicturesBytes;
+    options.mKeepsLeadIn = inOptions.mKeepsLeadIn;
     const BE::IMediaInfoRef media = Media::OpenMedia(inPath, options, outError);
     if (!media)
     {

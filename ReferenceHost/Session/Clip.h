@@ -25,6 +25,7 @@ struct ClipOptions
     std::int32_t mStreamIndex = -1; // -1: the best video stream
     std::uint32_t mDecoderThreads = 1;
     std::uint64_t mPicturesBytes = 0; // for decoded pictures; 0: the host's default
+    bool mKeepsLeadIn = true; // false: single looks; pictures decoded on the way to another aren't kept
 };
 
 struct RenderRequest

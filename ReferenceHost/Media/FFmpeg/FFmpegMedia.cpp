@@ -39,6 +39,7 @@ FileOptions OptionsOf(const OpenOptions& inOptions)
     options.streamIndex = inOptions.mStreamIndex;
     options.decoderThreads = static_cast<int>(
         std::clamp<std::uint32_t>(inOptions.mDecoderThreads ? inOptions.mDecoderThreads : norvik::utility::CPUCount(), 1, 64));
+    options.keepsLeadIn = inOptions.mKeepsLeadIn;
     options.cacheBytes =
         inOptions.mCacheBytes ? static_cast<std::int64_t>(inOptions.mCacheBytes) : kDefaultCacheBytes;
     return options;
