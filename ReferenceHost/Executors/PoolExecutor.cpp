@@ -30,15 +30,12 @@ namespace asio = boost::asio;
 // What the threads of a pool share. They hold it, so that it outlives an executor which one of its own
 // functions destroys.
 //
-// For each queued function there is one ticket in the context; a ticket runs the oldest function at that time,
-// or nothing when functions were cancelled meanwhile.
+// For each queued function there is one ticket in the context; a ticket runs the oldest function at that
+// time, or nothing when functions were cancelled meanwhile.
 class PoolState
 {
 public:
-    void Run()
-    {
-        mContext.run();
-    }
+    void Run() { mContext.run(); }
 
     void Post(Function& ioFunction)
     {
@@ -76,10 +73,7 @@ public:
         mContext.stop();
     }
 
-    Executors::TaskLedger& Ledger()
-    {
-        return mLedger;
-    }
+    Executors::TaskLedger& Ledger() { return mLedger; }
 
 private:
     void IssueTicket()
@@ -115,8 +109,7 @@ void NameThisThread(const std::string& inName)
 class PoolExecutor final : public AsyncThreadedExecutor
 {
 public:
-    PoolExecutor(const std::string& inName, uint32_t inWidth)
-        : mState(std::make_shared<PoolState>())
+    PoolExecutor(const std::string& inName, uint32_t inWidth) : mState(std::make_shared<PoolState>())
     {
         try
         {
@@ -156,25 +149,13 @@ public:
         }
     }
 
-    bool IsCurrentThread() const override
-    {
-        return mState->Ledger().IsCurrentThread();
-    }
+    bool IsCurrentThread() const override { return mState->Ledger().IsCurrentThread(); }
 
-    void CancelPending() override
-    {
-        mState->CancelPending();
-    }
+    void CancelPending() override { mState->CancelPending(); }
 
-    void Close() override
-    {
-        mState->Ledger().Close();
-    }
+    void Close() override { mState->Ledger().Close(); }
 
-    void WaitForTermination() override
-    {
-        mState->Ledger().WaitForTermination();
-    }
+    void WaitForTermination() override { mState->Ledger().WaitForTermination(); }
 
 private:
     // A thread can't join itself: the one that destroys its own pool is let go, and ends by itself.

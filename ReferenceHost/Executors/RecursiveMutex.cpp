@@ -172,7 +172,8 @@ UTF8String DumpLocks()
         for (uint32_t index = 0; index < std::min(depth, kLabelsShown); ++index)
         {
             const char* label = record->mLabels[index].load(std::memory_order_relaxed);
-            fmt::format_to(std::back_inserter(text), "{}\"{}\"", index == 0 ? " " : ", ", TextOrNothing(label));
+            fmt::format_to(std::back_inserter(text), "{}\"{}\"", index == 0 ? " " : ", ",
+                           TextOrNothing(label));
         }
         text += depth == 0 ? " nothing" : "";
         if (waiting != nullptr)

@@ -15,8 +15,9 @@ namespace
 // The part of a sub-executor that its functions on the parent need. They hold it, so that a sub-executor may
 // go while one of its functions runs.
 //
-// Its functions reach the parent one at a time, each by a ticket; there are never more tickets than the width.
-// A ticket that finds more work is posted again instead of going on, so that the parent stays fair to others.
+// Its functions reach the parent one at a time, each by a ticket; there are never more tickets than the
+// width. A ticket that finds more work is posted again instead of going on, so that the parent stays fair to
+// others.
 class SubState : public std::enable_shared_from_this<SubState>
 {
 public:
@@ -45,20 +46,14 @@ public:
         mParent->Post([alarm] { alarm->Ring(); }, inDelayMilliseconds);
     }
 
-    Executors::TaskLedger& Ledger()
-    {
-        return mLedger;
-    }
+    Executors::TaskLedger& Ledger() { return mLedger; }
 
 private:
     // Leave to run one function on the parent. Destroyed unused, the parent has dropped it.
     class Ticket
     {
     public:
-        explicit Ticket(std::shared_ptr<SubState> inState)
-            : mState(std::move(inState))
-        {
-        }
+        explicit Ticket(std::shared_ptr<SubState> inState) : mState(std::move(inState)) {}
 
         ~Ticket()
         {
@@ -199,25 +194,13 @@ public:
         }
     }
 
-    bool IsCurrentThread() const override
-    {
-        return mState->Ledger().IsCurrentThread();
-    }
+    bool IsCurrentThread() const override { return mState->Ledger().IsCurrentThread(); }
 
-    void CancelPending() override
-    {
-        mState->Ledger().CancelPending();
-    }
+    void CancelPending() override { mState->Ledger().CancelPending(); }
 
-    void Close() override
-    {
-        mState->Ledger().Close();
-    }
+    void Close() override { mState->Ledger().Close(); }
 
-    void WaitForTermination() override
-    {
-        mState->Ledger().WaitForTermination();
-    }
+    void WaitForTermination() override { mState->Ledger().WaitForTermination(); }
 
 private:
     std::shared_ptr<SubState> mState;

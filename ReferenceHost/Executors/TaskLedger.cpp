@@ -26,16 +26,9 @@ thread_local const Frame* tInnermost = nullptr;
 class FrameScope
 {
 public:
-    explicit FrameScope(const TaskLedger* inLedger)
-        : mFrame{inLedger, tInnermost}
-    {
-        tInnermost = &mFrame;
-    }
+    explicit FrameScope(const TaskLedger* inLedger) : mFrame{inLedger, tInnermost} { tInnermost = &mFrame; }
 
-    ~FrameScope()
-    {
-        tInnermost = mFrame.mOuter;
-    }
+    ~FrameScope() { tInnermost = mFrame.mOuter; }
 
     FrameScope(const FrameScope&) = delete;
     FrameScope& operator=(const FrameScope&) = delete;

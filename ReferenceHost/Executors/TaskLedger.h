@@ -13,8 +13,8 @@ namespace Executors
 {
 
 // The books of one executor: what is queued, delayed and running, and whether it takes new work. The executor
-// decides when and on which thread to call RunNext; everything else that an executor promises is kept here, so
-// that it holds for each kind alike.
+// decides when and on which thread to call RunNext; everything else that an executor promises is kept here,
+// so that it holds for each kind alike.
 //
 // Functions are called, and destroyed, with no lock held.
 //
@@ -28,7 +28,8 @@ public:
     TaskLedger(const TaskLedger&) = delete;
     TaskLedger& operator=(const TaskLedger&) = delete;
 
-    // Appends a function, whose content is moved out. False after Close; then the content stays with the caller.
+    // Appends a function, whose content is moved out. False after Close; then the content stays with the
+    // caller.
     bool Push(Function& ioFunction);
 
     // Puts a function aside until its delay is over. Its number, or 0 after Close.

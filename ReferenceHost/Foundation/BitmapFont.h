@@ -27,9 +27,9 @@ struct ByteMask
     ptrdiff_t mRowBytes = 0;
 };
 
-// Writes 255 wherever the text has ink, and nothing elsewhere. (inLeft, inTop) is the corner of the first cell,
-// inScale the pixels of a dot (at least 1). '\n' begins a new line below the first. What falls outside the mask
-// is cut off.
+// Writes 255 wherever the text has ink, and nothing elsewhere. (inLeft, inTop) is the corner of the first
+// cell, inScale the pixels of a dot (at least 1). '\n' begins a new line below the first. What falls outside
+// the mask is cut off.
 void DrawText(const ByteMask& inMask, int inLeft, int inTop, std::string_view inText, int inScale);
 
 // Size of the text in pixels, all gaps included.

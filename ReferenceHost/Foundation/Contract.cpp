@@ -128,7 +128,8 @@ namespace
 [[noreturn]] void FailContract(const char* inMessage, const char* inCondition, const char* inFile,
                                const char* inFunction, int inLine)
 {
-    if (debug::BreakAfterContractDialog(inCondition, inFile, inFunction, inLine) && debug::IsDebuggerAttached())
+    if (debug::BreakAfterContractDialog(inCondition, inFile, inFunction, inLine) &&
+        debug::IsDebuggerAttached())
     {
         std::raise(SIGTRAP);
     }

@@ -19,8 +19,8 @@ struct ControlGroupLimits
 };
 
 // Reads the limits of the groups that inMembership names, in the form of /proc/self/cgroup, below the mount
-// point inRoot, usually /sys/fs/cgroup. Understands both hierarchies, and their mixture. A file that is missing
-// or says nonsense counts as no limit: inside a container most of a path can't be seen.
+// point inRoot, usually /sys/fs/cgroup. Understands both hierarchies, and their mixture. A file that is
+// missing or says nonsense counts as no limit: inside a container most of a path can't be seen.
 //
 // Thread-safety: safe.
 ControlGroupLimits ReadControlGroupLimits(const std::string& inMembership, const std::string& inRoot);

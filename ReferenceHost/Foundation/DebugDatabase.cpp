@@ -92,8 +92,7 @@ struct DebugDatabase::Impl
     Entries mFile;
 };
 
-DebugDatabase::DebugDatabase()
-    : mImpl(std::make_unique<Impl>())
+DebugDatabase::DebugDatabase() : mImpl(std::make_unique<Impl>())
 {
     ReadEnvironment();
 }
@@ -166,7 +165,8 @@ void DebugDatabase::ReadEnvironment()
     {
         const std::string_view text(*variable);
         const size_t equals = text.find('=');
-        if (equals != std::string_view::npos && text.substr(0, kEnvironmentPrefix.size()) == kEnvironmentPrefix)
+        if (equals != std::string_view::npos &&
+            text.substr(0, kEnvironmentPrefix.size()) == kEnvironmentPrefix)
         {
             entries[std::string(text.substr(0, equals))] = UTF8String(text.substr(equals + 1));
         }

@@ -49,7 +49,8 @@ struct Error::Content
 };
 
 Error::Error(int inLevel, const char* inMessage, std::initializer_list<std::string> inReplacements)
-    : mContent(std::make_shared<Content>(Content{inLevel, inMessage != nullptr ? inMessage : "", inReplacements}))
+    : mContent(
+          std::make_shared<Content>(Content{inLevel, inMessage != nullptr ? inMessage : "", inReplacements}))
 {
 }
 

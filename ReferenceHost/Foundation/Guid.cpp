@@ -51,10 +51,7 @@ void FillRandom(uint8_t* outBytes, size_t inSize)
 
 } // namespace
 
-Guid::Guid(const ImmutableString& inText)
-    : Guid(inText.View())
-{
-}
+Guid::Guid(const ImmutableString& inText) : Guid(inText.View()) {}
 
 Guid Guid::CreateUnique()
 {

@@ -22,8 +22,7 @@ std::atomic<int> sThreshold{kLogLevel_Warning};
 
 struct Output
 {
-    Output()
-        : mErrorStream("vr", std::make_shared<spdlog::sinks::stderr_sink_mt>())
+    Output() : mErrorStream("vr", std::make_shared<spdlog::sinks::stderr_sink_mt>())
     {
         mErrorStream.set_pattern("%H:%M:%S.%e %t [%l] %v");
         mErrorStream.set_level(spdlog::level::trace);
@@ -46,16 +45,11 @@ spdlog::level::level_enum SpdlogLevel(int inLevel)
 {
     switch (inLevel)
     {
-    case kLogLevel_Detail:
-        return spdlog::level::trace;
-    case kLogLevel_Information:
-        return spdlog::level::debug;
-    case kLogLevel_Notice:
-        return spdlog::level::info;
-    case kLogLevel_Warning:
-        return spdlog::level::warn;
-    default:
-        return spdlog::level::err;
+    case kLogLevel_Detail: return spdlog::level::trace;
+    case kLogLevel_Information: return spdlog::level::debug;
+    case kLogLevel_Notice: return spdlog::level::info;
+    case kLogLevel_Warning: return spdlog::level::warn;
+    default: return spdlog::level::err;
     }
 }
 

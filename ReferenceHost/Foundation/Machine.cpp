@@ -40,8 +40,8 @@ uint32_t AffinityCount()
 {
     for (int processors = 1024; processors <= 1 << 20; processors *= 2)
     {
-        const std::unique_ptr<cpu_set_t, void (*)(cpu_set_t*)> mask(CPU_ALLOC(processors),
-                                                                    [](cpu_set_t* inSet) { CPU_FREE(inSet); });
+        const std::unique_ptr<cpu_set_t, void (*)(cpu_set_t*)> mask(
+            CPU_ALLOC(processors), [](cpu_set_t* inSet) { CPU_FREE(inSet); });
         const size_t size = CPU_ALLOC_SIZE(processors);
         if (mask != nullptr && sched_getaffinity(0, size, mask.get()) == 0)
         {

@@ -66,10 +66,7 @@ public:
     }
 
 private:
-    static size_t ShelfOf(size_t inCapacity)
-    {
-        return static_cast<size_t>(std::countr_zero(inCapacity));
-    }
+    static size_t ShelfOf(size_t inCapacity) { return static_cast<size_t>(std::countr_zero(inCapacity)); }
 
     std::mutex mMutex;
     std::array<std::vector<void*>, 64> mShelves;

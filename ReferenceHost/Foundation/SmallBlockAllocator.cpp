@@ -65,10 +65,7 @@ struct CacheCloser
         }
     }
 
-    void Touch() noexcept
-    {
-        tCache.mState = CacheState::kOpen;
-    }
+    void Touch() noexcept { tCache.mState = CacheState::kOpen; }
 };
 
 thread_local CacheCloser tCloser;

@@ -78,8 +78,8 @@ bool IsInRange(const Label& inLabel, const TimecodeRate& inRate)
     {
         return false;
     }
-    const bool leftOut = inLabel.mSeconds == 0 && inLabel.mMinutes % 10 != 0 &&
-                         inLabel.mFrames < DroppedPerMinute(inRate);
+    const bool leftOut =
+        inLabel.mSeconds == 0 && inLabel.mMinutes % 10 != 0 && inLabel.mFrames < DroppedPerMinute(inRate);
     return !inLabel.mDropFrame || (SupportsDropFrame(inRate) && !leftOut);
 }
 
@@ -106,8 +106,8 @@ std::string FormatTimecode(int64_t inFrame, const TimecodeRate& inRate, bool inD
     const int64_t frame = inFrame < 0 ? -inFrame : inFrame;
     const int64_t number = drops ? LabelNumber(frame, inRate) : frame;
     const int64_t seconds = number / nominal;
-    return fmt::format("{}{:02}:{:02}:{:02}{}{:02}", inFrame < 0 ? "-" : "", seconds / 3600, seconds / 60 % 60,
-                       seconds % 60, drops ? ';' : ':', number % nominal);
+    return fmt::format("{}{:02}:{:02}:{:02}{}{:02}", inFrame < 0 ? "-" : "", seconds / 3600,
+                       seconds / 60 % 60, seconds % 60, drops ? ';' : ':', number % nominal);
 }
 
 bool ParseTimecode(std::string_view inText, const TimecodeRate& inRate, int64_t& outFrame, bool& outDropFrame)

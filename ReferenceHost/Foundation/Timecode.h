@@ -9,9 +9,9 @@ namespace Foundation
 
 // Timecode: the text HH:MM:SS:FF that names a frame of a day. Frames are counted from 00:00:00:00.
 //
-// At rates such as 30000/1001 the count of 30 frames a second drifts from the clock; drop-frame timecode, which
-// is written with ';' before the frames, leaves out the first labels of each minute but every tenth (two at 30,
-// four at 60) and so keeps to the clock within a frame or two. No frame is dropped, only labels.
+// At rates such as 30000/1001 the count of 30 frames a second drifts from the clock; drop-frame timecode,
+// which is written with ';' before the frames, leaves out the first labels of each minute but every tenth
+// (two at 30, four at 60) and so keeps to the clock within a frame or two. No frame is dropped, only labels.
 //
 // Thread-safety: pure functions.
 
@@ -32,10 +32,9 @@ bool SupportsDropFrame(const TimecodeRate& inRate);
 // the rate has no drop-frame labels.
 std::string FormatTimecode(int64_t inFrame, const TimecodeRate& inRate, bool inDropFrame);
 
-// The frame of a label of four groups of digits, H:M:S:F; with a semicolon (or a point) before the frames it is
-// a drop-frame label. False, and
-// nothing written, for anything else: groups out of range, labels that drop-frame leaves out, ';' where the
-// rate has no drop-frame labels.
+// The frame of a label of four groups of digits, H:M:S:F; with a semicolon (or a point) before the frames it
+// is a drop-frame label. False, and nothing written, for anything else: groups out of range, labels that
+// drop-frame leaves out, ';' where the rate has no drop-frame labels.
 bool ParseTimecode(std::string_view inText, const TimecodeRate& inRate, int64_t& outFrame,
                    bool& outDropFrame);
 

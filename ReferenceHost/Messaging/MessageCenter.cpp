@@ -110,8 +110,9 @@ void MessageCenter::RemoveListener(uint64_t inListenerID)
     for (const auto& [id, station] : mStations)
     {
         auto& listeners = station->mListeners;
-        const auto found = std::find_if(listeners.begin(), listeners.end(), [inListenerID](const auto& inEntry)
-                                        { return inEntry->mID == inListenerID; });
+        const auto found =
+            std::find_if(listeners.begin(), listeners.end(),
+                         [inListenerID](const auto& inEntry) { return inEntry->mID == inListenerID; });
         if (found != listeners.end())
         {
             removed = *found;

@@ -16,8 +16,8 @@ namespace Messaging
 {
 
 // The stations of the process and the queue to the user-interface thread. One lock guards all of it; it is
-// never held while a listener, a create function or the destructor of a message runs, so all of these may call
-// back.
+// never held while a listener, a create function or the destructor of a message runs, so all of these may
+// call back.
 //
 // Thread-safety: safe.
 class MessageCenter
@@ -36,8 +36,8 @@ public:
 
     void Post(const StationID& inStationID, const TVK::MessageRef& inMessage);
 
-    // Delivers the messages that are queued at this moment, not those that listeners post meanwhile; the number
-    // of messages taken. On a second thread while one is at it: 0.
+    // Delivers the messages that are queued at this moment, not those that listeners post meanwhile; the
+    // number of messages taken. On a second thread while one is at it: 0.
     size_t Pump();
 
     // True as soon as a message is queued or Wake was called; false after the time. -1 waits for ever.
@@ -67,8 +67,8 @@ private:
         std::vector<std::shared_ptr<const ListenerEntry>> mListeners;
     };
 
-    // Held by pending messages too: a message of a station that was disposed of and registered again under the
-    // same id finds another one there.
+    // Held by pending messages too: a message of a station that was disposed of and registered again under
+    // the same id finds another one there.
     using StationPtr = std::shared_ptr<Station>;
 
     struct Pending

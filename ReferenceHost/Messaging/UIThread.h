@@ -16,8 +16,8 @@ namespace TVK
 class UIThread
 {
 public:
-    // Delivers what is queued at this moment, on the calling thread, and gives the number of messages taken. A
-    // listener may call it again. While another thread pumps, nothing happens.
+    // Delivers what is queued at this moment, on the calling thread, and gives the number of messages taken.
+    // A listener may call it again. While another thread pumps, nothing happens.
     static size_t Pump();
 
     // Waits until a message is there; false after inMilliseconds. -1: for ever.

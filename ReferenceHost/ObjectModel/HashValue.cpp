@@ -43,9 +43,9 @@ Lanes LoadState(const HashValue& inHash) noexcept
             inHash.mState[2] | (static_cast<uint64_t>(inHash.mTotal) << 32)};
 }
 
-// Sixteen bytes. For fixed bytes each step can be undone, so a block loses nothing of the state. There are two
-// multiplications, because one alone leaves a difference in the top bit as it is, and a few bits of the next
-// block would cancel it again.
+// Sixteen bytes. For fixed bytes each step can be undone, so a block loses nothing of the state. There are
+// two multiplications, because one alone leaves a difference in the top bit as it is, and a few bits of the
+// next block would cancel it again.
 inline void MixBlock(Lanes& ioLanes, uint64_t inFirst, uint64_t inSecond) noexcept
 {
     ioLanes.mFirst = (ioLanes.mFirst ^ inFirst) * kFirstFactor;

@@ -15,8 +15,8 @@ constexpr char kSetObject[] = "TVK::WeakReferenceBroker::SetObject";
 
 } // namespace
 
-// The lock keeps the object's memory alive during TryAdd: ObjectDied waits for it, and the object is destroyed
-// only after that. The count itself decides who comes first, a resolver or the last release.
+// The lock keeps the object's memory alive during TryAdd: ObjectDied waits for it, and the object is
+// destroyed only after that. The count itself decides who comes first, a resolver or the last release.
 struct WeakReferenceBroker::Impl
 {
     mutable std::mutex mMutex;
@@ -24,10 +24,7 @@ struct WeakReferenceBroker::Impl
     ReferenceCount* mReferences = nullptr;
 };
 
-WeakReferenceBroker::WeakReferenceBroker()
-    : mImpl(std::make_unique<Impl>())
-{
-}
+WeakReferenceBroker::WeakReferenceBroker() : mImpl(std::make_unique<Impl>()) {}
 
 WeakReferenceBroker::~WeakReferenceBroker() = default;
 

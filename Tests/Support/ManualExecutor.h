@@ -4,8 +4,8 @@
 #include "norvik/threads/Threads.h"
 
 #include <cstdint>
-#include <set>
 #include <mutex>
+#include <set>
 #include <utility>
 
 namespace TestSupport
@@ -14,8 +14,8 @@ namespace TestSupport
 // An executor without threads, whose clock stands still. The test runs its functions and moves the clock, so
 // that what depends on order and time happens the same way each time, at once.
 //
-// It keeps every promise of AsyncThreadedExecutor. WaitForTermination has nobody to wait for and does the work
-// itself, moving the clock to what is delayed.
+// It keeps every promise of AsyncThreadedExecutor. WaitForTermination has nobody to wait for and does the
+// work itself, moving the clock to what is delayed.
 //
 // Thread-safety: safe, though normally all is done by the test's thread.
 class ManualExecutor final : public norvik::threads::AsyncThreadedExecutor

@@ -91,9 +91,7 @@ public:
     {
     }
 
-    void operator()() const
-    {
-    }
+    void operator()() const {}
 
 private:
     boost::shared_ptr<void> mGuard;
@@ -121,10 +119,7 @@ public:
             true);
     }
 
-    ~RecordedLog()
-    {
-        norvik::logging::SetLogSink({});
-    }
+    ~RecordedLog() { norvik::logging::SetLogSink({}); }
 
     std::string Text()
     {
@@ -160,11 +155,7 @@ TEST_P(Executor, StartsFunctionsInTheOrderOfPosting)
         std::atomic<int> mostOvertaken{0};
         for (int index = 0; index < 300; ++index)
         {
-            mExecutor.Post(
-                [&, index]
-                {
-                    Raise(mostOvertaken, index - started++);
-                });
+            mExecutor.Post([&, index] { Raise(mostOvertaken, index - started++); });
         }
         mSubject.Settle();
         EXPECT_LT(mostOvertaken, static_cast<int>(GetParam().mWidth));
@@ -235,8 +226,9 @@ TEST_P(Executor, DelayedFunctionRunsNotBeforeItsTime)
     std::atomic<int64_t> milliseconds{-1};
     const auto now = [&]
     {
-        return mSubject.mManual ? static_cast<int64_t>(mSubject.mManual->Now())
-                                : std::chrono::milliseconds::rep{(Clock::now() - begin) / std::chrono::milliseconds(1)};
+        return mSubject.mManual
+                   ? static_cast<int64_t>(mSubject.mManual->Now())
+                   : std::chrono::milliseconds::rep{(Clock::now() - begin) / std::chrono::milliseconds(1)};
     };
     mExecutor.Post([&] { milliseconds = now(); }, 30);
     mSubject.Settle();
@@ -452,6 +444,7 @@ TEST_P(Executor, StopSequenceLeavesNothingRunning)
 }
 
 INSTANTIATE_TEST_SUITE_P(AllKinds, Executor, testing::ValuesIn(kKinds),
-                         [](const testing::TestParamInfo<Kind>& inInfo) { return std::string(inInfo.param.mName); });
+                         [](const testing::TestParamInfo<Kind>& inInfo)
+                         { return std::string(inInfo.param.mName); });
 
 } // namespace

@@ -21,16 +21,9 @@ using TestSupport::ScaledCount;
 // Counts itself, so that a function that is lost or kept for ever shows.
 struct Token
 {
-    explicit Token(std::atomic<int64_t>& inAlive)
-        : mAlive(inAlive)
-    {
-        ++mAlive;
-    }
+    explicit Token(std::atomic<int64_t>& inAlive) : mAlive(inAlive) { ++mAlive; }
 
-    ~Token()
-    {
-        --mAlive;
-    }
+    ~Token() { --mAlive; }
 
     Token(const Token&) = delete;
     Token& operator=(const Token&) = delete;
@@ -64,7 +57,8 @@ TEST(ExecutorStress, SerialExecutorKeepsOrderAndExclusionForEachPoster)
                  {
                      for (int index = 0; index < count; ++index)
                      {
-                         serial->Post([&, inPoster, index] { disorders += next[inPoster]++ != index ? 1 : 0; });
+                         serial->Post([&, inPoster, index]
+                                      { disorders += next[inPoster]++ != index ? 1 : 0; });
                      }
                  });
     serial->WaitForTermination();
@@ -122,14 +116,9 @@ TEST(ExecutorStress, CancelCloseAndPostFromManyThreadsLeaveNothingBehind)
                              const auto token = std::make_shared<Token>(alive);
                              switch (random() % 8)
                              {
-                             case 0:
-                                 target->CancelPending();
-                                 break;
-                             case 1:
-                                 target->Post([token] {}, static_cast<uint32_t>(random() % 3));
-                                 break;
-                             default:
-                                 target->Post([token, target] { target->Post([token] {}); });
+                             case 0: target->CancelPending(); break;
+                             case 1: target->Post([token] {}, static_cast<uint32_t>(random() % 3)); break;
+                             default: target->Post([token, target] { target->Post([token] {}); });
                              }
                              if (step == 110 && inThread == 0)
                              {

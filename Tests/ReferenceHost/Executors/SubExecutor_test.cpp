@@ -16,7 +16,8 @@ using norvik::threads::CreateSubExecutor;
 class SubExecutor : public testing::Test
 {
 protected:
-    boost::shared_ptr<TestSupport::ManualExecutor> mParent = boost::make_shared<TestSupport::ManualExecutor>();
+    boost::shared_ptr<TestSupport::ManualExecutor> mParent =
+        boost::make_shared<TestSupport::ManualExecutor>();
     std::vector<int> mRan;
 
     norvik::Function Note(int inNumber)

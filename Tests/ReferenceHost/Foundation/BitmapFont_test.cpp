@@ -22,8 +22,8 @@ std::vector<std::string> Drawn(const std::string& inText, int inScale, int inLef
     const int margin = 16;
     const int stride = inWidth + 2 * margin;
     std::vector<uint8_t> bytes(static_cast<size_t>(stride * (inHeight + 2 * margin)), 0);
-    DrawText(ByteMask{bytes.data() + margin * stride + margin, inWidth, inHeight, stride}, inLeft, inTop, inText,
-             inScale);
+    DrawText(ByteMask{bytes.data() + margin * stride + margin, inWidth, inHeight, stride}, inLeft, inTop,
+             inText, inScale);
     std::vector<std::string> rows;
     for (int row = 0; row < inHeight + 2 * margin; ++row)
     {
@@ -31,7 +31,8 @@ std::vector<std::string> Drawn(const std::string& inText, int inScale, int inLef
         for (int column = 0; column < stride; ++column)
         {
             const bool ink = bytes[static_cast<size_t>(row * stride + column)] == 255;
-            const bool inside = row >= margin && row < margin + inHeight && column >= margin && column < margin + inWidth;
+            const bool inside =
+                row >= margin && row < margin + inHeight && column >= margin && column < margin + inWidth;
             EXPECT_TRUE(inside || !ink) << "ink outside the mask";
             line += inside ? (ink ? "#" : ".") : "";
         }
@@ -57,8 +58,9 @@ TEST(BitmapFont, AllCharactersDifferAndNoneButTheBlankIsEmpty)
     {
         const auto glyph = Drawn(std::string(1, character), 1, 0, 0, kGlyphCellWidth, kGlyphCellHeight);
         EXPECT_TRUE(seen.insert(glyph).second) << character;
-        const bool empty = std::all_of(glyph.begin(), glyph.end(), [](const std::string& inRow)
-                                       { return inRow.find('#') == std::string::npos; });
+        const bool empty =
+            std::all_of(glyph.begin(), glyph.end(),
+                        [](const std::string& inRow) { return inRow.find('#') == std::string::npos; });
         EXPECT_EQ(empty, character == ' ') << character;
         for (const std::string& row : glyph)
         {
@@ -128,8 +130,8 @@ TEST(BitmapFont, BreaksLinesAndMeasuresThem)
 TEST(BitmapFont, RowsMayRunUpwards)
 {
     std::vector<uint8_t> bytes(static_cast<size_t>(kGlyphCellWidth * kGlyphCellHeight), 0);
-    DrawText(ByteMask{bytes.data() + kGlyphCellWidth * (kGlyphCellHeight - 1), kGlyphCellWidth, kGlyphCellHeight,
-                      -kGlyphCellWidth},
+    DrawText(ByteMask{bytes.data() + kGlyphCellWidth * (kGlyphCellHeight - 1), kGlyphCellWidth,
+                      kGlyphCellHeight, -kGlyphCellWidth},
              0, 0, "_", 1);
     EXPECT_EQ(bytes[kGlyphCellWidth], 255) << "row 7 from the bottom up";
     EXPECT_EQ(std::count(bytes.begin(), bytes.end(), uint8_t{255}), 5);

@@ -23,9 +23,11 @@ using norvik::debug::DebugDatabase;
 TEST(Exceptions, SayTheirTexts)
 {
     EXPECT_STREQ(TVK::NullInterfaceException().what(), "A NULL interface pointer has been dereferenced.");
-    EXPECT_STREQ(TVK::InterfaceNotFoundException().what(), "The requested interface has not been registered.");
-    EXPECT_STREQ(TVK::IllegalComparisonException().what(),
-                 "A comparison of two refs has failed because we are unable to convert one of them to TVKUnknown.");
+    EXPECT_STREQ(TVK::InterfaceNotFoundException().what(),
+                 "The requested interface has not been registered.");
+    EXPECT_STREQ(
+        TVK::IllegalComparisonException().what(),
+        "A comparison of two refs has failed because we are unable to convert one of them to TVKUnknown.");
     EXPECT_THROW(throw TVK::NullInterfaceException(), TVK::Exception);
     EXPECT_THROW(throw TVK::IllegalComparisonException(), std::exception);
 }
@@ -63,8 +65,9 @@ TEST(Contract, BrokenOneIsReportedThenThrown)
     }
     catch (const norvik::config::Error& error)
     {
-        EXPECT_STREQ(error.what(), "$$$/norvik/utility/Error/Contract/InputContractViolation=An input contract "
-                                   "violation has occurred!");
+        EXPECT_STREQ(error.what(),
+                     "$$$/norvik/utility/Error/Contract/InputContractViolation=An input contract "
+                     "violation has occurred!");
     }
     ContractReport report;
     ASSERT_TRUE(norvik::debug::GetContractReport(0, report));
@@ -83,8 +86,9 @@ TEST(Contract, BrokenOutputHasItsOwnText)
     }
     catch (const norvik::config::Error& error)
     {
-        EXPECT_STREQ(error.what(), "$$$/norvik/utility/Error/Contract/OutputContractViolation=An output contract "
-                                   "violation has occurred!");
+        EXPECT_STREQ(error.what(),
+                     "$$$/norvik/utility/Error/Contract/OutputContractViolation=An output contract "
+                     "violation has occurred!");
     }
 }
 
@@ -129,10 +133,7 @@ TEST(Contract, KeepsTheLatestReports)
 class Settings : public testing::Test
 {
 protected:
-    Settings()
-    {
-        mPath = UTF8String(testing::TempDir()) + "settings_test.txt";
-    }
+    Settings() { mPath = UTF8String(testing::TempDir()) + "settings_test.txt"; }
 
     ~Settings() override
     {
@@ -145,15 +146,9 @@ protected:
         std::remove(mPath.c_str());
     }
 
-    void Write(const char* inText)
-    {
-        std::ofstream(mPath.c_str()) << inText;
-    }
+    void Write(const char* inText) { std::ofstream(mPath.c_str()) << inText; }
 
-    UTF8String Get()
-    {
-        return mDatabase.GetEntry("ML.EnableDiskCache", "default");
-    }
+    UTF8String Get() { return mDatabase.GetEntry("ML.EnableDiskCache", "default"); }
 
     DebugDatabase& mDatabase = DebugDatabase::Instance();
     UTF8String mPath;
@@ -206,9 +201,9 @@ class Logging : public testing::Test
 protected:
     Logging()
     {
-        norvik::logging::SetLogSink(
-            [this](const boost::shared_ptr<norvik::logging::LogMessage>& inMessage)
-            { mRecords.push_back(inMessage); }, true);
+        norvik::logging::SetLogSink([this](const boost::shared_ptr<norvik::logging::LogMessage>& inMessage)
+                                    { mRecords.push_back(inMessage); },
+                                    true);
     }
 
     ~Logging() override

@@ -22,15 +22,9 @@ using Foundation::ReadControlGroupLimits;
 class ControlGroups : public testing::Test
 {
 protected:
-    ControlGroups()
-    {
-        std::filesystem::remove_all(mRoot);
-    }
+    ControlGroups() { std::filesystem::remove_all(mRoot); }
 
-    ~ControlGroups() override
-    {
-        std::filesystem::remove_all(mRoot);
-    }
+    ~ControlGroups() override { std::filesystem::remove_all(mRoot); }
 
     void Write(const std::string& inPath, const std::string& inText)
     {
@@ -75,8 +69,7 @@ TEST_F(ControlGroups, OldHierarchyIsReadByController)
     Write("cpu,cpuacct/job/cpu.cfs_quota_us", "50000");
     Write("cpu,cpuacct/job/cpu.cfs_period_us", "100000");
     Write("memory/job/memory.limit_in_bytes", "7000");
-    const ControlGroupLimits limits =
-        Read("12:cpuset:/\n4:memory:/job\n3:cpu,cpuacct:/job\n0::/unused\n");
+    const ControlGroupLimits limits = Read("12:cpuset:/\n4:memory:/job\n3:cpu,cpuacct:/job\n0::/unused\n");
     EXPECT_EQ(limits.mProcessors, 0.5);
     EXPECT_EQ(limits.mMemoryBytes, 7000u);
 }
@@ -106,7 +99,8 @@ TEST(Machine, CountsTheProcessorsItMayUse)
 
 TEST(Machine, HasNoMoreMemoryThanIsBuiltIn)
 {
-    const auto built = static_cast<uint64_t>(sysconf(_SC_PHYS_PAGES)) * static_cast<uint64_t>(sysconf(_SC_PAGE_SIZE));
+    const auto built =
+        static_cast<uint64_t>(sysconf(_SC_PHYS_PAGES)) * static_cast<uint64_t>(sysconf(_SC_PAGE_SIZE));
     EXPECT_GT(norvik::utility::TotalPhysicalMemory(), 16u << 20);
     EXPECT_LE(norvik::utility::TotalPhysicalMemory(), built);
 }
@@ -125,9 +119,7 @@ TEST(Machine, AnswersAsOverridden)
     EXPECT_EQ(norvik::utility::TotalPhysicalMemory(), memory);
 }
 
-void Here()
-{
-}
+void Here() {}
 
 TEST(Machine, ModulePathIsTheFileThatHoldsAnAddress)
 {

@@ -69,10 +69,7 @@ TEST(STLAllocator, ServesContainersAndRefusesImpossibleSizes)
 // the whole test program.
 struct UsedAroundMain
 {
-    UsedAroundMain()
-        : mText(200, 'x')
-    {
-    }
+    UsedAroundMain() : mText(200, 'x') {}
 
     ~UsedAroundMain()
     {

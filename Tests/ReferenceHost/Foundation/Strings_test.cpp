@@ -73,7 +73,8 @@ TEST(ImmutableString, ComparesUnsignedBytesThenLength)
     EXPECT_LT(make("ab").Compare(make("abc")), 0);
     EXPECT_GT(make("b").Compare(make("abc")), 0);
     EXPECT_EQ(make("abc").Compare(make("abc")), 0);
-    EXPECT_LT(ImmutableString::CreateDynamic("a\0a", 3).Compare(ImmutableString::CreateDynamic("a\0b", 3)), 0);
+    EXPECT_LT(ImmutableString::CreateDynamic("a\0a", 3).Compare(ImmutableString::CreateDynamic("a\0b", 3)),
+              0);
     EXPECT_TRUE(make("a") < make("b"));
     EXPECT_TRUE(make("a") == ImmutableString::CreateStatic("a"));
     EXPECT_TRUE(make("a") != make("b"));
@@ -133,7 +134,9 @@ TEST(TextConversions, IllFormedBytesAreReplaced)
     EXPECT_EQ(UTF8to16("\xF4\x90\x80\x80"), replaced + replaced + replaced + replaced) << "above U+10FFFF";
     EXPECT_EQ(UTF8to16("\xF5"), replaced);
     EXPECT_EQ(UTF8to16("\xE2\x82"), replaced) << "cut off: one for what there is";
-    EXPECT_EQ(UTF8to16("\xE2\x82" "A"), replaced + u"A");
+    EXPECT_EQ(UTF8to16("\xE2\x82"
+                       "A"),
+              replaced + u"A");
     EXPECT_EQ(UTF8to16("\xF0\x9F\x8E"), replaced);
 }
 
@@ -153,20 +156,11 @@ TEST(TextConversions, MultiByteIsTheBytes)
 class CommaLocale : public std::numpunct<char>
 {
 protected:
-    char do_decimal_point() const override
-    {
-        return ',';
-    }
+    char do_decimal_point() const override { return ','; }
 
-    char do_thousands_sep() const override
-    {
-        return '.';
-    }
+    char do_thousands_sep() const override { return '.'; }
 
-    std::string do_grouping() const override
-    {
-        return "\3";
-    }
+    std::string do_grouping() const override { return "\3"; }
 };
 
 TEST(TextStreams, IgnoreTheLocaleOfTheSession)

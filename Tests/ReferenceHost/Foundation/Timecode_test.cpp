@@ -51,7 +51,8 @@ TEST(Timecode, DropFrameStaysWithinTwoFramesOfTheClock)
     for (int64_t hour = 1; hour <= 24; ++hour)
     {
         const double clockFrames = static_cast<double>(hour) * 3600.0 * 30000.0 / 1001.0;
-        EXPECT_NEAR(static_cast<double>(Parsed((std::to_string(hour) + ":00:00;00").c_str(), k2997)), clockFrames, 2.7);
+        EXPECT_NEAR(static_cast<double>(Parsed((std::to_string(hour) + ":00:00;00").c_str(), k2997)),
+                    clockFrames, 2.7);
     }
 }
 
@@ -97,9 +98,10 @@ TEST(Timecode, SemicolonAndPointMeanDropFrame)
 
 TEST(Timecode, RefusesWhatIsNoLabel)
 {
-    for (const char* text : {"", "12", "00:00:00", "00:00:00:25", "00:00:60:00", "00:60:00:00", "00:00:00:00:00",
-                             "a0:00:00:00", "00:00:00:", ":00:00:00", "00;00:00:00", "00:00:00:0x", " 00:00:00:00",
-                             "00:00:00;00", "000000:00:00:00", "00:000:00:00", "--00:00:00:01", "+00:00:00:00"})
+    for (const char* text :
+         {"", "12", "00:00:00", "00:00:00:25", "00:00:60:00", "00:60:00:00", "00:00:00:00:00", "a0:00:00:00",
+          "00:00:00:", ":00:00:00", "00;00:00:00", "00:00:00:0x", " 00:00:00:00", "00:00:00;00",
+          "000000:00:00:00", "00:000:00:00", "--00:00:00:01", "+00:00:00:00"})
     {
         EXPECT_EQ(Parsed(text, k25), -1000000) << text;
     }

@@ -19,11 +19,7 @@ namespace StationsStress
 class Step final : public TVK::MessageImpl<Step>
 {
 public:
-    Step(size_t inPoster, size_t inNumber)
-        : mPoster(inPoster)
-        , mNumber(inNumber)
-    {
-    }
+    Step(size_t inPoster, size_t inNumber) : mPoster(inPoster), mNumber(inNumber) {}
 
     const size_t mPoster;
     const size_t mNumber;
@@ -59,7 +55,8 @@ TEST(StationsStress, EachPostersMessagesArriveOnceAndInOrder)
                 {
                     for (size_t number = 0; number < count; ++number)
                     {
-                        TVK::StationUtils::PostMessageToUIThread(station, MessageRef(new Step(poster, number)), 0);
+                        TVK::StationUtils::PostMessageToUIThread(station,
+                                                                 MessageRef(new Step(poster, number)), 0);
                     }
                 });
         }

@@ -15,8 +15,8 @@ using norvik::utility::ImmutableString;
 using TVK::InterfaceRef;
 using TVK::MessageRef;
 using TVK::StationRegistry;
-using TVK::StationUtils::PostMessageToUIThread;
 using TVK::UIThread;
+using TVK::StationUtils::PostMessageToUIThread;
 
 // Message classes have names that are the same in every module, so they stand in no unnamed namespace.
 namespace StationsTest
@@ -65,10 +65,7 @@ MessageRef NumberMessage(int inNumber, std::atomic<int>* ioDestroyed = nullptr)
 class Stations : public testing::Test
 {
 protected:
-    Stations()
-    {
-        Listen(mStation);
-    }
+    Stations() { Listen(mStation); }
 
     ~Stations() override
     {
@@ -78,7 +75,8 @@ protected:
 
     void Listen(const ImmutableString& inStation)
     {
-        StationRegistry::AddListener(inStation, Number::StaticMessageID(), [this](const MessageRef& inMessage)
+        StationRegistry::AddListener(inStation, Number::StaticMessageID(),
+                                     [this](const MessageRef& inMessage)
                                      { mHeard.push_back(static_cast<Number*>(inMessage.get())->mNumber); });
     }
 
@@ -170,7 +168,8 @@ TEST_F(Stations, DisposeWithinAListenerSilencesTheOthers)
 {
     StationRegistry::DisposeStation(mStation);
     StationRegistry::RegisterStation(mStation);
-    StationRegistry::AddListener(mStation, 0, [&](const MessageRef&) { StationRegistry::DisposeStation(mStation); });
+    StationRegistry::AddListener(mStation, 0,
+                                 [&](const MessageRef&) { StationRegistry::DisposeStation(mStation); });
     Listen(mStation);
     PostMessageToUIThread(mStation, NumberMessage(1), 0);
     UIThread::Pump();

@@ -20,15 +20,9 @@ template <int kNumber>
 class Number final : public TVK::Implements<Number<kNumber>, INumber>
 {
 public:
-    static InterfaceRef<TVKUnknown> Create()
-    {
-        return InterfaceRef<INumber>(new Number);
-    }
+    static InterfaceRef<TVKUnknown> Create() { return InterfaceRef<INumber>(new Number); }
 
-    int Get() override
-    {
-        return kNumber;
-    }
+    int Get() override { return kNumber; }
 };
 
 constexpr Guid kNumberClassID{"20000000-0000-0000-0000-0000000000AA"};
@@ -41,10 +35,7 @@ Guid NumberClassID()
 class ClassFactoryTest : public testing::Test
 {
 protected:
-    ~ClassFactoryTest() override
-    {
-        ClassFactory::UnregisterTVKClass(kNumberClassID);
-    }
+    ~ClassFactoryTest() override { ClassFactory::UnregisterTVKClass(kNumberClassID); }
 };
 
 TEST_F(ClassFactoryTest, MakesANewInstanceEachTime)
@@ -67,7 +58,8 @@ TEST_F(ClassFactoryTest, GivesNothingForAnUnknownClass)
 
 TEST_F(ClassFactoryTest, RegisteringAgainReplaces)
 {
-    ClassFactory::RegisterTVKClass(kNumberClassID, "kNumberClassID", "Number", &Number<1>::Create, &NumberClassID);
+    ClassFactory::RegisterTVKClass(kNumberClassID, "kNumberClassID", "Number", &Number<1>::Create,
+                                   &NumberClassID);
     EXPECT_EQ(ClassFactory::RegisterTVKClass(kNumberClassID, "kNumberClassID", "Number", &Number<2>::Create,
                                              &NumberClassID),
               0);

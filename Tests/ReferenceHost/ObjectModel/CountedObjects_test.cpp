@@ -45,39 +45,21 @@ int sAlive = 0;
 class Counted : public TVK::Implements<Counted, IFirst, ISecondExtended>
 {
 public:
-    Counted()
-    {
-        ++sAlive;
-    }
+    Counted() { ++sAlive; }
 
-    ~Counted() override
-    {
-        --sAlive;
-    }
+    ~Counted() override { --sAlive; }
 
-    int First() override
-    {
-        return 1;
-    }
+    int First() override { return 1; }
 
-    int Second() override
-    {
-        return 2;
-    }
+    int Second() override { return 2; }
 
-    int SecondExtended() override
-    {
-        return 22;
-    }
+    int SecondExtended() override { return 22; }
 };
 
 class Derived final : public TVK::Extends<Counted, IThird>
 {
 public:
-    int Third() override
-    {
-        return 3 + mBallast[0];
-    }
+    int Third() override { return 3 + mBallast[0]; }
 
 private:
     char mBallast[300] = {}; // of another size than the base, which must free it
@@ -86,15 +68,9 @@ private:
 class Weakly final : public TVK::ImplementsWeak<Weakly, IFirst>
 {
 public:
-    ~Weakly() override
-    {
-        mDuringDestruction.Resolve();
-    }
+    ~Weakly() override { mDuringDestruction.Resolve(); }
 
-    int First() override
-    {
-        return 7;
-    }
+    int First() override { return 7; }
 
     TVK::WeakRef<IFirst> mDuringDestruction;
 };

@@ -138,8 +138,8 @@ TEST(HashValue, ZerosAtTheEndAreTold)
 
 TEST(HashValue, DigestIsNeverAllZero)
 {
-    // The finishing permutation, run backwards from zero, gives the one state whose digest would be zero; from
-    // there the substitute must come out.
+    // The finishing permutation, run backwards from zero, gives the one state whose digest would be zero;
+    // from there the substitute must come out.
     const auto scatter = [](uint64_t inValue, uint64_t inFactor)
     {
         inValue = (inValue ^ (inValue >> 32)) * inFactor;
@@ -171,15 +171,12 @@ HashValue RealisticInput(uint32_t inNumber)
     HashValue hash;
     switch (inNumber % 4)
     {
-    case 0:
-        hash.MixU32(index);
-        break;
-    case 1:
-        hash.MixI64(static_cast<int64_t>(index) * 8475667200);
-        break;
+    case 0: hash.MixU32(index); break;
+    case 1: hash.MixI64(static_cast<int64_t>(index) * 8475667200); break;
     case 2:
     {
-        const uint32_t record[8] = {0, 0, index & 0xFF, index >> 8 & 0xFF, 1, 1, index >> 16 & 0xFF, index >> 24};
+        const uint32_t record[8] = {0, 0, index & 0xFF,       index >> 8 & 0xFF,
+                                    1, 1, index >> 16 & 0xFF, index >> 24};
         hash.Mix(record, sizeof(record));
         break;
     }
@@ -259,8 +256,8 @@ TEST(HashValue, OneFlippedBitChangesHalfOfTheDigest)
 
 TEST(HashValue, FewFlipsInFollowingBlocksDoNotCancel)
 {
-    // Up to three bits set in two blocks of zeros: where a hash lets single bits pass unscattered, those of the
-    // second block can take back what the first one changed.
+    // Up to three bits set in two blocks of zeros: where a hash lets single bits pass unscattered, those of
+    // the second block can take back what the first one changed.
     const size_t most = TestSupport::ScaledCount(256);
     std::vector<Guid> digests;
     for (size_t first = 0; first < most; ++first)

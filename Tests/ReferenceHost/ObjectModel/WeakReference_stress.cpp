@@ -24,10 +24,7 @@ constexpr int kLiving = 12345;
 class Marked final : public TVK::ImplementsWeak<Marked, IMarked>
 {
 public:
-    explicit Marked(std::atomic<int>& ioDestroyed)
-        : mDestroyed(ioDestroyed)
-    {
-    }
+    explicit Marked(std::atomic<int>& ioDestroyed) : mDestroyed(ioDestroyed) {}
 
     ~Marked() override
     {
@@ -35,10 +32,7 @@ public:
         ++mDestroyed;
     }
 
-    int Mark() const override
-    {
-        return mMark;
-    }
+    int Mark() const override { return mMark; }
 
 private:
     std::atomic<int>& mDestroyed;

@@ -3,8 +3,8 @@
 #include "Platform.h"
 #include "norvik/threads/Threads.h"
 
-// The four executors that host and library share. They belong to the host, which makes them before the library
-// starts and stops them after it has ended; before and after they are null.
+// The four executors that host and library share. They belong to the host, which makes them before the
+// library starts and stops them after it has ended; before and after they are null.
 //
 // Thread-safety: read by any thread while the host is up; written by the host alone, with no reader about.
 namespace ML

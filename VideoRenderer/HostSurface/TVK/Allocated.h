@@ -11,7 +11,7 @@
 // The bases of counted objects.
 //
 //   class Foo final : public TVK::Implements<Foo, IFoo, IBar> { ... };     the usual class
-//   class Bar : public TVK::Extends<Foo, IExtra> { ... };                  a derived class with a further face
+//   class Bar : public TVK::Extends<Foo, IExtra> { ... };                  a derived class, one face more
 //   class Odd : public IFoo, public TVK::Allocated<Odd> { ... };           only the memory
 //
 // Thread-safety: counting and querying are safe; objects are destroyed on the thread of their last release.
@@ -40,10 +40,7 @@ public:
         return Allocator::Allocate(inSize);
     }
 
-    static void* operator new(size_t, void* inPlace) noexcept
-    {
-        return inPlace;
-    }
+    static void* operator new(size_t, void* inPlace) noexcept { return inPlace; }
 
     static void operator delete(void* inBlock, size_t inSize) noexcept
     {
@@ -59,16 +56,10 @@ class ReferenceCount
 {
 public:
     // The count after the call.
-    std::uint32_t Add() noexcept
-    {
-        return mCount.fetch_add(1, std::memory_order_relaxed) + 1;
-    }
+    std::uint32_t Add() noexcept { return mCount.fetch_add(1, std::memory_order_relaxed) + 1; }
 
     // The count after the call. At 0 the caller destroys the object, and sees all that other holders wrote.
-    std::uint32_t Drop() noexcept
-    {
-        return mCount.fetch_sub(1, std::memory_order_acq_rel) - 1;
-    }
+    std::uint32_t Drop() noexcept { return mCount.fetch_sub(1, std::memory_order_acq_rel) - 1; }
 
     // Adds one unless the count is zero, that is, unless the last reference is gone.
     bool TryAdd() noexcept
@@ -95,10 +86,7 @@ template <class T, class... Interfaces>
 class Implements : public Interfaces..., public Allocated<T>
 {
 public:
-    std::uint32_t AddRef() const override
-    {
-        return mReferences.Add();
-    }
+    std::uint32_t AddRef() const override { return mReferences.Add(); }
 
     std::uint32_t Release() const override
     {
@@ -134,14 +122,9 @@ protected:
     ~Implements() override = default;
 
     // Called once, after the last release and before any destructor.
-    virtual void BeforeDestruction() const noexcept
-    {
-    }
+    virtual void BeforeDestruction() const noexcept {}
 
-    ReferenceCount& References() const noexcept
-    {
-        return mReferences;
-    }
+    ReferenceCount& References() const noexcept { return mReferences; }
 
 private:
     mutable ReferenceCount mReferences;
@@ -154,15 +137,9 @@ class Extends : public Base, public Interfaces...
 public:
     using Base::Base;
 
-    std::uint32_t AddRef() const override
-    {
-        return Base::AddRef();
-    }
+    std::uint32_t AddRef() const override { return Base::AddRef(); }
 
-    std::uint32_t Release() const override
-    {
-        return Base::Release();
-    }
+    std::uint32_t Release() const override { return Base::Release(); }
 
     std::int32_t Query(const Guid& inID, void** outInterface) const override
     {

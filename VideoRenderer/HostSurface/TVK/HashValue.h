@@ -38,25 +38,16 @@ struct HashValue
 
     // One byte.
     ML_EXPORT void MixU8(uint8_t inValue) noexcept;
-    void MixBool(bool inValue) noexcept
-    {
-        MixU8(inValue ? 1 : 0);
-    }
+    void MixBool(bool inValue) noexcept { MixU8(inValue ? 1 : 0); }
 
     // Four bytes.
     ML_EXPORT void MixU32(uint32_t inValue) noexcept;
-    void MixI32(int32_t inValue) noexcept
-    {
-        MixU32(static_cast<uint32_t>(inValue));
-    }
+    void MixI32(int32_t inValue) noexcept { MixU32(static_cast<uint32_t>(inValue)); }
     ML_EXPORT void MixFloat(float inValue) noexcept;
 
     // Eight bytes.
     ML_EXPORT void MixU64(uint64_t inValue) noexcept;
-    void MixI64(int64_t inValue) noexcept
-    {
-        MixU64(static_cast<uint64_t>(inValue));
-    }
+    void MixI64(int64_t inValue) noexcept { MixU64(static_cast<uint64_t>(inValue)); }
     ML_EXPORT void MixDouble(double inValue) noexcept;
 
     // Sixteen bytes, those of Guid::GuidToBytes.
@@ -68,10 +59,7 @@ struct HashValue
     {
         Mix(inText.CStr(), inText.Size());
     }
-    void MixText(const norvik::UTF8String& inText) noexcept
-    {
-        Mix(inText.data(), inText.size());
-    }
+    void MixText(const norvik::UTF8String& inText) noexcept { Mix(inText.data(), inText.size()); }
 
     // The digest. Never all zero, which would mean "no key".
     ML_EXPORT Guid AsGuid() const noexcept;

@@ -41,10 +41,7 @@ public:
         return sMessageID;
     }
 
-    std::uint32_t GetMessageID() const override
-    {
-        return StaticMessageID();
-    }
+    std::uint32_t GetMessageID() const override { return StaticMessageID(); }
 };
 
 } // namespace TVK

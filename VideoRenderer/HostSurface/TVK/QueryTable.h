@@ -7,8 +7,8 @@
 // Answers queries for a class that has several interfaces as bases, from a list of them.
 //
 // An interface that extends another names it as InterfaceBase; the id of the other is then answered too,
-// without being listed. TVKUnknown is answered through the first interface of the list, whichever face asks, so
-// that an object has one canonical pointer.
+// without being listed. TVKUnknown is answered through the first interface of the list, whichever face asks,
+// so that an object has one canonical pointer.
 //
 // Thread-safety: no state.
 namespace TVK

@@ -19,8 +19,8 @@ namespace TVK
 class StationRegistry
 {
 public:
-    // Makes what accompanies a station; called on the user-interface thread before the station's first message
-    // is delivered. The object is held until the station is disposed of.
+    // Makes what accompanies a station; called on the user-interface thread before the station's first
+    // message is delivered. The object is held until the station is disposed of.
     using CreateFunction = InterfaceRef<TVKUnknown> (*)();
     using Listener = boost::function<void(const MessageRef&)>;
 
@@ -33,7 +33,8 @@ public:
                                           CreateFunction inCreate = nullptr);
 
     // Both of the above.
-    ML_EXPORT static norvik::utility::ImmutableString RegisterUniqueStation(CreateFunction inCreate = nullptr);
+    ML_EXPORT static norvik::utility::ImmutableString
+    RegisterUniqueStation(CreateFunction inCreate = nullptr);
 
     // Closes a station: its listeners are forgotten, and messages that were posted to it and aren't delivered
     // yet are dropped. Called on the user-interface thread, no listener of it runs after the return; called

@@ -9,8 +9,8 @@
 namespace TVK
 {
 
-// A signal that one thread waits for. It has a memory of one: a signal given before the wait lets the next wait
-// through at once, and each signal lets one wait through. Signals that nobody consumed add up to one.
+// A signal that one thread waits for. It has a memory of one: a signal given before the wait lets the next
+// wait through at once, and each signal lets one wait through. Signals that nobody consumed add up to one.
 //
 // Thread-safety: safe.
 class WaitableObject

@@ -10,8 +10,8 @@
 
 // References that don't keep their object alive.
 //
-// Thread-safety: resolving is safe against the last release on another thread: it gives a counted reference, or
-// an empty one once the count has reached zero, never an object that is being destroyed.
+// Thread-safety: resolving is safe against the last release on another thread: it gives a counted reference,
+// or an empty one once the count has reached zero, never an object that is being destroyed.
 namespace TVK
 {
 
@@ -60,8 +60,8 @@ private:
     std::unique_ptr<Impl> mImpl;
 };
 
-// Implements for a class that can be held weakly; IWeakReferenceCapable is added to its interfaces. The broker
-// is made when somebody first asks for it.
+// Implements for a class that can be held weakly; IWeakReferenceCapable is added to its interfaces. The
+// broker is made when somebody first asks for it.
 template <class T, class... Interfaces>
 class ImplementsWeak : public Implements<T, Interfaces..., IWeakReferenceCapable>
 {
@@ -139,16 +139,10 @@ public:
         return mReference ? InterfaceRef<T>(mReference->Resolve()) : InterfaceRef<T>();
     }
 
-    void reset() noexcept
-    {
-        mReference.reset();
-    }
+    void reset() noexcept { mReference.reset(); }
 
     // Whether there was an object to begin with; it may be gone.
-    explicit operator bool() const noexcept
-    {
-        return static_cast<bool>(mReference);
-    }
+    explicit operator bool() const noexcept { return static_cast<bool>(mReference); }
 
 private:
     IWeakReferenceRef mReference;

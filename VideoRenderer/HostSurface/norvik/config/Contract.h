@@ -26,30 +26,30 @@ inline constexpr int kContractErrorLevel = 1;
 
 // What the macros do when their condition is false: the contract dialog, the debugger if the dialog wants it
 // and one is attached, then ThrowError with one of the two texts above.
-[[noreturn]] ML_EXPORT void FailInputContract(const char* inCondition, const char* inFile, const char* inFunction,
-                                              int inLine);
+[[noreturn]] ML_EXPORT void FailInputContract(const char* inCondition, const char* inFile,
+                                              const char* inFunction, int inLine);
 [[noreturn]] ML_EXPORT void FailOutputContract(const char* inCondition, const char* inFile,
                                                const char* inFunction, int inLine);
 
 } // namespace norvik::config
 
 // ML_INPUT_CONTRACT(inKey != Guid(), "inKey != Guid()", "Src/File", "ML::Class::Function", __LINE__);
-#define ML_INPUT_CONTRACT(inCondition, inConditionText, inFile, inFunction, inLine)                               \
-    do                                                                                                            \
-    {                                                                                                             \
-        if (!(inCondition)) [[unlikely]]                                                                          \
-        {                                                                                                         \
-            ::norvik::config::FailInputContract(inConditionText, inFile, inFunction, inLine);                     \
-        }                                                                                                         \
+#define ML_INPUT_CONTRACT(inCondition, inConditionText, inFile, inFunction, inLine) \
+    do \
+    { \
+        if (!(inCondition)) [[unlikely]] \
+        { \
+            ::norvik::config::FailInputContract(inConditionText, inFile, inFunction, inLine); \
+        } \
     } while (false)
 
-#define ML_OUTPUT_CONTRACT(inCondition, inConditionText, inFile, inFunction, inLine)                              \
-    do                                                                                                            \
-    {                                                                                                             \
-        if (!(inCondition)) [[unlikely]]                                                                          \
-        {                                                                                                         \
-            ::norvik::config::FailOutputContract(inConditionText, inFile, inFunction, inLine);                    \
-        }                                                                                                         \
+#define ML_OUTPUT_CONTRACT(inCondition, inConditionText, inFile, inFunction, inLine) \
+    do \
+    { \
+        if (!(inCondition)) [[unlikely]] \
+        { \
+            ::norvik::config::FailOutputContract(inConditionText, inFile, inFunction, inLine); \
+        } \
     } while (false)
 
 // Thread-safety: all functions are safe.

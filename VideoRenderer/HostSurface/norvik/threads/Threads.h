@@ -14,8 +14,8 @@ namespace norvik::threads
 // The system's id of the calling thread.
 ML_EXPORT uint64_t GetCurrentThreadID();
 
-// A mutex that its holder may lock again. The label says where it was locked and must be a literal: it is kept
-// by address for DumpLocks and has no other effect.
+// A mutex that its holder may lock again. The label says where it was locked and must be a literal: it is
+// kept by address for DumpLocks and has no other effect.
 //
 // Thread-safety: safe.
 class VR_CAPABILITY("mutex") RecursiveMutex
@@ -38,8 +38,7 @@ private:
 class VR_SCOPED_CAPABILITY ScopedLock
 {
 public:
-    ScopedLock(RecursiveMutex& inMutex, const char* inLabel) VR_ACQUIRE(inMutex)
-        : mMutex(&inMutex)
+    ScopedLock(RecursiveMutex& inMutex, const char* inLabel) VR_ACQUIRE(inMutex) : mMutex(&inMutex)
     {
         inMutex.Lock(inLabel);
     }
@@ -77,9 +76,9 @@ class ML_EXPORT AsyncExecutor
 public:
     virtual ~AsyncExecutor();
 
-    // Queues a function, to be run not before inDelayMilliseconds from now. Functions without a delay start in
-    // the order of posting. Never runs the function itself. A function that throws is caught, and logged; its
-    // thread goes on.
+    // Queues a function, to be run not before inDelayMilliseconds from now. Functions without a delay start
+    // in the order of posting. Never runs the function itself. A function that throws is caught, and logged;
+    // its thread goes on.
     virtual void Post(Function inFunction, uint32_t inDelayMilliseconds = 0) = 0;
 
     // Whether the calling thread is running one of this executor's functions right now.
@@ -105,9 +104,10 @@ public:
     // delayed runs when it is due.
     virtual void Close() = 0;
 
-    // Returns when nothing is queued, delayed or running. If the caller is itself one of this executor's
-    // functions, that one (and those below it on the same thread) is not waited for. Without Close before it,
-    // work posted meanwhile is waited for as well.
+    // Returns when nothing is queued, delayed or running; what is posted meanwhile is waited for as well.
+    // Called from one of this executor's own functions it waits for those that run on other threads and
+    // aren't waiting here themselves, but not for what is queued, which may need this very thread. For the
+    // same reason a function of a sub-executor's parent cancels what is pending there before it waits for it.
     virtual void WaitForTermination() = 0;
 };
 
@@ -115,11 +115,13 @@ public:
 ML_EXPORT boost::shared_ptr<AsyncThreadedExecutor> CreateCPUBoundExecutor();
 
 // A pool with inWidth threads (at least one) of the given name; the system shows 15 characters of it.
-ML_EXPORT boost::shared_ptr<AsyncThreadedExecutor> CreateThreadedExecutor(const char* inName, uint32_t inWidth);
+ML_EXPORT boost::shared_ptr<AsyncThreadedExecutor> CreateThreadedExecutor(const char* inName,
+                                                                          uint32_t inWidth);
 
-// An executor that runs its functions on inParent, at most inWidth (at least one) at the same time, started in
-// the order of posting. Width 1 is a serial executor: each function sees what the ones before it wrote. Holds
-// its parent. When the parent is closed or cancelled, functions that hadn't been handed to it are dropped.
+// An executor that runs its functions on inParent, at most inWidth (at least one) at the same time, started
+// in the order of posting. Width 1 is a serial executor: each function sees what the ones before it wrote.
+// Holds its parent. When the parent is closed or cancelled, functions that hadn't been handed to it are
+// dropped.
 ML_EXPORT boost::shared_ptr<AsyncThreadedExecutor>
 CreateSubExecutor(const boost::shared_ptr<AsyncThreadedExecutor>& inParent, uint32_t inWidth);
 

@@ -87,18 +87,11 @@ struct Guid
 
     constexpr Guid() noexcept = default;
 
-    constexpr Guid(uint64_t inHi, uint64_t inLo) noexcept
-        : mHi(inHi)
-        , mLo(inLo)
-    {
-    }
+    constexpr Guid(uint64_t inHi, uint64_t inLo) noexcept : mHi(inHi), mLo(inLo) {}
 
     // From the 36-character text, in either case, with or without braces. Anything else gives zero.
     // Usable in constant expressions, so that ids are there before any static constructor runs.
-    constexpr explicit Guid(std::string_view inText) noexcept
-    {
-        detail::ParseGuid(inText, mHi, mLo);
-    }
+    constexpr explicit Guid(std::string_view inText) noexcept { detail::ParseGuid(inText, mHi, mLo); }
 
     constexpr explicit Guid(const char* inText) noexcept
     {
@@ -108,10 +101,7 @@ struct Guid
         }
     }
 
-    constexpr explicit Guid(std::u16string_view inText) noexcept
-    {
-        detail::ParseGuid(inText, mHi, mLo);
-    }
+    constexpr explicit Guid(std::u16string_view inText) noexcept { detail::ParseGuid(inText, mHi, mLo); }
 
     ML_EXPORT explicit Guid(const ImmutableString& inText);
 
@@ -167,10 +157,7 @@ struct Guid
     ML_EXPORT UTF8String AsUTF8String() const;
     ML_EXPORT WString AsString() const;
 
-    constexpr bool IsZero() const noexcept
-    {
-        return (mHi | mLo) == 0;
-    }
+    constexpr bool IsZero() const noexcept { return (mHi | mLo) == 0; }
 
     friend constexpr bool operator==(const Guid& inLeft, const Guid& inRight) noexcept
     {

@@ -19,7 +19,8 @@ ML_EXPORT uint64_t TotalPhysicalMemory();
 ML_EXPORT void SetCPUCountOverride(uint32_t inCount);
 ML_EXPORT void SetTotalPhysicalMemoryOverride(uint64_t inBytes);
 
-// Absolute path of the file of a module, by the handle of os::ModuleHandleFromAddress; empty if there is none.
+// Absolute path of the file of a module, by the handle of os::ModuleHandleFromAddress; empty if there is
+// none.
 ML_EXPORT WString GetModulePath(void* inModuleHandle);
 
 } // namespace norvik::utility

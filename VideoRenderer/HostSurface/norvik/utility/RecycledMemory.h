@@ -22,21 +22,12 @@ public:
     // leaves the buffer empty. 0 gives the memory back to the pool.
     ML_EXPORT void Allocate(size_t inSize);
 
-    void* Buffer()
-    {
-        return mBuffer;
-    }
+    void* Buffer() { return mBuffer; }
 
-    const void* Buffer() const
-    {
-        return mBuffer;
-    }
+    const void* Buffer() const { return mBuffer; }
 
     // Bytes asked for by the last Allocate.
-    size_t Size() const
-    {
-        return mSize;
-    }
+    size_t Size() const { return mSize; }
 
     RecycledMemory(const RecycledMemory&) = delete;
     RecycledMemory& operator=(const RecycledMemory&) = delete;

@@ -14,7 +14,8 @@
 namespace norvik::utility
 {
 
-// A shared, immutable, eight-bit string; copies share the text. Null and "" are both empty(), but only null is IsNull().
+// A shared, immutable, eight-bit string; copies share the text. Null and "" are both empty(), but only null
+// is IsNull().
 //
 // Thread-safety: a value; texts are shared between threads and counted atomically.
 class ImmutableString
@@ -33,10 +34,7 @@ public:
         }
     }
 
-    ImmutableString(ImmutableString&& inOther) noexcept
-    {
-        Swap(inOther);
-    }
+    ImmutableString(ImmutableString&& inOther) noexcept { Swap(inOther); }
 
     ImmutableString& operator=(const ImmutableString& inOther) noexcept
     {
@@ -72,36 +70,18 @@ public:
     ML_EXPORT int Compare(const ImmutableString& inOther) const noexcept;
 
     // The text with its NUL, never a null pointer; valid as long as a copy of the string lives.
-    const char* CStr() const noexcept
-    {
-        return mText;
-    }
+    const char* CStr() const noexcept { return mText; }
 
     // Bytes without the NUL.
-    size_t Size() const noexcept
-    {
-        return mSize;
-    }
+    size_t Size() const noexcept { return mSize; }
 
-    std::string_view View() const noexcept
-    {
-        return {mText, mSize};
-    }
+    std::string_view View() const noexcept { return {mText, mSize}; }
 
-    UTF8String ToString() const
-    {
-        return UTF8String(mText, mSize);
-    }
+    UTF8String ToString() const { return UTF8String(mText, mSize); }
 
-    bool IsNull() const noexcept
-    {
-        return mText == kNullText;
-    }
+    bool IsNull() const noexcept { return mText == kNullText; }
 
-    bool empty() const noexcept
-    {
-        return mSize == 0;
-    }
+    bool empty() const noexcept { return mSize == 0; }
 
     friend bool operator==(const ImmutableString& inLeft, const ImmutableString& inRight) noexcept
     {

@@ -18,16 +18,9 @@ class ClassicStream : public Base
 public:
     using String = std::basic_string<Char, std::char_traits<Char>, utility::STLAllocator<Char>>;
 
-    ClassicStream()
-    {
-        this->imbue(std::locale::classic());
-    }
+    ClassicStream() { this->imbue(std::locale::classic()); }
 
-    explicit ClassicStream(const String& inText)
-        : Base(inText)
-    {
-        this->imbue(std::locale::classic());
-    }
+    explicit ClassicStream(const String& inText) : Base(inText) { this->imbue(std::locale::classic()); }
 };
 
 using oUTF8StringStream =
