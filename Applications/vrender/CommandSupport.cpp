@@ -107,6 +107,7 @@ OpenInput OpenInputOf(const Options& inOptions, Session::AccessPattern inPattern
     input.mShares = input.mHost->Shares(inPattern);
     clipOptions.mDecoderThreads = input.mHost->Threads();
     clipOptions.mPicturesBytes = input.mShares.mPicturesBytes;
+    clipOptions.mKeepsLeadIn = inPattern == Session::AccessPattern::kForward;
     Media::OpenError error;
     input.mClip = Session::Clip::Open(inOptions.mInput, clipOptions, error);
     if (!input.mClip)
