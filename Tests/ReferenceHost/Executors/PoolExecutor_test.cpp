@@ -81,11 +81,16 @@ TEST(PoolExecutor, SleepsWhileThereIsNothingToDo)
     {
         std::this_thread::yield();
     }
-    std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    const long before = SleepsOfThreads("idle-pool");
-    std::this_thread::sleep_for(std::chrono::milliseconds(300));
-    ASSERT_GE(before, 0);
-    EXPECT_EQ(SleepsOfThreads("idle-pool"), before);
+    // On a busy machine the threads may still be on their way to sleep; a pool that looks at the clock, or
+    // polls, never gives a quiet stretch.
+    bool quiet = false;
+    for (int attempt = 0; attempt < 20 && !quiet; ++attempt)
+    {
+        const long before = SleepsOfThreads("idle-pool");
+        std::this_thread::sleep_for(std::chrono::milliseconds(300));
+        quiet = before > 0 && SleepsOfThreads("idle-pool") == before;
+    }
+    EXPECT_TRUE(quiet);
 }
 
 TEST(PoolExecutor, HasAsManyThreadsAsItsWidthAndUsesThemAll)
