@@ -418,18 +418,22 @@ bool SourcePicture::DescribeInPlace(const AVFrame& inFrame)
     return true;
 }
 
+void SourcePicture::DescribeBlock(const void* inPixels, std::int32_t inRowBytes, bool inIsDeep)
+{
+    const std::uint32_t straight = inIsDeep ? kCode_BGRA_16u : kCode_BGRA_8u;
+    const std::uint32_t alpha = mPlanes.alpha == ir::AlphaKind::kNone       ? kCodeOpaque
+                                : mPlanes.alpha == ir::AlphaKind::kStraight ? straight & kCodeAlphaMask
+                                                                            : kCodePremultiplied;
+    mBlock = inPixels;
+    mBlockRowBytes = inRowBytes;
+    mBlockFormat = (straight & ~kCodeAlphaMask) | alpha;
+}
+
 void* SourcePicture::AllocateBlock(std::size_t inBytesPerPixel)
 {
     const std::size_t rowBytes = AlignUp(static_cast<std::size_t>(mPlanes.width) * inBytesPerPixel);
     mMemory = VF::FramePool::Instance().Acquire(rowBytes * static_cast<std::size_t>(mPlanes.height));
-    mBlock = mMemory.Data();
-    mBlockRowBytes = static_cast<std::int32_t>(rowBytes);
-    const bool isDeep = inBytesPerPixel == 8;
-    const std::uint32_t straight = isDeep ? kCode_BGRA_16u : kCode_BGRA_8u;
-    const std::uint32_t alpha = mPlanes.alpha == ir::AlphaKind::kNone       ? kCodeOpaque
-                                : mPlanes.alpha == ir::AlphaKind::kStraight ? straight & kCodeAlphaMask
-                                                                            : kCodePremultiplied;
-    mBlockFormat = (straight & ~kCodeAlphaMask) | alpha;
+    DescribeBlock(mMemory.Data(), static_cast<std::int32_t>(rowBytes), inBytesPerPixel == 8);
     return mMemory.Data();
 }
 
@@ -507,10 +511,7 @@ bool SourcePicture::UnpackRGB(const AVFrame& inFrame)
     }
     if (inFrame.format == AV_PIX_FMT_BGRA || inFrame.format == AV_PIX_FMT_BGR0)
     {
-        AllocateBlock(4);
-        mMemory = VF::FrameBufferRef();
-        mBlock = inFrame.data[0];
-        mBlockRowBytes = inFrame.linesize[0];
+        DescribeBlock(inFrame.data[0], inFrame.linesize[0], false);
         return true;
     }
     void* const block = AllocateBlock(static_cast<std::size_t>(bytes) * 4);

@@ -55,6 +55,7 @@ private:
     bool UnpackMosaic(const AVFrame& inFrame);
     bool UnpackUneven(const AVFrame& inFrame);
     bool AllocatePlanes(int inBytesPerSample, int inComponents);
+    void DescribeBlock(const void* inPixels, std::int32_t inRowBytes, bool inIsDeep);
     void* AllocateBlock(std::size_t inBytesPerPixel);
 
     ir::PlanarPicture mPlanes;
