@@ -21,13 +21,15 @@ FileIdentity IdentifyFile(const std::string& inPath)
     identity.mExists = true;
     identity.mIsDirectory = S_ISDIR(status.st_mode);
     identity.mSize = static_cast<std::uint64_t>(status.st_size);
-    identity.mModifiedNanoseconds = static_cast<std::int64_t>(status.st_mtim.tv_sec) * 1000000000 + status.st_mtim.tv_nsec;
+    identity.mModifiedNanoseconds =
+        static_cast<std::int64_t>(status.st_mtim.tv_sec) * 1000000000 + status.st_mtim.tv_nsec;
     return identity;
 }
 
 std::string AbsolutePath(const std::string& inPath)
 {
-    const std::unique_ptr<char, decltype(&std::free)> absolute(::realpath(inPath.c_str(), nullptr), &std::free);
+    const std::unique_ptr<char, decltype(&std::free)> absolute(::realpath(inPath.c_str(), nullptr),
+                                                               &std::free);
     return absolute ? std::string(absolute.get()) : inPath;
 }
 

@@ -27,8 +27,8 @@ FileIdentity IdentifyFile(const std::string& inPath);
 // Absolute where the system can say so; else as it is.
 std::string AbsolutePath(const std::string& inPath);
 
-// A digest of absolute path, size, modification time and inDetail (the stream, the settings): equal digests are
-// equal content, for cache keys. Never zero.
+// A digest of absolute path, size, modification time and inDetail (the stream, the settings): equal digests
+// are equal content, for cache keys. Never zero.
 TVK::Guid ContentIDOfFile(const std::string& inPath, const std::string& inDetail);
 
 } // namespace Media

@@ -47,7 +47,8 @@ bool HasStream(const std::string& inPath, const OpenOptions& inOptions, OpenErro
 {
     if (inOptions.mStreamIndex > 0)
     {
-        outError = {OpenErrorKind::kNotVideo, fmt::format("{}: has no stream {}", inPath, inOptions.mStreamIndex)};
+        outError = {OpenErrorKind::kNotVideo,
+                    fmt::format("{}: has no stream {}", inPath, inOptions.mStreamIndex)};
     }
     return inOptions.mStreamIndex <= 0;
 }

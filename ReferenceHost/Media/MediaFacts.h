@@ -1,7 +1,8 @@
 // What is known about a piece of media, for people and for writers of files.
 //
-// Names are those of FFmpeg wherever it has one ("bt709", "tv", "left"), so that they can be compared with what
-// other tools print and given to encoders as they stand. An empty name means that the media does not tell.
+// Names are those of FFmpeg wherever it has one ("bt709", "tv", "left"), so that they can be compared with
+// what other tools print and given to encoders as they stand. An empty name means that the media does not
+// tell.
 //
 // Thread-safety: value type.
 #pragma once
@@ -40,8 +41,8 @@ struct StreamFacts
 struct StartTimecode
 {
     bool mIsPresent = false;
-    std::string mText;              // "01:00:00;00"
-    std::int64_t mFrames = 0;       // frames since 00:00:00:00 at the stream's rate
+    std::string mText;        // "01:00:00;00"
+    std::int64_t mFrames = 0; // frames since 00:00:00:00 at the stream's rate
     bool mIsDropFrame = false;
 };
 
@@ -66,7 +67,7 @@ struct MediaFacts
     std::int32_t mWidth = 0; // as delivered: after rotation
     std::int32_t mHeight = 0;
     norviktypes::PixelAspectRatio mPixelAspectRatio;
-    Ratio mFrameRate;       // 0/0 for a still
+    Ratio mFrameRate; // 0/0 for a still
     bool mHasFrameGrid = true;
     std::int64_t mFrameCount = 0; // -1: without an end
     norviktypes::TickTime mDuration;

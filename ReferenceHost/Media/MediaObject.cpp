@@ -50,14 +50,18 @@ public:
         return HasMediaType(inType) && inIndex == 0 ? MF::ISourceRef(mDescription->mMakeSource()) : nullptr;
     }
 
-    void GetStreamGroupIndices(std::uint32_t inGroupIndex, std::vector<std::uint32_t>& outIndices) const override
+    void GetStreamGroupIndices(std::uint32_t inGroupIndex,
+                               std::vector<std::uint32_t>& outIndices) const override
     {
         outIndices.assign(inGroupIndex == 0 ? 1 : 0, 0);
     }
 
     void GetTitle(std::uint32_t, norvik::WString& outTitle) const override { outTitle = GetName(); }
 
-    norvik::WString GetName() const override { return norvik::utility::UTF8to16(ToUTF8String(mDescription->mName)); }
+    norvik::WString GetName() const override
+    {
+        return norvik::utility::UTF8to16(ToUTF8String(mDescription->mName));
+    }
 
     norvik::utility::ImmutableString GetPath() const override
     {

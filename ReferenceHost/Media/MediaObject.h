@@ -1,7 +1,7 @@
 // The media object of this host: one video stream, its facts, and how to make a source for it.
 //
-// Files, stills, sequences and synthetic media differ in their streams only; all of them are this object around
-// a function that makes a stream.
+// Files, stills, sequences and synthetic media differ in their streams only; all of them are this object
+// around a function that makes a stream.
 //
 // Thread-safety: safe, if the functions that it is given are.
 #pragma once
@@ -17,8 +17,8 @@ namespace Media
 
 struct MediaDescription
 {
-    std::string mName;             // what a user calls it: the last part of a path
-    std::string mPath;             // path or synthetic text
+    std::string mName; // what a user calls it: the last part of a path
+    std::string mPath; // path or synthetic text
     bool mIsFile = true;
     norviktypes::TickTime mStartTimecode;
     MediaFacts mFacts;

@@ -67,10 +67,7 @@ std::int32_t StatusOfCurrentException()
 
 } // namespace
 
-VideoSourceBase::VideoSourceBase(StreamTraits inTraits)
-    : mTraits(std::move(inTraits))
-{
-}
+VideoSourceBase::VideoSourceBase(StreamTraits inTraits) : mTraits(std::move(inTraits)) {}
 
 VideoSourceBase::~VideoSourceBase() = default;
 
@@ -141,13 +138,34 @@ FieldType VideoSourceBase::GetFieldTypeForTime(const TickTime&) const
     return mTraits.mFieldType;
 }
 
-std::uint32_t VideoSourceBase::Query1() const { return 0; }
-std::uint32_t VideoSourceBase::Query2() const { return 0; }
-std::uint32_t VideoSourceBase::Query3() const { return 0; }
-std::uint32_t VideoSourceBase::Query4() const { return 0; }
-std::uint32_t VideoSourceBase::Query5() const { return 0; }
-std::uint32_t VideoSourceBase::Query6() const { return 0; }
-std::uint32_t VideoSourceBase::Query7() const { return 0; }
+std::uint32_t VideoSourceBase::Query1() const
+{
+    return 0;
+}
+std::uint32_t VideoSourceBase::Query2() const
+{
+    return 0;
+}
+std::uint32_t VideoSourceBase::Query3() const
+{
+    return 0;
+}
+std::uint32_t VideoSourceBase::Query4() const
+{
+    return 0;
+}
+std::uint32_t VideoSourceBase::Query5() const
+{
+    return 0;
+}
+std::uint32_t VideoSourceBase::Query6() const
+{
+    return 0;
+}
+std::uint32_t VideoSourceBase::Query7() const
+{
+    return 0;
+}
 
 norviktypes::AlphaChannel VideoSourceBase::GetAlphaType() const
 {
@@ -245,10 +263,12 @@ TVK::Guid VideoSourceBase::GetFrameKeyInternal(const TickTime& inTime, const BE:
     return GetFrameKey(inTime, inFormat, inSettings, inProfile);
 }
 
-TVK::Guid VideoSourceBase::GetFrameKeyWithOptions(const TickTime& inTime, const BE::FrameDescription& inFormat,
-                                                  const MF::BinaryData& inSettings, const TickTime&, const TickTime&,
-                                                  norviktypes::RenderQuality inQuality, FieldType, bool inOptionA,
-                                                  bool inOptionB, bool inOptionC, double inScale) const
+TVK::Guid VideoSourceBase::GetFrameKeyWithOptions(const TickTime& inTime,
+                                                  const BE::FrameDescription& inFormat,
+                                                  const MF::BinaryData& inSettings, const TickTime&,
+                                                  const TickTime&, norviktypes::RenderQuality inQuality,
+                                                  FieldType, bool inOptionA, bool inOptionB, bool inOptionC,
+                                                  double inScale) const
 {
     BE::FrameDescription format = inFormat;
     format.mQuality = inQuality;
@@ -270,7 +290,8 @@ std::int32_t VideoSourceBase::GetCachedFrame(const TickTime& inTime, const BE::F
                                              const norviktypes::ColorProfile& inProfile,
                                              MF::IVideoFrameRef& outFrame)
 {
-    outFrame = VF::SharedVideoFrameCache::RetrieveFromCache(GetFrameKey(inTime, inFormat, inSettings, inProfile));
+    outFrame =
+        VF::SharedVideoFrameCache::RetrieveFromCache(GetFrameKey(inTime, inFormat, inSettings, inProfile));
     return outFrame ? BE::kSourceStatus_OK : kSourceStatus_NotAtHand;
 }
 
@@ -289,7 +310,8 @@ std::int32_t VideoSourceBase::GetRenderedFrame(const TickTime& inTime, const BE:
     ConformDescription(format);
     if (inAtOnce)
     {
-        outFrame = VF::SharedVideoFrameCache::RetrieveFromCache(KeyOfFrame(index, format, inSettings, inProfile));
+        outFrame =
+            VF::SharedVideoFrameCache::RetrieveFromCache(KeyOfFrame(index, format, inSettings, inProfile));
         if (outFrame)
         {
             return BE::kSourceStatus_OK;
@@ -313,18 +335,20 @@ std::int32_t VideoSourceBase::GetRenderedFrame(const TickTime& inTime, const BE:
     }
 }
 
-std::int32_t VideoSourceBase::GetRenderedFrameInternal(const TickTime& inTime, const BE::FrameDescription& inFormat,
+std::int32_t VideoSourceBase::GetRenderedFrameInternal(const TickTime& inTime,
+                                                       const BE::FrameDescription& inFormat,
                                                        const MF::BinaryData& inSettings,
-                                                       const norviktypes::ColorProfile& inProfile, bool inAtOnce,
-                                                       MF::IVideoFrameRef& outFrame)
+                                                       const norviktypes::ColorProfile& inProfile,
+                                                       bool inAtOnce, MF::IVideoFrameRef& outFrame)
 {
     return GetRenderedFrame(inTime, inFormat, inSettings, inProfile, inAtOnce, outFrame);
 }
 
 std::int32_t VideoSourceBase::GetVideoFrame(const TickTime& inTime, const MF::BinaryData& inSettings,
-                                            const TickTime&, const TickTime&, const MF::IVideoFrameRef& ioFrame,
-                                            norviktypes::RenderQuality inQuality, FieldType, bool, bool inOptionA,
-                                            bool inOptionB, bool, double)
+                                            const TickTime&, const TickTime&,
+                                            const MF::IVideoFrameRef& ioFrame,
+                                            norviktypes::RenderQuality inQuality, FieldType, bool,
+                                            bool inOptionA, bool inOptionB, bool, double)
 {
     MF::IVideoFrameRef picture;
     std::int32_t status = GetRenderedFrame(inTime, DescriptionOf(ioFrame, inQuality), inSettings,

@@ -52,9 +52,8 @@ struct StreamTraits
     TVK::Guid mContentID;
 };
 
-class VideoSourceBase
-    : public TVK::Implements<VideoSourceBase, MF::ISource, BE::IVideoSource, BE::IVideoStreamInfo, IFrameFailure,
-                             IFrameNumbers>
+class VideoSourceBase : public TVK::Implements<VideoSourceBase, MF::ISource, BE::IVideoSource,
+                                               BE::IVideoStreamInfo, IFrameFailure, IFrameNumbers>
 {
 public:
     // MF::ISource
@@ -92,18 +91,21 @@ public:
     // Makes the frame as inFrame's format and bounds ask, copies it into it and then applies the options:
     // inOptionA ignores the alpha, inOptionB inverts it (ignoring wins).
     std::int32_t GetVideoFrame(const norviktypes::TickTime& inTime, const MF::BinaryData& inSettings,
-                               const norviktypes::TickTime& inRangeStart, const norviktypes::TickTime& inRangeEnd,
-                               const MF::IVideoFrameRef& ioFrame, norviktypes::RenderQuality inQuality,
-                               norviktypes::FieldType inFieldType, bool inIsProgressive, bool inOptionA,
-                               bool inOptionB, bool inOptionC, double inScale) override;
+                               const norviktypes::TickTime& inRangeStart,
+                               const norviktypes::TickTime& inRangeEnd, const MF::IVideoFrameRef& ioFrame,
+                               norviktypes::RenderQuality inQuality, norviktypes::FieldType inFieldType,
+                               bool inIsProgressive, bool inOptionA, bool inOptionB, bool inOptionC,
+                               double inScale) override;
     // From the shared frame cache alone.
     std::int32_t GetCachedFrame(const norviktypes::TickTime& inTime, const BE::FrameDescription& inFormat,
                                 const MF::BinaryData& inSettings, const norviktypes::ColorProfile& inProfile,
                                 MF::IVideoFrameRef& outFrame) override;
     std::int32_t GetRenderedFrame(const norviktypes::TickTime& inTime, const BE::FrameDescription& inFormat,
-                                  const MF::BinaryData& inSettings, const norviktypes::ColorProfile& inProfile,
-                                  bool inAtOnce, MF::IVideoFrameRef& outFrame) override;
-    std::int32_t GetRenderedFrameInternal(const norviktypes::TickTime& inTime, const BE::FrameDescription& inFormat,
+                                  const MF::BinaryData& inSettings,
+                                  const norviktypes::ColorProfile& inProfile, bool inAtOnce,
+                                  MF::IVideoFrameRef& outFrame) override;
+    std::int32_t GetRenderedFrameInternal(const norviktypes::TickTime& inTime,
+                                          const BE::FrameDescription& inFormat,
                                           const MF::BinaryData& inSettings,
                                           const norviktypes::ColorProfile& inProfile, bool inAtOnce,
                                           MF::IVideoFrameRef& outFrame) override;
@@ -118,8 +120,9 @@ public:
     TVK::Guid GetFrameKeyInternal(const norviktypes::TickTime& inTime, const BE::FrameDescription& inFormat,
                                   const MF::BinaryData& inSettings,
                                   const norviktypes::ColorProfile& inProfile) const override;
-    TVK::Guid GetFrameKeyWithOptions(const norviktypes::TickTime& inTime, const BE::FrameDescription& inFormat,
-                                     const MF::BinaryData& inSettings, const norviktypes::TickTime& inRangeStart,
+    TVK::Guid GetFrameKeyWithOptions(const norviktypes::TickTime& inTime,
+                                     const BE::FrameDescription& inFormat, const MF::BinaryData& inSettings,
+                                     const norviktypes::TickTime& inRangeStart,
                                      const norviktypes::TickTime& inRangeEnd,
                                      norviktypes::RenderQuality inQuality, norviktypes::FieldType inFieldType,
                                      bool inOptionA, bool inOptionB, bool inOptionC,
@@ -136,8 +139,8 @@ protected:
 
     const StreamTraits& Traits() const noexcept { return mTraits; }
 
-    // The frame shown at inTime; kNoFrame at or past the end. By the rate's grid unless overridden; a still has
-    // frame 0 for all times.
+    // The frame shown at inTime; kNoFrame at or past the end. By the rate's grid unless overridden; a still
+    // has frame 0 for all times.
     virtual std::int64_t FrameIndexAt(const norviktypes::TickTime& inTime) const;
     // Narrows a description to what the stream delivers: a known format or the first native one, bounds that
     // exceed the picture in neither direction, and the pixel aspect, field and alpha type that follow.
@@ -152,9 +155,10 @@ protected:
     TVK::Guid KeyOfFrame(std::int64_t inIndex, const BE::FrameDescription& inFormat,
                          const MF::BinaryData& inSettings, const norviktypes::ColorProfile& inProfile) const;
 
-    // inPicture converted and scaled, each field by itself in an interlaced stream, to a new frame of inFormat.
-    static std::int32_t ConvertFrame(const MF::IVideoFrameRef& inPicture, const BE::FrameDescription& inFormat,
-                                     MF::IVideoFrameRef& outFrame);
+    // inPicture converted and scaled, each field by itself in an interlaced stream, to a new frame of
+    // inFormat.
+    static std::int32_t ConvertFrame(const MF::IVideoFrameRef& inPicture,
+                                     const BE::FrameDescription& inFormat, MF::IVideoFrameRef& outFrame);
 
     // The attributes of a description, set on a frame.
     static void StampFrame(const BE::FrameDescription& inFormat, const MF::IVideoFrameRef& inFrame);

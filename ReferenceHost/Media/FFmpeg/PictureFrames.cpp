@@ -16,15 +16,16 @@ namespace
 std::int32_t NewFrame(const norviktypes::PixelFormat& inFormat, std::int32_t inWidth, std::int32_t inHeight,
                       const BE::FrameDescription& inDescription, MF::IVideoFrameRef& outFrame)
 {
-    const std::int32_t status =
-        VF::CreateVideoFrame(outFrame, inFormat, static_cast<std::uint32_t>(inWidth),
-                             static_cast<std::uint32_t>(inHeight), inDescription.mPixelAspectRatio, false, false);
+    const std::int32_t status = VF::CreateVideoFrame(outFrame, inFormat, static_cast<std::uint32_t>(inWidth),
+                                                     static_cast<std::uint32_t>(inHeight),
+                                                     inDescription.mPixelAspectRatio, false, false);
     if (status >= 0)
     {
         outFrame->SetFieldType(inDescription.mFieldType);
         return BE::kSourceStatus_OK;
     }
-    return status == VF::kFrameStatus_OutOfMemory ? BE::kSourceStatus_OutOfMemory : BE::kSourceStatus_BadMedia;
+    return status == VF::kFrameStatus_OutOfMemory ? BE::kSourceStatus_OutOfMemory
+                                                  : BE::kSourceStatus_BadMedia;
 }
 
 std::int32_t Fill(const SourcePicture& inSource, norviktypes::RenderQuality inQuality,
@@ -35,15 +36,17 @@ std::int32_t Fill(const SourcePicture& inSource, norviktypes::RenderQuality inQu
     {
         return BE::kSourceStatus_BadMedia;
     }
-    const std::int32_t status = inSource.ConvertTo(
-        pixels.mPixels, pixels.mRowBytes, static_cast<std::int32_t>(pixels.mWidth),
-        static_cast<std::int32_t>(pixels.mHeight), VF::BEPixelFormatToIRPixelFormat(pixels.mFormat), inQuality);
+    const std::int32_t status =
+        inSource.ConvertTo(pixels.mPixels, pixels.mRowBytes, static_cast<std::int32_t>(pixels.mWidth),
+                           static_cast<std::int32_t>(pixels.mHeight),
+                           VF::BEPixelFormatToIRPixelFormat(pixels.mFormat), inQuality);
     return status == 0 ? BE::kSourceStatus_OK : BE::kSourceStatus_BadMedia;
 }
 
 // Pixel (x, y) of the target from the source, which is flipped first and turned clockwise then.
 template <std::size_t PixelBytes>
-void TurnPixels(const VF::FramePixels& inSource, const Orientation& inOrientation, const VF::FramePixels& outTarget)
+void TurnPixels(const VF::FramePixels& inSource, const Orientation& inOrientation,
+                const VF::FramePixels& outTarget)
 {
     const std::ptrdiff_t rowBytes = inSource.mRowBytes;
     const std::ptrdiff_t pixelBytes = PixelBytes;
@@ -85,7 +88,8 @@ void TurnPixels(const VF::FramePixels& inSource, const Orientation& inOrientatio
     }
 }
 
-bool TurnFrame(const MF::IVideoFrameRef& inSource, const Orientation& inOrientation, const MF::IVideoFrameRef& inTarget)
+bool TurnFrame(const MF::IVideoFrameRef& inSource, const Orientation& inOrientation,
+               const MF::IVideoFrameRef& inTarget)
 {
     VF::FramePixels source;
     VF::FramePixels target;
@@ -115,7 +119,8 @@ std::int32_t MakeTurnedFrame(const SourcePicture& inSource, const Orientation& i
     const bool swaps = inOrientation.SwapsSides();
     MF::IVideoFrameRef upright;
     MF::IVideoFrameRef turned;
-    std::int32_t status = NewFrame(working, swaps ? height : width, swaps ? width : height, inFormat, upright);
+    std::int32_t status =
+        NewFrame(working, swaps ? height : width, swaps ? width : height, inFormat, upright);
     status = status < 0 ? status : Fill(inSource, inFormat.mQuality, upright);
     status = status < 0 ? status : NewFrame(working, width, height, inFormat, turned);
     if (status < 0)
@@ -144,8 +149,9 @@ std::int32_t MakeScaledFields(const SourcePicture& inSource, const AVFrame& inPi
     status = status < 0 ? status
                         : NewFrame(inFormat.mPixelFormat, inFormat.mBounds.Width(), inFormat.mBounds.Height(),
                                    inFormat, outFrame);
-    return status < 0 ? status
-                      : VF::VideoFrameManipulators::CopyFrameWithFields(whole, outFrame, inFormat.mQuality, 0);
+    return status < 0
+               ? status
+               : VF::VideoFrameManipulators::CopyFrameWithFields(whole, outFrame, inFormat.mQuality, 0);
 }
 
 } // namespace
@@ -171,7 +177,8 @@ std::int32_t MakeFrameOfPicture(const AVFrame& inPicture, const PictureTraits& i
     }
     else
     {
-        status = NewFrame(inFormat.mPixelFormat, inFormat.mBounds.Width(), inFormat.mBounds.Height(), inFormat, frame);
+        status = NewFrame(inFormat.mPixelFormat, inFormat.mBounds.Width(), inFormat.mBounds.Height(),
+                          inFormat, frame);
         status = status < 0 ? status : Fill(source, inFormat.mQuality, frame);
     }
     if (status < 0)

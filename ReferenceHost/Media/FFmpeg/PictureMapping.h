@@ -1,11 +1,12 @@
-// From the pictures of FFmpeg's decoders to those of the image routines, and to the row of the format table that
-// loses neither depth nor alpha.
+// From the pictures of FFmpeg's decoders to those of the image routines, and to the row of the format table
+// that loses neither depth nor alpha.
 //
-// A picture is described in one of two ways: in place, where the image routines read its layout as it stands (all
-// planar and semi-planar formats in native byte order, packed 4:2:2 of 8 bits), or after its components have
-// been unpacked into planes or into BGRA. Nothing is rounded on the way: samples keep their depth.
+// A picture is described in one of two ways: in place, where the image routines read its layout as it stands
+// (all planar and semi-planar formats in native byte order, packed 4:2:2 of 8 bits), or after its components
+// have been unpacked into planes or into BGRA. Nothing is rounded on the way: samples keep their depth.
 //
-// Thread-safety: pure functions; a SourcePicture belongs to one thread, and reads its frame as long as it lives.
+// Thread-safety: pure functions; a SourcePicture belongs to one thread, and reads its frame as long as it
+// lives.
 #pragma once
 
 #include "ReferenceHost/FrameLibrary/FramePool.h"
@@ -28,8 +29,8 @@ struct PictureTraits
     bool isFieldChroma = false;         // chroma lines of 4:2:0 belong to the fields
 };
 
-// The row of the table for pictures of inPixelFormat (an AVPixelFormat). kPixelFormat_Invalid for a format that isn't
-// made of pixels in memory.
+// The row of the table for pictures of inPixelFormat (an AVPixelFormat). kPixelFormat_Invalid for a format
+// that isn't made of pixels in memory.
 norviktypes::PixelFormat NativeFormatOf(int inPixelFormat, const PictureTraits& inTraits);
 
 // Whether pictures of that format carry alpha.
@@ -39,13 +40,14 @@ bool FormatHasAlpha(int inPixelFormat);
 class SourcePicture
 {
 public:
-    // False for a format that isn't made of pixels in memory, for a picture without planes, and without memory.
+    // False for a format that isn't made of pixels in memory, for a picture without planes, and without
+    // memory.
     bool Describe(const AVFrame& inFrame, const PictureTraits& inTraits);
 
     // Converts to the pixels of inTargetFormat, a code of the image routines, scaled where the sizes differ.
     // 0 or a negative status of IR/ImageRoutines.h.
-    std::int32_t ConvertTo(void* outTarget, std::int32_t inRowBytes, std::int32_t inWidth, std::int32_t inHeight,
-                           std::uint32_t inTargetFormat, std::int32_t inQuality) const;
+    std::int32_t ConvertTo(void* outTarget, std::int32_t inRowBytes, std::int32_t inWidth,
+                           std::int32_t inHeight, std::uint32_t inTargetFormat, std::int32_t inQuality) const;
 
 private:
     bool DescribeInPlace(const AVFrame& inFrame);

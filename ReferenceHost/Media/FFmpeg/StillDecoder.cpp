@@ -44,9 +44,10 @@ bool ReadWholeFile(const std::string& inPath, AVPacket& outPacket, FileError& ou
     }
     if (facts.st_size <= 0 || facts.st_size > kLargestStillFile)
     {
-        outError = facts.st_size <= 0
-                       ? FileError{FileErrorKind::kBadData, fmt::format("{}: the file is empty", inPath)}
-                       : FileError{FileErrorKind::kTooLarge, fmt::format("{}: too large for an image", inPath)};
+        outError =
+            facts.st_size <= 0
+                ? FileError{FileErrorKind::kBadData, fmt::format("{}: the file is empty", inPath)}
+                : FileError{FileErrorKind::kTooLarge, fmt::format("{}: too large for an image", inPath)};
         return false;
     }
     if (av_new_packet(&outPacket, static_cast<int>(facts.st_size)) < 0)
@@ -57,7 +58,8 @@ bool ReadWholeFile(const std::string& inPath, AVPacket& outPacket, FileError& ou
     const auto size = static_cast<std::size_t>(facts.st_size);
     if (std::fread(outPacket.data, 1, size, file.get()) != size)
     {
-        outError = {FileErrorKind::kIOError, fmt::format("{}: cannot be read: {}", inPath, std::strerror(errno))};
+        outError = {FileErrorKind::kIOError,
+                    fmt::format("{}: cannot be read: {}", inPath, std::strerror(errno))};
         return false;
     }
     return true;
@@ -77,8 +79,9 @@ FileError DecodeFailure(const std::string& inPath, int inError)
 {
     if (inError == AVERROR(ERANGE))
     {
-        return {FileErrorKind::kTooLarge, fmt::format("{}: the picture is too large (at most {} pixels a side and {} MiB)",
-                                                      inPath, kMaximumSide, kMaximumFrameBytes >> 20)};
+        return {FileErrorKind::kTooLarge,
+                fmt::format("{}: the picture is too large (at most {} pixels a side and {} MiB)", inPath,
+                            kMaximumSide, kMaximumFrameBytes >> 20)};
     }
     const std::string cause = inError == AVERROR_EOF ? "it holds no whole picture" : ErrorText(inError);
     return {FileErrorKind::kBadData, fmt::format("{}: the image cannot be decoded: {}", inPath, cause)};
@@ -103,15 +106,16 @@ FramePtr DecodePicture(const std::string& inPath, const AVCodec& inCodec, FileEr
     }
     if (inCodec.id == AV_CODEC_ID_EXR && IsTornExr(packet->data, static_cast<std::size_t>(packet->size)))
     {
-        outError = {FileErrorKind::kBadData, fmt::format("{}: the image cannot be decoded: it ends too early", inPath)};
+        outError = {FileErrorKind::kBadData,
+                    fmt::format("{}: the image cannot be decoded: it ends too early", inPath)};
         return nullptr;
     }
     packet->flags |= AV_PKT_FLAG_KEY;
     decoder->thread_count = 1;
     decoder->max_pixels = std::int64_t{kMaximumSide} * kMaximumSide;
     decoder->get_buffer2 = &GetBufferWithinLimits;
-    // Half a picture is no picture: a torn file shall be told, not shown grey below. The TIFF decoder alone would take
-    // offence at every tag that it doesn't know.
+    // Half a picture is no picture: a torn file shall be told, not shown grey below. The TIFF decoder alone
+    // would take offence at every tag that it doesn't know.
     decoder->err_recognition |= inCodec.id == AV_CODEC_ID_TIFF ? 0 : AV_EF_EXPLODE;
     int status = avcodec_open2(decoder.get(), &inCodec, nullptr);
     status = status < 0 ? status : avcodec_send_packet(decoder.get(), packet.get());
@@ -133,11 +137,12 @@ FramePtr DecodePicture(const std::string& inPath, const AVCodec& inCodec, FileEr
     return picture;
 }
 
-// The transfer of a picture, which these files tell badly. EXR and its kin hold light, though none of them says so.
-// DPX says linear as its default: whole programs write it above film scans and video.
+// The transfer of a picture, which these files tell badly. EXR and its kin hold light, though none of them
+// says so. DPX says linear as its default: whole programs write it above film scans and video.
 int TransferOf(const AVFrame& inPicture, AVCodecID inCodec)
 {
-    const bool isLight = inCodec == AV_CODEC_ID_EXR || inCodec == AV_CODEC_ID_PFM || inCodec == AV_CODEC_ID_PHM;
+    const bool isLight =
+        inCodec == AV_CODEC_ID_EXR || inCodec == AV_CODEC_ID_PFM || inCodec == AV_CODEC_ID_PHM;
     if (isLight && inPicture.color_trc == AVCOL_TRC_UNSPECIFIED)
     {
         return AVCOL_TRC_LINEAR;
@@ -155,8 +160,9 @@ PictureTraits TraitsOf(const AVFrame& inPicture, AVCodecID inCodec)
                           ? static_cast<int>(AVCOL_RANGE_JPEG)
                           : static_cast<int>(inPicture.color_range);
     PictureTraits traits;
-    traits.colour = ResolveColour(inPicture.colorspace, inPicture.color_primaries, TransferOf(inPicture, inCodec),
-                                  range, inPicture.chroma_location, inPicture.height, inPicture.format);
+    traits.colour =
+        ResolveColour(inPicture.colorspace, inPicture.color_primaries, TransferOf(inPicture, inCodec), range,
+                      inPicture.chroma_location, inPicture.height, inPicture.format);
     if (FormatHasAlpha(inPicture.format))
     {
         traits.alpha = inCodec == AV_CODEC_ID_EXR ? FileAlpha::kPremultiplied : FileAlpha::kStraight;
@@ -203,7 +209,8 @@ void DescribeConversion(const ColourDescription& inColour, MediaFacts& ioFacts)
     }
     if (ioFacts.mRotation != 0)
     {
-        ioFacts.mNotes.push_back(fmt::format("turned {} degrees clockwise, as the file asks", ioFacts.mRotation));
+        ioFacts.mNotes.push_back(
+            fmt::format("turned {} degrees clockwise, as the file asks", ioFacts.mRotation));
     }
 }
 
@@ -216,8 +223,8 @@ public:
     const norviktypes::PixelFormat& NativeFormat() const noexcept override { return mNativeFormat; }
     bool HasAlpha() const noexcept override { return mHasAlpha; }
 
-    std::int32_t Decode(const std::string& inPath, const BE::FrameDescription& inFormat, MF::IVideoFrameRef& outFrame,
-                        std::string& outText) const override;
+    std::int32_t Decode(const std::string& inPath, const BE::FrameDescription& inFormat,
+                        MF::IVideoFrameRef& outFrame, std::string& outText) const override;
 
 private:
     void ReadPictureFacts(const FileFacts& inFile, const AVFrame& inPicture);
@@ -300,12 +307,13 @@ bool ImageDecoder::CheckFrameSize(const std::string& inPath, FileError& outError
     VF::FrameGeometry geometry;
     const auto width = static_cast<std::uint32_t>(mFacts.mWidth);
     const auto height = static_cast<std::uint32_t>(mFacts.mHeight);
-    const bool isFrame = VF::GetFrameGeometry(mNativeFormat, VF::RowBytesOfFrame(mNativeFormat, width), width, height,
-                                              geometry);
+    const bool isFrame = VF::GetFrameGeometry(mNativeFormat, VF::RowBytesOfFrame(mNativeFormat, width), width,
+                                              height, geometry);
     if (!isFrame || geometry.mTotalBytes > VF::kMaximumFrameBytes)
     {
-        outError = {FileErrorKind::kTooLarge, fmt::format("{}: the picture of {}x{} is too large (at most {} MiB a frame)",
-                                                          inPath, width, height, VF::kMaximumFrameBytes >> 20)};
+        outError = {FileErrorKind::kTooLarge,
+                    fmt::format("{}: the picture of {}x{} is too large (at most {} MiB a frame)", inPath,
+                                width, height, VF::kMaximumFrameBytes >> 20)};
         return false;
     }
     return true;
@@ -321,8 +329,8 @@ std::int32_t ImageDecoder::Decode(const std::string& inPath, const BE::FrameDesc
         outText = error.text;
         return BE::kSourceStatus_BadMedia;
     }
-    const std::int32_t status = MakeFrameOfPicture(*picture, TraitsOf(*picture, mCodec->id), OrientationOf(*picture),
-                                                   inFormat, outFrame);
+    const std::int32_t status = MakeFrameOfPicture(*picture, TraitsOf(*picture, mCodec->id),
+                                                   OrientationOf(*picture), inFormat, outFrame);
     if (status < 0)
     {
         outText = status == BE::kSourceStatus_OutOfMemory

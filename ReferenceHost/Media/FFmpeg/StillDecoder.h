@@ -1,8 +1,8 @@
 // Single images as FFmpeg reads them: PNG, JPEG, TIFF, EXR, DPX and their kin.
 //
-// Such a file is one packet from its first byte to its last, so that it needs no demuxer once its kind is known:
-// a decoder is opened, given the file, and asked for its picture. A decoder of one file reads others of the same kind
-// as well, which is what a numbered sequence is made of.
+// Such a file is one packet from its first byte to its last, so that it needs no demuxer once its kind is
+// known: a decoder is opened, given the file, and asked for its picture. A decoder of one file reads others
+// of the same kind as well, which is what a numbered sequence is made of.
 //
 // Thread-safety: safe; every decode has a codec of its own.
 #pragma once
@@ -38,8 +38,9 @@ public:
     virtual const norviktypes::PixelFormat& NativeFormat() const noexcept = 0;
     virtual bool HasAlpha() const noexcept = 0;
 
-    // Decodes inPath, the opened file or another of its kind, to a new frame of inFormat's pixel format and bounds.
-    // A negative status of BE/IVideoSource.h comes with one line in outText that names file and cause.
+    // Decodes inPath, the opened file or another of its kind, to a new frame of inFormat's pixel format and
+    // bounds. A negative status of BE/IVideoSource.h comes with one line in outText that names file and
+    // cause.
     virtual std::int32_t Decode(const std::string& inPath, const BE::FrameDescription& inFormat,
                                 MF::IVideoFrameRef& outFrame, std::string& outText) const = 0;
 

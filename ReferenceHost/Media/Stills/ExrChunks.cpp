@@ -22,11 +22,7 @@ constexpr std::uint32_t kLinesOfChunk[] = {1, 1, 1, 16, 32, 16, 32, 32, 32, 256}
 class Reader
 {
 public:
-    Reader(const std::uint8_t* inBytes, std::size_t inSize)
-        : mBytes(inBytes)
-        , mSize(inSize)
-    {
-    }
+    Reader(const std::uint8_t* inBytes, std::size_t inSize) : mBytes(inBytes), mSize(inSize) {}
 
     template <class Number>
     Number Read()

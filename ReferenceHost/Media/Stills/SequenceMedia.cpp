@@ -66,8 +66,8 @@ StreamTraits TraitsOf(const SharedSequence& inSequence)
     traits.mFrameRate = inSequence.mRate;
     traits.mBounds = {0, 0, facts.mWidth, facts.mHeight};
     traits.mPixelAspectRatio = facts.mPixelAspectRatio;
-    traits.mAlphaType =
-        inSequence.mDecoder->HasAlpha() ? norviktypes::kAlphaChannel_Straight : norviktypes::kAlphaChannel_None;
+    traits.mAlphaType = inSequence.mDecoder->HasAlpha() ? norviktypes::kAlphaChannel_Straight
+                                                        : norviktypes::kAlphaChannel_None;
     traits.mNativeFormats = {inSequence.mDecoder->NativeFormat()};
     traits.mDuration = norviktypes::TickTime::FromFrame(inSequence.FrameCount(), inSequence.mRate);
     traits.mContentID = inSequence.mContentID;
@@ -151,7 +151,8 @@ MediaFacts FactsOf(const SharedSequence& inSequence)
     facts.mFrameCount = inSequence.FrameCount();
     facts.mDuration = norviktypes::TickTime::FromFrame(facts.mFrameCount, inSequence.mRate);
     const std::int64_t missing = facts.mFrameCount - static_cast<std::int64_t>(inSequence.mNumbers.size());
-    facts.mNotes.push_back(fmt::format("numbers {} to {}", inSequence.mNumbers.front(), inSequence.mNumbers.back()));
+    facts.mNotes.push_back(
+        fmt::format("numbers {} to {}", inSequence.mNumbers.front(), inSequence.mNumbers.back()));
     if (missing > 0)
     {
         facts.mNotes.push_back(fmt::format("{} of the numbers in between have no file", missing));
@@ -172,8 +173,8 @@ BE::IMediaInfoRef OpenSequenceMedia(const std::string& inText, const SequencePat
     if (sequence->FrameCount() > kLongestTicks / sequence->mRate.GetTicks())
     {
         outError = {OpenErrorKind::kBadUsage,
-                    fmt::format("{}: the numbers {} to {} are longer than the time axis", inText, inNumbers.front(),
-                                inNumbers.back())};
+                    fmt::format("{}: the numbers {} to {} are longer than the time axis", inText,
+                                inNumbers.front(), inNumbers.back())};
         return nullptr;
     }
     sequence->mContentID = ContentIDOf(inPattern, inNumbers);

@@ -1,9 +1,9 @@
 // A numbered sequence of stills: one file a frame, on a grid.
 //
-// Frame 0 is the file with the lowest number, and each following number is the next frame, present or not: a number
-// that is missing in between leaves a frame that cannot be read, so that all others keep their times. The first file
-// decides size and format; others are scaled to it. Files are listed when the sequence is opened and decoded
-// one by one when they are asked for.
+// Frame 0 is the file with the lowest number, and each following number is the next frame, present or not: a
+// number that is missing in between leaves a frame that cannot be read, so that all others keep their times.
+// The first file decides size and format; others are scaled to it. Files are listed when the sequence is
+// opened and decoded one by one when they are asked for.
 //
 // Thread-safety: safe; frames are decoded side by side.
 #pragma once

@@ -10,8 +10,8 @@
 namespace Media
 {
 
-// "frames/shot%05d.png" is the folder "frames", the prefix "shot", five digits, the suffix ".png". "%%" stands for
-// a percent sign.
+// "frames/shot%05d.png" is the folder "frames", the prefix "shot", five digits, the suffix ".png". "%%"
+// stands for a percent sign.
 struct SequencePattern
 {
     std::string mFolder; // "." where the name has none
@@ -26,8 +26,8 @@ struct SequencePattern
 // True for a text with one %d or %0Nd in its last part and no other use of the percent sign.
 bool ParseSequencePattern(const std::string& inText, SequencePattern& outPattern);
 
-// The numbers of the files there are, ascending. Only names that printf would make count: shot7.png does not belong
-// to shot%05d.png. False if the folder cannot be read.
+// The numbers of the files there are, ascending. Only names that printf would make count: shot7.png does not
+// belong to shot%05d.png. False if the folder cannot be read.
 bool ListSequence(const SequencePattern& inPattern, std::vector<std::int64_t>& outNumbers);
 
 } // namespace Media

@@ -79,7 +79,8 @@ public:
         {
             return BE::kSourceStatus_OK;
         }
-        const std::int32_t status = mStill->mDecoder->Decode(mStill->mPath, native, outFrame, mStill->mFailure);
+        const std::int32_t status =
+            mStill->mDecoder->Decode(mStill->mPath, native, outFrame, mStill->mFailure);
         if (status >= 0)
         {
             mStill->mFailure.clear();

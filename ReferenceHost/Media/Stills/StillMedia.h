@@ -1,7 +1,8 @@
 // A still: one picture for all times.
 //
-// The picture is decoded when the media is opened and then lives in the shared frame cache, frozen; it is decoded
-// again only if the cache had to drop it. Frames of other formats and sizes are made from it, and cached too.
+// The picture is decoded when the media is opened and then lives in the shared frame cache, frozen; it is
+// decoded again only if the cache had to drop it. Frames of other formats and sizes are made from it, and
+// cached too.
 //
 // Thread-safety: safe.
 #pragma once

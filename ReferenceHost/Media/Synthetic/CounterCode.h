@@ -1,8 +1,8 @@
 // The part of a counter picture that machines read: 40 black or white cells in two rows along the top edge.
 //
 // Cell n, counted from the left of the upper row to the right of the lower one, holds bit n, black for 0 and
-// white for 1. From bit 0 upwards: 32 bits of the frame's number, 2 bits that name the moment, 6 bits of check.
-// In an interlaced picture the lines of each field carry a code of their own.
+// white for 1. From bit 0 upwards: 32 bits of the frame's number, 2 bits that name the moment, 6 bits of
+// check. In an interlaced picture the lines of each field carry a code of their own.
 //
 // The cells are so large that the code survives scaling to a third and coarse compression.
 //

@@ -33,7 +33,8 @@ bool HasAlpha(const SyntheticSettings& inSettings)
 
 norviktypes::PixelFormat NativeFormat(const SyntheticSettings& inSettings)
 {
-    return HasAlpha(inSettings) ? norviktypes::kPixelFormat_BGRA_4444_8u : norviktypes::kPixelFormat_BGRX_4444_8u;
+    return HasAlpha(inSettings) ? norviktypes::kPixelFormat_BGRA_4444_8u
+                                : norviktypes::kPixelFormat_BGRX_4444_8u;
 }
 
 norviktypes::TickTime DurationOf(const SyntheticSettings& inSettings)
@@ -79,7 +80,8 @@ protected:
     std::int32_t MakeFrame(std::int64_t inIndex, const BE::FrameDescription& inFormat, bool,
                            MF::IVideoFrameRef& outFrame) override
     {
-        return IsCounter() ? MakeCounterFrame(inIndex, inFormat, outFrame) : MakeConstantFrame(inFormat, outFrame);
+        return IsCounter() ? MakeCounterFrame(inIndex, inFormat, outFrame)
+                           : MakeConstantFrame(inFormat, outFrame);
     }
 
 private:
@@ -89,9 +91,9 @@ private:
     std::int32_t MakeCounterFrame(std::int64_t inIndex, const BE::FrameDescription& inFormat,
                                   MF::IVideoFrameRef& outFrame) const
     {
-        return DrawAndConvert(Traits().mBounds, inFormat, outFrame, [&](const BGRAPicture& inPicture) {
-            PaintCounter(inPicture, mSettings, inIndex);
-        });
+        return DrawAndConvert(Traits().mBounds, inFormat, outFrame,
+                              [&](const BGRAPicture& inPicture)
+                              { PaintCounter(inPicture, mSettings, inIndex); });
     }
 
     std::int32_t MakeConstantFrame(const BE::FrameDescription& inFormat, MF::IVideoFrameRef& outFrame) const
@@ -102,11 +104,13 @@ private:
         {
             return BE::kSourceStatus_OK;
         }
-        const std::int32_t status =
-            DrawAndConvert(inFormat.mBounds, inFormat, outFrame, [&](const BGRAPicture& inPicture) {
-                mSettings.mKind == SyntheticKind::kBars ? PaintBars(inPicture)
-                                                        : PaintColor(inPicture, mSettings.mColor);
-            });
+        const std::int32_t status = DrawAndConvert(inFormat.mBounds, inFormat, outFrame,
+                                                   [&](const BGRAPicture& inPicture)
+                                                   {
+                                                       mSettings.mKind == SyntheticKind::kBars
+                                                           ? PaintBars(inPicture)
+                                                           : PaintColor(inPicture, mSettings.mColor);
+                                                   });
         if (status >= 0)
         {
             StampFrame(inFormat, outFrame);

@@ -59,7 +59,8 @@ public:
         {
             const std::uint8_t* ink = inMask.mPixels + (y - inTop) * inMask.mRowBytes;
             std::uint8_t* row = mPicture.mPixels + y * mPicture.mRowBytes;
-            for (std::int32_t x = std::max(0, -inLeft); x < inMask.mWidth && inLeft + x < mPicture.mWidth; ++x)
+            for (std::int32_t x = std::max(0, -inLeft); x < inMask.mWidth && inLeft + x < mPicture.mWidth;
+                 ++x)
             {
                 if (ink[x] != 0)
                 {
@@ -118,8 +119,8 @@ void PaintCode(const Canvas& inCanvas, std::int64_t inFrame, CounterMoment inMom
         const std::int32_t column = cell % kCounterCellsInRow;
         const std::int32_t row = cell / kCounterCellsInRow;
         inCanvas.Fill(CounterCellLeft(column, inCanvas.Width()), CounterCellTop(row, inCanvas.Height()),
-                      CounterCellLeft(column + 1, inCanvas.Width()), CounterCellTop(row + 1, inCanvas.Height()),
-                      (bits >> cell & 1) != 0 ? kWhite : kBlack);
+                      CounterCellLeft(column + 1, inCanvas.Width()),
+                      CounterCellTop(row + 1, inCanvas.Height()), (bits >> cell & 1) != 0 ? kWhite : kBlack);
     }
 }
 
@@ -144,8 +145,8 @@ void PaintMovingLine(const Canvas& inCanvas, double inSeconds)
 void PaintText(const Canvas& inCanvas, const std::string& inText, std::int32_t inMiddle, std::int32_t inWidth,
                std::int32_t inHeight)
 {
-    const std::int32_t scale = std::max(
-        1, std::min(inWidth / Foundation::TextWidth(inText, 1), inHeight / Foundation::TextHeight(inText, 1)));
+    const std::int32_t scale = std::max(1, std::min(inWidth / Foundation::TextWidth(inText, 1),
+                                                    inHeight / Foundation::TextHeight(inText, 1)));
     const std::int32_t width = Foundation::TextWidth(inText, scale);
     const std::int32_t height = Foundation::TextHeight(inText, scale);
     std::vector<std::uint8_t> ink(static_cast<std::size_t>(width) * static_cast<std::size_t>(height), 0);
@@ -220,8 +221,10 @@ void PaintCounter(const BGRAPicture& outPicture, const SyntheticSettings& inSett
     }
     const bool isUpperFirst = inSettings.mFieldType == norviktypes::kFieldType_UpperFirst;
     const double half = frameSeconds / 2.0;
-    PaintMoment(Canvas(outPicture, 0, 2), {inFrame, CounterMoment::kUpperField, start + (isUpperFirst ? 0.0 : half)});
-    PaintMoment(Canvas(outPicture, 1, 2), {inFrame, CounterMoment::kLowerField, start + (isUpperFirst ? half : 0.0)});
+    PaintMoment(Canvas(outPicture, 0, 2),
+                {inFrame, CounterMoment::kUpperField, start + (isUpperFirst ? 0.0 : half)});
+    PaintMoment(Canvas(outPicture, 1, 2),
+                {inFrame, CounterMoment::kLowerField, start + (isUpperFirst ? half : 0.0)});
 }
 
 } // namespace Media

@@ -101,7 +101,8 @@ bool ParseSize(std::string_view inText, SyntheticSettings& ioSettings, std::stri
         return false;
     }
     constexpr std::int64_t kSide = VF::kMaximumFrameSide;
-    if (width > kSide || height > kSide || static_cast<std::uint64_t>(width * height) * 4 > VF::kMaximumFrameBytes)
+    if (width > kSide || height > kSide ||
+        static_cast<std::uint64_t>(width * height) * 4 > VF::kMaximumFrameBytes)
     {
         outFault = fmt::format("a picture has at most {} pixels a side and {} MiB", kSide,
                                VF::kMaximumFrameBytes >> 20);
@@ -117,8 +118,8 @@ bool ParseRate(std::string_view inText, SyntheticSettings& ioSettings, std::stri
     Ratio rate{0, 1};
     const bool isWhole = ParseNumber(inText, rate.mNumerator);
     const bool isSound = (isWhole || ParsePair(inText, '/', rate.mNumerator, rate.mDenominator)) &&
-                         rate.mNumerator > 0 && rate.mDenominator > 0 && rate.mNumerator <= kMaximumRateTerm &&
-                         rate.mDenominator <= kMaximumRateTerm;
+                         rate.mNumerator > 0 && rate.mDenominator > 0 &&
+                         rate.mNumerator <= kMaximumRateTerm && rate.mDenominator <= kMaximumRateTerm;
     const double framesPerSecond =
         isSound ? static_cast<double>(rate.mNumerator) / static_cast<double>(rate.mDenominator) : 0.0;
     if (framesPerSecond < kSlowestRate || framesPerSecond > kFastestRate)
@@ -176,7 +177,8 @@ bool ParseHexColor(std::string_view inDigits, TVK::ParamColor<std::uint32_t>& ou
         return false;
     }
     const auto byteAt = [value](int inShift) { return static_cast<std::uint8_t>(value >> inShift & 0xFF); };
-    const auto nibbleAt = [value](int inShift) { return static_cast<std::uint8_t>((value >> inShift & 0xF) * 17); };
+    const auto nibbleAt = [value](int inShift)
+    { return static_cast<std::uint8_t>((value >> inShift & 0xF) * 17); };
     switch (inDigits.size())
     {
     case 3: outColor = outColor.FromComponents(nibbleAt(8), nibbleAt(4), nibbleAt(0), 255); return true;
@@ -201,8 +203,9 @@ bool ParseColor(std::string_view inText, SyntheticSettings& ioSettings, std::str
             return true;
         }
     }
-    outFault = "a colour is #rrggbb, #rrggbbaa, #rgb or one of black, white, gray, red, green, blue, yellow, cyan, "
-               "magenta, transparent";
+    outFault =
+        "a colour is #rrggbb, #rrggbbaa, #rgb or one of black, white, gray, red, green, blue, yellow, cyan, "
+        "magenta, transparent";
     return false;
 }
 
@@ -211,8 +214,8 @@ bool ParseDuration(std::string_view inText, SyntheticSettings& ioSettings, std::
 {
     std::int64_t frames = 0;
     double seconds = 0.0;
-    if (!inText.empty() && inText.back() == 's' && ParseNumber(inText.substr(0, inText.size() - 1), seconds) &&
-        std::isfinite(seconds))
+    if (!inText.empty() && inText.back() == 's' &&
+        ParseNumber(inText.substr(0, inText.size() - 1), seconds) && std::isfinite(seconds))
     {
         // The nearest whole number of frames.
         const double exact = seconds * ioSettings.FrameRate().AsFramesPerSecond();
@@ -224,7 +227,8 @@ bool ParseDuration(std::string_view inText, SyntheticSettings& ioSettings, std::
     }
     if (frames <= 0)
     {
-        outFault = "a duration is seconds, such as 10s, or a number of frames, such as 250, and at least one frame";
+        outFault =
+            "a duration is seconds, such as 10s, or a number of frames, such as 250, and at least one frame";
         return false;
     }
     if (frames > kLongestTicks / ioSettings.FrameRate().GetTicks())
@@ -241,7 +245,8 @@ bool ParseSetting(std::string_view inPart, SyntheticSettings& ioSettings, std::s
 {
     const std::size_t equals = inPart.find('=');
     const std::string_view key = inPart.substr(0, equals);
-    const std::string_view value = equals == std::string_view::npos ? std::string_view() : inPart.substr(equals + 1);
+    const std::string_view value =
+        equals == std::string_view::npos ? std::string_view() : inPart.substr(equals + 1);
     if (equals == std::string_view::npos)
     {
         outFault = fmt::format("'{}' is no setting (key=value)", inPart);
@@ -272,7 +277,8 @@ bool ParseSetting(std::string_view inPart, SyntheticSettings& ioSettings, std::s
     return false;
 }
 
-bool ParseParts(const std::vector<std::string_view>& inParts, SyntheticSettings& ioSettings, std::string& outFault)
+bool ParseParts(const std::vector<std::string_view>& inParts, SyntheticSettings& ioSettings,
+                std::string& outFault)
 {
     std::size_t next = 1;
     if (ioSettings.mKind == SyntheticKind::kColor)
@@ -336,7 +342,8 @@ std::string SyntheticText(const SyntheticSettings& inSettings)
     if (inSettings.mKind == SyntheticKind::kColor)
     {
         const TVK::ParamColor<std::uint32_t>& color = inSettings.mColor;
-        text += fmt::format(":#{:02x}{:02x}{:02x}{:02x}", color.Red(), color.Green(), color.Blue(), color.Alpha());
+        text += fmt::format(":#{:02x}{:02x}{:02x}{:02x}", color.Red(), color.Green(), color.Blue(),
+                            color.Alpha());
     }
     text += fmt::format(":size={}x{}:rate={}/{}:fields={}:par={}/{}", inSettings.mWidth, inSettings.mHeight,
                         inSettings.mRate.mNumerator, inSettings.mRate.mDenominator,

@@ -5,9 +5,9 @@
 //   color:#20408080:size=640x360
 //   counter:size=720x576:rate=25:fields=upper:par=64/45:duration=250
 //
-// Everything after the kind may be left out. size: pixels. rate: frames a second, whole or as a ratio. fields:
-// progressive, upper or lower, naming the field that is shown first. par: width of a pixel over its height.
-// duration: seconds (10s, 2.5s) or frames (250); without it the medium has no end.
+// Everything after the kind may be left out. size: pixels. rate: frames a second, whole or as a ratio.
+// fields: progressive, upper or lower, naming the field that is shown first. par: width of a pixel over its
+// height. duration: seconds (10s, 2.5s) or frames (250); without it the medium has no end.
 //
 // Thread-safety: pure functions and a value type.
 #pragma once

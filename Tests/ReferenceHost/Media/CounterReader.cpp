@@ -21,7 +21,9 @@ struct GreyPicture
     std::uint8_t Green(std::int32_t inX, std::int32_t inY) const
     {
         return mPixels[(static_cast<std::size_t>(inY) * static_cast<std::size_t>(mWidth) +
-                        static_cast<std::size_t>(inX)) * 4 + 1];
+                        static_cast<std::size_t>(inX)) *
+                           4 +
+                       1];
     }
 };
 
@@ -33,11 +35,13 @@ bool ToBGRA(const MF::IVideoFrameRef& inFrame, GreyPicture& outPicture)
     inFrame->GetPixelFormat(format);
     outPicture.mWidth = bounds.Width();
     outPicture.mHeight = bounds.Height();
-    outPicture.mPixels.resize(static_cast<std::size_t>(bounds.Width()) * static_cast<std::size_t>(bounds.Height()) * 4);
-    return IR_Convert(VF::IVideoFramePixelsRef(inFrame)->GetPixels(), VF::IVideoFrameRasterRef(inFrame)->GetRowBytes(),
+    outPicture.mPixels.resize(static_cast<std::size_t>(bounds.Width()) *
+                              static_cast<std::size_t>(bounds.Height()) * 4);
+    return IR_Convert(VF::IVideoFramePixelsRef(inFrame)->GetPixels(),
+                      VF::IVideoFrameRasterRef(inFrame)->GetRowBytes(),
                       VF::BEPixelFormatToIRPixelFormat(format), outPicture.mPixels.data(), bounds.Width() * 4,
-                      VF::BEPixelFormatToIRPixelFormat(norviktypes::kPixelFormat_BGRX_4444_8u), bounds.Width(),
-                      bounds.Height(), 5) == 0;
+                      VF::BEPixelFormatToIRPixelFormat(norviktypes::kPixelFormat_BGRX_4444_8u),
+                      bounds.Width(), bounds.Height(), 5) == 0;
 }
 
 // 1 or 0 for a cell that is clearly white or black in its middle on all of the lines, -1 for any other.
@@ -46,7 +50,8 @@ int ReadCell(const GreyPicture& inPicture, std::int32_t inCell, CounterLines inL
     const std::int32_t column = inCell % Media::kCounterCellsInRow;
     const std::int32_t row = inCell / Media::kCounterCellsInRow;
     const std::int32_t x = (Media::CounterCellLeft(column, inPicture.mWidth) +
-                            Media::CounterCellLeft(column + 1, inPicture.mWidth)) / 2;
+                            Media::CounterCellLeft(column + 1, inPicture.mWidth)) /
+                           2;
     const std::int32_t top = Media::CounterCellTop(row, inPicture.mHeight);
     const std::int32_t bottom = Media::CounterCellTop(row + 1, inPicture.mHeight);
     const std::int32_t margin = (bottom - top) / 4;

@@ -44,7 +44,8 @@ void MakePicture(const std::string& inPath, const std::vector<std::string>& inOp
 
 void MakeMovie(const std::string& inPath)
 {
-    RunFFmpeg({"-f", "lavfi", "-i", "testsrc2=s=64x48:r=25", "-frames:v", "5", "-c:v", "mpeg4", "-f", "mov", inPath});
+    RunFFmpeg({"-f", "lavfi", "-i", "testsrc2=s=64x48:r=25", "-frames:v", "5", "-c:v", "mpeg4", "-f", "mov",
+               inPath});
 }
 
 } // namespace
@@ -100,8 +101,9 @@ TEST(MediaDoor, NamesThatMeanSomethingElsewhereAreOnlyNames)
     MakeMovie(scratch.File("plain.mov"));
     const std::filesystem::path before = std::filesystem::current_path();
     std::filesystem::current_path(scratch.Path());
-    for (const char* name : {"-a.png", "file:a.png", "a%b.png", "100%.png", "a*.png", "a?[x]{y,z}.png", "bars:", "color:red",
-                             "concat:a", "Straße 日本.png", "a b.png", "crypto:x.png", "pipe:0"})
+    for (const char* name :
+         {"-a.png", "file:a.png", "a%b.png", "100%.png", "a*.png", "a?[x]{y,z}.png", "bars:", "color:red",
+          "concat:a", "Straße 日本.png", "a b.png", "crypto:x.png", "pipe:0"})
     {
         std::filesystem::copy_file("plain.png", name);
         const Answer answer = Open(name);
@@ -119,7 +121,8 @@ TEST(MediaDoor, NamesThatMeanSomethingElsewhereAreOnlyNames)
 TEST(MediaDoor, EachFailureHasItsKindAndNamesTheInput)
 {
     const ScratchFolder scratch;
-    const auto fails = [&](const std::string& inPath, OpenErrorKind inKind) {
+    const auto fails = [&](const std::string& inPath, OpenErrorKind inKind)
+    {
         const Answer answer = Open(inPath);
         EXPECT_FALSE(answer.mMedia) << inPath;
         EXPECT_EQ(static_cast<int>(answer.mError.mKind), static_cast<int>(inKind)) << answer.mError.mText;

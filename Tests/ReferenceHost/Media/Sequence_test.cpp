@@ -41,13 +41,14 @@ std::int32_t Get(const BE::IVideoSourceRef& inSource, const TickTime& inTime, MF
 {
     BE::FrameDescription description;
     description.mPixelFormat = norviktypes::kPixelFormat_BGRA_4444_8u;
-    return inSource->GetRenderedFrame(inTime, description, MF::BinaryData(), norviktypes::ColorProfile(), inAtOnce,
-                                      outFrame);
+    return inSource->GetRenderedFrame(inTime, description, MF::BinaryData(), norviktypes::ColorProfile(),
+                                      inAtOnce, outFrame);
 }
 
 TVK::Guid KeyAt(const BE::IVideoSourceRef& inSource, const TickTime& inTime)
 {
-    return inSource->GetFrameKey(inTime, BE::FrameDescription(), MF::BinaryData(), norviktypes::ColorProfile());
+    return inSource->GetFrameKey(inTime, BE::FrameDescription(), MF::BinaryData(),
+                                 norviktypes::ColorProfile());
 }
 
 // Frame inNumber of a counter of that size, as a PNG.
@@ -55,7 +56,8 @@ void WriteCounter(const std::string& inPath, std::int64_t inNumber, const std::s
 {
     const BE::IVideoSourceRef counter = SourceOf(OpenOrFail("counter:rate=25:size=" + inSize));
     MF::IVideoFrameRef frame;
-    ASSERT_EQ(Get(counter, TickTime::FromFrame(inNumber, norviktypes::FrameRate::FromRational(25, 1)), frame), 0);
+    ASSERT_EQ(Get(counter, TickTime::FromFrame(inNumber, norviktypes::FrameRate::FromRational(25, 1)), frame),
+              0);
     std::string error;
     ASSERT_TRUE(VF::WritePNGFile(frame, inPath, error)) << error;
 }
@@ -65,10 +67,14 @@ std::int64_t Shown(const BE::IVideoSourceRef& inSource, const TickTime& inTime)
 {
     MF::IVideoFrameRef frame;
     CounterReading reading;
-    return Get(inSource, inTime, frame) == 0 && ReadCounter(frame, reading) ? std::int64_t{reading.mFrame} : -1;
+    return Get(inSource, inTime, frame) == 0 && ReadCounter(frame, reading) ? std::int64_t{reading.mFrame}
+                                                                            : -1;
 }
 
-TickTime At(double inSeconds) { return TickTime::FromSeconds(inSeconds); }
+TickTime At(double inSeconds)
+{
+    return TickTime::FromSeconds(inSeconds);
+}
 
 SequencePattern Pattern(const std::string& inText)
 {
@@ -94,8 +100,8 @@ TEST(SequencePattern, NamesFilesAsPrintfWould)
 
 TEST(SequencePattern, OtherTextsAreNone)
 {
-    for (const char* text : {"shot.png", "", "%", "%%", "50%.png", "%5d.png", "%s.png", "%05i.png", "%d-%d.png", "%00d.png",
-                             "%019d.png", "%-5d.png", "a%0", "dir%05d/shot.png"})
+    for (const char* text : {"shot.png", "", "%", "%%", "50%.png", "%5d.png", "%s.png", "%05i.png",
+                             "%d-%d.png", "%00d.png", "%019d.png", "%-5d.png", "a%0", "dir%05d/shot.png"})
     {
         SequencePattern pattern;
         EXPECT_FALSE(ParseSequencePattern(text, pattern)) << text;
@@ -105,8 +111,9 @@ TEST(SequencePattern, OtherTextsAreNone)
 TEST(SequencePattern, OnlyFilesThatItWouldNameBelongToIt)
 {
     const ScratchFolder scratch;
-    for (const char* name : {"s0007.png", "s0010.png", "s12345.png", "s7.png", "s00007.png", "s0x07.png", "s0008.jpg",
-                             "as0009.png", "s0011.png~", "s-001.png", "s.png", "s99999999999999999999.png"})
+    for (const char* name :
+         {"s0007.png", "s0010.png", "s12345.png", "s7.png", "s00007.png", "s0x07.png", "s0008.jpg",
+          "as0009.png", "s0011.png~", "s-001.png", "s.png", "s99999999999999999999.png"})
     {
         std::ofstream(scratch.File(name)) << "x";
     }
@@ -147,9 +154,10 @@ TEST(Sequence, HasAGridOfTwentyFiveOrOfTheRateThatIsGiven)
         WriteCounter(scratch.File("f00" + std::to_string(n) + ".png"), n);
     }
     OpenOptions options;
-    for (const auto& [rate, ratio] : {std::pair{norviktypes::FrameRate(), Ratio{25, 1}},
-                                      std::pair{norviktypes::FrameRate::FromRational(30000, 1001), Ratio{30000, 1001}},
-                                      std::pair{norviktypes::FrameRate::FromRational(1, 2), Ratio{1, 2}}})
+    for (const auto& [rate, ratio] :
+         {std::pair{norviktypes::FrameRate(), Ratio{25, 1}},
+          std::pair{norviktypes::FrameRate::FromRational(30000, 1001), Ratio{30000, 1001}},
+          std::pair{norviktypes::FrameRate::FromRational(1, 2), Ratio{1, 2}}})
     {
         options.mSequenceRate = rate;
         const BE::IMediaInfoRef media = OpenOrFail(scratch.File("f%03d.png"), options);
@@ -283,7 +291,8 @@ TEST(Sequence, KeysFollowEveryFile)
     EXPECT_EQ(KeyAt(SourceOf(media), At(0.03)), first);
     EXPECT_EQ(KeyAt(SourceOf(OpenOrFail(name)), TickTime()), first);
     std::filesystem::last_write_time(scratch.File("f1.png"),
-                                     std::filesystem::last_write_time(scratch.File("f1.png")) + std::chrono::seconds(2));
+                                     std::filesystem::last_write_time(scratch.File("f1.png")) +
+                                         std::chrono::seconds(2));
     EXPECT_NE(KeyAt(SourceOf(OpenOrFail(name)), TickTime()), first);
     EXPECT_NE(media->GetContentHash(), hash);
 }

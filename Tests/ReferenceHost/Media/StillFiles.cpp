@@ -44,14 +44,15 @@ std::vector<std::uint8_t> ReadBytes(const std::string& inPath)
     return std::vector<std::uint8_t>(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
 }
 
-void EncodeStill(const std::vector<std::uint8_t>& inSamples, const std::string& inFormat, int inWidth, int inHeight,
-                 const std::vector<std::string>& inEncoderOptions, const std::string& inPath)
+void EncodeStill(const std::vector<std::uint8_t>& inSamples, const std::string& inFormat, int inWidth,
+                 int inHeight, const std::vector<std::string>& inEncoderOptions, const std::string& inPath)
 {
     const TestSupport::ScratchFolder scratch;
     const std::string raw = scratch.File("picture.raw");
     WriteBytes(raw, inSamples);
-    std::vector<std::string> words = {"-f", "rawvideo", "-pix_fmt", inFormat, "-s", fmt::format("{}x{}", inWidth, inHeight),
-                                      "-i", raw, "-frames:v", "1", "-pix_fmt", inFormat};
+    std::vector<std::string> words = {
+        "-f", "rawvideo", "-pix_fmt",  inFormat, "-s",       fmt::format("{}x{}", inWidth, inHeight),
+        "-i", raw,        "-frames:v", "1",      "-pix_fmt", inFormat};
     words.insert(words.end(), inEncoderOptions.begin(), inEncoderOptions.end());
     words.insert(words.end(), {"-update", "1", inPath});
     RunFFmpeg(words);

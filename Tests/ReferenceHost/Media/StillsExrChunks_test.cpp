@@ -20,8 +20,8 @@ namespace
 std::vector<std::uint8_t> MakeExr(const std::string& inCompression)
 {
     const ScratchFolder scratch;
-    RunFFmpeg({"-f", "lavfi", "-i", "testsrc2=s=16x40", "-frames:v", "1", "-pix_fmt", "gbrpf32le", "-compression",
-               inCompression, scratch.File("a.exr")});
+    RunFFmpeg({"-f", "lavfi", "-i", "testsrc2=s=16x40", "-frames:v", "1", "-pix_fmt", "gbrpf32le",
+               "-compression", inCompression, scratch.File("a.exr")});
     return ReadBytes(scratch.File("a.exr"));
 }
 
@@ -122,7 +122,8 @@ TEST(ExrChunks, DamagedBytesNeverLeadOutOfTheFile)
         std::vector<std::uint8_t> bytes = i % 2 == 0 ? whole : tiled;
         for (std::uint64_t n = random() % 4 + 1; n > 0; --n)
         {
-            bytes[8 + random() % (std::min<std::size_t>(bytes.size(), 500) - 8)] = static_cast<std::uint8_t>(random());
+            bytes[8 + random() % (std::min<std::size_t>(bytes.size(), 500) - 8)] =
+                static_cast<std::uint8_t>(random());
         }
         const std::size_t size = random() % 3 == 0 ? random() % bytes.size() : bytes.size();
         bytes.resize(size);

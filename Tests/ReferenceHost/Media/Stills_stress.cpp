@@ -51,10 +51,12 @@ void OnThreads(const std::function<void(std::mt19937_64&)>& inWork)
     std::vector<std::thread> threads;
     for (int t = 0; t < kThreads; ++t)
     {
-        threads.emplace_back([&, t] {
-            std::mt19937_64 random(Seed() + static_cast<std::uint64_t>(t));
-            inWork(random);
-        });
+        threads.emplace_back(
+            [&, t]
+            {
+                std::mt19937_64 random(Seed() + static_cast<std::uint64_t>(t));
+                inWork(random);
+            });
     }
     for (std::thread& thread : threads)
     {
@@ -68,16 +70,18 @@ TEST(StillsUnderThreads, EveryReaderOfACounterGetsItsFrame)
 {
     const BE::IVideoSourceRef source = OpenSource("counter:size=160x96");
     std::atomic<int> wrong{0};
-    OnThreads([&](std::mt19937_64& ioRandom) {
-        for (std::size_t i = 0; i < ScaledCount(200); ++i)
+    OnThreads(
+        [&](std::mt19937_64& ioRandom)
         {
-            const std::int64_t number = static_cast<std::int64_t>(ioRandom() % 100000);
-            CounterReading reading;
-            const bool isRead =
-                ReadCounter(Frame(source, number, norviktypes::kPixelFormat_YUV_420_MPEG2_Frame_8u_709), reading);
-            wrong += isRead && reading.mFrame == number ? 0 : 1;
-        }
-    });
+            for (std::size_t i = 0; i < ScaledCount(200); ++i)
+            {
+                const std::int64_t number = static_cast<std::int64_t>(ioRandom() % 100000);
+                CounterReading reading;
+                const bool isRead = ReadCounter(
+                    Frame(source, number, norviktypes::kPixelFormat_YUV_420_MPEG2_Frame_8u_709), reading);
+                wrong += isRead && reading.mFrame == number ? 0 : 1;
+            }
+        });
     EXPECT_EQ(wrong, 0);
 }
 
@@ -90,19 +94,23 @@ TEST(StillsUnderThreads, ReadersOfASequenceDecodeSideBySide)
     {
         std::string error;
         ASSERT_TRUE(VF::WritePNGFile(Frame(counter, n, norviktypes::kPixelFormat_BGRX_4444_8u),
-                                     scratch.File("f" + std::to_string(n) + ".png"), error)) << error;
+                                     scratch.File("f" + std::to_string(n) + ".png"), error))
+            << error;
     }
     const BE::IVideoSourceRef source = OpenSource(scratch.File("f%d.png"));
     std::atomic<int> wrong{0};
-    OnThreads([&](std::mt19937_64& ioRandom) {
-        for (std::size_t i = 0; i < ScaledCount(60); ++i)
+    OnThreads(
+        [&](std::mt19937_64& ioRandom)
         {
-            const std::int64_t number = static_cast<std::int64_t>(ioRandom() % kFrames);
-            CounterReading reading;
-            const bool isRead = ReadCounter(Frame(source, number, norviktypes::kPixelFormat_BGRA_4444_8u), reading);
-            wrong += isRead && reading.mFrame == number ? 0 : 1;
-        }
-    });
+            for (std::size_t i = 0; i < ScaledCount(60); ++i)
+            {
+                const std::int64_t number = static_cast<std::int64_t>(ioRandom() % kFrames);
+                CounterReading reading;
+                const bool isRead =
+                    ReadCounter(Frame(source, number, norviktypes::kPixelFormat_BGRA_4444_8u), reading);
+                wrong += isRead && reading.mFrame == number ? 0 : 1;
+            }
+        });
     EXPECT_EQ(wrong, 0);
 }
 
@@ -110,23 +118,28 @@ TEST(StillsUnderThreads, ReadersOfAStillSeeOnePictureWhileTheCacheIsEmptiedUnder
 {
     const ScratchFolder scratch;
     std::string error;
-    ASSERT_TRUE(VF::WritePNGFile(Frame(OpenSource("counter:size=160x96"), 4711, norviktypes::kPixelFormat_BGRX_4444_8u),
-                                 scratch.File("a.png"), error)) << error;
+    ASSERT_TRUE(VF::WritePNGFile(
+        Frame(OpenSource("counter:size=160x96"), 4711, norviktypes::kPixelFormat_BGRX_4444_8u),
+        scratch.File("a.png"), error))
+        << error;
     const BE::IVideoSourceRef source = OpenSource(scratch.File("a.png"));
-    const norviktypes::PixelFormat formats[] = {norviktypes::kPixelFormat_Any, norviktypes::kPixelFormat_BGRA_4444_16u,
+    const norviktypes::PixelFormat formats[] = {norviktypes::kPixelFormat_Any,
+                                                norviktypes::kPixelFormat_BGRA_4444_16u,
                                                 norviktypes::kPixelFormat_YUV_422_Planar_8u_709};
     std::atomic<int> wrong{0};
-    OnThreads([&](std::mt19937_64& ioRandom) {
-        for (std::size_t i = 0; i < ScaledCount(200); ++i)
+    OnThreads(
+        [&](std::mt19937_64& ioRandom)
         {
-            if (ioRandom() % 16 == 0)
+            for (std::size_t i = 0; i < ScaledCount(200); ++i)
             {
-                VF::SharedVideoFrameCache::Clear();
+                if (ioRandom() % 16 == 0)
+                {
+                    VF::SharedVideoFrameCache::Clear();
+                }
+                CounterReading reading;
+                const bool isRead = ReadCounter(Frame(source, 0, formats[ioRandom() % 3]), reading);
+                wrong += isRead && reading.mFrame == 4711 ? 0 : 1;
             }
-            CounterReading reading;
-            const bool isRead = ReadCounter(Frame(source, 0, formats[ioRandom() % 3]), reading);
-            wrong += isRead && reading.mFrame == 4711 ? 0 : 1;
-        }
-    });
+        });
     EXPECT_EQ(wrong, 0);
 }

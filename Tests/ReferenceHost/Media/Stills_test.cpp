@@ -55,7 +55,8 @@ Bytes RandomWords(std::size_t inCount, int inBits)
     return bytes;
 }
 
-// Floats with many mantissa bits, some of them outside 0 .. 1; multiples of 1/1024 stay exact in half precision.
+// Floats with many mantissa bits, some of them outside 0 .. 1; multiples of 1/1024 stay exact in half
+// precision.
 Bytes RandomFloats(std::size_t inCount, bool inFitHalf)
 {
     std::mt19937_64 random(Seed());
@@ -87,14 +88,15 @@ BE::IVideoSourceRef SourceOf(const BE::IMediaInfoRef& inMedia)
     return BE::IVideoSourceRef(inMedia->CreateSourceForStream(MF::kMediaType_Video, 0));
 }
 
-std::int32_t Get(const BE::IVideoSourceRef& inSource, const PixelFormat& inFormat, MF::IVideoFrameRef& outFrame,
-                 bool inAtOnce = false, const TickTime& inTime = TickTime(), TVK::Rect inBounds = TVK::Rect())
+std::int32_t Get(const BE::IVideoSourceRef& inSource, const PixelFormat& inFormat,
+                 MF::IVideoFrameRef& outFrame, bool inAtOnce = false, const TickTime& inTime = TickTime(),
+                 TVK::Rect inBounds = TVK::Rect())
 {
     BE::FrameDescription description;
     description.mPixelFormat = inFormat;
     description.mBounds = inBounds;
-    return inSource->GetRenderedFrame(inTime, description, MF::BinaryData(), norviktypes::ColorProfile(), inAtOnce,
-                                      outFrame);
+    return inSource->GetRenderedFrame(inTime, description, MF::BinaryData(), norviktypes::ColorProfile(),
+                                      inAtOnce, outFrame);
 }
 
 MF::IVideoFrameRef NativeFrame(const std::string& inPath)
@@ -165,9 +167,10 @@ void ExpectLossless(const StillCase& inCase)
 TEST(Stills, EightBitColourComesBackBitForBit)
 {
     const Bytes rgb = RandomBytes(kPixels * 3);
-    const Bytes expected = ExpectedBGRA<std::uint8_t>([&](std::size_t n) {
-        return std::array<std::uint8_t, 4>{rgb[3 * n], rgb[3 * n + 1], rgb[3 * n + 2], 255};
-    });
+    const Bytes expected = ExpectedBGRA<std::uint8_t>(
+        [&](std::size_t n) {
+            return std::array<std::uint8_t, 4>{rgb[3 * n], rgb[3 * n + 1], rgb[3 * n + 2], 255};
+        });
     for (const char* file : {"a.png", "a.tif", "a.dpx", "a.ppm"})
     {
         ExpectLossless({file, "rgb24", rgb, {}, norviktypes::kPixelFormat_BGRX_4444_8u, expected});
@@ -186,39 +189,49 @@ TEST(Stills, EightBitColourComesBackBitForBit)
 TEST(Stills, EightBitAlphaComesBackStraight)
 {
     const Bytes rgba = RandomBytes(kPixels * 4);
-    const Bytes expected = ExpectedBGRA<std::uint8_t>([&](std::size_t n) {
-        return std::array<std::uint8_t, 4>{rgba[4 * n], rgba[4 * n + 1], rgba[4 * n + 2], rgba[4 * n + 3]};
-    });
+    const Bytes expected = ExpectedBGRA<std::uint8_t>(
+        [&](std::size_t n) {
+            return std::array<std::uint8_t, 4>{rgba[4 * n], rgba[4 * n + 1], rgba[4 * n + 2],
+                                               rgba[4 * n + 3]};
+        });
     for (const char* file : {"a.png", "a.tif"})
     {
-        ExpectLossless({file, "rgba", rgba, {}, norviktypes::kPixelFormat_BGRA_4444_8u, expected, "straight"});
+        ExpectLossless(
+            {file, "rgba", rgba, {}, norviktypes::kPixelFormat_BGRA_4444_8u, expected, "straight"});
     }
 }
 
 TEST(Stills, SixteenBitColourComesBackBitForBit)
 {
     const Bytes samples = RandomBytes(kPixels * 6);
-    const Bytes expected = ExpectedBGRA<std::uint16_t>([&](std::size_t n) {
-        return std::array<std::uint16_t, 4>{Word(samples, 3 * n), Word(samples, 3 * n + 1), Word(samples, 3 * n + 2),
-                                            65535};
-    });
+    const Bytes expected = ExpectedBGRA<std::uint16_t>(
+        [&](std::size_t n)
+        {
+            return std::array<std::uint16_t, 4>{Word(samples, 3 * n), Word(samples, 3 * n + 1),
+                                                Word(samples, 3 * n + 2), 65535};
+        });
     Bytes bigEndian = samples;
     for (std::size_t i = 0; i < bigEndian.size(); i += 2)
     {
         std::swap(bigEndian[i], bigEndian[i + 1]);
     }
-    ExpectLossless({"a.png", "rgb48be", bigEndian, {}, norviktypes::kPixelFormat_BGRX_4444_16u, expected, "none", 16});
-    ExpectLossless({"a.tif", "rgb48le", samples, {}, norviktypes::kPixelFormat_BGRX_4444_16u, expected, "none", 16});
-    ExpectLossless({"a.dpx", "rgb48le", samples, {}, norviktypes::kPixelFormat_BGRX_4444_16u, expected, "none", 16});
+    ExpectLossless(
+        {"a.png", "rgb48be", bigEndian, {}, norviktypes::kPixelFormat_BGRX_4444_16u, expected, "none", 16});
+    ExpectLossless(
+        {"a.tif", "rgb48le", samples, {}, norviktypes::kPixelFormat_BGRX_4444_16u, expected, "none", 16});
+    ExpectLossless(
+        {"a.dpx", "rgb48le", samples, {}, norviktypes::kPixelFormat_BGRX_4444_16u, expected, "none", 16});
 }
 
 TEST(Stills, SixteenBitAlphaComesBackStraight)
 {
     const Bytes samples = RandomBytes(kPixels * 8);
-    const Bytes expected = ExpectedBGRA<std::uint16_t>([&](std::size_t n) {
-        return std::array<std::uint16_t, 4>{Word(samples, 4 * n), Word(samples, 4 * n + 1), Word(samples, 4 * n + 2),
-                                            Word(samples, 4 * n + 3)};
-    });
+    const Bytes expected = ExpectedBGRA<std::uint16_t>(
+        [&](std::size_t n)
+        {
+            return std::array<std::uint16_t, 4>{Word(samples, 4 * n), Word(samples, 4 * n + 1),
+                                                Word(samples, 4 * n + 2), Word(samples, 4 * n + 3)};
+        });
     Bytes bigEndian = samples;
     for (std::size_t i = 0; i < bigEndian.size(); i += 2)
     {
@@ -233,15 +246,18 @@ TEST(Stills, GreyBecomesOpaqueGreyOfItsDepth)
 {
     const Bytes grey = RandomBytes(kPixels);
     const Bytes expected = ExpectedBGRA<std::uint8_t>(
-        [&](std::size_t n) { return std::array<std::uint8_t, 4>{grey[n], grey[n], grey[n], 255}; });
+        [&](std::size_t n) {
+            return std::array<std::uint8_t, 4>{grey[n], grey[n], grey[n], 255};
+        });
     for (const char* file : {"a.png", "a.tif", "a.dpx"})
     {
         ExpectLossless({file, "gray", grey, {}, norviktypes::kPixelFormat_BGRX_4444_8u, expected});
     }
     const Bytes words = RandomBytes(kPixels * 2);
-    const Bytes expectedWords = ExpectedBGRA<std::uint16_t>([&](std::size_t n) {
-        return std::array<std::uint16_t, 4>{Word(words, n), Word(words, n), Word(words, n), 65535};
-    });
+    const Bytes expectedWords = ExpectedBGRA<std::uint16_t>(
+        [&](std::size_t n) {
+            return std::array<std::uint16_t, 4>{Word(words, n), Word(words, n), Word(words, n), 65535};
+        });
     ExpectLossless(
         {"a.tif", "gray16le", words, {}, norviktypes::kPixelFormat_BGRX_4444_16u, expectedWords, "none", 16});
 }
@@ -249,21 +265,27 @@ TEST(Stills, GreyBecomesOpaqueGreyOfItsDepth)
 TEST(Stills, GreyWithAlphaKeepsBoth)
 {
     const Bytes samples = RandomBytes(kPixels * 2);
-    const Bytes expected = ExpectedBGRA<std::uint8_t>([&](std::size_t n) {
-        return std::array<std::uint8_t, 4>{samples[2 * n], samples[2 * n], samples[2 * n], samples[2 * n + 1]};
-    });
-    ExpectLossless({"a.png", "ya8", samples, {}, norviktypes::kPixelFormat_BGRA_4444_8u, expected, "straight"});
+    const Bytes expected = ExpectedBGRA<std::uint8_t>(
+        [&](std::size_t n) {
+            return std::array<std::uint8_t, 4>{samples[2 * n], samples[2 * n], samples[2 * n],
+                                               samples[2 * n + 1]};
+        });
+    ExpectLossless(
+        {"a.png", "ya8", samples, {}, norviktypes::kPixelFormat_BGRA_4444_8u, expected, "straight"});
 }
 
 TEST(Stills, OneBitPicturesAreBlackAndWhite)
 {
     constexpr std::size_t kRowBytes = (kWidth + 7) / 8;
     const Bytes bits = RandomBytes(kRowBytes * kHeight);
-    const Bytes expected = ExpectedBGRA<std::uint8_t>([&](std::size_t n) {
-        const std::size_t x = n % kWidth;
-        const std::uint8_t value = (bits[n / kWidth * kRowBytes + x / 8] >> (7 - x % 8) & 1) != 0 ? 255 : 0;
-        return std::array<std::uint8_t, 4>{value, value, value, 255};
-    });
+    const Bytes expected = ExpectedBGRA<std::uint8_t>(
+        [&](std::size_t n)
+        {
+            const std::size_t x = n % kWidth;
+            const std::uint8_t value =
+                (bits[n / kWidth * kRowBytes + x / 8] >> (7 - x % 8) & 1) != 0 ? 255 : 0;
+            return std::array<std::uint8_t, 4>{value, value, value, 255};
+        });
     ExpectLossless({"a.png", "monob", bits, {}, norviktypes::kPixelFormat_BGRX_4444_8u, expected, "none", 1});
 }
 
@@ -271,11 +293,14 @@ TEST(Stills, PalettesBecomeTheirColoursWithTheirAlpha)
 {
     Bytes samples = RandomBytes(kPixels + 1024);
     const std::uint8_t* palette = samples.data() + kPixels; // B, G, R, A
-    const Bytes expected = ExpectedBGRA<std::uint8_t>([&](std::size_t n) {
-        const std::uint8_t* color = palette + std::size_t{4} * samples[n];
-        return std::array<std::uint8_t, 4>{color[2], color[1], color[0], color[3]};
-    });
-    ExpectLossless({"a.png", "pal8", samples, {}, norviktypes::kPixelFormat_BGRA_4444_8u, expected, "straight"});
+    const Bytes expected = ExpectedBGRA<std::uint8_t>(
+        [&](std::size_t n)
+        {
+            const std::uint8_t* color = palette + std::size_t{4} * samples[n];
+            return std::array<std::uint8_t, 4>{color[2], color[1], color[0], color[3]};
+        });
+    ExpectLossless(
+        {"a.png", "pal8", samples, {}, norviktypes::kPixelFormat_BGRA_4444_8u, expected, "straight"});
 }
 
 TEST(Stills, TenAndTwelveBitFilmScansKeepEachOfTheirValues)
@@ -311,32 +336,48 @@ TEST(Stills, FloatsComeBackAsLinearLightBitForBit)
     for (const bool isHalf : {false, true})
     {
         const Bytes samples = RandomFloats(kPixels * 3, isHalf);
-        const auto at = [&](std::size_t inIndex) {
+        const auto at = [&](std::size_t inIndex)
+        {
             float value = 0.0f;
             std::memcpy(&value, samples.data() + 4 * inIndex, 4);
             return value;
         };
-        const Bytes expected = ExpectedBGRA<float>([&](std::size_t n) {
-            return std::array<float, 4>{at(2 * kPixels + n), at(n), at(kPixels + n), 1.0f};
-        });
-        ExpectLossless({"a.exr", "gbrpf32le", samples, {"-format", isHalf ? "half" : "float"},
-                        norviktypes::kPixelFormat_BGRX_4444_32f_Linear, expected, "none", 32});
+        const Bytes expected = ExpectedBGRA<float>(
+            [&](std::size_t n) {
+                return std::array<float, 4>{at(2 * kPixels + n), at(n), at(kPixels + n), 1.0f};
+            });
+        ExpectLossless({"a.exr",
+                        "gbrpf32le",
+                        samples,
+                        {"-format", isHalf ? "half" : "float"},
+                        norviktypes::kPixelFormat_BGRX_4444_32f_Linear,
+                        expected,
+                        "none",
+                        32});
     }
 }
 
 TEST(Stills, FloatsWithAlphaArePremultiplied)
 {
     const Bytes samples = RandomFloats(kPixels * 4, true);
-    const auto at = [&](std::size_t inIndex) {
+    const auto at = [&](std::size_t inIndex)
+    {
         float value = 0.0f;
         std::memcpy(&value, samples.data() + 4 * inIndex, 4);
         return value;
     };
-    const Bytes expected = ExpectedBGRA<float>([&](std::size_t n) {
-        return std::array<float, 4>{at(2 * kPixels + n), at(n), at(kPixels + n), at(3 * kPixels + n)};
-    });
-    ExpectLossless({"a.exr", "gbrapf32le", samples, {"-format", "half"},
-                    norviktypes::kPixelFormat_BGRP_4444_32f_Linear, expected, "premultiplied", 32});
+    const Bytes expected = ExpectedBGRA<float>(
+        [&](std::size_t n) {
+            return std::array<float, 4>{at(2 * kPixels + n), at(n), at(kPixels + n), at(3 * kPixels + n)};
+        });
+    ExpectLossless({"a.exr",
+                    "gbrapf32le",
+                    samples,
+                    {"-format", "half"},
+                    norviktypes::kPixelFormat_BGRP_4444_32f_Linear,
+                    expected,
+                    "premultiplied",
+                    32});
 }
 
 TEST(Stills, PremultipliedPictureIsDividedOnceWhenStraightAlphaIsAsked)
@@ -366,7 +407,8 @@ TEST(Stills, JPEGKeepsItsOwnSamples)
 {
     const ScratchFolder scratch;
     const std::string path = scratch.File("a.jpg");
-    RunFFmpeg({"-f", "lavfi", "-i", "testsrc2=s=64x48", "-frames:v", "1", "-pix_fmt", "yuvj420p", "-update", "1", path});
+    RunFFmpeg({"-f", "lavfi", "-i", "testsrc2=s=64x48", "-frames:v", "1", "-pix_fmt", "yuvj420p", "-update",
+               "1", path});
     const MF::IVideoFrameRef frame = NativeFrame(path);
     ASSERT_TRUE(frame);
     EXPECT_EQ(FormatOf(frame), norviktypes::kPixelFormat_YUV_420_Center_Frame_8u_601_Full);
@@ -377,7 +419,8 @@ TEST(Stills, OtherJPEGLayoutsKeepTheirSamplesToo)
 {
     const ScratchFolder scratch;
     const std::string path = scratch.File("a.jpg");
-    RunFFmpeg({"-f", "lavfi", "-i", "testsrc2=s=40x24", "-frames:v", "1", "-pix_fmt", "yuvj444p", "-update", "1", path});
+    RunFFmpeg({"-f", "lavfi", "-i", "testsrc2=s=40x24", "-frames:v", "1", "-pix_fmt", "yuvj444p", "-update",
+               "1", path});
     const MF::IVideoFrameRef frame = NativeFrame(path);
     ASSERT_TRUE(frame);
     ASSERT_EQ(FormatOf(frame), norviktypes::kPixelFormat_VUYX_4444_8u_601_Full);
@@ -399,9 +442,10 @@ namespace
 // The JPEG with an EXIF block that tells how it is to be turned.
 Bytes WithOrientation(const Bytes& inJPEG, std::uint8_t inOrientation)
 {
-    const Bytes exif = {0xFF, 0xE1, 0, 34, 'E', 'x', 'i', 'f', 0, 0,          // APP1 and its length
-                        'M',  'M',  0, 42, 0,   0,   0,   8,   0, 1,          // one entry at offset 8
-                        0x01, 0x12, 0, 3,  0,   0,   0,   1,   0, inOrientation, 0, 0, 0, 0, 0, 0};
+    const Bytes exif = {0xFF, 0xE1, 0, 34, 'E', 'x', 'i', 'f', 0, 0, // APP1 and its length
+                        'M',  'M',  0, 42, 0,   0,   0,   8,   0, 1, // one entry at offset 8
+                        0x01, 0x12, 0, 3,  0,   0,   0,   1,   0, inOrientation,
+                        0,    0,    0, 0,  0,   0};
     Bytes result(inJPEG.begin(), inJPEG.begin() + 2);
     result.insert(result.end(), exif.begin(), exif.end());
     result.insert(result.end(), inJPEG.begin() + 2, inJPEG.end());
@@ -416,8 +460,8 @@ TEST(Stills, PicturesAreTurnedAsTheirFileAsks)
     const std::string upright = scratch.File("upright.jpg");
     constexpr std::size_t kW = 40;
     constexpr std::size_t kH = 24;
-    RunFFmpeg({"-f", "lavfi", "-i", "testsrc2=s=40x24", "-frames:v", "1", "-pix_fmt", "yuvj444p", "-update", "1",
-               upright});
+    RunFFmpeg({"-f", "lavfi", "-i", "testsrc2=s=40x24", "-frames:v", "1", "-pix_fmt", "yuvj444p", "-update",
+               "1", upright});
     const Bytes source = PixelBytes(NativeFrame(upright));
     ASSERT_EQ(source.size(), kW * kH * 4);
     // Where the pixel (x, y) of the shown picture lies in the stored one, for each EXIF orientation.
@@ -429,14 +473,38 @@ TEST(Stills, PicturesAreTurnedAsTheirFileAsks)
     };
     using P = std::array<std::size_t, 2>;
     const Turn turns[] = {
-        {1, false, [](std::size_t x, std::size_t y) { return P{x, y}; }},
-        {2, false, [](std::size_t x, std::size_t y) { return P{kW - 1 - x, y}; }},
-        {3, false, [](std::size_t x, std::size_t y) { return P{kW - 1 - x, kH - 1 - y}; }},
-        {4, false, [](std::size_t x, std::size_t y) { return P{x, kH - 1 - y}; }},
-        {5, true, [](std::size_t x, std::size_t y) { return P{y, x}; }},
-        {6, true, [](std::size_t x, std::size_t y) { return P{y, kH - 1 - x}; }},
-        {7, true, [](std::size_t x, std::size_t y) { return P{kW - 1 - y, kH - 1 - x}; }},
-        {8, true, [](std::size_t x, std::size_t y) { return P{kW - 1 - y, x}; }},
+        {1, false,
+         [](std::size_t x, std::size_t y) {
+             return P{x, y};
+         }},
+        {2, false,
+         [](std::size_t x, std::size_t y) {
+             return P{kW - 1 - x, y};
+         }},
+        {3, false,
+         [](std::size_t x, std::size_t y) {
+             return P{kW - 1 - x, kH - 1 - y};
+         }},
+        {4, false,
+         [](std::size_t x, std::size_t y) {
+             return P{x, kH - 1 - y};
+         }},
+        {5, true,
+         [](std::size_t x, std::size_t y) {
+             return P{y, x};
+         }},
+        {6, true,
+         [](std::size_t x, std::size_t y) {
+             return P{y, kH - 1 - x};
+         }},
+        {7, true,
+         [](std::size_t x, std::size_t y) {
+             return P{kW - 1 - y, kH - 1 - x};
+         }},
+        {8, true,
+         [](std::size_t x, std::size_t y) {
+             return P{kW - 1 - y, x};
+         }},
     };
     for (const Turn& turn : turns)
     {
@@ -543,11 +611,13 @@ TEST(Stills, CachedFrameIsOneThatWasMadeBefore)
     BE::FrameDescription asked;
     asked.mPixelFormat = norviktypes::kPixelFormat_BGRP_4444_8u;
     MF::IVideoFrameRef frame;
-    EXPECT_LT(source->GetCachedFrame(TickTime(), asked, MF::BinaryData(), norviktypes::ColorProfile(), frame), 0);
+    EXPECT_LT(source->GetCachedFrame(TickTime(), asked, MF::BinaryData(), norviktypes::ColorProfile(), frame),
+              0);
     EXPECT_FALSE(frame);
     MF::IVideoFrameRef made;
     ASSERT_EQ(Get(source, asked.mPixelFormat, made), 0);
-    EXPECT_EQ(source->GetCachedFrame(TickTime(), asked, MF::BinaryData(), norviktypes::ColorProfile(), frame), 0);
+    EXPECT_EQ(source->GetCachedFrame(TickTime(), asked, MF::BinaryData(), norviktypes::ColorProfile(), frame),
+              0);
     EXPECT_TRUE(frame == made);
 }
 
@@ -558,12 +628,16 @@ TEST(Stills, AreScaledToSmallerBoundsAndNeverEnlarged)
     EncodeStill(Bytes(kPixels * 3, 77), "rgb24", kWidth, kHeight, {}, path);
     const BE::IMediaInfoRef media = OpenOrFail(path);
     MF::IVideoFrameRef frame;
-    ASSERT_EQ(Get(SourceOf(media), norviktypes::kPixelFormat_BGRA_4444_8u, frame, false, TickTime(), {0, 0, 10, 7}), 0);
+    ASSERT_EQ(
+        Get(SourceOf(media), norviktypes::kPixelFormat_BGRA_4444_8u, frame, false, TickTime(), {0, 0, 10, 7}),
+        0);
     TVK::Rect bounds;
     frame->GetBounds(bounds);
     EXPECT_EQ(bounds, (TVK::Rect{0, 0, 10, 7}));
     EXPECT_TRUE(IsFilledWith(frame, {77, 77, 77, 255}));
-    ASSERT_EQ(Get(SourceOf(media), norviktypes::kPixelFormat_BGRA_4444_8u, frame, false, TickTime(), {0, 0, 100, 7}), 0);
+    ASSERT_EQ(Get(SourceOf(media), norviktypes::kPixelFormat_BGRA_4444_8u, frame, false, TickTime(),
+                  {0, 0, 100, 7}),
+              0);
     frame->GetBounds(bounds);
     EXPECT_EQ(bounds, (TVK::Rect{0, 0, kWidth, 7}));
 }
@@ -573,7 +647,8 @@ TEST(Stills, KeyAndContentFollowTheFile)
     const ScratchFolder scratch;
     const std::string path = scratch.File("a.png");
     EncodeStill(Bytes(kPixels * 3, 10), "rgb24", kWidth, kHeight, {}, path);
-    const auto key = [&] {
+    const auto key = [&]
+    {
         const BE::IMediaInfoRef media = OpenOrFail(path);
         return SourceOf(media)->GetFrameKey(TickTime(), BE::FrameDescription(), MF::BinaryData(),
                                             norviktypes::ColorProfile());
@@ -591,7 +666,8 @@ TEST(Stills, KeyAndContentFollowTheFile)
     std::filesystem::copy_file(path, scratch.File("b.png"));
     const BE::IMediaInfoRef copy = OpenOrFail(scratch.File("b.png"));
     EXPECT_NE(SourceOf(copy)->GetFrameKey(TickTime(), BE::FrameDescription(), MF::BinaryData(),
-                                          norviktypes::ColorProfile()), first);
+                                          norviktypes::ColorProfile()),
+              first);
 }
 
 TEST(Stills, TornPicturesAreRefusedWithNameAndCause)
@@ -602,9 +678,9 @@ TEST(Stills, TornPicturesAreRefusedWithNameAndCause)
         const char* mFile;
         const char* mFormat;
         std::size_t mBytes;
-    } files[] = {{"a.png", "rgb24", 3}, {"a.tif", "rgb24", 3}, {"a.dpx", "rgb24", 3}, {"a.exr", "gbrpf32le", 12},
-                 {"a.bmp", "bgr24", 3}, {"a.jpg", "yuvj444p", 3}, {"a.ppm", "rgb24", 3}, {"a.sgi", "rgb24", 3},
-                 {"a.tga", "bgr24", 3}};
+    } files[] = {{"a.png", "rgb24", 3},      {"a.tif", "rgb24", 3}, {"a.dpx", "rgb24", 3},
+                 {"a.exr", "gbrpf32le", 12}, {"a.bmp", "bgr24", 3}, {"a.jpg", "yuvj444p", 3},
+                 {"a.ppm", "rgb24", 3},      {"a.sgi", "rgb24", 3}, {"a.tga", "bgr24", 3}};
     for (const auto& file : files)
     {
         const std::string whole = scratch.File(file.mFile);
@@ -659,16 +735,19 @@ TEST(Stills, PicturesBeyondTheLimitsAreRefusedByTheirHeader)
 {
     const ScratchFolder scratch;
     const std::string path = scratch.File("a.png");
-    for (const auto& [width, height] : {std::pair{40000u, 40000u}, std::pair{16385u, 10u}, std::pair{10u, 16385u},
-                                        std::pair{16000u, 16384u}, std::pair{0x7FFFFFFFu, 0x7FFFFFFFu}})
+    for (const auto& [width, height] :
+         {std::pair{40000u, 40000u}, std::pair{16385u, 10u}, std::pair{10u, 16385u},
+          std::pair{16000u, 16384u}, std::pair{0x7FFFFFFFu, 0x7FFFFFFFu}})
     {
         WriteWithHeader(path, width, height);
         OpenError error;
         EXPECT_FALSE(OpenMedia(path, OpenOptions(), error));
         // Sizes that FFmpeg itself cannot count are damage to its decoders.
         const bool isCountable = width < 40000u;
-        EXPECT_EQ(error.mKind, isCountable ? OpenErrorKind::kTooLarge : OpenErrorKind::kBadData) << error.mText;
-        EXPECT_NE(error.mText.find(isCountable ? "too large" : "image size"), std::string::npos) << error.mText;
+        EXPECT_EQ(error.mKind, isCountable ? OpenErrorKind::kTooLarge : OpenErrorKind::kBadData)
+            << error.mText;
+        EXPECT_NE(error.mText.find(isCountable ? "too large" : "image size"), std::string::npos)
+            << error.mText;
         EXPECT_NE(error.mText.find(path), std::string::npos) << error.mText;
     }
 }

@@ -33,7 +33,8 @@ BE::IVideoSourceRef Source(const std::string& inText)
     return BE::IVideoSourceRef(Open(inText)->CreateSourceForStream(MF::kMediaType_Video, 0));
 }
 
-BE::FrameDescription Asked(const norviktypes::PixelFormat& inFormat, std::int32_t inWidth = 0, std::int32_t inHeight = 0)
+BE::FrameDescription Asked(const norviktypes::PixelFormat& inFormat, std::int32_t inWidth = 0,
+                           std::int32_t inHeight = 0)
 {
     BE::FrameDescription description;
     description.mPixelFormat = inFormat;
@@ -41,11 +42,11 @@ BE::FrameDescription Asked(const norviktypes::PixelFormat& inFormat, std::int32_
     return description;
 }
 
-std::int32_t Get(const BE::IVideoSourceRef& inSource, const TickTime& inTime, const BE::FrameDescription& inFormat,
-                 MF::IVideoFrameRef& outFrame, bool inAtOnce = false)
+std::int32_t Get(const BE::IVideoSourceRef& inSource, const TickTime& inTime,
+                 const BE::FrameDescription& inFormat, MF::IVideoFrameRef& outFrame, bool inAtOnce = false)
 {
-    return inSource->GetRenderedFrame(inTime, inFormat, MF::BinaryData(), norviktypes::ColorProfile(), inAtOnce,
-                                      outFrame);
+    return inSource->GetRenderedFrame(inTime, inFormat, MF::BinaryData(), norviktypes::ColorProfile(),
+                                      inAtOnce, outFrame);
 }
 
 MF::IVideoFrameRef Frame(const BE::IVideoSourceRef& inSource, const TickTime& inTime,
@@ -56,8 +57,8 @@ MF::IVideoFrameRef Frame(const BE::IVideoSourceRef& inSource, const TickTime& in
     return frame;
 }
 
-TVK::Guid Key(const BE::IVideoSourceRef& inSource, const TickTime& inTime, const BE::FrameDescription& inFormat,
-              const MF::BinaryData& inSettings = MF::BinaryData())
+TVK::Guid Key(const BE::IVideoSourceRef& inSource, const TickTime& inTime,
+              const BE::FrameDescription& inFormat, const MF::BinaryData& inSettings = MF::BinaryData())
 {
     return inSource->GetFrameKey(inTime, inFormat, inSettings, norviktypes::ColorProfile());
 }
@@ -85,7 +86,8 @@ TEST(CounterMedia, EachFrameOfEachRateShowsItsNumber)
 {
     for (const char* rate : {"24000/1001", "24", "25", "30000/1001", "50", "60000/1001", "120", "1", "1/2"})
     {
-        const BE::IVideoSourceRef source = Source("counter:size=160x96:duration=100:rate=" + std::string(rate));
+        const BE::IVideoSourceRef source =
+            Source("counter:size=160x96:duration=100:rate=" + std::string(rate));
         norviktypes::FrameRate frameRate;
         source->GetFrameRate(frameRate);
         for (const std::int64_t n : {0, 1, 2, 49, 98, 99})
@@ -93,9 +95,11 @@ TEST(CounterMedia, EachFrameOfEachRateShowsItsNumber)
             const TickTime start = TickTime::FromFrame(n, frameRate);
             const TickTime last = start + TickTime(frameRate.GetTicks() - 1);
             EXPECT_TRUE(Shows(Frame(source, start, Asked(norviktypes::kPixelFormat_Any)),
-                              static_cast<std::uint32_t>(n))) << rate;
+                              static_cast<std::uint32_t>(n)))
+                << rate;
             EXPECT_TRUE(Shows(Frame(source, last, Asked(norviktypes::kPixelFormat_Any)),
-                              static_cast<std::uint32_t>(n))) << rate;
+                              static_cast<std::uint32_t>(n)))
+                << rate;
         }
     }
 }
@@ -108,7 +112,8 @@ TEST(CounterMedia, IsReadableInEveryFormatAtFullAndAtHalfSize)
     {
         for (const std::int32_t divisor : {1, 2})
         {
-            const MF::IVideoFrameRef frame = Frame(source, time, Asked(row.mFormat, 320 / divisor, 180 / divisor));
+            const MF::IVideoFrameRef frame =
+                Frame(source, time, Asked(row.mFormat, 320 / divisor, 180 / divisor));
             ASSERT_TRUE(frame) << row.mText;
             norviktypes::PixelFormat format;
             TVK::Rect bounds;
@@ -134,7 +139,8 @@ TEST(CounterMedia, FieldsShowTheirOwnMomentsOnTheirOwnLines)
         for (const std::uint32_t n : {0u, 1u, 49u})
         {
             const TickTime time = TickTime::FromFrame(n, norviktypes::FrameRate::FromRational(25, 1));
-            const MF::IVideoFrameRef frame = Frame(source, time, Asked(norviktypes::kPixelFormat_BGRA_4444_8u));
+            const MF::IVideoFrameRef frame =
+                Frame(source, time, Asked(norviktypes::kPixelFormat_BGRA_4444_8u));
             EXPECT_EQ(frame->GetFieldType(), expected);
             EXPECT_TRUE(Shows(frame, n, CounterMoment::kUpperField, CounterLines::kUpper));
             EXPECT_TRUE(Shows(frame, n, CounterMoment::kLowerField, CounterLines::kLower));
@@ -162,11 +168,13 @@ TEST(CounterMedia, LinesOfTwoFieldsAreNotMixedWhenTheyAreScaledOrSubsampled)
 
 TEST(CounterMedia, TextTellsNumberAndTimeAndField)
 {
-    // The upper lines of the part below the code: where the moving line is in the same place only the text can differ.
-    const auto text = [](const std::string& inSettings, double inSeconds) {
-        const std::vector<std::uint8_t> bytes = PixelBytes(Frame(Source("counter:size=320x180:" + inSettings),
-                                                                 TickTime::FromSeconds(inSeconds),
-                                                                 Asked(norviktypes::kPixelFormat_BGRA_4444_8u)));
+    // The upper lines of the part below the code: where the moving line is in the same place only the text
+    // can differ.
+    const auto text = [](const std::string& inSettings, double inSeconds)
+    {
+        const std::vector<std::uint8_t> bytes =
+            PixelBytes(Frame(Source("counter:size=320x180:" + inSettings), TickTime::FromSeconds(inSeconds),
+                             Asked(norviktypes::kPixelFormat_BGRA_4444_8u)));
         std::vector<std::uint8_t> lines;
         for (std::ptrdiff_t y = 40; y < 180; y += 2)
         {
@@ -194,7 +202,8 @@ TEST(SyntheticMedia, EndsWhereItsDurationSaysAndNotBefore)
 
     const BE::IVideoSourceRef source(stream);
     MF::IVideoFrameRef frame;
-    EXPECT_EQ(Get(source, duration - TickTime(1), Asked(norviktypes::kPixelFormat_Any), frame), BE::kSourceStatus_OK);
+    EXPECT_EQ(Get(source, duration - TickTime(1), Asked(norviktypes::kPixelFormat_Any), frame),
+              BE::kSourceStatus_OK);
     EXPECT_TRUE(Shows(frame, 249));
     EXPECT_EQ(Get(source, duration, Asked(norviktypes::kPixelFormat_Any), frame), BE::kSourceStatus_PastEnd);
     EXPECT_FALSE(frame);
@@ -202,7 +211,8 @@ TEST(SyntheticMedia, EndsWhereItsDurationSaysAndNotBefore)
               BE::kSourceStatus_PastEnd);
     EXPECT_EQ(Get(source, TickTime(-1), Asked(norviktypes::kPixelFormat_Any), frame), BE::kSourceStatus_OK);
     EXPECT_TRUE(Shows(frame, 0));
-    EXPECT_EQ(Get(source, norviktypes::kTime_Min, Asked(norviktypes::kPixelFormat_Any), frame), BE::kSourceStatus_OK);
+    EXPECT_EQ(Get(source, norviktypes::kTime_Min, Asked(norviktypes::kPixelFormat_Any), frame),
+              BE::kSourceStatus_OK);
     EXPECT_TRUE(Shows(frame, 0));
 }
 
@@ -216,7 +226,8 @@ TEST(SyntheticMedia, WithoutADurationItHasNoEnd)
     stream->GetStillKind(kind);
     EXPECT_EQ(duration, norviktypes::kTime_Max);
     EXPECT_EQ(kind, MF::kSourceKind_Unbounded);
-    EXPECT_TRUE(Shows(Frame(BE::IVideoSourceRef(stream), TickTime::FromSeconds(86400.0 * 30), Asked(norviktypes::kPixelFormat_Any)),
+    EXPECT_TRUE(Shows(Frame(BE::IVideoSourceRef(stream), TickTime::FromSeconds(86400.0 * 30),
+                            Asked(norviktypes::kPixelFormat_Any)),
                       86400u * 30 * 25));
 }
 
@@ -260,18 +271,19 @@ TEST(SyntheticMedia, BarsAreSevenColoursFromLightToDark)
     const MF::IVideoFrameRef frame =
         Frame(Source("bars:size=70x60"), TickTime(), Asked(norviktypes::kPixelFormat_BGRA_4444_8u));
     const std::vector<std::uint8_t> bytes = PixelBytes(frame);
-    const auto pixel = [&](std::size_t inX, std::size_t inY) {
+    const auto pixel = [&](std::size_t inX, std::size_t inY)
+    {
         const std::size_t at = (inY * 70 + inX) * 4;
         return std::vector<int>{bytes[at + 2], bytes[at + 1], bytes[at]};
     };
-    const std::vector<std::vector<int>> expected = {{191, 191, 191}, {191, 191, 0}, {0, 191, 191}, {0, 191, 0},
-                                                    {191, 0, 191},   {191, 0, 0},   {0, 0, 191}};
+    const std::vector<std::vector<int>> expected = {
+        {191, 191, 191}, {191, 191, 0}, {0, 191, 191}, {0, 191, 0}, {191, 0, 191}, {191, 0, 0}, {0, 0, 191}};
     for (std::size_t bar = 0; bar < 7; ++bar)
     {
         EXPECT_EQ(pixel(bar * 10, 0), expected[bar]) << bar;
         EXPECT_EQ(pixel(bar * 10 + 9, 39), expected[bar]) << bar;
     }
-    EXPECT_EQ(pixel(0, 42), expected[6]);            // the reversed strip begins with blue
+    EXPECT_EQ(pixel(0, 42), expected[6]); // the reversed strip begins with blue
     EXPECT_EQ(pixel(15, 55), (std::vector<int>{255, 255, 255}));
     EXPECT_EQ(pixel(69, 59), (std::vector<int>{0, 0, 0}));
 }
@@ -289,8 +301,9 @@ TEST(SyntheticMedia, RequestAtOnceIsAnswered)
 {
     VF::SharedVideoFrameCache::Clear();
     MF::IVideoFrameRef frame;
-    EXPECT_EQ(Get(Source("counter:size=160x96"), TickTime(), Asked(norviktypes::kPixelFormat_Any), frame, true),
-              BE::kSourceStatus_OK);
+    EXPECT_EQ(
+        Get(Source("counter:size=160x96"), TickTime(), Asked(norviktypes::kPixelFormat_Any), frame, true),
+        BE::kSourceStatus_OK);
     EXPECT_TRUE(Shows(frame, 0));
 }
 
@@ -340,10 +353,11 @@ TEST(SyntheticMedia, KeyWithOptionsIsThePlainOneUntilAnOptionIsSet)
 {
     const BE::IVideoSourceRef source = Source("counter:size=160x96");
     const BE::FrameDescription asked = Asked(norviktypes::kPixelFormat_BGRA_4444_8u);
-    const auto key = [&](bool inA, bool inB, bool inC) {
+    const auto key = [&](bool inA, bool inB, bool inC)
+    {
         return source->GetFrameKeyWithOptions(TickTime(), asked, MF::BinaryData(), TickTime(), TickTime(),
-                                              norviktypes::kRenderQuality_High, norviktypes::kFieldType_Progressive,
-                                              inA, inB, inC, 1.0);
+                                              norviktypes::kRenderQuality_High,
+                                              norviktypes::kFieldType_Progressive, inA, inB, inC, 1.0);
     };
     EXPECT_EQ(key(false, false, false), Key(source, TickTime(), asked));
     EXPECT_NE(key(true, false, false), key(false, false, false));
@@ -355,7 +369,8 @@ TEST(SyntheticMedia, KeyWithOptionsIsThePlainOneUntilAnOptionIsSet)
 TEST(SyntheticMedia, RequestIsConformedToWhatIsDelivered)
 {
     const BE::IVideoSourceRef source = Source("counter:size=720x576:rate=25:fields=upper:par=64/45");
-    const auto conformed = [&](BE::FrameDescription inAsked) {
+    const auto conformed = [&](BE::FrameDescription inAsked)
+    {
         TickTime time = TickTime::FromSeconds(1.23);
         source->NormalizeFormat(time, inAsked, MF::BinaryData());
         EXPECT_EQ(time, TickTime::FromSeconds(1.23));
@@ -383,10 +398,11 @@ TEST(SyntheticMedia, GivenFrameIsFilledWhateverItsSizeAndFormat)
     const BE::IVideoSourceRef source = Source("counter:size=320x180:rate=25");
     MF::IVideoFrameRef frame;
     ASSERT_EQ(VF::CreateVideoFrame(frame, norviktypes::kPixelFormat_VUYA_4444_32f, 640, 360,
-                                   norviktypes::kPixelAspectRatio_Square, true, true), 0);
-    EXPECT_EQ(source->GetVideoFrame(TickTime::FromSeconds(2.0), MF::BinaryData(), TickTime(), TickTime(), frame,
-                                    norviktypes::kRenderQuality_High, norviktypes::kFieldType_Progressive, true, false,
-                                    false, false, 1.0),
+                                   norviktypes::kPixelAspectRatio_Square, true, true),
+              0);
+    EXPECT_EQ(source->GetVideoFrame(TickTime::FromSeconds(2.0), MF::BinaryData(), TickTime(), TickTime(),
+                                    frame, norviktypes::kRenderQuality_High,
+                                    norviktypes::kFieldType_Progressive, true, false, false, false, 1.0),
               BE::kSourceStatus_OK);
     EXPECT_TRUE(Shows(frame, 50));
 }
@@ -394,13 +410,15 @@ TEST(SyntheticMedia, GivenFrameIsFilledWhateverItsSizeAndFormat)
 TEST(SyntheticMedia, OptionsOfAGivenFrameIgnoreOrInvertItsAlpha)
 {
     const BE::IVideoSourceRef source = Source("color:#10203040:size=8x8");
-    const auto filled = [&](bool inIgnore, bool inInvert) {
+    const auto filled = [&](bool inIgnore, bool inInvert)
+    {
         MF::IVideoFrameRef frame;
         EXPECT_EQ(VF::CreateVideoFrame(frame, norviktypes::kPixelFormat_BGRA_4444_8u, 8, 8,
-                                       norviktypes::kPixelAspectRatio_Square, true, true), 0);
+                                       norviktypes::kPixelAspectRatio_Square, true, true),
+                  0);
         EXPECT_EQ(source->GetVideoFrame(TickTime(), MF::BinaryData(), TickTime(), TickTime(), frame,
-                                        norviktypes::kRenderQuality_High, norviktypes::kFieldType_Progressive, true,
-                                        inIgnore, inInvert, false, 1.0),
+                                        norviktypes::kRenderQuality_High, norviktypes::kFieldType_Progressive,
+                                        true, inIgnore, inInvert, false, 1.0),
                   BE::kSourceStatus_OK);
         return frame;
     };
@@ -412,7 +430,8 @@ TEST(SyntheticMedia, OptionsOfAGivenFrameIgnoreOrInvertItsAlpha)
 
 TEST(SyntheticMedia, TellsAboutItself)
 {
-    const BE::IMediaInfoRef media = Open("counter:size=720x576:rate=30000/1001:duration=300:fields=lower:par=64/45");
+    const BE::IMediaInfoRef media =
+        Open("counter:size=720x576:rate=30000/1001:duration=300:fields=lower:par=64/45");
     EXPECT_EQ(media->GetAvailability(), BE::MediaAvailability::kOnline);
     EXPECT_FALSE(media->IsFileSource());
     EXPECT_FALSE(media->IsStill());
@@ -421,7 +440,8 @@ TEST(SyntheticMedia, TellsAboutItself)
     EXPECT_FALSE(media->GetStream(MF::kMediaType_Audio, 0));
     EXPECT_FALSE(media->GetStream(MF::kMediaType_Video, 1));
     EXPECT_TRUE(media->GetStream(MF::kMediaType_Video, 0) == media->GetStream(MF::kMediaType_Video, 0));
-    EXPECT_FALSE(media->GetStream(MF::kMediaType_Video, 0) == media->CreateSourceForStream(MF::kMediaType_Video, 0));
+    EXPECT_FALSE(media->GetStream(MF::kMediaType_Video, 0) ==
+                 media->CreateSourceForStream(MF::kMediaType_Video, 0));
     EXPECT_FALSE(media->Clone() == media);
     EXPECT_EQ(media->Clone()->GetContentHash(), media->GetContentHash());
 

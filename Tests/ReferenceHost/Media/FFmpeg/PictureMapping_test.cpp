@@ -47,7 +47,8 @@ int QuarterAt(int inX, int inY, int inWidth, int inHeight)
 std::vector<const AVPixFmtDescriptor*> PictureFormats()
 {
     std::vector<const AVPixFmtDescriptor*> formats;
-    for (const AVPixFmtDescriptor* each = av_pix_fmt_desc_next(nullptr); each; each = av_pix_fmt_desc_next(each))
+    for (const AVPixFmtDescriptor* each = av_pix_fmt_desc_next(nullptr); each;
+         each = av_pix_fmt_desc_next(each))
     {
         if (!(each->flags & AV_PIX_FMT_FLAG_HWACCEL))
         {
@@ -67,9 +68,10 @@ PictureTraits TraitsOf(const AVPixFmtDescriptor& inFormat, int inMatrix = AVCOL_
     const bool isGray = inFormat.nb_components <= 2;
     PictureTraits traits;
     traits.colour = ResolveColour(inMatrix, AVCOL_PRI_UNSPECIFIED, AVCOL_TRC_UNSPECIFIED,
-                                  isGray ? AVCOL_RANGE_JPEG : AVCOL_RANGE_UNSPECIFIED, AVCHROMA_LOC_UNSPECIFIED, 1080,
-                                  av_pix_fmt_desc_get_id(&inFormat));
-    traits.alpha = FormatHasAlpha(av_pix_fmt_desc_get_id(&inFormat)) ? FileAlpha::kStraight : FileAlpha::kNone;
+                                  isGray ? AVCOL_RANGE_JPEG : AVCOL_RANGE_UNSPECIFIED,
+                                  AVCHROMA_LOC_UNSPECIFIED, 1080, av_pix_fmt_desc_get_id(&inFormat));
+    traits.alpha =
+        FormatHasAlpha(av_pix_fmt_desc_get_id(&inFormat)) ? FileAlpha::kStraight : FileAlpha::kNone;
     return traits;
 }
 
@@ -97,7 +99,7 @@ double ComponentOf(const AVPixFmtDescriptor& inFormat, const Color& inColor, int
     const double kr = inIs709 ? 0.2126 : 0.299;
     const double kb = inIs709 ? 0.0722 : 0.114;
     const double y = kr * inColor[0] + (1 - kr - kb) * inColor[1] + kb * inColor[2];
-    return inComponent == 0 ? y
+    return inComponent == 0   ? y
            : inComponent == 1 ? (inColor[2] - y) / (2 - 2 * kb)
                               : (inColor[0] - y) / (2 - 2 * kr);
 }
@@ -141,7 +143,8 @@ void PaintQuarters(AVFrame& outPicture, const AVPixFmtDescriptor& inFormat, bool
     }
     for (int c = 0; c < inFormat.nb_components; ++c)
     {
-        const bool isChroma = (c == 1 || c == 2) && inFormat.nb_components > 2 && !(inFormat.flags & AV_PIX_FMT_FLAG_RGB);
+        const bool isChroma =
+            (c == 1 || c == 2) && inFormat.nb_components > 2 && !(inFormat.flags & AV_PIX_FMT_FLAG_RGB);
         const int width = isChroma ? -(-outPicture.width >> inFormat.log2_chroma_w) : outPicture.width;
         const int height = isChroma ? -(-outPicture.height >> inFormat.log2_chroma_h) : outPicture.height;
         std::vector<std::uint32_t> codes(static_cast<std::size_t>(width));
@@ -149,9 +152,11 @@ void PaintQuarters(AVFrame& outPicture, const AVPixFmtDescriptor& inFormat, bool
         {
             for (int x = 0; x < width; ++x)
             {
-                codes[static_cast<std::size_t>(x)] = CodeOf(inFormat, kQuarters[QuarterAt(x, y, width, height)], c, inIsFull, inIs709);
+                codes[static_cast<std::size_t>(x)] =
+                    CodeOf(inFormat, kQuarters[QuarterAt(x, y, width, height)], c, inIsFull, inIs709);
             }
-            av_write_image_line2(codes.data(), outPicture.data, outPicture.linesize, &inFormat, 0, y, c, width, 4);
+            av_write_image_line2(codes.data(), outPicture.data, outPicture.linesize, &inFormat, 0, y, c,
+                                 width, 4);
         }
     }
 }
@@ -161,7 +166,9 @@ std::vector<float> Converted(const SourcePicture& inSource, int inWidth = kWidth
 {
     std::vector<float> pixels(static_cast<std::size_t>(inWidth * inHeight) * 4);
     EXPECT_EQ(inSource.ConvertTo(pixels.data(), inWidth * 16, inWidth, inHeight,
-                                 VF::BEPixelFormatToIRPixelFormat(norviktypes::kPixelFormat_BGRA_4444_32f), 5), 0);
+                                 VF::BEPixelFormatToIRPixelFormat(norviktypes::kPixelFormat_BGRA_4444_32f),
+                                 5),
+              0);
     return pixels;
 }
 
@@ -202,7 +209,9 @@ TEST(PictureMapping, ComponentsOfEveryFormatAreFoundAtTheirPlaces)
         const bool isYUV = !isGray && !(format->flags & AV_PIX_FMT_FLAG_RGB);
         const int depth = ShallowestComponent(*format);
         // Codes of YUV are rounded before they become colours; the corners of RGB are exact.
-        const double tolerance = format->flags & AV_PIX_FMT_FLAG_FLOAT ? 1e-5 : isYUV ? 3.0 / (1 << depth) : 1e-5;
+        const double tolerance = format->flags & AV_PIX_FMT_FLAG_FLOAT ? 1e-5
+                                 : isYUV                               ? 3.0 / (1 << depth)
+                                                                       : 1e-5;
         for (int quarter = 0; quarter < 4; ++quarter)
         {
             const int x = quarter % 2 == 0 ? kWidth / 4 : kWidth * 3 / 4;
@@ -294,16 +303,18 @@ TEST(PictureMapping, UsualFormatsHaveTheirOwnRows)
         PictureTraits traits = TraitsOf(*av_pix_fmt_desc_get(format), each.mMatrix);
         traits.isFieldChroma = each.mIsField;
         EXPECT_STREQ(norviktypes::PixelFormatText(NativeFormatOf(format, traits)),
-                     norviktypes::PixelFormatText(each.mRow)) << each.mFormat;
+                     norviktypes::PixelFormatText(each.mRow))
+            << each.mFormat;
     }
 }
 
 TEST(PictureMapping, ColourThatNoRowHoldsGoesToFloat)
 {
     PictureTraits traits;
-    const auto row = [&](int inPrimaries, int inTransfer, const char* inFormat) {
-        traits.colour = ResolveColour(AVCOL_SPC_BT709, inPrimaries, inTransfer, AVCOL_RANGE_MPEG, AVCHROMA_LOC_LEFT, 1080,
-                                      av_get_pix_fmt(inFormat));
+    const auto row = [&](int inPrimaries, int inTransfer, const char* inFormat)
+    {
+        traits.colour = ResolveColour(AVCOL_SPC_BT709, inPrimaries, inTransfer, AVCOL_RANGE_MPEG,
+                                      AVCHROMA_LOC_LEFT, 1080, av_get_pix_fmt(inFormat));
         return std::string(norviktypes::PixelFormatText(NativeFormatOf(av_get_pix_fmt(inFormat), traits)));
     };
     EXPECT_EQ(row(AVCOL_PRI_BT709, AVCOL_TRC_BT709, "yuv420p"), "YUV_420_MPEG2_Frame_8u_709");
@@ -352,7 +363,8 @@ TEST(PictureMapping, PlanesOfARowWithTheSameLayoutAreCopiedBitForBit)
             const int height = plane == 0 ? 23 : -(-23 >> descriptor.log2_chroma_h);
             for (int y = 0; y < height; ++y)
             {
-                std::uint8_t* row = picture->data[plane] + static_cast<std::ptrdiff_t>(y) * picture->linesize[plane];
+                std::uint8_t* row =
+                    picture->data[plane] + static_cast<std::ptrdiff_t>(y) * picture->linesize[plane];
                 for (int x = 0; x < width * bytes; ++x)
                 {
                     row[x] = static_cast<std::uint8_t>(bytes == 2 && x % 2 == 1 ? random() & 3 : random());
@@ -410,8 +422,9 @@ TEST(PictureMapping, UnevenStepsOfLumaAreFollowed)
     description.mPixelFormat = norviktypes::kPixelFormat_VUYX_4444_8u_709;
     description.mBounds = {0, 0, kUnevenWidth, 1};
     MF::IVideoFrameRef frame;
-    ASSERT_EQ(MakeFrameOfPicture(*picture, TraitsOf(*av_pix_fmt_desc_get(AV_PIX_FMT_UYYVYY411)), Orientation(),
-                                 description, frame), 0);
+    ASSERT_EQ(MakeFrameOfPicture(*picture, TraitsOf(*av_pix_fmt_desc_get(AV_PIX_FMT_UYYVYY411)),
+                                 Orientation(), description, frame),
+              0);
     const std::vector<std::uint8_t> pixels = PixelBytes(frame);
     for (std::size_t x = 0; x < kUnevenWidth; ++x)
     {
@@ -423,7 +436,8 @@ TEST(PictureMapping, UnevenStepsOfLumaAreFollowed)
 
 TEST(PictureMapping, OneBitPicturesHaveTheirTwoSenses)
 {
-    for (const auto& [format, white] : {std::pair{AV_PIX_FMT_MONOBLACK, 0xFF}, std::pair{AV_PIX_FMT_MONOWHITE, 0x00}})
+    for (const auto& [format, white] :
+         {std::pair{AV_PIX_FMT_MONOBLACK, 0xFF}, std::pair{AV_PIX_FMT_MONOWHITE, 0x00}})
     {
         const FramePtr picture = NewPicture(format);
         std::memset(picture->data[0], white, static_cast<std::size_t>(picture->linesize[0]) * kHeight);
@@ -444,11 +458,14 @@ TEST(PictureMapping, PictureOfAnotherSizeFillsTheBounds)
     description.mPixelFormat = norviktypes::kPixelFormat_BGRX_4444_8u;
     description.mBounds = {0, 0, 20, 10};
     MF::IVideoFrameRef frame;
-    ASSERT_EQ(MakeFrameOfPicture(*picture, TraitsOf(*av_pix_fmt_desc_get(AV_PIX_FMT_BGR0)), Orientation(), description,
-                                 frame), 0);
+    ASSERT_EQ(MakeFrameOfPicture(*picture, TraitsOf(*av_pix_fmt_desc_get(AV_PIX_FMT_BGR0)), Orientation(),
+                                 description, frame),
+              0);
     const std::vector<std::uint8_t> bytes = PixelBytes(frame);
-    EXPECT_EQ(std::vector<std::uint8_t>(bytes.begin(), bytes.begin() + 3), (std::vector<std::uint8_t>{0, 0, 255}));
-    EXPECT_EQ(std::vector<std::uint8_t>(bytes.end() - 4, bytes.end() - 1), (std::vector<std::uint8_t>{0, 255, 255}));
+    EXPECT_EQ(std::vector<std::uint8_t>(bytes.begin(), bytes.begin() + 3),
+              (std::vector<std::uint8_t>{0, 0, 255}));
+    EXPECT_EQ(std::vector<std::uint8_t>(bytes.end() - 4, bytes.end() - 1),
+              (std::vector<std::uint8_t>{0, 255, 255}));
 }
 
 TEST(PictureMapping, TurnedPictureIsTheSameInPlanarFormats)
