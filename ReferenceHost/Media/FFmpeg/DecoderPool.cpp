@@ -30,6 +30,9 @@ constexpr std::int64_t kReorder = 24;
 
 constexpr std::size_t kDisplacedRemembered = 16;
 
+// Pictures that a further decoder is taken to hold, for the budget: references, delay and threads.
+constexpr std::int64_t kPicturesOfADecoder = 10;
+
 // The codecs whose decoders know by a picture's header that nothing refers to it, and where a packet is a
 // picture: of a pair of fields in two packets the first one can't be left out alone.
 bool MaySkipUnreferenced(AVCodecID inCodec, const PacketTable& inPackets)
@@ -228,7 +231,9 @@ DecoderPool::Slot* DecoderPool::ChooseSeeking(std::int64_t inRank, std::uint64_t
             isOldestProtected = isProtected;
         }
     }
-    const bool mayAdd = static_cast<int>(mSlots.size()) < std::max(1, mOptions.maximumDecoders);
+    const auto decoders = static_cast<std::int64_t>(mSlots.size());
+    const bool mayAdd = decoders == 0 || (decoders < mOptions.maximumDecoders &&
+                                          (decoders + 1) * kPicturesOfADecoder * mPictureBytes <= mOptions.cacheBytes);
     if (mayAdd && (!oldest || isOldestProtected || WasDisplaced(inRank)))
     {
         mSlots.push_back(std::make_unique<Slot>());
@@ -442,9 +447,10 @@ void DecoderPool::Keep(Slot& ioSlot, std::int64_t inRank, const PicturePtr& inPi
 
 void DecoderPool::CutTail(Slot& ioSlot, std::list<PicturePtr>& outEvicted)
 {
+    const std::size_t longest = mOptions.keepsLeadIn ? kTailNotAskedFor : kTail;
     for (auto rank = ioSlot.tail.begin(); rank != ioSlot.tail.end() && ioSlot.tail.size() > kTail;)
     {
-        if (!mCache.WasDelivered(*rank) && ioSlot.tail.size() <= kTailNotAskedFor)
+        if (!mCache.WasDelivered(*rank) && ioSlot.tail.size() <= longest)
         {
             ++rank;
             continue;

@@ -27,8 +27,14 @@ std::int64_t FloorTicks(std::int64_t inCount, std::int64_t inNumerator, std::int
     return static_cast<std::int64_t>(std::clamp(quotient, -kMost, kMost));
 }
 
-// A clock that jumps back, or ahead by more than this, was spliced.
-constexpr double kLongestGapSeconds = 30.0;
+// A clock that jumps back, or ahead by more than this, is another clock.
+constexpr double kLongestGapSeconds = 60.0;
+
+// Pictures that are shown before a key frame follow it this closely.
+constexpr std::uint32_t kLeadingPictures = 64;
+
+// Joints that are looked at one by one; a file with more is decoded whole.
+constexpr std::size_t kMostJoints = 24;
 
 // Timestamps beyond this are nonsense, and their differences could overflow.
 constexpr std::int64_t kLargestTimestamp = std::int64_t{1} << 60;
@@ -61,9 +67,10 @@ AVRational SnapRate(AVRational inRate)
 
 }
 
-IndexBuilder::IndexBuilder(const DecoderSetup& inSetup, const AVStream& inStream, std::vector<std::string>& ioNotes)
-    : mSetup(inSetup), mTimeBase(inStream.time_base), mRates{inStream.avg_frame_rate, inStream.r_frame_rate},
-      mNotes(ioNotes)
+IndexBuilder::IndexBuilder(const DecoderSetup& inSetup, const MediaInput& inInput, std::vector<std::string>& ioNotes)
+    : mSetup(inSetup), mTimeBase(inInput.Stream()->time_base),
+      mClockMayJump((inInput.Context()->iformat->flags & AVFMT_TS_DISCONT) != 0),
+      mRates{inInput.Stream()->avg_frame_rate, inInput.Stream()->r_frame_rate}, mNotes(ioNotes)
 {
 }
 
@@ -71,7 +78,7 @@ bool IndexBuilder::Build(PacketScan&& inScan, FrameIndex& outIndex, std::string&
 {
     const bool endedEarly = inScan.endedEarly;
     bool isOrdered = false;
-    if (HasUsableTimes(inScan.packets))
+    if ((!mClockMayJump || MendClock(inScan.packets)) && HasUsableTimes(inScan.packets))
     {
         isOrdered = OrderByTimes(inScan, outIndex);
     }
@@ -91,12 +98,82 @@ bool IndexBuilder::Build(PacketScan&& inScan, FrameIndex& outIndex, std::string&
     return isOrdered;
 }
 
+// Lets the times behind each jump of the clock go on from those before it. False if there are too many, or the times
+// are past mending.
+bool IndexBuilder::MendClock(PacketTable& ioPackets)
+{
+    const auto longest = static_cast<std::int64_t>(kLongestGapSeconds / av_q2d(mTimeBase));
+    std::vector<std::uint32_t> joints;
+    std::int64_t shift = 0;
+    std::int64_t last = kNoTimestamp;
+    std::int64_t step = 1;
+    for (std::uint32_t ordinal = 0; ordinal < ioPackets.Count(); ++ordinal)
+    {
+        PacketRecord& packet = ioPackets[ordinal];
+        if (!IsSane(packet.dts) || !IsSane(packet.pts))
+        {
+            continue; // the next step judges them
+        }
+        const std::int64_t dts = packet.dts + shift;
+        if (last != kNoTimestamp && !packet.isDiscarded && (dts < last || dts - last > longest))
+        {
+            joints.push_back(ordinal);
+            shift += last + step - dts;
+        }
+        packet.dts += shift;
+        packet.pts += shift;
+        step = last != kNoTimestamp && packet.dts > last ? packet.dts - last : step;
+        last = packet.dts;
+        if (joints.size() > kMostJoints || !IsSane(shift))
+        {
+            return false;
+        }
+    }
+    for (const std::uint32_t joint : joints)
+    {
+        CheckJoint(ioPackets, joint);
+    }
+    if (!joints.empty())
+    {
+        mNotes.push_back(fmt::format("its clock jumps {} times; the frames are shown one after another", joints.size()));
+    }
+    return true;
+}
+
+// inFirst: the first packet behind a joint.
+void IndexBuilder::CheckJoint(PacketTable& ioPackets, std::uint32_t inFirst)
+{
+    std::uint32_t from = inFirst;
+    while (from > 0 && !ioPackets[--from].isKey)
+    {
+    }
+    std::uint32_t key = inFirst;
+    while (key + 1 < ioPackets.Count() && !ioPackets[key].isKey)
+    {
+        ++key;
+    }
+    const std::int64_t begin = ioPackets[from].pts;
+    const std::int64_t end = ioPackets[key].pts;
+    std::vector<std::uint32_t> decoded;
+    if (begin == kNoTimestamp || end == kNoTimestamp || !DecodedPackets(ioPackets, from, end, decoded))
+    {
+        return;
+    }
+    for (std::uint32_t ordinal = from; ordinal < std::min(ioPackets.Count(), key + kLeadingPictures); ++ordinal)
+    {
+        PacketRecord& packet = ioPackets[ordinal];
+        if (packet.pts >= begin && packet.pts < end &&
+            std::find(decoded.begin(), decoded.end(), ordinal) == decoded.end())
+        {
+            packet.yieldsNoFrame = true;
+        }
+    }
+}
+
 bool IndexBuilder::HasUsableTimes(const PacketTable& inPackets) const
 {
     std::vector<std::int64_t> times;
-    std::int64_t last = kNoTimestamp;
     bool hasKey = false;
-    const double unit = av_q2d(mTimeBase);
     for (std::uint32_t ordinal = 0; ordinal < inPackets.Count(); ++ordinal)
     {
         const PacketRecord& packet = inPackets[ordinal];
@@ -108,17 +185,6 @@ bool IndexBuilder::HasUsableTimes(const PacketTable& inPackets) const
         if (!IsSane(packet.pts) || (packet.dts != kNoTimestamp && !IsSane(packet.dts)))
         {
             return false;
-        }
-        if (packet.dts != kNoTimestamp)
-        {
-            const bool isSpliced = last != kNoTimestamp && !packet.isDiscarded &&
-                                   (packet.dts < last ||
-                                    static_cast<double>(packet.dts - last) * unit > kLongestGapSeconds * 120);
-            if (isSpliced)
-            {
-                return false;
-            }
-            last = packet.dts;
         }
         if (!packet.isDiscarded)
         {
@@ -218,7 +284,7 @@ void IndexBuilder::CheckHead(PacketTable& ioPackets)
     }
     const std::int64_t keyTime = ioPackets[key].pts;
     std::vector<std::uint32_t> doubtful;
-    const std::uint32_t end = std::min(ioPackets.Count(), key + 64); // leading pictures follow close behind
+    const std::uint32_t end = std::min(ioPackets.Count(), key + kLeadingPictures);
     for (std::uint32_t ordinal = 0; ordinal < end; ++ordinal)
     {
         const PacketRecord& packet = ioPackets[ordinal];

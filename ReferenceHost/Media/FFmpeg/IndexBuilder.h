@@ -16,15 +16,17 @@ namespace Media
 //    order of the frames.
 // 2. Where a key frame isn't the first to be decoded and shown (a cut in an open group, a recording from the air), the
 //    head is decoded to see which of the pictures before it come out; likewise the tail of a truncated file.
-// 3. Everywhere else (elementary streams, AVI with B pictures, a transport stream whose clock jumps) the file is
-//    decoded once, and its frames take their times in order from the decoding times or a constant rate.
+// 3. Where the clock jumps, as in recordings joined end to end, it's set right first, and the pictures about each
+//    joint are decoded to see which of them come out.
+// 4. Everywhere else (elementary streams, AVI with B pictures) the file is decoded once, and its frames take their
+//    times in order from the decoding times or a constant rate.
 //
 // Thread-safety: one thread at a time.
 class IndexBuilder
 {
 public:
-    // inStream's rates serve as candidates for the grid. ioNotes: gets what was found odd.
-    IndexBuilder(const DecoderSetup& inSetup, const AVStream& inStream, std::vector<std::string>& ioNotes);
+    // inInput: the stream is selected; its rates serve as candidates for the grid. ioNotes: gets what was found odd.
+    IndexBuilder(const DecoderSetup& inSetup, const MediaInput& inInput, std::vector<std::string>& ioNotes);
 
     // Takes the scan's packets. False, with outCause, when no frame can be had.
     bool Build(PacketScan&& inScan, FrameIndex& outIndex, std::string& outCause);
@@ -33,6 +35,8 @@ private:
     bool HasUsableTimes(const PacketTable& inPackets) const;
     bool OrderByTimes(PacketScan& ioScan, FrameIndex& outIndex);
     bool OrderByDecoding(FrameIndex& outIndex, std::string& outCause);
+    bool MendClock(PacketTable& ioPackets);
+    void CheckJoint(PacketTable& ioPackets, std::uint32_t inFirst);
     void CheckHead(PacketTable& ioPackets);
     void CheckTail(PacketTable& ioPackets);
     bool DecodedPackets(const PacketTable& inPackets, std::uint32_t inFrom, std::int64_t inUntilShown,
@@ -44,6 +48,7 @@ private:
 
     const DecoderSetup& mSetup;
     const AVRational mTimeBase;
+    const bool mClockMayJump; // by the nature of the container
     const std::vector<AVRational> mRates;
     std::vector<std::string>& mNotes;
 };

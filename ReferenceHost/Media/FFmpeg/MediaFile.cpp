@@ -98,7 +98,7 @@ bool MediaFile::Impl::Open(const std::string& inPath, const FileOptions& inOptio
     facts = ReadFacts(inPath, *input.Context(), stream);
 
     std::string cause;
-    IndexBuilder builder(mSetup, stream, facts.notes);
+    IndexBuilder builder(mSetup, input, facts.notes);
     if (!builder.Build(Scan(input), index, cause))
     {
         outError = {FileErrorKind::kBadData, fmt::format("{}: {}", inPath, cause)};

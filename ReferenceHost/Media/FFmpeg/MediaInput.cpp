@@ -55,7 +55,13 @@ bool CheckFile(const std::string& inPath, FileError& outError)
         outError = {FileErrorKind::kBadData, fmt::format("{}: is a directory, not a media file", inPath)};
         return false;
     }
-    if (S_ISREG(facts.st_mode) && facts.st_size == 0)
+    if (!S_ISREG(facts.st_mode))
+    {
+        outError = {FileErrorKind::kBadData,
+                    fmt::format("{}: is not a regular file, and can't be read in any order", inPath)};
+        return false;
+    }
+    if (facts.st_size == 0)
     {
         outError = {FileErrorKind::kBadData, fmt::format("{}: the file is empty", inPath)};
         return false;

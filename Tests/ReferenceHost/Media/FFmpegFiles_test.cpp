@@ -92,6 +92,15 @@ TEST(FFmpegFacts, RatesGridsAndCountsAreExact)
     EXPECT_EQ(FactsOf("h264_raw.h264").frameRate, (Media::Rational{25, 1}));
 }
 
+TEST(FFmpegFacts, FramesOfJoinedRecordingsFollowOneAnother)
+{
+    const Media::FileFacts one = FactsOf("mpeg2_interlaced.ts");
+    const Media::FileFacts two = FactsOf("spliced.ts"); // the same twice
+    EXPECT_EQ(two.frameCount, 2 * one.frameCount);
+    EXPECT_EQ(two.durationTicks, 2 * one.durationTicks);
+    EXPECT_TRUE(two.hasFrameGrid);
+}
+
 TEST(FFmpegFacts, FieldsInPacketsOfTheirOwnMakeOneFrame)
 {
     for (const char* name : {"paff.ts", "paff.mkv", "paff.h264"})
@@ -183,6 +192,15 @@ TEST(FFmpegBadInput, MissingFileAndFolder)
 {
     EXPECT_EQ(ErrorOf("/nowhere/at/all.mp4").kind, FileErrorKind::kNoInput);
     EXPECT_EQ(ErrorOf(TestSupport::MediaFolder()).kind, FileErrorKind::kBadData);
+}
+
+TEST(FFmpegBadInput, PipesAndDevicesAreRefusedAtOnce)
+{
+    TestSupport::ScratchFolder folder;
+    const std::string pipe = folder.File("pipe.mp4");
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    EXPECT_EQ(ErrorOf(pipe).kind, FileErrorKind::kBadData);
+    EXPECT_EQ(ErrorOf("/dev/zero").kind, FileErrorKind::kBadData);
 }
 
 TEST(FFmpegBadInput, EmptyTextAndTornFiles)
