@@ -66,7 +66,7 @@ TEST(Signals, AReaderThatHasStoppedReadingCannotHoldUpAnEnd)
                          "' - --format raw --progress '" + folder.File("p") +
                          "' & p=$!; exec 3>&-; "
                          "sleep 2; kill -INT $p; wait $p; echo code $? >&2"};
-    request.words[2] = "{ " + request.words[2] + "; } | sleep 15";
+    request.words[2] = "{ " + request.words[2] + "; } | sleep 8";
     request.seconds = 40;
     const ChildResult result = RunChild(request);
     EXPECT_NE(result.err.find("code 74"), std::string::npos) << result.Describe();
