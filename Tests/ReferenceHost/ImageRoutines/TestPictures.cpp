@@ -8,6 +8,7 @@
 
 #include "ReferenceHost/ImageRoutines/CpuTarget.h"
 #include "ReferenceHost/ImageRoutines/ReferenceSamples.h"
+#include "Tests/Support/Scale.h"
 
 namespace TestPictures
 {
@@ -74,6 +75,19 @@ const std::vector<std::uint32_t> kCodes = {
     0x005, 0x009, 0x00D,  0x006,  0x00A,  0x00E,  0x105,  0x109,  0x10D,  0x106,  0x10A, 0x10E,
     0x011, 0x012, 0x021,  0x022,  0x331,  0x332,  0x041,  0x042,  0x051,  0x052,  0x342, 0x352,
     0x062, 0x362, 0x1071, 0x1005, 0x1009, 0x100D, 0x1105, 0x1109, 0x110D, 0x2004, 0x2008};
+
+std::vector<std::pair<std::uint32_t, std::uint32_t>> Pairs()
+{
+    const std::size_t all = kCodes.size() * kCodes.size();
+    const std::size_t count = TestSupport::ScaledCount(all);
+    std::vector<std::pair<std::uint32_t, std::uint32_t>> pairs;
+    for (std::size_t i = 0; i < count; ++i)
+    {
+        const std::size_t index = i * all / count;
+        pairs.emplace_back(kCodes[index / kCodes.size()], kCodes[index % kCodes.size()]);
+    }
+    return pairs;
+}
 
 Memory::Memory(std::uint32_t inCode, std::int32_t inWidth, std::int32_t inHeight,
                std::int32_t inExtraRowBytes, std::int32_t inMisalignment)

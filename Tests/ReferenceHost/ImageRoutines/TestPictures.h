@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <random>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "ReferenceHost/ImageRoutines/Picture.h"
@@ -14,6 +15,9 @@ namespace TestPictures
 
 // The codes of the named formats, and the premultiplied twin that has no name.
 extern const std::vector<std::uint32_t> kCodes;
+
+// Every pair of codes, or an even choice of them where tests are scaled down.
+std::vector<std::pair<std::uint32_t, std::uint32_t>> Pairs();
 
 inline constexpr std::uint32_t kBGRA8 = 0x004;
 inline constexpr std::uint32_t kBGRP8 = 0x008;
