@@ -98,10 +98,12 @@ const std::vector<Clip>& Clips()
     return sClips;
 }
 
+// VR_TEST_VRENDER sends the same files through another build.
 ChildResult RunTool(const std::vector<std::string>& inWords)
 {
+    static const char* const sOther = std::getenv("VR_TEST_VRENDER");
     ChildRequest request;
-    request.words = {VRENDER_PATH, "--threads", "2", "--memory", "300M"};
+    request.words = {sOther != nullptr ? sOther : VRENDER_PATH, "--threads", "2", "--memory", "300M"};
     request.words.insert(request.words.begin() + 1, inWords.begin(), inWords.end());
     request.seconds = kSecondsForOne;
     request.memoryBytes = kAddressSpaceBytes;
