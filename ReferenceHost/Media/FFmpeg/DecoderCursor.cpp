@@ -8,13 +8,14 @@ namespace Media
 namespace
 {
 
-constexpr int kMostErrors = 16;         // failed reads in a row that end a file
-constexpr int kMostUnknown = 24;        // packets after a seek that aren't recognised
-constexpr std::uint32_t kNearBy = 16;   // packets that are sooner read than sought
+constexpr int kMostErrors = 16;       // failed reads in a row that end a file
+constexpr int kMostUnknown = 24;      // packets after a seek that aren't recognised
+constexpr std::uint32_t kNearBy = 16; // packets that are sooner read than sought
 
 bool SeeksByBytes(const MediaInput& inInput)
 {
-    for (const char* name : {"mpegts", "mpeg", "mpegvideo", "h264", "hevc", "m4v", "vc1", "dirac", "obu", "cavsvideo"})
+    for (const char* name :
+         {"mpegts", "mpeg", "mpegvideo", "h264", "hevc", "m4v", "vc1", "dirac", "obu", "cavsvideo"})
     {
         if (inInput.IsFormat(name))
         {
@@ -199,7 +200,8 @@ int DecoderCursor::SeekTo(const PacketTable& inPackets, std::uint32_t inKey)
     return status < 0 ? status : LandAt(inPackets, inKey) ? 0 : AVERROR_INVALIDDATA;
 }
 
-bool DecoderCursor::SeekNear(const PacketTable& inPackets, std::uint32_t inKey, std::uint32_t inAim, bool inByBytes)
+bool DecoderCursor::SeekNear(const PacketTable& inPackets, std::uint32_t inKey, std::uint32_t inAim,
+                             bool inByBytes)
 {
     av_packet_unref(mPacket.get());
     mHasPacket = false;

@@ -23,9 +23,9 @@ struct DecoderSetup
     const InterruptFlag* interrupt = nullptr;
 };
 
-// One decoder with its own reader, standing at a place in the stream. Each picture comes out with the ordinal of the
-// packet that it was decoded from: packets go in stamped with their ordinals, so that a picture is known whatever the
-// container says of its time.
+// One decoder with its own reader, standing at a place in the stream. Each picture comes out with the ordinal
+// of the packet that it was decoded from: packets go in stamped with their ordinals, so that a picture is
+// known whatever the container says of its time.
 //
 // Thread-safety: one thread at a time.
 class DecoderCursor
@@ -34,12 +34,14 @@ public:
     // 0 or an AVERROR. The cursor then stands at the first packet.
     int Open(const DecoderSetup& inSetup);
 
-    // Goes to packet inKey so that it's the next to be decoded, and forgets what was decoded. Where the demuxer
-    // won't go there, reads from farther ahead, in the end from the start of the file. 0 or an AVERROR.
+    // Goes to packet inKey so that it's the next to be decoded, and forgets what was decoded. Where the
+    // demuxer won't go there, reads from farther ahead, in the end from the start of the file. 0 or an
+    // AVERROR.
     int SeekTo(const PacketTable& inPackets, std::uint32_t inKey);
 
-    // The next picture in the order of showing. 0, AVERROR_EOF at the end, or an AVERROR when the decoder can't
-    // go on. Damaged packets are passed over, LastProblem tells of the last one. inPackets: null before there is a table.
+    // The next picture in the order of showing. 0, AVERROR_EOF at the end, or an AVERROR when the decoder
+    // can't go on. Damaged packets are passed over, LastProblem tells of the last one. inPackets: null before
+    // there is a table.
     int Next(const PacketTable* inPackets, AVFrame& outFrame, std::uint32_t& outPacket);
 
     // Ordinal of the packet that is read next.
@@ -50,8 +52,8 @@ public:
     // How often no seek of the demuxer led to the packet that was wanted.
     std::uint64_t Reopenings() const noexcept { return mReopenings; }
 
-    // Packets before inPacket are needed only as far as later pictures refer to theirs: of the others no picture need
-    // come out. Until the next SeekTo or call.
+    // Packets before inPacket are needed only as far as later pictures refer to theirs: of the others no
+    // picture need come out. Until the next SeekTo or call.
     void SkipUnreferencedBefore(std::uint32_t inPacket) { mSkipBefore = inPacket; }
 
 private:

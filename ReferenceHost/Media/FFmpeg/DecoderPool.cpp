@@ -10,9 +10,9 @@ namespace Media
 namespace
 {
 
-// Frames that a forward run leaves in the cache, so that pictures recycle: of those that were asked for, enough for
-// a few steps back. Others may yet be asked for, as requests of neighbouring frames overtake each other by as many
-// as a host has in flight.
+// Frames that a forward run leaves in the cache, so that pictures recycle: of those that were asked for,
+// enough for a few steps back. Others may yet be asked for, as requests of neighbouring frames overtake each
+// other by as many as a host has in flight.
 constexpr std::size_t kTail = 8;
 constexpr std::size_t kTailNotAskedFor = 32;
 
@@ -22,7 +22,8 @@ constexpr std::int64_t kNear = 24;
 // Refilling a decoder after a seek, in frames decoded.
 constexpr std::int64_t kSeekFrames = 6;
 
-// After that many requests without it, a sequential reader counts as gone; likewise for one who waits in vain.
+// After that many requests without it, a sequential reader counts as gone; likewise for one who waits in
+// vain.
 constexpr std::uint64_t kPatience = 64;
 
 // Pictures come out at most this far out of order.
@@ -58,8 +59,10 @@ bool MaySkipUnreferenced(AVCodecID inCodec, const PacketTable& inPackets)
 }
 
 DecoderPool::DecoderPool(const DecoderSetup& inSetup, const FrameIndex& inIndex, const FileOptions& inOptions)
-    : mSetup(inSetup), mIndex(inIndex), mOptions(inOptions),
-      mMaySkip(MaySkipUnreferenced(inSetup.parameters->codec_id, inIndex.packets))
+    : mSetup(inSetup)
+    , mIndex(inIndex)
+    , mOptions(inOptions)
+    , mMaySkip(MaySkipUnreferenced(inSetup.parameters->codec_id, inIndex.packets))
 {
 }
 
@@ -191,7 +194,8 @@ DecoderPool::Slot* DecoderPool::ChooseContinuing(std::int64_t inRank)
             continue;
         }
         // What a driver passes on its way comes for nothing.
-        const std::int64_t cost = inRank - (slot->isBusy ? std::max(slot->nextRank, slot->target) : slot->nextRank);
+        const std::int64_t cost =
+            inRank - (slot->isBusy ? std::max(slot->nextRank, slot->target) : slot->nextRank);
         const bool belongsToOther = (slot->isBusy || IsProtected(*slot)) && cost > kNear;
         if (cost <= seekCost && !belongsToOther && (!best || slot->nextRank > best->nextRank))
         {
@@ -232,8 +236,9 @@ DecoderPool::Slot* DecoderPool::ChooseSeeking(std::int64_t inRank, std::uint64_t
         }
     }
     const auto decoders = static_cast<std::int64_t>(mSlots.size());
-    const bool mayAdd = decoders == 0 || (decoders < mOptions.maximumDecoders &&
-                                          (decoders + 1) * kPicturesOfADecoder * mPictureBytes <= mOptions.cacheBytes);
+    const bool mayAdd =
+        decoders == 0 || (decoders < mOptions.maximumDecoders &&
+                          (decoders + 1) * kPicturesOfADecoder * mPictureBytes <= mOptions.cacheBytes);
     if (mayAdd && (!oldest || isOldestProtected || WasDisplaced(inRank)))
     {
         mSlots.push_back(std::make_unique<Slot>());
@@ -260,8 +265,8 @@ void DecoderPool::Aim(Slot& ioSlot, std::int64_t inRank, bool inSeeks, std::uint
     ioSlot.run = isStep ? ioSlot.run + 1 : 0;
     ioSlot.keepsTailOnly = isStep || !mOptions.keepsLeadIn;
     const std::int64_t fitting = mPictureBytes > 0 ? mOptions.cacheBytes / mPictureBytes : mIndex.Count();
-    const std::int64_t kept = mOptions.keepsLeadIn ? std::max<std::int64_t>(fitting, 1)
-                                                    : static_cast<std::int64_t>(kTail);
+    const std::int64_t kept =
+        mOptions.keepsLeadIn ? std::max<std::int64_t>(fitting, 1) : static_cast<std::int64_t>(kTail);
     ioSlot.keepFrom = std::max<std::int64_t>(0, inRank - kept + 1);
     if (inSeeks)
     {
@@ -272,7 +277,8 @@ void DecoderPool::Aim(Slot& ioSlot, std::int64_t inRank, bool inSeeks, std::uint
     }
 }
 
-FrameAnswer DecoderPool::DriveTo(Slot& ioSlot, std::int64_t inRank, bool inSeeks, std::unique_lock<std::mutex>& ioLock)
+FrameAnswer DecoderPool::DriveTo(Slot& ioSlot, std::int64_t inRank, bool inSeeks,
+                                 std::unique_lock<std::mutex>& ioLock)
 {
     ioSlot.isBusy = true;
     std::uint32_t key = mIndex.frames[static_cast<std::size_t>(inRank)].key;
@@ -280,8 +286,8 @@ FrameAnswer DecoderPool::DriveTo(Slot& ioSlot, std::int64_t inRank, bool inSeeks
     PicturePtr picture;
     std::string cause;
     DriveResult result = DriveResult::kMissing;
-    // A frame that doesn't come is looked for from its key frame, and from the one before that, before it is given
-    // up: streams exist whose key frames aren't quite what they say.
+    // A frame that doesn't come is looked for from its key frame, and from the one before that, before it is
+    // given up: streams exist whose key frames aren't quite what they say.
     for (int seeksLeft = 2; result == DriveResult::kMissing; seeks = true)
     {
         if (seeks)
@@ -335,8 +341,8 @@ void DecoderPool::Release(Slot& ioSlot)
     }
 }
 
-DecoderPool::DriveResult DecoderPool::Decode(Slot& ioSlot, std::int64_t inRank, bool inSeeks, PicturePtr& outPicture,
-                                             std::string& outCause)
+DecoderPool::DriveResult DecoderPool::Decode(Slot& ioSlot, std::int64_t inRank, bool inSeeks,
+                                             PicturePtr& outPicture, std::string& outCause)
 {
     const bool isNew = !ioSlot.cursor;
     int status = 0;
@@ -396,7 +402,7 @@ DecoderPool::DriveResult DecoderPool::Decode(Slot& ioSlot, std::int64_t inRank, 
         }
     }
     outCause = status < 0 && status != AVERROR_EOF && cursor.LastProblem().empty() ? ErrorText(status)
-                                                                                     : cursor.LastProblem();
+                                                                                   : cursor.LastProblem();
     const std::lock_guard<std::mutex> lock(mLock);
     mStatistics.framesDecoded += decoded;
     mStatistics.packetsRead += cursor.PacketsRead() - packetsBefore;

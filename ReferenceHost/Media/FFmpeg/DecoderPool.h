@@ -20,13 +20,13 @@ namespace Media
 
 // The decoders of one file and the pictures they have made: who decodes what, when, on whose thread.
 //
-// A decoder is driven by one requesting thread at a time, outside of the lock; every picture that comes out is
-// published under it: to those who wait for it, and to the cache. A thread that finds its frame on the way of a
-// driven decoder joins it, and is woken with the picture or to take over the driving. A decoder that others have
-// joined, or that a sequential reader uses, isn't sent elsewhere while there's another way.
+// A decoder is driven by one requesting thread at a time, outside of the lock; every picture that comes out
+// is published under it: to those who wait for it, and to the cache. A thread that finds its frame on the way
+// of a driven decoder joins it, and is woken with the picture or to take over the driving. A decoder that
+// others have joined, or that a sequential reader uses, isn't sent elsewhere while there's another way.
 //
-// Lock: mLock guards everything but the cursors, which belong to the thread that set isBusy. Nothing is decoded,
-// opened or destroyed under it.
+// Lock: mLock guards everything but the cursors, which belong to the thread that set isBusy. Nothing is
+// decoded, opened or destroyed under it.
 //
 // Thread-safety: safe. inIndex and the setup's parameters must outlive it.
 class DecoderPool
@@ -52,13 +52,13 @@ private:
     {
         std::unique_ptr<DecoderCursor> cursor; // null: to be opened by its first driver
         bool isBusy = false;
-        std::int64_t nextRank = 0;    // the first frame that hasn't come out
-        std::uint32_t startKey = 0;   // frames that start from an earlier key packet don't come out right
-        std::int64_t target = 0;      // of the driver
-        std::int64_t keepFrom = 0;    // pictures before this rank aren't worth keeping
+        std::int64_t nextRank = 0;  // the first frame that hasn't come out
+        std::uint32_t startKey = 0; // frames that start from an earlier key packet don't come out right
+        std::int64_t target = 0;    // of the driver
+        std::int64_t keepFrom = 0;  // pictures before this rank aren't worth keeping
         bool keepsTailOnly = false;
-        std::uint32_t run = 0;        // requests that went on from one another
-        std::uint64_t lastUse = 0;    // number of the request
+        std::uint32_t run = 0;         // requests that went on from one another
+        std::uint64_t lastUse = 0;     // number of the request
         std::deque<std::int64_t> tail; // cached ranks of a forward run
         std::vector<Waiter*> waiters;
     };
@@ -79,10 +79,13 @@ private:
     std::int64_t SeekCost(std::int64_t inRank) const;
 
     void WaitOn(std::vector<Waiter*>& ioList, Waiter& ioSelf, std::unique_lock<std::mutex>& ioLock);
-    FrameAnswer DriveTo(Slot& ioSlot, std::int64_t inRank, bool inSeeks, std::unique_lock<std::mutex>& ioLock);
+    FrameAnswer DriveTo(Slot& ioSlot, std::int64_t inRank, bool inSeeks,
+                        std::unique_lock<std::mutex>& ioLock);
     void Aim(Slot& ioSlot, std::int64_t inRank, bool inSeeks, std::uint32_t inKey);
-    DriveResult Decode(Slot& ioSlot, std::int64_t inRank, bool inSeeks, PicturePtr& outPicture, std::string& outCause);
-    void Publish(Slot& ioSlot, std::int64_t inRank, const PicturePtr& inPicture, std::list<PicturePtr>& outEvicted);
+    DriveResult Decode(Slot& ioSlot, std::int64_t inRank, bool inSeeks, PicturePtr& outPicture,
+                       std::string& outCause);
+    void Publish(Slot& ioSlot, std::int64_t inRank, const PicturePtr& inPicture,
+                 std::list<PicturePtr>& outEvicted);
     void Keep(Slot& ioSlot, std::int64_t inRank, const PicturePtr& inPicture, bool inIsDelivered,
               std::list<PicturePtr>& outEvicted);
     void CutTail(Slot& ioSlot, std::list<PicturePtr>& outEvicted);
@@ -97,7 +100,7 @@ private:
 
     mutable std::mutex mLock;
     std::vector<std::unique_ptr<Slot>> mSlots;
-    std::vector<Waiter*> mIdleWaiters; // every decoder is busy elsewhere
+    std::vector<Waiter*> mIdleWaiters;   // every decoder is busy elsewhere
     std::deque<std::int64_t> mDisplaced; // where readers stood whose decoder was sent elsewhere
     std::unordered_map<std::int64_t, std::string> mDamaged; // cause by rank
     PictureCache mCache;

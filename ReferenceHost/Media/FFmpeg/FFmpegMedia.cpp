@@ -37,8 +37,8 @@ FileOptions OptionsOf(const OpenOptions& inOptions)
 {
     FileOptions options;
     options.streamIndex = inOptions.mStreamIndex;
-    options.decoderThreads = static_cast<int>(
-        std::clamp<std::uint32_t>(inOptions.mDecoderThreads ? inOptions.mDecoderThreads : norvik::utility::CPUCount(), 1, 64));
+    options.decoderThreads = static_cast<int>(std::clamp<std::uint32_t>(
+        inOptions.mDecoderThreads ? inOptions.mDecoderThreads : norvik::utility::CPUCount(), 1, 64));
     options.keepsLeadIn = inOptions.mKeepsLeadIn;
     options.cacheBytes =
         inOptions.mCacheBytes ? static_cast<std::int64_t>(inOptions.mCacheBytes) : kDefaultCacheBytes;
@@ -50,16 +50,18 @@ StartTimecode TimecodeOf(const FileFacts& inFacts)
     StartTimecode timecode;
     const Foundation::TimecodeRate rate{static_cast<int>(inFacts.frameRate.num),
                                         static_cast<int>(inFacts.frameRate.den)};
-    timecode.mIsPresent = !inFacts.startTimecode.empty() &&
-                          Foundation::ParseTimecode(inFacts.startTimecode, rate, timecode.mFrames,
-                                                    timecode.mIsDropFrame);
+    timecode.mIsPresent =
+        !inFacts.startTimecode.empty() &&
+        Foundation::ParseTimecode(inFacts.startTimecode, rate, timecode.mFrames, timecode.mIsDropFrame);
     timecode.mText = timecode.mIsPresent ? inFacts.startTimecode : std::string();
     return timecode;
 }
 
 const char* AlphaName(FileAlpha inAlpha)
 {
-    return inAlpha == FileAlpha::kNone ? "none" : inAlpha == FileAlpha::kStraight ? "straight" : "premultiplied";
+    return inAlpha == FileAlpha::kNone       ? "none"
+           : inAlpha == FileAlpha::kStraight ? "straight"
+                                             : "premultiplied";
 }
 
 // What becomes of colour that no row of the format table holds.
@@ -75,8 +77,8 @@ void NoteConversions(const ColourDescription& inColour, std::vector<std::string>
     }
     if (isWide)
     {
-        ioNotes.push_back(fmt::format("primaries {} are converted to those of bt709 by zimg",
-                                      inColour.primariesName));
+        ioNotes.push_back(
+            fmt::format("primaries {} are converted to those of bt709 by zimg", inColour.primariesName));
     }
     if (inColour.isGuessed)
     {
@@ -147,7 +149,8 @@ norviktypes::TickTime StartOf(const MediaFacts& inFacts)
 
 }
 
-BE::IMediaInfoRef OpenFFmpegMedia(const std::string& inPath, const OpenOptions& inOptions, OpenError& outError)
+BE::IMediaInfoRef OpenFFmpegMedia(const std::string& inPath, const OpenOptions& inOptions,
+                                  OpenError& outError)
 {
     FileError error;
     const std::shared_ptr<MediaFile> file = MediaFile::Open(inPath, OptionsOf(inOptions), error);

@@ -43,11 +43,12 @@ using CodecContextPtr = std::unique_ptr<AVCodecContext, CodecContextFreer>;
 using FramePtr = std::unique_ptr<AVFrame, FrameFreer>;
 using PacketPtr = std::unique_ptr<AVPacket, PacketFreer>;
 
-// The text of an AVERROR, with the last line that the libraries logged on this thread where there is one: it names
-// the cause far better than the error's own text ("moov atom not found" against "invalid data").
+// The text of an AVERROR, with the last line that the libraries logged on this thread where there is one: it
+// names the cause far better than the error's own text ("moov atom not found" against "invalid data").
 std::string ErrorText(int inError);
 
-// Takes the libraries' log lines away from stderr and keeps the last one of each thread for ErrorText. Idempotent.
+// Takes the libraries' log lines away from stderr and keeps the last one of each thread for ErrorText.
+// Idempotent.
 void CaptureLog();
 void ForgetLogLine();
 

@@ -25,8 +25,8 @@ StreamTraits StreamTraitsOf(const MediaFile& inFile, const TVK::Guid& inContentI
     traits.mBounds = ShownBounds(facts);
     traits.mPixelAspectRatio = ShownPixelAspect(facts);
     traits.mFieldType = FieldTypeOf(facts);
-    traits.mAlphaType =
-        facts.alpha == FileAlpha::kNone ? norviktypes::kAlphaChannel_None : norviktypes::kAlphaChannel_Straight;
+    traits.mAlphaType = facts.alpha == FileAlpha::kNone ? norviktypes::kAlphaChannel_None
+                                                        : norviktypes::kAlphaChannel_Straight;
     traits.mIsDropFrame = facts.isDropFrame;
     traits.mHasNoFrameGrid = !facts.hasFrameGrid;
     traits.mNativeFormats = NativeFormatsOf(facts);
@@ -52,8 +52,8 @@ std::int32_t StatusOf(FrameStatus inStatus)
 }
 
 // A frame of inFormat and that size, and its pixels.
-std::int32_t NewFrame(const BE::FrameDescription& inFormat, int inWidth, int inHeight, MF::IVideoFrameRef& outFrame,
-                      VF::FramePixels& outPixels)
+std::int32_t NewFrame(const BE::FrameDescription& inFormat, int inWidth, int inHeight,
+                      MF::IVideoFrameRef& outFrame, VF::FramePixels& outPixels)
 {
     const std::int32_t status =
         VF::CreateVideoFrame(outFrame, inFormat.mPixelFormat, static_cast<std::uint32_t>(inWidth),
@@ -125,7 +125,8 @@ std::vector<PixelFormat> NativeFormatsOf(const FileFacts& inFacts)
 }
 
 FFmpegVideoSource::FFmpegVideoSource(std::shared_ptr<MediaFile> inFile, const TVK::Guid& inContentID)
-    : VideoSourceBase(StreamTraitsOf(*inFile, inContentID)), mFile(std::move(inFile))
+    : VideoSourceBase(StreamTraitsOf(*inFile, inContentID))
+    , mFile(std::move(inFile))
 {
 }
 
@@ -148,8 +149,8 @@ void FFmpegVideoSource::NoteFailure(std::int64_t inIndex, const std::string& inT
     mFailure = inText;
 }
 
-std::int32_t FFmpegVideoSource::MakeFrame(std::int64_t inIndex, const BE::FrameDescription& inFormat, bool inAtOnce,
-                                          MF::IVideoFrameRef& outFrame)
+std::int32_t FFmpegVideoSource::MakeFrame(std::int64_t inIndex, const BE::FrameDescription& inFormat,
+                                          bool inAtOnce, MF::IVideoFrameRef& outFrame)
 {
     const FrameAnswer answer = inAtOnce ? mFile->TryGetFrame(inIndex) : mFile->GetFrame(inIndex);
     if (answer.status != FrameStatus::kOk)
@@ -163,7 +164,8 @@ std::int32_t FFmpegVideoSource::MakeFrame(std::int64_t inIndex, const BE::FrameD
     const std::int32_t status = Convert(*answer.picture, inFormat, outFrame);
     if (status < 0)
     {
-        NoteFailure(inIndex, mFile->Facts().path + ": frame " + std::to_string(inIndex) + " can't be converted");
+        NoteFailure(inIndex,
+                    mFile->Facts().path + ": frame " + std::to_string(inIndex) + " can't be converted");
     }
     return status;
 }
@@ -184,8 +186,8 @@ PictureTraits FFmpegVideoSource::TraitsOf(const AVFrame& inPicture, const PixelF
                                       inPicture.color_range, inPicture.chroma_location, inPicture.height,
                                       inPicture.format);
     }
-    // Single progressive pictures are common in interlaced streams. Their chroma is that of the whole picture, but
-    // where it's only copied from plane to plane it stays as it lies.
+    // Single progressive pictures are common in interlaced streams. Their chroma is that of the whole
+    // picture, but where it's only copied from plane to plane it stays as it lies.
     const bool isInterlaced = norviktypes::IsInterlaced(Traits().mFieldType);
     traits.isFieldChroma = isInterlaced && (inPicture.interlaced_frame != 0 || !IsFourComponent(inTarget));
     return traits;
@@ -207,7 +209,8 @@ std::int32_t FFmpegVideoSource::Convert(const AVFrame& inPicture, const BE::Fram
     // Fields are scaled each by itself, which the frame library does for pixels that aren't subsampled.
     BE::FrameDescription full = inFormat;
     full.mBounds = {0, 0, inPicture.width, inPicture.height};
-    full.mPixelFormat = norviktypes::Select4444PixelFormat(inFormat.mPixelFormat, norviktypes::kRenderQuality_High);
+    full.mPixelFormat =
+        norviktypes::Select4444PixelFormat(inFormat.mPixelFormat, norviktypes::kRenderQuality_High);
     MF::IVideoFrameRef picture;
     const std::int32_t status = ConvertOnce(inPicture, full, picture);
     if (status < 0)
@@ -234,7 +237,8 @@ std::int32_t FFmpegVideoSource::ConvertOnce(const AVFrame& inPicture, const BE::
     {
         return BE::kSourceStatus_BadMedia;
     }
-    status = source.ConvertTo(pixels.mPixels, pixels.mRowBytes, inFormat.mBounds.Width(), inFormat.mBounds.Height(),
+    status = source.ConvertTo(pixels.mPixels, pixels.mRowBytes, inFormat.mBounds.Width(),
+                              inFormat.mBounds.Height(),
                               VF::BEPixelFormatToIRPixelFormat(inFormat.mPixelFormat), inFormat.mQuality);
     if (status >= 0)
     {
@@ -251,7 +255,8 @@ std::int32_t FFmpegVideoSource::ConvertTurned(const AVFrame& inPicture, const BE
     const int height = inFormat.mBounds.Height();
     BE::FrameDescription lying = inFormat;
     lying.mBounds = turn.SwapsSides() ? TVK::Rect{0, 0, height, width} : TVK::Rect{0, 0, width, height};
-    lying.mPixelFormat = norviktypes::Select4444PixelFormat(inFormat.mPixelFormat, norviktypes::kRenderQuality_High);
+    lying.mPixelFormat =
+        norviktypes::Select4444PixelFormat(inFormat.mPixelFormat, norviktypes::kRenderQuality_High);
     MF::IVideoFrameRef source;
     std::int32_t status = ConvertOnce(inPicture, lying, source);
     VF::FramePixels from;

@@ -24,9 +24,9 @@ norviktypes::PixelAspectRatio ShownPixelAspect(const FileFacts& inFacts);
 
 // A video stream of a file as the library sees it.
 //
-// A frame is decoded by the shared MediaFile and converted once, from the decoder's planes to the pixels that were
-// asked for, scaled on the way where they are fewer. Pictures that the file asks to be turned are turned here,
-// so that bounds, pixel aspect and pixels are those of the upright picture.
+// A frame is decoded by the shared MediaFile and converted once, from the decoder's planes to the pixels that
+// were asked for, scaled on the way where they are fewer. Pictures that the file asks to be turned are turned
+// here, so that bounds, pixel aspect and pixels are those of the upright picture.
 //
 // Thread-safety: safe; a request decodes and converts on the calling thread.
 class FFmpegVideoSource final : public VideoSourceBase

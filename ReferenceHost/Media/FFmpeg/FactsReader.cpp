@@ -36,8 +36,9 @@ Orientation ReadOrientation(const AVStream& inStream)
 {
     size_t size = 0;
     const std::uint8_t* data = av_stream_get_side_data(&inStream, AV_PKT_DATA_DISPLAYMATRIX, &size);
-    return data && size >= 9 * sizeof(std::int32_t) ? OrientationOfMatrix(reinterpret_cast<const std::int32_t*>(data))
-                                                    : Orientation();
+    return data && size >= 9 * sizeof(std::int32_t)
+               ? OrientationOfMatrix(reinterpret_cast<const std::int32_t*>(data))
+               : Orientation();
 }
 
 FieldOrder ReadFieldOrder(AVFieldOrder inOrder)
@@ -118,8 +119,8 @@ void ReadTags(const AVDictionary* inTags, FileFacts& ioFacts)
 bool IsStillContainer(const std::string& inName)
 {
     const std::string pipe = "_pipe";
-    return inName == "image2" ||
-           (inName.size() > pipe.size() && inName.compare(inName.size() - pipe.size(), pipe.size(), pipe) == 0);
+    return inName == "image2" || (inName.size() > pipe.size() &&
+                                  inName.compare(inName.size() - pipe.size(), pipe.size(), pipe) == 0);
 }
 
 // The matrix takes (x, y) to (a x + c y, b x + d y), y growing downwards.
@@ -146,14 +147,15 @@ Orientation OrientationOfMatrix(const std::int32_t* inMatrix)
     return orientation;
 }
 
-ColourDescription ResolveColour(int inMatrix, int inPrimaries, int inTransfer, int inRange, int inSiting, int inHeight,
-                                int inPixelFormat)
+ColourDescription ResolveColour(int inMatrix, int inPrimaries, int inTransfer, int inRange, int inSiting,
+                                int inHeight, int inPixelFormat)
 {
     const auto format = static_cast<AVPixelFormat>(inPixelFormat);
     const AVPixFmtDescriptor* descriptor = av_pix_fmt_desc_get(format);
     const bool isRGB = descriptor && (descriptor->flags & (AV_PIX_FMT_FLAG_RGB | AV_PIX_FMT_FLAG_PAL));
     const bool isJPEG = format == AV_PIX_FMT_YUVJ420P || format == AV_PIX_FMT_YUVJ422P ||
-                        format == AV_PIX_FMT_YUVJ444P || format == AV_PIX_FMT_YUVJ440P || format == AV_PIX_FMT_YUVJ411P;
+                        format == AV_PIX_FMT_YUVJ444P || format == AV_PIX_FMT_YUVJ440P ||
+                        format == AV_PIX_FMT_YUVJ411P;
     const bool isSmall = inHeight <= 576;
     ColourDescription colour;
     colour.matrix = inMatrix;
@@ -170,11 +172,13 @@ ColourDescription ResolveColour(int inMatrix, int inPrimaries, int inTransfer, i
         colour.isGuessed = true;
         colour.matrix = isSmall || isJPEG ? AVCOL_SPC_SMPTE170M : AVCOL_SPC_BT709;
     }
-    if (inPrimaries == AVCOL_PRI_UNSPECIFIED || inPrimaries == AVCOL_PRI_RESERVED || inPrimaries == AVCOL_PRI_RESERVED0)
+    if (inPrimaries == AVCOL_PRI_UNSPECIFIED || inPrimaries == AVCOL_PRI_RESERVED ||
+        inPrimaries == AVCOL_PRI_RESERVED0)
     {
         colour.primaries = colour.matrix == AVCOL_SPC_BT2020_NCL ? AVCOL_PRI_BT2020 : AVCOL_PRI_BT709;
     }
-    if (inTransfer == AVCOL_TRC_UNSPECIFIED || inTransfer == AVCOL_TRC_RESERVED || inTransfer == AVCOL_TRC_RESERVED0)
+    if (inTransfer == AVCOL_TRC_UNSPECIFIED || inTransfer == AVCOL_TRC_RESERVED ||
+        inTransfer == AVCOL_TRC_RESERVED0)
     {
         colour.transfer = isRGB ? AVCOL_TRC_IEC61966_2_1 : AVCOL_TRC_BT709;
     }
@@ -188,7 +192,8 @@ ColourDescription ResolveColour(int inMatrix, int inPrimaries, int inTransfer, i
     }
     colour.matrixName = Text(av_color_space_name(static_cast<AVColorSpace>(colour.matrix)));
     colour.primariesName = Text(av_color_primaries_name(static_cast<AVColorPrimaries>(colour.primaries)));
-    colour.transferName = Text(av_color_transfer_name(static_cast<AVColorTransferCharacteristic>(colour.transfer)));
+    colour.transferName =
+        Text(av_color_transfer_name(static_cast<AVColorTransferCharacteristic>(colour.transfer)));
     colour.rangeName = Text(av_color_range_name(static_cast<AVColorRange>(colour.range)));
     colour.sitingName = Text(av_chroma_location_name(static_cast<AVChromaLocation>(colour.siting)));
     return colour;
@@ -240,9 +245,9 @@ void ReadPicture(const AVFrame& inPicture, FileFacts& ioFacts)
     ioFacts.pixelFormatName = Text(format ? format->name : nullptr);
     ioFacts.bitDepth = format ? format->comp[0].depth : 8;
     ioFacts.alpha = ReadAlpha(inPicture.format, ioFacts.codecID);
-    ioFacts.colour = ResolveColour(inPicture.colorspace, inPicture.color_primaries, inPicture.color_trc,
-                                   inPicture.color_range, inPicture.chroma_location, inPicture.height,
-                                   inPicture.format);
+    ioFacts.colour =
+        ResolveColour(inPicture.colorspace, inPicture.color_primaries, inPicture.color_trc,
+                      inPicture.color_range, inPicture.chroma_location, inPicture.height, inPicture.format);
 }
 
 }

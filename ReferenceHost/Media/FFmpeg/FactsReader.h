@@ -21,7 +21,7 @@ Orientation OrientationOfMatrix(const std::int32_t* inMatrix);
 void ReadPicture(const AVFrame& inPicture, FileFacts& ioFacts);
 
 // Colour of a picture or stream with what is left open filled in by its size and format.
-ColourDescription ResolveColour(int inMatrix, int inPrimaries, int inTransfer, int inRange, int inSiting, int inHeight,
-                                int inPixelFormat);
+ColourDescription ResolveColour(int inMatrix, int inPrimaries, int inTransfer, int inRange, int inSiting,
+                                int inHeight, int inPixelFormat);
 
 }

@@ -25,15 +25,17 @@ std::int64_t FrameIndex::RankOf(std::uint32_t inPacket) const
 std::int64_t FrameIndex::FirstRankFrom(std::uint32_t inKey) const
 {
     const auto found = std::lower_bound(mKeys.begin(), mKeys.end(), inKey);
-    return found != mKeys.end() && *found == inKey ? mFirstRankFrom[static_cast<std::size_t>(found - mKeys.begin())]
-                                                   : 0;
+    return found != mKeys.end() && *found == inKey
+               ? mFirstRankFrom[static_cast<std::size_t>(found - mKeys.begin())]
+               : 0;
 }
 
 std::uint32_t FrameIndex::FirstPacketFor(std::int64_t inRank) const
 {
     // Packets stand at most about a decoder's picture buffer away from the order of showing.
     constexpr std::uint32_t kReorder = 20;
-    const std::uint32_t packet = frames[static_cast<std::size_t>(std::clamp<std::int64_t>(inRank, 0, Count() - 1))].packet;
+    const std::uint32_t packet =
+        frames[static_cast<std::size_t>(std::clamp<std::int64_t>(inRank, 0, Count() - 1))].packet;
     return packet > kReorder ? packet - kReorder : 0;
 }
 
@@ -83,7 +85,8 @@ void FrameIndex::Finish()
     // Downwards, so that the lowest rank stands at the end.
     for (std::int64_t rank = Count() - 1; rank >= 0; --rank)
     {
-        const auto key = std::lower_bound(mKeys.begin(), mKeys.end(), frames[static_cast<std::size_t>(rank)].key);
+        const auto key =
+            std::lower_bound(mKeys.begin(), mKeys.end(), frames[static_cast<std::size_t>(rank)].key);
         if (key != mKeys.end() && *key == frames[static_cast<std::size_t>(rank)].key)
         {
             mFirstRankFrom[static_cast<std::size_t>(key - mKeys.begin())] = rank;

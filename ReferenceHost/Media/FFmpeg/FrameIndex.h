@@ -9,12 +9,12 @@
 namespace Media
 {
 
-// The frames of a stream in the order in which they are shown, with their times and with the packet that decoding
-// has to start from. A rank is a frame's number in that order; ticks count from the first frame.
+// The frames of a stream in the order in which they are shown, with their times and with the packet that
+// decoding has to start from. A rank is a frame's number in that order; ticks count from the first frame.
 //
-// Where the times fit a constant rate, to within the rounding of the container's clock, frames stand on that grid
-// exactly: in a file with a clock of milliseconds the third frame of 29.97 a second is stamped 67 ms, and a question
-// for 2 * 1001/30000 s has to find it all the same.
+// Where the times fit a constant rate, to within the rounding of the container's clock, frames stand on that
+// grid exactly: in a file with a clock of milliseconds the third frame of 29.97 a second is stamped 67 ms,
+// and a question for 2 * 1001/30000 s has to find it all the same.
 //
 // Thread-safety: safe once built.
 class FrameIndex
@@ -41,8 +41,8 @@ public:
     // The rank of the frame that the packet yields, or -1.
     std::int64_t RankOf(std::uint32_t inPacket) const;
 
-    // The first rank that comes out right when decoding starts from the key packet inKey: pictures which are shown
-    // before it refer to what was decoded before it.
+    // The first rank that comes out right when decoding starts from the key packet inKey: pictures which are
+    // shown before it refer to what was decoded before it.
     std::int64_t FirstRankFrom(std::uint32_t inKey) const;
 
     // The first packet that may matter to frames from inRank on beyond being referred to.

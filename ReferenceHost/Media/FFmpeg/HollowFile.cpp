@@ -20,8 +20,8 @@ constexpr int kMostAtoms = 4096; // a plain file has a handful at its top level
 
 std::uint32_t BigEndian32(const std::uint8_t* inBytes)
 {
-    return (std::uint32_t{inBytes[0]} << 24) | (std::uint32_t{inBytes[1]} << 16) | (std::uint32_t{inBytes[2]} << 8) |
-           std::uint32_t{inBytes[3]};
+    return (std::uint32_t{inBytes[0]} << 24) | (std::uint32_t{inBytes[1]} << 16) |
+           (std::uint32_t{inBytes[2]} << 8) | std::uint32_t{inBytes[3]};
 }
 
 constexpr std::uint32_t Tag(char inA, char inB, char inC, char inD)
@@ -61,7 +61,8 @@ bool HollowFile::Open(const std::string& inPath)
     auto* buffer = static_cast<std::uint8_t*>(av_malloc(kBufferBytes));
     if (buffer)
     {
-        mSource = avio_alloc_context(buffer, kBufferBytes, 0, this, &HollowFile::Read, nullptr, &HollowFile::Seek);
+        mSource =
+            avio_alloc_context(buffer, kBufferBytes, 0, this, &HollowFile::Read, nullptr, &HollowFile::Seek);
     }
     return mSource != nullptr;
 }
@@ -82,7 +83,8 @@ bool HollowFile::FindAtoms()
         std::int64_t headerSize = 8;
         if (size == 1)
         {
-            size = static_cast<std::int64_t>((std::uint64_t{BigEndian32(header + 8)} << 32) | BigEndian32(header + 12));
+            size = static_cast<std::int64_t>((std::uint64_t{BigEndian32(header + 8)} << 32) |
+                                             BigEndian32(header + 12));
             headerSize = 16;
         }
         else if (size == 0)

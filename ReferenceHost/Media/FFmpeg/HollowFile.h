@@ -12,9 +12,9 @@ namespace Media
 
 // An MP4 or QuickTime file whose media data reads as zeros without touching the disk.
 //
-// The tables of such a file tell place, size and time of every packet; a demuxer run over the hollow file yields
-// them all at memory speed. Everything outside the `mdat` atoms is read truly. Files with movie fragments are
-// not for this: their tables lie between the data.
+// The tables of such a file tell place, size and time of every packet; a demuxer run over the hollow file
+// yields them all at memory speed. Everything outside the `mdat` atoms is read truly. Files with movie
+// fragments are not for this: their tables lie between the data.
 //
 // Thread-safety: one thread at a time.
 class HollowFile

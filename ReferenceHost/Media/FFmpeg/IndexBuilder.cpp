@@ -44,9 +44,9 @@ bool IsSane(std::int64_t inTimestamp)
     return inTimestamp > -kLargestTimestamp && inTimestamp < kLargestTimestamp;
 }
 
-constexpr AVRational kUsualRates[] = {{24000, 1001}, {24, 1}, {25, 1},         {30000, 1001}, {30, 1},
-                                      {48, 1},       {50, 1}, {60000, 1001},   {60, 1},       {15, 1},
-                                      {12, 1},       {10, 1}, {120000, 1001},  {120, 1},      {100, 1}};
+constexpr AVRational kUsualRates[] = {{24000, 1001}, {24, 1}, {25, 1},        {30000, 1001}, {30, 1},
+                                      {48, 1},       {50, 1}, {60000, 1001},  {60, 1},       {15, 1},
+                                      {12, 1},       {10, 1}, {120000, 1001}, {120, 1},      {100, 1}};
 
 // The usual rate nearest to one that was estimated from a few packets, where one is near.
 AVRational SnapRate(AVRational inRate)
@@ -67,10 +67,13 @@ AVRational SnapRate(AVRational inRate)
 
 }
 
-IndexBuilder::IndexBuilder(const DecoderSetup& inSetup, const MediaInput& inInput, std::vector<std::string>& ioNotes)
-    : mSetup(inSetup), mTimeBase(inInput.Stream()->time_base),
-      mClockMayJump((inInput.Context()->iformat->flags & AVFMT_TS_DISCONT) != 0),
-      mRates{inInput.Stream()->avg_frame_rate, inInput.Stream()->r_frame_rate}, mNotes(ioNotes)
+IndexBuilder::IndexBuilder(const DecoderSetup& inSetup, const MediaInput& inInput,
+                           std::vector<std::string>& ioNotes)
+    : mSetup(inSetup)
+    , mTimeBase(inInput.Stream()->time_base)
+    , mClockMayJump((inInput.Context()->iformat->flags & AVFMT_TS_DISCONT) != 0)
+    , mRates{inInput.Stream()->avg_frame_rate, inInput.Stream()->r_frame_rate}
+    , mNotes(ioNotes)
 {
 }
 
@@ -98,8 +101,8 @@ bool IndexBuilder::Build(PacketScan&& inScan, FrameIndex& outIndex, std::string&
     return isOrdered;
 }
 
-// Lets the times behind each jump of the clock go on from those before it. False if there are too many, or the times
-// are past mending.
+// Lets the times behind each jump of the clock go on from those before it. False if there are too many, or
+// the times are past mending.
 bool IndexBuilder::MendClock(PacketTable& ioPackets)
 {
     const auto longest = static_cast<std::int64_t>(kLongestGapSeconds / av_q2d(mTimeBase));
@@ -135,7 +138,8 @@ bool IndexBuilder::MendClock(PacketTable& ioPackets)
     }
     if (!joints.empty())
     {
-        mNotes.push_back(fmt::format("its clock jumps {} times; the frames are shown one after another", joints.size()));
+        mNotes.push_back(
+            fmt::format("its clock jumps {} times; the frames are shown one after another", joints.size()));
     }
     return true;
 }
@@ -159,7 +163,8 @@ void IndexBuilder::CheckJoint(PacketTable& ioPackets, std::uint32_t inFirst)
     {
         return;
     }
-    for (std::uint32_t ordinal = from; ordinal < std::min(ioPackets.Count(), key + kLeadingPictures); ++ordinal)
+    for (std::uint32_t ordinal = from; ordinal < std::min(ioPackets.Count(), key + kLeadingPictures);
+         ++ordinal)
     {
         PacketRecord& packet = ioPackets[ordinal];
         if (packet.pts >= begin && packet.pts < end &&
@@ -249,8 +254,8 @@ bool IndexBuilder::OrderByDecoding(FrameIndex& outIndex, std::string& outCause)
 }
 
 // Decodes from packet inFrom and lists what comes out, until a picture is shown at or after inUntilShown.
-bool IndexBuilder::DecodedPackets(const PacketTable& inPackets, std::uint32_t inFrom, std::int64_t inUntilShown,
-                                  std::vector<std::uint32_t>& outPackets) const
+bool IndexBuilder::DecodedPackets(const PacketTable& inPackets, std::uint32_t inFrom,
+                                  std::int64_t inUntilShown, std::vector<std::uint32_t>& outPackets) const
 {
     DecoderCursor cursor;
     if (cursor.Open(mSetup) < 0 || (inFrom > 0 && cursor.SeekTo(inPackets, inFrom) < 0))
@@ -300,7 +305,8 @@ void IndexBuilder::CheckHead(PacketTable& ioPackets)
     }
     for (const std::uint32_t ordinal : doubtful)
     {
-        ioPackets[ordinal].yieldsNoFrame = std::find(decoded.begin(), decoded.end(), ordinal) == decoded.end();
+        ioPackets[ordinal].yieldsNoFrame =
+            std::find(decoded.begin(), decoded.end(), ordinal) == decoded.end();
     }
 }
 
@@ -328,8 +334,8 @@ void IndexBuilder::CheckTail(PacketTable& ioPackets)
     }
 }
 
-// Times for frames whose order is known by decoding: the decoding times of their packets, which ascend, given out in
-// the order of showing; without them, one unit of the first usable rate for each.
+// Times for frames whose order is known by decoding: the decoding times of their packets, which ascend, given
+// out in the order of showing; without them, one unit of the first usable rate for each.
 std::vector<std::int64_t> IndexBuilder::TimesInOrder(const FrameIndex& inIndex) const
 {
     std::vector<std::uint32_t> packets;
@@ -378,12 +384,14 @@ bool IndexBuilder::FitsGrid(const std::vector<std::int64_t>& inTimes, AVRational
     {
         return false;
     }
-    // Both ends of a span are rounded by the container's clock; a clock of half the frame's length says nothing.
+    // Both ends of a span are rounded by the container's clock; a clock of half the frame's length says
+    // nothing.
     const double frame = av_q2d(av_inv_q(inRate)) / av_q2d(mTimeBase);
     const double tolerance = std::min(1.0, frame / 2.5);
     for (std::size_t index = 0; index < inTimes.size(); ++index)
     {
-        const double error = static_cast<double>(inTimes[index] - inTimes[0]) - static_cast<double>(index) * frame;
+        const double error =
+            static_cast<double>(inTimes[index] - inTimes[0]) - static_cast<double>(index) * frame;
         if (error > tolerance + 1e-6 || error < -tolerance - 1e-6)
         {
             return false;
@@ -450,8 +458,9 @@ void IndexBuilder::SetTimes(const std::vector<std::int64_t>& inTimes, std::int64
     }
     else
     {
-        const std::int64_t length = inLastDuration > 0 ? FloorTicks(inLastDuration, mTimeBase.num, mTimeBase.den)
-                                                       : FloorTicks(1, rate.den, rate.num);
+        const std::int64_t length = inLastDuration > 0
+                                        ? FloorTicks(inLastDuration, mTimeBase.num, mTimeBase.den)
+                                        : FloorTicks(1, rate.den, rate.num);
         ioIndex.endTicks = start + std::max<std::int64_t>(length, 1);
     }
     ioIndex.Finish();

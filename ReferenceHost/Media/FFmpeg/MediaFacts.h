@@ -82,7 +82,7 @@ struct FileFacts
     int pixelFormat = -1; // AVPixelFormat of the decoder
     int codecID = 0;      // AVCodecID
 
-    int streamIndex = 0; // of the stream that is read
+    int streamIndex = 0;              // of the stream that is read
     std::vector<StreamEntry> streams; // of all kinds
     bool hasAudio = false;
     bool isStill = false; // the container holds a single picture

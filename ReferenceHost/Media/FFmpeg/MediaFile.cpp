@@ -16,17 +16,22 @@ namespace
 
 struct ParametersFreer
 {
-    void operator()(AVCodecParameters* inParameters) const noexcept { avcodec_parameters_free(&inParameters); }
+    void operator()(AVCodecParameters* inParameters) const noexcept
+    {
+        avcodec_parameters_free(&inParameters);
+    }
 };
 
-// The codec's default decoder, but for VP8 and VP9 with an alpha plane beside them: FFmpeg's own ones drop it.
+// The codec's default decoder, but for VP8 and VP9 with an alpha plane beside them: FFmpeg's own ones drop
+// it.
 const AVCodec* FindDecoder(const AVStream& inStream)
 {
     const AVCodecID codec = inStream.codecpar->codec_id;
     const AVDictionaryEntry* alpha = av_dict_get(inStream.metadata, "alpha_mode", nullptr, 0);
     if (alpha && alpha->value[0] == '1' && (codec == AV_CODEC_ID_VP8 || codec == AV_CODEC_ID_VP9))
     {
-        const AVCodec* other = avcodec_find_decoder_by_name(codec == AV_CODEC_ID_VP8 ? "libvpx" : "libvpx-vp9");
+        const AVCodec* other =
+            avcodec_find_decoder_by_name(codec == AV_CODEC_ID_VP8 ? "libvpx" : "libvpx-vp9");
         if (other)
         {
             return other;
@@ -115,8 +120,8 @@ bool MediaFile::Impl::Open(const std::string& inPath, const FileOptions& inOptio
     return true;
 }
 
-// What containers leave out or get wrong, and pictures tell: fields in some codecs, the format where probing found
-// none or used another decoder.
+// What containers leave out or get wrong, and pictures tell: fields in some codecs, the format where probing
+// found none or used another decoder.
 void MediaFile::Impl::LookAtFirstPicture()
 {
     const bool saysFields = facts.codecID == AV_CODEC_ID_MPEG2VIDEO || facts.codecID == AV_CODEC_ID_MPEG4 ||
@@ -185,7 +190,8 @@ PacketScan MediaFile::Impl::Scan(MediaInput& ioInput) const
 MediaFile::MediaFile(std::unique_ptr<Impl> inImpl) : mImpl(std::move(inImpl)) {}
 MediaFile::~MediaFile() = default;
 
-std::shared_ptr<MediaFile> MediaFile::Open(const std::string& inPath, const FileOptions& inOptions, FileError& outError)
+std::shared_ptr<MediaFile> MediaFile::Open(const std::string& inPath, const FileOptions& inOptions,
+                                           FileError& outError)
 {
     auto impl = std::make_unique<Impl>();
     if (!impl->Open(inPath, inOptions, outError))

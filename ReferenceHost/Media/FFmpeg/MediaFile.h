@@ -48,21 +48,23 @@ struct FileStatistics
     std::uint64_t framesDelivered = 0;
     std::uint64_t decoders = 0;
     std::int64_t cachedBytes = 0;
-    std::int64_t pictureBytes = 0; // in decoders, cache and clients' hands
+    std::int64_t pictureBytes = 0;   // in decoders, cache and clients' hands
     std::uint64_t freshPictures = 0; // blocks that had to be allocated
 };
 
 // One video stream of a file, frame by frame, in any order and from many threads.
 //
-// Opening lists every frame of the stream, so that counts and times are exact. A request is answered, in this order:
+// Opening lists every frame of the stream, so that counts and times are exact. A request is answered, in this
+// order:
 // 1. from the cache of decoded pictures;
-// 2. by a decoder that is on its way to the frame: the request waits, and takes over the driving when the thread that
-//    drives has its own frame;
+// 2. by a decoder that is on its way to the frame: the request waits, and takes over the driving when the
+//    thread that drives has its own frame;
 // 3. by an idle decoder that stands before the frame, when going on is no more work than seeking;
-// 4. by a further decoder, up to the limit, or else the idle one that has been used least recently: it seeks to the
-//    key frame.
-// So readers that run side by side keep a decoder each. Going forwards keeps a short tail of pictures; a seek keeps
-// those between key frame and target, nearest first, so that stepping backwards decodes each group about once.
+// 4. by a further decoder, up to the limit, or else the idle one that has been used least recently: it seeks
+//    to the key frame.
+// So readers that run side by side keep a decoder each. Going forwards keeps a short tail of pictures; a seek
+// keeps those between key frame and target, nearest first, so that stepping backwards decodes each group
+// about once.
 //
 // Thread-safety: safe. A request decodes on the calling thread and on the decoder's own threads.
 class MediaFile
@@ -77,8 +79,8 @@ public:
 
     const FileFacts& Facts() const noexcept;
 
-    // Times in ticks from the first frame. A frame is shown from its start to the start of the next; RankAt is 0 for
-    // times before the start and -1 at or past the end. StartTicks of FrameCount() is the end.
+    // Times in ticks from the first frame. A frame is shown from its start to the start of the next; RankAt
+    // is 0 for times before the start and -1 at or past the end. StartTicks of FrameCount() is the end.
     std::int64_t FrameCount() const noexcept;
     std::int64_t RankAt(std::int64_t inTicks) const noexcept;
     std::int64_t StartTicks(std::int64_t inRank) const noexcept;

@@ -191,7 +191,8 @@ void MediaInput::SelectStream(int inIndex)
     mStream = inIndex;
     for (unsigned stream = 0; stream < mContext->nb_streams; ++stream)
     {
-        mContext->streams[stream]->discard = static_cast<int>(stream) == inIndex ? AVDISCARD_DEFAULT : AVDISCARD_ALL;
+        mContext->streams[stream]->discard =
+            static_cast<int>(stream) == inIndex ? AVDISCARD_DEFAULT : AVDISCARD_ALL;
     }
 }
 
@@ -228,20 +229,22 @@ bool IsPictureSizeAllowed(int inWidth, int inHeight, int inPixelFormat)
     return std::int64_t{inWidth} * inHeight * bits / 8 <= kMaximumFrameBytes;
 }
 
-bool CheckPictureSize(const std::string& inPath, int inWidth, int inHeight, int inPixelFormat, FileError& outError)
+bool CheckPictureSize(const std::string& inPath, int inWidth, int inHeight, int inPixelFormat,
+                      FileError& outError)
 {
     if (IsPictureSizeAllowed(inWidth, inHeight, inPixelFormat))
     {
         return true;
     }
-    outError = {FileErrorKind::kTooLarge,
-                fmt::format("{}: the picture of {}x{} is too large (at most {} pixels a side and {} MiB a frame)",
-                            inPath, inWidth, inHeight, kMaximumSide, kMaximumFrameBytes >> 20)};
+    outError = {
+        FileErrorKind::kTooLarge,
+        fmt::format("{}: the picture of {}x{} is too large (at most {} pixels a side and {} MiB a frame)",
+                    inPath, inWidth, inHeight, kMaximumSide, kMaximumFrameBytes >> 20)};
     return false;
 }
 
-bool OpenAndChoose(const std::string& inPath, int inStream, const InterruptFlag* inInterrupt, MediaInput& outInput,
-                   FileError& outError)
+bool OpenAndChoose(const std::string& inPath, int inStream, const InterruptFlag* inInterrupt,
+                   MediaInput& outInput, FileError& outError)
 {
     if (!CheckFile(inPath, outError))
     {
@@ -251,9 +254,10 @@ bool OpenAndChoose(const std::string& inPath, int inStream, const InterruptFlag*
     if (status < 0)
     {
         const FileErrorKind kind = KindOfOpenError(status);
-        outError = {kind, kind == FileErrorKind::kBadData
-                              ? fmt::format("{}: not a media file that can be read: {}", inPath, ErrorText(status))
-                              : fmt::format("{}: {}", inPath, ErrorText(status))};
+        outError = {kind,
+                    kind == FileErrorKind::kBadData
+                        ? fmt::format("{}: not a media file that can be read: {}", inPath, ErrorText(status))
+                        : fmt::format("{}: {}", inPath, ErrorText(status))};
         return false;
     }
     if (!CheckDeclaredSizes(inPath, *outInput.Context(), outError))
@@ -263,8 +267,8 @@ bool OpenAndChoose(const std::string& inPath, int inStream, const InterruptFlag*
     status = outInput.Probe();
     if (status < 0)
     {
-        outError = {KindOfOpenError(status), fmt::format("{}: cannot find out what its streams are: {}", inPath,
-                                                         ErrorText(status))};
+        outError = {KindOfOpenError(status),
+                    fmt::format("{}: cannot find out what its streams are: {}", inPath, ErrorText(status))};
         return false;
     }
     const AVFormatContext& context = *outInput.Context();
@@ -277,7 +281,8 @@ bool OpenAndChoose(const std::string& inPath, int inStream, const InterruptFlag*
     if (stream >= static_cast<int>(context.nb_streams) ||
         context.streams[stream]->codecpar->codec_type != AVMEDIA_TYPE_VIDEO)
     {
-        outError = {FileErrorKind::kNotVideo, fmt::format("{}: stream {} is not a video stream of it", inPath, stream)};
+        outError = {FileErrorKind::kNotVideo,
+                    fmt::format("{}: stream {} is not a video stream of it", inPath, stream)};
         return false;
     }
     outInput.SelectStream(stream);

@@ -10,8 +10,8 @@
 // An opened container, and the choice of its video stream.
 //
 // A file is opened several times: once to be probed and scanned, once more for each decoder. Only the first
-// probes the streams; the others take the stream's parameters from it. A container without a header (a transport
-// stream) finds its streams by reading, and is probed each time so that their numbers agree.
+// probes the streams; the others take the stream's parameters from it. A container without a header (a
+// transport stream) finds its streams by reading, and is probed each time so that their numbers agree.
 //
 // Thread-safety: an input belongs to one thread at a time.
 namespace Media
@@ -36,8 +36,8 @@ public:
     // Opens the container: local files only, whatever the name looks like. 0 or an AVERROR.
     int Open(const std::string& inPath, const InterruptFlag* inInterrupt);
 
-    // As Open, with the payload areas of an MP4 or QuickTime file left unread: packets have their true times, places
-    // and sizes, and no content. AVERROR(ENOSYS) when the file isn't of that kind.
+    // As Open, with the payload areas of an MP4 or QuickTime file left unread: packets have their true times,
+    // places and sizes, and no content. AVERROR(ENOSYS) when the file isn't of that kind.
     int OpenHollow(const std::string& inPath, const InterruptFlag* inInterrupt);
 
     // Finds what the container doesn't say of its streams by reading some of it.
@@ -62,13 +62,15 @@ private:
     int mStream = 0;
 };
 
-// Opens inPath, probes it and chooses a video stream: number inStream of all streams, or of -1 the default one, an
-// attached picture only when there's nothing else. Refuses what is too large. False, with outError, on failure.
-bool OpenAndChoose(const std::string& inPath, int inStream, const InterruptFlag* inInterrupt, MediaInput& outInput,
-                   FileError& outError);
+// Opens inPath, probes it and chooses a video stream: number inStream of all streams, or of -1 the default
+// one, an attached picture only when there's nothing else. Refuses what is too large. False, with outError,
+// on failure.
+bool OpenAndChoose(const std::string& inPath, int inStream, const InterruptFlag* inInterrupt,
+                   MediaInput& outInput, FileError& outError);
 
 // False, with outError, when a picture of that size and format is beyond the limits.
-bool CheckPictureSize(const std::string& inPath, int inWidth, int inHeight, int inPixelFormat, FileError& outError);
+bool CheckPictureSize(const std::string& inPath, int inWidth, int inHeight, int inPixelFormat,
+                      FileError& outError);
 bool IsPictureSizeAllowed(int inWidth, int inHeight, int inPixelFormat);
 
 }

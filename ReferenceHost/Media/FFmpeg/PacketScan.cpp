@@ -40,7 +40,9 @@ public:
         switch (mCodec)
         {
         case AV_CODEC_ID_H264: ReadH264(inPacket, ioRecord); break;
-        case AV_CODEC_ID_VP8: ioRecord.yieldsNoFrame = inPacket.size > 0 && (inPacket.data[0] & 0x10) == 0; break;
+        case AV_CODEC_ID_VP8:
+            ioRecord.yieldsNoFrame = inPacket.size > 0 && (inPacket.data[0] & 0x10) == 0;
+            break;
         case AV_CODEC_ID_VP9: ioRecord.yieldsNoFrame = IsHiddenVP9(inPacket); break;
         default: break;
         }
@@ -59,8 +61,8 @@ private:
         av_parser_parse2(mParser.get(), mContext.get(), &unused, &unusedSize, inPacket.data, inPacket.size,
                          inPacket.pts, inPacket.dts, inPacket.pos);
         const AVPictureStructure structure = mParser->picture_structure;
-        const bool isField = structure == AV_PICTURE_STRUCTURE_TOP_FIELD ||
-                             structure == AV_PICTURE_STRUCTURE_BOTTOM_FIELD;
+        const bool isField =
+            structure == AV_PICTURE_STRUCTURE_TOP_FIELD || structure == AV_PICTURE_STRUCTURE_BOTTOM_FIELD;
         if (isField && mFirstField != AV_PICTURE_STRUCTURE_UNKNOWN && structure != mFirstField)
         {
             ioRecord.yieldsNoFrame = true;
@@ -69,9 +71,10 @@ private:
             return;
         }
         mFirstField = isField ? structure : AV_PICTURE_STRUCTURE_UNKNOWN;
-        // A recovery point that isn't an intra picture begins a gradual refresh: the pictures after it are only
-        // nearly those of an unbroken decode.
-        if (ioRecord.isKey && mParser->pict_type != AV_PICTURE_TYPE_I && mParser->pict_type != AV_PICTURE_TYPE_NONE)
+        // A recovery point that isn't an intra picture begins a gradual refresh: the pictures after it are
+        // only nearly those of an unbroken decode.
+        if (ioRecord.isKey && mParser->pict_type != AV_PICTURE_TYPE_I &&
+            mParser->pict_type != AV_PICTURE_TYPE_NONE)
         {
             ioRecord.isKey = false;
         }

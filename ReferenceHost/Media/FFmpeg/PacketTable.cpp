@@ -53,7 +53,8 @@ void PacketTable::Append(const AVPacket& inPacket, bool inHasContent)
 void PacketTable::Finish()
 {
     mPackets.shrink_to_fit();
-    const auto byPosition = [](const PacketRecord& inA, const PacketRecord& inB) { return inA.position < inB.position; };
+    const auto byPosition = [](const PacketRecord& inA, const PacketRecord& inB)
+    { return inA.position < inB.position; };
     if (std::is_sorted(mPackets.begin(), mPackets.end(), byPosition))
     {
         return;
@@ -61,7 +62,8 @@ void PacketTable::Finish()
     mByPosition.resize(mPackets.size());
     std::iota(mByPosition.begin(), mByPosition.end(), 0u);
     std::stable_sort(mByPosition.begin(), mByPosition.end(),
-                     [&](std::uint32_t inA, std::uint32_t inB) { return byPosition(mPackets[inA], mPackets[inB]); });
+                     [&](std::uint32_t inA, std::uint32_t inB)
+                     { return byPosition(mPackets[inA], mPackets[inB]); });
 }
 
 bool PacketTable::Matches(std::uint32_t inOrdinal, const AVPacket& inPacket) const

@@ -10,11 +10,11 @@ namespace Media
 
 inline constexpr std::int64_t kNoTimestamp = INT64_MIN;
 
-// One packet of the video stream as the container gives it. An ordinal is a packet's number in that order, which is
-// also the order of decoding.
+// One packet of the video stream as the container gives it. An ordinal is a packet's number in that order,
+// which is also the order of decoding.
 struct PacketRecord
 {
-    std::int64_t position = -1; // in the file
+    std::int64_t position = -1;      // in the file
     std::int64_t pts = kNoTimestamp; // in the stream's time base
     std::int64_t dts = kNoTimestamp;
     std::int32_t size = 0;
@@ -28,8 +28,8 @@ struct PacketRecord
 
 // All packets of a stream, and the recognition of one of them after a seek.
 //
-// Demuxers land where they like and tell the time in their own way after a seek, so a packet is recognised by its
-// place in the file, size and content rather than by its timestamps.
+// Demuxers land where they like and tell the time in their own way after a seek, so a packet is recognised by
+// its place in the file, size and content rather than by its timestamps.
 //
 // Thread-safety: safe once built.
 class PacketTable

@@ -15,8 +15,8 @@ using PicturePtr = std::shared_ptr<const AVFrame>;
 // Bytes of the buffers that a picture refers to.
 std::int64_t PictureBytes(const AVFrame& inPicture);
 
-// Decoded pictures by rank. The least recently used goes first: pictures come in on the way to a target in ascending
-// order, so that what remains under a short budget are those nearest to it.
+// Decoded pictures by rank. The least recently used goes first: pictures come in on the way to a target in
+// ascending order, so that what remains under a short budget are those nearest to it.
 //
 // Thread-safety: none; the owner's lock guards it.
 class PictureCache

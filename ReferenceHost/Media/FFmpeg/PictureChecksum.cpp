@@ -20,11 +20,13 @@ std::uint32_t PictureChecksum(const AVFrame& inPicture)
     for (int plane = 0; plane < planes; ++plane)
     {
         const bool isChroma = plane == 1 || plane == 2;
-        const int rows = isChroma ? AV_CEIL_RSHIFT(inPicture.height, descriptor->log2_chroma_h) : inPicture.height;
+        const int rows =
+            isChroma ? AV_CEIL_RSHIFT(inPicture.height, descriptor->log2_chroma_h) : inPicture.height;
         const int bytes = av_image_get_linesize(format, inPicture.width, plane);
         for (int row = 0; row < rows && bytes > 0; ++row)
         {
-            const std::uint8_t* data = inPicture.data[plane] + std::ptrdiff_t{row} * inPicture.linesize[plane];
+            const std::uint8_t* data =
+                inPicture.data[plane] + std::ptrdiff_t{row} * inPicture.linesize[plane];
             sum = av_adler32_update(sum, data, static_cast<std::size_t>(bytes));
         }
     }

@@ -19,7 +19,7 @@ namespace
 {
 
 constexpr int kAlignment = 64;
-constexpr std::size_t kOverread = 128;            // decoders' vector code reads past a plane's end
+constexpr std::size_t kOverread = 128; // decoders' vector code reads past a plane's end
 constexpr std::size_t kHugePage = std::size_t{2} << 20;
 
 std::size_t RoundUp(std::size_t inValue, std::size_t inStep)
@@ -28,7 +28,8 @@ std::size_t RoundUp(std::size_t inValue, std::size_t inStep)
 }
 
 // The padding that the decoder asks for, and rows of whole cache lines.
-int FindLayout(AVCodecContext& inContext, const AVFrame& inFrame, int (&outStrides)[4], std::size_t (&outSizes)[4])
+int FindLayout(AVCodecContext& inContext, const AVFrame& inFrame, int (&outStrides)[4],
+               std::size_t (&outSizes)[4])
 {
     int width = inFrame.width;
     int height = inFrame.height;
@@ -50,7 +51,8 @@ int FindLayout(AVCodecContext& inContext, const AVFrame& inFrame, int (&outStrid
     std::ptrdiff_t strides[4];
     for (int plane = 0; plane < 4; ++plane)
     {
-        outStrides[plane] = static_cast<int>(RoundUp(static_cast<std::size_t>(outStrides[plane]), kAlignment));
+        outStrides[plane] =
+            static_cast<int>(RoundUp(static_cast<std::size_t>(outStrides[plane]), kAlignment));
         strides[plane] = outStrides[plane];
     }
     return av_image_fill_plane_sizes(outSizes, format, height, strides);

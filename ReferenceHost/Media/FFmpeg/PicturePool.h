@@ -14,9 +14,9 @@ namespace Media
 
 // The memory of decoded pictures, shared by all decoders of a file and outliving them.
 //
-// A fresh picture costs more in page faults than its decoding may take, so blocks are kept and handed out again, the
-// last one returned first while it is still in the processor's caches. Blocks are 64-byte aligned and ask for huge
-// pages. What decoders, cache and clients hold counts as live.
+// A fresh picture costs more in page faults than its decoding may take, so blocks are kept and handed out
+// again, the last one returned first while it is still in the processor's caches. Blocks are 64-byte aligned
+// and ask for huge pages. What decoders, cache and clients hold counts as live.
 //
 // Thread-safety: safe.
 class PicturePool : public std::enable_shared_from_this<PicturePool>

@@ -37,10 +37,12 @@ void TurnBlocks(const std::uint8_t* inSource, std::ptrdiff_t inSourceRowBytes, i
 
 }
 
-void TurnPicture(const void* inSource, std::ptrdiff_t inSourceRowBytes, int inWidth, int inHeight, int inPixelBytes,
-                 const Orientation& inTurn, void* outTarget, std::ptrdiff_t inTargetRowBytes)
+void TurnPicture(const void* inSource, std::ptrdiff_t inSourceRowBytes, int inWidth, int inHeight,
+                 int inPixelBytes, const Orientation& inTurn, void* outTarget,
+                 std::ptrdiff_t inTargetRowBytes)
 {
-    // Where the source's first pixel goes, and the steps in the target for one pixel to the right and one down.
+    // Where the source's first pixel goes, and the steps in the target for one pixel to the right and one
+    // down.
     const std::ptrdiff_t pixel = inPixelBytes;
     const std::ptrdiff_t row = inTargetRowBytes;
     std::ptrdiff_t first = 0;

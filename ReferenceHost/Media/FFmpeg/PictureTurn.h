@@ -12,7 +12,8 @@ namespace Media
 // pixels of inPixelBytes (4, 8 or 16); the target has them exchanged where the turn exchanges sides.
 //
 // Thread-safety: safe.
-void TurnPicture(const void* inSource, std::ptrdiff_t inSourceRowBytes, int inWidth, int inHeight, int inPixelBytes,
-                 const Orientation& inTurn, void* outTarget, std::ptrdiff_t inTargetRowBytes);
+void TurnPicture(const void* inSource, std::ptrdiff_t inSourceRowBytes, int inWidth, int inHeight,
+                 int inPixelBytes, const Orientation& inTurn, void* outTarget,
+                 std::ptrdiff_t inTargetRowBytes);
 
 }

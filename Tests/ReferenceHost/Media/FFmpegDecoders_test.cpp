@@ -137,7 +137,8 @@ TEST_F(FFmpegDecoders, SingleLooksDecodeOnlyWhatTheyNeed)
     {
         const Media::FrameAnswer answer = file->GetFrame(rank);
         ASSERT_EQ(answer.status, Media::FrameStatus::kOk) << answer.text;
-        EXPECT_EQ(Media::PictureChecksum(*answer.picture), linear[static_cast<std::size_t>(rank)].checksum) << rank;
+        EXPECT_EQ(Media::PictureChecksum(*answer.picture), linear[static_cast<std::size_t>(rank)].checksum)
+            << rank;
     }
     // Of what lies before a target, pictures that nothing refers to are left out.
     EXPECT_LE(file->Statistics().framesDecoded, (240u + 120u + 245u + 33u) * 8 / 10);
@@ -145,7 +146,8 @@ TEST_F(FFmpegDecoders, SingleLooksDecodeOnlyWhatTheyNeed)
 
 TEST_F(FFmpegDecoders, ShortBudgetChangesNoPicture)
 {
-    for (const char* name : {"h264_open.ts", "h264_long.mp4", "mpeg2_interlaced.ts", "mpeg4_b.avi", "hevc_open.ts"})
+    for (const char* name :
+         {"h264_open.ts", "h264_long.mp4", "mpeg2_interlaced.ts", "mpeg4_b.avi", "hevc_open.ts"})
     {
         const std::vector<MediaTests::LinearFrame> linear =
             MediaTests::DecodeLinearly(TestSupport::MediaPath(name), 0);
@@ -155,7 +157,8 @@ TEST_F(FFmpegDecoders, ShortBudgetChangesNoPicture)
         {
             const Media::FrameAnswer answer = file->GetFrame(rank);
             ASSERT_EQ(answer.status, Media::FrameStatus::kOk) << answer.text;
-            ASSERT_EQ(Media::PictureChecksum(*answer.picture), linear[static_cast<std::size_t>(rank)].checksum)
+            ASSERT_EQ(Media::PictureChecksum(*answer.picture),
+                      linear[static_cast<std::size_t>(rank)].checksum)
                 << name << " frame " << rank;
         }
     }

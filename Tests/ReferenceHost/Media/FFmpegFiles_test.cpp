@@ -248,8 +248,9 @@ TEST(FFmpegBadInput, FilesThatNameOthersOpenNone)
 {
     TestSupport::ScratchFolder folder;
     WriteAll(folder.File("list.ffconcat"), "ffconcat version 1.0\nfile http://localhost:1/x.mp4\n");
-    WriteAll(folder.File("list.m3u8"), "#EXTM3U\n#EXT-X-TARGETDURATION:5\n#EXTINF:5,\nhttp://localhost:1/x.ts\n"
-                                       "#EXT-X-ENDLIST\n");
+    WriteAll(folder.File("list.m3u8"),
+             "#EXTM3U\n#EXT-X-TARGETDURATION:5\n#EXTINF:5,\nhttp://localhost:1/x.ts\n"
+             "#EXT-X-ENDLIST\n");
     ErrorOf(folder.File("list.ffconcat"));
     ErrorOf(folder.File("list.m3u8"));
 }
@@ -305,7 +306,8 @@ std::string ClaimedSize(const std::string& inFolder, std::uint32_t inWidth, std:
         bytes[format + 12 + static_cast<std::size_t>(byte)] = static_cast<char>(inWidth >> (8 * byte));
         bytes[format + 16 + static_cast<std::size_t>(byte)] = static_cast<char>(inHeight >> (8 * byte));
     }
-    const std::string path = inFolder + "/" + std::to_string(inWidth) + "x" + std::to_string(inHeight) + ".avi";
+    const std::string path =
+        inFolder + "/" + std::to_string(inWidth) + "x" + std::to_string(inHeight) + ".avi";
     WriteAll(path, bytes);
     return path;
 }

@@ -50,9 +50,8 @@ TEST_P(FFmpegClip, EightThreadsAtRandomEqualALinearDecode)
 {
     const auto file = OpenClip(GetParam());
     ASSERT_TRUE(file);
-    const std::vector<MediaTests::LinearFrame> linear =
-        MediaTests::DecodeLinearly(TestSupport::MediaPath(GetParam()), file->Facts().streamIndex,
-                                   MediaTests::DecoderFor(GetParam()));
+    const std::vector<MediaTests::LinearFrame> linear = MediaTests::DecodeLinearly(
+        TestSupport::MediaPath(GetParam()), file->Facts().streamIndex, MediaTests::DecoderFor(GetParam()));
     ASSERT_EQ(file->FrameCount(), static_cast<std::int64_t>(linear.size()));
     const std::size_t requests = TestSupport::ScaledCount(40);
     const std::uint64_t seed = TestSupport::Seed();
@@ -67,8 +66,8 @@ TEST_P(FFmpegClip, EightThreadsAtRandomEqualALinearDecode)
                 // Runs of a few frames with jumps between, as readers do.
                 rank = request % 5 == 0 ? random() % linear.size() : (rank + 1) % linear.size();
                 const Media::FrameAnswer answer = file->GetFrame(static_cast<std::int64_t>(rank));
-                const bool isRight = answer.picture &&
-                                     Media::PictureChecksum(*answer.picture) == linear[rank].checksum;
+                const bool isRight =
+                    answer.picture && Media::PictureChecksum(*answer.picture) == linear[rank].checksum;
                 wrong += isRight ? 0 : 1;
             }
         });

@@ -39,21 +39,22 @@ struct OpenedClip
         return formats.front();
     }
 
-    MF::IVideoFrameRef Frame(std::int64_t inFrame, const PixelFormat& inFormat, int inWidth = 0, int inHeight = 0) const
+    MF::IVideoFrameRef Frame(std::int64_t inFrame, const PixelFormat& inFormat, int inWidth = 0,
+                             int inHeight = 0) const
     {
         MF::IVideoFrameRef frame;
         EXPECT_EQ(Ask(TimeOf(inFrame), inFormat, inWidth, inHeight, false, frame), BE::kSourceStatus_OK);
         return frame;
     }
 
-    std::int32_t Ask(const TickTime& inTime, const PixelFormat& inFormat, int inWidth, int inHeight, bool inAtOnce,
-                     MF::IVideoFrameRef& outFrame) const
+    std::int32_t Ask(const TickTime& inTime, const PixelFormat& inFormat, int inWidth, int inHeight,
+                     bool inAtOnce, MF::IVideoFrameRef& outFrame) const
     {
         FrameDescription description;
         description.mPixelFormat = inFormat;
         description.mBounds = {0, 0, inWidth, inHeight};
-        return source->GetRenderedFrame(inTime, description, MF::BinaryData(), norviktypes::ColorProfile(), inAtOnce,
-                                        outFrame);
+        return source->GetRenderedFrame(inTime, description, MF::BinaryData(), norviktypes::ColorProfile(),
+                                        inAtOnce, outFrame);
     }
 
     TVK::Guid Key(std::int64_t inFrame, const PixelFormat& inFormat, int inWidth = 0, int inHeight = 0) const
@@ -61,7 +62,8 @@ struct OpenedClip
         FrameDescription description;
         description.mPixelFormat = inFormat;
         description.mBounds = {0, 0, inWidth, inHeight};
-        return source->GetFrameKey(TimeOf(inFrame), description, MF::BinaryData(), norviktypes::ColorProfile());
+        return source->GetFrameKey(TimeOf(inFrame), description, MF::BinaryData(),
+                                   norviktypes::ColorProfile());
     }
 };
 
@@ -117,18 +119,19 @@ struct NativeCase
 
 TEST(FFmpegSource, NativeFormatLosesNeitherDepthNorAlpha)
 {
-    for (const NativeCase& each : {NativeCase{"h264_b.mp4", MF::kPixelFormat_YUV_420_MPEG2_Frame_8u_709},
-                                   NativeCase{"h264_open.ts", MF::kPixelFormat_YUV_420_MPEG2_Frame_8u_601},
-                                   NativeCase{"mpeg2_interlaced.mkv", MF::kPixelFormat_YUV_420_MPEG2_Field_8u_601},
-                                   NativeCase{"mjpeg.avi", MF::kPixelFormat_YUV_420_Center_Frame_8u_601_Full},
-                                   NativeCase{"h264_444.mp4", MF::kPixelFormat_VUYX_4444_8u},
-                                   NativeCase{"ffv1_444_10.mkv", MF::kPixelFormat_VUYX_4444_32f},
-                                   NativeCase{"prores_4444.mov", MF::kPixelFormat_VUYA_4444_32f},
-                                   NativeCase{"vp9_alpha.webm", MF::kPixelFormat_VUYA_4444_8u},
-                                   NativeCase{"qtrle_alpha.mov", MF::kPixelFormat_BGRA_4444_8u},
-                                   NativeCase{"png.mov", MF::kPixelFormat_BGRX_4444_8u},
-                                   NativeCase{"raw_uyvy.avi", MF::kPixelFormat_UYVY_422_8u_601},
-                                   NativeCase{"hdr_pq.mkv", MF::kPixelFormat_BGRX_4444_32f}})
+    for (const NativeCase& each :
+         {NativeCase{"h264_b.mp4", MF::kPixelFormat_YUV_420_MPEG2_Frame_8u_709},
+          NativeCase{"h264_open.ts", MF::kPixelFormat_YUV_420_MPEG2_Frame_8u_601},
+          NativeCase{"mpeg2_interlaced.mkv", MF::kPixelFormat_YUV_420_MPEG2_Field_8u_601},
+          NativeCase{"mjpeg.avi", MF::kPixelFormat_YUV_420_Center_Frame_8u_601_Full},
+          NativeCase{"h264_444.mp4", MF::kPixelFormat_VUYX_4444_8u},
+          NativeCase{"ffv1_444_10.mkv", MF::kPixelFormat_VUYX_4444_32f},
+          NativeCase{"prores_4444.mov", MF::kPixelFormat_VUYA_4444_32f},
+          NativeCase{"vp9_alpha.webm", MF::kPixelFormat_VUYA_4444_8u},
+          NativeCase{"qtrle_alpha.mov", MF::kPixelFormat_BGRA_4444_8u},
+          NativeCase{"png.mov", MF::kPixelFormat_BGRX_4444_8u},
+          NativeCase{"raw_uyvy.avi", MF::kPixelFormat_UYVY_422_8u_601},
+          NativeCase{"hdr_pq.mkv", MF::kPixelFormat_BGRX_4444_32f}})
     {
         EXPECT_EQ(OpenClip(each.clip).Native(), each.format)
             << each.clip << ": " << norviktypes::PixelFormatText(OpenClip(each.clip).Native());
@@ -137,13 +140,15 @@ TEST(FFmpegSource, NativeFormatLosesNeitherDepthNorAlpha)
 
 TEST(FFmpegSource, NativeFramesHoldTheDecodersSamples)
 {
-    for (const char* name : {"h264_b.mp4", "h264_open.ts", "mpeg2_interlaced.ts", "mjpeg.avi", "raw_uyvy.avi"})
+    for (const char* name :
+         {"h264_b.mp4", "h264_open.ts", "mpeg2_interlaced.ts", "mjpeg.avi", "raw_uyvy.avi"})
     {
         const OpenedClip clip = OpenClip(name);
         const std::vector<MediaTests::LinearFrame> linear = MediaTests::DecodeLinearly(MediaPath(name), 0);
         for (const std::int64_t frame : {0, 7, 19})
         {
-            EXPECT_EQ(Checksum(clip.Frame(frame, clip.Native())), linear[static_cast<std::size_t>(frame)].checksum)
+            EXPECT_EQ(Checksum(clip.Frame(frame, clip.Native())),
+                      linear[static_cast<std::size_t>(frame)].checksum)
                 << name << " frame " << frame;
         }
     }
@@ -190,7 +195,8 @@ TEST(FFmpegSource, TimesAtAndPastTheEndHaveNoFrame)
     EXPECT_EQ(duration, clip.TimeOf(100));
     EXPECT_EQ(clip.Ask(duration, clip.Native(), 0, 0, false, frame), BE::kSourceStatus_PastEnd);
     EXPECT_FALSE(frame);
-    EXPECT_EQ(clip.Ask(TickTime(duration.GetTicks() - 1), clip.Native(), 0, 0, false, frame), BE::kSourceStatus_OK);
+    EXPECT_EQ(clip.Ask(TickTime(duration.GetTicks() - 1), clip.Native(), 0, 0, false, frame),
+              BE::kSourceStatus_OK);
     EXPECT_EQ(clip.Ask(TickTime(-1), clip.Native(), 0, 0, false, frame), BE::kSourceStatus_OK);
     EXPECT_EQ(Checksum(frame), Checksum(clip.Frame(0, clip.Native())));
 }
@@ -245,8 +251,8 @@ TEST(FFmpegSource, RewrittenFileHasOtherKeys)
 
 TEST(FFmpegSource, TurnedPicturesStandUpright)
 {
-    // FFmpeg's command line turns by itself, after its own conversion; so an exact comparison needs one that both
-    // make alike: each turn of ours of the unturned frame.
+    // FFmpeg's command line turns by itself, after its own conversion; so an exact comparison needs one that
+    // both make alike: each turn of ours of the unturned frame.
     const OpenedClip lying = OpenClip("h264_b.mp4");
     const OpenedClip upright = OpenClip("rotated.mp4");
     TVK::Rect bounds;
@@ -262,7 +268,8 @@ TEST(FFmpegSource, TurnedPicturesStandUpright)
     // Which way: by what FFmpeg's command line makes of the same file, in grey.
     TestSupport::ScratchFolder folder;
     const std::string raw = folder.File("turned.gray");
-    MediaTests::RunFFmpeg({"-i", MediaPath("rotated.mp4"), "-frames:v", "1", "-vf", "format=gray", "-f", "rawvideo", raw});
+    MediaTests::RunFFmpeg(
+        {"-i", MediaPath("rotated.mp4"), "-frames:v", "1", "-vf", "format=gray", "-f", "rawvideo", raw});
     const std::vector<std::uint8_t> expected = MediaTests::ReadBytes(raw);
     ASSERT_EQ(expected.size(), 96u * 160u);
     const MF::IVideoFrameRef first = upright.Frame(0, MF::kPixelFormat_BGRA_4444_8u);

@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
-// What another program makes of a clip: FFmpeg's command line decodes it from start to end and prints a checksum for
-// each frame.
+// What another program makes of a clip: FFmpeg's command line decodes it from start to end and prints a
+// checksum for each frame.
 //
 // Thread-safety: safe.
 namespace MediaTests
@@ -19,7 +19,8 @@ struct LinearFrame
 
 // inStream: number of the stream in the file. inDecoder: by name, or empty for the codec's default one.
 // Throws std::runtime_error when the program fails.
-std::vector<LinearFrame> DecodeLinearly(const std::string& inPath, int inStream, const std::string& inDecoder = "");
+std::vector<LinearFrame> DecodeLinearly(const std::string& inPath, int inStream,
+                                        const std::string& inDecoder = "");
 
 // The clips that every reading test goes through: containers and codecs of all kinds.
 const std::vector<std::string>& ClipNames();
