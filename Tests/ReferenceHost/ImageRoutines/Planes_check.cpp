@@ -228,6 +228,29 @@ TEST_P(Planes, AreScaledAsTheReferenceDoes)
 INSTANTIATE_TEST_SUITE_P(Each, Planes, testing::ValuesIn(TestPictures::Targets()),
                          [](const auto& inInfo) { return inInfo.param; });
 
+TEST(PlanesContract, GiveTheSameBytesOnEveryInstructionSet)
+{
+    std::mt19937 random(1004);
+    for (std::size_t round = 0; round < TestSupport::ScaledCount(400); ++round)
+    {
+        const ir::PlanarDescription description = RandomDescription(random);
+        PlaneMemory source(description);
+        source.Randomise(random);
+        std::vector<unsigned char> first;
+        for (const std::string& name : TestPictures::Targets())
+        {
+            ASSERT_TRUE(ir::SetCpuTarget(name.c_str()));
+            Memory target(0x00C, description.width, description.height);
+            ASSERT_EQ(kIR_Success,
+                      ir::ConvertPlanes(source.As<ir::PlanarPicture>(), kIR_WholePicture, target.Pixels(),
+                                        target.RowBytes(), description.width, description.height, 0x00C, 4));
+            first = first.empty() ? target.Packed() : first;
+            ASSERT_EQ(first, target.Packed()) << Told(description) << " on " << name;
+        }
+    }
+    ASSERT_TRUE(ir::SetCpuTarget("auto"));
+}
+
 TEST(PlanesContract, RefusesDescriptionsThatGoNowhere)
 {
     std::vector<unsigned char> bytes(4096);
