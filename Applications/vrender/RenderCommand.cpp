@@ -7,7 +7,7 @@
 
 #include <algorithm>
 #include <cmath>
-#include <optional>
+#include <unistd.h>
 
 namespace vrender
 {
@@ -16,6 +16,8 @@ namespace
 {
 
 constexpr Rational kStillRate{25, 1};
+// What a pixel format's properties say of straight alpha.
+constexpr std::uint32_t kStraightTone = 1;
 
 // Which frames the output shows, and how fast.
 struct Schedule
@@ -97,6 +99,10 @@ void CheckOptions(const Options& inOptions)
         throw ToolError(ExitCode::kUsage,
                         "--checksum prints on standard output, which takes the frames already");
     }
+    if (inOptions.mOutput == "-" && ::isatty(STDOUT_FILENO) == 1)
+    {
+        throw ToolError(ExitCode::kUsage, "standard output is a terminal, which can't show a movie");
+    }
     if (!inOptions.mProgressFormat.empty() && inOptions.mProgress.empty())
     {
         throw ToolError(ExitCode::kUsage, "--progress-format: needs --progress");
@@ -151,11 +157,18 @@ void AddSchedule(const Schedule& inSchedule, const Timeline& inTimeline, OutputD
     }
 }
 
-void SayWhatIsLeftOut(const OpenInput& inInput, const Schedule& inSchedule, const Options& inOptions)
+void SayWhatIsLeftOut(const OpenInput& inInput, const Schedule& inSchedule, const Options& inOptions,
+                      const FrameWriter& inWriter)
 {
     if (inInput.mClip->Facts().mHasAudio)
     {
         console::Say(inOptions.mInput + ": sound is not carried over");
+    }
+    const bool keepsAlpha =
+        norviktypes::ToneOfProperties(inWriter.RenderFormat().mProperties) == kStraightTone;
+    if (inInput.mClip->Facts().mAlpha != "none" && !keepsAlpha)
+    {
+        console::Say(inOptions.mInput + ": " + inWriter.Description() + " holds no alpha, which is left out");
     }
     if (!inInput.mTimeline.mHasGrid && inSchedule.mByClock && inOptions.mRate.empty())
     {
@@ -184,7 +197,7 @@ ExitCode RunRender(const Options& inOptions)
     AddSchedule(schedule, input.mTimeline, output);
     const std::unique_ptr<FrameWriter> writer = CreateWriter(output);
     Progress progress(ProgressSettings(inOptions, schedule));
-    SayWhatIsLeftOut(input, schedule, inOptions);
+    SayWhatIsLeftOut(input, schedule, inOptions, *writer);
 
     PipelineJob job;
     job.mClip = input.mClip.get();

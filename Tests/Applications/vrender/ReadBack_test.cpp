@@ -248,6 +248,10 @@ TEST(ReadBack, AlphaStaysInStillsAndMovies)
     ASSERT_EQ(RunTool({"render", folder.File("in.mov"), folder.File("b.mov"), "--codec", "qtrle"}).exitCode,
               0);
     EXPECT_EQ(FrameSums(folder.File("b.mov"), "rgba"), FrameSums(folder.File("in.mov"), "rgba"));
+    const ChildResult opaque =
+        RunTool({"render", folder.File("in.mov"), folder.File("c.mp4"), "--codec", "libx264"});
+    EXPECT_EQ(opaque.exitCode, 0);
+    EXPECT_NE(opaque.err.find("holds no alpha"), std::string::npos) << opaque.err;
 }
 
 TEST(ReadBack, SixteenBitsStayInStills)
