@@ -50,6 +50,8 @@ clip("h264_444.mp4", source(frames=40), X264, "-pix_fmt", "yuv444p")
 clip("h264_10.mkv", source(frames=40), X264, "-pix_fmt", "yuv420p10le")
 clip("h264_long.mp4", source(frames=260), X264, "-g", "250", "-keyint_min", "250", "-sc_threshold", "0",
      "-pix_fmt", "yuv420p")
+clip("h264_pyramid.mp4", source(frames=120), "-c:v", "libx264", "-preset", "medium", "-threads", "2", "-refs", "5",
+     "-bf", "3", "-b_strategy", "0", "-b-pyramid", "normal", "-g", "250", "-sc_threshold", "0", "-pix_fmt", "yuv420p")
 clip("h264_refresh.mp4", source(frames=80), X264, "-x264-params", "intra-refresh=1:keyint=30", "-pix_fmt", "yuv420p")
 clip("h264_fragmented.mp4", source(frames=60), X264, "-g", "20", "-pix_fmt", "yuv420p",
      "-movflags", "frag_keyframe+empty_moov")

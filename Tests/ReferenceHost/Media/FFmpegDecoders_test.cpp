@@ -144,6 +144,39 @@ TEST_F(FFmpegDecoders, SingleLooksDecodeOnlyWhatTheyNeed)
     EXPECT_LE(file->Statistics().framesDecoded, (240u + 120u + 245u + 33u) * 8 / 10);
 }
 
+// Later pictures of this clip refer to pictures that are shown between others.
+TEST_F(FFmpegDecoders, PicturesThatOthersReferToAreNotLeftOut)
+{
+    const std::vector<MediaTests::LinearFrame> linear =
+        MediaTests::DecodeLinearly(TestSupport::MediaPath("h264_pyramid.mp4"), 0);
+    for (const std::int64_t rank : {40, 66, 91, 115})
+    {
+        Media::FileOptions options;
+        options.keepsLeadIn = false;
+        Media::FileError error;
+        const auto file = Media::MediaFile::Open(TestSupport::MediaPath("h264_pyramid.mp4"), options, error);
+        ASSERT_TRUE(file) << error.text;
+        const Media::FrameAnswer answer = file->GetFrame(rank);
+        ASSERT_EQ(answer.status, Media::FrameStatus::kOk) << answer.text;
+        EXPECT_EQ(Media::PictureChecksum(*answer.picture), linear[static_cast<std::size_t>(rank)].checksum)
+            << rank;
+    }
+}
+
+TEST_F(FFmpegDecoders, EveryFrameOfOpenGroupsTakesOneSeek)
+{
+    for (const char* name : {"h264_open.ts", "hevc_open.ts", "mpeg2_interlaced.ts"})
+    {
+        for (std::int64_t rank = 0; rank < 60; ++rank)
+        {
+            const auto file = Open(name);
+            const std::uint64_t before = file->Statistics().seeks; // opening may look at the first frame
+            Step(*file, rank, rank);
+            EXPECT_LE(file->Statistics().seeks - before, 1u) << name << " " << rank;
+        }
+    }
+}
+
 TEST_F(FFmpegDecoders, ShortBudgetChangesNoPicture)
 {
     for (const char* name :

@@ -62,6 +62,7 @@ const std::vector<std::string>& ClipNames()
                                                     "h264_444.mp4",
                                                     "h264_10.mkv",
                                                     "h264_refresh.mp4",
+                                                    "h264_pyramid.mp4",
                                                     "h264_fragmented.mp4",
                                                     "h264_raw.h264",
                                                     "h264_b.avi",
