@@ -98,6 +98,22 @@ TEST(Render, LosslessMoviesHoldTheRenderedFrames)
     }
 }
 
+TEST(Render, OddSizesKeepTheirLastLinesAndColumns)
+{
+    const ScratchFolder folder;
+    for (const char* format : {"yuv420p", "yuv422p", "yuv444p", "yuv420p10le", "gbrp", "bgr0"})
+    {
+        RunFFmpeg("-f lavfi -i mandelbrot=size=83x45:rate=25 -frames:v 3 -c:v ffv1 -colorspace bt709 "
+                  "-color_range tv -pix_fmt " +
+                  std::string(format) + " " + folder.File("in.mkv"));
+        const ChildResult result = RunTool(
+            {"render", folder.File("in.mkv"), folder.File("out.mkv"), "--codec", "ffv1", "--overwrite"});
+        ASSERT_EQ(result.exitCode, 0) << result.Describe();
+        EXPECT_EQ(FrameSums(folder.File("out.mkv"), format), FrameSums(folder.File("in.mkv"), format))
+            << format;
+    }
+}
+
 TEST(Render, RawPicturesHaveNoPadding)
 {
     const ScratchFolder folder;
