@@ -468,7 +468,7 @@ EncoderFrame PictureLayout::Wrap(const MF::IVideoFrameRef& inFrame, const Pixels
     {
         throw ToolError(ExitCode::kTryAgain, "out of memory");
     }
-    reference.release();
+    static_cast<void>(reference.release());
     SetAttributes(*picture);
     picture->data[0] = inPixels.mData;
     picture->linesize[0] = inPixels.mRowBytes;
@@ -558,7 +558,8 @@ void PictureLayout::LayPacked(const Pixels& inPixels, AVFrame& outPicture) const
         std::uint8_t* target = outPicture.data[0] + static_cast<std::ptrdiff_t>(y) * outPicture.linesize[0];
         if (hasPadding)
         {
-            std::memset(target, 0xFF, static_cast<std::size_t>(mWidth * format.comp[0].step));
+            std::memset(target, 0xFF,
+                        static_cast<std::size_t>(mWidth) * static_cast<std::size_t>(format.comp[0].step));
         }
         if (format.comp[0].depth == 16)
         {
