@@ -215,13 +215,6 @@ double ReadPlane(const Picture& inPicture, int inComponent, std::int32_t inX, st
     return (raw - range.offset) / range.scale;
 }
 
-ComponentRange RangeOf(const Picture& inPicture, int inComponent)
-{
-    return inComponent == 0   ? LumaRange(inPicture)
-           : inComponent == 3 ? AlphaRange(inPicture)
-                              : ChromaRange(inPicture);
-}
-
 Pixel ReadPixel(const Picture& inPicture, std::int32_t inX, std::int32_t inY)
 {
     Pixel pixel = {{ReadPlane(inPicture, 0, inX, inY), 0.0, 0.0, 1.0}};

@@ -9,7 +9,7 @@
 //
 // A row has four planes of floats, R G B A or Y U V A as the header of the image routines tells their values, all at
 // full chroma resolution. Arithmetic is that of IEEE single precision without fused operations, so that
-// every instruction set gives the same bits.
+// every instruction set gives the same bits. Reading, writing and the arithmetic between are a source each.
 //
 // Thread-safety: pure functions on the caller's rows; safe.
 namespace ir
@@ -26,6 +26,11 @@ struct FloatRange
     float offset;
     float factor;
 };
+
+inline FloatRange FloatRangeOf(const ComponentRange& inRange) noexcept
+{
+    return {static_cast<float>(inRange.offset), static_cast<float>(1.0 / inRange.scale)};
+}
 
 // What happens between reading a row and writing it, in this order.
 struct RowPlan

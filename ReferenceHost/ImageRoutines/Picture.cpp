@@ -550,6 +550,13 @@ ComponentRange AlphaRange(const Picture& inPicture) noexcept
     return {0.0, static_cast<double>((1 << inPicture.bits) - 1)};
 }
 
+ComponentRange RangeOf(const Picture& inPicture, int inComponent) noexcept
+{
+    return inComponent == 0   ? LumaRange(inPicture)
+           : inComponent == 3 ? AlphaRange(inPicture)
+                              : ChromaRange(inPicture);
+}
+
 double ChromaOffsetX(const Picture& inPicture) noexcept
 {
     const double middle = static_cast<double>((1 << inPicture.shiftX) - 1) / 2.0;

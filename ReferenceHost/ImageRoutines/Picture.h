@@ -115,6 +115,9 @@ ComponentRange LumaRange(const Picture& inPicture) noexcept;
 ComponentRange ChromaRange(const Picture& inPicture) noexcept;
 ComponentRange AlphaRange(const Picture& inPicture) noexcept;
 
+// The one of these three that component 0 to 3 has.
+ComponentRange RangeOf(const Picture& inPicture, int inComponent) noexcept;
+
 // Bytes of one four-component pixel or one sample of a plane.
 std::int32_t SampleBytes(Sample inSample) noexcept;
 

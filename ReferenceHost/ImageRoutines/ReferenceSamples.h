@@ -36,8 +36,6 @@ struct Grid
     std::vector<Pixel> pixels;
 };
 
-ComponentRange RangeOf(const Picture& inPicture, int inComponent);
-
 // The code at an index of a row, and a component of the plane it lives in (chroma in chroma units), range taken away.
 double LoadSample(const Picture& inPicture, const unsigned char* inRow, std::ptrdiff_t inIndex);
 double ReadPlane(const Picture& inPicture, int inComponent, std::int32_t inX, std::int32_t inY);

@@ -18,15 +18,7 @@ struct AxisMap
     double start; // the source's place at the target's place 0
     double step;  // source samples for one target sample
 
-    double At(double inTargetPlace) const noexcept
-    {
-        return start +
-               step *
-                   inTargetPlace; // Whether each row that is written shows one row of the source and nothing of its neighbours, in order, at equal width.
-        bool CopiesRows(std::int32_t inSourceWidth, std::int32_t inSourceHeight, std::int32_t inSourceField,
-                        std::int32_t inTargetWidth, std::int32_t inTargetHeight,
-                        std::int32_t inTargetField) noexcept;
-    }
+    double At(double inTargetPlace) const noexcept { return start + step * inTargetPlace; }
 };
 
 enum class ScaleFilter : std::uint8_t
@@ -46,7 +38,8 @@ std::int32_t RowsOfField(std::int32_t inHeight, std::int32_t inField) noexcept;
 AxisMap MapRows(std::int32_t inSourceHeight, std::int32_t inSourceField, std::int32_t inTargetHeight,
                 std::int32_t inTargetField) noexcept;
 
-// Whether each row that is written shows one row of the source and nothing of its neighbours, in order, at equal width.
+// Whether each row that is written shows one row of the source and nothing of its neighbours, in order, at equal
+// width.
 bool CopiesRows(std::int32_t inSourceWidth, std::int32_t inSourceHeight, std::int32_t inSourceField,
                 std::int32_t inTargetWidth, std::int32_t inTargetHeight, std::int32_t inTargetField) noexcept;
 

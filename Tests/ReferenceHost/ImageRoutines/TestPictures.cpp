@@ -194,7 +194,7 @@ double Difference(const ir::Picture& inOne, const ir::Picture& inOther)
         {
             continue;
         }
-        const double scale = isFloat ? 1.0 : ir::reference::RangeOf(inOne, component).scale;
+        const double scale = isFloat ? 1.0 : ir::RangeOf(inOne, component).scale;
         const std::int32_t rows = isChroma ? inOne.chromaRows : inOne.height;
         const std::int32_t width = isChroma ? inOne.ChromaWidth() : inOne.width;
         for (std::int32_t y = 0; y < (inOne.IsSubsampled() || !isChroma ? rows : inOne.height); ++y)
