@@ -98,6 +98,18 @@ const std::vector<Clip>& Clips()
     return sClips;
 }
 
+// All of them, or a tenth of all kinds in a run of a tenth.
+std::vector<Clip> SomeClips()
+{
+    const std::size_t count = std::min(ScaledCount(Clips().size()), Clips().size());
+    std::vector<Clip> some;
+    for (std::size_t i = 0; i < count; ++i)
+    {
+        some.push_back(Clips()[i * Clips().size() / count]);
+    }
+    return some;
+}
+
 // VR_TEST_VRENDER sends the same files through another build.
 ChildResult RunTool(const std::vector<std::string>& inWords)
 {
@@ -285,7 +297,7 @@ INSTANTIATE_TEST_SUITE_P(By, MutatedMedia,
 TEST(WholeOrBareMedia, UndamagedClipsRenderWhole)
 {
     const ScratchFolder folder;
-    for (const Clip& clip : Clips())
+    for (const Clip& clip : SomeClips())
     {
         const std::string path = folder.File("whole_" + clip.name);
         WriteBytes(path, clip.bytes);
@@ -298,7 +310,7 @@ TEST(WholeOrBareMedia, UndamagedClipsRenderWhole)
 TEST(WholeOrBareMedia, EmptyFilesAndBareHeadsAreBadData)
 {
     const ScratchFolder folder;
-    for (const Clip& clip : Clips())
+    for (const Clip& clip : SomeClips())
     {
         for (const std::size_t length : {std::size_t{0}, std::size_t{1}, std::size_t{12}})
         {
