@@ -1,74 +1,24 @@
 #include <benchmark/benchmark.h>
 #include <cstring>
-#include <sys/mman.h>
-#include <vector>
 
 extern "C"
 {
 #include <libswscale/swscale.h>
 }
 
+#include "BenchPictures.h"
 #include "IR/ImageRoutines.h"
-#include "ReferenceHost/ImageRoutines/Planes.h"
 
 // Conversions of whole frames on one thread, beside the same work in libswscale and the memory's own speed. Frames come
 // from a ring that is larger than the caches, as they do when a decoder and an encoder run.
 namespace
 {
 
+using BenchPictures::Ring;
+
 constexpr int kWidth = 1920;
 constexpr int kHeight = 1080;
 constexpr std::size_t kRing = 8;
-
-class Ring
-{
-public:
-    explicit Ring(std::size_t inBytes)
-    {
-        for (std::size_t i = 0; i < kRing; ++i)
-        {
-            const std::size_t bytes = (inBytes + kHuge - 1) / kHuge * kHuge;
-            auto* block = static_cast<unsigned char*>(std::aligned_alloc(kHuge, bytes));
-            madvise(block, bytes, MADV_HUGEPAGE);
-            std::uint32_t state = 12345 + static_cast<std::uint32_t>(i);
-            for (std::size_t j = 0; j < inBytes; ++j)
-            {
-                state = state * 1664525U + 1013904223U;
-                block[j] = static_cast<unsigned char>(state >> 24);
-            }
-            mBlocks.push_back(block);
-        }
-    }
-    ~Ring()
-    {
-        for (unsigned char* block : mBlocks)
-        {
-            std::free(block);
-        }
-    }
-    Ring(const Ring&) = delete;
-    Ring& operator=(const Ring&) = delete;
-
-    unsigned char* Next() { return mBlocks[mNext++ % kRing]; }
-
-    // Words of ten bits where bytes were.
-    void MaskToTenBits(std::size_t inBytes)
-    {
-        for (unsigned char* block : mBlocks)
-        {
-            for (std::size_t i = 1; i < inBytes; i += 2)
-            {
-                block[i] &= 3;
-            }
-        }
-    }
-
-private:
-    static constexpr std::size_t kHuge = std::size_t{1} << 21;
-
-    std::vector<unsigned char*> mBlocks;
-    std::size_t mNext = 0;
-};
 
 struct Case
 {
@@ -100,8 +50,8 @@ void CountFrames(benchmark::State& ioState, std::size_t inBytes)
 
 void Memcpy(benchmark::State& ioState)
 {
-    Ring source(kBgra.bytesPerFrame);
-    Ring target(kBgra.bytesPerFrame);
+    Ring source(kRing, kBgra.bytesPerFrame);
+    Ring target(kRing, kBgra.bytesPerFrame);
     for (auto _ : ioState)
     {
         std::memcpy(target.Next(), source.Next(), kBgra.bytesPerFrame);
@@ -112,8 +62,8 @@ void Memcpy(benchmark::State& ioState)
 
 void Ours(benchmark::State& ioState, const Case& inFrom, const Case& inTo)
 {
-    Ring source(inFrom.bytesPerFrame);
-    Ring target(inTo.bytesPerFrame);
+    Ring source(kRing, inFrom.bytesPerFrame);
+    Ring target(kRing, inTo.bytesPerFrame);
     if ((inFrom.code >> 8 & 7) == 3)
     {
         source.MaskToTenBits(inFrom.bytesPerFrame);
@@ -131,8 +81,8 @@ void Ours(benchmark::State& ioState, const Case& inFrom, const Case& inTo)
 
 void Swscale(benchmark::State& ioState, const Case& inFrom, const Case& inTo, int inFlags)
 {
-    Ring source(inFrom.bytesPerFrame);
-    Ring target(inTo.bytesPerFrame);
+    Ring source(kRing, inFrom.bytesPerFrame);
+    Ring target(kRing, inTo.bytesPerFrame);
     SwsContext* context = sws_getContext(kWidth, kHeight, inFrom.peer, kWidth, kHeight, inTo.peer, inFlags,
                                          nullptr, nullptr, nullptr);
     for (auto _ : ioState)

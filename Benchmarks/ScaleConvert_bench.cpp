@@ -1,69 +1,30 @@
 #include <benchmark/benchmark.h>
-#include <cstdlib>
-#include <cstring>
-#include <sys/mman.h>
-#include <vector>
 
 extern "C"
 {
 #include <libswscale/swscale.h>
 }
 
+#include "BenchPictures.h"
 #include "IR/ImageRoutines.h"
 
 // 2160p to 1080p on one thread, beside libswscale's filters. Frames come from a ring larger than the caches.
 namespace
 {
 
+using BenchPictures::Ring;
+
 constexpr int kWidth = 3840;
 constexpr int kHeight = 2160;
 constexpr std::size_t kRing = 4;
 constexpr std::size_t kPixels = std::size_t{kWidth} * kHeight;
 
-class Ring
-{
-public:
-    explicit Ring(std::size_t inBytes)
-    {
-        for (std::size_t i = 0; i < kRing; ++i)
-        {
-            const std::size_t bytes = (inBytes + kHuge - 1) / kHuge * kHuge;
-            auto* block = static_cast<unsigned char*>(std::aligned_alloc(kHuge, bytes));
-            madvise(block, bytes, MADV_HUGEPAGE);
-            std::uint32_t state = 99 + static_cast<std::uint32_t>(i);
-            for (std::size_t j = 0; j < inBytes; ++j)
-            {
-                state = state * 1664525U + 1013904223U;
-                block[j] = static_cast<unsigned char>(state >> 24);
-            }
-            mBlocks.push_back(block);
-        }
-    }
-    ~Ring()
-    {
-        for (unsigned char* block : mBlocks)
-        {
-            std::free(block);
-        }
-    }
-    Ring(const Ring&) = delete;
-    Ring& operator=(const Ring&) = delete;
-
-    unsigned char* Next() { return mBlocks[mNext++ % kRing]; }
-
-private:
-    static constexpr std::size_t kHuge = std::size_t{1} << 21;
-
-    std::vector<unsigned char*> mBlocks;
-    std::size_t mNext = 0;
-};
-
 void Ours(benchmark::State& ioState, std::uint32_t inCode, std::uint32_t inTargetCode)
 {
     const bool isPlanar = (inCode & 0xF0) != 0;
     const int rowBytes = isPlanar ? kWidth : kWidth * 4;
-    Ring source(isPlanar ? kPixels * 3 / 2 : kPixels * 4);
-    Ring target(kPixels);
+    Ring source(kRing, isPlanar ? kPixels * 3 / 2 : kPixels * 4);
+    Ring target(kRing, kPixels);
     const auto quality = static_cast<std::int32_t>(ioState.range(0));
     for (auto _ : ioState)
     {
@@ -79,8 +40,8 @@ void Ours(benchmark::State& ioState, std::uint32_t inCode, std::uint32_t inTarge
 void Swscale(benchmark::State& ioState, AVPixelFormat inFormat, int inFlags)
 {
     const bool isPlanar = inFormat == AV_PIX_FMT_YUV420P;
-    Ring source(isPlanar ? kPixels * 3 / 2 : kPixels * 4);
-    Ring target(kPixels);
+    Ring source(kRing, isPlanar ? kPixels * 3 / 2 : kPixels * 4);
+    Ring target(kRing, kPixels);
     SwsContext* context = sws_getContext(kWidth, kHeight, inFormat, kWidth / 2, kHeight / 2, AV_PIX_FMT_BGRA,
                                          inFlags, nullptr, nullptr, nullptr);
     for (auto _ : ioState)

@@ -67,6 +67,29 @@ std::int32_t ConvertSameSize(const Picture& inSource, const Picture& inTarget, c
                                            : kIR_BadArgument;
 }
 
+// One end of a conversion, as a caller describes it.
+struct PixelMemory
+{
+    const void* pixels;
+    std::int32_t rowBytes;
+    std::int32_t width;
+    std::int32_t height;
+    std::uint32_t format;
+};
+
+std::int32_t PictureOf(const PixelMemory& inMemory, Picture& outPicture)
+{
+    return ir::PictureFromCode(inMemory.pixels, inMemory.rowBytes, inMemory.width, inMemory.height,
+                               inMemory.format, outPicture);
+}
+
+std::int32_t PicturesOf(const PixelMemory& inSource, const PixelMemory& inTarget, Picture& outSource,
+                        Picture& outTarget)
+{
+    const std::int32_t status = PictureOf(inSource, outSource);
+    return status != kIR_Success ? status : PictureOf(inTarget, outTarget);
+}
+
 std::int32_t OnePixel(const void* inColor, std::uint32_t inFormat, Picture& outPixel)
 {
     const std::int32_t status = ir::PictureFromCode(inColor, 16, 1, 1, inFormat, outPixel);
@@ -97,13 +120,9 @@ extern "C"
     {
         Picture source;
         Picture target;
-        std::int32_t status =
-            ir::PictureFromCode(inSource, inSourceRowBytes, inWidth, inHeight, inSourceFormat, source);
-        if (status == kIR_Success)
-        {
-            status =
-                ir::PictureFromCode(outTarget, inTargetRowBytes, inWidth, inHeight, inTargetFormat, target);
-        }
+        const std::int32_t status =
+            PicturesOf({inSource, inSourceRowBytes, inWidth, inHeight, inSourceFormat},
+                       {outTarget, inTargetRowBytes, inWidth, inHeight, inTargetFormat}, source, target);
         return status != kIR_Success ? status : Guarded([&] { return ConvertSameSize(source, target, {}); });
     }
 
@@ -115,13 +134,9 @@ extern "C"
     {
         Picture source;
         Picture target;
-        std::int32_t status = ir::PictureFromCode(inSource, inSourceRowBytes, inSourceWidth, inSourceHeight,
-                                                  inSourceFormat, source);
-        if (status == kIR_Success)
-        {
-            status = ir::PictureFromCode(outTarget, inTargetRowBytes, inTargetWidth, inTargetHeight,
-                                         inTargetFormat, target);
-        }
+        const std::int32_t status = PicturesOf(
+            {inSource, inSourceRowBytes, inSourceWidth, inSourceHeight, inSourceFormat},
+            {outTarget, inTargetRowBytes, inTargetWidth, inTargetHeight, inTargetFormat}, source, target);
         if (status != kIR_Success)
         {
             return status;
@@ -173,13 +188,9 @@ extern "C"
     {
         Picture source;
         Picture target;
-        std::int32_t status =
-            ir::PictureFromCode(inSource, inSourceRowBytes, inWidth, inHeight, inSourceFormat, source);
-        if (status == kIR_Success)
-        {
-            status =
-                ir::PictureFromCode(outTarget, inTargetRowBytes, inWidth, inHeight, inTargetFormat, target);
-        }
+        const std::int32_t status =
+            PicturesOf({inSource, inSourceRowBytes, inWidth, inHeight, inSourceFormat},
+                       {outTarget, inTargetRowBytes, inWidth, inHeight, inTargetFormat}, source, target);
         if (status != kIR_Success || std::isnan(inOpacity))
         {
             return status != kIR_Success ? status : kIR_BadArgument;

@@ -268,36 +268,47 @@ void Pad(std::uint16_t* ioRow, std::size_t inSamples)
     }
 }
 
-HWY_INLINE std::uint16_t WeightOfFar(const ChromaBlend& inBlend)
+// What the near and the far row of chroma count for in the one between them.
+struct Shares
 {
-    return static_cast<std::uint16_t>(inBlend.eighthsOfFar * inBlend.unit / 8);
-}
+    explicit Shares(const ChromaBlend& inBlend)
+        : near(static_cast<std::uint16_t>((8 - inBlend.eighthsOfFar) * inBlend.unit / 8))
+        , far(static_cast<std::uint16_t>(inBlend.eighthsOfFar * inBlend.unit / 8))
+    {
+    }
 
-HWY_INLINE std::uint16_t WeightOfNear(const ChromaBlend& inBlend)
-{
-    return static_cast<std::uint16_t>((8 - inBlend.eighthsOfFar) * inBlend.unit / 8);
-}
+    HWY_INLINE void Store(WordVector inNear, WordVector inFar, std::uint16_t* outSamples) const
+    {
+        const Words d;
+        const WordVector sum = hn::Add(hn::Mul(inNear, hn::Set(d, near)), hn::Mul(inFar, hn::Set(d, far)));
+        hn::StoreU(sum, d, outSamples);
+    }
+
+    std::uint16_t One(const ChromaBlend& inBlend, std::size_t inAt) const
+    {
+        return static_cast<std::uint16_t>(OneChromaSample(inBlend, inBlend.near, inAt) * near +
+                                          OneChromaSample(inBlend, inBlend.far, inAt) * far);
+    }
+
+    const std::uint16_t near;
+    const std::uint16_t far;
+};
 
 template <bool kIsWord>
 void BlendOne(const ChromaBlend& inBlend, std::uint16_t* outRow, std::size_t inSamples)
 {
-    const Words d;
-    const std::size_t step = hn::Lanes(d);
-    const std::uint16_t nearShare = WeightOfNear(inBlend);
-    const std::uint16_t farShare = WeightOfFar(inBlend);
-    const WordVector nearWeight = hn::Set(d, nearShare);
-    const WordVector farWeight = hn::Set(d, farShare);
+    const Shares shares(inBlend);
+    const std::size_t step = hn::Lanes(Words());
     std::size_t i = 0;
     for (; i + step <= inSamples; i += step)
     {
         const WordVector near = LoadChromaSamples<kIsWord>(inBlend.near, i, inBlend.lowBits);
         const WordVector far = LoadChromaSamples<kIsWord>(inBlend.far, i, inBlend.lowBits);
-        hn::StoreU(hn::Add(hn::Mul(near, nearWeight), hn::Mul(far, farWeight)), d, outRow + i);
+        shares.Store(near, far, outRow + i);
     }
     for (; i < inSamples; ++i)
     {
-        outRow[i] = static_cast<std::uint16_t>(OneChromaSample(inBlend, inBlend.near, i) * nearShare +
-                                               OneChromaSample(inBlend, inBlend.far, i) * farShare);
+        outRow[i] = shares.One(inBlend, i);
     }
     Pad(outRow, inSamples);
 }
@@ -328,26 +339,20 @@ HWY_INLINE Pair LoadInterleavedChroma(const void* inRow, std::size_t inAt, int i
 template <bool kIsWord>
 void BlendTwo(const ChromaBlend& inBlend, std::uint16_t* outU, std::uint16_t* outV, std::size_t inSamples)
 {
-    const Words d;
-    const std::size_t step = hn::Lanes(d);
-    const std::uint16_t nearShare = WeightOfNear(inBlend);
-    const std::uint16_t farShare = WeightOfFar(inBlend);
-    const WordVector nearWeight = hn::Set(d, nearShare);
-    const WordVector farWeight = hn::Set(d, farShare);
+    const Shares shares(inBlend);
+    const std::size_t step = hn::Lanes(Words());
     std::size_t i = 0;
     for (; i + step <= inSamples; i += step)
     {
         const Pair near = LoadInterleavedChroma<kIsWord>(inBlend.near, i, inBlend.lowBits);
         const Pair far = LoadInterleavedChroma<kIsWord>(inBlend.far, i, inBlend.lowBits);
-        hn::StoreU(hn::Add(hn::Mul(near.even, nearWeight), hn::Mul(far.even, farWeight)), d, outU + i);
-        hn::StoreU(hn::Add(hn::Mul(near.odd, nearWeight), hn::Mul(far.odd, farWeight)), d, outV + i);
+        shares.Store(near.even, far.even, outU + i);
+        shares.Store(near.odd, far.odd, outV + i);
     }
     for (; i < inSamples; ++i)
     {
-        outU[i] = static_cast<std::uint16_t>(OneChromaSample(inBlend, inBlend.near, i * 2) * nearShare +
-                                             OneChromaSample(inBlend, inBlend.far, i * 2) * farShare);
-        outV[i] = static_cast<std::uint16_t>(OneChromaSample(inBlend, inBlend.near, i * 2 + 1) * nearShare +
-                                             OneChromaSample(inBlend, inBlend.far, i * 2 + 1) * farShare);
+        outU[i] = shares.One(inBlend, i * 2);
+        outV[i] = shares.One(inBlend, i * 2 + 1);
     }
     Pad(outU, inSamples);
     Pad(outV, inSamples);
