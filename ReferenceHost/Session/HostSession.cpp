@@ -30,8 +30,9 @@ constexpr std::uint64_t kScatteredPicturesNumerator = 3;
 constexpr std::uint64_t kScatteredPicturesDenominator = 4;
 constexpr std::uint64_t kScatteredWindowShare = 6;
 
-// Packets of several megabytes come and go with every frame of lightly compressed media. Their pages are to stay
-// with the process: given back and fetched again, as the C library does by itself, they cost more than the decoding.
+// Packets and tables of several megabytes come and go with every frame, and on any thread. Their pages are to
+// stay with the process, in one heap for all threads: given back and fetched again, as the C library does by
+// itself, they cost more than lightly compressed media does to decode. Frames have a pool of their own.
 constexpr int kLargestKeptBlock = 32 << 20; // the most that it takes
 constexpr int kKeptAtTop = 64 << 20;
 
@@ -39,6 +40,7 @@ void KeepFreedPages()
 {
     mallopt(M_MMAP_THRESHOLD, kLargestKeptBlock);
     mallopt(M_TRIM_THRESHOLD, kKeptAtTop);
+    mallopt(M_ARENA_MAX, 1);
 }
 
 std::uint64_t DefaultMemory()
