@@ -6,6 +6,7 @@
 #include "ReferenceHost/ImageRoutines/Colour.h"
 #include "ReferenceHost/ImageRoutines/Reference.h"
 #include "ReferenceHost/ImageRoutines/ReferenceSamples.h"
+#include "ReferenceHost/ImageRoutines/ScaleGeometry.h"
 
 namespace ir::reference
 {

@@ -46,9 +46,6 @@ void WritePlane(const Picture& inPicture, int inComponent, std::int32_t inX, std
 // Packed forms hold whole groups: places beyond an odd width repeat the last sample, so that nothing stale is left.
 void CompleteChromaGroup(const Picture& inPicture, std::int32_t inY);
 
-// A sample position beyond an edge, mirrored about the edge.
-std::int32_t Mirrored(std::int32_t inIndex, std::int32_t inCount);
-
 Grid ReadGrid(const Picture& inPicture);
 
 // Writes pixels that are already of the target's kind; chroma is filtered down.

@@ -261,25 +261,29 @@ private:
     {
         zimg_image_format_default(&mKey.source, ZIMG_API_VERSION);
         zimg_image_format_default(&mKey.target, ZIMG_API_VERSION);
-        DescribeSource(mKey.source);
-        DescribeTarget(mKey.target);
         const std::int32_t wholeHeight =
             inTargetField == kIR_WholePicture ? mTarget.height : mWholeTargetHeight;
-        SetRegion(mKey.source, MapRows(mWholeSourceHeight, inSourceField, wholeHeight, inTargetField));
-        const bool isSameSize = mSource.width == mTarget.width && mSourceRows == mTargetRows;
+        const AxisMap rows = MapRows(mWholeSourceHeight, inSourceField, wholeHeight, inTargetField);
+        DescribeSource(rows.step, FilterOf(inQuality), mKey.source);
+        DescribeTarget(mKey.target);
+        SetRegion(mKey.source, rows);
+        const bool copies = CopiesRows(mSource.width, mWholeSourceHeight, inSourceField, mTarget.width,
+                                       wholeHeight, inTargetField);
         mKey.filter = ResizeOf(FilterOf(inQuality));
-        mKey.chromaFilter = isSameSize ? ZIMG_RESIZE_BILINEAR : mKey.filter;
+        mKey.chromaFilter = copies ? ZIMG_RESIZE_BILINEAR : mKey.filter; // as a conversion without scaling
         mKey.cpu = ScalerCpuType();
     }
 
-    void DescribeSource(zimg_image_format& outFormat) const
+    void DescribeSource(double inRowStep, ScaleFilter inFilter, zimg_image_format& outFormat) const
     {
         const bool isFloat = mIntake == Intake::kFloats;
         const std::int32_t shiftY = mPicksRows ? 0 : mSource.shiftY;
         outFormat.subsample_w = static_cast<unsigned>(mSource.shiftX);
         outFormat.subsample_h = static_cast<unsigned>(shiftY);
-        outFormat.width = static_cast<unsigned>(RoundedUp(mSource.width, mSource.shiftX));
-        outFormat.height = static_cast<unsigned>(RoundedUp(mSourceRows, shiftY));
+        const double columnStep = static_cast<double>(mSource.width) / mTarget.width;
+        outFormat.width =
+            static_cast<unsigned>(PaddedSide(mSource.width, mSource.shiftX, columnStep, inFilter));
+        outFormat.height = static_cast<unsigned>(PaddedSide(mSourceRows, shiftY, inRowStep, inFilter));
         outFormat.pixel_type = isFloat ? ZIMG_PIXEL_FLOAT : PixelTypeOf(mSource.sample);
         outFormat.depth = static_cast<unsigned>(isFloat ? 32 : mSource.bits);
         outFormat.chroma_location = static_cast<zimg_chroma_location_e>(mSource.siting);
@@ -332,11 +336,6 @@ private:
             ioFormat.active_region.top = inRows.start;
             ioFormat.active_region.height = height;
         }
-    }
-
-    static std::int32_t RoundedUp(std::int32_t inCount, std::int32_t inShift)
-    {
-        return ((inCount + (1 << inShift) - 1) >> inShift) << inShift;
     }
 
     std::int32_t Process(const ScaleGraph& inGraph, ScaleGraph::Run& ioRun)
@@ -436,10 +435,28 @@ private:
     bool HasChromaRow(unsigned inRow) const { return inRow % (1U << mKey.source.subsample_h) == 0; }
     unsigned ChromaRow(unsigned inRow) const { return inRow >> mKey.source.subsample_h; }
 
-    // The row beyond the last of a picture with an odd height repeats it, as the column beyond an odd width does.
+    // Rows beyond the last of a picture with an odd height are its last ones in mirrored order.
     std::int32_t KeptRow(unsigned inRow) const
     {
-        return std::min(static_cast<std::int32_t>(inRow), mSourceRows - 1);
+        return Mirrored(static_cast<std::int32_t>(inRow), mSourceRows);
+    }
+
+    std::int32_t KeptChromaRow(unsigned inChromaRow) const
+    {
+        return Mirrored(static_cast<std::int32_t>(inChromaRow), mSource.chromaRows);
+    }
+
+    // And so are the columns beyond an odd width, of luma or chroma.
+    template <typename T>
+    void MirrorColumns(bool inIsChroma, T* ioRow) const
+    {
+        const std::int32_t kept = inIsChroma ? mSource.ChromaWidth() : mSource.width;
+        const auto padded =
+            static_cast<std::int32_t>(mKey.source.width >> (inIsChroma ? mKey.source.subsample_w : 0));
+        for (std::int32_t x = kept; x < padded; ++x)
+        {
+            ioRow[x] = ioRow[Mirrored(x, kept)];
+        }
     }
 
     void CopyRow(unsigned inRow)
@@ -452,14 +469,15 @@ private:
                 continue;
             }
             const unsigned row = isChroma ? ChromaRow(inRow) : inRow;
-            const std::int32_t from = isChroma ? static_cast<std::int32_t>(row) : KeptRow(inRow);
+            const std::int32_t from = isChroma ? KeptChromaRow(row) : KeptRow(inRow);
             const auto bytes = static_cast<std::size_t>(RowBytesOf(mSource, plane));
             unsigned char* to = mInput.Row(plane, row);
             std::memcpy(to, mSource.Row(plane, from), bytes);
-            const auto sample = static_cast<std::size_t>(SampleBytes(mSource.sample));
-            for (std::size_t extra = 0; extra < 4 && !isChroma; ++extra)
+            switch (mSource.sample)
             {
-                std::memcpy(to + bytes + extra * sample, to + bytes - sample, sample);
+            case Sample::kByte: MirrorColumns(isChroma, to); break;
+            case Sample::kWord: MirrorColumns(isChroma, reinterpret_cast<std::uint16_t*>(to)); break;
+            default: MirrorColumns(isChroma, reinterpret_cast<float*>(to)); break;
             }
         }
     }
@@ -505,21 +523,23 @@ private:
     void ReadSubsampledFloats(unsigned inRow, std::int32_t inY, const FloatRow& outRow)
     {
         ReadMemoryRow(mSource, 0, inY, outRow.c[0]);
-        std::fill_n(outRow.c[0] + mSource.width, 4, outRow.c[0][mSource.width - 1]);
+        MirrorColumns(false, outRow.c[0]);
         if (mKeepsAlpha)
         {
             ReadMemoryRow(mSource, 3, inY, outRow.c[3]);
-            std::fill_n(outRow.c[3] + mSource.width, 4, outRow.c[3][mSource.width - 1]);
+            MirrorColumns(false, outRow.c[3]);
         }
         for (int component = 1; component < 3 && HasChromaRow(inRow); ++component)
         {
             if (mPicksRows)
             {
                 ReadChromaRow(mSource, component, inY, outRow.c[component], mRows->Row(1));
-                continue;
             }
-            ReadMemoryRow(mSource, component, static_cast<std::int32_t>(ChromaRow(inRow)),
-                          outRow.c[component]);
+            else
+            {
+                ReadMemoryRow(mSource, component, KeptChromaRow(ChromaRow(inRow)), outRow.c[component]);
+            }
+            MirrorColumns(true, outRow.c[component]);
         }
     }
 

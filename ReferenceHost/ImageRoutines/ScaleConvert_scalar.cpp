@@ -16,11 +16,6 @@ double Sinc(double inX)
     return inX == 0.0 ? 1.0 : std::sin(kPi * inX) / (kPi * inX);
 }
 
-double SupportOf(ScaleFilter inFilter)
-{
-    return inFilter == ScaleFilter::kBilinear ? 1.0 : inFilter == ScaleFilter::kBicubic ? 2.0 : 3.0;
-}
-
 double Weight(ScaleFilter inFilter, double inDistance)
 {
     const double x = std::fabs(inDistance);
@@ -186,7 +181,8 @@ void ScalePicture(const Picture& inSource, std::int32_t inSourceField, const Pic
     for (int component = 0; component < (inSource.HasAlpha() ? 4 : 3); ++component)
     {
         const SampledPlane plane = SamplesOf(inSource, inSourceField, component, multiplies && component < 3);
-        ScalePlane(plane, FilterOf(inQuality), columnMap, rowMap, grid, component);
+        ScalePlane(plane, copies ? ScaleFilter::kBilinear : FilterOf(inQuality), columnMap, rowMap, grid,
+                   component);
     }
     for (Pixel& pixel : grid.pixels)
     {

@@ -1,5 +1,8 @@
 #include "ReferenceHost/ImageRoutines/ScaleGeometry.h"
 
+#include <algorithm>
+#include <cmath>
+
 namespace ir
 {
 
@@ -8,6 +11,31 @@ ScaleFilter FilterOf(std::int32_t inQuality) noexcept
     return inQuality <= 3   ? ScaleFilter::kBilinear
            : inQuality == 4 ? ScaleFilter::kBicubic
                             : ScaleFilter::kLanczos;
+}
+
+double SupportOf(ScaleFilter inFilter) noexcept
+{
+    return inFilter == ScaleFilter::kBilinear ? 1.0 : inFilter == ScaleFilter::kBicubic ? 2.0 : 3.0;
+}
+
+std::int32_t Mirrored(std::int32_t inIndex, std::int32_t inCount) noexcept
+{
+    const std::int32_t low = inIndex < 0 ? -1 - inIndex : inIndex;
+    const std::int32_t high = low >= inCount ? 2 * inCount - 1 - low : low;
+    return std::clamp(high, 0, inCount - 1);
+}
+
+std::int32_t PaddedSide(std::int32_t inSide, std::int32_t inShift, double inStep,
+                        ScaleFilter inFilter) noexcept
+{
+    const std::int32_t group = 1 << inShift;
+    if (inSide % group == 0)
+    {
+        return inSide;
+    }
+    // A chroma sample more than the filter's reach is for siting and for fields, whose places are shifted.
+    const double reach = SupportOf(inFilter) * std::max(inStep, static_cast<double>(group)) + 2 * group;
+    return (inSide + static_cast<std::int32_t>(std::ceil(reach)) + group - 1) / group * group;
 }
 
 std::int32_t RowsOfField(std::int32_t inHeight, std::int32_t inField) noexcept

@@ -30,6 +30,18 @@ enum class ScaleFilter : std::uint8_t
 
 ScaleFilter FilterOf(std::int32_t inQuality) noexcept;
 
+// From a filter's middle to its end, in samples of the source or, where it is reduced, of the target.
+double SupportOf(ScaleFilter inFilter) noexcept;
+
+// A sample's index beyond an edge, mirrored about the edge.
+std::int32_t Mirrored(std::int32_t inIndex, std::int32_t inCount) noexcept;
+
+// Luma samples along one axis that the scaler is given. It takes whole groups of 1 << inShift only; a side that isn't
+// made of them gets as many samples more, in mirrored order, as the filter reaches: then the picture's own edge is what
+// the filter is mirrored about, and the scaler's further out is never seen. inStep: source samples a target sample.
+std::int32_t PaddedSide(std::int32_t inSide, std::int32_t inShift, double inStep,
+                        ScaleFilter inFilter) noexcept;
+
 // Rows of a picture of inHeight rows that belong to inField; all for kIR_WholePicture.
 std::int32_t RowsOfField(std::int32_t inHeight, std::int32_t inField) noexcept;
 

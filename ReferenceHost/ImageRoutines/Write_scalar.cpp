@@ -4,6 +4,7 @@
 
 #include "ReferenceHost/ImageRoutines/Colour.h"
 #include "ReferenceHost/ImageRoutines/ReferenceSamples.h"
+#include "ReferenceHost/ImageRoutines/ScaleGeometry.h"
 
 namespace ir::reference
 {
@@ -172,13 +173,6 @@ void CompleteChromaGroup(const Picture& inPicture, std::int32_t inY)
         WritePlane(inPicture, 1, x, inY, ReadPlane(inPicture, 1, last, inY));
         WritePlane(inPicture, 2, x, inY, ReadPlane(inPicture, 2, last, inY));
     }
-}
-
-std::int32_t Mirrored(std::int32_t inIndex, std::int32_t inCount)
-{
-    const std::int32_t low = inIndex < 0 ? -1 - inIndex : inIndex;
-    const std::int32_t high = low >= inCount ? 2 * inCount - 1 - low : low;
-    return std::clamp(high, 0, inCount - 1);
 }
 
 void WriteGrid(const Grid& inGrid, const Picture& inTarget)

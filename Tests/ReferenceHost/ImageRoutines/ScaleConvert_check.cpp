@@ -26,12 +26,6 @@ Job RandomJob(std::mt19937& ioRandom)
 // zimg scales 8 to 16 bits in 16-bit words with 14-bit weights, in two passes: a few 16-bit codes.
 double BoundFor(const ir::Picture& inSource, const ir::Picture& inTarget)
 {
-    // Where luma has an odd side the scaler sees a sample more, which the edge's mirror then starts from.
-    const bool isPadded = inSource.IsSubsampled() && (inSource.width % 2 != 0 || inSource.height % 2 != 0);
-    if (isPadded)
-    {
-        return inTarget.sample == ir::Sample::kFloat ? 0.06 : 0.06 * ((1 << inTarget.bits) - 1);
-    }
     const bool fromFloats = inSource.sample == ir::Sample::kFloat;
     if (inTarget.sample == ir::Sample::kFloat)
     {
