@@ -68,6 +68,27 @@ void RandomiseFourComponents(const ir::Picture& ioPicture, std::mt19937& ioRando
     ir::reference::WriteGrid(grid, ioPicture);
 }
 
+// The samples of one component of two pictures of one code, if they have it; chroma as it lies in memory.
+template <typename Visitor>
+void VisitSamples(const ir::Picture& inOne, const ir::Picture& inOther, int inComponent, Visitor inVisit)
+{
+    const bool isChroma = inComponent == 1 || inComponent == 2;
+    if (inComponent == 3 && inOne.alpha == ir::PictureAlpha::kNone)
+    {
+        return;
+    }
+    const std::int32_t rows = isChroma && inOne.IsSubsampled() ? inOne.chromaRows : inOne.height;
+    const std::int32_t width = isChroma ? inOne.ChromaWidth() : inOne.width;
+    for (std::int32_t y = 0; y < rows; ++y)
+    {
+        for (std::int32_t x = 0; x < width; ++x)
+        {
+            inVisit(ir::reference::ReadPlane(inOne, inComponent, x, y),
+                    ir::reference::ReadPlane(inOther, inComponent, x, y));
+        }
+    }
+}
+
 }
 
 const std::vector<std::uint32_t> kCodes = {
@@ -189,26 +210,35 @@ double Difference(const ir::Picture& inOne, const ir::Picture& inOther)
     const bool isFloat = inOne.sample == ir::Sample::kFloat;
     for (int component = 0; component < 4; ++component)
     {
-        const bool isChroma = component == 1 || component == 2;
-        if (component == 3 && inOne.alpha == ir::PictureAlpha::kNone)
-        {
-            continue;
-        }
         const double scale = isFloat ? 1.0 : ir::RangeOf(inOne, component).scale;
-        const std::int32_t rows = isChroma ? inOne.chromaRows : inOne.height;
-        const std::int32_t width = isChroma ? inOne.ChromaWidth() : inOne.width;
-        for (std::int32_t y = 0; y < (inOne.IsSubsampled() || !isChroma ? rows : inOne.height); ++y)
-        {
-            for (std::int32_t x = 0; x < width; ++x)
-            {
-                const double a = ir::reference::ReadPlane(inOne, component, x, y);
-                const double b = ir::reference::ReadPlane(inOther, component, x, y);
-                const double distance = std::fabs(a - b);
-                const double slack = isFloat ? 4e-6 * std::max(std::fabs(a), std::fabs(b)) : 0.0;
-                const double counted = std::isnan(distance) ? 1e9 : std::max(0.0, distance - slack) * scale;
-                worst = std::max(worst, counted);
-            }
-        }
+        VisitSamples(inOne, inOther, component,
+                     [&](double inA, double inB)
+                     {
+                         const double distance = std::fabs(inA - inB);
+                         const double slack = isFloat ? 4e-6 * std::max(std::fabs(inA), std::fabs(inB)) : 0.0;
+                         const double counted =
+                             std::isnan(distance) ? 1e9 : std::max(0.0, distance - slack) * scale;
+                         worst = std::max(worst, counted);
+                     });
+    }
+    return worst;
+}
+
+double MeanDifference(const ir::Picture& inOne, const ir::Picture& inOther)
+{
+    double worst = 0.0;
+    for (int component = 0; component < 4; ++component)
+    {
+        double sum = 0.0;
+        double count = 0.0;
+        VisitSamples(inOne, inOther, component,
+                     [&](double inA, double inB)
+                     {
+                         sum += inB - inA;
+                         count += 1.0;
+                     });
+        const double mean = std::fabs(sum) / std::max(count, 1.0);
+        worst = std::max(worst, mean * ir::RangeOf(inOne, component).scale);
     }
     return worst;
 }

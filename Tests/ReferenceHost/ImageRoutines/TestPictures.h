@@ -68,6 +68,9 @@ private:
 // The largest difference of two pictures of one code, in codes (integers) or absolutely beyond a relative part (floats).
 double Difference(const ir::Picture& inOne, const ir::Picture& inOther);
 
+// How far the means of two pictures of one code lie apart, in codes, of the component where it's most.
+double MeanDifference(const ir::Picture& inOne, const ir::Picture& inOther);
+
 // The instruction sets to check: all of the machine, or the first and the last few by VR_TEST_TARGETS.
 std::vector<std::string> Targets();
 
