@@ -7,8 +7,8 @@
 #include <sys/mman.h>
 #include <vector>
 
-// Frames of noise for the benches of pixels: a ring that is larger than the caches, as frames lie when a decoder and
-// an encoder run, on huge pages, so that the kernels are measured and not the page tables.
+// Frames of noise for the benches of pixels: a ring that is larger than the caches, as frames lie when a
+// decoder and an encoder run, on huge pages, so that the kernels are measured and not the page tables.
 //
 // Thread-safety: none; one benchmark at a time.
 namespace BenchPictures

@@ -9,8 +9,8 @@ extern "C"
 #include "BenchPictures.h"
 #include "IR/ImageRoutines.h"
 
-// Conversions of whole frames on one thread, beside the same work in libswscale and the memory's own speed. Frames come
-// from a ring that is larger than the caches, as they do when a decoder and an encoder run.
+// Conversions of whole frames on one thread, beside the same work in libswscale and the memory's own speed.
+// Frames come from a ring that is larger than the caches, as they do when a decoder and an encoder run.
 namespace
 {
 

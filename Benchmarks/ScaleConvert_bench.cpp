@@ -9,8 +9,8 @@ extern "C"
 #include "BenchPictures.h"
 #include "IR/ImageRoutines.h"
 
-// 2160p to 1080p on one thread, beside libswscale's filters and zimg alone, which ends in planes of bytes. Frames come
-// from a ring larger than the caches.
+// 2160p to 1080p on one thread, beside libswscale's filters and zimg alone, which ends in planes of bytes.
+// Frames come from a ring larger than the caches.
 namespace
 {
 

@@ -4,7 +4,8 @@
 
 // Colour arithmetic in double: matrices between colour models and the coding of RGB.
 //
-// A model's components are R, G, B (each 0..1) or Y (0..1), U and V (-0.5..0.5), after the range is taken away.
+// A model's components are R, G, B (each 0..1) or Y (0..1), U and V (-0.5..0.5), after the range is taken
+// away.
 //
 // Thread-safety: pure functions; safe.
 namespace ir

@@ -213,7 +213,8 @@ private:
     RowBuffers<float> mRows;
 };
 
-// The rows that go into one chroma row and their weights: the triangle of twice the distance of two chroma rows.
+// The rows that go into one chroma row and their weights: the triangle of twice the distance of two chroma
+// rows.
 struct RowTaps
 {
     std::int32_t count;
@@ -244,7 +245,8 @@ RowTaps TapsOfChromaRow(const Picture& inTarget, std::int32_t inChromaRow)
     return taps;
 }
 
-// Half-width chroma of the rows of a target, each made once: a ring that is long enough for the taps of two fields.
+// Half-width chroma of the rows of a target, each made once: a ring that is long enough for the taps of two
+// fields.
 class ChromaRing
 {
 public:
@@ -320,7 +322,8 @@ void ConvertToSubsampled(const Picture& inTarget, const PlannedRows& inRows)
     }
 }
 
-// Chroma of one model goes from one subsampled picture to another along the axes that differ, and luma by itself.
+// Chroma of one model goes from one subsampled picture to another along the axes that differ, and luma by
+// itself.
 class ChromaMover
 {
 public:

@@ -74,8 +74,8 @@ double ChromaRowAt(const Picture& inPicture, int inComponent, double inPosition,
     return at(left) * (1.0 - weight) + at(left + 1.0) * weight;
 }
 
-// A chroma row of inSource, as it would be at row inY of the picture or, if the two pictures' chroma rows agree, as it
-// stands in memory; at chroma sample inX of inTarget.
+// A chroma row of inSource, as it would be at row inY of the picture or, if the two pictures' chroma rows
+// agree, as it stands in memory; at chroma sample inX of inTarget.
 double ResampledAcross(const Picture& inSource, const Picture& inTarget, int inComponent, std::int32_t inX,
                        std::int32_t inY, bool inIsMemoryRow)
 {

@@ -93,8 +93,8 @@ int ScalerCpuType()
 #if HWY_ARCH_X86
     case HWY_SSSE3: return ZIMG_CPU_X86_SSSE3;
     case HWY_SSE4: return ZIMG_CPU_X86_SSE41;
-    // zimg 3.0.4 puts a wrong column into pictures that its 512-bit code shrinks to a little less than half; its 256-bit
-    // code gives the same bytes as its portable code.
+    // zimg 3.0.4 puts a wrong column into pictures that its 512-bit code shrinks to a little less than half;
+    // its 256-bit code gives the same bytes as its portable code.
     case HWY_AVX2:
     case HWY_AVX3:
     case HWY_AVX3_DL: return ZIMG_CPU_X86_AVX2;

@@ -7,9 +7,10 @@
 
 // Rows of float components: what every conversion goes through that has no kernel of its own.
 //
-// A row has four planes of floats, R G B A or Y U V A as the header of the image routines tells their values, all at
-// full chroma resolution. Arithmetic is that of IEEE single precision without fused operations, so that
-// every instruction set gives the same bits. Reading, writing and the arithmetic between are a source each.
+// A row has four planes of floats, R G B A or Y U V A as the header of the image routines tells their values,
+// all at full chroma resolution. Arithmetic is that of IEEE single precision without fused operations, so
+// that every instruction set gives the same bits. Reading, writing and the arithmetic between are a source
+// each.
 //
 // Thread-safety: pure functions on the caller's rows; safe.
 namespace ir
@@ -50,7 +51,8 @@ struct RowPlan
 
 RowPlan PlanFor(const Picture& inSource, const Picture& inTarget);
 
-// Row inY of a picture of any storage, chroma interpolated. outRow has room for the width; ioScratch for two rows.
+// Row inY of a picture of any storage, chroma interpolated. outRow has room for the width; ioScratch for two
+// rows.
 void ReadFloatRow(const Picture& inPicture, std::int32_t inY, const FloatRow& outRow, float* ioScratch);
 
 void ApplyPlan(const RowPlan& inPlan, const FloatRow& ioRow, std::size_t inWidth);

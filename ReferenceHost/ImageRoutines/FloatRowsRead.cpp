@@ -170,7 +170,8 @@ float Between(const float* inRow, std::ptrdiff_t inLeft, std::ptrdiff_t inLast, 
     return left * (1.0F - inWeight) + right * inWeight;
 }
 
-// The even and the odd pixels of a stretch lie between two samples each, from sample i + inShifts on, at inWeights.
+// The even and the odd pixels of a stretch lie between two samples each, from sample i + inShifts on, at
+// inWeights.
 void DoubleRow(const float* inRow, const std::ptrdiff_t* inShifts, const float* inWeights, float* outFull,
                std::size_t inFullWidth)
 {

@@ -43,7 +43,8 @@ void TurnRowsRound(const Picture& ioPicture)
     }
 }
 
-// A change of origin in place can't be done row by row: rows are converted where they lie and then change places.
+// A change of origin in place can't be done row by row: rows are converted where they lie and then change
+// places.
 std::int32_t ConvertInPlace(const Picture& inSource, const Picture& inTarget, const OverBlack& inOverBlack)
 {
     Picture target = inTarget;

@@ -4,13 +4,15 @@
 
 #include "ReferenceHost/ImageRoutines/Picture.h"
 
-// What the C functions do once their arguments have become pictures. Every answer is a status of IR/ImageRoutines.h.
+// What the C functions do once their arguments have become pictures. Every answer is a status of
+// IR/ImageRoutines.h.
 //
 // Thread-safety: safe; as IR/ImageRoutines.h.
 namespace ir
 {
 
-// How colour meets black on the way: nothing, or times alpha and times a factor, after which the picture is opaque.
+// How colour meets black on the way: nothing, or times alpha and times a factor, after which the picture is
+// opaque.
 struct OverBlack
 {
     bool isWanted = false;
@@ -25,8 +27,8 @@ std::int32_t ConvertPictures(const Picture& inSource, const Picture& inTarget,
 std::int32_t ScalePictures(const Picture& inSource, std::int32_t inSourceField, const Picture& inTarget,
                            std::int32_t inTargetField, std::int32_t inQuality);
 
-// Whether a picture's colour (PQ, HLG, wider primaries, constant luminance) is only brought to that of the formats by
-// ScalePictures, at any size.
+// Whether a picture's colour (PQ, HLG, wider primaries, constant luminance) is only brought to that of the
+// formats by ScalePictures, at any size.
 bool NeedsColourMapping(const Picture& inSource) noexcept;
 
 // inColor is one pixel of a four-component picture.

@@ -580,7 +580,8 @@ double ChromaOffsetY(const Picture& inPicture, std::int32_t inField) noexcept
     {
         return frame;
     }
-    // Evenly spaced rows of the frame, seen from a field: its chroma row k is row 2k (2k + 1) of the frame's chroma.
+    // Evenly spaced rows of the frame, seen from a field: its chroma row k is row 2k (2k + 1) of the frame's
+    // chroma.
     const double parity = inField == kIR_LowerField ? 1.0 : 0.0;
     const double spacing = static_cast<double>(1 << inPicture.shiftY);
     return (frame + parity * spacing - parity) / 2.0;

@@ -7,8 +7,8 @@
 
 // The one view of pixels that every routine of this folder works on, made from a format code or from planes.
 //
-// A Picture owns nothing. Its rows run from the top of the picture to the bottom whatever the origin in memory,
-// because a bottom-left picture is given the address of its last row and a negative stride.
+// A Picture owns nothing. Its rows run from the top of the picture to the bottom whatever the origin in
+// memory, because a bottom-left picture is given the address of its last row and a negative stride.
 //
 // Thread-safety: a value; safe.
 namespace ir
@@ -76,7 +76,8 @@ struct Picture
     }
 };
 
-// Where a component's code 0.0 and 1.0 lie: value = (code - offset) / scale. Float samples have offset 0, scale 1.
+// Where a component's code 0.0 and 1.0 lie: value = (code - offset) / scale. Float samples have offset 0,
+// scale 1.
 struct ComponentRange
 {
     double offset;
@@ -97,12 +98,13 @@ bool IsKnownCode(std::uint32_t inFormat) noexcept;
 bool IsFourComponentCode(std::uint32_t inFormat) noexcept;
 bool IsBottomLeftCode(std::uint32_t inFormat) noexcept;
 
-// Rows 0, 2, 4 ... (inField kIR_UpperField) or 1, 3, 5 ... as a picture of their own. The picture has at least one
-// such row. Chroma rows that belong to the fields go with them (a lower field without any is lent the first one);
-// chroma rows that the fields share become rows of each of the two fields.
+// Rows 0, 2, 4 ... (inField kIR_UpperField) or 1, 3, 5 ... as a picture of their own. The picture has at
+// least one such row. Chroma rows that belong to the fields go with them (a lower field without any is lent
+// the first one); chroma rows that the fields share become rows of each of the two fields.
 Picture FieldOf(const Picture& inPicture, std::int32_t inField) noexcept;
 
-// The two chroma rows in memory that a row of the picture lies between, and the weight of the second in eighths.
+// The two chroma rows in memory that a row of the picture lies between, and the weight of the second in
+// eighths.
 struct ChromaRowPair
 {
     std::int32_t near;
@@ -125,12 +127,13 @@ std::int32_t SampleBytes(Sample inSample) noexcept;
 std::ptrdiff_t PatternBytes(const Picture& inPicture, int inPlane) noexcept;
 std::ptrdiff_t RowBytesOf(const Picture& inPicture, int inPlane) noexcept;
 
-// Whether chroma samples of two pictures of one size lie at the same places along a row, and down the picture.
+// Whether chroma samples of two pictures of one size lie at the same places along a row, and down the
+// picture.
 bool HasSameChromaColumns(const Picture& inOne, const Picture& inOther) noexcept;
 bool HasSameChromaRows(const Picture& inOne, const Picture& inOther) noexcept;
 
-// Whether chroma goes from one picture to the other by itself: both have less of it than luma, in one model. It
-// is then resampled only along the axes on which its places differ.
+// Whether chroma goes from one picture to the other by itself: both have less of it than luma, in one model.
+// It is then resampled only along the axes on which its places differ.
 bool IsChromaIndependent(const Picture& inSource, const Picture& inTarget) noexcept;
 
 // Whether any byte of a row belongs to both pictures.
@@ -139,8 +142,8 @@ bool Overlap(const Picture& inOne, const Picture& inOther) noexcept;
 // Places of R G B A (or Y U V A) in a packed four-component pixel: B G R A and V U Y A both are 2 1 0 3.
 inline constexpr int kPackedPlace[4] = {2, 1, 0, 3};
 
-// Position of chroma sample 0 along an axis in units of luma samples, from the centre of luma sample 0; the next
-// sample follows 1 << shift luma samples on. inField: kIR_WholePicture, or the field of a picture with
+// Position of chroma sample 0 along an axis in units of luma samples, from the centre of luma sample 0; the
+// next sample follows 1 << shift luma samples on. inField: kIR_WholePicture, or the field of a picture with
 // isFieldChroma, whose rows are then counted within the field.
 std::int32_t FieldOfRow(const Picture& inPicture, std::int32_t inY) noexcept;
 double ChromaOffsetX(const Picture& inPicture) noexcept;

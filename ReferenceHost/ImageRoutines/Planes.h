@@ -7,17 +7,18 @@
 
 // Pictures as decoders and encoders hold them: up to four planes, any depth, siting and colour description.
 //
-// A decoded picture is converted once, straight from the decoder's planes to the pixels of a format code (the codes
-// are told in IR/ImageRoutines.h), scaled on the way when the sizes differ; ConvertToPlanes goes back.
+// A decoded picture is converted once, straight from the decoder's planes to the pixels of a format code (the
+// codes are told in IR/ImageRoutines.h), scaled on the way when the sizes differ; ConvertToPlanes goes back.
 //
 // What becomes of colour:
 // - The matrix and the range are always undone exactly.
-// - Curves made for ordinary displays (Rec.601, 709 and 2020, sRGB, plain gammas, SMPTE 240M) count as one curve,
-//   the coding of RGB formats: such a picture is shown as it is coded. PQ, HLG and linear light are converted, PQ
-//   and HLG with 100 cd/m2 as white: what is brighter is clipped in integer formats and kept above 1 in float.
+// - Curves made for ordinary displays (Rec.601, 709 and 2020, sRGB, plain gammas, SMPTE 240M) count as one
+//   curve, the coding of RGB formats: such a picture is shown as it is coded. PQ, HLG and linear light are
+//   converted, PQ and HLG with 100 cd/m2 as white: what is brighter is clipped in integer formats and kept
+//   above 1 in float.
 // - The primaries of Rec.601 (525 and 625 lines) and 709 count as equal, because converting between them
-//   would alter every standard-definition picture by an amount smaller than cameras differ. Rec.2020, P3 and the
-//   others are converted to those of Rec.709.
+//   would alter every standard-definition picture by an amount smaller than cameras differ. Rec.2020, P3 and
+//   the others are converted to those of Rec.709.
 //
 // Thread-safety: safe for any number of threads; no call keeps a reference to the pixels.
 namespace ir
@@ -82,8 +83,8 @@ enum class AlphaKind : std::uint8_t
     kPremultiplied
 };
 
-// Width and height are of the whole picture in pixels. A stride is the bytes from one row of a plane to the next and
-// may be negative. The owner of the planes keeps them alive for the call.
+// Width and height are of the whole picture in pixels. A stride is the bytes from one row of a plane to the
+// next and may be negative. The owner of the planes keeps them alive for the call.
 struct PlanarDescription
 {
     std::ptrdiff_t strides[4] = {0, 0, 0, 0};
@@ -119,8 +120,9 @@ struct MutablePlanarPicture : PlanarDescription
 };
 
 // Converts inSource, or one field of it (kIR_WholePicture, kIR_UpperField, kIR_LowerField), to a picture of
-// inTargetFormat, scaled to the target's size as IR_ScaleConvert does. 0 or a negative status of IR/ImageRoutines.h;
-// a description that goes nowhere (an unknown depth, a missing plane) is kIR_UnknownFormat or kIR_NullPointer.
+// inTargetFormat, scaled to the target's size as IR_ScaleConvert does. 0 or a negative status of
+// IR/ImageRoutines.h; a description that goes nowhere (an unknown depth, a missing plane) is
+// kIR_UnknownFormat or kIR_NullPointer.
 [[nodiscard]] std::int32_t ConvertPlanes(const PlanarPicture& inSource, std::int32_t inSourceField,
                                          void* outTarget, std::int32_t inTargetRowBytes,
                                          std::int32_t inTargetWidth, std::int32_t inTargetHeight,

@@ -6,9 +6,9 @@
 
 // The slow, obvious truth: every operation of this folder once more, a pixel at a time, in double.
 //
-// The fast routines are checked against these, and tools may call them to see what a picture should have been. They do
-// what IR/ImageRoutines.h says with nothing left out but speed. Colour spaces other than that of the format
-// codes (PQ, HLG, wider primaries, constant luminance) are not theirs.
+// The fast routines are checked against these, and tools may call them to see what a picture should have
+// been. They do what IR/ImageRoutines.h says with nothing left out but speed. Colour spaces other than that
+// of the format codes (PQ, HLG, wider primaries, constant luminance) are not theirs.
 //
 // Thread-safety: safe; targets must not overlap sources unless told so.
 namespace ir::reference
@@ -26,7 +26,7 @@ Pixel ReadPixel(const Picture& inPicture, std::int32_t inX, std::int32_t inY);
 // A pixel of inSource's kind (model, coding, alpha) as one of inTarget's.
 Pixel ConvertPixel(const Pixel& inPixel, const Picture& inSource, const Picture& inTarget);
 
-// Same size. inRowStep and inFirstRow: rows of the target that are written (1, 0 for all).
+// Same size.
 void ConvertPicture(const Picture& inSource, const Picture& inTarget);
 
 // Any size, fields as IR_ScaleConvert.

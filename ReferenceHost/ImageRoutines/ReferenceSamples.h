@@ -36,14 +36,16 @@ struct Grid
     std::vector<Pixel> pixels;
 };
 
-// The code at an index of a row, and a component of the plane it lives in (chroma in chroma units), range taken away.
+// The code at an index of a row, and a component of the plane it lives in (chroma in chroma units), range
+// taken away.
 double LoadSample(const Picture& inPicture, const unsigned char* inRow, std::ptrdiff_t inIndex);
 double ReadPlane(const Picture& inPicture, int inComponent, std::int32_t inX, std::int32_t inY);
 
 void WritePlane(const Picture& inPicture, int inComponent, std::int32_t inX, std::int32_t inY,
                 double inValue);
 
-// Packed forms hold whole groups: places beyond an odd width repeat the last sample, so that nothing stale is left.
+// Packed forms hold whole groups: places beyond an odd width repeat the last sample, so that nothing stale is
+// left.
 void CompleteChromaGroup(const Picture& inPicture, std::int32_t inY);
 
 Grid ReadGrid(const Picture& inPicture);

@@ -629,7 +629,8 @@ bool NeedsColourMapping(const Picture& inSource) noexcept
 std::int32_t ScalePictures(const Picture& inSource, std::int32_t inSourceField, const Picture& inTarget,
                            std::int32_t inTargetField, std::int32_t inQuality)
 {
-    // Chroma rows that the fields share belong to no field alone: they are interpolated while rows are picked.
+    // Chroma rows that the fields share belong to no field alone: they are interpolated while rows are
+    // picked.
     const bool sharesChroma = inSource.shiftY != 0 && !inSource.isFieldChroma;
     const bool isWhole = inSourceField == kIR_WholePicture && inTargetField == kIR_WholePicture;
     const bool copies = CopiesRows(inSource.width, inSource.height, inSourceField, inTarget.width,

@@ -83,8 +83,8 @@ RowRing LayOut(const zimg_image_format& inFormat, unsigned inBuffering)
         const unsigned shiftX = isChroma ? inFormat.subsample_w : 0;
         const unsigned shiftY = isChroma ? inFormat.subsample_h : 0;
         const std::size_t width = (inFormat.width >> shiftX) * kBytes[inFormat.pixel_type];
-        // Kernels read and write whole vectors, up to two behind a row's end; one line more keeps rows whose width is a
-        // power of two from falling on the same sets of the cache.
+        // Kernels read and write whole vectors, up to two behind a row's end; one line more keeps rows whose
+        // width is a power of two from falling on the same sets of the cache.
         const std::size_t stride = (width + 3 * kAlignment - 1) / kAlignment * kAlignment + kAlignment;
         const unsigned height = inFormat.height >> shiftY;
         const bool isWhole = inBuffering >= inFormat.height;

@@ -8,12 +8,12 @@
 
 // Scaling and colour conversion of planes by zimg: graphs that are built once and used by any thread.
 //
-// A graph is the plan of one conversion (both formats, filter, processor); building one costs milliseconds, running
-// it needs only memory. The cache keeps the graphs that were used last, and with each graph the working memory of the
-// runs that have ended, so that a steady render neither builds nor allocates.
+// A graph is the plan of one conversion (both formats, filter, processor); building one costs milliseconds,
+// running it needs only memory. The cache keeps the graphs that were used last, and with each graph the
+// working memory of the runs that have ended, so that a steady render neither builds nor allocates.
 //
-// Thread-safety: safe; one lock for the cache, one a graph for its workspaces, neither held while a graph is built
-// or runs.
+// Thread-safety: safe; one lock for the cache, one a graph for its workspaces, neither held while a graph is
+// built or runs.
 namespace ir
 {
 

@@ -11,8 +11,8 @@ namespace
 
 constexpr std::size_t kAlignment = 64;
 
-// Row buffers are a few kilobytes to a megabyte. What is bigger is rare enough to go back to the system, and 8 blocks
-// of a size are as many as the threads of one renderer hold at a time on common machines.
+// Row buffers are a few kilobytes to a megabyte. What is bigger is rare enough to go back to the system, and
+// 8 blocks of a size are as many as the threads of one renderer hold at a time on common machines.
 constexpr std::size_t kLargestPooled = std::size_t{1} << 21;
 constexpr std::size_t kKeptPerSize = 8;
 constexpr int kSmallestClass = 8; // 256 bytes, with the record in front

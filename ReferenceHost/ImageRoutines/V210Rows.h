@@ -5,8 +5,8 @@
 
 #include "ReferenceHost/ImageRoutines/Picture.h"
 
-// One component (0 Y, 1 U, 2 V) of a row of v210, whose groups of 16 bytes hold six pixels in twelve fields of ten
-// bits: as floats, and back.
+// One component (0 Y, 1 U, 2 V) of a row of v210, whose groups of 16 bytes hold six pixels in twelve fields
+// of ten bits: as floats, and back.
 //
 // Thread-safety: pure functions on the caller's rows; safe.
 namespace ir

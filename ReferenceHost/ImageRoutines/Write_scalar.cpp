@@ -50,7 +50,8 @@ void StoreV210(const Picture& inPicture, int inComponent, std::int32_t inX, std:
     std::memcpy(place, &word, 4);
 }
 
-// A component at a chroma place: the triangle of the width of a chroma sample over the full-resolution pixels.
+// A component at a chroma place: the triangle of the width of a chroma sample over the full-resolution
+// pixels.
 double FilteredRow(const Grid& inGrid, const Picture& inTarget, int inComponent, std::int32_t inChromaX,
                    std::int32_t inY)
 {

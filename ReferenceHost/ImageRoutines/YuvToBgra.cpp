@@ -186,7 +186,8 @@ HWY_INLINE void ConvertStretch(const FactorVectors& inFactors, const SampleRow& 
                 ConvertPixels(inFactors, luma.odd, u.odd, v.odd, alpha.odd), outPixels);
 }
 
-// What is left of a row after the whole stretches goes through copies, so that nothing beyond a row is touched.
+// What is left of a row after the whole stretches goes through copies, so that nothing beyond a row is
+// touched.
 template <bool kIsWord, ChromaPhase kPhase>
 HWY_NOINLINE void ConvertRest(const SampleRow& inLuma, const std::uint16_t* inU, const std::uint16_t* inV,
                               const std::uint8_t* inAlpha, const YuvToBgraFactors& inFactors,

@@ -5,15 +5,16 @@
 
 #include "ReferenceHost/ImageRoutines/Picture.h"
 
-// Rows of integer YUV or planar RGB to rows of 8-bit B G R A in fixed point: the kernels that decoded video goes through.
+// Rows of integer YUV or planar RGB to rows of 8-bit B G R A in fixed point: the kernels that decoded video
+// goes through.
 //
-// Chroma travels as rows of 16-bit words, blended vertically and not yet horizontally, of 13 bits. A chroma row has
-// kChromaPad words in front and behind that repeat the first and last sample, so that the kernels read neighbours
-// without asking where the row ends.
+// Chroma travels as rows of 16-bit words, blended vertically and not yet horizontally, of 13 bits. A chroma
+// row has kChromaPad words in front and behind that repeat the first and last sample, so that the kernels
+// read neighbours without asking where the row ends.
 //
-// Fixed point: luma and chroma are brought to 15 bits, each product is rounded to 1/32 of an 8-bit code, so that a
-// result is off by less than 0.6 of a code before it is rounded; the sums can't leave 16 bits. All targets of the
-// processor give the same bytes.
+// Fixed point: luma and chroma are brought to 15 bits, each product is rounded to 1/32 of an 8-bit code, so
+// that a result is off by less than 0.6 of a code before it is rounded; the sums can't leave 16 bits. All
+// targets of the processor give the same bytes.
 //
 // Thread-safety: pure functions on the caller's rows; safe.
 namespace ir

@@ -17,7 +17,8 @@ namespace
 using TestPictures::Memory;
 using TestPictures::Name;
 
-// What a division by a tiny alpha makes of a last bit: floats are compared relative to the picture's larger values.
+// What a division by a tiny alpha makes of a last bit: floats are compared relative to the picture's larger
+// values.
 constexpr double kFloatBound = 2e-5;
 
 struct Shape
@@ -105,7 +106,8 @@ TEST_P(EachTarget, ConvertsVideoToBgraAtEveryWidth)
     }
 }
 
-// Codes that were cut instead of rounded would be one step off at most, like any others, but lower everywhere.
+// Codes that were cut instead of rounded would be one step off at most, like any others, but lower
+// everywhere.
 TEST_P(EachTarget, KeepsTheMeanOfEveryComponent)
 {
     std::mt19937 random(55);

@@ -233,7 +233,8 @@ TEST(ImageRoutines, InterpolateChromaRowsOfFramesAndOfFields)
     const std::vector<float> ofField = FloatU(field);
     // Rows of the frame lie a quarter and three quarters of the way between two chroma rows.
     const float expectedFrame[8] = {0, 10, 30, 50, 70, 50, -10, -40};
-    // The upper field has chroma rows 0 and 2, a quarter row below its even rows; the lower field 1 and 3, three quarters.
+    // The upper field has chroma rows 0 and 2, a quarter row below its even rows; the lower field 1 and 3,
+    // three quarters.
     const float expectedField[8] = {0, 40, 30, 30, 70, -10, 80, -40};
     for (std::size_t y = 0; y < 8; ++y)
     {

@@ -255,7 +255,8 @@ TEST_P(Planes, AreScaledAsTheReferenceDoes)
     }
 }
 
-// A conversion that cut where it ought to round would be one step off at most, like any other, but darker everywhere.
+// A conversion that cut where it ought to round would be one step off at most, like any other, but darker
+// everywhere.
 TEST_P(Planes, AreNeitherDarkenedNorBrightened)
 {
     std::mt19937 random(1005);

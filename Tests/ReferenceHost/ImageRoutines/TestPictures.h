@@ -8,8 +8,8 @@
 
 #include "ReferenceHost/ImageRoutines/Picture.h"
 
-// Pictures in memory of their own for the checks of the image routines: odd strides and addresses, guard bytes round
-// the rows, random content.
+// Pictures in memory of their own for the checks of the image routines: odd strides and addresses, guard
+// bytes round the rows, random content.
 namespace TestPictures
 {
 
@@ -32,7 +32,8 @@ inline constexpr std::uint32_t k420Field709 = 0x052;
 class Memory
 {
 public:
-    // inExtraRowBytes: beyond the least; planar codes want an even sum. inMisalignment: of the first byte, 0..63.
+    // inExtraRowBytes: beyond the least; planar codes want an even sum. inMisalignment: of the first byte,
+    // 0..63.
     Memory(std::uint32_t inCode, std::int32_t inWidth, std::int32_t inHeight,
            std::int32_t inExtraRowBytes = 0, std::int32_t inMisalignment = 0);
 
@@ -42,12 +43,12 @@ public:
     std::uint32_t Code() const { return mCode; }
     const ir::Picture& View() const { return mPicture; }
 
-    // Random content of middle brightness and high alpha: sharp filters don't overshoot what integers hold, and no
-    // division by a small alpha makes much of a little.
+    // Random content of middle brightness and high alpha: sharp filters don't overshoot what integers hold,
+    // and no division by a small alpha makes much of a little.
     void RandomiseModerately(std::mt19937& ioRandom);
 
-    // Random codes over the whole range of integers; floats a little beyond 0..1; alpha within 0..1 and often 0 or 1,
-    // premultiplied colour not above alpha.
+    // Random codes over the whole range of integers; floats a little beyond 0..1; alpha within 0..1 and often
+    // 0 or 1, premultiplied colour not above alpha.
     void Randomise(std::mt19937& ioRandom);
 
     // Bytes that belong to no pixel still hold what the constructor wrote.
@@ -65,7 +66,8 @@ private:
     std::vector<bool> mIsPixel;
 };
 
-// The largest difference of two pictures of one code, in codes (integers) or absolutely beyond a relative part (floats).
+// The largest difference of two pictures of one code, in codes (integers) or absolutely beyond a relative
+// part (floats).
 double Difference(const ir::Picture& inOne, const ir::Picture& inOther);
 
 // How far the means of two pictures of one code lie apart, in codes, of the component where it's most.

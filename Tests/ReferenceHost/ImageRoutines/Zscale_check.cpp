@@ -8,7 +8,8 @@
 
 #include "ReferenceHost/ImageRoutines/Planes.h"
 
-// Agreement with FFmpeg's zscale filter, which is zimg through other hands: same matrices, ranges, siting and filter.
+// Agreement with FFmpeg's zscale filter, which is zimg through other hands: same matrices, ranges, siting and
+// filter.
 namespace
 {
 
@@ -82,8 +83,9 @@ ir::PlanarDescription With(ir::PlanarDescription inDescription, void (*inChange)
     return inDescription;
 }
 
-// Noise over every code for conversions at equal size. Where the order of steps may differ between two users of one
-// scaler (what is enlarged first, what is clipped before it is mapped), waves of legal colours with a little noise.
+// Noise over every code for conversions at equal size. Where the order of steps may differ between two users
+// of one scaler (what is enlarged first, what is clipped before it is mapped), waves of legal colours with a
+// little noise.
 unsigned CodeAt(const ir::PlanarDescription& inDescription, int inPlane, std::int32_t inX, std::int32_t inY,
                 bool inIsNoise, std::mt19937& ioRandom)
 {
@@ -229,7 +231,8 @@ TEST_P(Zscale, GivesTheSamePicture)
         worst = std::max(worst, std::abs(ours[i * 4] - theirs[pixels + i]));
         worst = std::max(worst, std::abs(ours[i * 4 + 2] - theirs[pixels * 2 + i]));
     }
-    // zscale's graph ends in bytes and rounds chroma to ten bits on the way, which steep curves make two steps of.
+    // zscale's graph ends in bytes and rounds chroma to ten bits on the way, which steep curves make two
+    // steps of.
     EXPECT_LE(worst, kase.description.transfer == ir::Transfer::kDisplay ? 1 : 2);
 }
 
