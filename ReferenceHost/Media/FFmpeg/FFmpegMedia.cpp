@@ -7,6 +7,7 @@
 
 #include "ReferenceHost/Foundation/Timecode.h"
 #include "ReferenceHost/Media/FFmpeg/FFmpegVideoSource.h"
+#include "ReferenceHost/Media/FFmpeg/OpenErrors.h"
 #include "ReferenceHost/Media/FileIdentity.h"
 #include "ReferenceHost/Media/MediaObject.h"
 #include "norvik/utility/Machine.h"
@@ -19,19 +20,6 @@ namespace
 
 // Two groups of pictures of high definition; more helps only those who step backwards.
 constexpr std::int64_t kDefaultCacheBytes = std::int64_t{512} << 20;
-
-OpenErrorKind KindOf(FileErrorKind inKind)
-{
-    switch (inKind)
-    {
-    case FileErrorKind::kNoInput: return OpenErrorKind::kNoInput;
-    case FileErrorKind::kNotVideo: return OpenErrorKind::kNotVideo;
-    case FileErrorKind::kCodecMissing: return OpenErrorKind::kCodecMissing;
-    case FileErrorKind::kTooLarge: return OpenErrorKind::kTooLarge;
-    case FileErrorKind::kIOError: return OpenErrorKind::kIOError;
-    default: return OpenErrorKind::kBadData;
-    }
-}
 
 FileOptions OptionsOf(const OpenOptions& inOptions)
 {
@@ -156,7 +144,7 @@ BE::IMediaInfoRef OpenFFmpegMedia(const std::string& inPath, const OpenOptions& 
     const std::shared_ptr<MediaFile> file = MediaFile::Open(inPath, OptionsOf(inOptions), error);
     if (!file)
     {
-        outError = {KindOf(error.kind), error.text};
+        outError = OpenErrorOf(error);
         return nullptr;
     }
     outError = OpenError();

@@ -5,6 +5,7 @@
 #include "ReferenceHost/Media/FFmpeg/MediaInput.h"
 #include "ReferenceHost/Media/FFmpeg/OpenErrors.h"
 #include "ReferenceHost/Media/FFmpeg/PictureFrames.h"
+#include "ReferenceHost/Media/Stills/DeclaredSize.h"
 #include "ReferenceHost/Media/Stills/ExrChunks.h"
 #include "VF/VideoFrame.h"
 
@@ -102,6 +103,12 @@ FramePtr DecodePicture(const std::string& inPath, const AVCodec& inCodec, FileEr
     }
     if (!ReadWholeFile(inPath, *packet, outError))
     {
+        return nullptr;
+    }
+    const DeclaredSize size = ReadDeclaredSize(packet->data, static_cast<std::size_t>(packet->size));
+    if (size.mWidth > kMaximumSide || size.mHeight > kMaximumSide)
+    {
+        outError = DecodeFailure(inPath, AVERROR(ERANGE));
         return nullptr;
     }
     if (inCodec.id == AV_CODEC_ID_EXR && IsTornExr(packet->data, static_cast<std::size_t>(packet->size)))

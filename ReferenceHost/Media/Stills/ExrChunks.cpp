@@ -174,4 +174,16 @@ bool IsTornExr(const std::uint8_t* inBytes, std::size_t inSize)
     return reader.IsPastEnd();
 }
 
+DeclaredSize SizeOfExr(const std::uint8_t* inBytes, std::size_t inSize)
+{
+    Reader reader(inBytes, inSize);
+    if (reader.Read<std::uint32_t>() != kMagic)
+    {
+        return {};
+    }
+    reader.Read<std::uint32_t>(); // flags
+    const Header header = ReadHeader(reader);
+    return {static_cast<std::int64_t>(header.mWidth), static_cast<std::int64_t>(header.mHeight)};
+}
+
 } // namespace Media
