@@ -25,11 +25,13 @@ std::vector<std::uint8_t> MakeExr(const std::string& inCompression)
     return ReadBytes(scratch.File("a.exr"));
 }
 
+// inCount bytes, the lowest first; beyond the number's own eight they are zero.
 void Append(std::vector<std::uint8_t>& ioBytes, std::uint64_t inNumber, int inCount)
 {
     for (int i = 0; i < inCount; ++i)
     {
-        ioBytes.push_back(static_cast<std::uint8_t>(inNumber >> (8 * i)));
+        ioBytes.push_back(static_cast<std::uint8_t>(inNumber));
+        inNumber >>= 8;
     }
 }
 
