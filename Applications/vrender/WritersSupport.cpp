@@ -24,9 +24,22 @@ constexpr std::int64_t kLargestRateTerm = 1000000000;
 std::mutex sMessageMutex;
 std::string sLastError;
 
+// Media is read while output is written, and what damaged input makes its decoders say is no cause of a
+// failure to write.
+bool ComesFromReading(void* inContext)
+{
+    const AVClass* const kind = inContext ? *static_cast<const AVClass**>(inContext) : nullptr;
+    if (kind == nullptr)
+    {
+        return false;
+    }
+    const AVClassCategory category = kind->get_category ? kind->get_category(inContext) : kind->category;
+    return category == AV_CLASS_CATEGORY_DECODER || category == AV_CLASS_CATEGORY_DEMUXER;
+}
+
 void KeepMessage(void* inContext, int inLevel, const char* inFormat, va_list inArguments)
 {
-    if (inLevel > AV_LOG_ERROR)
+    if (inLevel > AV_LOG_ERROR || ComesFromReading(inContext))
     {
         return;
     }
