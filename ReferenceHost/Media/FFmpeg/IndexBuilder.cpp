@@ -27,6 +27,12 @@ std::int64_t FloorTicks(std::int64_t inCount, std::int64_t inNumerator, std::int
     return static_cast<std::int64_t>(std::clamp(quotient, -kMost, kMost));
 }
 
+// A time base and a span that a damaged file claims may have no product in 64 bits.
+std::int64_t BoundedProduct(std::int64_t inA, std::int64_t inB)
+{
+    return static_cast<std::int64_t>(std::clamp(Int128{inA} * inB, Int128{-INT64_MAX}, Int128{INT64_MAX}));
+}
+
 // A clock that jumps back, or ahead by more than this, is another clock.
 constexpr double kLongestGapSeconds = 60.0;
 
@@ -421,7 +427,8 @@ AVRational IndexBuilder::FindRate(const std::vector<std::int64_t>& inTimes, bool
         }
         AVRational rate = {};
         const std::int64_t step = inTimes[1] - inTimes[0];
-        if (step > 0 && av_reduce(&rate.num, &rate.den, mTimeBase.den, mTimeBase.num * step, INT32_MAX) &&
+        if (step > 0 &&
+            av_reduce(&rate.num, &rate.den, mTimeBase.den, BoundedProduct(mTimeBase.num, step), INT32_MAX) &&
             FitsGrid(inTimes, rate))
         {
             return rate;
@@ -433,7 +440,7 @@ AVRational IndexBuilder::FindRate(const std::vector<std::int64_t>& inTimes, bool
     if (span > 0)
     {
         av_reduce(&mean.num, &mean.den, static_cast<std::int64_t>(inTimes.size() - 1) * mTimeBase.den,
-                  span * mTimeBase.num, INT32_MAX);
+                  BoundedProduct(span, mTimeBase.num), INT32_MAX);
     }
     return mean.num > 0 && mean.den > 0 ? mean : AVRational{25, 1};
 }
