@@ -124,6 +124,15 @@ void DecoderPool::WaitOn(std::vector<Waiter*>& ioList, Waiter& ioSelf, std::uniq
     ioList.push_back(&ioSelf);
     ioSelf.wake.wait(ioLock);
     ioList.erase(std::find(ioList.begin(), ioList.end(), &ioSelf));
+    // Who waits for any decoder leaves one alone that others wait for. The last of these may have got its
+    // picture already and go without driving, and nobody else would tell that the decoder is free.
+    if (&ioList != &mIdleWaiters && ioList.empty())
+    {
+        for (Waiter* waiter : mIdleWaiters)
+        {
+            waiter->wake.notify_one();
+        }
+    }
 }
 
 void DecoderPool::Cancel()
