@@ -11,6 +11,7 @@
 #include <atomic>
 #include <exception>
 #include <mutex>
+#include <system_error>
 #include <thread>
 #include <utility>
 
@@ -128,9 +129,16 @@ std::int64_t SheetPainter::Paint(std::uint32_t inThreads)
 {
     std::vector<std::thread> workers;
     const std::size_t count = std::min<std::size_t>(inThreads, mFrames.size());
-    for (std::size_t i = 1; i < count; ++i)
+    try
     {
-        workers.emplace_back([this] { Work(); });
+        for (std::size_t i = 1; i < count; ++i)
+        {
+            workers.emplace_back([this] { Work(); });
+        }
+    }
+    catch (const std::system_error&)
+    {
+        // No more threads to be had: those that are there do the work.
     }
     Work();
     for (std::thread& worker : workers)
