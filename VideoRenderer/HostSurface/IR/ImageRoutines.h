@@ -61,13 +61,12 @@
 #define IR_EXPORT
 #endif
 
+/* The formatter would indent all that an extern "C" block holds. */
+/* clang-format off */
 #ifdef __cplusplus
 extern "C"
 {
 #endif
-
-/* The formatter would indent all that an extern "C" block holds. */
-/* clang-format off */
 
 enum
 {
@@ -161,8 +160,6 @@ IR_EXPORT void IR_FreeTransientMemoryBlock(void* inBlock);
 /* 1 or 0. For every known code exactly one of the two is 1; for an unknown code both are 0. */
 IR_EXPORT int32_t IR_IsOriginTopLeft(uint32_t inFormat);
 IR_EXPORT int32_t IR_IsOriginBottomLeft(uint32_t inFormat);
-
-/* clang-format on */
 
 #ifdef __cplusplus
 }
