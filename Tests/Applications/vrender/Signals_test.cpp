@@ -4,6 +4,9 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
+#include <cstdlib>
+#include <fcntl.h>
+#include <unistd.h>
 
 using namespace TestSupport;
 
@@ -122,8 +125,26 @@ TEST(Progress, NoLineIsDrawnWhereThereIsNoTerminal)
     EXPECT_EQ(result.out, "");
 }
 
+// A bare root without /dev/pts has none.
+bool HasPseudoTerminals()
+{
+    const int terminal = posix_openpt(O_RDWR | O_NOCTTY);
+    if (terminal < 0)
+    {
+        return false;
+    }
+    const bool isUsable = grantpt(terminal) == 0 && unlockpt(terminal) == 0 &&
+                          access(ptsname(terminal), R_OK | W_OK) == 0; // NOLINT(concurrency-mt-unsafe)
+    close(terminal);
+    return isUsable;
+}
+
 TEST(Progress, ATerminalSeesFramesShareSpeedTimeAndMemory)
 {
+    if (!HasPseudoTerminals())
+    {
+        GTEST_SKIP() << "this system has no pseudo-terminals";
+    }
     ChildRequest request;
     request.words = {"script", "-qec",
                      "'" + std::string(VRENDER_PATH) + "' render '" + LongMovie() + "' null:", "/dev/null"};
