@@ -1,10 +1,9 @@
-#include "BE/IMediaInfo.h"
 #include "ReferenceHost/FrameLibrary/PNGFile.h"
 #include "ReferenceHost/Media/IMediaFacts.h"
-#include "ReferenceHost/Media/Media.h"
 #include "ReferenceHost/Media/Stills/SequencePattern.h"
 #include "ReferenceHost/Media/VideoSourceBase.h"
 #include "Tests/ReferenceHost/Media/CounterReader.h"
+#include "Tests/ReferenceHost/Media/OpenedMedia.h"
 #include "Tests/Support/Paths.h"
 #include "Tests/Support/PixelMatchers.h"
 
@@ -23,26 +22,10 @@ using norviktypes::TickTime;
 namespace
 {
 
-BE::IMediaInfoRef OpenOrFail(const std::string& inPath, const OpenOptions& inOptions = OpenOptions())
-{
-    OpenError error;
-    const BE::IMediaInfoRef media = OpenMedia(inPath, inOptions, error);
-    EXPECT_TRUE(media) << error.mText;
-    return media;
-}
-
-BE::IVideoSourceRef SourceOf(const BE::IMediaInfoRef& inMedia)
-{
-    return BE::IVideoSourceRef(inMedia->CreateSourceForStream(MF::kMediaType_Video, 0));
-}
-
 std::int32_t Get(const BE::IVideoSourceRef& inSource, const TickTime& inTime, MF::IVideoFrameRef& outFrame,
                  bool inAtOnce = false)
 {
-    BE::FrameDescription description;
-    description.mPixelFormat = norviktypes::kPixelFormat_BGRA_4444_8u;
-    return inSource->GetRenderedFrame(inTime, description, MF::BinaryData(), norviktypes::ColorProfile(),
-                                      inAtOnce, outFrame);
+    return FrameAt(inSource, inTime, norviktypes::kPixelFormat_BGRA_4444_8u, outFrame, inAtOnce);
 }
 
 TVK::Guid KeyAt(const BE::IVideoSourceRef& inSource, const TickTime& inTime)

@@ -2,15 +2,28 @@
 
 #include "Tests/Support/ChildProcess.h"
 #include "Tests/Support/Paths.h"
+#include "Tests/Support/Scale.h"
 
 #include <fmt/format.h>
 
 #include <fstream>
 #include <iterator>
+#include <random>
 #include <stdexcept>
 
 namespace MediaTests
 {
+
+Bytes RandomBytes(std::size_t inCount)
+{
+    std::mt19937_64 random(TestSupport::Seed());
+    Bytes bytes(inCount);
+    for (std::uint8_t& byte : bytes)
+    {
+        byte = static_cast<std::uint8_t>(random());
+    }
+    return bytes;
+}
 
 void RunFFmpeg(const std::vector<std::string>& inWords)
 {
@@ -24,7 +37,7 @@ void RunFFmpeg(const std::vector<std::string>& inWords)
     }
 }
 
-void WriteBytes(const std::string& inPath, const std::vector<std::uint8_t>& inBytes)
+void WriteBytes(const std::string& inPath, const Bytes& inBytes)
 {
     std::ofstream file(inPath, std::ios::binary);
     file.write(reinterpret_cast<const char*>(inBytes.data()), static_cast<std::streamsize>(inBytes.size()));
@@ -34,18 +47,18 @@ void WriteBytes(const std::string& inPath, const std::vector<std::uint8_t>& inBy
     }
 }
 
-std::vector<std::uint8_t> ReadBytes(const std::string& inPath)
+Bytes ReadBytes(const std::string& inPath)
 {
     std::ifstream file(inPath, std::ios::binary);
     if (!file)
     {
         throw std::runtime_error("cannot read " + inPath);
     }
-    return std::vector<std::uint8_t>(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
+    return Bytes(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
 }
 
-void EncodeStill(const std::vector<std::uint8_t>& inSamples, const std::string& inFormat, int inWidth,
-                 int inHeight, const std::vector<std::string>& inEncoderOptions, const std::string& inPath)
+void EncodeStill(const Bytes& inSamples, const std::string& inFormat, int inWidth, int inHeight,
+                 const std::vector<std::string>& inEncoderOptions, const std::string& inPath)
 {
     const TestSupport::ScratchFolder scratch;
     const std::string raw = scratch.File("picture.raw");
@@ -58,7 +71,12 @@ void EncodeStill(const std::vector<std::uint8_t>& inSamples, const std::string& 
     RunFFmpeg(words);
 }
 
-std::vector<std::uint8_t> DecodeStill(const std::string& inPath)
+void EncodeNoise(const std::string& inPath, const std::string& inFormat, std::size_t inBytes)
+{
+    EncodeStill(RandomBytes(kStillPixels * inBytes), inFormat, kStillWidth, kStillHeight, {}, inPath);
+}
+
+Bytes DecodeStill(const std::string& inPath)
 {
     const TestSupport::ScratchFolder scratch;
     const std::string raw = scratch.File("picture.raw");

@@ -1,8 +1,7 @@
-#include "BE/IMediaInfo.h"
 #include "ReferenceHost/FrameLibrary/PNGFile.h"
 #include "ReferenceHost/FrameLibrary/SharedVideoFrameCacheControl.h"
-#include "ReferenceHost/Media/Media.h"
 #include "Tests/ReferenceHost/Media/CounterReader.h"
+#include "Tests/ReferenceHost/Media/OpenedMedia.h"
 #include "Tests/Support/Paths.h"
 #include "Tests/Support/PixelMatchers.h"
 #include "Tests/Support/Scale.h"
@@ -29,20 +28,14 @@ const norviktypes::FrameRate kRate = norviktypes::FrameRate::FromRational(25, 1)
 
 BE::IVideoSourceRef OpenSource(const std::string& inPath)
 {
-    OpenError error;
-    const BE::IMediaInfoRef media = OpenMedia(inPath, OpenOptions(), error);
-    EXPECT_TRUE(media) << error.mText;
-    return BE::IVideoSourceRef(media->GetStream(MF::kMediaType_Video, 0));
+    return BE::IVideoSourceRef(OpenOrFail(inPath)->GetStream(MF::kMediaType_Video, 0));
 }
 
 MF::IVideoFrameRef Frame(const BE::IVideoSourceRef& inSource, std::int64_t inNumber,
                          const norviktypes::PixelFormat& inFormat)
 {
-    BE::FrameDescription description;
-    description.mPixelFormat = inFormat;
     MF::IVideoFrameRef frame;
-    inSource->GetRenderedFrame(TickTime::FromFrame(inNumber, kRate), description, MF::BinaryData(),
-                               norviktypes::ColorProfile(), false, frame);
+    FrameAt(inSource, TickTime::FromFrame(inNumber, kRate), inFormat, frame);
     return frame;
 }
 
