@@ -69,13 +69,9 @@ std::string LabelOf(std::int64_t inFrame, const Timeline& inTimeline)
                        milliseconds / 1000 % 60, milliseconds % 1000);
 }
 
-MF::IVideoFrameRef NewSheet(const PictureSize& inSize)
+void CheckSheet(std::int32_t inStatus, const PictureSize& inSize)
 {
-    MF::IVideoFrameRef sheet;
-    const std::int32_t status = VF::CreateVideoFrame(
-        sheet, norviktypes::kPixelFormat_BGRX_4444_8u, static_cast<std::uint32_t>(inSize.mWidth),
-        static_cast<std::uint32_t>(inSize.mHeight), norviktypes::kPixelAspectRatio_Square, true, false);
-    if (status == VF::kFrameStatus_BadArgument)
+    if (inStatus == VF::kFrameStatus_BadArgument)
     {
         throw ToolError(
             ExitCode::kUsage,
@@ -83,10 +79,20 @@ MF::IVideoFrameRef NewSheet(const PictureSize& inSize)
                         "--columns, --size) make it fit",
                         inSize.mWidth, inSize.mHeight));
     }
-    if (status < 0)
+    if (inStatus < 0)
     {
         throw ToolError(ExitCode::kTryAgain, "out of memory");
     }
+}
+
+MF::IVideoFrameRef NewSheet(const PictureSize& inSize)
+{
+    MF::IVideoFrameRef sheet;
+    CheckSheet(VF::CreateVideoFrame(sheet, norviktypes::kPixelFormat_BGRX_4444_8u,
+                                    static_cast<std::uint32_t>(inSize.mWidth),
+                                    static_cast<std::uint32_t>(inSize.mHeight),
+                                    norviktypes::kPixelAspectRatio_Square, true, false),
+               inSize);
     return sheet;
 }
 
@@ -224,7 +230,9 @@ ExitCode RunContactSheet(const Options& inOptions)
     {
         throw ToolError(ExitCode::kBadData, inOptions.mInput + ": no frame could be made");
     }
-    const MF::IVideoFrameRef sheet = Session::ConvertPicture(painter.Sheet(), writer->RenderFormat());
+    MF::IVideoFrameRef sheet;
+    CheckSheet(Session::ShapePicture(painter.Sheet(), RequestFor(*writer, inOptions, grid.Sheet()), sheet),
+               grid.Sheet());
     writer->Write(writer->Prepare(sheet));
     writer->Finish();
     writer->Commit();

@@ -3,8 +3,6 @@
 #include "MF/ISource.h"
 #include "ReferenceHost/Media/IMediaFacts.h"
 #include "ReferenceHost/Media/Media.h"
-#include "VF/VideoFrame.h"
-#include "VF/VideoFrameManipulators.h"
 #include "norvik/utility/Strings.h"
 
 #include <utility>
@@ -155,36 +153,14 @@ MF::IVideoFrameRef Clip::Render(const TickTime& inTime, const RenderRequest& inR
     mRenderable->ConformFrameTime(params.mFrameTime, params, conformed);
     MF::IVideoFrameRef frame;
     mRenderable->Render(conformed, params, frame);
-    return Conform(frame, inRequest);
-}
-
-// Streams never enlarge, and may deliver a format of their own; what was asked for is made here.
-MF::IVideoFrameRef Clip::Conform(const MF::IVideoFrameRef& inFrame, const RenderRequest& inRequest) const
-{
-    TVK::Rect bounds;
-    inFrame->GetBounds(bounds);
-    norviktypes::PixelFormat format;
-    inFrame->GetPixelFormat(format);
-    if (format == inRequest.mPixelFormat && bounds.Width() == static_cast<std::int32_t>(inRequest.mWidth) &&
-        bounds.Height() == static_cast<std::int32_t>(inRequest.mHeight))
-    {
-        return inFrame;
-    }
-    norviktypes::PixelAspectRatio ratio;
-    inFrame->GetPixelAspectRatio(ratio);
-    MF::IVideoFrameRef conformed;
-    std::int32_t status = VF::CreateVideoFrame(conformed, inRequest.mPixelFormat, inRequest.mWidth,
-                                               inRequest.mHeight, ratio, false, false);
-    if (status >= 0)
-    {
-        conformed->SetFieldType(inFrame->GetFieldType());
-        status = VF::VideoFrameManipulators::CopyFrameWithFields(inFrame, conformed, inRequest.mQuality, 0);
-    }
+    // Streams never enlarge, and may deliver a format of their own.
+    MF::IVideoFrameRef shaped;
+    const std::int32_t status = ShapePicture(frame, inRequest, shaped);
     if (status < 0)
     {
         throw ML::RenderRequestException(status);
     }
-    return conformed;
+    return shaped;
 }
 
 std::string Clip::FailureAt(const TickTime& inTime) const

@@ -4,6 +4,7 @@
 #include "MF/IVideoFrame.h"
 #include "ReferenceHost/Media/MediaFacts.h"
 #include "ReferenceHost/Media/OpenError.h"
+#include "ReferenceHost/Session/Pictures.h"
 #include "RenderableSources.h"
 
 #include <cstdint>
@@ -26,14 +27,6 @@ struct ClipOptions
     std::uint32_t mDecoderThreads = 1;
     std::uint64_t mPicturesBytes = 0; // for decoded pictures; 0: the host's default
     bool mKeepsLeadIn = true; // false: single looks; pictures decoded on the way to another aren't kept
-};
-
-struct RenderRequest
-{
-    std::uint32_t mWidth = 0;
-    std::uint32_t mHeight = 0;
-    norviktypes::PixelFormat mPixelFormat;
-    norviktypes::RenderQuality mQuality = norviktypes::kRenderQuality_High;
 };
 
 class Clip
@@ -66,7 +59,6 @@ private:
     Clip(BE::IVideoSourceRef inSource, Media::MediaFacts inFacts, std::string inPath);
     ML::CutlistRenderParams DescribeRender(const norviktypes::TickTime& inTime,
                                            const RenderRequest& inRequest) const;
-    MF::IVideoFrameRef Conform(const MF::IVideoFrameRef& inFrame, const RenderRequest& inRequest) const;
 
     BE::IVideoSourceRef mSource;
     ML::IRenderableSourceRef mRenderable;

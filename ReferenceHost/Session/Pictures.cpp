@@ -7,7 +7,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <new>
 #include <vector>
 
 namespace Session
@@ -91,31 +90,34 @@ void PlacePicture(const MF::IVideoFrameRef& inSource, const MF::IVideoFrameRef& 
     }
 }
 
-MF::IVideoFrameRef ConvertPicture(const MF::IVideoFrameRef& inFrame, const norviktypes::PixelFormat& inFormat)
+std::int32_t ShapePicture(const MF::IVideoFrameRef& inFrame, const RenderRequest& inShape,
+                          MF::IVideoFrameRef& outFrame)
 {
-    norviktypes::PixelFormat format;
-    inFrame->GetPixelFormat(format);
-    if (format == inFormat)
-    {
-        return inFrame;
-    }
     TVK::Rect bounds;
     inFrame->GetBounds(bounds);
+    norviktypes::PixelFormat format;
+    inFrame->GetPixelFormat(format);
+    if (format == inShape.mPixelFormat && bounds.Width() == static_cast<std::int32_t>(inShape.mWidth) &&
+        bounds.Height() == static_cast<std::int32_t>(inShape.mHeight))
+    {
+        outFrame = inFrame;
+        return VF::kFrameStatus_OK;
+    }
     norviktypes::PixelAspectRatio ratio;
     inFrame->GetPixelAspectRatio(ratio);
-    MF::IVideoFrameRef converted;
-    std::int32_t status =
-        VF::CreateVideoFrame(converted, inFormat, static_cast<std::uint32_t>(bounds.Width()),
-                             static_cast<std::uint32_t>(bounds.Height()), ratio, false, false);
+    MF::IVideoFrameRef shaped;
+    std::int32_t status = VF::CreateVideoFrame(shaped, inShape.mPixelFormat, inShape.mWidth, inShape.mHeight,
+                                               ratio, false, false);
     if (status >= 0)
     {
-        status = VF::VideoFrameManipulators::CopyFrame(inFrame, converted, norviktypes::kRenderQuality_High);
+        shaped->SetFieldType(inFrame->GetFieldType());
+        status = VF::VideoFrameManipulators::CopyFrameWithFields(inFrame, shaped, inShape.mQuality, 0);
     }
-    if (status < 0)
+    if (status >= 0)
     {
-        throw std::bad_alloc();
+        outFrame = shaped;
     }
-    return converted;
+    return status;
 }
 
 std::int32_t LabelWidth(const std::string& inText, std::int32_t inScale)

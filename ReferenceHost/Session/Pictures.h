@@ -6,8 +6,8 @@
 #include <cstdint>
 #include <string>
 
-// What an application does with pictures beside rendering them: laying them out for an encoder, and
-// putting labels on them.
+// What is done with pictures beside rendering them: bringing them into a shape, laying them out for an encoder,
+// and putting labels on them.
 //
 // Thread-safety: safe on distinct targets.
 namespace Session
@@ -36,14 +36,24 @@ struct EncoderPlanes
     bool mHasAlpha = false;
 };
 
+// The size and format that a picture is asked for in.
+struct RenderRequest
+{
+    std::uint32_t mWidth = 0;
+    std::uint32_t mHeight = 0;
+    norviktypes::PixelFormat mPixelFormat;
+    norviktypes::RenderQuality mQuality = norviktypes::kRenderQuality_High;
+};
+
 // Converts pixels of inFormat, of the planes' own size, to the planes. 0, or a negative status of the
 // image routines.
 std::int32_t LayOutPlanes(const void* inPixels, std::int32_t inRowBytes,
                           const norviktypes::PixelFormat& inFormat, const EncoderPlanes& outPlanes);
 
-// inFrame itself if it has inFormat, else a new frame of that format. Throws std::bad_alloc.
-MF::IVideoFrameRef ConvertPicture(const MF::IVideoFrameRef& inFrame,
-                                  const norviktypes::PixelFormat& inFormat);
+// Sets outFrame to inFrame itself if it has that size and format, else to a new frame with its fields and its
+// aspect. 0, or a negative status of the frame library, and outFrame as it was.
+std::int32_t ShapePicture(const MF::IVideoFrameRef& inFrame, const RenderRequest& inShape,
+                          MF::IVideoFrameRef& outFrame);
 
 // Copies inSource to the place (inLeft, inTop) of inTarget, without scaling; what lies outside is cut
 // off. Both are BGRA or BGRX of 8 bits.

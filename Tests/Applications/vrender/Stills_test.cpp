@@ -159,6 +159,17 @@ TEST(ContactSheet, ASheetThatIsTooLargeIsRefused)
     EXPECT_TRUE(FolderNames(folder.Path()).empty());
 }
 
+TEST(ContactSheet, ASheetThatIsTooLargeInItsOwnFormatIsRefusedToo)
+{
+    // 150 MB as it is painted, and four times as much in the floats of the file.
+    const ScratchFolder folder;
+    const ChildResult result = RunTool({"contact-sheet", SmallMovie(), folder.File("s.exr"), "--size",
+                                        "3000x3100", "--count", "4", "--columns", "4"});
+    EXPECT_EQ(result.exitCode, 64) << result.Describe();
+    EXPECT_NE(result.err.find("too large"), std::string::npos) << result.err;
+    EXPECT_TRUE(FolderNames(folder.Path()).empty());
+}
+
 TEST(Info, TellsWhatTheFileHolds)
 {
     const ScratchFolder folder;

@@ -202,6 +202,38 @@ TEST(HostSession, SharesStayWithinTheWhole)
     }
 }
 
+TEST(Pictures, AreShapedOnlyWhereTheirShapeDiffers)
+{
+    const MF::IVideoFrameRef frame = NewFrame(16, 8);
+    frame->SetFieldType(norviktypes::kFieldType_LowerFirst);
+    frame->SetPixelAspectRatio({4, 3});
+    MF::IVideoFrameRef shaped;
+    ASSERT_EQ(ShapePicture(frame, Request(16, 8, kBGRX), shaped), VF::kFrameStatus_OK);
+    EXPECT_TRUE(shaped == frame);
+
+    for (const RenderRequest& request : {Request(15, 8, kBGRX), Request(16, 6, kBGRX),
+                                         Request(16, 8, norviktypes::kPixelFormat_BGRX_4444_16u)})
+    {
+        ASSERT_EQ(ShapePicture(frame, request, shaped), VF::kFrameStatus_OK);
+        EXPECT_FALSE(shaped == frame);
+        TVK::Rect bounds;
+        shaped->GetBounds(bounds);
+        EXPECT_EQ(bounds, (TVK::Rect{0, 0, static_cast<std::int32_t>(request.mWidth),
+                                     static_cast<std::int32_t>(request.mHeight)}));
+        norviktypes::PixelFormat format;
+        shaped->GetPixelFormat(format);
+        EXPECT_EQ(format, request.mPixelFormat);
+        norviktypes::PixelAspectRatio ratio;
+        shaped->GetPixelAspectRatio(ratio);
+        EXPECT_EQ(ratio, (norviktypes::PixelAspectRatio{4, 3}));
+        EXPECT_EQ(shaped->GetFieldType(), norviktypes::kFieldType_LowerFirst);
+    }
+
+    const MF::IVideoFrameRef before = shaped;
+    EXPECT_LT(ShapePicture(frame, Request(100000, 100000, kBGRX), shaped), 0);
+    EXPECT_TRUE(shaped == before);
+}
+
 TEST(Pictures, PlacedPicturesAreCutAtTheEdges)
 {
     const MF::IVideoFrameRef white = NewFrame(4, 4);
