@@ -20,6 +20,11 @@ inline constexpr Guid kVideoFramePixels{"58D1D4D6-E9FB-4FE0-A8BC-3A3C7634EB3B"};
 inline constexpr Guid kVideoFrameRaster{"282D21CF-D8DA-4E4F-82BE-6E9C176CA796"};
 inline constexpr Guid kSource{"AE9C4047-8A9C-479E-A8B7-DFCC8E97538C"};
 inline constexpr Guid kTimeTransform{"B863C4E1-9C7B-47CA-8AA7-EC97B15DCDEB"};
+inline constexpr Guid kRenderableNode{"19CE7301-5D2C-47CA-94C9-DEC165DAE04B"};
+inline constexpr Guid kRenderableCutlist{"CD921ACF-71B3-4F92-B68A-38011ADE5701"};
+inline constexpr Guid kRenderableExtendedStillInfo{"7D228CC9-6B2E-41D7-8952-498FB74682DB"};
+inline constexpr Guid kSmartRenderSegmentInfo{"AD944FB8-13FF-4F71-A932-9D1C3CE84711"};
+inline constexpr Guid kKeyframedParameter{"D8A1E536-0935-4A79-B372-B0A7FE5F9C2A"};
 
 inline constexpr Guid kVideoSource{"02D31BE8-DF46-42FB-B116-F046F9CBA0C8"};
 inline constexpr Guid kVideoStreamInfo{"8F67356F-D557-47FA-8BC5-F2C7D83066D0"};
@@ -28,6 +33,16 @@ inline constexpr Guid kMediaInfo{"6FDEF025-22F6-4F57-9605-D0A7DDA8B31B"};
 inline constexpr Guid kRenderableSource{"AECA09FC-9C02-412D-AE18-E5DCDDA00B6B"};
 inline constexpr Guid kRenderableVideoSource{"FBF4018D-C935-474F-B122-F79664AC1EC4"};
 inline constexpr Guid kRenderableNodePrefetch{"AF262385-FE46-4E3E-9540-82D64A9EDCFD"};
+inline constexpr Guid kRenderableNodePrefetchProvider{"E9C87CB7-9037-4A9B-9DA0-86AAF868CB06"};
+inline constexpr Guid kRenderableNodeProducerProvider{"BB25512C-C3E5-4B0A-B856-2F86BB79CA2E"};
+inline constexpr Guid kRenderableNodeProducer{"B9FB25AE-4707-4E81-A54E-90B6E2CC44AB"};
+inline constexpr Guid kRenderableNodeOperatorProvider{"89C1F8D6-D821-4A81-B48B-62D210D2743D"};
+inline constexpr Guid kRenderableNodeOperator{"16C7C14E-D5D9-411E-BA38-505B06B6A2CF"};
+inline constexpr Guid kRenderableKeyframeOwner{"DBFE94BA-5D14-4047-83FA-E8B04D0A7324"};
+inline constexpr Guid kRenderableTimeTransformOwner{"D3672EEE-EAD3-4904-BD99-2AFBFE671C93"};
+inline constexpr Guid kRenderableNodeIntrinsicParameterProvider{"909B960F-4C59-4A09-8C93-1F3517037268"};
+inline constexpr Guid kSubTreeRender{"56BDEADD-225E-4778-9F45-9CA62C96FDA8"};
+inline constexpr Guid kMutableCutlist{"7E8789B9-2B1F-4D1F-BBE8-3E48A5B060D4"};
 inline constexpr Guid kBitmapMedia{"A4FBA864-2815-4F35-9CA3-0AB0383A7BF2"};
 inline constexpr Guid kBitmapMediaPrivate{"B12FA900-2C8E-40E3-ABF8-C5E0E3EF56D9"};
 
