@@ -390,26 +390,6 @@ void VideoSourceBase::AcquireQuietToken(std::shared_ptr<void>& outToken, bool, b
     outMustUnquiet = false;
 }
 
-std::int32_t VideoSourceBase::ConvertFrame(const MF::IVideoFrameRef& inPicture,
-                                           const BE::FrameDescription& inFormat, MF::IVideoFrameRef& outFrame)
-{
-    MF::IVideoFrameRef frame;
-    std::int32_t status = VF::CreateVideoFrame(
-        frame, inFormat.mPixelFormat, static_cast<std::uint32_t>(inFormat.mBounds.Width()),
-        static_cast<std::uint32_t>(inFormat.mBounds.Height()), inFormat.mPixelAspectRatio, false, false);
-    if (status >= 0)
-    {
-        // Both frames name their field order first, so that lines of two moments are not mixed.
-        frame->SetFieldType(inFormat.mFieldType);
-        status = VF::VideoFrameManipulators::CopyFrameWithFields(inPicture, frame, inFormat.mQuality, 0);
-    }
-    if (status >= 0)
-    {
-        outFrame = frame;
-    }
-    return status;
-}
-
 void VideoSourceBase::StampFrame(const BE::FrameDescription& inFormat, const MF::IVideoFrameRef& inFrame)
 {
     if (inFrame->IsFrozen())

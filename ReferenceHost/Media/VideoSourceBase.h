@@ -155,11 +155,6 @@ protected:
     TVK::Guid KeyOfFrame(std::int64_t inIndex, const BE::FrameDescription& inFormat,
                          const MF::BinaryData& inSettings, const norviktypes::ColorProfile& inProfile) const;
 
-    // inPicture converted and scaled, each field by itself in an interlaced stream, to a new frame of
-    // inFormat.
-    static std::int32_t ConvertFrame(const MF::IVideoFrameRef& inPicture,
-                                     const BE::FrameDescription& inFormat, MF::IVideoFrameRef& outFrame);
-
     // The attributes of a description, set on a frame.
     static void StampFrame(const BE::FrameDescription& inFormat, const MF::IVideoFrameRef& inFrame);
 

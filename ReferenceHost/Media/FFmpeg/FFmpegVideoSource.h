@@ -43,13 +43,7 @@ protected:
                            MF::IVideoFrameRef& outFrame) override;
 
 private:
-    PictureTraits TraitsOf(const AVFrame& inPicture, const norviktypes::PixelFormat& inTarget) const;
-    std::int32_t Convert(const AVFrame& inPicture, const BE::FrameDescription& inFormat,
-                         MF::IVideoFrameRef& outFrame) const;
-    std::int32_t ConvertOnce(const AVFrame& inPicture, const BE::FrameDescription& inFormat,
-                             MF::IVideoFrameRef& outFrame) const;
-    std::int32_t ConvertTurned(const AVFrame& inPicture, const BE::FrameDescription& inFormat,
-                               MF::IVideoFrameRef& outFrame) const;
+    PictureTraits TraitsOf(const AVFrame& inPicture) const;
     void NoteFailure(std::int64_t inIndex, const std::string& inText);
 
     const std::shared_ptr<MediaFile> mFile;

@@ -11,9 +11,8 @@ namespace Media
 
 // Makes a new frame of inFormat's pixel format and bounds from a picture, which is shown as inOrientation
 // says; the bounds are those after the turn. A picture of another size than the stream's fills the bounds as
-// well. The lines of an interlaced picture (inFormat's field type) are scaled by field and never turned by a
-// quarter.
-// 0 or a negative status of BE/IVideoSource.h, with an empty reference.
+// well. The fields of an interlaced stream (inFormat's field type) are scaled each by itself.
+// 0, or a negative status of BE/IVideoSource.h and outFrame as it was.
 std::int32_t MakeFrameOfPicture(const AVFrame& inPicture, const PictureTraits& inTraits,
                                 const Orientation& inOrientation, const BE::FrameDescription& inFormat,
                                 MF::IVideoFrameRef& outFrame);

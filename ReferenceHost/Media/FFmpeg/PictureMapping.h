@@ -26,7 +26,7 @@ struct PictureTraits
 {
     ColourDescription colour;
     FileAlpha alpha = FileAlpha::kNone; // of formats with alpha; the others have none
-    bool isFieldChroma = false;         // chroma lines of 4:2:0 belong to the fields
+    bool isFieldChroma = false; // chroma lines of 4:2:0 belong to the fields, as in interlaced streams
 };
 
 // The row of the table for pictures of inPixelFormat (an AVPixelFormat). kPixelFormat_Invalid for a format

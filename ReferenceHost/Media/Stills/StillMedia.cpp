@@ -2,6 +2,7 @@
 
 #include "ReferenceHost/Media/FFmpeg/StillDecoder.h"
 #include "ReferenceHost/Media/FileIdentity.h"
+#include "ReferenceHost/Media/FrameConversion.h"
 #include "ReferenceHost/Media/MediaObject.h"
 #include "ReferenceHost/Media/VideoSourceBase.h"
 #include "VF/SharedVideoFrameCache.h"

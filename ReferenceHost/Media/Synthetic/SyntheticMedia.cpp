@@ -1,6 +1,7 @@
 #include "ReferenceHost/Media/Synthetic/SyntheticMedia.h"
 
 #include "ReferenceHost/FrameLibrary/VideoFrame.h"
+#include "ReferenceHost/Media/FrameConversion.h"
 #include "ReferenceHost/Media/MediaObject.h"
 #include "ReferenceHost/Media/Synthetic/SyntheticPainter.h"
 #include "ReferenceHost/Media/VideoSourceBase.h"
@@ -69,6 +70,12 @@ public:
     {
     }
 
+    // Frames are counted however alike they look.
+    std::int64_t GetFrameNumber(const norviktypes::TickTime& inTime) const override
+    {
+        return VideoSourceBase::FrameIndexAt(inTime);
+    }
+
 protected:
     // A picture that never changes is one frame for all times, and one entry of every cache.
     std::int64_t FrameIndexAt(const norviktypes::TickTime& inTime) const override
@@ -135,7 +142,7 @@ private:
         VF::FramePixels pixels;
         if (status < 0 || !VF::GetFramePixels(drawing, pixels))
         {
-            return status < 0 ? status : BE::kSourceStatus_OutOfMemory;
+            return status < 0 ? SourceStatusOf(status) : BE::kSourceStatus_OutOfMemory;
         }
         inDraw(BGRAPicture{pixels.mPixels, pixels.mRowBytes, inBounds.Width(), inBounds.Height()});
         drawing->SetFieldType(Traits().mFieldType);

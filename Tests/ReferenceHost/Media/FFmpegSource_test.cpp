@@ -1,3 +1,6 @@
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
 #include <set>
 #include <vector>
 
@@ -295,6 +298,71 @@ TEST(FFmpegSource, TurnedPicturesStandUpright)
                       true);
         }
     }
+}
+
+TEST(FFmpegSource, TurnedPicturesStandUprightInBottomUpFramesToo)
+{
+    const OpenedClip clip = OpenClip("rotated.mp4");
+    const MF::IVideoFrameRef down = clip.Frame(10, MF::kPixelFormat_BGRA_4444_8u);
+    const MF::IVideoFrameRef up = clip.Frame(10, norviktypes::kPixelFormat_BGRA_4444_8u_BottomUp);
+    VF::FramePixels expected;
+    VF::FramePixels pixels;
+    ASSERT_TRUE(VF::GetFramePixels(down, expected) && VF::GetFramePixels(up, pixels));
+    for (std::uint32_t y = 0; y < expected.mHeight; ++y)
+    {
+        ASSERT_EQ(std::memcmp(pixels.Row(0, expected.mHeight - 1 - y), expected.Row(0, y), 4 * 96), 0) << y;
+    }
+}
+
+namespace
+{
+
+// The interlaced clip with a turn by inDegrees asked for.
+OpenedClip OpenInterlacedTurnedBy(const char* inDegrees, const TestSupport::ScratchFolder& inFolder)
+{
+    const std::string path = inFolder.File(std::string("turned") + inDegrees + ".mov");
+    MediaTests::RunFFmpeg({"-i", MediaPath("mpeg2_interlaced.ts"), "-an", "-c", "copy", "-metadata:s:v:0",
+                           std::string("rotate=") + inDegrees, path});
+    return OpenPath(path);
+}
+
+} // namespace
+
+TEST(FFmpegSource, FieldsOfAPictureOnItsHeadChangePlaces)
+{
+    const TestSupport::ScratchFolder folder;
+    const OpenedClip upright = OpenInterlacedTurnedBy("0", folder);
+    const OpenedClip turned = OpenInterlacedTurnedBy("180", folder);
+    EXPECT_EQ(upright.source->GetFieldType(), norviktypes::kFieldType_UpperFirst);
+    EXPECT_EQ(turned.source->GetFieldType(), norviktypes::kFieldType_LowerFirst);
+    EXPECT_EQ(OpenInterlacedTurnedBy("90", folder).source->GetFieldType(),
+              norviktypes::kFieldType_Progressive);
+}
+
+TEST(FFmpegSource, FieldsOfTurnedPicturesAreScaledApart)
+{
+    const TestSupport::ScratchFolder folder;
+    const MF::IVideoFrameRef upright =
+        OpenInterlacedTurnedBy("0", folder).Frame(5, MF::kPixelFormat_BGRA_4444_8u, 80, 48);
+    const MF::IVideoFrameRef turned =
+        OpenInterlacedTurnedBy("180", folder).Frame(5, MF::kPixelFormat_BGRA_4444_8u, 80, 48);
+    VF::FramePixels expected;
+    VF::FramePixels pixels;
+    ASSERT_TRUE(VF::GetFramePixels(upright, expected) && VF::GetFramePixels(turned, pixels));
+    int largest = 0;
+    for (std::uint32_t y = 0; y < 48; ++y)
+    {
+        for (std::uint32_t x = 0; x < 80; ++x)
+        {
+            const std::uint8_t* one = expected.Row(0, 47 - y) + 4 * (79 - x);
+            const std::uint8_t* other = pixels.Row(0, y) + 4 * x;
+            for (int c = 0; c < 4; ++c)
+            {
+                largest = std::max(largest, std::abs(one[c] - other[c]));
+            }
+        }
+    }
+    EXPECT_LE(largest, 1);
 }
 
 TEST(FFmpegSource, EachTurnPutsEachPixelInItsPlace)

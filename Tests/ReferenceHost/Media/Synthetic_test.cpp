@@ -461,3 +461,27 @@ TEST(SyntheticMedia, TellsAboutItself)
     EXPECT_FALSE(token);
     EXPECT_FALSE(mustUnquiet);
 }
+
+TEST(Synthetic, FramesBeyondTheLimitAreRefusedInTheWordsOfStreams)
+{
+    // Floats of this picture take 549 MiB.
+    MF::IVideoFrameRef frame;
+    EXPECT_EQ(
+        Get(Source("bars:size=6000x6000"), TickTime(), Asked(norviktypes::kPixelFormat_BGRA_4444_32f), frame),
+        BE::kSourceStatus_BadMedia);
+    EXPECT_FALSE(frame);
+}
+
+TEST(Synthetic, FramesAreCountedHoweverAlikeTheyLook)
+{
+    for (const char* text :
+         {"bars:rate=25:duration=100", "color:red:rate=25:duration=100", "counter:rate=25:duration=100"})
+    {
+        const IFrameNumbersRef numbers(Source(text));
+        ASSERT_TRUE(numbers) << text;
+        EXPECT_EQ(numbers->GetFrameNumber(TickTime(-1)), 0) << text;
+        EXPECT_EQ(numbers->GetFrameNumber(TickTime::FromSeconds(2.0)), 50) << text;
+        EXPECT_EQ(numbers->GetFrameNumber(TickTime::FromSeconds(2.0) - TickTime(1)), 49) << text;
+        EXPECT_EQ(numbers->GetFrameNumber(TickTime::FromSeconds(4.0)), -1) << text;
+    }
+}
