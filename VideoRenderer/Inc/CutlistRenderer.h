@@ -21,7 +21,7 @@
 #include "CutlistRenderParams.h"
 #include "MF/IRenderableCutlist.h"
 #include "MF/IVideoFrame.h"
-#include "RenderableNodeProviders.h"
+#include "RenderableNodeProducer.h"
 
 #include <cstdint>
 #include <vector>

@@ -59,9 +59,8 @@ bool NeedsScaleToRenderSize(const MF::IVideoFrameRef& inFrame, const CutlistRend
 MF::IVideoFrameRef MakeAddressableAtRenderSize(const MF::IVideoFrameRef& inFrame,
                                                const CutlistRenderParams& inParams);
 
-// A frame that may be written. Where it must be a copy for other reasons than being frozen, because of a
-// planar format or of inForceCopy, only the field inUseLowerField is copied: the caller makes the
-// other one of it.
+// A frame that may be written. Of a frame that is frozen or planar, or with inForceCopy, it is a copy with
+// the lines of one field only, at render size; the others are undefined, as the caller makes them of these.
 MF::IVideoFrameRef MakeWriteableAtRenderSize(const MF::IVideoFrameRef& inFrame,
                                              const CutlistRenderParams& inParams, bool inUseLowerField,
                                              bool inForceCopy);

@@ -20,17 +20,11 @@
 
 #include "CutlistRenderParams.h"
 #include "MF/IVideoFrame.h"
-#include "NodeIntrinsicParameters.h"
+#include "RenderableNodeParameters.h"
 #include "norviktypes/RenderQuality.h"
 
 namespace ML
 {
-
-// The same place on the output and the same opacity: position, anchor, scale, rotation, opacity,
-// anti-flicker and authored size, exactly. The scanline offset takes no part.
-bool SameGeometry(const NodeIntrinsicParameters& inA, const NodeIntrinsicParameters& inB) noexcept;
-// The same geometry, blend mode, blend opacity and sampling.
-bool SameIntrinsics(const NodeIntrinsicParameters& inA, const NodeIntrinsicParameters& inB) noexcept;
 
 // Whether the frame can stand as the output: field order (from quality 3 up), no origin, pixel aspect, and
 // the render size or a full-size substitute for it.

@@ -1,0 +1,49 @@
+#include "FrameImage.h"
+
+#include "IR/ImageRoutines.h"
+#include "VF/VideoFrame.h"
+
+namespace ML
+{
+
+FrameImage FrameImage::Field(bool inIsLower) const noexcept
+{
+    // From the bottom up, the first line in memory is the picture's last.
+    const std::int32_t picturesFirst = IR_IsOriginBottomLeft(mCode) != 0 ? mHeight - 1 : 0;
+    const bool firstIsLower = picturesFirst % 2 != 0;
+    const std::int32_t skippedRows = inIsLower != firstIsLower ? 1 : 0;
+
+    FrameImage field = *this;
+    field.mHeight = (mHeight + 1 - skippedRows) / 2;
+    field.mPixels += static_cast<std::ptrdiff_t>(skippedRows) * mRowBytes;
+    field.mRowBytes = mRowBytes * 2;
+    return field;
+}
+
+FrameImage ImageOfFrame(const MF::IVideoFrameRef& inFrame)
+{
+    const TVK::Rect bounds = BoundsOfFrame(inFrame);
+    FrameImage image;
+    image.mPixels = static_cast<std::uint8_t*>(VF::IVideoFramePixelsRef(inFrame)->GetPixels());
+    image.mRowBytes = VF::IVideoFrameRasterRef(inFrame)->GetRowBytes();
+    image.mWidth = bounds.Width();
+    image.mHeight = bounds.Height();
+    image.mCode = VF::BEPixelFormatToIRPixelFormat(FormatOfFrame(inFrame));
+    return image;
+}
+
+TVK::Rect BoundsOfFrame(const MF::IVideoFrameRef& inFrame)
+{
+    TVK::Rect bounds;
+    inFrame->GetBounds(bounds);
+    return bounds;
+}
+
+norviktypes::PixelFormat FormatOfFrame(const MF::IVideoFrameRef& inFrame)
+{
+    norviktypes::PixelFormat format;
+    inFrame->GetPixelFormat(format);
+    return format;
+}
+
+} // namespace ML
