@@ -6,7 +6,7 @@
 //
 //   1. the name of this class
 //   2. the hashed properties, in the order of their keys: names and values
-//   3. the inputs, in the order in which they were appended: offset, and hash unless it is an input of nothing
+//   3. the inputs, in the order in which they were appended: offset, and hash unless the input is nothing
 //   4. the name of the node's kind
 //   5. the operators' hashes, in the order in which they were appended
 //

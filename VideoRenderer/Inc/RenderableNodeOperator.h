@@ -1,7 +1,7 @@
 // What changes a frame on its way up: operators, which effects hand out for one frame.
 //
-// Thread-safety: providers are frozen nodes and safe; an operator, and the handle to what lies beneath it, are
-// used by one thread at a time.
+// Thread-safety: providers are frozen nodes and safe; an operator, and the handle to what lies beneath it,
+// are used by one thread at a time.
 #pragma once
 
 #include "CutlistRenderParams.h"

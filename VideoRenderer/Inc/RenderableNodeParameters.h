@@ -1,4 +1,4 @@
-// What a node tells of itself beside its picture: how the picture lies on the output, its keyframes, its time.
+// What a node tells of itself beside its picture: how it lies on the output, its keyframes, its time.
 //
 // Thread-safety: the record is a value; the interfaces are faces of frozen nodes and safe.
 #pragma once

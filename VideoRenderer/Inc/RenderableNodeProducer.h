@@ -41,8 +41,8 @@ public:
     virtual std::int32_t GetFrame(const MF::FrameTime& inFrameTime, const CutlistRenderParams& inRenderParams,
                                   MF::IVideoFrameRef& outFrame) = 0;
     // Names the frame without rendering it: equal for frames that are interchangeable, different for all
-    // others. inBaseHash is what the caller has mixed already; the hash goes on from it. Cheap, as it is asked
-    // for every frame, also for those that a cache holds.
+    // others. inBaseHash is what the caller has mixed already; the hash goes on from it. Cheap, as it is
+    // asked for every frame, also for those that a cache holds.
     virtual void GetFrameHash(TVK::Guid& outHash, const MF::FrameTime& inFrameTime,
                               const CutlistRenderParams& inRenderParams, const TVK::Guid& inBaseHash) = 0;
     virtual IRenderableNodeProducerRef AsProducer() { return IRenderableNodeProducerRef(this); }

@@ -1,8 +1,8 @@
 // The keyframes of an animated parameter: a time, a value, and how the parameter moves in and out.
 //
-// Interpolation codes and eases are carried, compared and hashed, never interpreted. Equality is exact, also of
-// floats: a NaN equals nothing. Hashes cross module boundaries and may be stored, but for those of ArbKeyframe,
-// which mean something in one process only.
+// Interpolation codes and eases are carried, compared and hashed, never interpreted. Equality is exact, also
+// of floats: a NaN equals nothing. Hashes cross module boundaries and may be stored, but for those of
+// ArbKeyframe, which mean something in one process only.
 //
 // Errors: a direction that is neither of the two is a contract violation.
 //
@@ -221,8 +221,8 @@ public:
     T mValue{};
 };
 
-// A block of bytes that only an effect understands, so neither equality nor hash looks into it: both stand for
-// the identity of the block. Equal bytes in two blocks are different; times and codes do not count.
+// A block of bytes that only an effect understands, so neither equality nor hash looks into it: both stand
+// for the identity of the block. Equal bytes in two blocks are different; times and codes do not count.
 class ML_EXPORT ArbKeyframe final : public KeyframeBase
 {
 public:
