@@ -19,8 +19,9 @@ namespace
 using norviktypes::TickTime;
 
 constexpr const char* kForms = "a frame (84 or #84), a timecode (01:00:03:12), seconds (3.5s), start or end";
-// Frame numbers and seconds beyond these have no time on the axis.
+// Keeps products with a rate within 128 bits; what the time axis holds depends on the rate.
 constexpr std::int64_t kMostFrames = std::int64_t{1} << 40;
+// Seconds beyond these have no time on the axis.
 constexpr std::int64_t kMostSeconds = 9000000;
 constexpr std::size_t kMostDecimals = 9;
 
@@ -152,6 +153,15 @@ std::string EndText(const Timeline& inTimeline)
                        inTimeline.mDuration.AsSeconds());
 }
 
+// Labels of a day.
+std::int64_t FramesOfDay(const Foundation::TimecodeRate& inRate, bool inIsDropFrame)
+{
+    std::int64_t lastSecond = 0;
+    bool isDropFrame = false;
+    Foundation::ParseTimecode(inIsDropFrame ? "23:59:59;00" : "23:59:59:00", inRate, lastSecond, isDropFrame);
+    return lastSecond + Foundation::NominalFramesPerSecond(inRate);
+}
+
 // Frames since frame 0 of a timecode. A file that crosses midnight has its small labels at its end.
 std::int64_t FrameOfTimecode(const std::string& inOption, const std::string& inText,
                              const Timeline& inTimeline)
@@ -179,9 +189,7 @@ std::int64_t FrameOfTimecode(const std::string& inOption, const std::string& inT
     std::int64_t frame = label - inTimeline.mTimecodeStart;
     if (frame < 0)
     {
-        std::int64_t day = 0;
-        Foundation::ParseTimecode(isDropFrame ? "23:59:59;00" : "23:59:59:00", rate, day, isDropFrame);
-        day += Foundation::NominalFramesPerSecond(rate);
+        const std::int64_t day = FramesOfDay(rate, isDropFrame);
         const bool crosses =
             inTimeline.mFrameCount >= 0 && inTimeline.mTimecodeStart + inTimeline.mFrameCount > day;
         if (!crosses)
@@ -202,6 +210,16 @@ TickTime TimeOfCount(std::int64_t inCount, const Timeline& inTimeline)
                            inTimeline.mRate.mDenominator / inTimeline.mRate.mNumerator;
     return ticks > norviktypes::kTime_Max.GetTicks() ? norviktypes::kTime_Max
                                                      : TickTime(static_cast<std::int64_t>(ticks));
+}
+
+// Where nothing ends, the axis does.
+void CheckIsOnAxis(const std::string& inOption, const std::string& inText, std::int64_t inFrame,
+                   const Timeline& inTimeline)
+{
+    if (inTimeline.mFrameCount < 0 && TimeOfCount(inFrame, inTimeline) == norviktypes::kTime_Max)
+    {
+        Refuse(inOption, inText, "is later than any time that " + inTimeline.mName + " can be asked for");
+    }
 }
 
 struct Position
@@ -229,10 +247,12 @@ Position Locate(const std::string& inOption, const TimeExpression& inTime, const
         }
         return {count, false};
     case TimeExpression::Kind::kFrame:
+        CheckIsOnAxis(inOption, inTime.mText, inTime.mFrame, inTimeline);
         return {count >= 0 && inTime.mFrame > count ? -1 : inTime.mFrame, false};
     case TimeExpression::Kind::kTimecode:
     {
         const std::int64_t frame = FrameOfTimecode(inOption, inTime.mText, inTimeline);
+        CheckIsOnAxis(inOption, inTime.mText, frame, inTimeline);
         if (inTimeline.mHasGrid)
         {
             return {count >= 0 && frame > count ? -1 : frame, false};
@@ -340,8 +360,11 @@ FrameRange RangeOrWhole(const std::string& inOption, const std::string& inText, 
 
 std::string TimecodeOfFrame(std::int64_t inFrame, const Timeline& inTimeline)
 {
-    return Foundation::FormatTimecode(inTimeline.mTimecodeStart + inFrame, TimecodeRateOf(inTimeline),
-                                      inTimeline.mHasTimecode && inTimeline.mIsDropFrame);
+    const Foundation::TimecodeRate rate = TimecodeRateOf(inTimeline);
+    const bool isDropFrame =
+        inTimeline.mHasTimecode && inTimeline.mIsDropFrame && Foundation::SupportsDropFrame(rate);
+    return Foundation::FormatTimecode((inTimeline.mTimecodeStart + inFrame) % FramesOfDay(rate, isDropFrame),
+                                      rate, isDropFrame);
 }
 
 } // namespace vrender

@@ -85,7 +85,7 @@ FrameRange ResolveRange(const std::string& inOption, const RangeExpression& inRa
 // The range for an option's text; all frames for an empty one.
 FrameRange RangeOrWhole(const std::string& inOption, const std::string& inText, const Timeline& inTimeline);
 
-// The label of a frame, in the file's own way of counting.
+// The label of a frame, in the file's own way of counting; midnight is 00:00:00:00 again.
 std::string TimecodeOfFrame(std::int64_t inFrame, const Timeline& inTimeline);
 
 } // namespace vrender

@@ -55,8 +55,8 @@ std::int32_t StatusOf(FrameStatus inStatus)
 
 norviktypes::FieldType FieldTypeOf(const FileFacts& inFacts)
 {
-    // Lines of a picture that lies on its side are no fields any more; in one that stands on its head the last
-    // line of an even number, a lower one, has become the first.
+    // Lines of a picture that lies on its side are no fields any more; in one that stands on its head the
+    // last line of an even number, a lower one, has become the first.
     if (!IsInterlaced(inFacts) || inFacts.orientation.SwapsSides())
     {
         return norviktypes::kFieldType_Progressive;

@@ -138,6 +138,20 @@ TEST(TimeExpression, TimecodeGoesOnPastMidnight)
     timeline.mHasTimecode = true;
     timeline.mTimecodeStart = 24 * 3600 * 25 - 250; // 23:59:50:00
     EXPECT_EQ(Frame("00:00:05:00", timeline), 375);
+    EXPECT_EQ(TimecodeOfFrame(249, timeline), "23:59:59:24");
+    EXPECT_EQ(TimecodeOfFrame(250, timeline), "00:00:00:00");
+    EXPECT_EQ(TimecodeOfFrame(375, timeline), "00:00:05:00");
+}
+
+TEST(TimeExpression, TimecodeWithDroppedNumbersGoesOnPastMidnight)
+{
+    Timeline timeline = Grid(30000, 1001, 1000);
+    timeline.mHasTimecode = true;
+    timeline.mIsDropFrame = true;
+    timeline.mTimecodeStart = 24 * 107892 - 300; // 23:59:50;00
+    EXPECT_EQ(TimecodeOfFrame(0, timeline), "23:59:50;00");
+    EXPECT_EQ(TimecodeOfFrame(300, timeline), "00:00:00;00");
+    EXPECT_EQ(Frame("00:00:01;00", timeline), 330);
 }
 
 TEST(TimeExpression, WhatIsNoTimeIsRefusedByName)
@@ -227,4 +241,21 @@ TEST(TimeExpression, WithoutAnEndOnlyARangeHasOne)
     EXPECT_NE(Refusal([&] { Range("0:end", timeline); }), "");
     EXPECT_NE(Refusal([&] { Frame("end", timeline); }), "");
     EXPECT_NE(Refusal([&] { RangeOrWhole("--range", "", timeline); }).find("has no end"), std::string::npos);
+}
+
+TEST(TimeExpression, WithoutAnEndNumbersEndWithTheAxis)
+{
+    Timeline timeline = Grid(25, 1, 100);
+    timeline.mFrameCount = -1;
+    timeline.mFrameAt = [](TickTime inTime) { return inTime.ToFrame64(FrameRate::FromRational(25, 1)); };
+    const std::int64_t last = (norviktypes::kTime_Max.GetTicks() - 1) / (norviktypes::kTicksPerSecond / 25);
+    EXPECT_EQ(Frame(std::to_string(last), timeline), last);
+    for (const std::string& text : {std::to_string(last + 1), std::string("1099511627776")})
+    {
+        EXPECT_NE(Refusal([&] { Frame(text, timeline); }).find("later than any time"), std::string::npos)
+            << text;
+        EXPECT_NE(Refusal([&] { Range("0:" + text, timeline); }).find("later than any time"),
+                  std::string::npos)
+            << text;
+    }
 }
