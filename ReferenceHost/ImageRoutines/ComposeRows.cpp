@@ -1,13 +1,116 @@
 #include "ReferenceHost/ImageRoutines/ComposeRows.h"
 
-#include <vector>
+#include <algorithm>
 
 #include "IR/BlendModes.h"
-#include "ReferenceHost/ImageRoutines/ComposeReference.h"
-#include "ReferenceHost/ImageRoutines/ReferenceSamples.h"
+#include "ReferenceHost/ImageRoutines/BlendRows.h"
+#include "ReferenceHost/ImageRoutines/RowBuffers.h"
 
 namespace ir
 {
+namespace
+{
+
+// A stretch of a row as a picture of its own.
+Picture StretchOf(const Picture& inPicture, std::int32_t inX, std::int32_t inY, std::int32_t inCount)
+{
+    Picture stretch = inPicture;
+    stretch.planes[0] =
+        inPicture.Row(0, inY) + static_cast<std::ptrdiff_t>(inX) * 4 * SampleBytes(inPicture.sample);
+    stretch.width = inCount;
+    stretch.height = 1;
+    return stretch;
+}
+
+// The pixels to lay as a picture of the target's model.
+Picture LayerOf(const void* inPixels, Sample inSample, const Picture& inTarget, std::int32_t inCount)
+{
+    Picture layer = StretchOf(inTarget, 0, 0, inCount);
+    layer.planes[0] = const_cast<unsigned char*>(static_cast<const unsigned char*>(inPixels));
+    layer.sample = inSample;
+    layer.bits = inSample == Sample::kByte ? 8 : 32;
+    layer.alpha = PictureAlpha::kPremultiplied;
+    return layer;
+}
+
+void Clear(const FloatRow& outRow, std::size_t inCount)
+{
+    for (float* row : outRow.c)
+    {
+        std::fill_n(row, inCount, 0.0F);
+    }
+}
+
+bool GoesThroughRGB(const Picture& inTarget, std::uint32_t inMode)
+{
+    return !inTarget.IsRGB() && inMode != kIR_Blend_Normal && inMode != kIR_Blend_Dissolve;
+}
+
+BlendPlan BlendPlanFor(const ComposeSettings& inSettings, const Picture& inTarget)
+{
+    BlendPlan plan;
+    plan.mode = inSettings.blendMode;
+    plan.opacity = inSettings.opacity;
+    plan.isStraight = inTarget.alpha == PictureAlpha::kStraight;
+    plan.isOpaque = !inTarget.HasAlpha();
+    plan.isLimited = inTarget.sample != Sample::kFloat;
+    plan.mostAlpha = plan.isLimited ? static_cast<float>(AlphaRange(inTarget).scale) : 0.0F;
+    return plan;
+}
+
+// One stretch by way of rows of floats.
+class FloatStretch
+{
+public:
+    FloatStretch(const Picture& inTarget, std::int32_t inX, std::int32_t inY, std::int32_t inCount)
+        : mTarget(StretchOf(inTarget, inX, inY, inCount))
+        , mCount(static_cast<std::size_t>(inCount))
+        , mRows(11, mCount + 64)
+        , mLayer{{mRows.Row(0), mRows.Row(1), mRows.Row(2), mRows.Row(3)}}
+        , mBackdrop{{mRows.Row(4), mRows.Row(5), mRows.Row(6), mRows.Row(7)}}
+    {
+    }
+
+    float* Coverage() const { return mRows.Row(10); }
+
+    void Compose(const Picture& inLayer, const ComposeSettings& inSettings, const BlendPlan& inPlan) const
+    {
+        ReadFloatRow(inLayer, 0, mLayer, mRows.Row(8));
+        inSettings.targetHasPicture ? ReadFloatRow(mTarget, 0, mBackdrop, mRows.Row(8))
+                                    : Clear(mBackdrop, mCount);
+        if (GoesThroughRGB(mTarget, inPlan.mode))
+        {
+            Picture rgb = mTarget;
+            rgb.matrix = Matrix::kRGB;
+            Recolour(inLayer.alpha, mTarget, rgb, mLayer);
+            Recolour(mTarget.alpha, mTarget, rgb, mBackdrop);
+            BlendRow(inPlan, mLayer, mBackdrop, mCount);
+            Recolour(mTarget.alpha, rgb, mTarget, mBackdrop);
+        }
+        else
+        {
+            BlendRow(inPlan, mLayer, mBackdrop, mCount);
+        }
+        WriteFloatRow(mTarget, 0, mBackdrop);
+    }
+
+private:
+    // The matrix alone: alpha keeps its kind.
+    void Recolour(PictureAlpha inAlpha, Picture inFrom, Picture inTo, const FloatRow& ioRow) const
+    {
+        inFrom.alpha = inAlpha == PictureAlpha::kOpaque ? PictureAlpha::kPremultiplied : inAlpha;
+        inTo.alpha = inFrom.alpha;
+        ApplyPlan(PlanFor(inFrom, inTo), ioRow, mCount);
+    }
+
+    Picture mTarget;
+    std::size_t mCount;
+    RowBuffers<float> mRows;
+    FloatRow mLayer;
+    FloatRow mBackdrop;
+};
+
+}
 
 bool IsBlendMode(std::uint32_t inMode) noexcept
 {
@@ -18,44 +121,31 @@ void ComposeByteRow(const std::uint8_t* inPremultiplied, const std::uint8_t* inC
                     const ComposeSettings& inSettings, const Picture& ioTarget, std::int32_t inX,
                     std::int32_t inY, std::int32_t inCount)
 {
-    const auto count = static_cast<std::size_t>(inCount);
-    std::vector<float> pixels(count * 4);
-    std::vector<float> coverage(count, 1.0F);
-    for (std::size_t i = 0; i < count; ++i)
+    const FloatStretch stretch(ioTarget, inX, inY, inCount);
+    BlendPlan plan = BlendPlanFor(inSettings, ioTarget);
+    plan.x = inX;
+    plan.y = inY;
+    for (std::int32_t i = 0; inCoverage != nullptr && i < inCount; ++i)
     {
-        for (int c = 0; c < 4; ++c)
-        {
-            const ComponentRange range = RangeOf(ioTarget, c);
-            const std::size_t at = i * 4 + static_cast<std::size_t>(kPackedPlace[c]);
-            pixels[at] = static_cast<float>((inPremultiplied[at] - range.offset) / range.scale);
-        }
-        coverage[i] = inCoverage == nullptr ? 1.0F : static_cast<float>(inCoverage[i]) / 255.0F;
+        stretch.Coverage()[i] = static_cast<float>(inCoverage[i]) / 255.0F;
     }
-    ComposeFloatRow(pixels.data(), coverage.data(), inSettings, ioTarget, inX, inY, inCount);
+    plan.coverage = inCoverage == nullptr ? nullptr : stretch.Coverage();
+    stretch.Compose(LayerOf(inPremultiplied, Sample::kByte, ioTarget, inCount), inSettings, plan);
 }
 
 void ComposeFloatRow(const float* inPremultiplied, const float* inCoverage, const ComposeSettings& inSettings,
                      const Picture& ioTarget, std::int32_t inX, std::int32_t inY, std::int32_t inCount)
 {
-    for (std::int32_t i = 0; i < inCount; ++i)
+    const FloatStretch stretch(ioTarget, inX, inY, inCount);
+    BlendPlan plan = BlendPlanFor(inSettings, ioTarget);
+    plan.x = inX;
+    plan.y = inY;
+    if (inCoverage != nullptr)
     {
-        const float* place = inPremultiplied + static_cast<std::ptrdiff_t>(i) * 4;
-        const double share = static_cast<double>(inSettings.opacity) *
-                             (inCoverage == nullptr ? 1.0 : static_cast<double>(inCoverage[i]));
-        reference::Pixel source;
-        for (int c = 0; c < 4; ++c)
-        {
-            source.c[c] = static_cast<double>(place[kPackedPlace[c]]) * share;
-        }
-        const reference::Pixel backdrop = reference::ReadPixel(ioTarget, inX + i, inY);
-        const reference::Pixel result =
-            reference::ComposePixel(source, backdrop, ioTarget, inSettings, inX + i, inY);
-        for (int c = 0; c < 4; ++c)
-        {
-            const double value = c == 3 && !ioTarget.HasAlpha() ? 1.0 : result.c[c];
-            reference::WritePlane(ioTarget, c, inX + i, inY, value);
-        }
+        std::copy_n(inCoverage, inCount, stretch.Coverage()); // a whole vector of them is read
+        plan.coverage = stretch.Coverage();
     }
+    stretch.Compose(LayerOf(inPremultiplied, Sample::kFloat, ioTarget, inCount), inSettings, plan);
 }
 
 }

@@ -187,7 +187,7 @@ void ConvertYuv(const Picture& inSource, const Picture& inTarget)
 }
 
 // Rows of floats read from a source and brought to the target's kind.
-class PlannedRows
+class PlannedRows : public IRowSource
 {
 public:
     PlannedRows(const Picture& inSource, const RowPlan& inPlan)
@@ -198,7 +198,7 @@ public:
     {
     }
 
-    FloatRow Read(std::int32_t inY) const
+    FloatRow Read(std::int32_t inY) const override
     {
         const FloatRow row = {{mRows.Row(0), mRows.Row(1), mRows.Row(2), mRows.Row(3)}};
         ReadFloatRow(mSource, inY, row, mRows.Row(4));
@@ -309,7 +309,7 @@ private:
     RowBuffers<float> mRows;
 };
 
-void ConvertToSubsampled(const Picture& inTarget, const PlannedRows& inRows)
+void WriteSubsampled(const Picture& inTarget, const IRowSource& inRows)
 {
     ChromaRing ring(inTarget, static_cast<std::size_t>(inTarget.ChromaWidth()));
     std::int32_t written = 0;
@@ -404,18 +404,22 @@ void ConvertByFloats(const Picture& inSource, const Picture& inTarget, const Ove
         plan.gain = inOverBlack.opacity;
         plan.dropsAlpha = true;
     }
-    const PlannedRows rows(inSource, plan);
+    WriteRows(inTarget, PlannedRows(inSource, plan));
+}
+
+}
+
+void WriteRows(const Picture& inTarget, const IRowSource& inRows)
+{
     if (inTarget.IsSubsampled())
     {
-        ConvertToSubsampled(inTarget, rows);
+        WriteSubsampled(inTarget, inRows);
         return;
     }
     for (std::int32_t y = 0; y < inTarget.height; ++y)
     {
-        WriteFloatRow(inTarget, y, rows.Read(y));
+        WriteFloatRow(inTarget, y, inRows.Read(y));
     }
-}
-
 }
 
 std::int32_t ConvertPictures(const Picture& inSource, const Picture& inTarget, const OverBlack& inOverBlack)

@@ -21,6 +21,15 @@ struct FloatRow
     float* c[4];
 };
 
+// Whoever makes the rows of a picture, asked once for each from the top down. A row is good until the next is
+// asked for.
+class IRowSource
+{
+public:
+    virtual ~IRowSource() = default;
+    virtual FloatRow Read(std::int32_t inY) const = 0;
+};
+
 // Code and value: value = (code - offset) * factor.
 struct FloatRange
 {
@@ -84,6 +93,9 @@ void ShrinkChromaRow(const Picture& inTarget, const float* inFull, float* outRow
 
 // Adds a row times a weight; sets it if inIsFirst.
 void AccumulateRow(const float* inRow, float inWeight, bool inIsFirst, float* ioSum, std::size_t inCount);
+
+// Every row of a picture of any storage, chroma filtered down. The rows are of the picture's kind.
+void WriteRows(const Picture& inTarget, const IRowSource& inRows);
 
 const char* FloatRowsTarget();
 

@@ -74,7 +74,7 @@ enum
     kIR_UnknownFormat = -1, /* a code whose bits don't go together */
     kIR_NullPointer = -2,   /* pixels or colour missing */
     kIR_BadSize = -3,       /* width or height not above 0 or above 65536, or row bytes too few for the width */
-    kIR_BadArgument = -4,   /* a field selector outside 0..2, an opacity that is not a number, an overlap */
+    kIR_BadArgument = -4,   /* a field selector outside 0..2, an opacity or weight that is no number, an overlap */
     kIR_OutOfMemory = -5
 };
 
@@ -149,6 +149,47 @@ IR_EXPORT int32_t IR_CompositeToBlack(
     const void* inSource, int32_t inSourceRowBytes, uint32_t inSourceFormat,
     void* outTarget, int32_t inTargetRowBytes, uint32_t inTargetFormat,
     int32_t inWidth, int32_t inHeight, float inOpacity, int32_t inQuality);
+
+/*
+ * Lays the source over the target, in place: normal mode of IR/BlendModes.h, with inOpacity (limited to 0..1) for
+ * the whole picture. The source may be of any format; the target has four components. A target with opaque alpha
+ * reads as alpha 1 and stays opaque.
+ *
+ * Colours meet in the target's own model and coding. From inQuality 5 on, R, G and B of a display-coded RGB target
+ * meet in linear light instead; the picture stays coded, and a byte is at most one step from the exact result.
+ * Source and target must not overlap.
+ */
+IR_EXPORT int32_t IR_Composite(
+    const void* inSource, int32_t inSourceRowBytes, uint32_t inSourceFormat,
+    void* ioTarget, int32_t inTargetRowBytes, uint32_t inTargetFormat,
+    int32_t inWidth, int32_t inHeight, float inOpacity, int32_t inQuality);
+
+/*
+ * Blends two pictures into a third: IR_Accumulate with the weights 1 - inWeightOfSecond and inWeightOfSecond, which
+ * is limited to 0..1.
+ */
+IR_EXPORT int32_t IR_CrossDissolve(
+    const void* inFirst, int32_t inFirstRowBytes, uint32_t inFirstFormat,
+    const void* inSecond, int32_t inSecondRowBytes, uint32_t inSecondFormat,
+    void* outTarget, int32_t inTargetRowBytes, uint32_t inTargetFormat,
+    int32_t inWidth, int32_t inHeight, float inWeightOfSecond, int32_t inQuality);
+
+/*
+ * Sums pictures times their weights into the target. Note the order: height before width.
+ *
+ * The sum is made of premultiplied pixels in the target's model and coding, whatever the formats: colour counts by
+ * its alpha, and the colour of a straight target is the sum divided by the summed alpha. Weights are any finite
+ * numbers and need not sum to 1. No picture at all (inCount 0) gives black, clear where the target has alpha.
+ * Subsampled pictures of one format are summed plane by plane; where formats differ, chroma is interpolated and
+ * filtered as by IR_Convert.
+ *
+ * The target may be one of the sources if both have four components of the same size and the same row bytes; any
+ * other overlap is refused. inQuality is accepted for the sake of callers.
+ */
+IR_EXPORT int32_t IR_Accumulate(
+    const void* const inPixels[], const int32_t inRowBytes[], const uint32_t inFormats[], const double inWeights[],
+    int32_t inCount, void* outTarget, int32_t inTargetRowBytes, int32_t inHeight, int32_t inWidth,
+    uint32_t inTargetFormat, int32_t inQuality);
 
 /*
  * A block for rows and other short-lived things, 64-byte aligned, contents undefined, from a pool. Null if inBytes
