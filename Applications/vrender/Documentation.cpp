@@ -1,5 +1,7 @@
 #include "Applications/vrender/Documentation.h"
 
+#include "Applications/vrender/ExitCodes.h"
+
 #include <algorithm>
 #include <sstream>
 #include <utility>
@@ -15,24 +17,26 @@ constexpr std::size_t kHelpWidth = 96;
 
 struct ExitRow
 {
-    int mCode;
+    ExitCode mCode;
     const char* mMeaning;
 };
 
 constexpr ExitRow kExits[] = {
-    {0, "Done."},
-    {1, "Failed for a cause that has no number of its own."},
-    {2, "Done, but some frames could not be read and show the frame before them."},
-    {64, "The command line is wrong, or asks for a range that the media doesn't have."},
-    {65, "The input isn't what it should be: not media, damaged, without video, too large."},
-    {66, "The input isn't there or may not be read."},
-    {69, "A decoder or an encoder is missing."},
-    {70, "An error inside the tool."},
-    {73, "The output may not be made, or is there already and --overwrite wasn't given."},
-    {74, "Reading or writing broke off: full disk, closed pipe."},
-    {75, "Another process is writing the same output, or memory ran out: try again."},
-    {130, "Ended by SIGINT; what was rendered stands in OUT.part."},
-    {143, "Ended by SIGTERM; what was rendered stands in OUT.part."},
+    {ExitCode::kDone, "Done."},
+    {ExitCode::kFailed, "Failed for a cause that has no number of its own."},
+    {ExitCode::kDoneWithSubstitutes,
+     "Done, but some frames could not be read and show the frame before them."},
+    {ExitCode::kUsage, "The command line is wrong, or asks for a range that the media doesn't have."},
+    {ExitCode::kBadData, "The input isn't what it should be: not media, damaged, without video, too large."},
+    {ExitCode::kNoInput, "The input isn't there or may not be read."},
+    {ExitCode::kCodecMissing, "A decoder or an encoder is missing."},
+    {ExitCode::kInternal, "An error inside the tool."},
+    {ExitCode::kCannotCreate,
+     "The output may not be made, or is there already and --overwrite wasn't given."},
+    {ExitCode::kIOError, "Reading or writing broke off: full disk, closed pipe."},
+    {ExitCode::kTryAgain, "Another process is writing the same output, or memory ran out: try again."},
+    {ExitCode::kInterrupted, "Ended by SIGINT; what was rendered stands in OUT.part."},
+    {ExitCode::kTerminated, "Ended by SIGTERM; what was rendered stands in OUT.part."},
 };
 
 std::string Synopsis(const CommandRow& inCommand)
@@ -191,7 +195,8 @@ std::string BashValueCases()
         }
         else
         {
-            text += "        " + label + ") COMPREPLY=($(compgen -f -- \"$current\")); return ;;\n";
+            text +=
+                "        " + label + ") mapfile -t COMPREPLY < <(compgen -f -- \"$current\"); return ;;\n";
         }
     }
     return text;
@@ -293,7 +298,7 @@ std::string ManualPage(const std::string& inVersion)
     text += ".SH EXIT STATUS\n";
     for (const ExitRow& row : kExits)
     {
-        text += ".TP\n.B " + std::to_string(row.mCode) + "\n" + Roff(row.mMeaning) + "\n";
+        text += ".TP\n.B " + std::to_string(static_cast<int>(row.mCode)) + "\n" + Roff(row.mMeaning) + "\n";
     }
     return text;
 }
@@ -307,7 +312,7 @@ std::string BashCompletion()
         BashValueCases() + "    esac\n    if [[ $COMP_CWORD -eq 1 ]]; then\n" +
         "        COMPREPLY=($(compgen -W '" + CommandNames() + " " + ShellWords(kCommand_None) +
         "' -- \"$current\"))\n        return\n    fi\n    if [[ \"$current\" != -* ]]; then\n" +
-        "        COMPREPLY=($(compgen -f -- \"$current\"))\n        return\n    fi\n" +
+        "        mapfile -t COMPREPLY < <(compgen -f -- \"$current\")\n        return\n    fi\n" +
         "    case \"${COMP_WORDS[1]}\" in\n";
     for (const CommandRow& command : CommandTable())
     {

@@ -13,6 +13,7 @@
 #include <cstdio>
 #include <cstring>
 #include <fcntl.h>
+#include <poll.h>
 #include <unistd.h>
 
 namespace vrender
@@ -23,6 +24,8 @@ namespace
 
 constexpr std::chrono::milliseconds kLineInterval{200};
 constexpr std::chrono::milliseconds kReportInterval{500};
+// How long the last report waits for a watcher that is behind.
+constexpr std::chrono::milliseconds kLastReportWait{1000};
 constexpr double kMebibyte = 1024.0 * 1024.0;
 
 int OpenTarget(const std::string& inTarget)
@@ -52,6 +55,13 @@ int OpenTarget(const std::string& inTarget)
                         "--progress: " + inTarget + ": can't be written: " + std::strerror(errno));
     }
     return descriptor;
+}
+
+// True also for a descriptor that is broken: writing to it tells how.
+bool HasRoom(int inDescriptor, std::chrono::milliseconds inWait)
+{
+    pollfd watched{inDescriptor, POLLOUT, 0};
+    return ::poll(&watched, 1, static_cast<int>(inWait.count())) != 0;
 }
 
 std::string ClockText(double inSeconds)
@@ -109,7 +119,7 @@ void Progress::Update(std::int64_t inFrames, std::uint64_t inBytes, std::int64_t
     if (mDescriptor >= 0 && now >= mNextReport)
     {
         mNextReport = now + kReportInterval;
-        Report(seconds, "continue");
+        Report(seconds, "continue", std::chrono::milliseconds(0));
     }
 }
 
@@ -119,7 +129,7 @@ void Progress::Finish(bool inWhole)
     if (mDescriptor >= 0)
     {
         const double seconds = std::chrono::duration<double>(Clock::now() - mStart).count();
-        Report(seconds, inWhole ? "end" : "interrupted");
+        Report(seconds, inWhole ? "end" : "interrupted", kLastReportWait);
     }
 }
 
@@ -177,8 +187,13 @@ std::string Progress::JsonReport(double inSeconds, const char* inState) const
     return json.Finish();
 }
 
-void Progress::Report(double inSeconds, const char* inState)
+void Progress::Report(double inSeconds, const char* inState, std::chrono::milliseconds inWait)
 {
+    // A report is smaller than what a pipe with room takes at once, so that none is torn.
+    if (!HasRoom(mDescriptor, inWait))
+    {
+        return;
+    }
     const std::string text =
         mSettings.mJson ? JsonReport(inSeconds, inState) : KeysReport(inSeconds, inState);
     std::size_t done = 0;

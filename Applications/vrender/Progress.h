@@ -9,10 +9,11 @@
 // The line shows frames, percentage, frames a second, time left and resident memory; it appears only
 // when stderr is a terminal. Reports go to a file or an open descriptor, as the key=value lines that
 // FFmpeg's -progress writes (frame, fps, total_size, out_time_us, out_time_ms, out_time, dup_frames,
-// drop_frames, speed, progress) or as one JSON object a line. A report ends with progress=continue;
-// the last one with progress=end.
+// drop_frames, speed, progress) or as one JSON object a line. A report ends with progress=continue; the
+// last one with progress=end, or progress=interrupted after a signal.
 //
-// A watcher that stops listening is told of once and then left alone: the render goes on.
+// The render never waits for its watcher: one that reads too slowly misses reports, and one that has gone
+// is told of once and then left alone.
 //
 // Thread-safety: one thread.
 namespace vrender
@@ -45,7 +46,7 @@ private:
     using Clock = std::chrono::steady_clock;
 
     void ShowLine(double inSeconds);
-    void Report(double inSeconds, const char* inState);
+    void Report(double inSeconds, const char* inState, std::chrono::milliseconds inWait);
     std::string KeysReport(double inSeconds, const char* inState) const;
     std::string JsonReport(double inSeconds, const char* inState) const;
 

@@ -325,9 +325,10 @@ void MovieWriter::SetRateControl(Dictionary& ioOptions)
     else if (name.rfind("libvpx", 0) == 0)
     {
         mEncoder->bit_rate = 0;
-        ioOptions.Set("crf", ioOptions.Has("crf")
-                                 ? mOutput.mCrf.empty() ? kDefaultVp9Crf : mOutput.mCrf.c_str()
-                                 : kDefaultVp9Crf);
+        if (!isAsked)
+        {
+            ioOptions.Set("crf", kDefaultVp9Crf);
+        }
     }
     if (name == "dnxhd" && !isAsked && !ioOptions.Has("profile"))
     {

@@ -25,6 +25,16 @@ std::vector<std::string> Part(const std::vector<std::string>& inAll, std::size_t
             inAll.begin() + static_cast<std::ptrdiff_t>(inEnd)};
 }
 
+// Bytes of the small movie, written to inPath with inOptions.
+std::size_t SizeOfMovie(const std::string& inPath, const std::vector<std::string>& inOptions)
+{
+    std::vector<std::string> words = {"render", SmallMovie(), inPath, "--overwrite"};
+    words.insert(words.end(), inOptions.begin(), inOptions.end());
+    const ChildResult result = RunTool(words);
+    EXPECT_EQ(result.exitCode, 0) << result.Describe();
+    return ReadFile(inPath).size();
+}
+
 } // namespace
 
 TEST(Render, FramesAreThoseThatFFmpegDecodes)
@@ -204,18 +214,26 @@ TEST(Render, EncoderAndContainerOptionsArrive)
 {
     const ScratchFolder folder;
     const auto size = [&](const std::vector<std::string>& inOptions)
-    {
-        std::vector<std::string> words = {"render", SmallMovie(), folder.File("a.mp4"), "--overwrite"};
-        words.insert(words.end(), inOptions.begin(), inOptions.end());
-        const ChildResult result = RunTool(words);
-        EXPECT_EQ(result.exitCode, 0) << result.Describe();
-        return ReadFile(folder.File("a.mp4")).size();
-    };
+    { return SizeOfMovie(folder.File("a.mp4"), inOptions); };
     EXPECT_LT(size({"--crf", "40"}), size({"--crf", "15"}) / 2);
     EXPECT_LT(size({"--codec", "mpeg4", "--bitrate", "100k"}), size({"--codec", "mpeg4", "--bitrate", "2M"}));
     size({"-o", "movflags=+faststart", "-o", "preset=ultrafast"});
     const std::string movie = ReadFile(folder.File("a.mp4"));
     EXPECT_LT(movie.find("moov"), movie.find("mdat"));
+}
+
+TEST(Render, QualityMayBeAskedForInEitherOption)
+{
+    const ScratchFolder folder;
+    const auto sizeWith = [&](const std::vector<std::string>& inOptions)
+    { return SizeOfMovie(folder.File("a.webm"), inOptions); };
+    const std::size_t usual = sizeWith({});
+    const std::size_t coarse = sizeWith({"--crf", "60"});
+    EXPECT_LT(coarse, usual / 2);
+    EXPECT_EQ(sizeWith({"-o", "crf=60"}), coarse);
+    EXPECT_EQ(sizeWith({"-o", "crf=31"}), usual);
+    // A rate alone is kept to, and not cut short by the usual quality.
+    EXPECT_GT(sizeWith({"-o", "b=2M"}), usual);
 }
 
 TEST(Render, ManyEncodersTakeTheirNearestFormat)

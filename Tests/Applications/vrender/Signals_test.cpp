@@ -118,6 +118,21 @@ TEST(Progress, AWatcherThatLeavesDoesNotEndTheRender)
     EXPECT_TRUE(FileExists(folder.File("out.mkv")));
 }
 
+TEST(Progress, AWatcherThatHasStoppedReadingDoesNotHoldUpTheRender)
+{
+    const ScratchFolder folder;
+    const std::string pipe = folder.File("pipe");
+    ChildRequest request;
+    // The pipe is full before the first report.
+    request.words = {"bash", "-c",
+                     "mkfifo '" + pipe + "'; sleep 30 < '" + pipe + "' & exec 3> '" + pipe +
+                         "'; head -c 65536 /dev/zero >&3; '" + VRENDER_PATH + "' render '" + SmallMovie() +
+                         "' null: --progress fd:3; echo code $?; kill $!"};
+    request.seconds = 15;
+    const ChildResult result = RunChild(request);
+    EXPECT_EQ(result.out, "code 0\n") << result.Describe();
+}
+
 TEST(Progress, NoLineIsDrawnWhereThereIsNoTerminal)
 {
     const ChildResult result = RunTool({"render", SmallMovie(), "null:"});

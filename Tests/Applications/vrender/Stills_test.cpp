@@ -245,6 +245,15 @@ TEST(Generate, ManualPageAndCompletionsAreAcceptedByTheirReaders)
                       "'; COMP_WORDS=(vrender render --ra); COMP_CWORD=2; _vrender; "
                       "echo ${COMPREPLY[@]}"};
     EXPECT_EQ(RunChild(bash).out, "--range --rate\n");
+    // A name with a blank is one word, as an argument and behind an option.
+    WriteFile(folder.File("two words.mov"), "x");
+    for (const char* line : {"COMP_WORDS=(vrender render two); COMP_CWORD=2",
+                             "COMP_WORDS=(vrender render --progress two); COMP_CWORD=3"})
+    {
+        bash.words[2] = "cd '" + folder.Path() + "'; source ./bash; " + line +
+                        "; _vrender; printf '%s|' \"${COMPREPLY[@]}\"";
+        EXPECT_EQ(RunChild(bash).out, "two words.mov|") << line;
+    }
     EXPECT_EQ(RunTool({"--generate", "man"}).out.rfind(".TH VRENDER 1", 0), 0u);
     EXPECT_NE(RunTool({"--generate", "zsh"}).out.find("#compdef vrender"), std::string::npos);
     EXPECT_NE(RunTool({"--generate", "fish"}).out.find("complete -c vrender"), std::string::npos);
