@@ -5,6 +5,7 @@
 #include "ReferenceHost/ImageRoutines/Colour.h"
 #include "ReferenceHost/ImageRoutines/CpuTarget.h"
 #include "ReferenceHost/ImageRoutines/FloatRows.h"
+#include "ReferenceHost/ImageRoutines/HalveYuv.h"
 #include "ReferenceHost/ImageRoutines/Operations.h"
 #include "ReferenceHost/ImageRoutines/RowBuffers.h"
 #include "ReferenceHost/ImageRoutines/ScaleGeometry.h"
@@ -641,6 +642,11 @@ std::int32_t ScalePictures(const Picture& inSource, std::int32_t inSourceField, 
         return ConvertPictures(rows == kIR_WholePicture ? inSource : FieldOf(inSource, rows),
                                inTargetField == kIR_WholePicture ? inTarget
                                                                  : FieldOf(inTarget, inTargetField));
+    }
+    if (isWhole && CanHalveYuv(inSource, inTarget))
+    {
+        HalveYuv(inSource, inTarget, FilterOf(inQuality));
+        return kIR_Success;
     }
     return Scaling(inSource, inSourceField, inTarget, inTargetField, inQuality).Run();
 }
