@@ -45,7 +45,8 @@ std::vector<std::string> WithAncestors(std::string inGroup)
     while (!inGroup.empty() && inGroup != "/")
     {
         result.push_back(inGroup);
-        inGroup.erase(inGroup.rfind('/'));
+        const size_t slash = inGroup.rfind('/');
+        inGroup.erase(slash == std::string::npos ? 0 : slash);
     }
     result.emplace_back();
     return result;

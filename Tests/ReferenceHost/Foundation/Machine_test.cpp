@@ -8,6 +8,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <optional>
 #include <sched.h>
 #include <string>
 #include <thread>
@@ -33,9 +34,12 @@ protected:
         std::ofstream(path) << inText << "\n";
     }
 
-    ControlGroupLimits Read(const std::string& inMembership)
+    void ExpectLimits(const std::string& inMembership, std::optional<double> inProcessors,
+                      std::optional<uint64_t> inMemoryBytes)
     {
-        return ReadControlGroupLimits(inMembership, mRoot.string());
+        const ControlGroupLimits limits = ReadControlGroupLimits(inMembership, mRoot.string());
+        EXPECT_EQ(limits.mProcessors, inProcessors) << inMembership;
+        EXPECT_EQ(limits.mMemoryBytes, inMemoryBytes) << inMembership;
     }
 
     const std::filesystem::path mRoot =
@@ -50,18 +54,14 @@ TEST_F(ControlGroups, TightestLevelOfTheNewHierarchyCounts)
     Write("a/memory.max", "1000000");
     Write("a/b/memory.max", "max");
     Write("a/b/c/memory.max", "3000000");
-    const ControlGroupLimits limits = Read("0::/a/b/c\n");
-    EXPECT_EQ(limits.mProcessors, 1.5);
-    EXPECT_EQ(limits.mMemoryBytes, 1000000u);
+    ExpectLimits("0::/a/b/c\n", 1.5, 1000000u);
 }
 
 TEST_F(ControlGroups, LimitsAtTheMountPointCountWhereTheGroupIsHidden)
 {
     Write("cpu.max", "200000 100000");
     Write("memory.max", "5000");
-    const ControlGroupLimits limits = Read("0::/not/visible/from/inside\n");
-    EXPECT_EQ(limits.mProcessors, 2.0);
-    EXPECT_EQ(limits.mMemoryBytes, 5000u);
+    ExpectLimits("0::/not/visible/from/inside\n", 2.0, 5000u);
 }
 
 TEST_F(ControlGroups, OldHierarchyIsReadByController)
@@ -69,9 +69,7 @@ TEST_F(ControlGroups, OldHierarchyIsReadByController)
     Write("cpu,cpuacct/job/cpu.cfs_quota_us", "50000");
     Write("cpu,cpuacct/job/cpu.cfs_period_us", "100000");
     Write("memory/job/memory.limit_in_bytes", "7000");
-    const ControlGroupLimits limits = Read("12:cpuset:/\n4:memory:/job\n3:cpu,cpuacct:/job\n0::/unused\n");
-    EXPECT_EQ(limits.mProcessors, 0.5);
-    EXPECT_EQ(limits.mMemoryBytes, 7000u);
+    ExpectLimits("12:cpuset:/\n4:memory:/job\n3:cpu,cpuacct:/job\n0::/unused\n", 0.5, 7000u);
 }
 
 TEST_F(ControlGroups, UnlimitedAndNonsenseAreNoLimit)
@@ -81,11 +79,9 @@ TEST_F(ControlGroups, UnlimitedAndNonsenseAreNoLimit)
     Write("memory/memory.limit_in_bytes", "9223372036854771712");
     Write("cpu.max", "nonsense");
     Write("memory.max", "-5");
-    for (const char* membership : {"3:cpu:/\n4:memory:/\n0::/\n", "", "garbage\n::\n0:\n"})
+    for (const char* membership : {"3:cpu:/\n4:memory:/\n0::/\n", "", "garbage\n::\n0:\n", "0::no/slash\n"})
     {
-        const ControlGroupLimits limits = Read(membership);
-        EXPECT_FALSE(limits.mProcessors) << membership;
-        EXPECT_FALSE(limits.mMemoryBytes) << membership;
+        ExpectLimits(membership, std::nullopt, std::nullopt);
     }
 }
 
