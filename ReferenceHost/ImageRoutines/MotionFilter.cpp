@@ -105,12 +105,13 @@ double FirstPixel(double inPlace, double inLength)
 
 std::int32_t BlockSize(const MotionPlan& inPlan, const MotionAxis& inAxis) noexcept
 {
-    if (inPlan.IsUpright() || inAxis.filterWidth <= 2.0)
+    if (inPlan.IsUpright())
     {
         return 1;
     }
-    return static_cast<std::int32_t>(
-        std::min(std::ceil(inAxis.filterWidth / 2.0), static_cast<double>(std::max(inAxis.count, 1))));
+    // The little that is taken away keeps rounding from choosing the larger block for a reduction by whole numbers.
+    const double block = std::ceil(inAxis.filterWidth / 2.0 - 1e-6);
+    return static_cast<std::int32_t>(std::clamp(block, 1.0, static_cast<double>(std::max(inAxis.count, 1))));
 }
 
 double FilterLength(MotionFilter inFilter, double inWidth) noexcept
