@@ -7,6 +7,7 @@
 
 #include "ReferenceHost/Foundation/Timecode.h"
 #include "ReferenceHost/Media/FFmpeg/FFmpegVideoSource.h"
+#include "ReferenceHost/Media/FFmpeg/FactsText.h"
 #include "ReferenceHost/Media/FFmpeg/OpenErrors.h"
 #include "ReferenceHost/Media/FileIdentity.h"
 #include "ReferenceHost/Media/MediaObject.h"
@@ -45,36 +46,6 @@ StartTimecode TimecodeOf(const FileFacts& inFacts)
     return timecode;
 }
 
-const char* AlphaName(FileAlpha inAlpha)
-{
-    return inAlpha == FileAlpha::kNone       ? "none"
-           : inAlpha == FileAlpha::kStraight ? "straight"
-                                             : "premultiplied";
-}
-
-// What becomes of colour that no row of the format table holds.
-void NoteConversions(const ColourDescription& inColour, std::vector<std::string>& ioNotes)
-{
-    const bool isHDR = inColour.transferName == "smpte2084" || inColour.transferName == "arib-std-b67";
-    const bool isWide = inColour.primariesName == "bt2020" || inColour.primariesName == "smpte431" ||
-                        inColour.primariesName == "smpte432";
-    if (isHDR)
-    {
-        ioNotes.push_back(fmt::format("transfer {} is converted to that of bt709 by zimg, 100 cd/m2 as white",
-                                      inColour.transferName));
-    }
-    if (isWide)
-    {
-        ioNotes.push_back(
-            fmt::format("primaries {} are converted to those of bt709 by zimg", inColour.primariesName));
-    }
-    if (inColour.isGuessed)
-    {
-        ioNotes.push_back(fmt::format("the file doesn't name its colour matrix; {} is assumed from its size",
-                                      inColour.matrixName));
-    }
-}
-
 void ListStreams(const FileFacts& inFacts, MediaFacts& outFacts)
 {
     for (const StreamEntry& entry : inFacts.streams)
@@ -108,9 +79,7 @@ MediaFacts FactsOf(const FileFacts& inFacts)
     facts.mDuration = norviktypes::TickTime(inFacts.durationTicks);
     facts.mFieldType = FieldTypeOf(inFacts);
     facts.mStartTimecode = TimecodeOf(inFacts);
-    const ColourDescription& colour = inFacts.colour;
-    facts.mColor = {colour.matrixName, colour.primariesName, colour.transferName,
-                    colour.rangeName,  colour.sitingName,    colour.isGuessed};
+    facts.mColor = ColorFactsOf(inFacts.colour);
     facts.mBitDepth = inFacts.bitDepth;
     facts.mAlpha = AlphaName(inFacts.alpha);
     facts.mRotation = inFacts.orientation.clockwiseDegrees;
@@ -120,10 +89,12 @@ MediaFacts FactsOf(const FileFacts& inFacts)
     facts.mHasAudio = inFacts.hasAudio;
     facts.mTags = inFacts.tags;
     facts.mNotes = inFacts.notes;
-    NoteConversions(colour, facts.mNotes);
-    if (inFacts.orientation.flipHorizontally)
+    NoteConversions(inFacts.colour, inFacts.orientation, facts.mNotes);
+    if (inFacts.colour.isGuessed)
     {
-        facts.mNotes.emplace_back("the picture is mirrored, as the file asks");
+        facts.mNotes.push_back(
+            fmt::format("the file doesn't name its colour matrix; {} is assumed from its size",
+                        inFacts.colour.matrixName));
     }
     return facts;
 }

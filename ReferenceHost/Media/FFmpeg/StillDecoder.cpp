@@ -2,6 +2,7 @@
 
 #include "ReferenceHost/FrameLibrary/FrameGeometry.h"
 #include "ReferenceHost/Media/FFmpeg/FactsReader.h"
+#include "ReferenceHost/Media/FFmpeg/FactsText.h"
 #include "ReferenceHost/Media/FFmpeg/MediaInput.h"
 #include "ReferenceHost/Media/FFmpeg/OpenErrors.h"
 #include "ReferenceHost/Media/FFmpeg/PictureFrames.h"
@@ -198,27 +199,19 @@ norviktypes::PixelAspectRatio AspectOf(const AVFrame& inPicture, const Orientati
                                       : norviktypes::PixelAspectRatio(width, height);
 }
 
-const char* AlphaName(FileAlpha inAlpha)
-{
-    switch (inAlpha)
-    {
-    case FileAlpha::kStraight: return "straight";
-    case FileAlpha::kPremultiplied: return "premultiplied";
-    default: return "none";
-    }
-}
-
-void DescribeConversion(const ColourDescription& inColour, MediaFacts& ioFacts)
+void DescribeConversion(const ColourDescription& inColour, const Orientation& inOrientation,
+                        std::vector<std::string>& ioNotes)
 {
     if (inColour.transfer == AVCOL_TRC_LINEAR)
     {
-        ioFacts.mNotes.emplace_back("linear light: kept as 32-bit floats");
+        ioNotes.emplace_back("linear light: kept as 32-bit floats");
     }
-    if (ioFacts.mRotation != 0)
+    if (inOrientation.clockwiseDegrees != 0)
     {
-        ioFacts.mNotes.push_back(
-            fmt::format("turned {} degrees clockwise, as the file asks", ioFacts.mRotation));
+        ioNotes.push_back(
+            fmt::format("turned {} degrees clockwise, as the file asks", inOrientation.clockwiseDegrees));
     }
+    NoteConversions(inColour, inOrientation, ioNotes);
 }
 
 class ImageDecoder final : public StillDecoder
@@ -289,9 +282,7 @@ void ImageDecoder::ReadPictureFacts(const FileFacts& inFile, const AVFrame& inPi
     mFacts.mHasFrameGrid = false;
     mFacts.mFrameCount = 1;
     mFacts.mDuration = norviktypes::kTime_Max;
-    const ColourDescription& colour = traits.colour;
-    mFacts.mColor = {colour.matrixName, colour.primariesName, colour.transferName,
-                     colour.rangeName,  colour.sitingName,    colour.isGuessed};
+    mFacts.mColor = ColorFactsOf(traits.colour);
     mFacts.mBitDepth = format ? format->comp[0].depth : 8;
     mFacts.mAlpha = AlphaName(traits.alpha);
     mFacts.mRotation = orientation.clockwiseDegrees;
@@ -305,7 +296,7 @@ void ImageDecoder::ReadPictureFacts(const FileFacts& inFile, const AVFrame& inPi
     stream.mIsDefault = true;
     mFacts.mStreams.push_back(std::move(stream));
     mFacts.mTags = inFile.tags;
-    DescribeConversion(colour, mFacts);
+    DescribeConversion(traits.colour, orientation, mFacts.mNotes);
 }
 
 // The frame may need more bytes than the picture that it is made of.

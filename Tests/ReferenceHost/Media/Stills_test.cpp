@@ -1,4 +1,5 @@
 #include "ReferenceHost/FrameLibrary/SharedVideoFrameCacheControl.h"
+#include "ReferenceHost/Media/IMediaFacts.h"
 #include "ReferenceHost/Media/VideoSourceBase.h"
 #include "Tests/ReferenceHost/Media/OpenedMedia.h"
 #include "Tests/ReferenceHost/Media/StillFiles.h"
@@ -7,11 +8,13 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 #include <chrono>
 #include <cstring>
 #include <filesystem>
 #include <string>
+#include <vector>
 
 using namespace Media;
 using namespace MediaTests;
@@ -51,39 +54,40 @@ TEST(Stills, PicturesAreTurnedAsTheirFileAsks)
     {
         std::uint8_t mOrientation;
         bool mSwaps;
+        bool mIsMirrored;
         std::array<std::size_t, 2> (*mSource)(std::size_t, std::size_t);
     };
     using P = std::array<std::size_t, 2>;
     const Turn turns[] = {
-        {1, false,
+        {1, false, false,
          [](std::size_t x, std::size_t y) {
              return P{x, y};
          }},
-        {2, false,
+        {2, false, true,
          [](std::size_t x, std::size_t y) {
              return P{kW - 1 - x, y};
          }},
-        {3, false,
+        {3, false, false,
          [](std::size_t x, std::size_t y) {
              return P{kW - 1 - x, kH - 1 - y};
          }},
-        {4, false,
+        {4, false, true,
          [](std::size_t x, std::size_t y) {
              return P{x, kH - 1 - y};
          }},
-        {5, true,
+        {5, true, true,
          [](std::size_t x, std::size_t y) {
              return P{y, x};
          }},
-        {6, true,
+        {6, true, false,
          [](std::size_t x, std::size_t y) {
              return P{y, kH - 1 - x};
          }},
-        {7, true,
+        {7, true, true,
          [](std::size_t x, std::size_t y) {
              return P{kW - 1 - y, kH - 1 - x};
          }},
-        {8, true,
+        {8, true, false,
          [](std::size_t x, std::size_t y) {
              return P{kW - 1 - y, x};
          }},
@@ -109,6 +113,11 @@ TEST(Stills, PicturesAreTurnedAsTheirFileAsks)
             }
         }
         EXPECT_EQ(PixelBytes(frame), expected) << "orientation " << int{turn.mOrientation};
+        const BE::IMediaInfoRef media = OpenOrFail(path);
+        const std::vector<std::string>& notes = IMediaFactsRef(media)->GetFacts().mNotes;
+        const bool isNoted =
+            std::find(notes.begin(), notes.end(), "the picture is mirrored, as the file asks") != notes.end();
+        EXPECT_EQ(isNoted, turn.mIsMirrored) << "orientation " << int{turn.mOrientation};
     }
 }
 
