@@ -192,6 +192,54 @@ IR_EXPORT int32_t IR_Accumulate(
     uint32_t inTargetFormat, int32_t inQuality);
 
 /*
+ * Makes a picture of one moment out of one of two: the rows of one field stay, the others are made from them, in
+ * place. inKeepLower 0 keeps the upper field, else the lower one stays.
+ *
+ * The row between two kept rows, a above and b below, by inQuality (that of deinterlacing):
+ *
+ *   1 and below   line doubling: the kept row of the same pair (rows 0 and 1, 2 and 3 ...)
+ *   2, 3          line interpolation: the mean of a and b
+ *   4 and above   edge-directed interpolation: the mean of a and b along the edge that passes there
+ *
+ * Where a or b would lie outside, the other is repeated. Means are formed in the picture's own coding, integers
+ * rounded up at half; straight colour counts by its alpha, C = (Ca Aa + Cb Ab) / (Aa + Ab), and equally where Aa
+ * and Ab are equal or their sum is not above 0.
+ *
+ * Edge-directed: for each slope d from -2 to 2 the cost at x is the sum of |a[x + j + d] - b[x + j - d]| over the
+ * components and j = -1, 0, 1. The slope of the one least cost wins; if two share it, it is no edge and d is 0.
+ * The value is the mean of a[x + d] and b[x - d], each component held between a[x] and b[x], so that a slope that
+ * is wrong makes nothing that isn't above or below. Beyond the sides the last pixel is repeated. The four
+ * components of a pixel decide together; of pictures with less chroma than luma Y decides for itself, U and V
+ * together.
+ *
+ * Rows of chroma that belong to the fields (layout 5) are treated as rows are; those that both fields share
+ * (layouts 4 and 7) stay, as neither field's can be told from the other's. A picture of one row stays as it is.
+ */
+IR_EXPORT int32_t IR_Deinterlace(
+    void* ioPixels, int32_t inRowBytes, uint32_t inFormat, int32_t inWidth, int32_t inHeight,
+    int32_t inKeepLower, int32_t inQuality);
+
+/*
+ * Moves a field to the place of the other one: writes to the target the rows that IR_Deinterlace would make from
+ * one field of the source (inSourceIsLower 0: from the upper field come the target's lower rows), converted to the
+ * target's format. The target's other rows stay, but for chroma that both fields share.
+ *
+ * Of a source in one plane only these rows are read, k from 0 to inHeight / 2 - 1: that at
+ * inSource + (2 k + p) inSourceRowBytes, p 1 for the lower field of a top-left picture and the upper field of a
+ * bottom-left one, else 0. A picture that holds nothing but the field serves as well, with half its row bytes and,
+ * for p 1, from an address half a row before it; so row bytes need to hold but half a row. Planar sources are
+ * whole pictures.
+ *
+ * The last of an odd number of rows in memory is not read, nor written to a bottom-left target. A source of one row
+ * has no lower field: kIR_BadSize. Source and target may be rows of one memory that don't overlap, such as the two
+ * fields of one picture.
+ */
+IR_EXPORT int32_t IR_DeinterlaceCopy(
+    const void* inSource, int32_t inSourceRowBytes, uint32_t inSourceFormat,
+    void* outTarget, int32_t inTargetRowBytes, uint32_t inTargetFormat,
+    int32_t inWidth, int32_t inHeight, int32_t inSourceIsLower, int32_t inQuality);
+
+/*
  * A block for rows and other short-lived things, 64-byte aligned, contents undefined, from a pool. Null if inBytes
  * is 0 or memory is short. The block belongs to the caller until it is freed, on any thread. Null may be freed.
  */
