@@ -12,11 +12,11 @@ namespace TestSupport
 namespace
 {
 
-constexpr Bgra kBackdrop = 0xFF7A5A34;
-constexpr Bgra kSand = 0xFFA8D8F0;
-constexpr Bgra kClay = 0xFF3A4C8C;
-constexpr Bgra kRose = 0xFF9060F0;
-constexpr Bgra kGold = 0xFF30A0D0;
+constexpr Bgra kBackdrop = 0xFF345A7A;
+constexpr Bgra kSand = 0xFFF0D8A8;
+constexpr Bgra kClay = 0xFF8C4C3A;
+constexpr Bgra kRose = 0xFFF06090;
+constexpr Bgra kGold = 0xFFD0A030;
 
 using ML::NodeIntrinsicParameters;
 
