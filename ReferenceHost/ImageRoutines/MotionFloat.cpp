@@ -207,8 +207,21 @@ struct BlockAxis
     {
     }
 
-    double At(double inX, double inY) const { return axis.At(inX, inY) / size; }
+    // Every place of a single block is as good as its middle, which is never far away.
+    double At(double inX, double inY) const { return count == 1 ? 0.5 : axis.At(inX, inY) / size; }
+    double AlongX() const { return count == 1 ? 0.0 : axis.alongX / size; }
     std::int32_t Nearest(std::int32_t inBlock) const { return std::clamp(inBlock, 0, count - 1); }
+
+    // The blocks that places from or up to inPlace look at, one of the picture's own among them.
+    std::int32_t FirstLooked(double inPlace) const
+    {
+        return std::min(count - 1, static_cast<std::int32_t>(std::floor(inPlace - length / 2.0 - 0.5)));
+    }
+    std::int32_t LastLooked(double inPlace) const
+    {
+        return std::max(0, static_cast<std::int32_t>(std::floor(inPlace + length / 2.0 + 0.5)));
+    }
+
     std::int32_t PixelsOf(std::int32_t inBlock) const
     {
         return std::min(axis.count, (inBlock + 1) * size) - inBlock * size;
@@ -264,8 +277,7 @@ private:
     {
         const double side = (std::fabs(inAxis.axis.alongX) * kTileColumns +
                              std::fabs(inAxis.axis.alongY) * kTileRows) / inAxis.size;
-        const double covered = inAxis.count + inAxis.axis.coverWidth / inAxis.size;
-        return static_cast<std::int32_t>(std::min(side, covered) + inAxis.length + 4.0);
+        return static_cast<std::int32_t>(std::min(side, inAxis.count + 2.0) + inAxis.length * 2.0 + 8.0);
     }
 
     std::int32_t MostPixels() const { return std::min(mU.axis.count, mMostColumns * mU.size); }
@@ -315,8 +327,8 @@ private:
         }
         const bool isArea = mPlan.filter == MotionFilter::kArea;
         const double y = inRow + 0.5;
-        const SampleAxis u = {mU.At(0.5, y), mU.axis.alongX / mU.size, mU.width, isArea ? nullptr : &mPhasesU};
-        const SampleAxis v = {mV.At(0.5, y), mV.axis.alongX / mV.size, mV.width, isArea ? nullptr : &mPhasesV};
+        const SampleAxis u = {mU.At(0.5, y), mU.AlongX(), mU.width, isArea ? nullptr : &mPhasesU};
+        const SampleAxis v = {mV.At(0.5, y), mV.AlongX(), mV.width, isArea ? nullptr : &mPhasesV};
         const std::int32_t count = inSpan.last - inSpan.first;
         SampleRow({mGrid.Row(0), static_cast<std::ptrdiff_t>(mGrid.Row(1) - mGrid.Row(0)), mLeft, mTop}, u, v,
                   inSpan.first, mPixels.Row(0), Size(count));
@@ -325,10 +337,10 @@ private:
 
     void Fetch(const BlockBox& inLooked)
     {
-        mLeft = static_cast<std::int32_t>(std::floor(inLooked.left - mU.length / 2.0 - 0.5));
-        mTop = static_cast<std::int32_t>(std::floor(inLooked.top - mV.length / 2.0 - 0.5));
-        const auto right = static_cast<std::int32_t>(std::floor(inLooked.right + mU.length / 2.0 - 0.5)) + 2;
-        const auto bottom = static_cast<std::int32_t>(std::floor(inLooked.bottom + mV.length / 2.0 - 0.5)) + 2;
+        mLeft = mU.FirstLooked(inLooked.left);
+        mTop = mV.FirstLooked(inLooked.top);
+        const std::int32_t right = mU.LastLooked(inLooked.right) + 1;
+        const std::int32_t bottom = mV.LastLooked(inLooked.bottom) + 1;
         std::int32_t named = -1;
         for (std::int32_t row = mTop; row < bottom; ++row)
         {

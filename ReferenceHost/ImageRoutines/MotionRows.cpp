@@ -28,11 +28,19 @@ constexpr std::int32_t kMostTaps = 8;
 void PackPlanes(const FloatRow& inRow, float* outPixels, std::size_t inPixels)
 {
     const Floats d;
-    for (std::size_t x = 0; x < inPixels; x += hn::Lanes(d))
+    std::size_t x = 0;
+    for (; x + hn::Lanes(d) <= inPixels; x += hn::Lanes(d))
     {
         hn::StoreInterleaved4(hn::LoadU(d, inRow.c[2] + x), hn::LoadU(d, inRow.c[1] + x),
                               hn::LoadU(d, inRow.c[0] + x), hn::LoadU(d, inRow.c[3] + x), d,
                               outPixels + x * 4);
+    }
+    for (; x < inPixels; ++x)
+    {
+        for (std::size_t component = 0; component < 4; ++component)
+        {
+            outPixels[x * 4 + static_cast<std::size_t>(kPackedPlace[component])] = inRow.c[component][x];
+        }
     }
 }
 

@@ -15,7 +15,7 @@
 namespace ir
 {
 
-// Planes of components to packed pixels in memory order. Rows have room for a whole vector more.
+// Planes of components to packed pixels in memory order. Planes have room for a whole vector more.
 void PackFloatRow(const FloatRow& inRow, float* outPixels, std::size_t inPixels);
 
 // outPixels[i] = the sum of taps i over inPixels, whose first is pixel inFirst of the axis.
