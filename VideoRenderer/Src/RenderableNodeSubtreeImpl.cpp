@@ -76,9 +76,9 @@ void RenderableNodeSubtreeImpl::RenderFrame(const TickTime& inTime, MF::IVideoFr
     const IRenderableNodeIntrinsicParameterProviderRef intrinsics(mProvider);
     if (outFrame && intrinsics)
     {
-        outFrame =
-            ApplyIntrinsicsIfNeeded(outFrame, IntrinsicsOfField(intrinsics, chainTime.mFirstTime, params),
-                                    IntrinsicsOfField(intrinsics, chainTime.mSecondTime, params), params);
+        const auto first = IntrinsicsOfField(intrinsics, chainTime.mFirstTime, params);
+        const auto second = IntrinsicsOfField(intrinsics, chainTime.mSecondTime, params);
+        outFrame = ApplyIntrinsicsIfNeeded(outFrame, first, second, params);
     }
 }
 
