@@ -23,9 +23,10 @@ constexpr std::int64_t kMostStreams = 100000;
 constexpr std::int32_t kLargestSide = 16384;
 constexpr std::uint64_t kLargestRatio = std::uint64_t{1} << 46;
 
-std::unique_ptr<Session::HostSession> OpenHost(const Options& inOptions)
+std::unique_ptr<Session::HostSession> OpenHost(const Options& inOptions, Session::AccessPattern inPattern)
 {
     Session::HostSettings settings;
+    settings.mPattern = inPattern;
     if (!inOptions.mThreads.empty())
     {
         settings.mThreads =
@@ -103,10 +104,9 @@ OpenInput OpenInputOf(const Options& inOptions, Session::AccessPattern inPattern
         clipOptions.mStreamIndex =
             static_cast<std::int32_t>(ParseInteger("--stream", inOptions.mStream, 0, kMostStreams));
     }
-    input.mHost = OpenHost(inOptions);
-    input.mShares = input.mHost->Shares(inPattern);
+    input.mHost = OpenHost(inOptions, inPattern);
     clipOptions.mDecoderThreads = input.mHost->Threads();
-    clipOptions.mPicturesBytes = input.mShares.mPicturesBytes;
+    clipOptions.mPicturesBytes = input.mHost->Shares().mPicturesBytes;
     clipOptions.mKeepsLeadIn = inPattern == Session::AccessPattern::kForward;
     Media::OpenError error;
     input.mClip = Session::Clip::Open(inOptions.mInput, clipOptions, error);
@@ -195,6 +195,22 @@ Session::RenderRequest RequestFor(const FrameWriter& inWriter, const Options& in
 {
     return {static_cast<std::uint32_t>(inSize.mWidth), static_cast<std::uint32_t>(inSize.mHeight),
             inWriter.RenderFormat(), ParseQuality(inOptions.mQuality)};
+}
+
+std::int64_t WindowOf(const OpenInput& inInput, const Session::RenderRequest& inRequest,
+                      std::uint64_t inLaidOutBytes)
+{
+    const Media::MediaFacts& facts = inInput.mClip->Facts();
+    Session::RenderRequest whole = inRequest;
+    whole.mWidth = static_cast<std::uint32_t>(facts.mWidth);
+    whole.mHeight = static_cast<std::uint32_t>(facts.mHeight);
+    // Turned pictures, fields that are scaled and pictures that are enlarged are made as a whole frame first.
+    const bool isScaled = whole.mWidth != inRequest.mWidth || whole.mHeight != inRequest.mHeight;
+    const bool isEnlarged = whole.mWidth < inRequest.mWidth || whole.mHeight < inRequest.mHeight;
+    const bool isByWhole = facts.mRotation != 0 || isEnlarged ||
+                           (isScaled && facts.mFieldType != norviktypes::kFieldType_Progressive);
+    const FrameWeight weight{BytesOfFrame(inRequest), inLaidOutBytes, isByWhole ? BytesOfFrame(whole) : 0};
+    return WindowFrames(inInput.mHost->Threads(), inInput.mHost->Shares().mWindowBytes, weight);
 }
 
 ExitCode WriteFrames(PipelineJob& ioJob)

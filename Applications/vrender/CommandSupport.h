@@ -22,7 +22,6 @@ struct OpenInput
 {
     std::unique_ptr<Session::HostSession> mHost; // outlives the clip
     std::unique_ptr<Session::Clip> mClip;
-    Session::MemoryShares mShares;
     Timeline mTimeline;
 };
 
@@ -45,6 +44,11 @@ OutputDescription DescribeOutput(const Options& inOptions, const OpenInput& inIn
 // The request that fits inWriter.
 Session::RenderRequest RequestFor(const FrameWriter& inWriter, const Options& inOptions,
                                   const PictureSize& inSize);
+
+// The frames that may be in flight within the share of memory that is theirs. inLaidOutBytes: that the writer
+// takes for each besides.
+std::int64_t WindowOf(const OpenInput& inInput, const Session::RenderRequest& inRequest,
+                      std::uint64_t inLaidOutBytes);
 
 // Writes a list of frames as stills or a movie and ends it properly: commits it when it is whole, keeps
 // the part after a signal and names it, and throws kBadData when not one frame could be made.

@@ -113,7 +113,7 @@ public:
     }
 
     // Frames that couldn't be made leave their cell black; their causes are told of.
-    std::int64_t Paint(std::uint32_t inThreads);
+    std::int64_t Paint();
     const MF::IVideoFrameRef& Sheet() const { return mSheet; }
 
 private:
@@ -131,10 +131,11 @@ private:
     std::exception_ptr mCause;
 };
 
-std::int64_t SheetPainter::Paint(std::uint32_t inThreads)
+std::int64_t SheetPainter::Paint()
 {
     std::vector<std::thread> workers;
-    const std::size_t count = std::min<std::size_t>(inThreads, mFrames.size());
+    const auto inFlight = static_cast<std::size_t>(WindowOf(mInput, mRequest, 0));
+    const std::size_t count = std::min({std::size_t{mInput.mHost->Threads()}, inFlight, mFrames.size()});
     try
     {
         for (std::size_t i = 1; i < count; ++i)
@@ -225,7 +226,7 @@ ExitCode RunContactSheet(const Options& inOptions)
     const std::unique_ptr<FrameWriter> writer =
         CreateStillsWriter(output, [&output](std::int64_t) { return output.mPath; });
 
-    const std::int64_t failures = painter.Paint(input.mHost->Threads());
+    const std::int64_t failures = painter.Paint();
     if (failures == static_cast<std::int64_t>(frames.size()))
     {
         throw ToolError(ExitCode::kBadData, inOptions.mInput + ": no frame could be made");

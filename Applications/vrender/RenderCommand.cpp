@@ -211,7 +211,7 @@ ExitCode RunRender(const Options& inOptions)
     };
     job.mNumberOf = [&](std::int64_t inIndex) { return schedule.mRange.mFirst + inIndex; };
     job.mThreads = input.mHost->Threads();
-    job.mWindow = WindowFrames(job.mThreads, input.mShares.mWindowBytes, job.mRequest);
+    job.mWindow = WindowOf(input, job.mRequest, writer->LaidOutBytes());
     job.mPrintChecksums = inOptions.mChecksum;
     job.mProgress = &progress;
     return WriteFrames(job);

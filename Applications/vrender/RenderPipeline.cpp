@@ -35,17 +35,6 @@ struct Slot
     std::string mFailure;
 };
 
-std::uint64_t BytesOfFrame(const Session::RenderRequest& inRequest)
-{
-    const std::uint64_t pixels = static_cast<std::uint64_t>(inRequest.mWidth) * inRequest.mHeight;
-    const std::uint32_t properties = inRequest.mPixelFormat.mProperties;
-    const std::uint64_t bytes = norviktypes::IsPackedFourComponent(properties)
-                                    ? norviktypes::DepthOfProperties(properties) / 2
-                                : norviktypes::DepthOfProperties(properties) > 8 ? 4
-                                                                                 : 2;
-    return std::max<std::uint64_t>(1, pixels * bytes);
-}
-
 class Pipeline
 {
 public:
@@ -278,12 +267,33 @@ PipelineResult RunPipeline(const PipelineJob& inJob)
     return Pipeline(inJob).Run();
 }
 
-std::int64_t WindowFrames(std::uint32_t inThreads, std::uint64_t inBytes,
-                          const Session::RenderRequest& inRequest)
+std::uint64_t BytesOfFrame(const Session::RenderRequest& inRequest)
 {
-    const std::int64_t wanted = 2 * (static_cast<std::int64_t>(inThreads) + kSpareFrames);
-    const auto fitting = static_cast<std::int64_t>(inBytes / BytesOfFrame(inRequest));
-    return std::clamp(fitting, kLeastWindow, wanted);
+    const std::uint64_t pixels = static_cast<std::uint64_t>(inRequest.mWidth) * inRequest.mHeight;
+    const std::uint32_t properties = inRequest.mPixelFormat.mProperties;
+    const std::uint64_t bytes = norviktypes::IsPackedFourComponent(properties)
+                                    ? norviktypes::DepthOfProperties(properties) / 2
+                                : norviktypes::DepthOfProperties(properties) > 8 ? 4
+                                                                                 : 2;
+    return std::max<std::uint64_t>(1, pixels * bytes);
+}
+
+std::int64_t WindowFrames(std::uint32_t inThreads, std::uint64_t inBytes, const FrameWeight& inWeight)
+{
+    const std::uint64_t inHand = inWeight.mRendered + inWeight.mLaidOut + inWeight.mOnTheWay;
+    const std::uint64_t waiting = inWeight.mLaidOut > 0 ? inWeight.mLaidOut : inWeight.mRendered;
+    std::int64_t frames = 2 * (static_cast<std::int64_t>(inThreads) + kSpareFrames);
+    const auto takes = [&](std::int64_t inFrames)
+    {
+        const auto count = static_cast<std::uint64_t>(inFrames);
+        const std::uint64_t worked = std::min<std::uint64_t>(count, inThreads);
+        return worked * inHand + (count - worked + 1) * waiting;
+    };
+    while (frames > kLeastWindow && takes(frames) > inBytes)
+    {
+        --frames;
+    }
+    return frames;
 }
 
 } // namespace vrender

@@ -50,9 +50,19 @@ struct PipelineResult
 
 PipelineResult RunPipeline(const PipelineJob& inJob);
 
-// Frames in flight for inThreads workers when they may hold inBytes together. Two for each thread and
-// some more keep all of them at work while the writer has its turn.
-std::int64_t WindowFrames(std::uint32_t inThreads, std::uint64_t inBytes,
-                          const Session::RenderRequest& inRequest);
+// What one frame takes on its way, in bytes.
+struct FrameWeight
+{
+    std::uint64_t mRendered = 1;
+    std::uint64_t mLaidOut = 0;  // the picture for the encoder; 0 where that is the rendered frame itself
+    std::uint64_t mOnTheWay = 0; // a whole frame that it is made from; 0 if there is none
+};
+
+std::uint64_t BytesOfFrame(const Session::RenderRequest& inRequest);
+
+// Frames in flight for inThreads workers when they may hold inBytes together, with the one that is kept to
+// stand in for the next. Two for each thread and some more keep all of them at work while the writer has its
+// turn; never fewer than two, so that there is work beside writing.
+std::int64_t WindowFrames(std::uint32_t inThreads, std::uint64_t inBytes, const FrameWeight& inWeight);
 
 } // namespace vrender

@@ -74,7 +74,7 @@ ExitCode RunThumbnails(const Options& inOptions)
     { return input.mTimeline.mFrameStart(frames[static_cast<std::size_t>(inIndex)]); };
     job.mNumberOf = [&](std::int64_t inIndex) { return frames[static_cast<std::size_t>(inIndex)]; };
     job.mThreads = input.mHost->Threads();
-    job.mWindow = WindowFrames(job.mThreads, input.mShares.mWindowBytes, job.mRequest);
+    job.mWindow = WindowOf(input, job.mRequest, writer->LaidOutBytes());
     job.mPrintChecksums = inOptions.mChecksum;
     return WriteFrames(job);
 }

@@ -83,6 +83,8 @@ public:
     // One line for people, such as "libx264 yuv420p".
     virtual std::string Description() const = 0;
 
+    // Bytes that Prepare lays out anew for each frame; 0 where it only refers to the rendered one.
+    virtual std::uint64_t LaidOutBytes() const = 0;
     virtual EncoderFrame Prepare(const MF::IVideoFrameRef& inFrame) const = 0;
     virtual void Write(const EncoderFrame& inFrame) = 0;
     virtual void Finish() = 0;

@@ -232,6 +232,7 @@ PictureLayout::PictureLayout(AVPixelFormat inFormat, const OutputDescription& in
         {
             throw ToolError(ExitCode::kTryAgain, inOutput.mPath + ": out of memory");
         }
+        mLaidOutBytes = static_cast<std::uint64_t>(size);
     }
 }
 

@@ -30,6 +30,7 @@ public:
     {
         return std::string("null ") + av_get_pix_fmt_name(mLayout.Format());
     }
+    std::uint64_t LaidOutBytes() const override { return mLayout.LaidOutBytes(); }
     EncoderFrame Prepare(const MF::IVideoFrameRef& inFrame) const override { return mLayout.Lay(inFrame); }
     void Write(const EncoderFrame&) override {}
     void Finish() override {}
@@ -57,6 +58,7 @@ public:
     {
         return std::string("raw ") + av_get_pix_fmt_name(mLayout.Format());
     }
+    std::uint64_t LaidOutBytes() const override { return mLayout.LaidOutBytes(); }
     EncoderFrame Prepare(const MF::IVideoFrameRef& inFrame) const override { return mLayout.Lay(inFrame); }
     void Write(const EncoderFrame& inFrame) override;
     void Finish() override {}

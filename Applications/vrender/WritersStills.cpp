@@ -57,6 +57,7 @@ public:
 
     const norviktypes::PixelFormat& RenderFormat() const override { return mLayout->RenderFormat(); }
     std::string Description() const override;
+    std::uint64_t LaidOutBytes() const override { return mLayout->LaidOutBytes(); }
     EncoderFrame Prepare(const MF::IVideoFrameRef& inFrame) const override { return mLayout->Lay(inFrame); }
     void Write(const EncoderFrame& inFrame) override;
     void Finish() override { Drain(nullptr); }

@@ -65,6 +65,9 @@ public:
     const ColourTags& Colour() const noexcept { return mColour; }
     AVChromaLocation Siting() const noexcept { return mSiting; }
 
+    // Of a picture that Lay makes; 0 where it wraps.
+    std::uint64_t LaidOutBytes() const noexcept { return mLaidOutBytes; }
+
     EncoderFrame Lay(const MF::IVideoFrameRef& inFrame) const;
 
 private:
@@ -100,6 +103,7 @@ private:
     Way mWay = Way::kWrap;
     ColourTags mColour;
     AVChromaLocation mSiting = AVCHROMA_LOC_UNSPECIFIED;
+    std::uint64_t mLaidOutBytes = 0;
     FFmpegOwner<AVBufferPool> mPool;
 };
 

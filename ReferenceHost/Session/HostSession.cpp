@@ -18,17 +18,13 @@ namespace
 {
 
 constexpr std::uint64_t kMostByDefault = std::uint64_t{4} << 30;
-// Shares of the whole, as divisors. A forward run keeps frames in flight and decoders fed; scattered looks
-// gain most from decoded neighbours. Buffers that lie idle are those that the window has just let go.
-constexpr std::uint64_t kWindowShare = 3;
-constexpr std::uint64_t kForwardPicturesShare = 3;
-constexpr std::uint64_t kSharedCacheShare = 10;
-constexpr std::uint64_t kIdleShare = kWindowShare;
-
-// Scattered looks make one small frame at a time for each thread.
-constexpr std::uint64_t kScatteredPicturesNumerator = 3;
-constexpr std::uint64_t kScatteredPicturesDenominator = 4;
-constexpr std::uint64_t kScatteredWindowShare = 6;
+// Hundredths of the whole. A forward run keeps frames in flight and decoders fed, which hold most where
+// pictures are large. Scattered looks make one small frame at a time for each thread, and gain most from
+// decoded neighbours.
+constexpr std::uint64_t kWhole = 100;
+constexpr std::uint64_t kForwardPictures = 60;
+constexpr std::uint64_t kScatteredPictures = 75;
+constexpr std::uint64_t kSharedCache = 10;
 
 // Packets and tables of several megabytes come and go with every frame, and on any thread. Their pages are to
 // stay with the process, in one heap for all threads: given back and fetched again, as the C library does by
@@ -46,6 +42,18 @@ void KeepFreedPages()
 std::uint64_t DefaultMemory()
 {
     return std::min(norvik::utility::TotalPhysicalMemory() / 4, kMostByDefault);
+}
+
+MemoryShares CutShares(std::uint64_t inBytes, AccessPattern inPattern)
+{
+    const std::uint64_t pictures =
+        inPattern == AccessPattern::kForward ? kForwardPictures : kScatteredPictures;
+    MemoryShares shares;
+    shares.mTotalBytes = inBytes;
+    shares.mPicturesBytes = inBytes / kWhole * pictures;
+    shares.mCacheBytes = inBytes / kWhole * kSharedCache;
+    shares.mWindowBytes = inBytes - shares.mPicturesBytes - shares.mCacheBytes;
+    return shares;
 }
 
 void SelectTarget(const std::string& inName)
@@ -70,10 +78,14 @@ HostSession::HostSession(const HostSettings& inSettings)
     KeepFreedPages();
     norvik::utility::SetCPUCountOverride(inSettings.mThreads);
     mThreads = norvik::utility::CPUCount();
-    mMemoryBytes = inSettings.mMemoryBytes == 0 ? DefaultMemory() : inSettings.mMemoryBytes;
+    mShares = CutShares(inSettings.mMemoryBytes == 0 ? DefaultMemory() : inSettings.mMemoryBytes,
+                        inSettings.mPattern);
     norvik::utility::SetTotalPhysicalMemoryOverride(inSettings.mMemoryBytes);
-    VF::FramePool::Instance().SetLimits(mMemoryBytes, mMemoryBytes / kIdleShare);
-    VF::SharedVideoFrameCache::SetBudget(mMemoryBytes / kSharedCacheShare);
+    // The cache's frames are the pool's too. Idle buffers are those that the window has just let go, and take
+    // no more than it leaves.
+    const std::uint64_t frames = mShares.mWindowBytes + mShares.mCacheBytes;
+    VF::FramePool::Instance().SetLimits(frames, frames);
+    VF::SharedVideoFrameCache::SetBudget(mShares.mCacheBytes);
     Executors::CreateSharedExecutors();
 }
 
@@ -83,18 +95,6 @@ HostSession::~HostSession()
     VF::SharedVideoFrameCache::Clear();
     norvik::utility::SetCPUCountOverride(0);
     norvik::utility::SetTotalPhysicalMemoryOverride(0);
-}
-
-MemoryShares HostSession::Shares(AccessPattern inPattern) const noexcept
-{
-    MemoryShares shares;
-    shares.mTotalBytes = mMemoryBytes;
-    const bool isForward = inPattern == AccessPattern::kForward;
-    shares.mWindowBytes = mMemoryBytes / (isForward ? kWindowShare : kScatteredWindowShare);
-    shares.mPicturesBytes = isForward
-                                ? mMemoryBytes / kForwardPicturesShare
-                                : mMemoryBytes / kScatteredPicturesDenominator * kScatteredPicturesNumerator;
-    return shares;
 }
 
 std::vector<std::string> HostSession::CpuTargets()

@@ -13,27 +13,29 @@
 namespace Session
 {
 
-struct HostSettings
-{
-    std::uint32_t mThreads = 0; // of decoders, pools and executors alike; 0: one a processor
-    std::uint64_t mMemoryBytes =
-        0;                  // for frames and caches together; 0: a quarter of the machine's, at most 4 GiB
-    std::string mCpuTarget; // SIMD target of the kernels; empty: the best one
-};
-
-// What the parts of a process may hold, of one sum.
-struct MemoryShares
-{
-    std::uint64_t mTotalBytes = 0;
-    std::uint64_t mWindowBytes = 0;   // rendered frames in flight
-    std::uint64_t mPicturesBytes = 0; // decoded pictures, for all open files together
-};
-
 // How frames will be asked for, which decides where memory is of use.
 enum class AccessPattern
 {
     kForward,  // one after the other: many frames in flight, few kept
     kScattered // here and there: decoded neighbours are worth keeping
+};
+
+struct HostSettings
+{
+    std::uint32_t mThreads = 0; // of decoders, pools and executors alike; 0: one a processor
+    std::uint64_t mMemoryBytes =
+        0;                  // for frames and caches together; 0: a quarter of the machine's, at most 4 GiB
+    AccessPattern mPattern = AccessPattern::kForward;
+    std::string mCpuTarget; // SIMD target of the kernels; empty: the best one
+};
+
+// What the parts of a process may hold, of one sum: together they are no more than all of it.
+struct MemoryShares
+{
+    std::uint64_t mTotalBytes = 0;
+    std::uint64_t mWindowBytes = 0;   // rendered frames in flight, and buffers of frames that lie idle
+    std::uint64_t mPicturesBytes = 0; // decoded pictures, for all open files together
+    std::uint64_t mCacheBytes = 0;    // the cache of frames that all streams share
 };
 
 class HostSession
@@ -46,14 +48,14 @@ public:
     HostSession& operator=(const HostSession&) = delete;
 
     std::uint32_t Threads() const noexcept { return mThreads; }
-    MemoryShares Shares(AccessPattern inPattern) const noexcept;
+    const MemoryShares& Shares() const noexcept { return mShares; }
 
     // SIMD targets that kernels can run on here, the best one first.
     static std::vector<std::string> CpuTargets();
 
 private:
     std::uint32_t mThreads;
-    std::uint64_t mMemoryBytes;
+    MemoryShares mShares;
 };
 
 } // namespace Session

@@ -31,9 +31,6 @@ constexpr std::int64_t kReorder = 24;
 
 constexpr std::size_t kDisplacedRemembered = 16;
 
-// Pictures that a further decoder is taken to hold, for the budget: references, delay and threads.
-constexpr std::int64_t kPicturesOfADecoder = 10;
-
 // The codecs whose decoders know by a picture's header that nothing refers to it, and where a packet is a
 // picture: of a pair of fields in two packets the first one can't be left out alone.
 bool MaySkipUnreferenced(AVCodecID inCodec, const PacketTable& inPackets)
@@ -62,6 +59,7 @@ DecoderPool::DecoderPool(const DecoderSetup& inSetup, const FrameIndex& inIndex,
     : mSetup(inSetup)
     , mIndex(inIndex)
     , mOptions(inOptions)
+    , mNeeds(NeedsOf(*inSetup.codec, *inSetup.parameters, inIndex.packets.Count()))
     , mMaySkip(MaySkipUnreferenced(inSetup.parameters->codec_id, inIndex.packets))
 {
 }
@@ -244,11 +242,7 @@ DecoderPool::Slot* DecoderPool::ChooseSeeking(std::int64_t inRank, std::uint64_t
             isOldestProtected = isProtected;
         }
     }
-    const auto decoders = static_cast<std::int64_t>(mSlots.size());
-    const bool mayAdd =
-        decoders == 0 || (decoders < mOptions.maximumDecoders &&
-                          (decoders + 1) * kPicturesOfADecoder * mPictureBytes <= mOptions.cacheBytes);
-    if (mayAdd && (!oldest || isOldestProtected || WasDisplaced(inRank)))
+    if (MayAddDecoder() && (!oldest || isOldestProtected || WasDisplaced(inRank)))
     {
         mSlots.push_back(std::make_unique<Slot>());
         return mSlots.back().get();
@@ -262,6 +256,21 @@ DecoderPool::Slot* DecoderPool::ChooseSeeking(std::int64_t inRank, std::uint64_t
         }
     }
     return oldest;
+}
+
+// Pictures may be larger than the container says.
+DecoderNeeds DecoderPool::Needs() const
+{
+    DecoderNeeds needs = mNeeds;
+    needs.pictureBytes = std::max(needs.pictureBytes, mPictureBytes);
+    return needs;
+}
+
+bool DecoderPool::MayAddDecoder() const
+{
+    const auto decoders = static_cast<int>(mSlots.size());
+    return decoders == 0 || (decoders < mOptions.maximumDecoders &&
+                             DecodersFit(Needs(), decoders + 1, mSetup.threads, mOptions.cacheBytes));
 }
 
 // --- decoding
@@ -394,7 +403,7 @@ DecoderPool::DriveResult DecoderPool::Decode(Slot& ioSlot, std::int64_t inRank, 
         {
             continue; // not shown, or refers to what this decoder hasn't seen
         }
-        const PicturePtr picture(std::move(frame));
+        const PicturePtr picture = Share(std::move(frame));
         std::list<PicturePtr> evicted;
         {
             const std::lock_guard<std::mutex> lock(mLock);
@@ -421,6 +430,19 @@ DecoderPool::DriveResult DecoderPool::Decode(Slot& ioSlot, std::int64_t inRank, 
         return DriveResult::kCancelled;
     }
     return result;
+}
+
+// Decoders of bare pictures give out the packets that they were read into, which the pool of pictures knows
+// nothing of; so what is shared is counted here too.
+PicturePtr DecoderPool::Share(FramePtr inFrame) const
+{
+    const std::int64_t bytes = PictureBytes(*inFrame);
+    *mSharedBytes += bytes;
+    return {inFrame.release(), [counter = mSharedBytes, bytes](AVFrame* inPicture)
+            {
+                av_frame_free(&inPicture);
+                *counter -= bytes;
+            }};
 }
 
 void DecoderPool::Publish(Slot& ioSlot, std::int64_t inRank, const PicturePtr& inPicture,
@@ -454,10 +476,14 @@ void DecoderPool::Keep(Slot& ioSlot, std::int64_t inRank, const PicturePtr& inPi
         ioSlot.tail.push_back(inRank);
         CutTail(ioSlot, outEvicted);
     }
-    // Pictures that decoders and clients hold count against the budget, and can't be taken from them.
-    const std::int64_t others = std::max<std::int64_t>(0, mSetup.pool->LiveBytes() - mCache.Bytes());
-    const auto least = static_cast<std::int64_t>(kTail) * mPictureBytes;
-    mCache.Trim(std::max(mOptions.cacheBytes - others, least), outEvicted);
+    // Pictures that decoders and clients hold count against the budget, and can't be taken from them; so do
+    // the decoders' own tables.
+    const std::int64_t held = std::max(mSetup.pool->LiveBytes(), mSharedBytes->load());
+    const std::int64_t others = std::max<std::int64_t>(0, held - mCache.Bytes());
+    const std::int64_t tables =
+        static_cast<std::int64_t>(mSlots.size()) * TableBytesOfDecoder(mNeeds, mSetup.threads);
+    const std::int64_t least = kLeastPicturesKept * mPictureBytes;
+    mCache.Trim(std::max(mOptions.cacheBytes - others - tables, least), outEvicted);
 }
 
 void DecoderPool::CutTail(Slot& ioSlot, std::list<PicturePtr>& outEvicted)

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <condition_variable>
 #include <cstdint>
 #include <deque>
@@ -10,6 +11,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "ReferenceHost/Media/FFmpeg/DecoderBudget.h"
 #include "ReferenceHost/Media/FFmpeg/DecoderCursor.h"
 #include "ReferenceHost/Media/FFmpeg/FrameIndex.h"
 #include "ReferenceHost/Media/FFmpeg/MediaFile.h"
@@ -74,6 +76,8 @@ private:
     Slot* Choose(std::int64_t inRank, std::uint64_t inTicket, bool& outSeeks);
     Slot* ChooseContinuing(std::int64_t inRank);
     Slot* ChooseSeeking(std::int64_t inRank, std::uint64_t inTicket);
+    bool MayAddDecoder() const;
+    DecoderNeeds Needs() const;
     bool IsProtected(const Slot& inSlot) const;
     bool WasDisplaced(std::int64_t inRank) const;
     std::int64_t SeekCost(std::int64_t inRank) const;
@@ -84,6 +88,7 @@ private:
     void Aim(Slot& ioSlot, std::int64_t inRank, bool inSeeks, std::uint32_t inKey);
     DriveResult Decode(Slot& ioSlot, std::int64_t inRank, bool inSeeks, PicturePtr& outPicture,
                        std::string& outCause);
+    PicturePtr Share(FramePtr inFrame) const;
     void Publish(Slot& ioSlot, std::int64_t inRank, const PicturePtr& inPicture,
                  std::list<PicturePtr>& outEvicted);
     void Keep(Slot& ioSlot, std::int64_t inRank, const PicturePtr& inPicture, bool inIsDelivered,
@@ -96,7 +101,8 @@ private:
     const DecoderSetup mSetup;
     const FrameIndex& mIndex;
     const FileOptions mOptions;
-    const bool mMaySkip; // pictures without successors may be left out of a lead-in
+    const DecoderNeeds mNeeds; // by what the container says
+    const bool mMaySkip;       // pictures without successors may be left out of a lead-in
 
     mutable std::mutex mLock;
     std::vector<std::unique_ptr<Slot>> mSlots;
@@ -105,6 +111,9 @@ private:
     std::unordered_map<std::int64_t, std::string> mDamaged; // cause by rank
     PictureCache mCache;
     std::int64_t mPictureBytes = 0; // of the last picture
+    // Of pictures in the cache and in clients' hands, which may outlive the pool.
+    const std::shared_ptr<std::atomic<std::int64_t>> mSharedBytes =
+        std::make_shared<std::atomic<std::int64_t>>(0);
     std::uint64_t mRequests = 0;
     bool mIsCancelled = false;
     FileStatistics mStatistics;

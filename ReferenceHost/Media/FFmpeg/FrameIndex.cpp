@@ -45,8 +45,18 @@ std::uint32_t FrameIndex::KeyBefore(std::uint32_t inKey) const
     return found == mKeys.begin() ? 0 : *(found - 1);
 }
 
+std::int64_t FrameIndex::Bytes() const noexcept
+{
+    const std::size_t bytes = frames.capacity() * sizeof(Frame) +
+                              mRankOfPacket.capacity() * sizeof(mRankOfPacket[0]) +
+                              mFirstRankFrom.capacity() * sizeof(mFirstRankFrom[0]) +
+                              mKeys.capacity() * sizeof(mKeys[0]);
+    return static_cast<std::int64_t>(bytes) + packets.Bytes();
+}
+
 void FrameIndex::Finish()
 {
+    frames.shrink_to_fit();
     mRankOfPacket.assign(packets.Count(), -1);
     for (std::size_t rank = 0; rank < frames.size(); ++rank)
     {

@@ -51,6 +51,9 @@ public:
     // The nearest key packet before inKey; the first packet if there is none.
     std::uint32_t KeyBefore(std::uint32_t inKey) const;
 
+    // Of memory, those of the packets included.
+    std::int64_t Bytes() const noexcept;
+
     // Fills what follows from `frames` and `packets`; call once.
     void Finish();
 

@@ -4,8 +4,10 @@
 
 #include <fmt/format.h>
 
+#include "ReferenceHost/Media/FFmpeg/DecoderBudget.h"
 #include "ReferenceHost/Media/FFmpeg/DecoderPool.h"
 #include "ReferenceHost/Media/FFmpeg/FactsReader.h"
+#include "ReferenceHost/Media/FFmpeg/HollowFile.h"
 #include "ReferenceHost/Media/FFmpeg/IndexBuilder.h"
 
 namespace Media
@@ -40,9 +42,20 @@ const AVCodec* FindDecoder(const AVStream& inStream)
     return avcodec_find_decoder(codec);
 }
 
-// A hollow read sees no content, so only codecs whose every packet is one shown frame.
-bool MayReadHollow(const AVCodecParameters& inParameters)
+// A hollow read sees no content, so only codecs whose every packet is one shown frame. AVI doesn't tell the
+// times of pictures that are decoded in another order; there it's for those that are large, too.
+bool MayReadHollow(const MediaInput& inInput, const AVCodecParameters& inParameters)
 {
+    if (inInput.IsFormat("avi"))
+    {
+        return inParameters.codec_id == AV_CODEC_ID_RAWVIDEO || inParameters.codec_id == AV_CODEC_ID_V210 ||
+               inParameters.codec_id == AV_CODEC_ID_HUFFYUV || inParameters.codec_id == AV_CODEC_ID_FFVHUFF ||
+               inParameters.codec_id == AV_CODEC_ID_UTVIDEO;
+    }
+    if (!inInput.IsFormat("mov"))
+    {
+        return false;
+    }
     switch (inParameters.codec_id)
     {
     case AV_CODEC_ID_H264: return inParameters.field_order == AV_FIELD_PROGRESSIVE;
@@ -58,6 +71,27 @@ bool MayReadHollow(const AVCodecParameters& inParameters)
     case AV_CODEC_ID_RAWVIDEO: return true;
     default: return false;
     }
+}
+
+// A demuxer that leaves the chunks of an AVI would look for the next one in what is hollow. It never did if its
+// packets are the chunks, each of them.
+bool IsTrue(const MediaInput& inHollow, const PacketTable& inPackets)
+{
+    if (!inHollow.IsFormat("avi"))
+    {
+        return inPackets.Count() > 0;
+    }
+    std::size_t areas = 0;
+    for (std::uint32_t ordinal = 0; ordinal < inPackets.Count(); ++ordinal)
+    {
+        const PacketRecord& packet = inPackets[ordinal];
+        if (packet.size > 0 && !inHollow.Hollow()->IsWholeArea(packet.position, packet.size))
+        {
+            return false;
+        }
+        areas += packet.size > 0 ? 1 : 0;
+    }
+    return areas == inHollow.Hollow()->AreaCount();
 }
 
 }
@@ -97,8 +131,9 @@ bool MediaFile::Impl::Open(const std::string& inPath, const FileOptions& inOptio
         return false;
     }
     mSetup.streamIndex = stream.index;
-    mSetup.threads = inOptions.decoderThreads;
-    mSetup.pool = std::make_shared<PicturePool>(inOptions.cacheBytes / 8);
+    mSetup.threads = ThreadsWithin(NeedsOf(*mSetup.codec, *mSetup.parameters, 0), inOptions.decoderThreads,
+                                   inOptions.cacheBytes);
+    mSetup.pool = std::make_shared<PicturePool>(inOptions.cacheBytes);
     mSetup.interrupt = &interrupt;
     facts = ReadFacts(inPath, *input.Context(), stream);
 
@@ -115,7 +150,12 @@ bool MediaFile::Impl::Open(const std::string& inPath, const FileOptions& inOptio
     facts.durationTicks = index.endTicks;
     const std::int64_t first = index.packets[index.frames.front().packet].pts;
     facts.startSeconds = first == kNoTimestamp ? 0 : static_cast<double>(first) * av_q2d(stream.time_base);
-    decoders = std::make_unique<DecoderPool>(mSetup, index, inOptions);
+    FileOptions options = inOptions;
+    // A list of many hours' frames may be larger than all that was given; some pictures are needed even so.
+    options.cacheBytes = std::max(inOptions.cacheBytes - index.Bytes(), inOptions.cacheBytes / 8);
+    mSetup.threads = ThreadsWithin(NeedsOf(*mSetup.codec, *mSetup.parameters, index.packets.Count()),
+                                   inOptions.decoderThreads, options.cacheBytes);
+    decoders = std::make_unique<DecoderPool>(mSetup, index, options);
     LookAtFirstPicture();
     return true;
 }
@@ -171,14 +211,14 @@ bool MediaFile::Impl::FindCodec(const AVStream& inStream, FileError& outError)
 
 PacketScan MediaFile::Impl::Scan(MediaInput& ioInput) const
 {
-    if (ioInput.IsFormat("mov") && MayReadHollow(*mParameters))
+    if (MayReadHollow(ioInput, *mParameters))
     {
         MediaInput hollow;
         if (hollow.OpenHollow(mSetup.path, &interrupt) >= 0)
         {
             hollow.SelectStream(mSetup.streamIndex);
             PacketScan scan = ScanPackets(hollow, *mParameters, false);
-            if (scan.packets.Count() > 0)
+            if (IsTrue(hollow, scan.packets))
             {
                 return scan;
             }

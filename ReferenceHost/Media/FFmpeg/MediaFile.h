@@ -14,9 +14,10 @@ namespace Media
 struct FileOptions
 {
     int streamIndex = -1;   // of all streams in the file; -1: the default video stream
-    int decoderThreads = 1; // of each decoder
+    int decoderThreads = 1; // of each decoder; fewer where memory is short
     int maximumDecoders = 4;
-    std::int64_t cacheBytes = std::int64_t{512} << 20; // for decoded pictures, those within decoders included
+    // For decoded pictures, those within decoders included, and for the list of frames.
+    std::int64_t cacheBytes = std::int64_t{512} << 20;
     bool keepsLeadIn = true; // false: pictures decoded on the way to one are not kept; for single looks
 };
 

@@ -42,6 +42,13 @@ public:
     const PacketRecord& operator[](std::uint32_t inOrdinal) const noexcept { return mPackets[inOrdinal]; }
     PacketRecord& operator[](std::uint32_t inOrdinal) noexcept { return mPackets[inOrdinal]; }
 
+    // Of memory.
+    std::int64_t Bytes() const noexcept
+    {
+        return static_cast<std::int64_t>(mPackets.capacity() * sizeof(PacketRecord) +
+                                         mByPosition.capacity() * sizeof(mByPosition[0]));
+    }
+
     bool Matches(std::uint32_t inOrdinal, const AVPacket& inPacket) const;
 
     // The ordinal of inPacket, or -1 if it isn't one of these.

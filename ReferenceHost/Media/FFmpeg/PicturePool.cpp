@@ -1,9 +1,10 @@
 #include "ReferenceHost/Media/FFmpeg/PicturePool.h"
 
 #include <algorithm>
-#include <cstdlib>
-#include <sys/mman.h>
+#include <new>
+#include <utility>
 
+#include "ReferenceHost/Foundation/RaceDetector.h"
 #include "ReferenceHost/Media/FFmpeg/FFmpegTypes.h"
 #include "ReferenceHost/Media/FFmpeg/MediaInput.h"
 
@@ -20,7 +21,6 @@ namespace
 
 constexpr int kAlignment = 64;
 constexpr std::size_t kOverread = 128; // decoders' vector code reads past a plane's end
-constexpr std::size_t kHugePage = std::size_t{2} << 20;
 
 std::size_t RoundUp(std::size_t inValue, std::size_t inStep)
 {
@@ -64,16 +64,8 @@ int FindLayout(AVCodecContext& inContext, const AVFrame& inFrame, int (&outStrid
 struct PicturePool::Lease
 {
     std::shared_ptr<PicturePool> pool;
-    Block block;
+    BlockPtr block;
 };
-
-PicturePool::~PicturePool()
-{
-    for (const Block& block : mSpare)
-    {
-        std::free(block.memory);
-    }
-}
 
 void PicturePool::Attach(AVCodecContext& inContext)
 {
@@ -86,7 +78,7 @@ void PicturePool::Attach(AVCodecContext& inContext)
 #pragma GCC diagnostic pop
 }
 
-int PicturePool::GetBuffer(AVCodecContext* inContext, AVFrame* ioFrame, int inFlags)
+VR_CALLED_FROM_OUTSIDE int PicturePool::GetBuffer(AVCodecContext* inContext, AVFrame* ioFrame, int inFlags)
 {
     if (!IsPictureSizeAllowed(ioFrame->width, ioFrame->height, ioFrame->format))
     {
@@ -97,7 +89,14 @@ int PicturePool::GetBuffer(AVCodecContext* inContext, AVFrame* ioFrame, int inFl
     {
         return avcodec_default_get_buffer2(inContext, ioFrame, inFlags);
     }
-    return static_cast<PicturePool*>(inContext->opaque)->Fill(*inContext, *ioFrame);
+    try
+    {
+        return static_cast<PicturePool*>(inContext->opaque)->Fill(*inContext, *ioFrame);
+    }
+    catch (const std::bad_alloc&)
+    {
+        return AVERROR(ENOMEM); // the caller is C
+    }
 }
 
 int PicturePool::Fill(AVCodecContext& inContext, AVFrame& ioFrame)
@@ -118,19 +117,19 @@ int PicturePool::Fill(AVCodecContext& inContext, AVFrame& ioFrame)
     }
     auto lease = std::make_unique<Lease>();
     lease->block = Take(total);
-    if (!lease->block.memory)
+    if (!lease->block)
     {
         return AVERROR(ENOMEM);
     }
-    auto* base = static_cast<std::uint8_t*>(lease->block.memory);
+    auto* base = static_cast<std::uint8_t*>(lease->block->Data());
     lease->pool = shared_from_this();
     ioFrame.buf[0] = av_buffer_create(base, total, &PicturePool::ReturnLease, lease.get(), 0);
     if (!ioFrame.buf[0])
     {
-        Return(lease->block);
+        Return(std::move(lease->block));
         return AVERROR(ENOMEM);
     }
-    lease.release();
+    Foundation::HandOver(lease.release());
     for (int plane = 0; plane < 4; ++plane)
     {
         ioFrame.data[plane] = sizes[plane] > 0 ? base + offsets[plane] : nullptr;
@@ -143,61 +142,65 @@ int PicturePool::Fill(AVCodecContext& inContext, AVFrame& ioFrame)
 void PicturePool::ReturnLease(void* inLease, std::uint8_t* inMemory)
 {
     (void)inMemory;
+    Foundation::TakeOver(inLease);
     const std::unique_ptr<Lease> lease(static_cast<Lease*>(inLease));
-    lease->pool->Return(lease->block);
+    lease->pool->Return(std::move(lease->block));
 }
 
-PicturePool::Block PicturePool::Take(std::size_t inBytes)
+PicturePool::BlockPtr PicturePool::Take(std::size_t inBytes)
 {
+    const std::size_t capacity = VF::PictureMemory::CapacityFor(inBytes);
+    BlockPtr block;
+    std::vector<BlockPtr> dropped;
     {
         const std::lock_guard<std::mutex> lock(mLock);
-        for (std::size_t place = mSpare.size(); place-- > 0;)
+        const auto found =
+            std::find_if(mSpare.rbegin(), mSpare.rend(),
+                         [&](const BlockPtr& inSpare) { return inSpare->Capacity() == capacity; });
+        mLiveBytes += static_cast<std::int64_t>(capacity);
+        if (found != mSpare.rend())
         {
-            if (mSpare[place].bytes == inBytes)
-            {
-                const Block block = mSpare[place];
-                mSpare.erase(mSpare.begin() + static_cast<std::ptrdiff_t>(place));
-                mSpareBytes -= static_cast<std::int64_t>(inBytes);
-                mLiveBytes += static_cast<std::int64_t>(inBytes);
-                return block;
-            }
+            block = std::move(*found);
+            mSpare.erase(std::next(found).base());
+            mSpareBytes -= static_cast<std::int64_t>(capacity);
         }
+        CutSpareLocked(dropped);
     }
-    const bool isLarge = inBytes >= kHugePage;
-    const std::size_t alignment = isLarge ? kHugePage : kAlignment;
-    void* memory = nullptr;
-    if (posix_memalign(&memory, alignment, inBytes) != 0)
+    dropped.clear();
+    if (!block)
     {
-        return {nullptr, 0};
+        block = std::make_unique<VF::PictureMemory>();
+        if (!block->Allocate(capacity))
+        {
+            mLiveBytes -= static_cast<std::int64_t>(capacity);
+            return nullptr;
+        }
+        ++mFreshBlocks;
     }
-    if (isLarge)
-    {
-        madvise(memory, inBytes / kHugePage * kHugePage, MADV_HUGEPAGE);
-    }
-    ++mFreshBlocks;
-    mLiveBytes += static_cast<std::int64_t>(inBytes);
-    return {memory, inBytes};
+    block->AllowAccess(inBytes);
+    return block;
 }
 
-void PicturePool::Return(Block inBlock)
+void PicturePool::Return(BlockPtr inBlock)
 {
-    std::vector<Block> dropped;
+    inBlock->AllowAccess(0);
+    std::vector<BlockPtr> dropped; // goes after the lock
+    const std::lock_guard<std::mutex> lock(mLock);
+    mLiveBytes -= static_cast<std::int64_t>(inBlock->Capacity());
+    mSpareBytes += static_cast<std::int64_t>(inBlock->Capacity());
+    mSpare.push_back(std::move(inBlock));
+    CutSpareLocked(dropped);
+}
+
+void PicturePool::CutSpareLocked(std::vector<BlockPtr>& outDropped)
+{
+    std::size_t count = 0;
+    for (; count < mSpare.size() && mSpareBytes > std::max<std::int64_t>(0, mLimit - mLiveBytes); ++count)
     {
-        const std::lock_guard<std::mutex> lock(mLock);
-        mLiveBytes -= static_cast<std::int64_t>(inBlock.bytes);
-        mSpareBytes += static_cast<std::int64_t>(inBlock.bytes);
-        mSpare.push_back(inBlock);
-        while (mSpareBytes > mSpareLimit && !mSpare.empty())
-        {
-            dropped.push_back(mSpare.front());
-            mSpareBytes -= static_cast<std::int64_t>(mSpare.front().bytes);
-            mSpare.erase(mSpare.begin());
-        }
+        mSpareBytes -= static_cast<std::int64_t>(mSpare[count]->Capacity());
+        outDropped.push_back(std::move(mSpare[count]));
     }
-    for (const Block& block : dropped)
-    {
-        std::free(block.memory);
-    }
+    mSpare.erase(mSpare.begin(), mSpare.begin() + static_cast<std::ptrdiff_t>(count));
 }
 
 }

@@ -6,6 +6,8 @@
 #include <mutex>
 #include <vector>
 
+#include "ReferenceHost/FrameLibrary/PictureMemory.h"
+
 struct AVCodecContext;
 struct AVFrame;
 
@@ -15,16 +17,16 @@ namespace Media
 // The memory of decoded pictures, shared by all decoders of a file and outliving them.
 //
 // A fresh picture costs more in page faults than its decoding may take, so blocks are kept and handed out
-// again, the last one returned first while it is still in the processor's caches. Blocks are 64-byte aligned
-// and ask for huge pages. What decoders, cache and clients hold counts as live.
+// again, the last one returned first while it is still in the processor's caches. Blocks come straight from
+// the system and go back to it, so that what is dropped is no longer the process's. What decoders, cache and
+// clients hold counts as live, and is never refused.
 //
 // Thread-safety: safe.
 class PicturePool : public std::enable_shared_from_this<PicturePool>
 {
 public:
-    // inSpareBytes: how much may lie idle.
-    explicit PicturePool(std::int64_t inSpareBytes) : mSpareLimit(inSpareBytes) {}
-    ~PicturePool();
+    // inLimitBytes: blocks lie idle only as far as those that are live leave room.
+    explicit PicturePool(std::int64_t inLimitBytes) : mLimit(inLimitBytes) {}
 
     // Makes inContext take its pictures from here. The pool must live as long as the context.
     void Attach(AVCodecContext& inContext);
@@ -34,22 +36,19 @@ public:
     std::uint64_t FreshBlocks() const noexcept { return mFreshBlocks.load(std::memory_order_relaxed); }
 
 private:
-    struct Block
-    {
-        void* memory;
-        std::size_t bytes;
-    };
+    using BlockPtr = std::unique_ptr<VF::PictureMemory>;
     struct Lease;
 
     static int GetBuffer(AVCodecContext* inContext, AVFrame* ioFrame, int inFlags);
     static void ReturnLease(void* inLease, std::uint8_t* inMemory);
     int Fill(AVCodecContext& inContext, AVFrame& ioFrame);
-    Block Take(std::size_t inBytes);
-    void Return(Block inBlock);
+    BlockPtr Take(std::size_t inBytes);
+    void Return(BlockPtr inBlock);
+    void CutSpareLocked(std::vector<BlockPtr>& outDropped);
 
-    const std::int64_t mSpareLimit;
-    std::mutex mLock; // guards mSpare
-    std::vector<Block> mSpare;
+    const std::int64_t mLimit;
+    std::mutex mLock;             // guards mSpare; nothing is mapped or unmapped under it
+    std::vector<BlockPtr> mSpare; // the last one returned at the end
     std::atomic<std::int64_t> mLiveBytes{0};
     std::atomic<std::int64_t> mSpareBytes{0};
     std::atomic<std::uint64_t> mFreshBlocks{0};

@@ -191,14 +191,18 @@ TEST(HostSession, SharesStayWithinTheWhole)
     HostSettings settings;
     settings.mMemoryBytes = std::uint64_t{300} << 20;
     settings.mThreads = 3;
-    const HostSession session(settings);
-    EXPECT_EQ(session.Threads(), 3u);
     for (const AccessPattern pattern : {AccessPattern::kForward, AccessPattern::kScattered})
     {
-        const MemoryShares shares = session.Shares(pattern);
+        settings.mPattern = pattern;
+        const HostSession session(settings);
+        EXPECT_EQ(session.Threads(), 3u);
+        const MemoryShares shares = session.Shares();
         EXPECT_EQ(shares.mTotalBytes, settings.mMemoryBytes);
-        EXPECT_GT(shares.mWindowBytes, 0u);
-        EXPECT_LE(shares.mWindowBytes + shares.mPicturesBytes, shares.mTotalBytes);
+        for (const std::uint64_t share : {shares.mWindowBytes, shares.mPicturesBytes, shares.mCacheBytes})
+        {
+            EXPECT_GT(share, shares.mTotalBytes / 20);
+        }
+        EXPECT_LE(shares.mWindowBytes + shares.mPicturesBytes + shares.mCacheBytes, shares.mTotalBytes);
     }
 }
 
