@@ -22,6 +22,18 @@ bool SharesChroma(const Picture& inPicture)
     return inPicture.shiftY != 0 && !inPicture.isFieldChroma;
 }
 
+// The field that stays, and what both fields have.
+void TakeSource(const Picture& inWhole, bool inIsLower, FieldPair& ioPair)
+{
+    ioPair.source = ir::FieldOf(inWhole, FieldNumber(inIsLower));
+    ioPair.sharesChroma = SharesChroma(inWhole);
+    if (ioPair.sharesChroma)
+    {
+        ioPair.source.chromaRows =
+            inWhole.chromaRows; // of an odd height one more than the lower field has rows
+    }
+}
+
 // The rows 2 k + p in memory of a picture in one plane, as a picture of their own.
 std::int32_t FieldInMemory(const void* inPixels, std::int32_t inRowBytes, std::int32_t inWidth,
                            std::int32_t inRows, std::uint32_t inFormat, bool inIsLower, Picture& outField)
@@ -52,18 +64,18 @@ struct Interlaced
     }
 };
 
-std::int32_t SourceField(const Interlaced& inSource, bool inIsLower, Picture& outField)
+std::int32_t SourceField(const Interlaced& inSource, bool inIsLower, FieldPair& ioPair)
 {
     if (!inSource.IsPlanar())
     {
         return FieldInMemory(inSource.pixels, inSource.rowBytes, inSource.width, inSource.height / 2,
-                             inSource.format, inIsLower, outField);
+                             inSource.format, inIsLower, ioPair.source);
     }
     Picture whole;
     const std::int32_t status = inSource.Whole(whole);
     if (status == kIR_Success)
     {
-        outField = ir::FieldOf(whole, FieldNumber(inIsLower));
+        TakeSource(whole, inIsLower, ioPair);
     }
     return status;
 }
@@ -110,17 +122,16 @@ private:
 };
 
 // What the field that is to be made is like in the source's own format.
-FieldMemory OtherFieldOf(const Interlaced& inSource, const Picture& inField, bool inOtherIsLower,
-                         std::int32_t inHeight)
+FieldMemory OtherFieldOf(const Interlaced& inSource, const FieldPair& inPair)
 {
     if (!inSource.IsPlanar())
     {
-        return FieldMemory(inField, inHeight, 0);
+        return FieldMemory(inPair.source, inPair.target.height, 0);
     }
     Picture whole;
     (void)inSource.Whole(whole); // succeeded when the source's field was taken
-    const Picture other = ir::FieldOf(whole, FieldNumber(inOtherIsLower));
-    return FieldMemory(other, inHeight, other.chromaRows);
+    const Picture other = ir::FieldOf(whole, FieldNumber(inPair.targetIsLower));
+    return FieldMemory(other, inPair.target.height, other.chromaRows);
 }
 
 bool IsOneFormat(std::uint32_t inOne, std::uint32_t inOther)
@@ -129,15 +140,15 @@ bool IsOneFormat(std::uint32_t inOne, std::uint32_t inOther)
     return (inOne & ~kOrigin) == (inOther & ~kOrigin);
 }
 
-std::int32_t MoveField(const Interlaced& inSource, const Picture& inField, const Interlaced& inTarget,
-                       const FieldPair& inPair, ir::FieldMethod inMethod)
+std::int32_t MoveField(const Interlaced& inSource, const Interlaced& inTarget, const FieldPair& inPair,
+                       ir::FieldMethod inMethod)
 {
     if (IsOneFormat(inSource.format, inTarget.format))
     {
         ir::MakeOtherField(inPair, inMethod);
         return kIR_Success;
     }
-    const FieldMemory made = OtherFieldOf(inSource, inField, inPair.targetIsLower, inPair.target.height);
+    const FieldMemory made = OtherFieldOf(inSource, inPair);
     FieldPair pair = inPair;
     pair.target = made.View();
     ir::MakeOtherField(pair, inMethod);
@@ -161,7 +172,7 @@ std::int32_t CopyToOtherParity(const Interlaced& inSource, const Interlaced& inT
     }
     FieldPair pair;
     pair.targetIsLower = !inSourceIsLower;
-    status = SourceField(inSource, inSourceIsLower, pair.source);
+    status = SourceField(inSource, inSourceIsLower, pair);
     if (status == kIR_Success)
     {
         status = TargetField(inTarget, pair.targetIsLower, pair.target);
@@ -170,20 +181,18 @@ std::int32_t CopyToOtherParity(const Interlaced& inSource, const Interlaced& inT
     {
         return status != kIR_Success ? status : kIR_BadArgument;
     }
-    Picture sourceWhole;
-    pair.sharesChroma =
-        inSource.IsPlanar() && inSource.Whole(sourceWhole) == kIR_Success && SharesChroma(sourceWhole);
-    return MoveField(inSource, pair.source, inTarget, pair, inMethod);
+    return MoveField(inSource, inTarget, pair, inMethod);
 }
 
 std::int32_t DeinterlaceInPlace(const Picture& ioPicture, bool inKeepsLower, ir::FieldMethod inMethod)
 {
     if (ioPicture.height > 1)
     {
-        ir::MakeOtherField({ir::FieldOf(ioPicture, FieldNumber(inKeepsLower)),
-                            ir::FieldOf(ioPicture, FieldNumber(!inKeepsLower)), !inKeepsLower,
-                            SharesChroma(ioPicture)},
-                           inMethod);
+        FieldPair pair;
+        TakeSource(ioPicture, inKeepsLower, pair);
+        pair.target = ir::FieldOf(ioPicture, FieldNumber(!inKeepsLower));
+        pair.targetIsLower = !inKeepsLower;
+        ir::MakeOtherField(pair, inMethod);
     }
     return kIR_Success;
 }
