@@ -4,6 +4,8 @@
 
 #include "IR/BlendModes.h"
 #include "ReferenceHost/ImageRoutines/BlendRows.h"
+#include "ReferenceHost/ImageRoutines/ComposeBytes.h"
+#include "ReferenceHost/ImageRoutines/ComposeFloats.h"
 #include "ReferenceHost/ImageRoutines/RowBuffers.h"
 
 namespace ir
@@ -121,6 +123,15 @@ void ComposeByteRow(const std::uint8_t* inPremultiplied, const std::uint8_t* inC
                     const ComposeSettings& inSettings, const Picture& ioTarget, std::int32_t inX,
                     std::int32_t inY, std::int32_t inCount)
 {
+    const Picture layer = LayerOf(inPremultiplied, Sample::kByte, ioTarget, inCount);
+    if (inSettings.blendMode == kIR_Blend_Normal)
+    {
+        ByteLayers layers = ByteLayersFor(layer, ioTarget, inSettings.opacity);
+        layers.targetIsEmpty = !inSettings.targetHasPicture;
+        ComposeBytes(layers, inPremultiplied, inCoverage, StretchOf(ioTarget, inX, inY, inCount).planes[0],
+                     static_cast<std::size_t>(inCount));
+        return;
+    }
     const FloatStretch stretch(ioTarget, inX, inY, inCount);
     BlendPlan plan = BlendPlanFor(inSettings, ioTarget);
     plan.x = inX;
@@ -130,7 +141,7 @@ void ComposeByteRow(const std::uint8_t* inPremultiplied, const std::uint8_t* inC
         stretch.Coverage()[i] = static_cast<float>(inCoverage[i]) / 255.0F;
     }
     plan.coverage = inCoverage == nullptr ? nullptr : stretch.Coverage();
-    stretch.Compose(LayerOf(inPremultiplied, Sample::kByte, ioTarget, inCount), inSettings, plan);
+    stretch.Compose(layer, inSettings, plan);
 }
 
 void ComposeFloatRow(const float* inPremultiplied, const float* inCoverage, const ComposeSettings& inSettings,

@@ -1,4 +1,6 @@
 #include "ReferenceHost/ImageRoutines/BlendRows.h"
+#include "ReferenceHost/ImageRoutines/ComposeBytes.h"
+#include "ReferenceHost/ImageRoutines/ComposeFloats.h"
 #include "ReferenceHost/ImageRoutines/ComposePictures.h"
 #include "ReferenceHost/ImageRoutines/RowBuffers.h"
 
@@ -18,7 +20,7 @@ BlendPlan PlanForRows(const Picture& inTarget, float inOpacity, bool inIsLinear)
     return plan;
 }
 
-void CompositeByFloats(const Picture& inSource, const Picture& ioTarget, float inOpacity, bool inIsLinear)
+void CompositeByFloatRows(const Picture& inSource, const Picture& ioTarget, float inOpacity, bool inIsLinear)
 {
     Picture layer = ioTarget;
     layer.alpha = PictureAlpha::kPremultiplied;
@@ -45,11 +47,57 @@ void CompositeByFloats(const Picture& inSource, const Picture& ioTarget, float i
     }
 }
 
+// Four components of one depth, model, coding and range; alpha may differ.
+bool ArePackedAlike(const Picture& inSource, const Picture& inTarget)
+{
+    return inSource.storage == Storage::kPacked4 && inSource.sample == inTarget.sample &&
+           inSource.matrix == inTarget.matrix && inSource.isFullRange == inTarget.isFullRange &&
+           inSource.transfer == inTarget.transfer && inSource.primaries == inTarget.primaries;
+}
+
+void CompositeBytes(const Picture& inSource, const Picture& ioTarget, float inOpacity, bool inIsLinear)
+{
+    ByteLayers layers = ByteLayersFor(inSource, ioTarget, inOpacity);
+    layers.isLinear = inIsLinear;
+    for (std::int32_t y = 0; y < ioTarget.height; ++y)
+    {
+        ComposeBytes(layers, inSource.Row(0, y), nullptr, ioTarget.Row(0, y),
+                     static_cast<std::size_t>(ioTarget.width));
+    }
+}
+
+void CompositeFloats(const Picture& inSource, const Picture& ioTarget, float inOpacity)
+{
+    FloatLayers layers;
+    layers.sourceIsPremultiplied = inSource.alpha == PictureAlpha::kPremultiplied;
+    layers.sourceIsOpaque = !inSource.HasAlpha();
+    layers.targetIsStraight = ioTarget.alpha == PictureAlpha::kStraight;
+    layers.targetIsOpaque = !ioTarget.HasAlpha();
+    layers.opacity = inOpacity;
+    for (std::int32_t y = 0; y < ioTarget.height; ++y)
+    {
+        ComposeFloats(layers, reinterpret_cast<const float*>(inSource.Row(0, y)),
+                      reinterpret_cast<float*>(ioTarget.Row(0, y)), static_cast<std::size_t>(ioTarget.width));
+    }
+}
+
 }
 
 void CompositePictures(const Picture& inSource, const Picture& ioTarget, float inOpacity, bool inIsLinear)
 {
-    CompositeByFloats(inSource, ioTarget, inOpacity, inIsLinear);
+    const bool areAlike = ArePackedAlike(inSource, ioTarget);
+    if (areAlike && ioTarget.sample == Sample::kByte)
+    {
+        CompositeBytes(inSource, ioTarget, inOpacity, inIsLinear);
+    }
+    else if (areAlike && ioTarget.sample == Sample::kFloat && !inIsLinear)
+    {
+        CompositeFloats(inSource, ioTarget, inOpacity);
+    }
+    else
+    {
+        CompositeByFloatRows(inSource, ioTarget, inOpacity, inIsLinear);
+    }
 }
 
 }

@@ -1,6 +1,10 @@
 #include <algorithm>
+#include <cmath>
+#include <memory>
 #include <vector>
 
+#include "ReferenceHost/ImageRoutines/ComposeBytes.h"
+#include "ReferenceHost/ImageRoutines/ComposeFloats.h"
 #include "ReferenceHost/ImageRoutines/ComposePictures.h"
 #include "ReferenceHost/ImageRoutines/FloatRows.h"
 #include "ReferenceHost/ImageRoutines/RowBuffers.h"
@@ -111,14 +115,136 @@ private:
     RowBuffers<float> mRows;
 };
 
-bool IsSamePlanes(const Picture& inSource, const Picture& inTarget)
+// One storage, model and coding: a sample means the same in both, but for alpha.
+bool AreSamplesAlike(const Picture& inSource, const Picture& inTarget)
 {
-    return inSource.IsSubsampled() && inSource.storage == inTarget.storage &&
-           inSource.sample == inTarget.sample && inSource.bits == inTarget.bits &&
-           inSource.isFullRange == inTarget.isFullRange && inSource.matrix == inTarget.matrix &&
-           HasSameChromaColumns(inSource, inTarget) && HasSameChromaRows(inSource, inTarget) &&
-           inSource.isFieldChroma == inTarget.isFieldChroma && inSource.shiftX == inTarget.shiftX &&
-           inSource.shiftY == inTarget.shiftY;
+    return inSource.storage == inTarget.storage && inSource.sample == inTarget.sample &&
+           inSource.bits == inTarget.bits && inSource.isFullRange == inTarget.isFullRange &&
+           inSource.matrix == inTarget.matrix && inSource.transfer == inTarget.transfer &&
+           inSource.primaries == inTarget.primaries && inSource.isFieldChroma == inTarget.isFieldChroma &&
+           inSource.shiftX == inTarget.shiftX && inSource.shiftY == inTarget.shiftY &&
+           HasSameChromaColumns(inSource, inTarget) && HasSameChromaRows(inSource, inTarget);
+}
+
+// Whether pixels are summed as they lie in memory: the target is straight and every source straight or opaque,
+// or none of all is straight.
+bool AreSummedAsStored(const Picture& inSource, const Picture& inTarget)
+{
+    const bool isPremultiplied = inSource.alpha == PictureAlpha::kPremultiplied;
+    return inTarget.alpha == PictureAlpha::kStraight ? !isPremultiplied
+                                                     : inSource.alpha != PictureAlpha::kStraight;
+}
+
+template <typename Test>
+bool All(const Mix& inMix, Test inTest)
+{
+    return std::all_of(inMix.sources, inMix.sources + inMix.count, inTest);
+}
+
+double TotalWeight(const Mix& inMix)
+{
+    double total = 0.0;
+    for (std::size_t i = 0; i < inMix.count; ++i)
+    {
+        total += inMix.weights[i];
+    }
+    return total;
+}
+
+bool IsWholeWeight(double inTotal)
+{
+    return std::fabs(inTotal - 1.0) < 1e-6;
+}
+
+// Codes that don't start at 0 can only be summed by shares of a whole.
+bool CanMixBytes(const Mix& inMix, const Picture& inTarget)
+{
+    const bool areShares = std::all_of(inMix.weights, inMix.weights + inMix.count,
+                                       [](double inWeight) { return inWeight >= 0.0 && inWeight <= 1.0; });
+    const bool startsAtZero = inTarget.IsRGB() || inTarget.alpha == PictureAlpha::kStraight;
+    return inTarget.sample == Sample::kByte && inMix.count > 0 && inMix.count <= kMostMixedRows &&
+           areShares && (startsAtZero || IsWholeWeight(TotalWeight(inMix)));
+}
+
+// Shares of 65535. What rounding leaves of a whole goes to the greatest, so that equal pictures stay as they are.
+std::vector<std::uint16_t> SharesOf(const Mix& inMix)
+{
+    std::vector<std::uint16_t> shares;
+    std::int32_t total = 0;
+    for (std::size_t i = 0; i < inMix.count; ++i)
+    {
+        shares.push_back(static_cast<std::uint16_t>(std::lround(inMix.weights[i] * 65535.0)));
+        total += shares.back();
+    }
+    if (IsWholeWeight(TotalWeight(inMix)))
+    {
+        auto& greatest = *std::max_element(shares.begin(), shares.end());
+        greatest = static_cast<std::uint16_t>(greatest + 65535 - total);
+    }
+    return shares;
+}
+
+std::uint32_t BlackOf(const Picture& inPicture)
+{
+    std::uint32_t black = 0;
+    for (int component = 0; component < 3; ++component)
+    {
+        const auto offset = static_cast<std::uint32_t>(RangeOf(inPicture, component).offset);
+        black |= offset << (kPackedPlace[component] * 8);
+    }
+    return black;
+}
+
+void MixByBytes(const Mix& inMix, const Picture& inTarget)
+{
+    constexpr std::uint32_t kAlphaBits = 0xFF000000U;
+    const bool isPacked = inTarget.storage == Storage::kPacked4;
+    const std::vector<std::uint16_t> shares = SharesOf(inMix);
+    std::vector<std::uint32_t> alwaysSet(inMix.count, 0);
+    for (std::size_t i = 0; i < inMix.count && isPacked; ++i)
+    {
+        alwaysSet[i] = inMix.sources[i].HasAlpha() ? 0 : kAlphaBits;
+    }
+    const ByteMix mix = {inMix.count,
+                         shares.data(),
+                         alwaysSet.data(),
+                         inTarget.alpha == PictureAlpha::kStraight,
+                         isPacked ? BlackOf(inTarget) : 0,
+                         isPacked && !inTarget.HasAlpha() ? kAlphaBits : 0};
+    std::vector<const std::uint8_t*> rows(inMix.count);
+    for (int plane = 0; plane < 4; ++plane)
+    {
+        const std::int32_t height = plane == 1 || plane == 2 ? inTarget.chromaRows : inTarget.height;
+        for (std::int32_t y = 0; inTarget.planes[plane] != nullptr && y < height; ++y)
+        {
+            std::transform(inMix.sources, inMix.sources + inMix.count, rows.begin(),
+                           [&](const Picture& inSource) { return inSource.Row(plane, y); });
+            MixBytes(mix, rows.data(), inTarget.Row(plane, y),
+                     static_cast<std::size_t>(RowBytesOf(inTarget, plane)));
+        }
+    }
+}
+
+void MixByFloats(const Mix& inMix, const Picture& inTarget)
+{
+    std::vector<float> weights(inMix.count);
+    const auto areOpaque = std::make_unique<bool[]>(inMix.count);
+    for (std::size_t i = 0; i < inMix.count; ++i)
+    {
+        weights[i] = inMix.Weight(i);
+        areOpaque[i] = !inMix.sources[i].HasAlpha();
+    }
+    const FloatMix mix = {inMix.count, weights.data(), areOpaque.get(),
+                          inTarget.alpha == PictureAlpha::kStraight, !inTarget.HasAlpha()};
+    std::vector<const float*> rows(inMix.count);
+    for (std::int32_t y = 0; y < inTarget.height; ++y)
+    {
+        std::transform(inMix.sources, inMix.sources + inMix.count, rows.begin(),
+                       [&](const Picture& inSource)
+                       { return reinterpret_cast<const float*>(inSource.Row(0, y)); });
+        MixFloats(mix, rows.data(), reinterpret_cast<float*>(inTarget.Row(0, y)),
+                  static_cast<std::size_t>(inTarget.width));
+    }
 }
 
 }
@@ -127,11 +253,27 @@ void MixPictures(const Picture* inSources, const double* inWeights, std::size_t 
                  const Picture& inTarget)
 {
     const Mix mix = {inSources, inWeights, inCount};
-    const bool isByPlanes =
-        inTarget.IsSubsampled() &&
-        std::all_of(inSources, inSources + inCount,
-                    [&](const Picture& inSource) { return IsSamePlanes(inSource, inTarget); });
-    isByPlanes ? SummedPlanes(mix, inTarget).Write() : WriteRows(inTarget, SummedRows(mix, inTarget));
+    const bool areAlike =
+        All(mix, [&](const Picture& inSource) { return AreSamplesAlike(inSource, inTarget); });
+    const bool areStored =
+        areAlike && All(mix, [&](const Picture& inSource) { return AreSummedAsStored(inSource, inTarget); });
+    const bool isPacked = inTarget.storage == Storage::kPacked4;
+    if (areStored && CanMixBytes(mix, inTarget))
+    {
+        MixByBytes(mix, inTarget);
+    }
+    else if (areStored && isPacked && inTarget.sample == Sample::kFloat)
+    {
+        MixByFloats(mix, inTarget);
+    }
+    else if (areAlike && inTarget.IsSubsampled())
+    {
+        SummedPlanes(mix, inTarget).Write();
+    }
+    else
+    {
+        WriteRows(inTarget, SummedRows(mix, inTarget));
+    }
 }
 
 }

@@ -1,0 +1,524 @@
+#include "ReferenceHost/ImageRoutines/ComposeBytes.h"
+
+#include <cmath>
+#include <cstring>
+
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "ReferenceHost/ImageRoutines/ComposeBytes.cpp"
+#include "hwy/foreach_target.h"
+#include "hwy/highway.h"
+
+HWY_BEFORE_NAMESPACE();
+namespace ir
+{
+namespace HWY_NAMESPACE
+{
+namespace
+{
+
+#if HWY_TARGET == HWY_SCALAR
+
+// Pixels can't be taken apart where a vector is one number long.
+void ComposeRow(const ByteLayers& inLayers, const std::uint8_t* inSource, const std::uint8_t* inCoverage,
+                std::uint8_t* ioTarget, std::size_t inCount)
+{
+    reference::ComposeBytes(inLayers, inSource, inCoverage, ioTarget, inCount);
+}
+
+#else
+
+namespace hn = hwy::HWY_NAMESPACE;
+
+using Pixels = hn::ScalableTag<std::uint32_t>;
+using Words = hn::Repartition<std::uint16_t, Pixels>;
+using Floats = hn::RebindToFloat<Pixels>;
+using Ints = hn::RebindToSigned<Pixels>;
+using PixelVector = hn::Vec<Pixels>;
+using WordVector = hn::Vec<Words>;
+using FloatVector = hn::Vec<Floats>;
+
+constexpr std::uint32_t kAlphaMask = 0xFF000000U;
+
+HWY_INLINE PixelVector Same(std::uint32_t inPixel)
+{
+    return hn::Set(Pixels(), inPixel);
+}
+
+HWY_INLINE WordVector Word(std::uint16_t inWord)
+{
+    return hn::Set(Words(), inWord);
+}
+
+HWY_INLINE WordVector AsWords(PixelVector inPixels)
+{
+    return hn::BitCast(Words(), inPixels);
+}
+
+HWY_INLINE PixelVector AsPixels(WordVector inWords)
+{
+    return hn::BitCast(Pixels(), inWords);
+}
+
+// Codes with eight bits behind the point: of places 0 and 2, and of places 1 and 3.
+struct Halves
+{
+    WordVector even;
+    WordVector odd;
+};
+
+HWY_INLINE Halves Split(PixelVector inPixels)
+{
+    const WordVector words = AsWords(inPixels);
+    return {hn::ShiftLeft<8>(words), hn::And(words, Word(0xFF00))};
+}
+
+HWY_INLINE PixelVector Join(const Halves& inHalves)
+{
+    const WordVector round = Word(128);
+    const WordVector even = hn::ShiftRight<8>(hn::SaturatedAdd(inHalves.even, round));
+    const WordVector odd = hn::And(hn::SaturatedAdd(inHalves.odd, round), Word(0xFF00));
+    return AsPixels(hn::Or(even, odd));
+}
+
+// A byte below 256 in each pixel as a share of 65535 in both its words.
+HWY_INLINE WordVector SpreadByte(PixelVector inBytes)
+{
+    const PixelVector twice = hn::Or(inBytes, hn::ShiftLeft<8>(inBytes));
+    return AsWords(hn::Or(twice, hn::ShiftLeft<16>(twice)));
+}
+
+HWY_INLINE WordVector SpreadWord(PixelVector inWords)
+{
+    return AsWords(hn::Or(inWords, hn::ShiftLeft<16>(inWords)));
+}
+
+HWY_INLINE WordVector ShareOf(WordVector inCodes)
+{
+    return hn::Add(inCodes, hn::ShiftRight<8>(inCodes));
+}
+
+// The codes of alpha as shares in both words of a pixel.
+HWY_INLINE WordVector AlphaShare(WordVector inOdd)
+{
+    return ShareOf(SpreadWord(hn::ShiftRight<16>(AsPixels(inOdd))));
+}
+
+HWY_INLINE PixelVector AlphaOf(PixelVector inPixels)
+{
+    return hn::ShiftRight<24>(inPixels);
+}
+
+HWY_INLINE Halves Times(const Halves& inHalves, WordVector inShares)
+{
+    return {hn::MulHigh(inHalves.even, inShares), hn::MulHigh(inHalves.odd, inShares)};
+}
+
+HWY_INLINE Halves Plus(const Halves& inOne, const Halves& inOther)
+{
+    return {hn::SaturatedAdd(inOne.even, inOther.even), hn::SaturatedAdd(inOne.odd, inOther.odd)};
+}
+
+HWY_INLINE Halves Minus(const Halves& inFrom, const Halves& inAmount)
+{
+    return {hn::SaturatedSub(inFrom.even, inAmount.even), hn::SaturatedSub(inFrom.odd, inAmount.odd)};
+}
+
+HWY_INLINE FloatVector ToFloat(PixelVector inNumbers)
+{
+    return hn::ConvertTo(Floats(), hn::BitCast(Ints(), inNumbers));
+}
+
+HWY_INLINE PixelVector ToNumber(FloatVector inValues)
+{
+    return hn::BitCast(Pixels(), hn::ConvertTo(Ints(), inValues));
+}
+
+HWY_INLINE FloatVector Float(float inValue)
+{
+    return hn::Set(Floats(), inValue);
+}
+
+HWY_INLINE FloatVector Inverse(float inOver, FloatVector inUnder)
+{
+    const auto isNothing = hn::Eq(inUnder, hn::Zero(Floats()));
+    return hn::IfThenElse(isNothing, hn::Zero(Floats()), hn::Div(Float(inOver), inUnder));
+}
+
+template <int kPlace>
+HWY_INLINE FloatVector CodeAt(PixelVector inPixels)
+{
+    return ToFloat(hn::And(hn::ShiftRight<kPlace * 8>(inPixels), Same(255)));
+}
+
+// What does not change along a row.
+struct Row
+{
+    explicit HWY_INLINE Row(const ByteLayers& inLayers)
+        : black(Same(inLayers.black))
+        , sourceSet(Same(inLayers.sourceIsOpaque ? kAlphaMask : 0))
+        , targetSet(Same(inLayers.targetIsStraight || inLayers.targetIsPremultiplied ? 0 : kAlphaMask))
+        , share(Word(static_cast<std::uint16_t>((inLayers.opacity * 65535U) >> 16)))
+        , opacity(Word(inLayers.opacity))
+    {
+    }
+    PixelVector black, sourceSet, targetSet;
+    WordVector share, opacity;
+};
+
+// Onto premultiplied and opaque pixels. Black is taken off while codes are multiplied.
+template <bool kIsPremultiplied, bool kHasBlack>
+HWY_INLINE PixelVector OnWhole(const Row& inRow, PixelVector inSource, WordVector inShare,
+                               PixelVector inTarget)
+{
+    const Halves black = Split(inRow.black);
+    Halves source;
+    WordVector rest;
+    if constexpr (kIsPremultiplied)
+    {
+        source = Times(Split(inSource), inShare);
+        if constexpr (kHasBlack)
+        {
+            const WordVector open = SpreadByte(hn::Sub(Same(255), AlphaOf(inSource)));
+            source = Minus(source, Times(black, hn::MulHigh(open, inShare)));
+        }
+        rest = hn::Not(AlphaShare(source.odd));
+    }
+    else
+    {
+        const WordVector share = hn::MulHigh(SpreadByte(AlphaOf(inSource)), inShare);
+        source = Times(Split(hn::Or(inSource, Same(kAlphaMask))), share);
+        rest = hn::Not(share);
+    }
+    Halves target = Split(inTarget);
+    if constexpr (kHasBlack)
+    {
+        target = Minus(target, Times(black, SpreadByte(hn::Sub(Same(255), AlphaOf(inTarget)))));
+    }
+    Halves sum = Plus(source, Times(target, rest));
+    if constexpr (kHasBlack)
+    {
+        sum = Plus(sum, Times(black, hn::Not(AlphaShare(hn::Min(sum.odd, Word(65280))))));
+    }
+    return Join(sum);
+}
+
+// The alphas of two straight pixels, and what they come to.
+struct Weighed
+{
+    PixelVector share; // of the source in the result's colour
+    PixelVector alpha; // a code
+    FloatVector toSource;
+    FloatVector toTarget;
+};
+
+HWY_INLINE Weighed Weigh(PixelVector inSourceAlpha, PixelVector inShare, PixelVector inTargetAlpha)
+{
+    // Alpha fits into the lower word of its pixel and so does the share: two words make a whole product.
+    const FloatVector share = ToFloat(inShare);
+    const FloatVector source = hn::Mul(hn::Mul(ToFloat(inSourceAlpha), share), Float(1.0F / 16711425.0F));
+    const FloatVector target = hn::Mul(ToFloat(inTargetAlpha), Float(1.0F / 255.0F));
+    const FloatVector seen = hn::Mul(target, hn::Sub(Float(1.0F), source));
+    const FloatVector alpha = hn::Add(source, seen);
+    const FloatVector inverse = Inverse(1.0F, alpha);
+    const FloatVector half = Float(0.5F);
+    return {ToNumber(hn::Add(hn::Mul(hn::Mul(source, inverse), Float(65535.0F)), half)),
+            ToNumber(hn::Add(hn::Mul(alpha, Float(255.0F)), half)),
+            hn::Mul(hn::Mul(share, Float(1.0F / 65535.0F)), inverse), hn::Mul(seen, inverse)};
+}
+
+HWY_INLINE PixelVector LowerWord(WordVector inWords)
+{
+    return hn::And(AsPixels(inWords), Same(0xFFFF));
+}
+
+// A clear pixel is black; any other gets its alpha.
+HWY_INLINE PixelVector WithAlpha(const Row& inRow, PixelVector inColour, PixelVector inAlpha)
+{
+    const PixelVector colour = hn::And(inColour, Same(~kAlphaMask));
+    const PixelVector seen = hn::Or(colour, hn::ShiftLeft<24>(inAlpha));
+    return hn::IfThenElse(hn::Eq(inAlpha, hn::Zero(Pixels())), inRow.black, seen);
+}
+
+HWY_INLINE PixelVector StraightOnStraight(const Row& inRow, PixelVector inSource, WordVector inShare,
+                                          PixelVector inTarget)
+{
+    const Weighed weighed = Weigh(AlphaOf(inSource), LowerWord(inShare), AlphaOf(inTarget));
+    const WordVector share = SpreadWord(weighed.share);
+    const Halves source = Times(Split(inSource), share);
+    const Halves target = Times(Split(inTarget), hn::Not(share));
+    return WithAlpha(inRow, Join(Plus(source, target)), weighed.alpha);
+}
+
+template <int kPlace>
+HWY_INLINE PixelVector PremultipliedPlace(const Weighed& inWeighed, PixelVector inSource,
+                                          PixelVector inTarget, PixelVector inBlack)
+{
+    const FloatVector black = CodeAt<kPlace>(inBlack);
+    const FloatVector source = hn::Mul(hn::Sub(CodeAt<kPlace>(inSource), black), inWeighed.toSource);
+    const FloatVector target = hn::Mul(hn::Sub(CodeAt<kPlace>(inTarget), black), inWeighed.toTarget);
+    const FloatVector code = hn::Add(hn::Add(source, target), hn::Add(black, Float(0.5F)));
+    const FloatVector held = hn::Min(hn::Max(code, hn::Zero(Floats())), Float(255.5F));
+    return hn::ShiftLeft<kPlace * 8>(ToNumber(held));
+}
+
+HWY_INLINE PixelVector PremultipliedOnStraight(const Row& inRow, PixelVector inSource, WordVector inShare,
+                                               PixelVector inTarget)
+{
+    const Weighed weighed = Weigh(AlphaOf(inSource), LowerWord(inShare), AlphaOf(inTarget));
+    const PixelVector first = PremultipliedPlace<0>(weighed, inSource, inTarget, inRow.black);
+    const PixelVector second = PremultipliedPlace<1>(weighed, inSource, inTarget, inRow.black);
+    const PixelVector third = PremultipliedPlace<2>(weighed, inSource, inTarget, inRow.black);
+    return WithAlpha(inRow, hn::Or(hn::Or(first, second), third), weighed.alpha);
+}
+
+HWY_INLINE WordVector Decoded(WordVector inCodes)
+{
+    const WordVector x = ShareOf(inCodes);
+    WordVector sum = hn::Add(Word(curve::kDecode[2]), hn::MulHigh(x, Word(curve::kDecode[3])));
+    sum = hn::Add(Word(curve::kDecode[1]), hn::MulHigh(x, sum));
+    sum = hn::SaturatedAdd(Word(curve::kDecode[0]), hn::MulHigh(x, sum));
+    const WordVector foot = hn::MulHigh(x, Word(curve::kFootSlope));
+    return hn::IfThenElse(hn::Lt(x, Word(curve::kCodedFoot)), foot, sum);
+}
+
+template <int kShift, typename Mask>
+HWY_INLINE WordVector Lifted(WordVector inMantissa, Mask& outIsShifted)
+{
+    outIsShifted = hn::Lt(inMantissa, Word(static_cast<std::uint16_t>(65536U >> kShift)));
+    return hn::IfThenElse(outIsShifted, hn::ShiftLeft<kShift>(inMantissa), inMantissa);
+}
+
+template <typename Mask>
+HWY_INLINE WordVector Lowered(WordVector inSum, Mask inIsShifted, std::uint16_t inShrink)
+{
+    return hn::IfThenElse(inIsShifted, hn::MulHigh(inSum, Word(inShrink)), inSum);
+}
+
+HWY_INLINE WordVector Encoded(WordVector inLinear)
+{
+    hn::Mask<Words> isBy4;
+    hn::Mask<Words> isBy2;
+    hn::Mask<Words> isBy1;
+    const WordVector mantissa = Lifted<1>(Lifted<2>(Lifted<4>(inLinear, isBy4), isBy2), isBy1);
+    const WordVector t = hn::ShiftLeft<1>(mantissa);
+    WordVector sum = hn::Sub(Word(curve::kEncode[2]), hn::MulHigh(t, Word(curve::kEncode[3])));
+    sum = hn::Sub(Word(curve::kEncode[1]), hn::MulHigh(t, sum));
+    sum = hn::Add(Word(curve::kEncode[0]), hn::MulHigh(t, sum));
+    sum = Lowered(sum, isBy4, curve::kShrink4);
+    sum = Lowered(sum, isBy2, curve::kShrink2);
+    sum = Lowered(sum, isBy1, curve::kShrink1);
+    sum = hn::Sub(sum, Word(curve::kEncodeDrop));
+    const WordVector foot =
+        hn::Add(hn::ShiftLeft<1>(inLinear), hn::MulHigh(inLinear, Word(curve::kFootRise)));
+    return hn::IfThenElse(hn::Lt(inLinear, Word(curve::kLinearFoot)), foot, sum);
+}
+
+template <int kPlace>
+HWY_INLINE PixelVector DividedPlace(PixelVector inPixels, FloatVector inFactor)
+{
+    const FloatVector code = hn::Add(hn::Mul(CodeAt<kPlace>(inPixels), inFactor), Float(0.5F));
+    return ToNumber(hn::Min(code, Float(65280.0F)));
+}
+
+// Straight codes; of alpha, what lies there is of no use.
+template <bool kIsPremultiplied>
+HWY_INLINE Halves StraightHalves(PixelVector inPixels)
+{
+    if constexpr (!kIsPremultiplied)
+    {
+        return Split(inPixels);
+    }
+    else
+    {
+        const FloatVector factor = Inverse(65280.0F, ToFloat(AlphaOf(inPixels)));
+        const PixelVector third = DividedPlace<2>(inPixels, factor);
+        return {AsWords(hn::Or(DividedPlace<0>(inPixels, factor), hn::ShiftLeft<16>(third))),
+                AsWords(DividedPlace<1>(inPixels, factor))};
+    }
+}
+
+template <bool kIsSourcePremultiplied, bool kIsTargetPremultiplied>
+HWY_INLINE PixelVector InLinearLight(const Row& inRow, PixelVector inSource, WordVector inShare,
+                                     PixelVector inTarget)
+{
+    const Weighed weighed = Weigh(AlphaOf(inSource), LowerWord(inShare), AlphaOf(inTarget));
+    const WordVector share = SpreadWord(weighed.share);
+    const Halves source = StraightHalves<kIsSourcePremultiplied>(inSource);
+    const Halves target = StraightHalves<kIsTargetPremultiplied>(inTarget);
+    const Halves above = Times({Decoded(source.even), Decoded(source.odd)}, share);
+    const Halves below = Times({Decoded(target.even), Decoded(target.odd)}, hn::Not(share));
+    Halves code = {hn::ShiftLeft<1>(Encoded(hn::Add(above.even, below.even))),
+                   hn::ShiftLeft<1>(Encoded(hn::Add(above.odd, below.odd)))};
+    if constexpr (kIsTargetPremultiplied)
+    {
+        code = Times(code, SpreadByte(weighed.alpha));
+    }
+    return WithAlpha(inRow, Join(code), weighed.alpha);
+}
+
+enum class Way
+{
+    kStraightOnWhole,
+    kStraightOnWholeWithBlack,
+    kPremultipliedOnWhole,
+    kPremultipliedOnWholeWithBlack,
+    kStraightOnStraight,
+    kPremultipliedOnStraight,
+    kLinear,
+    kLinearFromPremultiplied,
+    kLinearToPremultiplied,
+    kLinearBothPremultiplied
+};
+
+template <Way kWay>
+HWY_INLINE PixelVector Laid(const Row& inRow, PixelVector inSource, WordVector inShare, PixelVector inTarget)
+{
+    switch (kWay)
+    {
+    case Way::kStraightOnWhole: return OnWhole<false, false>(inRow, inSource, inShare, inTarget);
+    case Way::kStraightOnWholeWithBlack: return OnWhole<false, true>(inRow, inSource, inShare, inTarget);
+    case Way::kPremultipliedOnWhole: return OnWhole<true, false>(inRow, inSource, inShare, inTarget);
+    case Way::kPremultipliedOnWholeWithBlack: return OnWhole<true, true>(inRow, inSource, inShare, inTarget);
+    case Way::kStraightOnStraight: return StraightOnStraight(inRow, inSource, inShare, inTarget);
+    case Way::kPremultipliedOnStraight: return PremultipliedOnStraight(inRow, inSource, inShare, inTarget);
+    case Way::kLinear: return InLinearLight<false, false>(inRow, inSource, inShare, inTarget);
+    case Way::kLinearFromPremultiplied: return InLinearLight<true, false>(inRow, inSource, inShare, inTarget);
+    case Way::kLinearToPremultiplied: return InLinearLight<false, true>(inRow, inSource, inShare, inTarget);
+    default: return InLinearLight<true, true>(inRow, inSource, inShare, inTarget);
+    }
+}
+
+HWY_INLINE WordVector CoveredShare(const Row& inRow, const std::uint8_t* inCoverage)
+{
+    const Pixels d;
+    const PixelVector coverage = hn::PromoteTo(d, hn::LoadU(hn::Rebind<std::uint8_t, Pixels>(), inCoverage));
+    return hn::MulHigh(inRow.opacity, SpreadByte(coverage));
+}
+
+template <Way kWay>
+HWY_INLINE void LayPixels(const Row& inRow, const std::uint32_t* inSource, const std::uint8_t* inCoverage,
+                          const std::uint32_t* inTarget, std::uint32_t* outTarget)
+{
+    const Pixels d;
+    const PixelVector source = hn::Or(hn::LoadU(d, inSource), inRow.sourceSet);
+    const PixelVector target = hn::Or(hn::LoadU(d, inTarget), inRow.targetSet);
+    const WordVector share = inCoverage == nullptr ? inRow.share : CoveredShare(inRow, inCoverage);
+    hn::StoreU(hn::Or(Laid<kWay>(inRow, source, share, target), inRow.targetSet), d, outTarget);
+}
+
+// What is left of a row after the whole vectors goes through copies, so that nothing beyond it is touched.
+template <Way kWay>
+HWY_NOINLINE void LayRest(const ByteLayers& inLayers, const std::uint8_t* inSource,
+                          const std::uint8_t* inCoverage, const std::uint8_t* inTarget,
+                          std::uint8_t* outTarget, std::size_t inCount)
+{
+    constexpr std::size_t kMost = hn::MaxLanes(Pixels());
+    alignas(64) std::uint32_t source[kMost] = {};
+    alignas(64) std::uint32_t target[kMost] = {};
+    alignas(64) std::uint8_t coverage[kMost] = {};
+    std::memcpy(source, inSource, inCount * 4);
+    std::memcpy(target, inTarget, inCount * 4);
+    if (inCoverage != nullptr)
+    {
+        std::memcpy(coverage, inCoverage, inCount);
+    }
+    LayPixels<kWay>(Row(inLayers), source, inCoverage == nullptr ? nullptr : coverage, target, target);
+    std::memcpy(outTarget, target, inCount * 4);
+}
+
+template <Way kWay>
+void LayRow(const ByteLayers& inLayers, const std::uint8_t* inSource, const std::uint8_t* inCoverage,
+            std::uint8_t* ioTarget, std::size_t inCount)
+{
+    const Pixels d;
+    const Row row(inLayers);
+    alignas(64) std::uint32_t nothing[hn::MaxLanes(Pixels())];
+    hn::Store(row.black, d, nothing);
+    const std::size_t step = hn::Lanes(d);
+    std::size_t x = 0;
+    for (; x + step <= inCount; x += step)
+    {
+        auto* target = reinterpret_cast<std::uint32_t*>(ioTarget + x * 4);
+        LayPixels<kWay>(row, reinterpret_cast<const std::uint32_t*>(inSource + x * 4),
+                        inCoverage == nullptr ? nullptr : inCoverage + x,
+                        inLayers.targetIsEmpty ? nothing : target, target);
+    }
+    if (x < inCount)
+    {
+        const auto* empty = reinterpret_cast<const std::uint8_t*>(nothing);
+        LayRest<kWay>(inLayers, inSource + x * 4, inCoverage == nullptr ? nullptr : inCoverage + x,
+                      inLayers.targetIsEmpty ? empty : ioTarget + x * 4, ioTarget + x * 4, inCount - x);
+    }
+}
+
+void ComposeRow(const ByteLayers& inLayers, const std::uint8_t* inSource, const std::uint8_t* inCoverage,
+                std::uint8_t* ioTarget, std::size_t inCount)
+{
+    static constexpr decltype(&LayRow<Way::kLinear>) kLinear[2][2] = {
+        {LayRow<Way::kLinear>, LayRow<Way::kLinearToPremultiplied>},
+        {LayRow<Way::kLinearFromPremultiplied>, LayRow<Way::kLinearBothPremultiplied>}};
+    static constexpr decltype(&LayRow<Way::kLinear>) kOnWhole[2][2] = {
+        {LayRow<Way::kStraightOnWhole>, LayRow<Way::kStraightOnWholeWithBlack>},
+        {LayRow<Way::kPremultipliedOnWhole>, LayRow<Way::kPremultipliedOnWholeWithBlack>}};
+    const bool isFrom = inLayers.sourceIsPremultiplied;
+    const auto lay = inLayers.isLinear            ? kLinear[isFrom][inLayers.targetIsPremultiplied]
+                     : !inLayers.targetIsStraight ? kOnWhole[isFrom][inLayers.black != 0]
+                     : isFrom                     ? LayRow<Way::kPremultipliedOnStraight>
+                                                  : LayRow<Way::kStraightOnStraight>;
+    lay(inLayers, inSource, inCoverage, ioTarget, inCount);
+}
+
+#endif
+
+const char* NameOfTarget()
+{
+    return hwy::TargetName(HWY_TARGET);
+}
+
+}
+}
+}
+HWY_AFTER_NAMESPACE();
+
+#if HWY_ONCE
+
+namespace ir
+{
+namespace
+{
+
+HWY_EXPORT(ComposeRow);
+HWY_EXPORT(NameOfTarget);
+
+}
+
+ByteLayers ByteLayersFor(const Picture& inSource, const Picture& inTarget, float inOpacity)
+{
+    ByteLayers layers;
+    layers.sourceIsPremultiplied = inSource.alpha == PictureAlpha::kPremultiplied;
+    layers.sourceIsOpaque = !inSource.HasAlpha();
+    layers.targetIsStraight = inTarget.alpha == PictureAlpha::kStraight;
+    layers.targetIsPremultiplied = inTarget.alpha == PictureAlpha::kPremultiplied;
+    layers.opacity = static_cast<std::uint16_t>(std::lround(inOpacity * 65535.0F));
+    for (int component = 0; component < 3; ++component)
+    {
+        const auto offset = static_cast<std::uint32_t>(RangeOf(inTarget, component).offset);
+        layers.black |= offset << (kPackedPlace[component] * 8);
+    }
+    return layers;
+}
+
+void ComposeBytes(const ByteLayers& inLayers, const std::uint8_t* inSource, const std::uint8_t* inCoverage,
+                  std::uint8_t* ioTarget, std::size_t inCount)
+{
+    HWY_DYNAMIC_DISPATCH(ComposeRow)(inLayers, inSource, inCoverage, ioTarget, inCount);
+}
+
+const char* ComposeBytesTarget()
+{
+    return HWY_DYNAMIC_DISPATCH(NameOfTarget)();
+}
+
+}
+
+#endif
