@@ -166,7 +166,7 @@ int MediaInput::OpenHollow(const std::string& inPath, const InterruptFlag* inInt
     if (status >= 0)
     {
         mContext->flags |= AVFMT_FLAG_NOPARSE;
-        return IsFormat("mov") ? 0 : AVERROR(ENOSYS);
+        return IsFormat("mov") || IsFormat("avi") ? 0 : AVERROR(ENOSYS);
     }
     return status;
 }

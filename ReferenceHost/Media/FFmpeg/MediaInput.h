@@ -36,9 +36,12 @@ public:
     // Opens the container: local files only, whatever the name looks like. 0 or an AVERROR.
     int Open(const std::string& inPath, const InterruptFlag* inInterrupt);
 
-    // As Open, with the payload areas of an MP4 or QuickTime file left unread: packets have their true times,
-    // places and sizes, and no content. AVERROR(ENOSYS) when the file isn't of that kind.
+    // As Open, with the payload areas of an MP4, QuickTime or AVI file left unread: packets have their true
+    // times, places and sizes, and no content. AVERROR(ENOSYS) when the file isn't of that kind.
     int OpenHollow(const std::string& inPath, const InterruptFlag* inInterrupt);
+
+    // Null of an input that isn't hollow.
+    const HollowFile* Hollow() const noexcept { return mHollow.get(); }
 
     // Finds what the container doesn't say of its streams by reading some of it.
     int Probe();

@@ -46,7 +46,6 @@ public:
         case AV_CODEC_ID_VP9: ioRecord.yieldsNoFrame = IsHiddenVP9(inPacket); break;
         default: break;
         }
-        ioRecord.yieldsNoFrame = ioRecord.yieldsNoFrame || inPacket.size == 0;
     }
 
 private:
@@ -130,6 +129,7 @@ PacketScan ScanPackets(MediaInput& inInput, const AVCodecParameters& inParameter
         {
             reader.Read(*packet, record);
         }
+        record.yieldsNoFrame = record.yieldsNoFrame || packet->size == 0;
         scan.endedEarly = record.isCorrupt;
         av_packet_unref(packet.get());
     }
