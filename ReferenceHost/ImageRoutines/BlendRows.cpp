@@ -81,7 +81,7 @@ HWY_INLINE FloatVector Burn(FloatVector inCb, FloatVector inCs)
     const FloatVector one = Number(1.0F);
     const FloatVector burnt = hn::Sub(one, hn::Min(one, hn::Div(hn::Sub(one, inCb), inCs)));
     const FloatVector known = hn::IfThenElse(hn::Le(inCs, hn::Zero(Floats())), hn::Zero(Floats()), burnt);
-    return hn::IfThenElse(hn::Ge(inCb, one), one, known);
+    return hn::IfThenElse(hn::Ge(inCb, Number(1.0F - kNoDifference)), one, known);
 }
 
 HWY_INLINE FloatVector Dodge(FloatVector inCb, FloatVector inCs)
@@ -89,7 +89,7 @@ HWY_INLINE FloatVector Dodge(FloatVector inCb, FloatVector inCs)
     const FloatVector one = Number(1.0F);
     const FloatVector dodged = hn::Min(one, hn::Div(inCb, hn::Sub(one, inCs)));
     const FloatVector known = hn::IfThenElse(hn::Ge(inCs, one), one, dodged);
-    return hn::IfThenElse(hn::Le(inCb, hn::Zero(Floats())), hn::Zero(Floats()), known);
+    return hn::IfThenElse(hn::Le(inCb, Number(kNoDifference)), hn::Zero(Floats()), known);
 }
 
 HWY_INLINE FloatVector SoftLight(FloatVector inCb, FloatVector inCs)
@@ -127,7 +127,7 @@ HWY_INLINE FloatVector HardMix(FloatVector inCb, FloatVector inCs)
 HWY_INLINE FloatVector Divided(FloatVector inCb, FloatVector inCs)
 {
     const FloatVector one = Number(1.0F);
-    return hn::IfThenElse(hn::Le(inCs, hn::Zero(Floats())), one, hn::Min(one, hn::Div(inCb, inCs)));
+    return hn::IfThenElse(hn::Le(inCs, Number(kNoDifference)), one, hn::Min(one, hn::Div(inCb, inCs)));
 }
 
 HWY_INLINE FloatVector Separable(std::uint32_t inMode, FloatVector inCb, FloatVector inCs)

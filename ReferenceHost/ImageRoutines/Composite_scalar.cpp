@@ -36,12 +36,12 @@ double HardLight(double inCb, double inCs)
 
 double Burn(double inCb, double inCs)
 {
-    return inCb >= 1.0 ? 1.0 : inCs <= 0.0 ? 0.0 : 1.0 - std::min(1.0, (1.0 - inCb) / inCs);
+    return inCb >= 1.0 - kNoDifference ? 1.0 : inCs <= 0.0 ? 0.0 : 1.0 - std::min(1.0, (1.0 - inCb) / inCs);
 }
 
 double Dodge(double inCb, double inCs)
 {
-    return inCb <= 0.0 ? 0.0 : inCs >= 1.0 ? 1.0 : std::min(1.0, inCb / (1.0 - inCs));
+    return inCb <= kNoDifference ? 0.0 : inCs >= 1.0 ? 1.0 : std::min(1.0, inCb / (1.0 - inCs));
 }
 
 double SoftLight(double inCb, double inCs)
@@ -64,7 +64,7 @@ double Separable(std::uint32_t inMode, double inCb, double inCs)
     case kIR_Blend_ColorDodge: return Dodge(b, s);
     case kIR_Blend_Darken: return std::min(inCb, inCs);
     case kIR_Blend_Difference: return std::fabs(inCb - inCs);
-    case kIR_Blend_Divide: return s <= 0.0 ? 1.0 : std::min(1.0, b / s);
+    case kIR_Blend_Divide: return s <= kNoDifference ? 1.0 : std::min(1.0, b / s);
     case kIR_Blend_Exclusion: return inCb + inCs - 2.0 * inCb * inCs;
     case kIR_Blend_HardLight: return HardLight(inCb, inCs);
     case kIR_Blend_HardMix: return b + s < 1.0 - kNoDifference ? 0.0 : 1.0;

@@ -23,8 +23,8 @@
  * Values. Integer pictures limit B to 0..1. Float pictures may hold more: linearDodge and linearLight keep
  * what is above 1. colorBurn, colorDodge, color, divide, hardMix, hue, luminosity, saturation, softLight and
  * vividLight have no meaning outside 0..1, so they take Cb and Cs limited to it; the other modes take them as
- * they are. Where a formula compares two sums for equality or order (hardMix, darkerColor, lighterColor) or
- * asks whether a colour is grey, differences below 2^-18 count as none, because rounding makes them.
+ * they are. Where a formula jumps (colorBurn, colorDodge, divide, hardMix, vividLight, the order of two Lum, the
+ * question whether a colour is grey), differences below 2^-18 count as none, because rounding makes them.
  *
  * Sources: W = W3C Compositing and Blending Level 1, where each formula stands under the mode's name. The
  * others are the customary ones of image editors, written here in the same terms.
