@@ -1,10 +1,7 @@
 #include "ReferenceHost/Executors/TaskLedger.h"
 
-#include "norvik/logging/Logging.h"
+#include "ReferenceHost/Foundation/CallLogged.h"
 
-#include <exception>
-#include <fmt/format.h>
-#include <string_view>
 #include <utility>
 
 namespace Executors
@@ -36,35 +33,6 @@ public:
 private:
     const Frame mFrame;
 };
-
-void LogFailure(std::string_view inWhat) noexcept
-{
-    try
-    {
-        norvik::logging::LogText(norvik::logging::kLogLevel_Error, "norvik.Executors",
-                                 fmt::format("A posted function has failed: {}", inWhat).c_str());
-    }
-    catch (...)
-    {
-        // Out of memory for the text: the thread goes on all the same.
-    }
-}
-
-void CallLogged(const norvik::Function& inFunction) noexcept
-{
-    try
-    {
-        inFunction();
-    }
-    catch (const std::exception& failure)
-    {
-        LogFailure(failure.what());
-    }
-    catch (...)
-    {
-        LogFailure("an unknown exception");
-    }
-}
 
 } // namespace
 
@@ -135,7 +103,7 @@ bool TaskLedger::RunNext()
         // Destroyed while it still counts as running: who waits for termination may rely on everything that
         // was bound being released.
         const FrameScope scope(this);
-        CallLogged(function);
+        Foundation::CallLogged("norvik.Executors", "A posted function", function);
         function.clear();
     }
     FinishOne();

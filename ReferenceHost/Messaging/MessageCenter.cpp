@@ -1,11 +1,9 @@
 #include "ReferenceHost/Messaging/MessageCenter.h"
 
-#include "norvik/logging/Logging.h"
+#include "ReferenceHost/Foundation/CallLogged.h"
 
 #include <algorithm>
 #include <chrono>
-#include <exception>
-#include <fmt/format.h>
 #include <functional>
 #include <iterator>
 #include <utility>
@@ -16,28 +14,10 @@ namespace Messaging
 namespace
 {
 
-void LogFailure(const char* inWhat)
-{
-    norvik::logging::LogText(norvik::logging::kLogLevel_Error, "norvik.Messaging",
-                             fmt::format("A listener has failed: {}", inWhat).c_str());
-}
-
-// One listener's failure is not the next one's.
 template <class Callable>
-void CallLogged(const Callable& inCall)
+void CallListener(const Callable& inCall) noexcept
 {
-    try
-    {
-        inCall();
-    }
-    catch (const std::exception& failure)
-    {
-        LogFailure(failure.what());
-    }
-    catch (...)
-    {
-        LogFailure("an unknown exception");
-    }
+    Foundation::CallLogged("norvik.Messaging", "A listener", inCall);
 }
 
 } // namespace
@@ -203,7 +183,7 @@ bool MessageCenter::TakeNext(Pending& outPending)
 // may have disposed of either.
 void MessageCenter::Deliver(const Pending& inPending)
 {
-    CallLogged([this, &inPending] { MakeCompanion(inPending); });
+    CallListener([this, &inPending] { MakeCompanion(inPending); });
     std::vector<std::shared_ptr<const ListenerEntry>> listeners;
     {
         const std::lock_guard<std::mutex> lock(mMutex);
@@ -222,7 +202,7 @@ void MessageCenter::Deliver(const Pending& inPending)
                 continue;
             }
         }
-        CallLogged([&] { listener->mFunction(inPending.mMessage); });
+        CallListener([&] { listener->mFunction(inPending.mMessage); });
     }
 }
 
