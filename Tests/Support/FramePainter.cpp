@@ -1,7 +1,7 @@
 #include "Tests/Support/FramePainter.h"
 
 #include "ReferenceHost/FrameLibrary/VideoFrame.h"
-#include "VF/VideoFrame.h"
+#include "Tests/Support/PixelMatchers.h"
 #include "VF/VideoFrameManipulators.h"
 
 #include <bitset>
@@ -76,19 +76,6 @@ bool IsOnLines(std::uint32_t inY, PaintedLines inLines)
     return inLines == PaintedLines::All || (inY % 2 == 0) == (inLines == PaintedLines::Upper);
 }
 
-// A copy in B G R A bytes, whose size is that of the frame.
-MF::IVideoFrameRef AsBGRA(const MF::IVideoFrameRef& inFrame)
-{
-    FramePixels pixels;
-    MF::IVideoFrameRef copy;
-    const bool isThere =
-        VF::GetFramePixels(inFrame, pixels) &&
-        VF::CreateVideoFrame(copy, norviktypes::kPixelFormat_BGRA_4444_8u, pixels.mWidth, pixels.mHeight,
-                             norviktypes::kPixelAspectRatio_Square, false, false) >= 0 &&
-        VF::VideoFrameManipulators::CopyFrame(inFrame, copy, norviktypes::kRenderQuality_High) >= 0;
-    return isThere ? copy : MF::IVideoFrameRef();
-}
-
 void PaintBits(const FramePixels& inPixels, const Bits& inBits, PaintedLines inLines)
 {
     for (std::uint32_t y = 0; y < inPixels.mHeight; ++y)
@@ -119,7 +106,7 @@ bool IsBlockWhite(const FramePixels& inPixels, std::size_t inBlock, PaintedLines
 
 void PaintMark(const MF::IVideoFrameRef& inFrame, const FrameMark& inMark, PaintedLines inLines)
 {
-    const MF::IVideoFrameRef picture = AsBGRA(inFrame);
+    const MF::IVideoFrameRef picture = CopyAs(inFrame, norviktypes::kPixelFormat_BGRA_4444_8u);
     FramePixels pixels;
     if (!picture || !VF::GetFramePixels(picture, pixels))
     {
@@ -136,7 +123,7 @@ void PaintMark(const MF::IVideoFrameRef& inFrame, const FrameMark& inMark, Paint
 
 bool ReadMark(const MF::IVideoFrameRef& inFrame, FrameMark& outMark, PaintedLines inLines)
 {
-    const MF::IVideoFrameRef picture = AsBGRA(inFrame);
+    const MF::IVideoFrameRef picture = CopyAs(inFrame, norviktypes::kPixelFormat_BGRA_4444_8u);
     FramePixels pixels;
     if (!picture || !VF::GetFramePixels(picture, pixels))
     {

@@ -17,18 +17,6 @@ namespace
 
 using VF::FramePixels;
 
-MF::IVideoFrameRef AsDeepBGRA(const MF::IVideoFrameRef& inFrame)
-{
-    FramePixels pixels;
-    MF::IVideoFrameRef deep;
-    const bool isThere =
-        VF::GetFramePixels(inFrame, pixels) &&
-        VF::CreateVideoFrame(deep, norviktypes::kPixelFormat_BGRA_4444_16u, pixels.mWidth, pixels.mHeight,
-                             norviktypes::kPixelAspectRatio_Square, false, false) >= 0 &&
-        VF::VideoFrameManipulators::CopyFrame(inFrame, deep, norviktypes::kRenderQuality_High) >= 0;
-    return isThere ? deep : MF::IVideoFrameRef();
-}
-
 std::vector<std::uint16_t> Components(const MF::IVideoFrameRef& inDeepFrame)
 {
     const std::vector<std::uint8_t> bytes = PixelBytes(inDeepFrame);
@@ -38,6 +26,18 @@ std::vector<std::uint16_t> Components(const MF::IVideoFrameRef& inDeepFrame)
 }
 
 } // namespace
+
+MF::IVideoFrameRef CopyAs(const MF::IVideoFrameRef& inFrame, const norviktypes::PixelFormat& inFormat)
+{
+    FramePixels pixels;
+    MF::IVideoFrameRef copy;
+    const bool isThere =
+        VF::GetFramePixels(inFrame, pixels) &&
+        VF::CreateVideoFrame(copy, inFormat, pixels.mWidth, pixels.mHeight,
+                             norviktypes::kPixelAspectRatio_Square, false, false) >= 0 &&
+        VF::VideoFrameManipulators::CopyFrame(inFrame, copy, norviktypes::kRenderQuality_High) >= 0;
+    return isThere ? copy : MF::IVideoFrameRef();
+}
 
 std::vector<std::uint8_t> PixelBytes(const MF::IVideoFrameRef& inFrame)
 {
@@ -87,8 +87,8 @@ testing::AssertionResult HaveEqualPixels(const MF::IVideoFrameRef& inA, const MF
 testing::AssertionResult HaveNearPixels(const MF::IVideoFrameRef& inA, const MF::IVideoFrameRef& inB,
                                         double inTolerance)
 {
-    const MF::IVideoFrameRef deepA = AsDeepBGRA(inA);
-    const MF::IVideoFrameRef deepB = AsDeepBGRA(inB);
+    const MF::IVideoFrameRef deepA = CopyAs(inA, norviktypes::kPixelFormat_BGRA_4444_16u);
+    const MF::IVideoFrameRef deepB = CopyAs(inB, norviktypes::kPixelFormat_BGRA_4444_16u);
     if (!deepA || !deepB)
     {
         return testing::AssertionFailure() << "a frame can't be converted";

@@ -16,6 +16,9 @@ namespace TestSupport
 // The bytes of all rows of all planes, without padding. Empty for a frame whose pixels can't be reached.
 std::vector<std::uint8_t> PixelBytes(const MF::IVideoFrameRef& inFrame);
 
+// A copy in another format, of the same size; empty where the pixels can't be reached.
+MF::IVideoFrameRef CopyAs(const MF::IVideoFrameRef& inFrame, const norviktypes::PixelFormat& inFormat);
+
 // Equal formats, bounds and bytes. A failure names the first byte that differs.
 testing::AssertionResult HaveEqualPixels(const MF::IVideoFrameRef& inA, const MF::IVideoFrameRef& inB);
 
