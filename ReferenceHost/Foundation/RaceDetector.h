@@ -27,18 +27,25 @@
 namespace Foundation
 {
 
-// All that this thread did before is over for whoever takes inObject over, however it comes there.
+// All that this thread did before is over for whoever takes inObject over, however it comes there. Null is
+// nothing to hand over.
 inline void HandOver([[maybe_unused]] void* inObject) noexcept
 {
 #ifdef VR_RACE_DETECTOR
-    __tsan_release(inObject);
+    if (inObject != nullptr)
+    {
+        __tsan_release(inObject);
+    }
 #endif
 }
 
 inline void TakeOver([[maybe_unused]] void* inObject) noexcept
 {
 #ifdef VR_RACE_DETECTOR
-    __tsan_acquire(inObject);
+    if (inObject != nullptr)
+    {
+        __tsan_acquire(inObject);
+    }
 #endif
 }
 

@@ -144,6 +144,7 @@ int DecoderCursor::Next(const PacketTable* inPackets, AVFrame& outFrame, std::ui
         const int status = avcodec_receive_frame(mDecoder.get(), &outFrame);
         if (status >= 0)
         {
+            Foundation::TakeOver(PixelsOf(outFrame));
             outPacket = outFrame.pts >= 0 ? static_cast<std::uint32_t>(outFrame.pts) : mLastFed;
             return 0;
         }

@@ -440,7 +440,7 @@ PicturePtr DecoderPool::Share(FramePtr inFrame) const
     *mSharedBytes += bytes;
     return {inFrame.release(), [counter = mSharedBytes, bytes](AVFrame* inPicture)
             {
-                av_frame_free(&inPicture);
+                FrameFreer()(inPicture);
                 *counter -= bytes;
             }};
 }
@@ -479,9 +479,10 @@ void DecoderPool::Keep(Slot& ioSlot, std::int64_t inRank, const PicturePtr& inPi
     // Pictures that decoders and clients hold count against the budget, and can't be taken from them; so do
     // the decoders' own tables.
     const std::int64_t held = std::max(mSetup.pool->LiveBytes(), mSharedBytes->load());
-    const std::int64_t others = std::max<std::int64_t>(0, held - mCache.Bytes());
-    const std::int64_t tables =
-        static_cast<std::int64_t>(mSlots.size()) * TableBytesOfDecoder(mNeeds, mSetup.threads);
+    // Each decoder may begin another picture before the next one gets here.
+    const auto decoders = static_cast<std::int64_t>(mSlots.size());
+    const std::int64_t others = std::max(decoders * mPictureBytes, held - mCache.Bytes());
+    const std::int64_t tables = decoders * TableBytesOfDecoder(mNeeds, mSetup.threads);
     const std::int64_t least = kLeastPicturesKept * mPictureBytes;
     mCache.Trim(std::max(mOptions.cacheBytes - others - tables, least), outEvicted);
 }

@@ -4,6 +4,8 @@
 #include <memory>
 #include <string>
 
+#include "ReferenceHost/Foundation/RaceDetector.h"
+
 extern "C"
 {
 #include <libavcodec/avcodec.h>
@@ -28,9 +30,20 @@ struct CodecContextFreer
     void operator()(AVCodecContext* inContext) const noexcept { avcodec_free_context(&inContext); }
 };
 
+// What stands for a picture wherever its references go; null where it has none.
+inline void* PixelsOf(const AVFrame& inFrame) noexcept
+{
+    return inFrame.buf[0] ? inFrame.buf[0]->data : nullptr;
+}
+
 struct FrameFreer
 {
-    void operator()(AVFrame* inFrame) const noexcept { av_frame_free(&inFrame); }
+    void operator()(AVFrame* inFrame) const noexcept
+    {
+        // The last reference may go elsewhere, and the picture's memory with it.
+        Foundation::HandOver(inFrame ? PixelsOf(*inFrame) : nullptr);
+        av_frame_free(&inFrame);
+    }
 };
 
 struct PacketFreer
