@@ -84,17 +84,24 @@ private:
     using Segments = std::vector<Segment>;
 
     void NormalizeSegments();
+    void FindSegmentNodes();
     void ComputeHash();
     void ComputeStillRanges();
-    void AppendStillRangesOf(const Segment& inSegment);
+    void AppendStillRangesOf(const Segment& inSegment, const MF::IRenderableNodeRef& inNode);
 
     // The segment that inTime belongs to if it belongs to any: the last one that starts at or before it, or
     // the first one. The end of an empty list.
     Segments::const_iterator SegmentAround(const TickTime& inTime) const;
+    MF::IRenderableNode* NodeOf(Segments::const_iterator inSegment) const
+    {
+        return mSegmentNodes[static_cast<std::size_t>(inSegment - mSegments.begin())];
+    }
     std::vector<TimeRange>::const_iterator FirstRangeNotBelow(const TickTime& inTime) const;
 
     bool mMutable = true;
     Segments mSegments;
+    // The node of each segment, held by mNodes: finding one by its hash takes longer than finding its segment.
+    std::vector<MF::IRenderableNode*> mSegmentNodes;
     std::map<TVK::Guid, MF::IRenderableNodeRef, norvik::utility::GuidLessSigned> mNodes;
     TVK::Guid mHashValue;
     std::vector<TimeRange> mStillRanges;
@@ -130,6 +137,7 @@ void MutableCutlist::Finalize()
     std::stable_sort(mSegments.begin(), mSegments.end(),
                      [](const Segment& inA, const Segment& inB) { return inA.mStart < inB.mStart; });
     NormalizeSegments();
+    FindSegmentNodes();
     ComputeHash();
     ComputeStillRanges();
 }
@@ -166,6 +174,17 @@ void MutableCutlist::NormalizeSegments()
     mSegments.shrink_to_fit();
 }
 
+void MutableCutlist::FindSegmentNodes()
+{
+    mSegmentNodes.reserve(mSegments.size());
+    for (const Segment& segment : mSegments)
+    {
+        MF::IRenderableNodeRef node;
+        GetRenderableNodeFromHashValue(segment.mNodeHash, node);
+        mSegmentNodes.push_back(&*node);
+    }
+}
+
 void MutableCutlist::ComputeHash()
 {
     TVK::HashValue hash("Hash value for ML::RenderableCutlistImpl");
@@ -182,14 +201,14 @@ void MutableCutlist::ComputeHash()
 void MutableCutlist::ComputeStillRanges()
 {
     TickTime cursor = norviktypes::kTime_Zero;
-    for (const Segment& segment : mSegments)
+    for (auto segment = mSegments.cbegin(); segment != mSegments.cend(); ++segment)
     {
-        if (cursor < segment.mStart)
+        if (cursor < segment->mStart)
         {
-            mStillRanges.push_back({cursor, segment.mStart});
+            mStillRanges.push_back({cursor, segment->mStart});
         }
-        cursor = segment.mEnd;
-        AppendStillRangesOf(segment);
+        cursor = segment->mEnd;
+        AppendStillRangesOf(*segment, NodeOf(segment));
     }
     if (cursor < norviktypes::kTime_Max)
     {
@@ -197,17 +216,15 @@ void MutableCutlist::ComputeStillRanges()
     }
 }
 
-void MutableCutlist::AppendStillRangesOf(const Segment& inSegment)
+void MutableCutlist::AppendStillRangesOf(const Segment& inSegment, const MF::IRenderableNodeRef& inNode)
 {
     constexpr std::uint32_t kNeverChanges = MF::kNodeFlag_StaticParameters | MF::kNodeFlag_Still;
-    MF::IRenderableNodeRef node;
-    GetRenderableNodeFromHashValue(inSegment.mNodeHash, node);
-    if ((node->GetInformativeFlags() & kNeverChanges) == kNeverChanges)
+    if ((inNode->GetInformativeFlags() & kNeverChanges) == kNeverChanges)
     {
         mStillRanges.push_back({inSegment.mStart, inSegment.mEnd});
         return;
     }
-    if (const IRenderableNodeProducerProviderRef provider{node})
+    if (const IRenderableNodeProducerProviderRef provider{inNode})
     {
         std::vector<TimeRange> ranges;
         provider->GetStillRanges(inSegment.mNodeOffset,
@@ -263,12 +280,19 @@ std::int32_t MutableCutlist::GetRenderableNodeFromHashValue(const TVK::Guid& inH
     return TVK::kStatus_OK;
 }
 
+// The times of a render jump about, so that no branch of a search could be foreseen: each step chooses its half
+// by arithmetic.
 MutableCutlist::Segments::const_iterator MutableCutlist::SegmentAround(const TickTime& inTime) const
 {
-    const auto behind =
-        std::upper_bound(mSegments.begin(), mSegments.end(), inTime,
-                         [](const TickTime& inA, const Segment& inB) { return inA < inB.mStart; });
-    return behind == mSegments.begin() ? behind : behind - 1;
+    const Segment* first = mSegments.data();
+    std::size_t count = mSegments.size();
+    while (count > 1)
+    {
+        const std::size_t half = count / 2;
+        first += first[half].mStart <= inTime ? half : 0;
+        count -= half;
+    }
+    return mSegments.begin() + (first - mSegments.data());
 }
 
 std::int32_t MutableCutlist::FindNodeForTime(const MF::FrameTime& inFrameTime,
@@ -285,7 +309,8 @@ std::int32_t MutableCutlist::FindNodeForTime(const MF::FrameTime& inFrameTime,
         return TVK::kStatus_OK;
     }
     outNodeFrameTime = segment->ToNodeTime(inFrameTime);
-    return GetRenderableNodeFromHashValue(segment->mNodeHash, outNode);
+    outNode = NodeOf(segment);
+    return TVK::kStatus_OK;
 }
 
 std::int32_t MutableCutlist::FindNodeForTimeRange(const MF::FrameTime& inFrameTime,
@@ -305,7 +330,8 @@ std::int32_t MutableCutlist::FindNodeForTimeRange(const MF::FrameTime& inFrameTi
         if (segment->Contains(first) || endsInIt || liesBetween)
         {
             outNodeFrameTime = segment->ToNodeTime(inFrameTime);
-            return GetRenderableNodeFromHashValue(segment->mNodeHash, outNode);
+            outNode = NodeOf(segment);
+            return TVK::kStatus_OK;
         }
     }
     return TVK::kStatus_OK;
@@ -381,7 +407,7 @@ void MutableCutlist::GetSmartRenderSegments(const TickTime& inStart, const TickT
     {
         const TimeRange asked{std::max(inStart, segment.mStart), std::min(inEnd, segment.mEnd)};
         const auto node = mNodes.find(segment.mNodeHash);
-        if (node == mNodes.end() || asked.mStart >= asked.mEnd)
+        if (asked.mStart >= asked.mEnd || node == mNodes.end())
         {
             continue;
         }
