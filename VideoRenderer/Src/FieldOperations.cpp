@@ -4,10 +4,6 @@
 #include "FrameImage.h"
 #include "IR/ImageRoutines.h"
 
-extern "C" int32_t IR_Deinterlace(void*, int32_t, uint32_t, int32_t, int32_t, int32_t, int32_t);
-extern "C" int32_t IR_DeinterlaceCopy(const void*, int32_t, uint32_t, void*, int32_t, uint32_t, int32_t, int32_t,
-                                      int32_t, int32_t);
-
 namespace ML
 {
 
@@ -49,17 +45,16 @@ void MoveField(const FrameImage& inSource, bool inSourceIsLower, const FrameImag
 
 // Lines of one field, one below the other, seen as that field of a picture of inHeight lines: with half of
 // the row bytes, every second line of that picture is one of them. The other field's would lie outside,
-// and nobody may look at them.
+// and nobody looks at them.
 FrameImage SeenAsField(const FrameImage& inLines, bool inIsLower, std::int32_t inHeight)
 {
-    const std::int32_t parity = inIsLower ? 1 : 0;
-    const std::int32_t halfRowsBack = IR_IsOriginBottomLeft(inLines.mCode) != 0
-                                          ? inHeight + 1 - parity - 2 * inLines.mHeight
-                                          : parity;
     FrameImage field = inLines;
     field.mHeight = inHeight;
     field.mRowBytes = inLines.mRowBytes / 2;
-    field.mPixels -= static_cast<std::ptrdiff_t>(halfRowsBack) * field.mRowBytes;
+    if (inLines.FieldStartsOnSecondRow(inIsLower))
+    {
+        field.mPixels -= field.mRowBytes;
+    }
     return field;
 }
 

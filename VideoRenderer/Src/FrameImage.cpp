@@ -8,16 +8,17 @@ namespace ML
 
 FrameImage FrameImage::Field(bool inIsLower) const noexcept
 {
-    // From the bottom up, the first line in memory is the picture's last.
-    const std::int32_t picturesFirst = IR_IsOriginBottomLeft(mCode) != 0 ? mHeight - 1 : 0;
-    const bool firstIsLower = picturesFirst % 2 != 0;
-    const std::int32_t skippedRows = inIsLower != firstIsLower ? 1 : 0;
-
+    const std::int32_t skippedRows = FieldStartsOnSecondRow(inIsLower) ? 1 : 0;
     FrameImage field = *this;
     field.mHeight = (mHeight + 1 - skippedRows) / 2;
     field.mPixels += static_cast<std::ptrdiff_t>(skippedRows) * mRowBytes;
     field.mRowBytes = mRowBytes * 2;
     return field;
+}
+
+bool FrameImage::FieldStartsOnSecondRow(bool inIsLower) const noexcept
+{
+    return inIsLower != (IR_IsOriginBottomLeft(mCode) != 0);
 }
 
 FrameImage ImageOfFrame(const MF::IVideoFrameRef& inFrame)

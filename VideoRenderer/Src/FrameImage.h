@@ -21,6 +21,8 @@ struct FrameImage
 
     // One field of a format whose rows can be walked with one pointer, as a picture of its own.
     FrameImage Field(bool inIsLower) const noexcept;
+    // From the bottom up, the last line of the picture is the first in memory and belongs to the lower field.
+    bool FieldStartsOnSecondRow(bool inIsLower) const noexcept;
 };
 
 // Throws TVK::NullInterfaceException for an empty reference and for a frame without raw pixels.
