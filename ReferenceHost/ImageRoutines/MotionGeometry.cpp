@@ -18,8 +18,9 @@ constexpr double kPlaceUnits = 512.0;
 // A picture that is drawn smaller than this part of a pixel leaves no trace even in a float.
 constexpr double kLeastCover = 1.0 / 65536.0;
 
-// Keeps rounding from counting a pixel as wholly covered that isn't.
-constexpr double kMargin = 1e-9;
+// What rounding may add to or take from a place: pixels that are covered less than this are not, and those that
+// lack less are wholly covered.
+constexpr double kMargin = 1e-8;
 
 struct Turn
 {
@@ -200,10 +201,10 @@ MotionBox BoxOf(const MotionPlan& inPlan, const Region& inRegion, std::int32_t i
         bottom = std::max(bottom, y);
     }
     // A pixel is in if its middle lies between.
-    return {LimitedTo(std::ceil(left - 0.5 - kMargin), inColumns),
-            LimitedTo(std::ceil(top - 0.5 - kMargin), inRows),
-            LimitedTo(std::floor(right + 0.5 + kMargin), inColumns),
-            LimitedTo(std::floor(bottom + 0.5 + kMargin), inRows)};
+    return {LimitedTo(std::ceil(left - 0.5 + kMargin), inColumns),
+            LimitedTo(std::ceil(top - 0.5 + kMargin), inRows),
+            LimitedTo(std::floor(right + 0.5 - kMargin), inColumns),
+            LimitedTo(std::floor(bottom + 0.5 - kMargin), inRows)};
 }
 
 bool LeavesATrace(const MotionAxis& inAxis)
@@ -216,7 +217,8 @@ double Overlap(const MotionAxis& inAxis, double inPlace)
     const double half = inAxis.coverWidth / 2.0;
     const double inside =
         std::min(inPlace + half, static_cast<double>(inAxis.count)) - std::max(inPlace - half, 0.0);
-    return std::clamp(inside / inAxis.coverWidth, 0.0, 1.0);
+    const double part = inside / inAxis.coverWidth;
+    return part > 1.0 - 2.0 * kMargin ? 1.0 : std::max(part, 0.0);
 }
 
 // Columns whose place along an axis lies between inLow and inHigh.
@@ -237,13 +239,14 @@ void Narrow(const MotionAxis& inAxis, double inY, double inLow, double inHigh, d
     ioLast = std::min(ioLast, std::floor(std::max(one, other)) + 1.0);
 }
 
+// inGrowth: 1 for the source with what its edges cover, -1 for the part of it that its edges don't reach.
 MotionSpan ColumnsWithin(const MotionPlan& inPlan, std::int32_t inRow, double inGrowth)
 {
     double first = inPlan.box.left;
     double last = inPlan.box.right;
     for (const MotionAxis* axis : {&inPlan.u, &inPlan.v})
     {
-        const double growth = axis->coverWidth / 2.0 * inGrowth + kMargin * inGrowth;
+        const double growth = axis->coverWidth * (0.5 * inGrowth - kMargin * inGrowth);
         Narrow(*axis, inRow + 0.5, -growth, axis->count + growth, first, last);
     }
     return first >= last ? MotionSpan{inPlan.box.left, inPlan.box.left}
@@ -286,7 +289,7 @@ MotionSpan CoveredColumns(const MotionPlan& inPlan, std::int32_t inRow) noexcept
 MotionSpan FullColumns(const MotionPlan& inPlan, std::int32_t inRow) noexcept
 {
     MotionSpan span = ColumnsWithin(inPlan, inRow, -1.0);
-    // What rounding let in at an end is found out where it counts.
+    // What rounding let in at an end is found where it counts.
     while (!span.IsEmpty() && CoverageAt(inPlan, span.first, inRow) < 1.0)
     {
         ++span.first;

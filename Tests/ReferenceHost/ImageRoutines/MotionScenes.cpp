@@ -90,14 +90,15 @@ double VisibleDifference(const Memory& inOne, const Memory& inOther)
     {
         for (std::int32_t x = 0; x < one.width; ++x)
         {
-            const ir::reference::Pixel a =
-                ir::reference::ConvertPixel(ir::reference::ReadPixel(one, x, y), one, kind);
-            const ir::reference::Pixel b =
-                ir::reference::ConvertPixel(ir::reference::ReadPixel(other, x, y), other, kind);
+            const ir::reference::Pixel a = ir::reference::ReadPixel(one, x, y);
+            const ir::reference::Pixel b = ir::reference::ReadPixel(other, x, y);
+            const ir::reference::Pixel visibleA = ir::reference::ConvertPixel(a, one, kind);
+            const ir::reference::Pixel visibleB = ir::reference::ConvertPixel(b, other, kind);
             for (int c = 0; c < 4; ++c)
             {
-                const double distance = std::fabs(a.c[c] - b.c[c]) * ir::RangeOf(one, c).scale;
-                worst = std::isnan(distance) ? 1e9 : std::max(worst, distance);
+                const double distance =
+                    std::min(std::fabs(a.c[c] - b.c[c]), std::fabs(visibleA.c[c] - visibleB.c[c]));
+                worst = std::isnan(distance) ? 1e9 : std::max(worst, distance * ir::RangeOf(one, c).scale);
             }
         }
     }

@@ -36,12 +36,13 @@ const std::vector<std::uint32_t>& FourComponentCodes()
     return sCodes;
 }
 
-// Integers: one code, and what a filter's float weights may add to a tie. Floats: rounding of weights and sums.
+// Integers: one code, and half of one more where colour is divided by alpha after it was rounded. Floats: rounding
+// of weights and sums.
 double BoundFor(const ir::Picture& inTarget)
 {
-    return inTarget.sample == ir::Sample::kFloat  ? 4e-5
-           : inTarget.sample == ir::Sample::kWord ? 2.0
-                                                  : 1.001;
+    return inTarget.sample == ir::Sample::kFloat                  ? 4e-5
+           : inTarget.alpha == ir::PictureAlpha::kStraight ? 1.501
+                                                                  : 1.001;
 }
 
 class Dice

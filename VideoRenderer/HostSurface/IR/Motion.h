@@ -44,8 +44,8 @@
  * whose row k lies on row 2k or 2k + 1 of the frame; filter and coverage then count in rows of the field. In
  * every other case the whole source is shown and rows count as rows of the frame.
  *
- * Bytes and words are within one code of the exact result, counted on premultiplied colour, and the same on
- * every processor.
+ * Bytes and words are the same on every processor and within one code of the exact result; those of a straight
+ * target that stays transparent within one and a half, counted on colour times alpha.
  *
  * Thread-safety: as IR/ImageRoutines.h.
  */
