@@ -118,11 +118,6 @@ HWY_INLINE Halves Plus(const Halves& inOne, const Halves& inOther)
     return {hn::SaturatedAdd(inOne.even, inOther.even), hn::SaturatedAdd(inOne.odd, inOther.odd)};
 }
 
-HWY_INLINE Halves Minus(const Halves& inFrom, const Halves& inAmount)
-{
-    return {hn::SaturatedSub(inFrom.even, inAmount.even), hn::SaturatedSub(inFrom.odd, inAmount.odd)};
-}
-
 HWY_INLINE FloatVector ToFloat(PixelVector inNumbers)
 {
     return hn::ConvertTo(Floats(), hn::BitCast(Ints(), inNumbers));
@@ -165,41 +160,39 @@ struct Row
     WordVector share, opacity;
 };
 
-// Onto premultiplied and opaque pixels. Black is taken off while codes are multiplied.
-template <bool kIsPremultiplied, bool kHasBlack>
-HWY_INLINE PixelVector OnWhole(const Row& inRow, PixelVector inSource, WordVector inShare,
-                               PixelVector inTarget)
+// Onto premultiplied and opaque pixels: of straight codes the black goes out by itself, s as + b (1 - as).
+HWY_INLINE PixelVector StraightOnWhole(PixelVector inSource, WordVector inShare, PixelVector inTarget)
 {
-    const Halves black = Split(inRow.black);
-    Halves source;
-    WordVector rest;
-    if constexpr (kIsPremultiplied)
+    const WordVector share = hn::MulHigh(SpreadByte(AlphaOf(inSource)), inShare);
+    const Halves source = Times(Split(hn::Or(inSource, Same(kAlphaMask))), share);
+    return Join(Plus(source, Times(Split(inTarget), hn::Not(share))));
+}
+
+// Black counts where neither is: s o + b (1 - as) - black o (1 - Sa). Half of each leaves room for the sum.
+HWY_INLINE WordVector LessBlack(WordVector inSource, WordVector inTarget, WordVector inBlack)
+{
+    const WordVector sum = hn::Add(hn::ShiftRight<1>(inSource), hn::ShiftRight<1>(inTarget));
+    const WordVector rest = hn::SaturatedSub(sum, hn::ShiftRight<1>(inBlack));
+    return hn::ShiftLeft<1>(hn::Min(rest, Word(32640)));
+}
+
+template <bool kHasBlack>
+HWY_INLINE PixelVector PremultipliedOnWhole(const Row& inRow, PixelVector inSource, WordVector inShare,
+                                            PixelVector inTarget)
+{
+    const Halves source = Times(Split(inSource), inShare);
+    const Halves target = Times(Split(inTarget), hn::Not(AlphaShare(source.odd)));
+    if constexpr (!kHasBlack)
     {
-        source = Times(Split(inSource), inShare);
-        if constexpr (kHasBlack)
-        {
-            const WordVector open = SpreadByte(hn::Sub(Same(255), AlphaOf(inSource)));
-            source = Minus(source, Times(black, hn::MulHigh(open, inShare)));
-        }
-        rest = hn::Not(AlphaShare(source.odd));
+        return Join(Plus(source, target));
     }
     else
     {
-        const WordVector share = hn::MulHigh(SpreadByte(AlphaOf(inSource)), inShare);
-        source = Times(Split(hn::Or(inSource, Same(kAlphaMask))), share);
-        rest = hn::Not(share);
+        const WordVector open = SpreadByte(hn::Sub(Same(255), AlphaOf(inSource)));
+        const Halves black = Times(Split(inRow.black), hn::MulHigh(open, inShare));
+        return Join(
+            {LessBlack(source.even, target.even, black.even), LessBlack(source.odd, target.odd, black.odd)});
     }
-    Halves target = Split(inTarget);
-    if constexpr (kHasBlack)
-    {
-        target = Minus(target, Times(black, SpreadByte(hn::Sub(Same(255), AlphaOf(inTarget)))));
-    }
-    Halves sum = Plus(source, Times(target, rest));
-    if constexpr (kHasBlack)
-    {
-        sum = Plus(sum, Times(black, hn::Not(AlphaShare(hn::Min(sum.odd, Word(65280))))));
-    }
-    return Join(sum);
 }
 
 // The alphas of two straight pixels, and what they come to.
@@ -359,7 +352,6 @@ HWY_INLINE PixelVector InLinearLight(const Row& inRow, PixelVector inSource, Wor
 enum class Way
 {
     kStraightOnWhole,
-    kStraightOnWholeWithBlack,
     kPremultipliedOnWhole,
     kPremultipliedOnWholeWithBlack,
     kStraightOnStraight,
@@ -375,10 +367,10 @@ HWY_INLINE PixelVector Laid(const Row& inRow, PixelVector inSource, WordVector i
 {
     switch (kWay)
     {
-    case Way::kStraightOnWhole: return OnWhole<false, false>(inRow, inSource, inShare, inTarget);
-    case Way::kStraightOnWholeWithBlack: return OnWhole<false, true>(inRow, inSource, inShare, inTarget);
-    case Way::kPremultipliedOnWhole: return OnWhole<true, false>(inRow, inSource, inShare, inTarget);
-    case Way::kPremultipliedOnWholeWithBlack: return OnWhole<true, true>(inRow, inSource, inShare, inTarget);
+    case Way::kStraightOnWhole: return StraightOnWhole(inSource, inShare, inTarget);
+    case Way::kPremultipliedOnWhole: return PremultipliedOnWhole<false>(inRow, inSource, inShare, inTarget);
+    case Way::kPremultipliedOnWholeWithBlack:
+        return PremultipliedOnWhole<true>(inRow, inSource, inShare, inTarget);
     case Way::kStraightOnStraight: return StraightOnStraight(inRow, inSource, inShare, inTarget);
     case Way::kPremultipliedOnStraight: return PremultipliedOnStraight(inRow, inSource, inShare, inTarget);
     case Way::kLinear: return InLinearLight<false, false>(inRow, inSource, inShare, inTarget);
@@ -458,7 +450,7 @@ void ComposeRow(const ByteLayers& inLayers, const std::uint8_t* inSource, const 
         {LayRow<Way::kLinear>, LayRow<Way::kLinearToPremultiplied>},
         {LayRow<Way::kLinearFromPremultiplied>, LayRow<Way::kLinearBothPremultiplied>}};
     static constexpr decltype(&LayRow<Way::kLinear>) kOnWhole[2][2] = {
-        {LayRow<Way::kStraightOnWhole>, LayRow<Way::kStraightOnWholeWithBlack>},
+        {LayRow<Way::kStraightOnWhole>, LayRow<Way::kStraightOnWhole>},
         {LayRow<Way::kPremultipliedOnWhole>, LayRow<Way::kPremultipliedOnWholeWithBlack>}};
     const bool isFrom = inLayers.sourceIsPremultiplied;
     const auto lay = inLayers.isLinear            ? kLinear[isFrom][inLayers.targetIsPremultiplied]

@@ -146,9 +146,9 @@ public:
     Pixel4 Result() const
     {
         Pixel4 result = mLayers.isLinear                ? InLinearLight()
-                        : !mLayers.targetIsStraight     ? OnWhole()
-                        : mLayers.sourceIsPremultiplied ? PremultipliedOnStraight()
-                                                        : StraightOnStraight();
+                        : mLayers.targetIsStraight      ? OnStraight()
+                        : mLayers.sourceIsPremultiplied ? PremultipliedOnWhole()
+                                                        : StraightOnWhole();
         if (!mLayers.targetIsStraight && !mLayers.targetIsPremultiplied)
         {
             result.c[kAlpha] = 65280;
@@ -161,35 +161,40 @@ private:
 
     Weighed Alphas() const { return Weigh(AlphaOf(mSource), mShare, AlphaOf(mTarget)); }
 
-    // Onto premultiplied and opaque pixels. Black is taken off while codes are multiplied.
-    Pixel4 OnWhole() const
+    // Onto premultiplied and opaque pixels: of straight codes the black goes out by itself, s as + b (1 - as).
+    Pixel4 StraightOnWhole() const
     {
-        Pixel4 source = {};
-        const std::uint32_t bare = High((255 - AlphaOf(mSource)) * 257, mShare);
         const std::uint32_t share = High(AlphaOf(mSource) * 257, mShare);
         Pixel4 straight = mSource;
         straight.c[kAlpha] = 65280;
-        for (int i = 0; i < kPlaces; ++i)
-        {
-            source.c[i] = mLayers.sourceIsPremultiplied
-                              ? Less(High(mSource.c[i], mShare), High(mBlack.c[i], bare))
-                              : High(straight.c[i], share);
-        }
-        const std::uint32_t rest =
-            mLayers.sourceIsPremultiplied ? kAll - ShareOf(source.c[kAlpha]) : kAll - share;
-        const std::uint32_t open = (255 - AlphaOf(mTarget)) * 257;
         Pixel4 sum = {};
         for (int i = 0; i < kPlaces; ++i)
         {
-            const std::uint32_t target = Less(mTarget.c[i], High(mBlack.c[i], open));
-            sum.c[i] = Limited(source.c[i] + High(target, rest));
-        }
-        const std::uint32_t clear = kAll - ShareOf(std::min(sum.c[kAlpha], 65280U));
-        for (int i = 0; i < kPlaces; ++i)
-        {
-            sum.c[i] = Limited(sum.c[i] + High(mBlack.c[i], clear));
+            sum.c[i] = High(straight.c[i], share) + High(mTarget.c[i], kAll - share);
         }
         return sum;
+    }
+
+    // Black counts where neither is: s o + b (1 - as) - black o (1 - Sa).
+    Pixel4 PremultipliedOnWhole() const
+    {
+        const std::uint32_t bare = High((255 - AlphaOf(mSource)) * 257, mShare);
+        const std::uint32_t rest = kAll - ShareOf(High(mSource.c[kAlpha], mShare));
+        Pixel4 sum = {};
+        for (int i = 0; i < kPlaces; ++i)
+        {
+            const std::uint32_t source = High(mSource.c[i], mShare);
+            const std::uint32_t target = High(mTarget.c[i], rest);
+            const std::uint32_t black = High(mBlack.c[i], bare) >> 1;
+            sum.c[i] = mLayers.black == 0 ? Limited(source + target)
+                                          : std::min(Less((source >> 1) + (target >> 1), black), 32640U) * 2;
+        }
+        return sum;
+    }
+
+    Pixel4 OnStraight() const
+    {
+        return mLayers.sourceIsPremultiplied ? PremultipliedOnStraight() : StraightOnStraight();
     }
 
     Pixel4 StraightOnStraight() const
