@@ -196,6 +196,7 @@ TEST(Cutlist, SeamlessPiecesOfOneNodeBecomeOneSegment)
     EXPECT_EQ(Describe(Build({{0, 10, 3, a}, {10, 25, 13, twin}, {25, 30, 28, a}})), "0-30@3:A");
     EXPECT_EQ(Describe(Build({{0, 10, 3, a}, {10, 25, 14, a}})), "0-10@3:A 10-25@14:A");
     EXPECT_EQ(Describe(Build({{0, 10, 3, a}, {11, 25, 14, a}})), "0-10@3:A 11-25@14:A");
+    EXPECT_EQ(Describe(Build({{0, 10, 3, a}, {11, 25, 13, a}})), "0-10@3:A 11-25@13:A");
     EXPECT_EQ(Describe(Build({{0, 10, 3, a}, {10, 25, 13, MakeFrozenNode("B")}})), "0-10@3:A 10-25@13:B");
     // What is cut off an overlap may be just what lay in the way.
     EXPECT_EQ(Describe(Build({{0, 10, 3, a}, {6, 25, 9, a}})), "0-25@3:A");
@@ -267,6 +268,13 @@ TEST(Cutlist, RangeEndInTheClosedEndOfASegmentFindsItEvenBehindIt)
     const auto cutlist = Build({{0, 10, 100, MakeFrozenNode("A")}, {30, 40, 0, MakeFrozenNode("B")}});
     EXPECT_EQ(InRange(cutlist, 12, 10), "A 112 112");
     EXPECT_EQ(InRange(cutlist, 12, 11), "none");
+}
+
+TEST(Cutlist, RangeOfNoLengthFindsASegmentButAtItsVeryStart)
+{
+    const auto cutlist = Build({{0, 10, 100, MakeFrozenNode("A")}});
+    EXPECT_EQ(InRange(cutlist, 1, 1), "A 101 101");
+    EXPECT_EQ(InRange(cutlist, 0, 0), "none");
 }
 
 TEST(Cutlist, RangeUsesTheEarlierTimesOfBothFrames)
