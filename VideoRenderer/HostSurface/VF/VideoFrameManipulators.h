@@ -35,6 +35,25 @@ std::int32_t CopyFrameWithFields(const MF::IVideoFrameRef& inSource, const MF::I
 std::int32_t OpaqueAlpha(const MF::IVideoFrameRef& inFrame);
 std::int32_t InvertAlpha(const MF::IVideoFrameRef& inFrame);
 
+// Exchanges the lines of the two fields on the way: target line 2k is source line 2k + 1 and the reverse; the
+// last line of an odd number stays where it is. Chroma lines that both fields share (4:2:0 without fields of
+// its own) are copied. Both frames have one format and one size, and are not the same memory. The alpha type
+// is carried over, the target's field type stays.
+std::int32_t SwapFields(const MF::IVideoFrameRef& inSource, const MF::IVideoFrameRef& inTarget);
+
+// Each line becomes its own and those above and below, weighted 2, 1 and 1: what flickers in one field is
+// spread over both. Beyond the first and last line these are repeated. Straight colour counts by its alpha.
+// Frames and attributes as for SwapFields.
+std::int32_t VerticalConvolve(const MF::IVideoFrameRef& inSource, const MF::IVideoFrameRef& inTarget);
+
+// Puts together a film frame that lies across two frames, as the field that ends inPrevious and the one that
+// begins ioCurrent: writes the lines of the former into ioCurrent, in place. By the field type of ioCurrent these
+// are the upper lines where the lower field comes first, and the lower lines where the upper one does; a frame
+// that doesn't say counts as lower field first up to 576 lines and as upper field first above, as video is made.
+// Chroma lines that both fields share stay. Both frames have one format and one size and share no memory.
+// ioCurrent keeps its field type, and is told of transparency and content by what both frames may hold.
+std::int32_t MergePulldownFrames(const MF::IVideoFrameRef& inPrevious, const MF::IVideoFrameRef& ioCurrent);
+
 // A frame whose rows can be walked with one pointer: inSource itself if its format is uncompressed and
 // not planar and both raw interfaces are there, else a copy in inFormat.
 std::int32_t MakeAddressableVideoFrame(const MF::IVideoFrameRef& inSource, MF::IVideoFrameRef& outFrame,
