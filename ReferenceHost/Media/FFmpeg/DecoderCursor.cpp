@@ -87,6 +87,20 @@ int DecoderCursor::ReadPacket(const PacketTable* inPackets)
     {
         return 0;
     }
+    AdoptDirectReader();
+    if (mDirect && inPackets)
+    {
+        const int status = ReadDirectly(*inPackets);
+        if (status >= 0 || status == AVERROR_EOF || status == AVERROR_EXIT)
+        {
+            return status;
+        }
+        mDirect.reset();
+        mMayBeDirect = false;
+        const std::uint32_t wanted = mNextPacket;
+        mNextPacket = UINT32_MAX;
+        return SeekDemuxer(*inPackets, wanted);
+    }
     for (int errors = 0; errors < kMostErrors;)
     {
         const int status = mInput.ReadPacket(*mPacket);
@@ -107,9 +121,37 @@ int DecoderCursor::ReadPacket(const PacketTable* inPackets)
             const std::int64_t found = inPackets->Find(*mPacket);
             mNextPacket = found >= 0 ? static_cast<std::uint32_t>(found) : mNextPacket;
         }
+        if (mMayBeDirect)
+        {
+            mSetup.direct->Find(mSetup.path, *mSetup.parameters, *mPacket, mSetup.pool);
+        }
         return 0;
     }
     return AVERROR_EOF;
+}
+
+int DecoderCursor::ReadDirectly(const PacketTable& inPackets)
+{
+    if (mSetup.interrupt && mSetup.interrupt->raised.load(std::memory_order_relaxed))
+    {
+        return AVERROR_EXIT;
+    }
+    if (mNextPacket >= inPackets.Count())
+    {
+        return AVERROR_EOF;
+    }
+    const int status = mDirect->Read(inPackets[mNextPacket], *mPacket);
+    mPacketsRead += status >= 0 ? 1 : 0;
+    mHasPacket = status >= 0;
+    return status;
+}
+
+void DecoderCursor::AdoptDirectReader()
+{
+    if (!mDirect && mMayBeDirect)
+    {
+        mDirect = mSetup.direct->Get();
+    }
 }
 
 void DecoderCursor::Feed(const PacketTable* inPackets)
@@ -171,6 +213,19 @@ int DecoderCursor::SeekTo(const PacketTable& inPackets, std::uint32_t inKey)
     mAtEnd = false;
     mLastProblem.clear();
     ForgetLogLine();
+    AdoptDirectReader();
+    if (mDirect)
+    {
+        av_packet_unref(mPacket.get());
+        mHasPacket = false;
+        mNextPacket = inKey;
+        return 0;
+    }
+    return SeekDemuxer(inPackets, inKey);
+}
+
+int DecoderCursor::SeekDemuxer(const PacketTable& inPackets, std::uint32_t inKey)
+{
     if (mNextPacket <= inKey && inKey - mNextPacket <= kNearBy && LandAt(inPackets, inKey))
     {
         return 0;

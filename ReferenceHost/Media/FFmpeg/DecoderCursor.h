@@ -4,6 +4,7 @@
 #include <memory>
 #include <string>
 
+#include "ReferenceHost/Media/FFmpeg/DirectReader.h"
 #include "ReferenceHost/Media/FFmpeg/MediaInput.h"
 #include "ReferenceHost/Media/FFmpeg/PacketTable.h"
 #include "ReferenceHost/Media/FFmpeg/PicturePool.h"
@@ -20,6 +21,7 @@ struct DecoderSetup
     const AVCodec* codec = nullptr;
     int threads = 1;
     std::shared_ptr<PicturePool> pool;
+    std::shared_ptr<SharedDirectReader> direct = std::make_shared<SharedDirectReader>();
     const InterruptFlag* interrupt = nullptr;
 };
 
@@ -57,6 +59,9 @@ public:
     void SkipUnreferencedBefore(std::uint32_t inPacket) { mSkipBefore = inPacket; }
 
 private:
+    int SeekDemuxer(const PacketTable& inPackets, std::uint32_t inKey);
+    int ReadDirectly(const PacketTable& inPackets);
+    void AdoptDirectReader();
     int OpenInput();
     int OpenDecoder();
     bool LandAt(const PacketTable& inPackets, std::uint32_t inKey);
@@ -66,6 +71,8 @@ private:
 
     DecoderSetup mSetup;
     MediaInput mInput;
+    std::shared_ptr<const DirectReader> mDirect; // null: the demuxer reads
+    bool mMayBeDirect = true;
     CodecContextPtr mDecoder;
     PacketPtr mPacket;
     bool mHasPacket = false; // mPacket is read and not decoded yet

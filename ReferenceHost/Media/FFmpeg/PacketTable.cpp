@@ -35,6 +35,12 @@ std::uint32_t HashPacket(const AVPacket& inPacket)
 
 }
 
+bool IsPacketOf(const PacketRecord& inRecord, const AVPacket& inPacket)
+{
+    return inRecord.size == inPacket.size && inRecord.position == inPacket.pos &&
+           (inRecord.hash == 0 || inRecord.hash == HashPacket(inPacket));
+}
+
 void PacketTable::Append(const AVPacket& inPacket, bool inHasContent)
 {
     PacketRecord record;
@@ -68,13 +74,7 @@ void PacketTable::Finish()
 
 bool PacketTable::Matches(std::uint32_t inOrdinal, const AVPacket& inPacket) const
 {
-    if (inOrdinal >= mPackets.size())
-    {
-        return false;
-    }
-    const PacketRecord& record = mPackets[inOrdinal];
-    return record.size == inPacket.size && record.position == inPacket.pos &&
-           (record.hash == 0 || record.hash == HashPacket(inPacket));
+    return inOrdinal < mPackets.size() && IsPacketOf(mPackets[inOrdinal], inPacket);
 }
 
 std::int64_t PacketTable::Find(const AVPacket& inPacket) const

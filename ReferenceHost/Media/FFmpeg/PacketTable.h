@@ -26,6 +26,9 @@ struct PacketRecord
     bool isCorrupt : 1 = false;
 };
 
+// Whether inPacket is the one of inRecord, by its place, size and content.
+bool IsPacketOf(const PacketRecord& inRecord, const AVPacket& inPacket);
+
 // All packets of a stream, and the recognition of one of them after a seek.
 //
 // Demuxers land where they like and tell the time in their own way after a seek, so a packet is recognised by

@@ -115,21 +115,12 @@ int PicturePool::Fill(AVCodecContext& inContext, AVFrame& ioFrame)
         offsets[plane] = total;
         total += RoundUp(sizes[plane] + kOverread, kAlignment);
     }
-    auto lease = std::make_unique<Lease>();
-    lease->block = Take(total);
-    if (!lease->block)
-    {
-        return AVERROR(ENOMEM);
-    }
-    auto* base = static_cast<std::uint8_t*>(lease->block->Data());
-    lease->pool = shared_from_this();
-    ioFrame.buf[0] = av_buffer_create(base, total, &PicturePool::ReturnLease, lease.get(), 0);
+    ioFrame.buf[0] = NewBuffer(total);
     if (!ioFrame.buf[0])
     {
-        Return(std::move(lease->block));
         return AVERROR(ENOMEM);
     }
-    Foundation::HandOver(lease.release());
+    std::uint8_t* const base = ioFrame.buf[0]->data;
     for (int plane = 0; plane < 4; ++plane)
     {
         ioFrame.data[plane] = sizes[plane] > 0 ? base + offsets[plane] : nullptr;
@@ -139,10 +130,31 @@ int PicturePool::Fill(AVCodecContext& inContext, AVFrame& ioFrame)
     return 0;
 }
 
+AVBufferRef* PicturePool::NewBuffer(std::size_t inBytes)
+{
+    auto lease = std::make_unique<Lease>();
+    lease->block = Take(inBytes);
+    if (!lease->block)
+    {
+        return nullptr;
+    }
+    lease->pool = shared_from_this();
+    auto* const memory = static_cast<std::uint8_t*>(lease->block->Data());
+    AVBufferRef* const buffer = av_buffer_create(memory, inBytes, &PicturePool::ReturnLease, lease.get(), 0);
+    if (!buffer)
+    {
+        Return(std::move(lease->block));
+        return nullptr;
+    }
+    Foundation::HandOver(lease.release());
+    Foundation::HandOver(memory);
+    return buffer;
+}
+
 void PicturePool::ReturnLease(void* inLease, std::uint8_t* inMemory)
 {
-    (void)inMemory;
     Foundation::TakeOver(inLease);
+    Foundation::TakeOver(inMemory);
     const std::unique_ptr<Lease> lease(static_cast<Lease*>(inLease));
     lease->pool->Return(std::move(lease->block));
 }

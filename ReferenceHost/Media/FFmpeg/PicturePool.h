@@ -8,6 +8,7 @@
 
 #include "ReferenceHost/FrameLibrary/PictureMemory.h"
 
+struct AVBufferRef;
 struct AVCodecContext;
 struct AVFrame;
 
@@ -27,6 +28,9 @@ class PicturePool : public std::enable_shared_from_this<PicturePool>
 public:
     // inLimitBytes: blocks lie idle only as far as those that are live leave room.
     explicit PicturePool(std::int64_t inLimitBytes) : mLimit(inLimitBytes) {}
+
+    // A buffer of FFmpeg's of inBytes, undefined; null if there is no memory.
+    AVBufferRef* NewBuffer(std::size_t inBytes);
 
     // Makes inContext take its pictures from here. The pool must live as long as the context.
     void Attach(AVCodecContext& inContext);

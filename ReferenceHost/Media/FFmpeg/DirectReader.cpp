@@ -1,0 +1,129 @@
+#include "ReferenceHost/Media/FFmpeg/DirectReader.h"
+
+#include <algorithm>
+#include <cstring>
+#include <fcntl.h>
+#include <unistd.h>
+#include <utility>
+
+#include "ReferenceHost/Media/FFmpeg/FFmpegTypes.h"
+
+namespace Media
+{
+
+namespace
+{
+
+// A palette comes beside the packets, not in them.
+bool IsBareVideo(const AVCodecParameters& inParameters)
+{
+    const AVPixFmtDescriptor* format = av_pix_fmt_desc_get(static_cast<AVPixelFormat>(inParameters.format));
+    return inParameters.codec_id == AV_CODEC_ID_RAWVIDEO && format && !(format->flags & AV_PIX_FMT_FLAG_PAL);
+}
+
+bool ReadAll(int inFile, std::int64_t inPosition, int inBytes, std::uint8_t* outBytes)
+{
+    for (std::int64_t done = 0; done < inBytes;)
+    {
+        const ssize_t count = ::pread(inFile, outBytes + done, static_cast<std::size_t>(inBytes - done),
+                                      static_cast<off_t>(inPosition + done));
+        if (count <= 0)
+        {
+            return false;
+        }
+        done += count;
+    }
+    return true;
+}
+
+}
+
+DirectReader::DirectReader(int inFile, const AVPacket& inSample, std::shared_ptr<PicturePool> inPool)
+    : mFile(inFile)
+    , mSize(inSample.size)
+    , mStream(inSample.stream_index)
+    , mPool(std::move(inPool))
+{
+}
+
+DirectReader::~DirectReader()
+{
+    ::close(mFile);
+}
+
+std::unique_ptr<DirectReader> DirectReader::Open(const std::string& inPath,
+                                                 const AVCodecParameters& inParameters,
+                                                 const AVPacket& inSample,
+                                                 std::shared_ptr<PicturePool> inPool)
+{
+    if (!IsBareVideo(inParameters) || inSample.pos < 0 || inSample.size <= 0 || inSample.side_data_elems > 0)
+    {
+        return nullptr;
+    }
+    const int file = ::open(inPath.c_str(), O_RDONLY | O_CLOEXEC);
+    if (file < 0)
+    {
+        return nullptr;
+    }
+    std::unique_ptr<DirectReader> reader(new DirectReader(file, inSample, std::move(inPool)));
+    return reader->HasSample(inSample) ? std::move(reader) : nullptr;
+}
+
+bool DirectReader::HasSample(const AVPacket& inSample) const
+{
+    const PacketPtr packet(av_packet_alloc());
+    PacketRecord record;
+    record.position = inSample.pos;
+    record.size = inSample.size;
+    return packet && Read(record, *packet) >= 0 &&
+           std::memcmp(packet->data, inSample.data, static_cast<std::size_t>(inSample.size)) == 0;
+}
+
+int DirectReader::Read(const PacketRecord& inRecord, AVPacket& outPacket) const
+{
+    if (inRecord.position < 0 || inRecord.size != mSize)
+    {
+        return AVERROR(ENOSYS);
+    }
+    const auto size = static_cast<std::size_t>(mSize);
+    AVBufferRef* buffer = mPool->NewBuffer(size + AV_INPUT_BUFFER_PADDING_SIZE);
+    if (!buffer)
+    {
+        return AVERROR(ENOMEM);
+    }
+    outPacket.buf = buffer;
+    outPacket.data = buffer->data;
+    outPacket.size = mSize;
+    outPacket.pos = inRecord.position;
+    outPacket.stream_index = mStream;
+    outPacket.flags = AV_PKT_FLAG_KEY | (inRecord.isDiscarded ? AV_PKT_FLAG_DISCARD : 0);
+    std::memset(buffer->data + size, 0, AV_INPUT_BUFFER_PADDING_SIZE);
+    if (!ReadAll(mFile, inRecord.position, mSize, buffer->data) || !IsPacketOf(inRecord, outPacket))
+    {
+        av_packet_unref(&outPacket);
+        return AVERROR_INVALIDDATA;
+    }
+    return 0;
+}
+
+std::shared_ptr<const DirectReader> SharedDirectReader::Get() const
+{
+    const std::lock_guard<std::mutex> lock(mLock);
+    return mReader;
+}
+
+std::shared_ptr<const DirectReader> SharedDirectReader::Find(const std::string& inPath,
+                                                             const AVCodecParameters& inParameters,
+                                                             const AVPacket& inSample,
+                                                             const std::shared_ptr<PicturePool>& inPool)
+{
+    const std::lock_guard<std::mutex> lock(mLock);
+    if (!mIsKnown)
+    {
+        mIsKnown = true;
+        mReader = DirectReader::Open(inPath, inParameters, inSample, inPool);
+    }
+    return mReader;
+}
+
+}

@@ -1,0 +1,71 @@
+#pragma once
+
+#include <memory>
+#include <mutex>
+#include <string>
+
+#include "ReferenceHost/Media/FFmpeg/PacketTable.h"
+#include "ReferenceHost/Media/FFmpeg/PicturePool.h"
+
+struct AVCodecParameters;
+
+namespace Media
+{
+
+// Reads the packets of bare video by their places in the file, into the memory of pictures.
+//
+// A demuxer takes a fresh block for each packet from the heap, megabytes between small ones, until the heap is
+// in pieces and twice as large as what is in use. The packets of bare video are the pictures, which the
+// decoder hands on without a copy: read into blocks that recycle they cost no heap, and no page faults.
+//
+// Whether a packet stands in the file as it comes out of the demuxer is found out with one that did. Some
+// demuxers reorder rows, or put packets together.
+//
+// Thread-safety: safe.
+class DirectReader
+{
+public:
+    // Null when the packets of such a stream can't be read so, or when inSample, which came from the demuxer,
+    // isn't what stands at its place.
+    static std::unique_ptr<DirectReader> Open(const std::string& inPath,
+                                              const AVCodecParameters& inParameters, const AVPacket& inSample,
+                                              std::shared_ptr<PicturePool> inPool);
+    ~DirectReader();
+    DirectReader(const DirectReader&) = delete;
+    DirectReader& operator=(const DirectReader&) = delete;
+
+    // 0, or an AVERROR when the packet isn't there whole, isn't the one that was listed, or isn't like the
+    // sample: a demuxer may still know what to do with it.
+    int Read(const PacketRecord& inRecord, AVPacket& outPacket) const;
+
+private:
+    DirectReader(int inFile, const AVPacket& inSample, std::shared_ptr<PicturePool> inPool);
+    bool HasSample(const AVPacket& inSample) const;
+
+    const int mFile;
+    const int mSize; // of every packet
+    const int mStream;
+    const std::shared_ptr<PicturePool> mPool;
+};
+
+// The reader that all decoders of a file share, once one of them has found that there can be one.
+//
+// Thread-safety: safe.
+class SharedDirectReader
+{
+public:
+    // Null as long as there is none.
+    std::shared_ptr<const DirectReader> Get() const;
+
+    // As DirectReader::Open, the first time; later what came of that.
+    std::shared_ptr<const DirectReader> Find(const std::string& inPath, const AVCodecParameters& inParameters,
+                                             const AVPacket& inSample,
+                                             const std::shared_ptr<PicturePool>& inPool);
+
+private:
+    mutable std::mutex mLock; // guards both
+    bool mIsKnown = false;
+    std::shared_ptr<const DirectReader> mReader;
+};
+
+}
