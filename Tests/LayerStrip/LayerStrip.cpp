@@ -18,8 +18,8 @@ namespace
 {
 
 constexpr std::uint32_t kMoments = 6;
-constexpr std::uint32_t kWidth = 128;
-constexpr std::uint32_t kHeight = 96;
+constexpr std::uint32_t kWidth = 112;
+constexpr std::uint32_t kHeight = 84;
 constexpr std::uint32_t kGap = 4;
 constexpr norviktypes::PixelFormat kFormat = norviktypes::kPixelFormat_BGRA_4444_8u;
 

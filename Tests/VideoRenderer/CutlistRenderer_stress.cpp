@@ -100,8 +100,8 @@ Pixels Render(const Job& inJob, bool inStore)
     ML::IRenderableNodeProducerRef producer;
     MF::FrameTime times;
     ML::ResolveProducerAtTime(inJob.mCutlist, inJob.mParams, producer, times);
-    const MF::IVideoFrameRef frame = ML::RenderFrameFromCutlist(producer, inJob.mParams, times,
-                                                                {norviktypes::kPixelFormat_Any}, inStore);
+    const MF::IVideoFrameRef frame =
+        ML::RenderFrameFromCutlist(producer, inJob.mParams, times, {norviktypes::kPixelFormat_Any}, inStore);
     return frame ? TestSupport::PixelBytes(frame) : Pixels();
 }
 

@@ -63,8 +63,7 @@ public:
 };
 
 // A node that hands out one producer and one prefetch item, and notes the times that it was asked for.
-class FakeNode final
-    : public TVK::Extends<ML::RenderableNodeCommonImpl, ML::IRenderableNodeProducerProvider>
+class FakeNode final : public TVK::Extends<ML::RenderableNodeCommonImpl, ML::IRenderableNodeProducerProvider>
 {
 public:
     FakeProducerRef mProducer{new FakeProducer};
@@ -377,10 +376,10 @@ TEST_F(CutlistRenderer, ProducerWithoutFrameGivesNone)
 
 TEST_F(CutlistRenderer, ExceptionOfAPictureReachesTheCaller)
 {
-    const MF::IRenderableNodeRef node = TestSupport::CreateLayerNode(
-        "throws",
-        [](const MF::FrameTime&, const ML::CutlistRenderParams&, MF::IVideoFrameRef&) -> std::int32_t
-        { throw std::bad_alloc(); });
+    const MF::IRenderableNodeRef node =
+        TestSupport::CreateLayerNode("throws",
+                                     [](const MF::FrameTime&, const ML::CutlistRenderParams&,
+                                        MF::IVideoFrameRef&) -> std::int32_t { throw std::bad_alloc(); });
     const auto cutlist = TestSupport::CutlistOfNode(node, TickTime(10));
     ML::IRenderableNodeProducerRef producer;
     MF::FrameTime times;

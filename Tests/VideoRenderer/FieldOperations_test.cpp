@@ -67,8 +67,8 @@ std::vector<std::uint32_t> LinesOf(const MF::IVideoFrameRef& inFrame)
 // A planar frame whose luma lines hold these values, with grey chroma.
 MF::IVideoFrameRef PlanarLines(std::uint32_t inWidth, const std::vector<std::uint32_t>& inLines)
 {
-    const MF::IVideoFrameRef frame = NewFrame(kPixelFormat_YUV_422_Planar_8u_709, inWidth,
-                                              static_cast<std::uint32_t>(inLines.size()));
+    const MF::IVideoFrameRef frame =
+        NewFrame(kPixelFormat_YUV_422_Planar_8u_709, inWidth, static_cast<std::uint32_t>(inLines.size()));
     const auto rows = static_cast<std::uint32_t>(inLines.size());
     for (std::uint32_t line = 0; line < rows; ++line)
     {
@@ -261,9 +261,9 @@ TEST(FieldOperations, PlanarFrameOfTwoOrFourTimesTheLinesGivesItsFieldScaled)
         }
         const MF::IVideoFrameRef source = PlanarLines(8, lines);
         source->SetFieldType(kFieldType_UpperFirst);
-        const MF::IVideoFrameRef result =
-            ML::DeinterlaceFrame(source, kRenderQuality_Medium, true,
-                                 RenderParams(4, 3, kRenderQuality_Medium, kPixelFormat_VUYA_4444_8u_709), false);
+        const MF::IVideoFrameRef result = ML::DeinterlaceFrame(
+            source, kRenderQuality_Medium, true,
+            RenderParams(4, 3, kRenderQuality_Medium, kPixelFormat_VUYA_4444_8u_709), false);
         EXPECT_EQ(kFieldType_Progressive, result->GetFieldType());
         EXPECT_TRUE(TestSupport::IsFilledWith(result, {128, 128, 200, 255})) << height;
     }
@@ -281,7 +281,8 @@ TEST(FieldOperations, PlanarFrameOfAnotherHeightIsDeinterlaced)
 
 TEST(FieldOperations, NothingComesOutWhereNoFrameCanBeMade)
 {
-    EXPECT_FALSE(ML::DeinterlaceFrame(Lines(kBGRA, 8, 6, 0), kRenderQuality_Draft, false, Params(0, 6), true));
+    EXPECT_FALSE(
+        ML::DeinterlaceFrame(Lines(kBGRA, 8, 6, 0), kRenderQuality_Draft, false, Params(0, 6), true));
     EXPECT_FALSE(ML::DeinterlaceFrame(PlanarLines(8, {1, 2, 3, 4}), kRenderQuality_Draft, false,
                                       RenderParams(8, 2, kRenderQuality_Draft, kPixelFormat_Any), false));
 }
@@ -292,7 +293,8 @@ TEST(FieldOperations, EmptyFramesAndFramesWithoutPixelsThrow)
     EXPECT_THROW(ML::CopyField({}, frame, false, Params(8, 6)), TVK::NullInterfaceException);
     EXPECT_THROW(ML::CopyField(frame, {}, false, Params(8, 6)), TVK::NullInterfaceException);
     EXPECT_THROW(ML::ScaleFieldToFrame(frame, {}, false, Params(8, 6)), TVK::NullInterfaceException);
-    EXPECT_THROW(ML::CopyFieldToOtherParity({}, false, frame, true, Params(8, 6)), TVK::NullInterfaceException);
+    EXPECT_THROW(ML::CopyFieldToOtherParity({}, false, frame, true, Params(8, 6)),
+                 TVK::NullInterfaceException);
     EXPECT_THROW(ML::DeinterlaceFrame({}, kRenderQuality_Draft, false, Params(8, 6), false),
                  TVK::NullInterfaceException);
     const TestSupport::FakeVideoFrameRef fake(new TestSupport::FakeVideoFrame(frame));
@@ -300,8 +302,6 @@ TEST(FieldOperations, EmptyFramesAndFramesWithoutPixelsThrow)
     EXPECT_THROW(ML::CopyField(MF::IVideoFrameRef(fake.get()), frame, false, Params(8, 6)),
                  TVK::NullInterfaceException);
 }
-
-// ---- two frames into one
 
 MF::FrameTime Times(std::int64_t inFirst, std::int64_t inSecond)
 {
@@ -318,7 +318,8 @@ TEST(FieldOperations, FirstFrameGivesTheLowerLinesAndTheSecondTheUpper)
     EXPECT_EQ((LineList{0, 110, 20, 130, 40, 150}), LinesOf(woven));
     EXPECT_EQ(kFieldType_UpperFirst, woven->GetFieldType());
     EXPECT_EQ(kFieldType_LowerFirst,
-              ML::InterleaveFrames(Times(20, 10), Params(8, 6), a, Times(15, 10), b, Times(20, 15))->GetFieldType());
+              ML::InterleaveFrames(Times(20, 10), Params(8, 6), a, Times(15, 10), b, Times(20, 15))
+                  ->GetFieldType());
 }
 
 TEST(FieldOperations, FieldsOfTheWrongMomentAreMovedToTheOtherParity)
@@ -367,8 +368,10 @@ TEST(FieldOperations, SubstituteIsWovenAtRenderSize)
 TEST(FieldOperations, ProgressiveRequestOfOneFrameIsThatFrameDeinterlaced)
 {
     const MF::IVideoFrameRef lower = Lines(kBGRA, 8, 6, 100);
-    EXPECT_TRUE(lower == ML::InterleaveFrames(Times(10, 10), Params(8, 6), lower, Times(5, 10), lower, Times(5, 10)));
-    EXPECT_EQ((LineList{110, 110, 130, 130, 150, 150}), LinesOf(lower)) << "the second time is the one asked for";
+    EXPECT_TRUE(lower ==
+                ML::InterleaveFrames(Times(10, 10), Params(8, 6), lower, Times(5, 10), lower, Times(5, 10)));
+    EXPECT_EQ((LineList{110, 110, 130, 130, 150, 150}), LinesOf(lower))
+        << "the second time is the one asked for";
     const MF::IVideoFrameRef upper = Lines(kBGRA, 8, 6, 100);
     ML::InterleaveFrames(Times(10, 10), Params(8, 6), upper, Times(10, 15), upper, Times(10, 15));
     EXPECT_EQ((LineList{100, 100, 120, 120, 140, 140}), LinesOf(upper));
@@ -401,21 +404,22 @@ TEST(FieldOperations, FramesAreComparedByTheirOneAddress)
                      error.what());
     }
     // Where the times differ nothing needs to be compared.
-    EXPECT_TRUE(ML::InterleaveFrames(Times(10, 20), Params(8, 6), frame, Times(10, 20), nameless, Times(10, 20)));
+    EXPECT_TRUE(
+        ML::InterleaveFrames(Times(10, 20), Params(8, 6), frame, Times(10, 20), nameless, Times(10, 20)));
 }
 
 TEST(FieldOperations, FrameThatDidNotComeLeavesBlackLines)
 {
     const MF::IVideoFrameRef frame = Lines(kBGRA, 8, 6, 100);
-    EXPECT_EQ((LineList{0, 110, 0, 130, 0, 150}),
-              LinesOf(ML::InterleaveFrames(Times(10, 20), Params(8, 6), frame, Times(10, 20), {}, Times(10, 20))));
-    EXPECT_EQ((LineList{100, 0, 120, 0, 140, 0}),
-              LinesOf(ML::InterleaveFrames(Times(10, 20), Params(8, 6), {}, Times(10, 20), frame, Times(10, 20))));
+    EXPECT_EQ(
+        (LineList{0, 110, 0, 130, 0, 150}),
+        LinesOf(ML::InterleaveFrames(Times(10, 20), Params(8, 6), frame, Times(10, 20), {}, Times(10, 20))));
+    EXPECT_EQ(
+        (LineList{100, 0, 120, 0, 140, 0}),
+        LinesOf(ML::InterleaveFrames(Times(10, 20), Params(8, 6), {}, Times(10, 20), frame, Times(10, 20))));
     EXPECT_THROW(ML::InterleaveFrames(Times(10, 20), Params(8, 6), {}, Times(10, 20), {}, Times(10, 20)),
                  TVK::NullInterfaceException);
 }
-
-// ---- marks that survive
 
 TEST(FieldOperations, WovenFieldsCarryTheMarksOfTheirFrames)
 {

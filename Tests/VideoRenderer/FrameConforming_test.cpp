@@ -67,8 +67,8 @@ TEST(FrameConforming, FrameInAnAcceptedFormatIsReturnedAsItIs)
     const ML::CutlistRenderParams params = RenderParams(8, 4);
     EXPECT_TRUE(frame == ML::ConformFrameToFormats(params, frame, kPixelFormat_BGRA_4444_8u,
                                                    {kPixelFormat_BGRA_4444_8u, kPixelFormat_BGRP_4444_8u}));
-    EXPECT_TRUE(frame == ML::ConformFrameToFormats(params, frame, kPixelFormat_BGRA_4444_8u,
-                                                   {kPixelFormat_Any}));
+    EXPECT_TRUE(frame ==
+                ML::ConformFrameToFormats(params, frame, kPixelFormat_BGRA_4444_8u, {kPixelFormat_Any}));
     EXPECT_TRUE(frame == ML::ConformFrameToFormat(params, frame, kPixelFormat_BGRP_4444_8u));
 }
 
@@ -170,7 +170,8 @@ TEST(FrameConforming, HalfWidthSubstituteNeedsAnInterlacedPlanarFormat)
     ML::CutlistRenderParams params = HalfSize();
     params.mWidth = 16;
     params.mHeight = 8;
-    EXPECT_TRUE(ML::NeedsScaleToRenderSize(Substitute(kPixelFormat_YUV_420_MPEG2_Field_8u_709, 32, 32), params));
+    EXPECT_TRUE(
+        ML::NeedsScaleToRenderSize(Substitute(kPixelFormat_YUV_420_MPEG2_Field_8u_709, 32, 32), params));
     EXPECT_FALSE(
         ML::NeedsScaleToRenderSize(Substitute(kPixelFormat_YUV_420_MPEG2_Frame_8u_709, 32, 32), params));
     EXPECT_FALSE(ML::NeedsScaleToRenderSize(Substitute(kPixelFormat_BGRA_4444_8u, 32, 32), params));
@@ -210,7 +211,8 @@ TEST(FrameConforming, NothingAddressableComesOutWhereNoFrameCanBeMade)
     ML::CutlistRenderParams params = HalfSize();
     params.mPixelFormat = kPixelFormat_Any;
     EXPECT_FALSE(ML::MakeAddressableAtRenderSize(Substitute(kPixelFormat_BGRA_4444_8u, 64, 32), params));
-    EXPECT_FALSE(ML::MakeAddressableAtRenderSize(NewFrame(kPixelFormat_YUV_422_Planar_8u_709, 64, 32), params));
+    EXPECT_FALSE(
+        ML::MakeAddressableAtRenderSize(NewFrame(kPixelFormat_YUV_422_Planar_8u_709, 64, 32), params));
 }
 
 TEST(FrameConforming, FramesOfRenderSizeAndOfHalfTheHeight)
@@ -241,8 +243,10 @@ struct FormatCase
 TEST(FrameConforming, ConformedFrameFollowsTheSourceAtNoMoreThanTheParamsDepth)
 {
     const FormatCase cases[] = {
-        {kPixelFormat_BGRP_4444_8u, kPixelFormat_BGRA_4444_32f, kRenderQuality_High, kPixelFormat_BGRP_4444_8u},
-        {kPixelFormat_BGRP_4444_32f, kPixelFormat_BGRA_4444_8u, kRenderQuality_High, kPixelFormat_BGRP_4444_8u},
+        {kPixelFormat_BGRP_4444_8u, kPixelFormat_BGRA_4444_32f, kRenderQuality_High,
+         kPixelFormat_BGRP_4444_8u},
+        {kPixelFormat_BGRP_4444_32f, kPixelFormat_BGRA_4444_8u, kRenderQuality_High,
+         kPixelFormat_BGRP_4444_8u},
         {kPixelFormat_BGRP_4444_32f, kPixelFormat_BGRA_4444_8u, kRenderQuality_Max,
          kPixelFormat_BGRP_4444_32f_Linear},
         {kPixelFormat_BGRA_4444_32f_Linear, kPixelFormat_BGRA_4444_8u, kRenderQuality_Low,
@@ -264,8 +268,8 @@ TEST(FrameConforming, ConformedFrameFollowsTheSourceAtNoMoreThanTheParamsDepth)
     for (const FormatCase& each : cases)
     {
         const MF::IVideoFrameRef source = NewFrame(each.mSource, 8, 4);
-        const MF::IVideoFrameRef conformed = ML::CreateConformedFrame(
-            RenderParams(12, 6, each.mQuality, each.mParams), source, false, false);
+        const MF::IVideoFrameRef conformed =
+            ML::CreateConformedFrame(RenderParams(12, 6, each.mQuality, each.mParams), source, false, false);
         EXPECT_STREQ(PixelFormatText(each.mExpected), PixelFormatText(FormatOf(conformed)))
             << PixelFormatText(each.mSource) << " for " << PixelFormatText(each.mParams);
         EXPECT_EQ((TVK::Rect{0, 0, 12, 6}), BoundsOf(conformed));
@@ -274,8 +278,8 @@ TEST(FrameConforming, ConformedFrameFollowsTheSourceAtNoMoreThanTheParamsDepth)
 
 TEST(FrameConforming, ConformedFrameOfNothingHasTheParamsFormat)
 {
-    const MF::IVideoFrameRef conformed =
-        ML::CreateConformedFrame(RenderParams(8, 4, kRenderQuality_High, kPixelFormat_BGRP_4444_16u), {}, true, true);
+    const MF::IVideoFrameRef conformed = ML::CreateConformedFrame(
+        RenderParams(8, 4, kRenderQuality_High, kPixelFormat_BGRP_4444_16u), {}, true, true);
     EXPECT_EQ(kPixelFormat_BGRP_4444_16u, FormatOf(conformed));
     EXPECT_EQ(kPixelFormat_BGRA_4444_8u,
               FormatOf(ML::CreateConformedFrame(RenderParams(8, 4, kRenderQuality_High, kPixelFormat_Any), {},
@@ -291,8 +295,8 @@ TEST(FrameConforming, EveryFormatHasAConformedOneForEveryRequest)
         {
             for (const RenderQuality quality : {kRenderQuality_Low, kRenderQuality_Max})
             {
-                EXPECT_TRUE(ML::CreateConformedFrame(RenderParams(8, 4, quality, wanted.mFormat), frame, false,
-                                                     false))
+                EXPECT_TRUE(ML::CreateConformedFrame(RenderParams(8, 4, quality, wanted.mFormat), frame,
+                                                     false, false))
                     << source.mText << " for " << wanted.mText;
             }
         }
@@ -360,7 +364,8 @@ TEST(FrameConforming, PlanarFrameIsCopiedToBeWritten)
 {
     const MF::IVideoFrameRef frame = NewFrame(kPixelFormat_YUV_422_Planar_8u_709, 8, 4);
     TestSupport::FillWithNoise(frame, 5);
-    const MF::IVideoFrameRef writeable = ML::MakeWriteableAtRenderSize(frame, RenderParams(16, 8), true, false);
+    const MF::IVideoFrameRef writeable =
+        ML::MakeWriteableAtRenderSize(frame, RenderParams(16, 8), true, false);
     EXPECT_EQ(kPixelFormat_VUYX_4444_8u_709, FormatOf(writeable));
     EXPECT_EQ((TVK::Rect{0, 0, 16, 8}), BoundsOf(writeable));
 }

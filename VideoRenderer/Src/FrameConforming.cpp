@@ -179,9 +179,8 @@ bool NeedsScaleToRenderSize(const MF::IVideoFrameRef& inFrame, const CutlistRend
     {
         return false;
     }
-    const bool isHalfWidth =
-        norviktypes::MayBeHalfWidthSubstitute(FormatOfFrame(inFrame).mProperties) &&
-        bounds == RectOfSize(inParams.mSourceWidth >> 1, inParams.mSourceHeight);
+    const bool isHalfWidth = norviktypes::MayBeHalfWidthSubstitute(FormatOfFrame(inFrame).mProperties) &&
+                             bounds == RectOfSize(inParams.mSourceWidth >> 1, inParams.mSourceHeight);
     return isHalfWidth || bounds == RectOfSize(inParams.mSourceWidth, inParams.mSourceHeight);
 }
 
@@ -204,8 +203,8 @@ MF::IVideoFrameRef MakeWriteableAtRenderSize(const MF::IVideoFrameRef& inFrame,
                                              const CutlistRenderParams& inParams, bool inUseLowerField,
                                              bool inForceCopy)
 {
-    const bool isCopied = norviktypes::IsSubsampled(FormatOfFrame(inFrame).mProperties) || inFrame->IsFrozen() ||
-                          inForceCopy;
+    const bool isCopied =
+        norviktypes::IsSubsampled(FormatOfFrame(inFrame).mProperties) || inFrame->IsFrozen() || inForceCopy;
     if (!isCopied)
     {
         const MF::IVideoFrameRef addressable = MakeAddressableAtRenderSize(inFrame, inParams);

@@ -159,8 +159,8 @@ IR_MotionSettings SettingsFor(const Drawing& inDrawing, const NodeIntrinsicParam
     PlaceByOrigin(inDrawing, inTargetField, bounds.Width(), bounds.Height(), settings);
     if (inIntrinsics.scanlineOffset != 0)
     {
-        settings.positionY += static_cast<float>(inIntrinsics.scanlineOffset) /
-                              static_cast<float>(inDrawing.mParams.mHeight);
+        settings.positionY +=
+            static_cast<float>(inIntrinsics.scanlineOffset) / static_cast<float>(inDrawing.mParams.mHeight);
     }
     return settings;
 }
@@ -389,8 +389,7 @@ MF::IVideoFrameRef PerformIntrinsicOperations(const MF::IVideoFrameRef& inFrame,
     {
         target = CreateTarget(frame, {}, params);
     }
-    if (!target ||
-        !ApplyIntrinsicsPerField({frame, target, params, hadLower}, inFirstField, inSecondField))
+    if (!target || !ApplyIntrinsicsPerField({frame, target, params, hadLower}, inFirstField, inSecondField))
     {
         return {};
     }

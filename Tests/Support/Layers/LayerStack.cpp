@@ -24,8 +24,8 @@ struct Layer
     NodeIntrinsicParameters mSecond;
 };
 
-NodeIntrinsicParameters IntrinsicsOf(const MF::IRenderableNodeRef& inNode, const norviktypes::TickTime& inTime,
-                                     const CutlistRenderParams& inParams)
+NodeIntrinsicParameters IntrinsicsOf(const MF::IRenderableNodeRef& inNode,
+                                     const norviktypes::TickTime& inTime, const CutlistRenderParams& inParams)
 {
     NodeIntrinsicParameters record;
     const ML::IRenderableNodeIntrinsicParameterProviderRef provider(inNode);
@@ -90,18 +90,19 @@ private:
     static MF::IVideoFrameRef LayOver(const MF::IVideoFrameRef& inLower, const Layer& inLayer,
                                       const MF::FrameTime& inTime, const CutlistRenderParams& inParams)
     {
-        const MF::IVideoFrameRef frame = ML::RenderFrameFromCutlist(
-            inLayer.mProducer, inParams, inTime, {norviktypes::kPixelFormat_Any}, true);
+        const MF::IVideoFrameRef frame = ML::RenderFrameFromCutlist(inLayer.mProducer, inParams, inTime,
+                                                                    {norviktypes::kPixelFormat_Any}, true);
         if (!frame)
         {
             return inLower;
         }
-        return inLower ? ML::PerformIntrinsicOperations(frame, inLayer.mFirst, inLayer.mSecond, inLower,
-                                                        inParams)
-                       : ML::ApplyIntrinsicsIfNeeded(frame, inLayer.mFirst, inLayer.mSecond, inParams);
+        return inLower
+                   ? ML::PerformIntrinsicOperations(frame, inLayer.mFirst, inLayer.mSecond, inLower, inParams)
+                   : ML::ApplyIntrinsicsIfNeeded(frame, inLayer.mFirst, inLayer.mSecond, inParams);
     }
 
-    static MF::IVideoFrameRef TakeField(const MF::IVideoFrameRef& inFrame, const CutlistRenderParams& inParams)
+    static MF::IVideoFrameRef TakeField(const MF::IVideoFrameRef& inFrame,
+                                        const CutlistRenderParams& inParams)
     {
         if (!inFrame || inParams.mFieldToRender == 0 || !norviktypes::IsInterlaced(inFrame->GetFieldType()))
         {
