@@ -27,10 +27,10 @@ bool SampleRow(const ByteSource& inSource, const BytePlace& inU, const BytePlace
     return reference::SampleBytes(inSource, inU, inV, inFirst, outPixels, inCount);
 }
 
-void HalveRow(const ByteSource& inSource, const std::uint8_t* inUpper, const std::uint8_t* inLower,
+bool HalveRow(const ByteSource& inSource, const std::uint8_t* inUpper, const std::uint8_t* inLower,
               std::uint8_t* outPixels, std::size_t inCount)
 {
-    reference::HalveBytes(inSource, inUpper, inLower, outPixels, inCount);
+    return reference::HalveBytes(inSource, inUpper, inLower, outPixels, inCount);
 }
 
 #else
@@ -160,9 +160,13 @@ HWY_INLINE IntVector ColumnOffsets(IntVector inPlaces, std::int32_t inLast)
     return hn::ShiftLeft<2>(hn::Min(hn::Max(inPlaces, hn::Zero(d)), hn::Set(d, inLast)));
 }
 
-template <bool kIsStraight>
-HWY_INLINE PixelVector SampleSome(const ByteSource& inSource, const Places& inU, const Places& inV,
-                                  PixelVector inAlwaysSet)
+// The four pixels round each place.
+struct Corners
+{
+    PixelVector upperLeft, upperRight, lowerLeft, lowerRight;
+};
+
+HWY_INLINE Corners GatherClamped(const ByteSource& inSource, const Places& inU, const Places& inV)
 {
     const Pixels d;
     const Ints di;
@@ -176,11 +180,66 @@ HWY_INLINE PixelVector SampleSome(const ByteSource& inSource, const Places& inU,
     const IntVector upper = Offsets(y, inSource.height - 1, pitch);
     const IntVector lower = Offsets(hn::Add(y, one), inSource.height - 1, pitch);
     const auto at = [&](IntVector inRow, IntVector inColumn)
-    { return Split<kIsStraight>(hn::GatherOffset(d, base, hn::Add(inRow, inColumn)), inAlwaysSet); };
+    { return hn::GatherOffset(d, base, hn::Add(inRow, inColumn)); };
+    return {at(upper, left), at(upper, right), at(lower, left), at(lower, right)};
+}
+
+// Where no place needs an edge, two pixels beside each other are one load of 64 bits.
+HWY_INLINE hn::Vec<Longs> PairOffsets(const ByteSource& inSource, hn::Vec<Longs> inU, hn::Vec<Longs> inV)
+{
+    const Longs d;
+    const Ints di;
+    const hn::RebindToUnsigned<Longs> du;
+    const auto whole = [&](hn::Vec<Longs> inPlaces)
+    { return hn::BitCast(d, hn::ShiftRight<32>(hn::BitCast(du, inPlaces))); };
+    const IntVector pitch = hn::Set(di, static_cast<std::int32_t>(inSource.stride));
+    return hn::Add(hn::MulEven(hn::BitCast(di, whole(inV)), pitch), hn::ShiftLeft<2>(whole(inU)));
+}
+
+HWY_INLINE Corners GatherPairs(const ByteSource& inSource, const Places& inU, const Places& inV)
+{
+    const Pixels d;
+    const Longs dl;
+    const auto* upper = reinterpret_cast<const std::int64_t*>(inSource.pixels);
+    const auto* lower = reinterpret_cast<const std::int64_t*>(inSource.pixels + inSource.stride);
+    const hn::Vec<Longs> first = PairOffsets(inSource, inU.low, inV.low);
+    const hn::Vec<Longs> second = PairOffsets(inSource, inU.high, inV.high);
+    const auto upperFirst = hn::BitCast(d, hn::GatherOffset(dl, upper, first));
+    const auto upperSecond = hn::BitCast(d, hn::GatherOffset(dl, upper, second));
+    const auto lowerFirst = hn::BitCast(d, hn::GatherOffset(dl, lower, first));
+    const auto lowerSecond = hn::BitCast(d, hn::GatherOffset(dl, lower, second));
+    return {hn::ConcatEven(d, upperSecond, upperFirst), hn::ConcatOdd(d, upperSecond, upperFirst),
+            hn::ConcatEven(d, lowerSecond, lowerFirst), hn::ConcatOdd(d, lowerSecond, lowerFirst)};
+}
+
+template <bool kIsStraight>
+HWY_INLINE PixelVector Mix(const Corners& inCorners, const Places& inU, const Places& inV, PixelVector inAlwaysSet)
+{
     const ShortVector along = inU.Weights();
-    const Halves first = Between(at(upper, left), at(upper, right), along);
-    const Halves second = Between(at(lower, left), at(lower, right), along);
+    const Halves first = Between(Split<kIsStraight>(inCorners.upperLeft, inAlwaysSet),
+                                 Split<kIsStraight>(inCorners.upperRight, inAlwaysSet), along);
+    const Halves second = Between(Split<kIsStraight>(inCorners.lowerLeft, inAlwaysSet),
+                                  Split<kIsStraight>(inCorners.lowerRight, inAlwaysSet), along);
     return Joined(Between(first, second, inV.Weights()));
+}
+
+HWY_INLINE bool AreOpaque(PixelVector inPixels)
+{
+    const Pixels d;
+    return hn::AllTrue(d, hn::Eq(hn::ShiftRight<24>(inPixels), hn::Set(d, 255)));
+}
+
+HWY_INLINE bool AreOpaque(const Corners& inCorners)
+{
+    return AreOpaque(hn::And(hn::And(inCorners.upperLeft, inCorners.upperRight),
+                             hn::And(inCorners.lowerLeft, inCorners.lowerRight)));
+}
+
+// Whether a stretch of places from the first to the last, all between two pixels each, needs no edge.
+HWY_INLINE bool IsInside(std::int64_t inFirst, std::int64_t inLast, std::int32_t inCount)
+{
+    const auto most = static_cast<std::uint64_t>(inCount - 1);
+    return static_cast<std::uint64_t>(inFirst >> 32) < most && static_cast<std::uint64_t>(inLast >> 32) < most;
 }
 
 template <bool kIsStraight>
@@ -196,16 +255,23 @@ bool SampleAll(const ByteSource& inSource, const BytePlace& inU, const BytePlace
     std::size_t i = 0;
     for (; i + step <= inCount; i += step)
     {
-        const PixelVector pixels = SampleSome<kIsStraight>(inSource, u, v, alwaysSet);
+        const std::int64_t first = inFirst + static_cast<std::int64_t>(i);
+        const std::int64_t last = first + static_cast<std::int64_t>(step) - 1;
+        const bool isInside =
+            IsInside(inU.start + inU.step * first, inU.start + inU.step * last, inSource.width) &&
+            IsInside(inV.start + inV.step * first, inV.start + inV.step * last, inSource.height);
+        const Corners corners = isInside ? GatherPairs(inSource, u, v) : GatherClamped(inSource, u, v);
+        // Opaque pixels come out the same either way.
+        const PixelVector pixels = kIsStraight && !AreOpaque(corners) ? Mix<true>(corners, u, v, alwaysSet)
+                                                                      : Mix<false>(corners, u, v, alwaysSet);
         all = hn::And(all, pixels);
         hn::StoreU(pixels, d, reinterpret_cast<std::uint32_t*>(outPixels + i * 4));
         u.Advance();
         v.Advance();
     }
-    const bool areOpaque = hn::AllTrue(d, hn::Eq(hn::ShiftRight<24>(all), hn::Set(d, 255)));
     const bool isRestOpaque = reference::SampleBytes(inSource, inU, inV, inFirst + static_cast<std::int32_t>(i),
                                                      outPixels + i * 4, inCount - i);
-    return areOpaque && isRestOpaque;
+    return AreOpaque(all) && isRestOpaque;
 }
 
 bool SampleRow(const ByteSource& inSource, const BytePlace& inU, const BytePlace& inV, std::int32_t inFirst,
@@ -230,6 +296,18 @@ HWY_INLINE WordVector Quarter(WordVector inUpper, WordVector inLower)
 }
 
 template <bool kIsStraight>
+HWY_INLINE PixelVector Mean(const Corners& inCorners, PixelVector inAlwaysSet)
+{
+    const Halves upperLeft = Split<kIsStraight>(inCorners.upperLeft, inAlwaysSet);
+    const Halves upperRight = Split<kIsStraight>(inCorners.upperRight, inAlwaysSet);
+    const Halves lowerLeft = Split<kIsStraight>(inCorners.lowerLeft, inAlwaysSet);
+    const Halves lowerRight = Split<kIsStraight>(inCorners.lowerRight, inAlwaysSet);
+    const WordVector even = Quarter(Sum(upperLeft.even, upperRight.even), Sum(lowerLeft.even, lowerRight.even));
+    const WordVector odd = Quarter(Sum(upperLeft.odd, upperRight.odd), Sum(lowerLeft.odd, lowerRight.odd));
+    return hn::BitCast(Pixels(), hn::Or(even, hn::ShiftLeft<8>(odd)));
+}
+
+template <bool kIsStraight>
 HWY_INLINE PixelVector HalveSome(const std::uint8_t* inUpper, const std::uint8_t* inLower, PixelVector inAlwaysSet)
 {
     const Pixels d;
@@ -245,35 +323,35 @@ HWY_INLINE PixelVector HalveSome(const std::uint8_t* inUpper, const std::uint8_t
     PixelVector pixels[4];
     load(inUpper, pixels[0], pixels[1]);
     load(inLower, pixels[2], pixels[3]);
-    const Halves upperLeft = Split<kIsStraight>(pixels[0], inAlwaysSet);
-    const Halves upperRight = Split<kIsStraight>(pixels[1], inAlwaysSet);
-    const Halves lowerLeft = Split<kIsStraight>(pixels[2], inAlwaysSet);
-    const Halves lowerRight = Split<kIsStraight>(pixels[3], inAlwaysSet);
-    const WordVector even = Quarter(Sum(upperLeft.even, upperRight.even), Sum(lowerLeft.even, lowerRight.even));
-    const WordVector odd = Quarter(Sum(upperLeft.odd, upperRight.odd), Sum(lowerLeft.odd, lowerRight.odd));
-    return hn::BitCast(d, hn::Or(even, hn::ShiftLeft<8>(odd)));
+    const Corners corners = {pixels[0], pixels[1], pixels[2], pixels[3]};
+    return kIsStraight && !AreOpaque(corners) ? Mean<true>(corners, inAlwaysSet) : Mean<false>(corners, inAlwaysSet);
 }
 
 template <bool kIsStraight>
-void HalveAll(const ByteSource& inSource, const std::uint8_t* inUpper, const std::uint8_t* inLower,
+bool HalveAll(const ByteSource& inSource, const std::uint8_t* inUpper, const std::uint8_t* inLower,
               std::uint8_t* outPixels, std::size_t inCount)
 {
     const Pixels d;
     const std::size_t step = hn::Lanes(d);
     const PixelVector alwaysSet = hn::Set(d, inSource.isOpaque ? 0xFF000000U : 0U);
+    PixelVector all = hn::Set(d, 0xFFFFFFFFU);
     std::size_t i = 0;
     for (; i + step <= inCount; i += step)
     {
-        hn::StoreU(HalveSome<kIsStraight>(inUpper + i * 8, inLower + i * 8, alwaysSet), d,
-                   reinterpret_cast<std::uint32_t*>(outPixels + i * 4));
+        const PixelVector pixels = HalveSome<kIsStraight>(inUpper + i * 8, inLower + i * 8, alwaysSet);
+        all = hn::And(all, pixels);
+        hn::StoreU(pixels, d, reinterpret_cast<std::uint32_t*>(outPixels + i * 4));
     }
-    reference::HalveBytes(inSource, inUpper + i * 8, inLower + i * 8, outPixels + i * 4, inCount - i);
+    const bool isRestOpaque =
+        reference::HalveBytes(inSource, inUpper + i * 8, inLower + i * 8, outPixels + i * 4, inCount - i);
+    return AreOpaque(all) && isRestOpaque;
 }
 
-void HalveRow(const ByteSource& inSource, const std::uint8_t* inUpper, const std::uint8_t* inLower,
+bool HalveRow(const ByteSource& inSource, const std::uint8_t* inUpper, const std::uint8_t* inLower,
               std::uint8_t* outPixels, std::size_t inCount)
 {
-    (inSource.isStraight ? HalveAll<true> : HalveAll<false>)(inSource, inUpper, inLower, outPixels, inCount);
+    return (inSource.isStraight ? HalveAll<true> : HalveAll<false>)(inSource, inUpper, inLower, outPixels,
+                                                                    inCount);
 }
 
 #endif
@@ -326,10 +404,10 @@ bool SampleBytes(const ByteSource& inSource, const BytePlace& inU, const BytePla
     return HWY_DYNAMIC_DISPATCH(SampleRow)(inSource, inU, inV, inFirst, outPixels, inCount);
 }
 
-void HalveBytes(const ByteSource& inSource, const std::uint8_t* inUpper, const std::uint8_t* inLower,
+bool HalveBytes(const ByteSource& inSource, const std::uint8_t* inUpper, const std::uint8_t* inLower,
                 std::uint8_t* outPixels, std::size_t inCount)
 {
-    HWY_DYNAMIC_DISPATCH(HalveRow)(inSource, inUpper, inLower, outPixels, inCount);
+    return HWY_DYNAMIC_DISPATCH(HalveRow)(inSource, inUpper, inLower, outPixels, inCount);
 }
 
 const char* MotionBytesTarget()

@@ -44,8 +44,8 @@ BytePlace PlaceAlong(const MotionAxis& inAxis, std::int32_t inRow) noexcept;
 bool SampleBytes(const ByteSource& inSource, const BytePlace& inU, const BytePlace& inV, std::int32_t inFirst,
                  std::uint8_t* outPixels, std::size_t inCount);
 
-// Means of squares of four premultiplied pixels of two rows; the sum is rounded once.
-void HalveBytes(const ByteSource& inSource, const std::uint8_t* inUpper, const std::uint8_t* inLower,
+// Means of squares of four pixels of two rows, premultiplied; the sum is rounded once. True if all are opaque.
+bool HalveBytes(const ByteSource& inSource, const std::uint8_t* inUpper, const std::uint8_t* inLower,
                 std::uint8_t* outPixels, std::size_t inCount);
 
 const char* MotionBytesTarget();
@@ -55,7 +55,7 @@ namespace reference
 
 bool SampleBytes(const ByteSource& inSource, const BytePlace& inU, const BytePlace& inV, std::int32_t inFirst,
                  std::uint8_t* outPixels, std::size_t inCount);
-void HalveBytes(const ByteSource& inSource, const std::uint8_t* inUpper, const std::uint8_t* inLower,
+bool HalveBytes(const ByteSource& inSource, const std::uint8_t* inUpper, const std::uint8_t* inLower,
                 std::uint8_t* outPixels, std::size_t inCount);
 
 }

@@ -61,9 +61,10 @@ bool SampleBytes(const ByteSource& inSource, const BytePlace& inU, const BytePla
     return isOpaque;
 }
 
-void HalveBytes(const ByteSource& inSource, const std::uint8_t* inUpper, const std::uint8_t* inLower,
+bool HalveBytes(const ByteSource& inSource, const std::uint8_t* inUpper, const std::uint8_t* inLower,
                 std::uint8_t* outPixels, std::size_t inCount)
 {
+    bool isOpaque = true;
     for (std::size_t i = 0; i < inCount * 4; ++i)
     {
         const std::size_t pixel = i / 4 * 8;
@@ -71,7 +72,9 @@ void HalveBytes(const ByteSource& inSource, const std::uint8_t* inUpper, const s
         const int sum = Component(inSource, inUpper + pixel, place) + Component(inSource, inUpper + pixel + 4, place) +
                         Component(inSource, inLower + pixel, place) + Component(inSource, inLower + pixel + 4, place);
         outPixels[i] = static_cast<std::uint8_t>((sum + 256) >> 9);
+        isOpaque = isOpaque && (place != 3 || outPixels[i] == 255);
     }
+    return isOpaque;
 }
 
 }

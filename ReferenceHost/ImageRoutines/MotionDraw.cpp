@@ -35,9 +35,18 @@ bool Hides(const MotionPlan& inPlan, bool inIsOpaque)
            (inIsOpaque || !inPlan.compose.targetHasPicture);
 }
 
-std::int32_t Middle(const MotionAxis& inAxis, std::int32_t inColumn, std::int32_t inRow)
+// The source's pixel at a place from the middle of one of the target.
+std::int32_t Middle(const MotionAxis& inAxis, std::int32_t inColumn, std::int32_t inRow, double inOffset = 0.0)
 {
-    return static_cast<std::int32_t>(std::floor(inAxis.At(inColumn + 0.5, inRow + 0.5)));
+    return static_cast<std::int32_t>(std::floor(inAxis.At(inColumn + 0.5 + inOffset, inRow + 0.5 + inOffset)));
+}
+
+bool AreBytesOfOneCoding(const MotionPlan& inPlan)
+{
+    // Multiplying by alpha goes from 0, which is not where YUV has its colourless middle.
+    const bool isPlain = inPlan.source.alpha != PictureAlpha::kStraight || inPlan.source.IsRGB();
+    return inPlan.source.sample == Sample::kByte && inPlan.target.sample == Sample::kByte && isPlain &&
+           HasSameCoding(inPlan.source, inPlan.target);
 }
 
 // Pixels that go one to one, without a filter.
@@ -123,7 +132,13 @@ private:
 
     void Lay(const Picture& inSource, const Picture& inTarget) const
     {
-        if (Hides(mPlan, !mPlan.source.HasAlpha()))
+        const bool isOpaque = !mPlan.source.HasAlpha();
+        if (isOpaque && Hides(mPlan, true) && AreBytesOfOneCoding(mPlan))
+        {
+            CopyOpaque(inSource, inTarget);
+            return;
+        }
+        if (Hides(mPlan, isOpaque))
         {
             ConvertPictures(inSource, inTarget);
             return;
@@ -131,8 +146,124 @@ private:
         CompositePictures(inSource, inTarget, mPlan.compose.opacity, false);
     }
 
+    static void CopyOpaque(const Picture& inSource, const Picture& inTarget)
+    {
+        for (std::int32_t y = 0; y < inTarget.height; ++y)
+        {
+            const unsigned char* from = inSource.Row(0, y);
+            unsigned char* to = inTarget.Row(0, y);
+            for (std::ptrdiff_t i = 0; i < std::ptrdiff_t{4} * inTarget.width; i += 4)
+            {
+                std::uint32_t pixel = 0;
+                std::memcpy(&pixel, from + i, 4);
+                pixel |= 0xFF000000U;
+                std::memcpy(to + i, &pixel, 4);
+            }
+        }
+    }
+
     const MotionPlan& mPlan;
     std::int32_t mColumns;
+};
+
+// Premultiplied bytes on their way to the target.
+class ByteLayer
+{
+public:
+    explicit ByteLayer(const MotionPlan& inPlan)
+        : mPlan(inPlan)
+        , mSourceIsOpaque(!inPlan.source.HasAlpha())
+    {
+        Picture sampled = inPlan.target;
+        sampled.alpha = PictureAlpha::kPremultiplied;
+        mLayers = ByteLayersFor(sampled, inPlan.target, inPlan.compose.opacity);
+        mLayers.targetIsEmpty = !inPlan.compose.targetHasPicture;
+    }
+
+    // Whether pixels may be made where they belong.
+    bool IsDirect() const
+    {
+        return Hides(mPlan, mSourceIsOpaque) && (mSourceIsOpaque || mLayers.targetIsPremultiplied);
+    }
+
+    unsigned char* Place(std::int32_t inColumn, std::int32_t inRow) const
+    {
+        return mPlan.target.Row(0, mPlan.TargetRow(inRow)) + static_cast<std::ptrdiff_t>(inColumn) * 4;
+    }
+
+    void Lay(const std::uint8_t* inPixels, bool inIsOpaque, std::int32_t inColumn, std::int32_t inRow,
+             std::int32_t inCount) const
+    {
+        if (inIsOpaque && Hides(mPlan, true))
+        {
+            std::memcpy(Place(inColumn, inRow), inPixels, static_cast<std::size_t>(inCount) * 4);
+        }
+        else if (IsNormal(mPlan.compose))
+        {
+            ComposeBytes(mLayers, inPixels, nullptr, Place(inColumn, inRow), static_cast<std::size_t>(inCount));
+        }
+        else
+        {
+            ComposeByteRow(inPixels, nullptr, mPlan.compose, mPlan.target, inColumn, mPlan.TargetRow(inRow), inCount);
+        }
+    }
+
+private:
+    const MotionPlan& mPlan;
+    bool mSourceIsOpaque;
+    ByteLayers mLayers;
+};
+
+// Whole pictures at half their size on whole pixels: each pixel the mean of four.
+class HalvingDrawing
+{
+public:
+    explicit HalvingDrawing(const MotionPlan& inPlan)
+        : mPlan(inPlan)
+        , mLayer(inPlan)
+    {
+    }
+
+    static bool Takes(const MotionPlan& inPlan)
+    {
+        return AreBytesOfOneCoding(inPlan) && inPlan.IsUpright() && inPlan.filter == MotionFilter::kArea &&
+               Halves(inPlan.u) && Halves(inPlan.v);
+    }
+
+    void Draw() const
+    {
+        alignas(64) std::uint8_t pixels[kStretch * 4];
+        const ByteSource source = ByteSourceOf(mPlan.source);
+        const bool isDirect = mLayer.IsDirect();
+        for (std::int32_t row = mPlan.box.top; row < mPlan.box.bottom; ++row)
+        {
+            const std::uint8_t* upper = source.pixels + Middle(mPlan.v, 0, row, -0.5) * source.stride;
+            for (std::int32_t first = mPlan.box.left; first < mPlan.box.right; first += kStretch)
+            {
+                const std::int32_t count = std::min(kStretch, mPlan.box.right - first);
+                std::uint8_t* to = isDirect ? mLayer.Place(first, row) : pixels;
+                const std::uint8_t* from = upper + Middle(mPlan.u, first, 0, -0.5) * std::ptrdiff_t{4};
+                const bool isOpaque = HalveBytes(source, from, from + source.stride, to,
+                                                 static_cast<std::size_t>(count));
+                if (!isDirect)
+                {
+                    mLayer.Lay(pixels, isOpaque, first, row, count);
+                }
+            }
+        }
+    }
+
+private:
+    // Two pixels of the source, both of them there, for one of the target.
+    static bool Halves(const MotionAxis& inAxis)
+    {
+        const double along = inAxis.alongX + inAxis.alongY; // one of them is 0
+        return along == 2.0 && inAxis.coverWidth == 2.0 && inAxis.filterWidth == 2.0 && inAxis.count % 2 == 0 &&
+               std::fmod(inAxis.start, 2.0) == 0.0;
+    }
+
+    const MotionPlan& mPlan;
+    ByteLayer mLayer;
 };
 
 // 8-bit pictures of one coding, bilinear.
@@ -142,7 +273,7 @@ public:
     explicit ByteDrawing(const MotionPlan& inPlan)
         : mPlan(inPlan)
         , mSource(ByteSourceOf(inPlan.source))
-        , mLayers(LayersFor(inPlan))
+        , mLayer(inPlan)
     {
         for (int i = 0; i < 4; ++i)
         {
@@ -152,13 +283,8 @@ public:
 
     static bool Takes(const MotionPlan& inPlan)
     {
-        const bool areBytes = inPlan.source.sample == Sample::kByte && inPlan.target.sample == Sample::kByte;
-        const bool isLinear = inPlan.filter == MotionFilter::kArea &&
-                              inPlan.u.filterWidth < 1.0 + kWidthMargin &&
-                              inPlan.v.filterWidth < 1.0 + kWidthMargin;
-        // Multiplying by alpha goes from 0, which is not where YUV has its colourless middle.
-        const bool isPlain = inPlan.source.alpha != PictureAlpha::kStraight || inPlan.source.IsRGB();
-        return areBytes && isLinear && isPlain && HasSameCoding(inPlan.source, inPlan.target) &&
+        return AreBytesOfOneCoding(inPlan) && inPlan.filter == MotionFilter::kArea &&
+               inPlan.u.filterWidth < 1.0 + kWidthMargin && inPlan.v.filterWidth < 1.0 + kWidthMargin &&
                IsWithinReach(inPlan.source);
     }
 
@@ -180,42 +306,20 @@ public:
     }
 
 private:
-    static ByteLayers LayersFor(const MotionPlan& inPlan)
-    {
-        Picture sampled = inPlan.target;
-        sampled.alpha = PictureAlpha::kPremultiplied;
-        ByteLayers layers = ByteLayersFor(sampled, inPlan.target, inPlan.compose.opacity);
-        layers.targetIsEmpty = !inPlan.compose.targetHasPicture;
-        return layers;
-    }
-
     void DrawFull(const MotionSpan& inSpan, std::int32_t inRow) const
     {
         alignas(64) std::uint8_t pixels[kStretch * 4];
         const BytePlace u = PlaceAlong(mPlan.u, inRow);
         const BytePlace v = PlaceAlong(mPlan.v, inRow);
-        unsigned char* row = mPlan.target.Row(0, mPlan.TargetRow(inRow));
+        const bool isDirect = mLayer.IsDirect();
         for (std::int32_t first = inSpan.first; first < inSpan.last; first += kStretch)
         {
             const std::int32_t count = std::min(kStretch, inSpan.last - first);
-            unsigned char* to = row + static_cast<std::ptrdiff_t>(first) * 4;
-            if (Hides(mPlan, mSource.isOpaque) && (mSource.isOpaque || mLayers.targetIsPremultiplied))
+            std::uint8_t* to = isDirect ? mLayer.Place(first, inRow) : pixels;
+            const bool isOpaque = SampleBytes(mSource, u, v, first, to, static_cast<std::size_t>(count));
+            if (!isDirect)
             {
-                SampleBytes(mSource, u, v, first, to, static_cast<std::size_t>(count));
-                continue;
-            }
-            const bool isOpaque = SampleBytes(mSource, u, v, first, pixels, static_cast<std::size_t>(count));
-            if (isOpaque && Hides(mPlan, true))
-            {
-                std::memcpy(to, pixels, static_cast<std::size_t>(count) * 4);
-            }
-            else if (IsNormal(mPlan.compose))
-            {
-                ComposeBytes(mLayers, pixels, nullptr, to, static_cast<std::size_t>(count));
-            }
-            else
-            {
-                ComposeByteRow(pixels, nullptr, mPlan.compose, mPlan.target, first, mPlan.TargetRow(inRow), count);
+                mLayer.Lay(pixels, isOpaque, first, inRow, count);
             }
         }
     }
@@ -269,7 +373,7 @@ private:
 
     const MotionPlan& mPlan;
     ByteSource mSource;
-    ByteLayers mLayers;
+    ByteLayer mLayer;
     FloatRange mRanges[4];
 };
 
@@ -284,6 +388,10 @@ void DrawMotion(const MotionPlan& inPlan)
     if (LatticeDrawing::Takes(inPlan))
     {
         LatticeDrawing(inPlan).Draw();
+    }
+    else if (HalvingDrawing::Takes(inPlan))
+    {
+        HalvingDrawing(inPlan).Draw();
     }
     else if (ByteDrawing::Takes(inPlan))
     {
