@@ -383,6 +383,16 @@ HWY_INLINE Pixels Either(Mask inMask, const Pixels& inYes, const Pixels& inNo)
     return {Choose(inMask, inYes.colour, inNo.colour), hn::IfThenElse(inMask, inYes.alpha, inNo.alpha)};
 }
 
+HWY_INLINE Pixels BlackIfClear(Pixels inPixels)
+{
+    const auto isClear = hn::Eq(inPixels.alpha, hn::Zero(Floats()));
+    for (auto& component : inPixels.colour.c)
+    {
+        component = hn::IfThenElse(isClear, hn::Zero(Floats()), component);
+    }
+    return inPixels;
+}
+
 void Dissolve(const BlendPlan& inPlan, const FloatRow& inSource, const FloatRow& ioBackdrop,
               std::size_t inWidth)
 {
@@ -400,6 +410,7 @@ void Dissolve(const BlendPlan& inPlan, const FloatRow& inSource, const FloatRow&
         source.alpha = Number(1.0F);
         Pixels backdrop = Load(ioBackdrop, x);
         backdrop.alpha = inPlan.isOpaque ? Number(1.0F) : backdrop.alpha;
+        backdrop = inPlan.isStraight ? BlackIfClear(backdrop) : backdrop;
         Store(Either(isShown, source, backdrop), ioBackdrop, x);
     }
 }
