@@ -213,6 +213,19 @@ std::int64_t WindowOf(const OpenInput& inInput, const Session::RenderRequest& in
     return WindowFrames(inInput.mHost->Threads(), inInput.mHost->Shares().mWindowBytes, weight);
 }
 
+PipelineJob JobFor(const OpenInput& inInput, const Options& inOptions, const PictureSize& inSize,
+                   FrameWriter& inWriter)
+{
+    PipelineJob job;
+    job.mClip = inInput.mClip.get();
+    job.mWriter = &inWriter;
+    job.mRequest = RequestFor(inWriter, inOptions, inSize);
+    job.mThreads = inInput.mHost->Threads();
+    job.mWindow = WindowOf(inInput, job.mRequest, inWriter.LaidOutBytes());
+    job.mPrintChecksums = inOptions.mChecksum;
+    return job;
+}
+
 ExitCode WriteFrames(PipelineJob& ioJob)
 {
     signals::BeginOutput();

@@ -50,6 +50,11 @@ Session::RenderRequest RequestFor(const FrameWriter& inWriter, const Options& in
 std::int64_t WindowOf(const OpenInput& inInput, const Session::RenderRequest& inRequest,
                       std::uint64_t inLaidOutBytes);
 
+// What every list of frames has in common: all but how many there are, when they are shown and how they are
+// numbered.
+PipelineJob JobFor(const OpenInput& inInput, const Options& inOptions, const PictureSize& inSize,
+                   FrameWriter& inWriter);
+
 // Writes a list of frames as stills or a movie and ends it properly: commits it when it is whole, keeps
 // the part after a signal and names it, and throws kBadData when not one frame could be made.
 ExitCode WriteFrames(PipelineJob& ioJob);

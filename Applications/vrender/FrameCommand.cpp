@@ -21,14 +21,10 @@ ExitCode RunFrame(const Options& inOptions)
         isNull ? CreateWriter(output)
                : CreateStillsWriter(output, [&output](std::int64_t) { return output.mPath; });
 
-    PipelineJob job;
-    job.mClip = input.mClip.get();
-    job.mWriter = writer.get();
-    job.mRequest = RequestFor(*writer, inOptions, size);
+    PipelineJob job = JobFor(input, inOptions, size, *writer);
     job.mCount = 1;
     job.mTimeOf = [&](std::int64_t) { return input.mTimeline.mFrameStart(frame); };
     job.mNumberOf = [&](std::int64_t) { return frame; };
-    job.mPrintChecksums = inOptions.mChecksum;
     return WriteFrames(job);
 }
 

@@ -199,10 +199,7 @@ ExitCode RunRender(const Options& inOptions)
     Progress progress(ProgressSettings(inOptions, schedule));
     SayWhatIsLeftOut(input, schedule, inOptions, *writer);
 
-    PipelineJob job;
-    job.mClip = input.mClip.get();
-    job.mWriter = writer.get();
-    job.mRequest = RequestFor(*writer, inOptions, size);
+    PipelineJob job = JobFor(input, inOptions, size, *writer);
     job.mCount = schedule.mCount;
     job.mTimeOf = [&](std::int64_t inIndex)
     {
@@ -210,9 +207,6 @@ ExitCode RunRender(const Options& inOptions)
                                  : input.mTimeline.mFrameStart(schedule.mRange.mFirst + inIndex);
     };
     job.mNumberOf = [&](std::int64_t inIndex) { return schedule.mRange.mFirst + inIndex; };
-    job.mThreads = input.mHost->Threads();
-    job.mWindow = WindowOf(input, job.mRequest, writer->LaidOutBytes());
-    job.mPrintChecksums = inOptions.mChecksum;
     job.mProgress = &progress;
     return WriteFrames(job);
 }

@@ -65,17 +65,11 @@ ExitCode RunThumbnails(const Options& inOptions)
                                                   frames[static_cast<std::size_t>(inIndex)]);
                            });
 
-    PipelineJob job;
-    job.mClip = input.mClip.get();
-    job.mWriter = writer.get();
-    job.mRequest = RequestFor(*writer, inOptions, size);
+    PipelineJob job = JobFor(input, inOptions, size, *writer);
     job.mCount = output.mFrameCount;
     job.mTimeOf = [&](std::int64_t inIndex)
     { return input.mTimeline.mFrameStart(frames[static_cast<std::size_t>(inIndex)]); };
     job.mNumberOf = [&](std::int64_t inIndex) { return frames[static_cast<std::size_t>(inIndex)]; };
-    job.mThreads = input.mHost->Threads();
-    job.mWindow = WindowOf(input, job.mRequest, writer->LaidOutBytes());
-    job.mPrintChecksums = inOptions.mChecksum;
     return WriteFrames(job);
 }
 
