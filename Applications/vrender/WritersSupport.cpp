@@ -1,6 +1,7 @@
 #include "Applications/vrender/WritersSupport.h"
 
 #include "Applications/vrender/ExitCodes.h"
+#include "ReferenceHost/Session/LibraryMessages.h"
 
 extern "C"
 {
@@ -39,17 +40,14 @@ bool ComesFromReading(void* inContext)
 
 void KeepMessage(void* inContext, int inLevel, const char* inFormat, va_list inArguments)
 {
-    if (inLevel > AV_LOG_ERROR || ComesFromReading(inContext))
+    if (ComesFromReading(inContext))
     {
         return;
     }
     std::array<char, 1024> text{};
     int printPrefix = 1;
-    va_list copy;
-    va_copy(copy, inArguments);
-    av_log_format_line2(inContext, inLevel, inFormat, copy, text.data(), static_cast<int>(text.size()),
+    av_log_format_line2(inContext, inLevel, inFormat, inArguments, text.data(), static_cast<int>(text.size()),
                         &printPrefix);
-    va_end(copy);
     std::string line = text.data();
     // "[libx264 @ 0x55d0c2a0] text": the address means nothing to a reader.
     const std::size_t at = line.find(" @ 0x");
@@ -120,7 +118,7 @@ struct Md5Deleter
 
 void CatchFFmpegMessages()
 {
-    av_log_set_callback(KeepMessage);
+    Session::ListenToLibraries(KeepMessage);
 }
 
 std::string LastFFmpegError(int inStatus)

@@ -2,7 +2,8 @@
 
 #include <cstdarg>
 #include <cstdio>
-#include <mutex>
+
+#include "ReferenceHost/Media/LibraryLog.h"
 
 namespace Media
 {
@@ -16,10 +17,21 @@ std::string& LastLogLine()
     return line;
 }
 
-void KeepLogLine(void* inObject, int inLevel, const char* inFormat, va_list inArguments)
+// Media is written while it's read, and what an encoder says is no cause of a failure to read.
+bool ComesFromWriting(void* inObject)
 {
-    (void)inObject;
-    if (inLevel > AV_LOG_ERROR)
+    const AVClass* const kind = inObject ? *static_cast<const AVClass**>(inObject) : nullptr;
+    if (!kind)
+    {
+        return false;
+    }
+    const AVClassCategory category = kind->get_category ? kind->get_category(inObject) : kind->category;
+    return category == AV_CLASS_CATEGORY_ENCODER || category == AV_CLASS_CATEGORY_MUXER;
+}
+
+void KeepLogLine(void* inObject, int, const char* inFormat, va_list inArguments)
+{
+    if (ComesFromWriting(inObject))
     {
         return;
     }
@@ -47,8 +59,7 @@ void KeepLogLine(void* inObject, int inLevel, const char* inFormat, va_list inAr
 
 void CaptureLog()
 {
-    static std::once_flag sOnce;
-    std::call_once(sOnce, [] { av_log_set_callback(KeepLogLine); });
+    ListenToLibraries(KeepLogLine);
 }
 
 void ForgetLogLine()

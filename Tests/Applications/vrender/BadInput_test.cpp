@@ -273,3 +273,25 @@ TEST(BadInput, WithoutAnyFrameThereIsNoOutput)
     EXPECT_FALSE(FileExists(folder.File("out.mkv")));
     EXPECT_FALSE(FileExists(folder.File("out.mkv.part")));
 }
+
+// Reader and writer use the same libraries, and each wants to hear why it failed.
+TEST(BadInput, TheCauseOfADamagedFrameIsToldBesideAWriterOfMovies)
+{
+    const ScratchFolder folder;
+    std::string movie = ReadFile(MediaPath("png.mov"));
+    const std::string signature = "\x89PNG";
+    const std::size_t first = movie.find(signature);
+    ASSERT_NE(first, std::string::npos);
+    const std::size_t second = movie.find(signature, first + 1);
+    ASSERT_NE(second, std::string::npos);
+    movie.replace(second, 4, "xxxx");
+    WriteFile(folder.File("damaged.mov"), movie);
+    for (const char* output : {"null:", "out.mkv", "frame%03d.png"})
+    {
+        const std::string path = output == std::string("null:") ? output : folder.File(output);
+        const ChildResult result = RunTool({"render", folder.File("damaged.mov"), path, "--threads", "1"});
+        EXPECT_EQ(result.exitCode, 2) << result.Describe();
+        EXPECT_NE(result.err.find("(Invalid PNG signature"), std::string::npos)
+            << output << ": " << result.err;
+    }
+}
