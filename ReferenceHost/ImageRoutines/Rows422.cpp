@@ -39,43 +39,73 @@ void JoinBytes(const ComponentRows& inRows, std::int32_t inWidth, int inLumaPlac
     }
 }
 
-// Field i of a v210 group (four words of three) is U, Y, V, Y by turns.
-constexpr int kComponentOfField[4] = {1, 0, 2, 0};
+std::uint32_t LoadWord(const unsigned char* inGroup, int inWord)
+{
+    std::uint32_t word = 0;
+    std::memcpy(&word, inGroup + inWord * 4, 4);
+    return word;
+}
 
+std::uint16_t Field(std::uint32_t inWord, int inField)
+{
+    return static_cast<std::uint16_t>((inWord >> (inField * 10)) & 1023U);
+}
+
+// Groups of six pixels in four words: U Y V, Y U Y, V Y U, Y V Y.
 void SplitWords(const unsigned char* inRow, std::int32_t inWidth, const ComponentRows& outRows)
 {
-    std::uint16_t* next[3];
-    for (int i = 0; i < 3; ++i)
+    auto* luma = static_cast<std::uint16_t*>(outRows.c[0]);
+    auto* u = static_cast<std::uint16_t*>(outRows.c[1]);
+    auto* v = static_cast<std::uint16_t*>(outRows.c[2]);
+    for (std::int32_t group = 0; group < (inWidth + 5) / 6; ++group)
     {
-        next[i] = static_cast<std::uint16_t*>(outRows.c[i]);
-    }
-    const std::int32_t fields = (inWidth + 1) / 2 * 4;
-    for (std::int32_t field = 0; field < fields; field += 3)
-    {
-        std::uint32_t word = 0;
-        std::memcpy(&word, inRow + std::ptrdiff_t{field} / 3 * 4, 4);
-        for (std::int32_t i = field; i < std::min(field + 3, fields); ++i)
-        {
-            *next[kComponentOfField[i % 4]]++ = static_cast<std::uint16_t>(word & 1023U);
-            word >>= 10;
-        }
+        const std::uint32_t words[4] = {LoadWord(inRow, 0), LoadWord(inRow, 1), LoadWord(inRow, 2),
+                                        LoadWord(inRow, 3)};
+        u[0] = Field(words[0], 0);
+        luma[0] = Field(words[0], 1);
+        v[0] = Field(words[0], 2);
+        luma[1] = Field(words[1], 0);
+        u[1] = Field(words[1], 1);
+        luma[2] = Field(words[1], 2);
+        v[1] = Field(words[2], 0);
+        luma[3] = Field(words[2], 1);
+        u[2] = Field(words[2], 2);
+        luma[4] = Field(words[3], 0);
+        v[2] = Field(words[3], 1);
+        luma[5] = Field(words[3], 2);
+        inRow += 16;
+        luma += 6;
+        u += 3;
+        v += 3;
     }
 }
 
-void JoinWords(const ComponentRows& inRows, std::int32_t inWidth, unsigned char* outRow)
+void RepeatLast(void* ioRow, std::int32_t inCount, std::int32_t inWanted)
 {
-    const std::int32_t counts[3] = {inWidth, (inWidth + 1) / 2, (inWidth + 1) / 2};
-    std::int32_t next[3] = {0, 0, 0};
-    for (std::int32_t field = 0; field < (inWidth + 5) / 6 * 12; field += 3)
+    auto* row = static_cast<std::uint16_t*>(ioRow);
+    std::fill(row + inCount, row + std::max(inCount, inWanted), row[inCount - 1]);
+}
+
+void JoinWords(const ComponentRows& ioRows, std::int32_t inWidth, unsigned char* outRow)
+{
+    const std::int32_t groups = (inWidth + 5) / 6;
+    RepeatLast(ioRows.c[0], inWidth, groups * 6);
+    RepeatLast(ioRows.c[1], (inWidth + 1) / 2, groups * 3);
+    RepeatLast(ioRows.c[2], (inWidth + 1) / 2, groups * 3);
+    const auto* luma = static_cast<const std::uint16_t*>(ioRows.c[0]);
+    const auto* u = static_cast<const std::uint16_t*>(ioRows.c[1]);
+    const auto* v = static_cast<const std::uint16_t*>(ioRows.c[2]);
+    const auto word = [](std::uint32_t inFirst, std::uint32_t inSecond, std::uint32_t inThird)
+    { return inFirst | inSecond << 10 | inThird << 20; };
+    for (std::int32_t group = 0; group < groups; ++group)
     {
-        std::uint32_t word = 0;
-        for (std::int32_t i = 0; i < 3; ++i)
-        {
-            const int component = kComponentOfField[(field + i) % 4];
-            const std::int32_t at = std::min(next[component]++, counts[component] - 1);
-            word |= std::uint32_t{static_cast<const std::uint16_t*>(inRows.c[component])[at]} << (i * 10);
-        }
-        std::memcpy(outRow + std::ptrdiff_t{field} / 3 * 4, &word, 4);
+        const std::uint32_t words[4] = {word(u[0], luma[0], v[0]), word(luma[1], u[1], luma[2]),
+                                        word(v[1], luma[3], u[2]), word(luma[4], v[2], luma[5])};
+        std::memcpy(outRow, words, 16);
+        outRow += 16;
+        luma += 6;
+        u += 3;
+        v += 3;
     }
 }
 
@@ -91,14 +121,14 @@ void Split422Row(const Picture& inPicture, const unsigned char* inRow, const Com
     SplitBytes(inRow, inPicture.width, inPicture.storage == Storage::kUYVY ? 1 : 0, outRows);
 }
 
-void Join422Row(const Picture& inPicture, const ComponentRows& inRows, unsigned char* outRow)
+void Join422Row(const Picture& inPicture, const ComponentRows& ioRows, unsigned char* outRow)
 {
     if (inPicture.storage == Storage::kV210)
     {
-        JoinWords(inRows, inPicture.width, outRow);
+        JoinWords(ioRows, inPicture.width, outRow);
         return;
     }
-    JoinBytes(inRows, inPicture.width, inPicture.storage == Storage::kUYVY ? 1 : 0, outRow);
+    JoinBytes(ioRows, inPicture.width, inPicture.storage == Storage::kUYVY ? 1 : 0, outRow);
 }
 
 }
