@@ -1,5 +1,6 @@
 #include "ReferenceHost/Media/FFmpeg/FactsReader.h"
 
+#include <algorithm>
 #include <cmath>
 
 #include <fmt/format.h>
@@ -105,12 +106,19 @@ void ReadTimecode(const AVFormatContext& inContext, const AVStream& inStream, Fi
     ioFacts.isDropFrame = ioFacts.startTimecode.find(';') != std::string::npos;
 }
 
+bool HasTag(const FileFacts& inFacts, const std::string& inName)
+{
+    return std::any_of(inFacts.tags.begin(), inFacts.tags.end(),
+                       [&](const auto& inTag) { return inTag.first == inName; });
+}
+
 void ReadTags(const AVDictionary* inTags, FileFacts& ioFacts)
 {
     const AVDictionaryEntry* entry = nullptr;
     while ((entry = av_dict_get(inTags, "", entry, AV_DICT_IGNORE_SUFFIX)) != nullptr)
     {
-        ioFacts.tags.emplace_back(entry->key, entry->value);
+        const std::string name = entry->key;
+        ioFacts.tags.emplace_back(HasTag(ioFacts, name) ? "stream:" + name : name, entry->value);
     }
 }
 

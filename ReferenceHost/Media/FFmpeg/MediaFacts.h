@@ -105,6 +105,7 @@ struct FileFacts
     std::string startTimecode; // empty: none
     bool isDropFrame = false;
 
+    // Of the file, then of the stream; a name that both have stands as "stream:name" for the stream's.
     std::vector<std::pair<std::string, std::string>> tags;
     std::vector<std::string> notes; // what was found odd, one sentence each
 };

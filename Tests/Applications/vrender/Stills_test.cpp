@@ -211,6 +211,17 @@ TEST(Info, JsonIsReadByOthers)
     EXPECT_EQ(RunChild(python).out, "50 bt709 1\n");
 }
 
+TEST(Info, TagsOfFileAndStreamKeepTheirNamesApart)
+{
+    const ScratchFolder folder;
+    RunFFmpeg("-f lavfi -i testsrc2=size=64x64:rate=25:duration=0.2 -metadata title=whole "
+              "-metadata:s:v title=part " +
+              folder.File("in.mkv"));
+    const std::string json = RunTool({"info", "--json", folder.File("in.mkv")}).out;
+    EXPECT_NE(json.find("\"title\": \"whole\""), std::string::npos) << json;
+    EXPECT_NE(json.find("\"stream:title\": \"part\""), std::string::npos) << json;
+}
+
 TEST(Info, SaysHowHighDynamicRangeIsShown)
 {
     const ScratchFolder folder;
