@@ -266,7 +266,17 @@ TEST(FieldOperations, PlanarFrameOfTwoOrFourTimesTheLinesGivesItsFieldScaled)
             RenderParams(4, 3, kRenderQuality_Medium, kPixelFormat_VUYA_4444_8u_709), false);
         EXPECT_EQ(kFieldType_Progressive, result->GetFieldType());
         EXPECT_TRUE(TestSupport::IsFilledWith(result, {128, 128, 200, 255})) << height;
+        PixelFormat format;
+        result->GetPixelFormat(format);
+        EXPECT_EQ(kPixelFormat_VUYA_4444_8u_709, format) << "as asked for";
     }
+}
+
+TEST(FieldOperations, PackedFrameOfTwiceTheLinesKeepsThem)
+{
+    const MF::IVideoFrameRef frame = Lines(kBGRA, 8, 6, 100);
+    EXPECT_TRUE(frame == ML::DeinterlaceFrame(frame, kRenderQuality_Draft, true, Params(8, 3), false));
+    EXPECT_EQ((LineList{110, 110, 130, 130, 150, 150}), LinesOf(frame));
 }
 
 TEST(FieldOperations, PlanarFrameOfAnotherHeightIsDeinterlaced)

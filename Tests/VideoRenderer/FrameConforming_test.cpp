@@ -255,6 +255,8 @@ TEST(FrameConforming, ConformedFrameFollowsTheSourceAtNoMoreThanTheParamsDepth)
          kPixelFormat_BGRA_4444_16u},
         {kPixelFormat_YUV_420_MPEG2_Frame_10u_709, kPixelFormat_BGRA_4444_8u, kRenderQuality_High,
          kPixelFormat_VUYX_4444_8u_709},
+        {kPixelFormat_BGRA_4444_32f_Linear, kPixelFormat_BGRA_4444_32f, kRenderQuality_High,
+         kPixelFormat_BGRA_4444_32f_Linear},
         // No such format: the source's own depth stays.
         {kPixelFormat_V210_422_10u_709, kPixelFormat_BGRA_4444_16u, kRenderQuality_High,
          kPixelFormat_VUYX_4444_32f_709},
@@ -358,6 +360,18 @@ TEST(FrameConforming, FrozenOrForcedFrameIsCopiedByOneField)
     {
         EXPECT_EQ(0u, row % 2) << "a lower line wasn't copied";
     }
+}
+
+TEST(FrameConforming, CopyOfAFieldHasRenderSizeAndAFrameItselfItsOwn)
+{
+    const MF::IVideoFrameRef frame = NewFilledFrame(kPixelFormat_BGRA_4444_8u, 8, 6, {10, 20, 30, 40});
+    EXPECT_EQ((TVK::Rect{0, 0, 8, 6}),
+              BoundsOf(ML::MakeWriteableAtRenderSize(frame, RenderParams(16, 12), false, false)));
+    EXPECT_EQ((TVK::Rect{0, 0, 16, 12}),
+              BoundsOf(ML::MakeWriteableAtRenderSize(frame, RenderParams(16, 12), false, true)));
+    frame->Freeze();
+    EXPECT_EQ((TVK::Rect{0, 0, 16, 12}),
+              BoundsOf(ML::MakeWriteableAtRenderSize(frame, RenderParams(16, 12), false, false)));
 }
 
 TEST(FrameConforming, PlanarFrameIsCopiedToBeWritten)

@@ -274,6 +274,14 @@ TEST(IntrinsicDrawing, BestQualityComesOutInLinearLightWhateverWasAskedFor)
     }
 }
 
+TEST(IntrinsicDrawing, BestQualityFiltersLightOnBothSides)
+{
+    constexpr std::uint32_t kLinearCode = 0x908;
+    const MotionCall call = OnlyCall(Noise(kBGRA, 4, 2), kDefaults, RenderParams(8, 4, kRenderQuality_Max));
+    EXPECT_EQ(kLinearCode, call.mSource.format);
+    EXPECT_EQ(kLinearCode, call.mTarget.format);
+}
+
 TEST(IntrinsicDrawing, BestQualityMixesLightAndNotCodes)
 {
     NodeIntrinsicParameters half;

@@ -225,6 +225,7 @@ TEST(IntrinsicTargets, FrameIsNeverWritten)
     DrawOver(NewFilledFrame(kBGRA, 8, 4, {10, 20, 30, 255}), frame, half, RenderParams(8, 4));
     EXPECT_EQ(before, TestSupport::PixelBytes(frame));
     const MF::IVideoFrameRef overItself = DrawOver(frame, frame, half, RenderParams(8, 4));
+    ASSERT_TRUE(overItself);
     EXPECT_FALSE(overItself == frame);
     EXPECT_EQ(before, TestSupport::PixelBytes(frame)) << "a frame over itself must not be its own target";
 }
@@ -326,6 +327,9 @@ TEST(IntrinsicTargets, FieldOfAProgressiveFrameAtLowQualityIsProgressive)
     params.mFieldType = kFieldType_LowerFirst;
     params.mFieldToRender = 1;
     EXPECT_EQ(kFieldType_Progressive, DrawOnNothing(Noise(kBGRA, 3, 2), kDefaults, params)->GetFieldType());
+    params.mFieldToRender = 0;
+    EXPECT_EQ(kFieldType_LowerFirst, DrawOnNothing(Noise(kBGRA, 3, 2), kDefaults, params)->GetFieldType());
+    params.mFieldToRender = 1;
     params.mRenderQuality = kRenderQuality_Medium;
     EXPECT_EQ(kFieldType_LowerFirst, DrawOnNothing(Noise(kBGRA, 3, 2), kDefaults, params)->GetFieldType());
 }

@@ -94,9 +94,7 @@ norviktypes::FieldType FieldTypeOfTarget(const Drawing& inDrawing)
 void RecentreAnchor(const NodeIntrinsicParameters& inIntrinsics, std::int32_t inWidth, std::int32_t inHeight,
                     IR_MotionSettings& ioSettings)
 {
-    const bool hasSize = inIntrinsics.sourceWidth != 0 || inIntrinsics.sourceHeight != 0;
-    const bool differs = inIntrinsics.sourceWidth != inWidth || inIntrinsics.sourceHeight != inHeight;
-    if (!hasSize || !differs)
+    if (inIntrinsics.sourceWidth == 0 && inIntrinsics.sourceHeight == 0)
     {
         return;
     }
