@@ -141,6 +141,15 @@ TEST(Cutlist, SegmentWithoutANodeThrows)
     EXPECT_EQ(cutlist->GetSegmentCount(), 0u);
 }
 
+TEST(Cutlist, SegmentOfANodeThatIsStillBeingBuiltIsRefused)
+{
+    const ML::IMutableCutlistRef cutlist = ML::CreateMutableCutlist();
+    const TestSupport::FakeNodeRef node(new TestSupport::FakeNode());
+    EXPECT_EQ(ContractText([&] { cutlist->AddSegment(TickTime(0), TickTime(1), TickTime(0), node); }),
+              "!mMutable|Inc/RenderableNodeCommonImpl|ML::RenderableNodeCommonImpl::GetHashValue");
+    EXPECT_EQ(cutlist->GetSegmentCount(), 0u);
+}
+
 TEST(Cutlist, KeepsItsNodesAliveAndOneForEachHash)
 {
     ML::IMutableCutlistRef cutlist;
