@@ -183,7 +183,9 @@ ColourDescription ResolveColour(int inMatrix, int inPrimaries, int inTransfer, i
     if (inPrimaries == AVCOL_PRI_UNSPECIFIED || inPrimaries == AVCOL_PRI_RESERVED ||
         inPrimaries == AVCOL_PRI_RESERVED0)
     {
-        colour.primaries = colour.matrix == AVCOL_SPC_BT2020_NCL ? AVCOL_PRI_BT2020 : AVCOL_PRI_BT709;
+        const bool isWide = colour.matrix == AVCOL_SPC_BT2020_NCL || colour.matrix == AVCOL_SPC_BT2020_CL ||
+                            colour.matrix == AVCOL_SPC_ICTCP;
+        colour.primaries = isWide ? AVCOL_PRI_BT2020 : AVCOL_PRI_BT709;
     }
     if (inTransfer == AVCOL_TRC_UNSPECIFIED || inTransfer == AVCOL_TRC_RESERVED ||
         inTransfer == AVCOL_TRC_RESERVED0)

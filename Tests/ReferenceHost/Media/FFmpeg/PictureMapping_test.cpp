@@ -492,3 +492,18 @@ TEST(PictureMapping, TurnedPictureIsTheSameInPlanarFormats)
     // The upper right quarter was the upper left one: red.
     EXPECT_EQ(luma[kHeight - 1], 16 + std::lround(219 * 0.2126));
 }
+
+TEST(FactsReader, WidePrimariesFollowFromEachOfTheirMatrices)
+{
+    for (const AVColorSpace matrix : {AVCOL_SPC_BT2020_NCL, AVCOL_SPC_BT2020_CL, AVCOL_SPC_ICTCP})
+    {
+        const ColourDescription colour =
+            ResolveColour(matrix, AVCOL_PRI_UNSPECIFIED, AVCOL_TRC_SMPTE2084, AVCOL_RANGE_MPEG,
+                          AVCHROMA_LOC_LEFT, 2160, AV_PIX_FMT_YUV420P10LE);
+        EXPECT_EQ(colour.primaries, AVCOL_PRI_BT2020) << av_color_space_name(matrix);
+    }
+    EXPECT_EQ(ResolveColour(AVCOL_SPC_BT709, AVCOL_PRI_UNSPECIFIED, AVCOL_TRC_BT709, AVCOL_RANGE_MPEG,
+                            AVCHROMA_LOC_LEFT, 1080, AV_PIX_FMT_YUV420P)
+                  .primaries,
+              AVCOL_PRI_BT709);
+}
