@@ -9,10 +9,11 @@
 namespace ML
 {
 
-// inRenderParams  copied: size, format and field times of the render; requests keep the distance of the fields.
+// inRenderParams  copied: size, format and field times of the render; requests keep the fields' distance.
 // inProvider      the chain beneath the operator; may be empty.
 // inFrameTime     the frame time of the operator.
-// inTimeOffset    from the time of requests to the chain's: the negative of the offset at which the chain lies.
+// inTimeOffset    taken from the time of a request to get the chain's: the negative of the offset at which
+//                 the chain lies.
 SubTreeRenderRef CreateSubTreeRender(const CutlistRenderParams& inRenderParams,
                                      const IRenderableNodeProducerProviderRef& inProvider,
                                      const MF::FrameTime& inFrameTime,

@@ -100,7 +100,7 @@ private:
 
     bool mMutable = true;
     Segments mSegments;
-    // The node of each segment, held by mNodes: finding one by its hash takes longer than finding its segment.
+    // The node of each segment, held by mNodes: finding one by its hash costs as much as finding its segment.
     std::vector<MF::IRenderableNode*> mSegmentNodes;
     std::map<TVK::Guid, MF::IRenderableNodeRef, norvik::utility::GuidLessSigned> mNodes;
     TVK::Guid mHashValue;
@@ -280,8 +280,8 @@ std::int32_t MutableCutlist::GetRenderableNodeFromHashValue(const TVK::Guid& inH
     return TVK::kStatus_OK;
 }
 
-// The times of a render jump about, so that no branch of a search could be foreseen: each step chooses its half
-// by arithmetic.
+// The times of a render jump about, so that no branch of a search could be foreseen: each step chooses its
+// half by arithmetic.
 MutableCutlist::Segments::const_iterator MutableCutlist::SegmentAround(const TickTime& inTime) const
 {
     const Segment* first = mSegments.data();

@@ -1,7 +1,7 @@
 // Nodes that are what a test says, for graphs and cutlists without media.
 //
-// A fake answers from its public fields, which are set before Finalize, and remembers what it was asked. Users
-// link the library's objects.
+// A fake answers from its public fields, which are set before Finalize, and remembers what it was asked.
+// Users link the library's objects.
 //
 // Thread-safety: as nodes, but for what is remembered: one thread at a time.
 #pragma once
@@ -46,7 +46,7 @@ private:
 };
 using FakeNodeRef = TVK::InterfaceRef<FakeNode>;
 
-// A node that can be shown: it gives the same producer, still ranges and copyable stretches for all questions.
+// A node that can be shown: the same producer, still ranges and copyable stretches for all questions.
 class FakeProducerNode final : public TVK::Extends<FakeNode, ML::IRenderableNodeProducerProvider>
 {
 public:
