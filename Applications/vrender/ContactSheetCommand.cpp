@@ -2,6 +2,7 @@
 #include "Applications/vrender/Commands.h"
 #include "Applications/vrender/Console.h"
 #include "Applications/vrender/StillsSelection.h"
+#include "Applications/vrender/WorkerThreads.h"
 #include "ReferenceHost/Session/Pictures.h"
 #include "VF/VideoFrame.h"
 
@@ -11,8 +12,6 @@
 #include <atomic>
 #include <exception>
 #include <mutex>
-#include <system_error>
-#include <thread>
 #include <utility>
 
 namespace vrender
@@ -133,25 +132,9 @@ private:
 
 std::int64_t SheetPainter::Paint()
 {
-    std::vector<std::thread> workers;
     const auto inFlight = static_cast<std::size_t>(WindowOf(mInput, mRequest, 0));
     const std::size_t count = std::min({std::size_t{mInput.mHost->Threads()}, inFlight, mFrames.size()});
-    try
-    {
-        for (std::size_t i = 1; i < count; ++i)
-        {
-            workers.emplace_back([this] { Work(); });
-        }
-    }
-    catch (const std::system_error&)
-    {
-        // No more threads to be had: those that are there do the work.
-    }
-    Work();
-    for (std::thread& worker : workers)
-    {
-        worker.join();
-    }
+    RunOnThreads(count, [this] { Work(); });
     if (mCause)
     {
         std::rethrow_exception(mCause);

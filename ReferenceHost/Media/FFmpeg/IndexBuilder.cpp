@@ -6,6 +6,8 @@
 
 #include <fmt/format.h>
 
+#include "ReferenceHost/Media/FFmpeg/OrdinalSet.h"
+
 namespace Media
 {
 
@@ -169,12 +171,12 @@ void IndexBuilder::CheckJoint(PacketTable& ioPackets, std::uint32_t inFirst)
     {
         return;
     }
+    const OrdinalSet seen(decoded);
     for (std::uint32_t ordinal = from; ordinal < std::min(ioPackets.Count(), key + kLeadingPictures);
          ++ordinal)
     {
         PacketRecord& packet = ioPackets[ordinal];
-        if (packet.pts >= begin && packet.pts < end &&
-            std::find(decoded.begin(), decoded.end(), ordinal) == decoded.end())
+        if (packet.pts >= begin && packet.pts < end && !seen.Contains(ordinal))
         {
             packet.yieldsNoFrame = true;
         }
@@ -309,10 +311,10 @@ void IndexBuilder::CheckHead(PacketTable& ioPackets)
     {
         return;
     }
+    const OrdinalSet seen(decoded);
     for (const std::uint32_t ordinal : doubtful)
     {
-        ioPackets[ordinal].yieldsNoFrame =
-            std::find(decoded.begin(), decoded.end(), ordinal) == decoded.end();
+        ioPackets[ordinal].yieldsNoFrame = !seen.Contains(ordinal);
     }
 }
 
@@ -329,11 +331,12 @@ void IndexBuilder::CheckTail(PacketTable& ioPackets)
     {
         return;
     }
+    const OrdinalSet seen(decoded);
     for (std::uint32_t ordinal = key; ordinal < ioPackets.Count(); ++ordinal)
     {
         // Pictures shown before the key need what was decoded before it, and aren't at the torn end.
         const bool isLeading = ioPackets[ordinal].pts < ioPackets[key].pts;
-        if (!isLeading && std::find(decoded.begin(), decoded.end(), ordinal) == decoded.end())
+        if (!isLeading && !seen.Contains(ordinal))
         {
             ioPackets[ordinal].yieldsNoFrame = true;
         }
