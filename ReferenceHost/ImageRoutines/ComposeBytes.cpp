@@ -323,7 +323,12 @@ HWY_INLINE Halves StraightHalves(PixelVector inPixels)
     }
     else
     {
-        const FloatVector factor = Inverse(65280.0F, ToFloat(AlphaOf(inPixels)));
+        const PixelVector alpha = AlphaOf(inPixels);
+        if (hn::AllTrue(Pixels(), hn::Eq(alpha, Same(255))))
+        {
+            return Split(inPixels); // what the quotients come to
+        }
+        const FloatVector factor = Inverse(65280.0F, ToFloat(alpha));
         const PixelVector third = DividedPlace<2>(inPixels, factor);
         return {AsWords(hn::Or(DividedPlace<0>(inPixels, factor), hn::ShiftLeft<16>(third))),
                 AsWords(DividedPlace<1>(inPixels, factor))};
@@ -349,6 +354,40 @@ HWY_INLINE PixelVector InLinearLight(const Row& inRow, PixelVector inSource, Wor
     return WithAlpha(inRow, Join(code), weighed.alpha);
 }
 
+// On pixels whose alpha is whole, and those are nearly all that there are, nothing has to be divided.
+template <typename OnSolid, typename OnAny>
+HWY_INLINE PixelVector BySolidity(PixelVector inTarget, OnSolid inOnSolid, OnAny inOnAny)
+{
+    const Pixels d;
+    const auto isSolid = hn::Eq(AlphaOf(inTarget), Same(255));
+    if (hn::AllTrue(d, isSolid))
+    {
+        return inOnSolid();
+    }
+    if (hn::AllFalse(d, isSolid))
+    {
+        return inOnAny();
+    }
+    return hn::IfThenElse(isSolid, inOnSolid(), inOnAny());
+}
+
+template <bool kHasBlack>
+HWY_INLINE PixelVector PremultipliedOnMaybeSolid(const Row& inRow, PixelVector inSource, WordVector inShare,
+                                                 PixelVector inTarget)
+{
+    return BySolidity(
+        inTarget, [&] { return PremultipliedOnWhole<kHasBlack>(inRow, inSource, inShare, inTarget); },
+        [&] { return PremultipliedOnStraight(inRow, inSource, inShare, inTarget); });
+}
+
+HWY_INLINE PixelVector StraightOnMaybeSolid(const Row& inRow, PixelVector inSource, WordVector inShare,
+                                            PixelVector inTarget)
+{
+    return BySolidity(
+        inTarget, [&] { return StraightOnWhole(inSource, inShare, inTarget); },
+        [&] { return StraightOnStraight(inRow, inSource, inShare, inTarget); });
+}
+
 enum class Way
 {
     kStraightOnWhole,
@@ -356,6 +395,7 @@ enum class Way
     kPremultipliedOnWholeWithBlack,
     kStraightOnStraight,
     kPremultipliedOnStraight,
+    kPremultipliedOnStraightWithBlack,
     kLinear,
     kLinearFromPremultiplied,
     kLinearToPremultiplied,
@@ -371,8 +411,11 @@ HWY_INLINE PixelVector Laid(const Row& inRow, PixelVector inSource, WordVector i
     case Way::kPremultipliedOnWhole: return PremultipliedOnWhole<false>(inRow, inSource, inShare, inTarget);
     case Way::kPremultipliedOnWholeWithBlack:
         return PremultipliedOnWhole<true>(inRow, inSource, inShare, inTarget);
-    case Way::kStraightOnStraight: return StraightOnStraight(inRow, inSource, inShare, inTarget);
-    case Way::kPremultipliedOnStraight: return PremultipliedOnStraight(inRow, inSource, inShare, inTarget);
+    case Way::kStraightOnStraight: return StraightOnMaybeSolid(inRow, inSource, inShare, inTarget);
+    case Way::kPremultipliedOnStraight:
+        return PremultipliedOnMaybeSolid<false>(inRow, inSource, inShare, inTarget);
+    case Way::kPremultipliedOnStraightWithBlack:
+        return PremultipliedOnMaybeSolid<true>(inRow, inSource, inShare, inTarget);
     case Way::kLinear: return InLinearLight<false, false>(inRow, inSource, inShare, inTarget);
     case Way::kLinearFromPremultiplied: return InLinearLight<true, false>(inRow, inSource, inShare, inTarget);
     case Way::kLinearToPremultiplied: return InLinearLight<false, true>(inRow, inSource, inShare, inTarget);
@@ -452,11 +495,14 @@ void ComposeRow(const ByteLayers& inLayers, const std::uint8_t* inSource, const 
     static constexpr decltype(&LayRow<Way::kLinear>) kOnWhole[2][2] = {
         {LayRow<Way::kStraightOnWhole>, LayRow<Way::kStraightOnWhole>},
         {LayRow<Way::kPremultipliedOnWhole>, LayRow<Way::kPremultipliedOnWholeWithBlack>}};
+    static constexpr decltype(&LayRow<Way::kLinear>) kOnStraight[2][2] = {
+        {LayRow<Way::kStraightOnStraight>, LayRow<Way::kStraightOnStraight>},
+        {LayRow<Way::kPremultipliedOnStraight>, LayRow<Way::kPremultipliedOnStraightWithBlack>}};
     const bool isFrom = inLayers.sourceIsPremultiplied;
-    const auto lay = inLayers.isLinear            ? kLinear[isFrom][inLayers.targetIsPremultiplied]
-                     : !inLayers.targetIsStraight ? kOnWhole[isFrom][inLayers.black != 0]
-                     : isFrom                     ? LayRow<Way::kPremultipliedOnStraight>
-                                                  : LayRow<Way::kStraightOnStraight>;
+    const bool hasBlack = inLayers.black != 0;
+    const auto lay = inLayers.isLinear           ? kLinear[isFrom][inLayers.targetIsPremultiplied]
+                     : inLayers.targetIsStraight ? kOnStraight[isFrom][hasBlack]
+                                                 : kOnWhole[isFrom][hasBlack];
     lay(inLayers, inSource, inCoverage, ioTarget, inCount);
 }
 

@@ -48,6 +48,7 @@ struct ByteMix
     bool isStraight;                // all of them and the target: colour counts by alpha
     std::uint32_t black;            // of straight pixels: what a clear one becomes
     std::uint32_t targetSet;        // bits that are set in every result, the alpha of an opaque target
+    bool isStreamed = false;        // past the caches where addresses allow it: hwy::FlushStream must follow
 };
 
 // inRows: addresses of the rows. inBytes: of a row; whole pixels if straight. outTarget may be one of the rows.

@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <cstring>
+#include <vector>
 
 #include "ReferenceHost/ImageRoutines/ComposeBytes.h"
 
@@ -145,8 +146,9 @@ public:
 
     Pixel4 Result() const
     {
+        const bool isWhole = !mLayers.targetIsStraight || AlphaOf(mTarget) == 255;
         Pixel4 result = mLayers.isLinear                ? InLinearLight()
-                        : mLayers.targetIsStraight      ? OnStraight()
+                        : !isWhole                      ? OnStraight()
                         : mLayers.sourceIsPremultiplied ? PremultipliedOnWhole()
                                                         : StraightOnWhole();
         if (!mLayers.targetIsStraight && !mLayers.targetIsPremultiplied)
@@ -263,34 +265,49 @@ private:
     std::uint32_t mShare;
 };
 
+// The shares that alphas give rows, of 65535.
+std::vector<std::uint32_t> SharesByAlpha(const ByteMix& inMix, const std::vector<float>& inParts,
+                                         float inWhole)
+{
+    const float inverse = inWhole == 0.0F ? 0.0F : 65535.0F / inWhole;
+    std::vector<std::uint32_t> shares(inMix.count);
+    for (std::size_t row = 0; row < inMix.count; ++row)
+    {
+        shares[row] = static_cast<std::uint32_t>(inParts[row] * inverse + 0.5F);
+    }
+    if (inMix.count == 2)
+    {
+        shares[0] = kAll - shares[1];
+    }
+    return shares;
+}
+
 void MixStraightPixel(const ByteMix& inMix, const std::uint8_t* const* inRows, std::size_t inAt,
                       std::uint8_t* outPixel)
 {
-    const auto alphaOf = [&](std::size_t inRow)
-    { return inRows[inRow][inAt + kAlpha] | (inMix.alwaysSet[inRow] >> 24); };
+    std::vector<float> parts(inMix.count);
     float whole = 0.0F;
     for (std::size_t row = 0; row < inMix.count; ++row)
     {
-        whole += static_cast<float>(static_cast<std::int32_t>(alphaOf(row) * inMix.shares[row]));
+        const std::uint32_t alpha = inRows[row][inAt + kAlpha] | (inMix.alwaysSet[row] >> 24);
+        parts[row] = static_cast<float>(static_cast<std::int32_t>(alpha * inMix.shares[row]));
+        whole += parts[row];
     }
-    const float inverse = whole == 0.0F ? 0.0F : 65535.0F / whole;
-    const float code = std::min(whole * (1.0F / 65535.0F), 255.0F) + 0.5F;
+    const std::vector<std::uint32_t> shares = SharesByAlpha(inMix, parts, whole);
     Pixel4 sum = {};
     for (std::size_t row = 0; row < inMix.count; ++row)
     {
-        const float part = static_cast<float>(static_cast<std::int32_t>(alphaOf(row) * inMix.shares[row]));
-        const auto share = static_cast<std::uint32_t>(part * inverse + 0.5F);
         const Pixel4 pixel = Load(inRows[row] + inAt);
         for (int i = 0; i < kAlpha; ++i)
         {
-            sum.c[i] = Limited(sum.c[i] + High(pixel.c[i], share));
+            sum.c[i] = Limited(sum.c[i] + High(pixel.c[i], shares[row]));
         }
     }
+    const float code = std::min(whole * (1.0F / 65535.0F), 255.0F) + 0.5F;
     const auto alpha = static_cast<std::uint32_t>(code);
-    const auto half = static_cast<std::uint32_t>(inMix.count / 2);
     for (int i = 0; i < kAlpha; ++i)
     {
-        sum.c[i] = Limited(sum.c[i] + half);
+        sum.c[i] = Limited(sum.c[i] + static_cast<std::uint32_t>(inMix.count / 2));
     }
     sum = alpha == 0 ? Split(inMix.black) : sum;
     sum.c[kAlpha] = alpha << 8;

@@ -1,6 +1,7 @@
 #include "ReferenceHost/ImageRoutines/ComposeFloats.h"
 
 #include <algorithm>
+#include <cstdint>
 
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "ReferenceHost/ImageRoutines/ComposeFloats.cpp"
@@ -47,6 +48,11 @@ HWY_INLINE Values Load(const float* inPixels)
 HWY_INLINE void Store(const Values& inValues, float* outPixels)
 {
     std::copy_n(inValues.c, 4, outPixels);
+}
+
+HWY_INLINE void Stream(const Values& inValues, float* outPixels)
+{
+    Store(inValues, outPixels);
 }
 
 HWY_INLINE Values Plus(const Values& inOne, const Values& inOther)
@@ -103,6 +109,11 @@ HWY_INLINE Values Load(const float* inPixels)
 HWY_INLINE void Store(Values inValues, float* outPixels)
 {
     hn::StoreU(inValues, Floats(), outPixels);
+}
+
+HWY_INLINE void Stream(Values inValues, float* outPixels)
+{
+    hn::Stream(inValues, Floats(), outPixels);
 }
 
 HWY_INLINE Values Plus(Values inOne, Values inOther)
@@ -224,8 +235,7 @@ HWY_INLINE Values LoadOpaque(const FloatMix& inMix, std::size_t inRow, const flo
 }
 
 template <std::size_t kCount>
-HWY_INLINE void MixPlain(const FloatMix& inMix, const float* const* inRows, std::size_t inAt,
-                         float* outPixels)
+HWY_INLINE Values PlainSum(const FloatMix& inMix, const float* const* inRows, std::size_t inAt)
 {
     const std::size_t count = kCount == 0 ? inMix.count : kCount;
     Values sum = All(0.0F);
@@ -234,12 +244,11 @@ HWY_INLINE void MixPlain(const FloatMix& inMix, const float* const* inRows, std:
         const Values pixels = LoadOpaque(inMix, row, inRows[row] + inAt);
         sum = Plus(sum, Times(pixels, All(inMix.weights[row])));
     }
-    Store(inMix.isOpaque ? WithAlpha(sum, All(1.0F)) : sum, outPixels);
+    return inMix.isOpaque ? WithAlpha(sum, All(1.0F)) : sum;
 }
 
 template <std::size_t kCount>
-HWY_INLINE void MixStraight(const FloatMix& inMix, const float* const* inRows, std::size_t inAt,
-                            float* outPixels)
+HWY_INLINE Values StraightSum(const FloatMix& inMix, const float* const* inRows, std::size_t inAt)
 {
     const std::size_t count = kCount == 0 ? inMix.count : kCount;
     Values sum = All(0.0F);
@@ -251,15 +260,7 @@ HWY_INLINE void MixStraight(const FloatMix& inMix, const float* const* inRows, s
         sum = Plus(sum, Times(pixels, share));
         whole = Plus(whole, share);
     }
-    Store(WithAlpha(Ratio(sum, whole), whole), outPixels);
-}
-
-template <std::size_t kCount>
-HWY_INLINE void MixPixels(const FloatMix& inMix, const float* const* inRows, std::size_t inAt,
-                          float* outPixels)
-{
-    inMix.isStraight ? MixStraight<kCount>(inMix, inRows, inAt, outPixels)
-                     : MixPlain<kCount>(inMix, inRows, inAt, outPixels);
+    return WithAlpha(Ratio(sum, whole), whole);
 }
 
 // What is left of a row, a pixel at a time.
@@ -285,18 +286,28 @@ void MixRest(const FloatMix& inMix, const float* const* inRows, std::size_t inAt
     outPixel[3] = inMix.isOpaque ? 1.0F : whole;
 }
 
-void MixRow(const FloatMix& inMix, const float* const* inRows, float* outTarget, std::size_t inCount)
+// The pixels of whole vectors; how many there were.
+template <std::size_t kCount>
+std::size_t MixWholeVectors(const FloatMix& inMix, const float* const* inRows, float* outTarget,
+                            std::size_t inCount)
 {
     const std::size_t step = PixelsAtOnce();
+    const bool isStreamed =
+        inMix.isStreamed && reinterpret_cast<std::uintptr_t>(outTarget) % (step * 16) == 0;
     std::size_t x = 0;
-    for (; x + step <= inCount && inMix.count == 2; x += step)
-    {
-        MixPixels<2>(inMix, inRows, x * 4, outTarget + x * 4);
-    }
     for (; x + step <= inCount; x += step)
     {
-        MixPixels<0>(inMix, inRows, x * 4, outTarget + x * 4);
+        const Values sum = inMix.isStraight ? StraightSum<kCount>(inMix, inRows, x * 4)
+                                            : PlainSum<kCount>(inMix, inRows, x * 4);
+        isStreamed ? Stream(sum, outTarget + x * 4) : Store(sum, outTarget + x * 4);
     }
+    return x;
+}
+
+void MixRow(const FloatMix& inMix, const float* const* inRows, float* outTarget, std::size_t inCount)
+{
+    std::size_t x = inMix.count == 2 ? MixWholeVectors<2>(inMix, inRows, outTarget, inCount)
+                                     : MixWholeVectors<0>(inMix, inRows, outTarget, inCount);
     for (; x < inCount; ++x)
     {
         MixRest(inMix, inRows, x * 4, outTarget + x * 4);

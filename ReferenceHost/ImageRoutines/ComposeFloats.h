@@ -27,9 +27,10 @@ struct FloatMix
 {
     std::size_t count; // of rows
     const float* weights;
-    const bool* areOpaque; // for each row: its alpha is not read
-    bool isStraight;       // all of them and the target: colour counts by alpha
-    bool isOpaque;         // the target
+    const bool* areOpaque;   // for each row: its alpha is not read
+    bool isStraight;         // all of them and the target: colour counts by alpha
+    bool isOpaque;           // the target
+    bool isStreamed = false; // past the caches where addresses allow it: hwy::FlushStream must follow
 };
 
 // inRows: addresses of the rows. inCount: of pixels. outTarget may be one of the rows.

@@ -107,43 +107,79 @@ struct Plain
     }
 };
 
-template <std::size_t kCount>
-struct Straight
+HWY_INLINE WordVector SpreadWord(PixelVector inWords)
+{
+    return hn::BitCast(Words(), hn::Or(inWords, hn::ShiftLeft<16>(inWords)));
+}
+
+HWY_INLINE FloatVector InverseOf(FloatVector inWhole)
+{
+    const auto isNothing = hn::Eq(inWhole, hn::Zero(Floats()));
+    return hn::IfThenElse(isNothing, hn::Zero(Floats()), hn::Div(Float(65535.0F), inWhole));
+}
+
+HWY_INLINE PixelVector WithAlpha(const ByteMix& inMix, PixelVector inColour, FloatVector inWhole)
+{
+    const Pixels d;
+    const PixelVector alpha = ToNumber(hn::Min(hn::Mul(inWhole, Float(1.0F / 65535.0F)), Float(255.0F)));
+    const PixelVector seen = hn::Or(hn::And(inColour, hn::Set(d, ~kAlphaMask)), hn::ShiftLeft<24>(alpha));
+    return hn::IfThenElse(hn::Eq(alpha, hn::Zero(d)), hn::Set(d, inMix.black), seen);
+}
+
+struct StraightOfMany
 {
     static HWY_INLINE PixelVector Mixed(const ByteMix& inMix, const std::uint8_t* const* inRows,
                                         std::size_t inAt)
     {
-        const std::size_t count = kCount == 0 ? inMix.count : kCount;
         FloatVector whole = hn::Zero(Floats());
-        for (std::size_t row = 0; row < count; ++row)
+        for (std::size_t row = 0; row < inMix.count; ++row)
         {
             const PixelVector pixels = LoadSet(inMix, row, inRows, inAt);
             whole = hn::Add(whole, WeighedAlpha(pixels, inMix.shares[row]));
         }
-        const auto isNothing = hn::Eq(whole, hn::Zero(Floats()));
-        const FloatVector inverse =
-            hn::IfThenElse(isNothing, hn::Zero(Floats()), hn::Div(Float(65535.0F), whole));
+        const FloatVector inverse = InverseOf(whole);
         Halves sum = {hn::Zero(Words()), hn::Zero(Words())};
-        for (std::size_t row = 0; row < count; ++row)
+        for (std::size_t row = 0; row < inMix.count; ++row)
         {
             const PixelVector pixels = LoadSet(inMix, row, inRows, inAt);
             const PixelVector share = ToNumber(hn::Mul(WeighedAlpha(pixels, inMix.shares[row]), inverse));
-            AddShare(sum, pixels, hn::BitCast(Words(), hn::Or(share, hn::ShiftLeft<16>(share))));
+            AddShare(sum, pixels, SpreadWord(share));
         }
-        return WithAlpha(inMix, Rounded(sum, count),
-                         ToNumber(hn::Min(hn::Mul(whole, Float(1.0F / 65535.0F)), Float(255.0F))));
-    }
-
-    static HWY_INLINE PixelVector WithAlpha(const ByteMix& inMix, PixelVector inColour, PixelVector inAlpha)
-    {
-        const Pixels d;
-        const PixelVector seen =
-            hn::Or(hn::And(inColour, hn::Set(d, ~kAlphaMask)), hn::ShiftLeft<24>(inAlpha));
-        return hn::IfThenElse(hn::Eq(inAlpha, hn::Zero(d)), hn::Set(d, inMix.black), seen);
+        return WithAlpha(inMix, Rounded(sum, inMix.count), whole);
     }
 };
 
-template <typename Way>
+struct StraightOfTwo
+{
+    // Where both alphas are whole, and those are nearly all that there are, the shares are those that are told.
+    static HWY_INLINE PixelVector Mixed(const ByteMix& inMix, const std::uint8_t* const* inRows,
+                                        std::size_t inAt)
+    {
+        const Pixels d;
+        const PixelVector first = LoadSet(inMix, 0, inRows, inAt);
+        const PixelVector second = LoadSet(inMix, 1, inRows, inAt);
+        const bool areShares = inMix.shares[0] + inMix.shares[1] == 65535;
+        const PixelVector alphas = hn::And(hn::And(first, second), hn::Set(d, kAlphaMask));
+        if (areShares && hn::AllTrue(d, hn::Eq(alphas, hn::Set(d, kAlphaMask))))
+        {
+            return Sum(first, second, Word(inMix.shares[1]));
+        }
+        const FloatVector part = WeighedAlpha(second, inMix.shares[1]);
+        const FloatVector whole = hn::Add(WeighedAlpha(first, inMix.shares[0]), part);
+        const PixelVector share = ToNumber(hn::Mul(part, InverseOf(whole)));
+        return WithAlpha(inMix, Sum(first, second, SpreadWord(share)), whole);
+    }
+
+    static HWY_INLINE PixelVector Sum(PixelVector inFirst, PixelVector inSecond, WordVector inShareOfSecond)
+    {
+        Halves sum = {hn::Zero(Words()), hn::Zero(Words())};
+        AddShare(sum, inFirst, hn::Not(inShareOfSecond));
+        AddShare(sum, inSecond, inShareOfSecond);
+        return Rounded(sum, 2);
+    }
+};
+
+template <typename Way, bool kIsStreamed>
 void MixWholeVectors(const ByteMix& inMix, const std::uint8_t* const* inRows, std::uint8_t* outTarget,
                      std::size_t inBytes)
 {
@@ -152,16 +188,33 @@ void MixWholeVectors(const ByteMix& inMix, const std::uint8_t* const* inRows, st
     for (std::size_t at = 0; at + step <= inBytes; at += step)
     {
         const PixelVector mixed = hn::Or(Way::Mixed(inMix, inRows, at), hn::Set(d, inMix.targetSet));
-        hn::StoreU(mixed, d, reinterpret_cast<std::uint32_t*>(outTarget + at));
+        auto* place = reinterpret_cast<std::uint32_t*>(outTarget + at);
+        if constexpr (kIsStreamed)
+        {
+            hn::Stream(mixed, d, place);
+        }
+        else
+        {
+            hn::StoreU(mixed, d, place);
+        }
     }
+}
+
+template <typename Way>
+void MixRowBy(const ByteMix& inMix, const std::uint8_t* const* inRows, std::uint8_t* outTarget,
+              std::size_t inBytes)
+{
+    const bool isAligned = reinterpret_cast<std::uintptr_t>(outTarget) % (hn::Lanes(Pixels()) * 4) == 0;
+    const auto mix = inMix.isStreamed && isAligned ? MixWholeVectors<Way, true> : MixWholeVectors<Way, false>;
+    mix(inMix, inRows, outTarget, inBytes);
 }
 
 void MixRow(const ByteMix& inMix, const std::uint8_t* const* inRows, std::uint8_t* outTarget,
             std::size_t inBytes)
 {
     const auto mix = inMix.isStraight
-                         ? (inMix.count == 2 ? MixWholeVectors<Straight<2>> : MixWholeVectors<Straight<0>>)
-                         : (inMix.count == 2 ? MixWholeVectors<Plain<2>> : MixWholeVectors<Plain<0>>);
+                         ? (inMix.count == 2 ? MixRowBy<StraightOfTwo> : MixRowBy<StraightOfMany>)
+                         : (inMix.count == 2 ? MixRowBy<Plain<2>> : MixRowBy<Plain<0>>);
     mix(inMix, inRows, outTarget, inBytes);
 }
 
