@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <initializer_list>
+
 namespace
 {
 
@@ -73,10 +75,21 @@ std::string Refusal(const Function& inFunction)
     return std::string();
 }
 
-void ExpectRange(const FrameRange& inRange, std::int64_t inFirst, std::int64_t inEnd)
+struct RangeCase
 {
-    EXPECT_EQ(inRange.mFirst, inFirst);
-    EXPECT_EQ(inRange.mEnd, inEnd);
+    const char* mText;
+    std::int64_t mFirst;
+    std::int64_t mEnd;
+};
+
+void ExpectRanges(const Timeline& inTimeline, std::initializer_list<RangeCase> inCases)
+{
+    for (const RangeCase& each : inCases)
+    {
+        const FrameRange range = Range(each.mText, inTimeline);
+        EXPECT_EQ(range.mFirst, each.mFirst) << each.mText;
+        EXPECT_EQ(range.mEnd, each.mEnd) << each.mText;
+    }
 }
 
 } // namespace
@@ -177,29 +190,28 @@ TEST(TimeExpression, TimesPastTheEndAreRefused)
 TEST(TimeExpression, RangeIsHalfOpen)
 {
     const Timeline timeline = Grid(25, 1, 100);
-    ExpectRange(Range("10:20", timeline), 10, 20);
-    ExpectRange(Range("start:end", timeline), 0, 100);
-    ExpectRange(Range("99:100", timeline), 99, 100);
-    ExpectRange(Range(":20", timeline), 0, 20);
-    ExpectRange(Range("20:", timeline), 20, 100);
-    ExpectRange(Range(":", timeline), 0, 100);
-    ExpectRange(Range("1s:2s", timeline), 25, 50);
-    // A frame that is still shown before B belongs to the range.
-    ExpectRange(Range("0.5s:1.01s", timeline), 12, 26);
-    ExpectRange(Range("3s:4s", timeline), 75, 100);
+    ExpectRanges(timeline, {{"10:20", 10, 20},
+                            {"start:end", 0, 100},
+                            {"99:100", 99, 100},
+                            {":20", 0, 20},
+                            {"20:", 20, 100},
+                            {":", 0, 100},
+                            {"1s:2s", 25, 50},
+                            {"0.5s:1.01s", 12, 26}, // a frame that is still shown before B belongs to it
+                            {"3s:4s", 75, 100}});
 }
 
 TEST(TimeExpression, RangeIsCutAtTheOneColonThatFits)
 {
     const Timeline timeline = Grid(25, 1, 1000);
-    ExpectRange(Range("00:00:01:00:00:00:02:00", timeline), 25, 50);
-    ExpectRange(Range("00:00:01:00:end", timeline), 25, 1000);
-    ExpectRange(Range("start:00:00:01:00", timeline), 0, 25);
-    ExpectRange(Range("#10:00:00:01:00", timeline), 10, 25);
-    ExpectRange(Range("00:00:01:00:#100", timeline), 25, 100);
-    ExpectRange(Range("00:00:01:00:2.5s", timeline), 25, 63);
-    ExpectRange(Range(":00:00:01:00", timeline), 0, 25);
-    ExpectRange(Range("00:00:01:00:", timeline), 25, 1000);
+    ExpectRanges(timeline, {{"00:00:01:00:00:00:02:00", 25, 50},
+                            {"00:00:01:00:end", 25, 1000},
+                            {"start:00:00:01:00", 0, 25},
+                            {"#10:00:00:01:00", 10, 25},
+                            {"00:00:01:00:#100", 25, 100},
+                            {"00:00:01:00:2.5s", 25, 63},
+                            {":00:00:01:00", 0, 25},
+                            {"00:00:01:00:", 25, 1000}});
 }
 
 TEST(TimeExpression, RangeThatCanBeReadTwiceIsRefused)
@@ -224,9 +236,7 @@ TEST(TimeExpression, OffTheGridFramesAreFoundByTheirTimes)
     EXPECT_EQ(Frame("1s", timeline), 1);
     EXPECT_EQ(Frame("3.99s", timeline), 1);
     EXPECT_EQ(Frame("end", timeline), 2);
-    ExpectRange(Range("1:end", timeline), 1, 3);
-    ExpectRange(Range("1s:4s", timeline), 1, 2);
-    ExpectRange(Range("1s:4.5s", timeline), 1, 3);
+    ExpectRanges(timeline, {{"1:end", 1, 3}, {"1s:4s", 1, 2}, {"1s:4.5s", 1, 3}});
     EXPECT_EQ(Range("1:2", timeline).mStart, TickTime::FromSeconds(1));
     EXPECT_EQ(Range("1:2", timeline).mStop, TickTime::FromSeconds(4));
 }
@@ -236,8 +246,7 @@ TEST(TimeExpression, WithoutAnEndOnlyARangeHasOne)
     Timeline timeline = Grid(25, 1, 100);
     timeline.mFrameCount = -1;
     timeline.mFrameAt = [](TickTime inTime) { return inTime.ToFrame64(FrameRate::FromRational(25, 1)); };
-    ExpectRange(Range("0:1000", timeline), 0, 1000);
-    ExpectRange(Range("1s:00:00:02:00", timeline), 25, 50);
+    ExpectRanges(timeline, {{"0:1000", 0, 1000}, {"1s:00:00:02:00", 25, 50}});
     EXPECT_NE(Refusal([&] { Range("0:end", timeline); }), "");
     EXPECT_NE(Refusal([&] { Frame("end", timeline); }), "");
     EXPECT_NE(Refusal([&] { RangeOrWhole("--range", "", timeline); }).find("has no end"), std::string::npos);
