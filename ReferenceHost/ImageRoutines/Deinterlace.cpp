@@ -29,8 +29,8 @@ void TakeSource(const Picture& inWhole, bool inIsLower, FieldPair& ioPair)
     ioPair.sharesChroma = SharesChroma(inWhole);
     if (ioPair.sharesChroma)
     {
-        ioPair.source.chromaRows =
-            inWhole.chromaRows; // of an odd height one more than the lower field has rows
+        // Of an odd height one more than the lower field has rows.
+        ioPair.source.chromaRows = inWhole.chromaRows;
     }
 }
 

@@ -192,10 +192,6 @@ void DeinterlacePicture(const Picture& ioPicture, bool inKeepsLower, FieldMethod
             }
         }
     }
-    for (std::int32_t row = 0; row < ioPicture.height; ++row)
-    {
-        CompleteChromaGroup(ioPicture, row);
-    }
 }
 
 void SmoothRows(const Picture& inSource, const Picture& inTarget)

@@ -7,6 +7,7 @@
 #include <cstring>
 #include <fmt/format.h>
 #include <memory>
+#include <numeric>
 #include <random>
 #include <stdexcept>
 #include <sys/mman.h>
@@ -361,12 +362,17 @@ private:
     RowSet mGiven;
 };
 
+// All of them, or an even choice where tests are scaled down.
 std::vector<std::size_t> Widths()
 {
-    std::vector<std::size_t> widths(std::begin(kWiderWidths), std::end(kWiderWidths));
-    for (std::size_t width = kLastOfEveryWidth; width > 0; --width)
+    std::vector<std::size_t> all(kLastOfEveryWidth);
+    std::iota(all.begin(), all.end(), std::size_t{1});
+    all.insert(all.end(), std::begin(kWiderWidths), std::end(kWiderWidths));
+    const std::size_t count = ScaledCount(all.size());
+    std::vector<std::size_t> widths;
+    for (std::size_t i = 0; i < count; ++i)
     {
-        widths.insert(widths.begin(), width);
+        widths.push_back(all[i * all.size() / count]);
     }
     return widths;
 }

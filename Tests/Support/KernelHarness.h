@@ -5,7 +5,8 @@
 // kernel: which instruction set this is. The harness then calls both on the same random samples
 //
 //   1. on each instruction set, and refuses one that the kernel did not really run on,
-//   2. at every width from 1 to 67 and a few beyond two of the widest vectors,
+//   2. at every width from 1 to 67 and a few beyond two of the widest vectors (fewer where VR_TEST_SCALE says
+//      so),
 //   3. at row lengths and addresses that suit no vector, and flush against pages that can't be touched, in front
 //      of the first row and behind the last,
 //   4. with guard bytes before, between and behind the rows.

@@ -199,6 +199,23 @@ TEST(Deinterlace, WeighsStraightColourByItsAlpha)
     EXPECT_EQ((Bytes{75, 25, 75, 100}), RowBytesAt(premultiplied, 1));
 }
 
+TEST(Deinterlace, WeighsEquallyWhereAlphasCancel)
+{
+    Memory picture(TestPictures::kBGRA32f, 1, 3);
+    auto* above = reinterpret_cast<float*>(picture.View().Row(0, 0));
+    auto* below = reinterpret_cast<float*>(picture.View().Row(0, 2));
+    for (int i = 0; i < 3; ++i)
+    {
+        above[i] = 0.25F;
+        below[i] = 0.75F;
+    }
+    above[3] = 0.5F;
+    below[3] = -0.5F;
+    ASSERT_EQ(kIR_Success, Deinterlace(picture, false, kInterpolation));
+    const auto* made = reinterpret_cast<const float*>(picture.View().Row(0, 1));
+    EXPECT_EQ((std::vector<float>{0.5F, 0.5F, 0.5F, 0.0F}), std::vector<float>(made, made + 4));
+}
+
 TEST(Deinterlace, FollowsSlantedEdgesBetterThanLineInterpolation)
 {
     const Memory truth = SlantedShapes();

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <functional>
 #include <string>
 
@@ -80,13 +81,20 @@ bool Names(const std::string& inText, const std::string& inPart)
     return inText.find(inPart) != std::string::npos;
 }
 
-TEST(KernelHarness, AcceptsAKernelThatIsRight)
+// Of the harness itself every width counts, however slow the build.
+class KernelHarness : public testing::Test
+{
+protected:
+    void SetUp() override { unsetenv("VR_TEST_SCALE"); }
+};
+
+TEST_F(KernelHarness, AcceptsAKernelThatIsRight)
 {
     EXPECT_TRUE(AgreesWithScalarTwin(Inversion(Invert), TwoTargets()));
     EXPECT_EQ(sChosen, "auto");
 }
 
-TEST(KernelHarness, NamesTargetWidthAndPlaceOfAWrongSample)
+TEST_F(KernelHarness, NamesTargetWidthAndPlaceOfAWrongSample)
 {
     const auto kernel = [](const KernelCall& inCall)
     {
@@ -103,7 +111,7 @@ TEST(KernelHarness, NamesTargetWidthAndPlaceOfAWrongSample)
     EXPECT_EQ(sChosen, "auto");
 }
 
-TEST(KernelHarness, SeesWhatAKernelLeavesOut)
+TEST_F(KernelHarness, SeesWhatAKernelLeavesOut)
 {
     const auto kernel = [](const KernelCall& inCall)
     {
@@ -115,7 +123,7 @@ TEST(KernelHarness, SeesWhatAKernelLeavesOut)
     EXPECT_TRUE(Names(FaultOf(Inversion(kernel)), "width 1,"));
 }
 
-TEST(KernelHarness, SeesOverrunsBetweenAndBehindRows)
+TEST_F(KernelHarness, SeesOverrunsBetweenAndBehindRows)
 {
     const auto between = [](const KernelCall& inCall)
     {
@@ -134,7 +142,7 @@ TEST(KernelHarness, SeesOverrunsBetweenAndBehindRows)
     EXPECT_TRUE(Names(FaultOf(Inversion(before)), "wrote 1 bytes before the first row"));
 }
 
-TEST(KernelHarness, SeesAWrittenSource)
+TEST_F(KernelHarness, SeesAWrittenSource)
 {
     const auto kernel = [](const KernelCall& inCall)
     {
@@ -144,14 +152,14 @@ TEST(KernelHarness, SeesAWrittenSource)
     EXPECT_TRUE(Names(FaultOf(Inversion(kernel)), "buffer 0: a source was written to, row 1, sample 0"));
 }
 
-TEST(KernelHarness, RefusesAKernelThatStaysOnOneTarget)
+TEST_F(KernelHarness, RefusesAKernelThatStaysOnOneTarget)
 {
     KernelCase kernel = Inversion(Invert);
     kernel.target = [] { return std::string("WIDE"); };
     EXPECT_TRUE(Names(FaultOf(kernel), "inversion on NARROW: the kernel runs on WIDE"));
 }
 
-TEST(KernelHarness, RefusesTargetsThatCantBeChosen)
+TEST_F(KernelHarness, RefusesTargetsThatCantBeChosen)
 {
     KernelTargets targets = TwoTargets();
     targets.use = [](const char*) { return false; };
@@ -160,7 +168,7 @@ TEST(KernelHarness, RefusesTargetsThatCantBeChosen)
     EXPECT_TRUE(Names(FaultOf(Inversion(Invert), targets), "no instruction set"));
 }
 
-TEST(KernelHarness, HoldsFloatsToTheirBound)
+TEST_F(KernelHarness, HoldsFloatsToTheirBound)
 {
     EXPECT_TRUE(AgreesWithScalarTwin(Doubling(2.0F, 0.0), TwoTargets()));
     EXPECT_TRUE(AgreesWithScalarTwin(Doubling(2.0001F, 1e-3), TwoTargets()));
@@ -168,7 +176,7 @@ TEST(KernelHarness, HoldsFloatsToTheirBound)
     EXPECT_TRUE(Names(FaultOf(Doubling(2.1F, 1e-3)), "buffer 0: row 0"));
 }
 
-using KernelHarnessDeathTest = testing::Test;
+using KernelHarnessDeathTest = KernelHarness;
 
 TEST_F(KernelHarnessDeathTest, StopsAReadBehindTheLastRow)
 {
