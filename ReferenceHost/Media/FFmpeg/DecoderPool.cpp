@@ -31,6 +31,9 @@ constexpr std::int64_t kReorder = 24;
 
 constexpr std::size_t kDisplacedRemembered = 16;
 
+// That a frame is damaged is remembered for as long as the file, and why for so many of them.
+constexpr std::size_t kMostCauses = 1000;
+
 // The codecs whose decoders know by a picture's header that nothing refers to it, and where a packet is a
 // picture: of a pair of fields in two packets the first one can't be left out alone.
 bool MaySkipUnreferenced(AVCodecID inCodec, const PacketTable& inPackets)
@@ -340,7 +343,9 @@ FrameAnswer DecoderPool::DriveTo(Slot& ioSlot, std::int64_t inRank, bool inSeeks
     case DriveResult::kFound: return Deliver(std::move(picture));
     case DriveResult::kCancelled:
         return {FrameStatus::kCancelled, nullptr, fmt::format("{}: reading was cancelled", mSetup.path)};
-    case DriveResult::kMissing: mDamaged[inRank] = cause; break;
+    case DriveResult::kMissing:
+        mDamaged[inRank] = mDamaged.size() < kMostCauses ? cause : std::string();
+        break;
     case DriveResult::kFailed: break; // may be for a while only, as out of memory or of file handles
     }
     return Damaged(inRank, cause);

@@ -108,7 +108,7 @@ private:
     std::vector<std::unique_ptr<Slot>> mSlots;
     std::vector<Waiter*> mIdleWaiters;   // every decoder is busy elsewhere
     std::deque<std::int64_t> mDisplaced; // where readers stood whose decoder was sent elsewhere
-    std::unordered_map<std::int64_t, std::string> mDamaged; // cause by rank
+    std::unordered_map<std::int64_t, std::string> mDamaged; // cause by rank, if known
     PictureCache mCache;
     std::int64_t mPictureBytes = 0; // of the last picture
     // Of pictures in the cache and in clients' hands, which may outlive the pool.

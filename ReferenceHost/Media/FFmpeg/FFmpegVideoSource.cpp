@@ -122,15 +122,7 @@ std::int64_t FFmpegVideoSource::FrameIndexAt(const norviktypes::TickTime& inTime
 
 std::string FFmpegVideoSource::DescribeFailure(const norviktypes::TickTime& inTime) const
 {
-    const std::lock_guard<std::mutex> lock(mFailureLock);
-    return mFailedIndex != kNoFrame && FrameIndexAt(inTime) == mFailedIndex ? mFailure : std::string();
-}
-
-void FFmpegVideoSource::NoteFailure(std::int64_t inIndex, const std::string& inText)
-{
-    const std::lock_guard<std::mutex> lock(mFailureLock);
-    mFailedIndex = inIndex;
-    mFailure = inText;
+    return mFailures.TextOf(FrameIndexAt(inTime));
 }
 
 std::int32_t FFmpegVideoSource::MakeFrame(std::int64_t inIndex, const BE::FrameDescription& inFormat,
@@ -141,7 +133,7 @@ std::int32_t FFmpegVideoSource::MakeFrame(std::int64_t inIndex, const BE::FrameD
     {
         if (answer.status != FrameStatus::kNotReady)
         {
-            NoteFailure(inIndex, answer.text);
+            mFailures.Remember(inIndex, answer.text);
         }
         return StatusOf(answer.status);
     }
@@ -149,13 +141,13 @@ std::int32_t FFmpegVideoSource::MakeFrame(std::int64_t inIndex, const BE::FrameD
                                                    mFile->Facts().orientation, inFormat, outFrame);
     if (status < 0)
     {
-        NoteFailure(inIndex,
-                    fmt::format("{}: frame {} cannot be made: {}", mFile->Facts().path, inIndex,
-                                status == BE::kSourceStatus_OutOfMemory
-                                    ? "out of memory"
-                                    : fmt::format("no conversion to {} at {}x{}",
-                                                  norviktypes::PixelFormatText(inFormat.mPixelFormat),
-                                                  inFormat.mBounds.Width(), inFormat.mBounds.Height())));
+        mFailures.Remember(
+            inIndex, fmt::format("{}: frame {} cannot be made: {}", mFile->Facts().path, inIndex,
+                                 status == BE::kSourceStatus_OutOfMemory
+                                     ? "out of memory"
+                                     : fmt::format("no conversion to {} at {}x{}",
+                                                   norviktypes::PixelFormatText(inFormat.mPixelFormat),
+                                                   inFormat.mBounds.Width(), inFormat.mBounds.Height())));
     }
     return status;
 }

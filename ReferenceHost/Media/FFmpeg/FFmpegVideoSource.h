@@ -2,12 +2,12 @@
 
 #include <cstdint>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <vector>
 
 #include "ReferenceHost/Media/FFmpeg/MediaFile.h"
 #include "ReferenceHost/Media/FFmpeg/PictureMapping.h"
+#include "ReferenceHost/Media/RecentFailures.h"
 #include "ReferenceHost/Media/VideoSourceBase.h"
 
 namespace Media
@@ -44,12 +44,9 @@ protected:
 
 private:
     PictureTraits TraitsOf(const AVFrame& inPicture) const;
-    void NoteFailure(std::int64_t inIndex, const std::string& inText);
 
     const std::shared_ptr<MediaFile> mFile;
-    mutable std::mutex mFailureLock; // guards the last failure
-    std::int64_t mFailedIndex = kNoFrame;
-    std::string mFailure;
+    RecentFailures mFailures;
 };
 
 }

@@ -69,20 +69,6 @@ bool CheckFile(const std::string& inPath, FileError& outError)
     return true;
 }
 
-bool CheckDeclaredSizes(const std::string& inPath, const AVFormatContext& inContext, FileError& outError)
-{
-    for (unsigned stream = 0; stream < inContext.nb_streams; ++stream)
-    {
-        const AVCodecParameters& parameters = *inContext.streams[stream]->codecpar;
-        if (parameters.codec_type == AVMEDIA_TYPE_VIDEO &&
-            !CheckPictureSize(inPath, parameters.width, parameters.height, parameters.format, outError))
-        {
-            return false;
-        }
-    }
-    return true;
-}
-
 int DefaultVideoStream(const AVFormatContext& inContext)
 {
     int attached = -1;
@@ -106,6 +92,29 @@ int DefaultVideoStream(const AVFormatContext& inContext)
         }
     }
     return chosen >= 0 ? chosen : attached;
+}
+
+// Before anything is decoded. A stream that is too large refuses the file when it's the one to be read; others
+// are left alone by the probing, so that nothing is allocated for them.
+bool CheckDeclaredSizes(const std::string& inPath, int inStream, AVFormatContext& ioContext,
+                        FileError& outError)
+{
+    const int chosen = inStream >= 0 ? inStream : DefaultVideoStream(ioContext);
+    for (unsigned stream = 0; stream < ioContext.nb_streams; ++stream)
+    {
+        const AVCodecParameters& parameters = *ioContext.streams[stream]->codecpar;
+        if (parameters.codec_type != AVMEDIA_TYPE_VIDEO ||
+            IsPictureSizeAllowed(parameters.width, parameters.height, parameters.format))
+        {
+            continue;
+        }
+        if (static_cast<int>(stream) == chosen)
+        {
+            return CheckPictureSize(inPath, parameters.width, parameters.height, parameters.format, outError);
+        }
+        ioContext.streams[stream]->discard = AVDISCARD_ALL;
+    }
+    return true;
 }
 
 }
@@ -260,7 +269,7 @@ bool OpenAndChoose(const std::string& inPath, int inStream, const InterruptFlag*
                         : fmt::format("{}: {}", inPath, ErrorText(status))};
         return false;
     }
-    if (!CheckDeclaredSizes(inPath, *outInput.Context(), outError))
+    if (!CheckDeclaredSizes(inPath, inStream, *outInput.Context(), outError))
     {
         return false;
     }

@@ -16,6 +16,7 @@
 #include <cstdio>
 #include <cstring>
 #include <utility>
+#include <vector>
 
 #include <sys/stat.h>
 
@@ -28,10 +29,46 @@ namespace
 // Larger than any picture within the limits, uncompressed in 32-bit floats, and its metadata.
 constexpr std::int64_t kLargestStillFile = std::int64_t{2047} << 20;
 
+// Most headers tell the size within it, before all of a large file is read.
+constexpr std::size_t kHeadBytes = std::size_t{64} << 10;
+
 struct FileCloser
 {
     void operator()(std::FILE* inFile) const noexcept { std::fclose(inFile); }
 };
+
+FileError DecodeFailure(const std::string& inPath, int inError)
+{
+    if (inError == AVERROR(ERANGE))
+    {
+        return {FileErrorKind::kTooLarge,
+                fmt::format("{}: the picture is too large (at most {} pixels a side and {} MiB)", inPath,
+                            kMaximumSide, kMaximumFrameBytes >> 20)};
+    }
+    const std::string cause = inError == AVERROR_EOF ? "it holds no whole picture" : ErrorText(inError);
+    return {FileErrorKind::kBadData, fmt::format("{}: the image cannot be decoded: {}", inPath, cause)};
+}
+
+bool IsDeclaredTooLarge(const std::uint8_t* inBytes, std::size_t inSize)
+{
+    const DeclaredSize size = ReadDeclaredSize(inBytes, inSize);
+    return size.mWidth > kMaximumSide || size.mHeight > kMaximumSide;
+}
+
+// False, with outError, for a picture that its header already tells to be too large. A file that can't be read
+// is told of later.
+bool CheckHead(const std::string& inPath, FileError& outError)
+{
+    const std::unique_ptr<std::FILE, FileCloser> file(std::fopen(inPath.c_str(), "rbe"));
+    std::vector<std::uint8_t> head(kHeadBytes);
+    head.resize(file ? std::fread(head.data(), 1, head.size(), file.get()) : 0);
+    if (IsDeclaredTooLarge(head.data(), head.size()))
+    {
+        outError = DecodeFailure(inPath, AVERROR(ERANGE));
+        return false;
+    }
+    return true;
+}
 
 // The whole file as one packet. False, with outError, on failure.
 bool ReadWholeFile(const std::string& inPath, AVPacket& outPacket, FileError& outError)
@@ -77,18 +114,6 @@ int GetBufferWithinLimits(AVCodecContext* inContext, AVFrame* ioFrame, int inFla
     return avcodec_default_get_buffer2(inContext, ioFrame, inFlags);
 }
 
-FileError DecodeFailure(const std::string& inPath, int inError)
-{
-    if (inError == AVERROR(ERANGE))
-    {
-        return {FileErrorKind::kTooLarge,
-                fmt::format("{}: the picture is too large (at most {} pixels a side and {} MiB)", inPath,
-                            kMaximumSide, kMaximumFrameBytes >> 20)};
-    }
-    const std::string cause = inError == AVERROR_EOF ? "it holds no whole picture" : ErrorText(inError);
-    return {FileErrorKind::kBadData, fmt::format("{}: the image cannot be decoded: {}", inPath, cause)};
-}
-
 // Decodes the only picture of inPath. Null, with outError, on failure.
 FramePtr DecodePicture(const std::string& inPath, const AVCodec& inCodec, FileError& outError)
 {
@@ -102,12 +127,11 @@ FramePtr DecodePicture(const std::string& inPath, const AVCodec& inCodec, FileEr
         outError = {FileErrorKind::kTooLarge, fmt::format("{}: no memory to decode it", inPath)};
         return nullptr;
     }
-    if (!ReadWholeFile(inPath, *packet, outError))
+    if (!CheckHead(inPath, outError) || !ReadWholeFile(inPath, *packet, outError))
     {
         return nullptr;
     }
-    const DeclaredSize size = ReadDeclaredSize(packet->data, static_cast<std::size_t>(packet->size));
-    if (size.mWidth > kMaximumSide || size.mHeight > kMaximumSide)
+    if (IsDeclaredTooLarge(packet->data, static_cast<std::size_t>(packet->size)))
     {
         outError = DecodeFailure(inPath, AVERROR(ERANGE));
         return nullptr;
@@ -239,6 +263,10 @@ private:
 bool ImageDecoder::Open(const std::string& inPath, FileError& outError)
 {
     FileFacts file;
+    if (!CheckHead(inPath, outError))
+    {
+        return false;
+    }
     {
         MediaInput input;
         if (!OpenAndChoose(inPath, -1, nullptr, input, outError))

@@ -3,15 +3,14 @@
 #include "ReferenceHost/Media/FFmpeg/StillDecoder.h"
 #include "ReferenceHost/Media/FileIdentity.h"
 #include "ReferenceHost/Media/MediaObject.h"
+#include "ReferenceHost/Media/RecentFailures.h"
 #include "ReferenceHost/Media/VideoSourceBase.h"
 #include "TVK/HashValue.h"
 
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <map>
 #include <memory>
-#include <mutex>
 #include <numeric>
 #include <utility>
 
@@ -22,8 +21,6 @@ namespace
 {
 
 constexpr norviktypes::FrameRate kUsualRate = norviktypes::FrameRate::FromRational(25, 1);
-// Failures that are remembered for whoever asks; more of them only repeat each other.
-constexpr std::size_t kMostFailures = 64;
 // Beyond it the end of the sequence would lie past the time axis.
 constexpr std::int64_t kLongestTicks = std::int64_t{1} << 60;
 
@@ -36,8 +33,7 @@ struct SharedSequence
     norviktypes::FrameRate mRate;
     TVK::Guid mContentID;
 
-    std::mutex mFailureLock; // guards mFailures
-    std::map<std::int64_t, std::string> mFailures;
+    RecentFailures mFailures;
 
     std::int64_t FrameCount() const { return mNumbers.back() - mNumbers.front() + 1; }
     std::int64_t NumberOf(std::int64_t inFrame) const { return mNumbers.front() + inFrame; }
@@ -95,9 +91,7 @@ public:
             return fmt::format("{}: missing, so there is no frame {} of the sequence",
                                mSequence->mPattern.Path(mSequence->NumberOf(frame)), frame);
         }
-        const std::lock_guard<std::mutex> lock(mSequence->mFailureLock);
-        const auto found = mSequence->mFailures.find(frame);
-        return found == mSequence->mFailures.end() ? std::string() : found->second;
+        return mSequence->mFailures.TextOf(frame);
     }
 
 protected:
@@ -117,21 +111,12 @@ protected:
             mSequence->mPattern.Path(mSequence->NumberOf(inIndex)), inFormat, outFrame, failure);
         if (status < 0)
         {
-            RememberFailure(inIndex, std::move(failure));
+            mSequence->mFailures.Remember(inIndex, std::move(failure));
         }
         return status;
     }
 
 private:
-    void RememberFailure(std::int64_t inIndex, std::string inText) const
-    {
-        const std::lock_guard<std::mutex> lock(mSequence->mFailureLock);
-        if (mSequence->mFailures.size() < kMostFailures)
-        {
-            mSequence->mFailures[inIndex] = std::move(inText);
-        }
-    }
-
     const std::shared_ptr<SharedSequence> mSequence;
 };
 

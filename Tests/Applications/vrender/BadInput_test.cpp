@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 using namespace TestSupport;
 
@@ -294,4 +295,45 @@ TEST(BadInput, TheCauseOfADamagedFrameIsToldBesideAWriterOfMovies)
         EXPECT_NE(result.err.find("(Invalid PNG signature"), std::string::npos)
             << output << ": " << result.err;
     }
+}
+
+TEST(BadInput, AStreamThatIsTooLargeSpoilsNoOther)
+{
+    const ScratchFolder folder;
+    const std::string path = folder.File("two.mov");
+    RunFFmpeg("-f lavfi -i testsrc2=s=64x48:d=1 -map 0 -map 0 -c:v qtrle " + path);
+    std::string movie = ReadFile(path);
+    const std::size_t first = movie.find("rle ");
+    const std::size_t second = movie.find("rle ", first + 4);
+    ASSERT_NE(second, std::string::npos);
+    constexpr std::size_t kWidthBehindName = 28; // in the description of a track's samples
+    ASSERT_EQ(movie.substr(second + kWidthBehindName, 4), std::string("\0\x40\0\x30", 4));
+    movie.replace(second + kWidthBehindName, 4, "\x7F\x40\x7F\x30");
+    WriteFile(path, movie);
+    const ChildResult good = RunTool({"render", path, "null:"});
+    EXPECT_EQ(good.exitCode, 0) << good.Describe();
+    const ChildResult bad = RunTool({"render", path, "null:", "--stream", "1"});
+    EXPECT_EQ(bad.exitCode, 65) << bad.Describe();
+    EXPECT_NE(bad.err.find("too large"), std::string::npos) << bad.err;
+}
+
+TEST(BadInput, ImagesThatAreTooLargeAreRefusedByTheirHead)
+{
+    if (!CanLimitMemory())
+    {
+        GTEST_SKIP() << "a sanitizer's own memory is counted with the tool's";
+    }
+    const ScratchFolder folder;
+    const std::string path = folder.File("huge.png");
+    RunFFmpeg("-f lavfi -i testsrc2=s=64x48:d=1 -frames:v 1 " + path);
+    std::string image = ReadFile(path);
+    const std::size_t header = image.find("IHDR");
+    ASSERT_NE(header, std::string::npos);
+    image.replace(header + 4, 8, std::string("\0\x01\0\0\0\x01\0\0", 8));
+    WriteFile(path, image);
+    ASSERT_EQ(::truncate(path.c_str(), 1000 << 20), 0);
+    const ChildResult result = RunTool({"info", path});
+    EXPECT_EQ(result.exitCode, 65) << result.Describe();
+    EXPECT_NE(result.err.find("too large"), std::string::npos) << result.err;
+    EXPECT_LT(result.peakBytes, std::uint64_t{200} << 20);
 }

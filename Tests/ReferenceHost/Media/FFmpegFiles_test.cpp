@@ -295,7 +295,7 @@ TEST(FFmpegBadInput, DamagedFrameIsNamedAndTheOthersAreRead)
     EXPECT_EQ(file->GetFrame(11).status, Media::FrameStatus::kOk);
 }
 
-// A PNG picture in QuickTime whose own header tells another size.
+// Bare pictures whose container tells another size.
 std::string ClaimedSize(const std::string& inFolder, std::uint32_t inWidth, std::uint32_t inHeight)
 {
     std::string bytes = ReadAll(MediaPath("raw_i420.avi"));
