@@ -1,6 +1,6 @@
+#include <array>
 #include <cmath>
 #include <gtest/gtest.h>
-#include <memory>
 #include <vector>
 
 #include "IR/BlendModes.h"
@@ -149,7 +149,7 @@ KernelCase MixCase(const char* inName, bool inIsStraight, bool inIsOpaque,
                    const std::vector<float>& inWeights)
 {
     const std::size_t count = inWeights.size();
-    const auto areOpaque = std::make_shared<bool[]>(count);
+    std::array<bool, 4> areOpaque = {};
     areOpaque[count - 1] = true;
     KernelCase kase;
     kase.name = inName;
@@ -159,7 +159,7 @@ KernelCase MixCase(const char* inName, bool inIsStraight, bool inIsOpaque,
     kase.target = ir::ComposeFloatsTarget;
     kase.kernel = [=](const KernelCall& inCall)
     {
-        const ir::FloatMix mix = {count, inWeights.data(), areOpaque.get(), inIsStraight, inIsOpaque};
+        const ir::FloatMix mix = {count, inWeights.data(), areOpaque.data(), inIsStraight, inIsOpaque};
         std::vector<const float*> rows;
         for (std::size_t row = 0; row < count; ++row)
         {
