@@ -140,7 +140,9 @@ private:
         }
         if (Hides(mPlan, isOpaque))
         {
-            ConvertPictures(inSource, inTarget);
+            OverBlack overBlack; // what an opaque target without a picture holds
+            overBlack.isWanted = !isOpaque && !inTarget.HasAlpha();
+            ConvertPictures(inSource, inTarget, overBlack);
             return;
         }
         CompositePictures(inSource, inTarget, mPlan.compose.opacity, false);

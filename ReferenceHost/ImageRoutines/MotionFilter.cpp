@@ -95,6 +95,12 @@ const Kernel& KernelOf(MotionFilter inFilter)
     return inFilter == MotionFilter::kBicubic ? sBicubic : sLanczos;
 }
 
+// The box over which a kernel is averaged: none where nothing is reduced, the target pixel where much is.
+double BoxOf(double inWidth)
+{
+    return inWidth - 1.0 / inWidth;
+}
+
 // The first pixel whose middle lies within half a length of the place.
 double FirstPixel(double inPlace, double inLength)
 {
@@ -103,21 +109,30 @@ double FirstPixel(double inPlace, double inLength)
 
 }
 
+MotionFilter FilterFor(MotionFilter inFilter, double inWidth) noexcept
+{
+    return inWidth > kWidestKernel ? MotionFilter::kArea : inFilter;
+}
+
 std::int32_t BlockSize(const MotionPlan& inPlan, const MotionAxis& inAxis) noexcept
 {
     if (inPlan.IsUpright())
     {
         return 1;
     }
+    if (inAxis.filterWidth >= kMostWidths * inAxis.count)
+    {
+        return std::max(inAxis.count, 1);
+    }
     // The little that is taken away keeps rounding from choosing the larger block for a reduction by whole numbers.
-    const double block = std::ceil(inAxis.filterWidth / 2.0 - 1e-6);
+    const double block = std::ceil(inAxis.filterWidth / kWidestKernel - 1e-6);
     return static_cast<std::int32_t>(std::clamp(block, 1.0, static_cast<double>(std::max(inAxis.count, 1))));
 }
 
 double FilterLength(MotionFilter inFilter, double inWidth) noexcept
 {
     return inFilter == MotionFilter::kArea ? inWidth + 1.0
-                                           : 2.0 * KernelOf(inFilter).Reach() + inWidth - 1.0;
+                                           : 2.0 * KernelOf(inFilter).Reach() + BoxOf(inWidth);
 }
 
 double FilterWeight(MotionFilter inFilter, double inWidth, double inDistance) noexcept
@@ -127,13 +142,14 @@ double FilterWeight(MotionFilter inFilter, double inWidth, double inDistance) no
         return std::clamp((inWidth + 1.0) / 2.0 - std::fabs(inDistance), 0.0, 1.0) / inWidth;
     }
     const Kernel& kernel = KernelOf(inFilter);
-    return inWidth <= 1.0 ? kernel.Value(inDistance) : kernel.Mean(inDistance, inWidth - 1.0);
+    return inWidth <= 1.0 ? kernel.Value(inDistance) : kernel.Mean(inDistance, BoxOf(inWidth));
 }
 
 MotionTaps AppendTaps(const MotionAxis& inAxis, MotionFilter inFilter, double inPlace,
                       std::vector<float>& ioWeights)
 {
-    const double length = FilterLength(inFilter, inAxis.filterWidth);
+    const MotionFilter filter = FilterFor(inFilter, inAxis.filterWidth);
+    const double length = FilterLength(filter, inAxis.filterWidth);
     const double begin = FirstPixel(inPlace, length);
     const double end = std::floor(inPlace + length / 2.0 - 0.5);
     const double last = inAxis.count - 1;
@@ -143,7 +159,7 @@ MotionTaps AppendTaps(const MotionAxis& inAxis, MotionFilter inFilter, double in
     for (double pixel = begin; pixel <= end; pixel += 1.0)
     {
         const auto at = static_cast<std::size_t>(std::clamp(pixel, 0.0, last)) - static_cast<std::size_t>(first);
-        weights[at] += FilterWeight(inFilter, inAxis.filterWidth, pixel + 0.5 - inPlace);
+        weights[at] += FilterWeight(filter, inAxis.filterWidth, pixel + 0.5 - inPlace);
     }
     const double sum = std::accumulate(weights.begin(), weights.end(), 0.0);
     const auto counts = [](double inWeight) { return inWeight != 0.0; };

@@ -203,7 +203,8 @@ struct BlockAxis
         , size(BlockSize(inPlan, inAxis))
         , count((inAxis.count + size - 1) / size)
         , width(count == 1 ? 1.0 : std::max(1.0, inAxis.filterWidth / size))
-        , length(FilterLength(inPlan.filter, width))
+        , filter(FilterFor(inPlan.filter, inAxis.filterWidth))
+        , length(FilterLength(filter, width))
     {
     }
 
@@ -231,6 +232,7 @@ struct BlockAxis
     std::int32_t size; // pixels of a block
     std::int32_t count;
     double width;
+    MotionFilter filter;
     double length;
 };
 
@@ -247,8 +249,8 @@ public:
         : mPlan(inPlan)
         , mU(inPlan, inPlan.u)
         , mV(inPlan, inPlan.v)
-        , mPhasesU(inPlan.filter, mU.width)
-        , mPhasesV(inPlan.filter, mV.width)
+        , mPhasesU(mU.filter, mU.width)
+        , mPhasesV(mV.filter, mV.width)
         , mMostColumns(MostBlocks(mU))
         , mSource(inPlan, MostPixels())
         , mGrid(Size(MostBlocks(mV)), Size(mMostColumns) * 4)
@@ -319,16 +321,20 @@ private:
         }
     }
 
+    static SampleAxis AxisAt(const BlockAxis& inAxis, const MotionPhases& inPhases, std::int32_t inRow)
+    {
+        return {inAxis.At(0.5, inRow + 0.5), inAxis.AlongX(), inAxis.width,
+                inAxis.filter == MotionFilter::kArea ? nullptr : &inPhases};
+    }
+
     void DrawSpan(const MotionSpan& inSpan, std::int32_t inRow)
     {
         if (inSpan.IsEmpty())
         {
             return;
         }
-        const bool isArea = mPlan.filter == MotionFilter::kArea;
-        const double y = inRow + 0.5;
-        const SampleAxis u = {mU.At(0.5, y), mU.AlongX(), mU.width, isArea ? nullptr : &mPhasesU};
-        const SampleAxis v = {mV.At(0.5, y), mV.AlongX(), mV.width, isArea ? nullptr : &mPhasesV};
+        const SampleAxis u = AxisAt(mU, mPhasesU, inRow);
+        const SampleAxis v = AxisAt(mV, mPhasesV, inRow);
         const std::int32_t count = inSpan.last - inSpan.first;
         SampleRow({mGrid.Row(0), static_cast<std::ptrdiff_t>(mGrid.Row(1) - mGrid.Row(0)), mLeft, mTop}, u, v,
                   inSpan.first, mPixels.Row(0), Size(count));

@@ -155,7 +155,8 @@ void CropSource(MotionPlan& ioPlan, const IR_Rect& inClip)
 double ReachOf(const MotionPlan& inPlan, const MotionAxis& inAxis)
 {
     const double block = BlockSize(inPlan, inAxis);
-    return (FilterLength(inPlan.filter, inAxis.filterWidth / block) / 2.0 + 1.0) * block;
+    const MotionFilter filter = FilterFor(inPlan.filter, inAxis.filterWidth);
+    return (FilterLength(filter, inAxis.filterWidth / block) / 2.0 + 1.0) * block;
 }
 
 Region RegionOf(const MotionPlan& inPlan, const IR_Rect* inHolds)
@@ -357,8 +358,7 @@ MotionPlan PlanMotion(const Picture& inSource, const IR_MotionPicture& inSourceD
     plan.v.count = plan.source.height;
     for (MotionAxis* axis : {&plan.u, &plan.v})
     {
-        // A filter that is wider than the picture several times over tells nothing more.
-        axis->filterWidth = std::clamp(axis->filterWidth, 1.0, 4.0 * std::max(axis->count, 1));
+        axis->filterWidth = std::clamp(axis->filterWidth, 1.0, kMostWidths * std::max(axis->count, 1));
     }
     if (LeavesATrace(plan.u) && LeavesATrace(plan.v))
     {

@@ -38,6 +38,9 @@ struct MotionAxis
     double At(double inX, double inY) const noexcept { return start + alongX * inX + alongY * inY; }
 };
 
+// A target pixel that is as wide as the picture so many times over shows its mean; a wider filter tells nothing more.
+inline constexpr double kMostWidths = 4.0;
+
 struct MotionBox
 {
     std::int32_t left = 0;

@@ -22,8 +22,8 @@ using Floats = hn::ScalableTag<float>;
 using OnePixel = hn::CappedTag<float, 4>; // the four components of a pixel; one of them on the scalar target
 using PixelVector = hn::Vec<OnePixel>;
 
-// The widest filter: Lanczos over a box of one block beside its six lobes.
-constexpr std::int32_t kMostTaps = 8;
+// The widest filter: the six lobes of Lanczos and a box of less than kWidestKernel.
+constexpr std::int32_t kMostTaps = 14;
 
 void PackPlanes(const FloatRow& inRow, float* outPixels, std::size_t inPixels)
 {

@@ -121,9 +121,9 @@ std::vector<Tap> TapsRound(Filter inFilter, double inPlace, double inWidth, std:
     {
         const double overlap = std::min(inPlace + inWidth / 2.0, i + 1.0) -
                                std::max(inPlace - inWidth / 2.0, static_cast<double>(i));
-        const double weight = inFilter == Filter::kBox
-                                  ? std::max(0.0, overlap)
-                                  : KernelMean(inFilter == Filter::kLanczos, i + 0.5 - inPlace, inWidth - 1.0);
+        const double weight = inFilter == Filter::kBox ? std::max(0.0, overlap)
+                                                       : KernelMean(inFilter == Filter::kLanczos,
+                                                                    i + 0.5 - inPlace, inWidth - 1.0 / inWidth);
         taps.push_back({std::clamp(i, 0, inCount - 1), weight});
         sum += weight;
     }
@@ -194,7 +194,11 @@ double CoverageOf(double inPlace, double inWidth, std::int32_t inCount)
 
 std::int32_t BlockOf(const Sampling& inSampling, double inWidth, std::int32_t inCount)
 {
-    const double block = inSampling.isTurned ? std::ceil(inWidth / 2.0 - 1e-6) : 1.0;
+    if (inSampling.isTurned && inWidth >= 4.0 * inCount)
+    {
+        return inCount;
+    }
+    const double block = inSampling.isTurned ? std::ceil(inWidth / 8.0 - 1e-6) : 1.0;
     return static_cast<std::int32_t>(std::clamp(block, 1.0, static_cast<double>(inCount)));
 }
 
@@ -213,9 +217,10 @@ Pixel Sample(const Grid& inGrid, Filter inFilter, const Sampling& inSampling, st
     const double widthY = inSampling.isTurned ? WidthInBlocks(inSampling.filter.y, blockY, inGrid.height)
                                               : inSampling.filter.y;
     const std::vector<Tap> columns =
-        TapsRound(inFilter, inSampling.place.x / blockX, widthX, inGrid.width);
+        TapsRound(inSampling.filter.x > 8.0 ? Filter::kBox : inFilter, inSampling.place.x / blockX, widthX, inGrid.width);
     Pixel sum = {{0.0, 0.0, 0.0, 0.0}};
-    for (const Tap& row : TapsRound(inFilter, inSampling.place.y / blockY, widthY, inGrid.height))
+    const Filter filterY = inSampling.filter.y > 8.0 ? Filter::kBox : inFilter;
+    for (const Tap& row : TapsRound(filterY, inSampling.place.y / blockY, widthY, inGrid.height))
     {
         for (const Tap& column : columns)
         {

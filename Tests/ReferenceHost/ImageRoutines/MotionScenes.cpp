@@ -52,11 +52,7 @@ void Scene::PutCorner(double inX, double inY)
 
 Memory Scene::Reference(const Memory& inTarget) const
 {
-    Memory copy(inTarget.Code(), to.width, to.height);
-    for (std::int32_t y = 0; y < to.height; ++y)
-    {
-        std::copy_n(inTarget.View().Row(0, y), ir::RowBytesOf(inTarget.View(), 0), copy.View().Row(0, y));
-    }
+    Memory copy = inTarget;
     IR_MotionPicture described = to;
     described.pixels = copy.Pixels();
     described.rowBytes = copy.RowBytes();

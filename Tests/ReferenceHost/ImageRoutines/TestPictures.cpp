@@ -136,6 +136,20 @@ Memory::Memory(std::uint32_t inCode, std::int32_t inWidth, std::int32_t inHeight
     }
 }
 
+Memory::Memory(const Memory& inOther)
+    : mCode(inOther.mCode)
+    , mRowBytes(inOther.mRowBytes)
+    , mBytes(inOther.mBytes)
+    , mFirst(inOther.mFirst)
+    , mPicture(inOther.mPicture)
+    , mIsPixel(inOther.mIsPixel)
+{
+    for (unsigned char*& plane : mPicture.planes)
+    {
+        plane = plane == nullptr ? nullptr : mBytes.data() + (plane - inOther.mBytes.data());
+    }
+}
+
 void Memory::Randomise(std::mt19937& ioRandom)
 {
     if (mPicture.storage == ir::Storage::kPacked4)

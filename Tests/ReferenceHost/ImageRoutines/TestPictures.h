@@ -37,6 +37,10 @@ public:
     Memory(std::uint32_t inCode, std::int32_t inWidth, std::int32_t inHeight,
            std::int32_t inExtraRowBytes = 0, std::int32_t inMisalignment = 0);
 
+    // The copy's view is of its own bytes.
+    Memory(const Memory& inOther);
+    Memory& operator=(const Memory&) = delete;
+
     void* Pixels() { return mBytes.data() + mFirst; }
     const void* Pixels() const { return mBytes.data() + mFirst; }
     std::int32_t RowBytes() const { return mRowBytes; }

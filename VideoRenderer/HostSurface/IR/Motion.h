@@ -28,12 +28,12 @@
  * meets what, and the blend modes, is told in IR/BlendModes.h.
  *
  * Filters. f is the target pixel's width along a source axis in source pixels, at least 1.
- *   quality up to 3, or highQualitySampling 0   the mean over a box of width f: bilinear interpolation where the
- *                                               picture isn't reduced, the exact area average where it is
- *   4                                           bicubic (b = 0, c = 0.5), averaged over a box of width f - 1
- *   5 and above                                 Lanczos of three lobes, averaged in the same way
- * A picture that is turned by other than quarter turns and reduced to less than half is first averaged over
- * blocks of ceil(f / 2) pixels, counted from the source's first pixel; f then counts in such blocks.
+ *   quality up to 3, or highQualitySampling 0: the mean over a box of width f. That is bilinear interpolation
+ *       where the picture isn't reduced, the exact area average where it is.
+ *   4: bicubic (b = 0, c = 0.5), averaged over a box of width f - 1 / f
+ *   5 and above: Lanczos of three lobes, averaged in the same way
+ * Where f is above 8 every quality is the area average. A picture that is turned by other than half turns is then
+ * first averaged over blocks of ceil(f / 8) pixels, counted from the source's first pixel.
  * antiFlicker (limited to 0..1) makes the target pixel 1 + antiFlicker lines high for the filter, not for the
  * coverage.
  *
