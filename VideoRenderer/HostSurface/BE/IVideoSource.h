@@ -133,4 +133,31 @@ public:
 };
 using IVideoStreamInfoRef = TVK::InterfaceRef<IVideoStreamInfo>;
 
+// The face of a stream that reads ahead by itself. What it has read, it gives at once by GetRenderedFrame.
+class ML_EXPORT IAsyncVideoSource : public TVKUnknown
+{
+public:
+    static constexpr TVK::Guid kInterfaceID = TVK::InterfaceIDs::kAsyncVideoSource;
+
+    // False: the stream is to be read as one without this face.
+    virtual bool IsAsyncEnabled() const = 0;
+    // Starts a read and returns; negative: it was not started. Called with locks of the library held: it
+    // must neither wait for another thread nor come back into the library.
+    virtual std::int32_t IssueAsyncRead(const norviktypes::TickTime& inTime, const FrameDescription& inFormat,
+                                        const MF::BinaryData& inSettings,
+                                        const norviktypes::ColorProfile& inProfile) = 0;
+    virtual void Reserved1() = 0;
+    // Takes a read back, as far as it has not been done; one that was never issued is ignored. The same
+    // conditions as for IssueAsyncRead.
+    virtual void CancelAsyncRead(const norviktypes::TickTime& inTime, const FrameDescription& inFormat,
+                                 const MF::BinaryData& inSettings,
+                                 const norviktypes::ColorProfile& inProfile) = 0;
+    virtual void Reserved2() = 0;
+    // Whether the stream, inElapsedSeconds after it was asked, is still working on the read.
+    virtual bool IsAsyncReadAlive(const norviktypes::TickTime& inTime, const FrameDescription& inFormat,
+                                  double inElapsedSeconds, const MF::BinaryData& inSettings,
+                                  const norviktypes::ColorProfile& inProfile) = 0;
+};
+using IAsyncVideoSourceRef = TVK::InterfaceRef<IAsyncVideoSource>;
+
 } // namespace BE

@@ -28,6 +28,7 @@ inline constexpr Guid kKeyframedParameter{"D8A1E536-0935-4A79-B372-B0A7FE5F9C2A"
 
 inline constexpr Guid kVideoSource{"02D31BE8-DF46-42FB-B116-F046F9CBA0C8"};
 inline constexpr Guid kVideoStreamInfo{"8F67356F-D557-47FA-8BC5-F2C7D83066D0"};
+inline constexpr Guid kAsyncVideoSource{"41B7A3D3-1B0F-4317-AC0A-93CE19CF2AD5"};
 inline constexpr Guid kMediaInfo{"6FDEF025-22F6-4F57-9605-D0A7DDA8B31B"};
 
 inline constexpr Guid kRenderableSource{"AECA09FC-9C02-412D-AE18-E5DCDDA00B6B"};
