@@ -24,6 +24,8 @@ inline constexpr Guid kRenderableNode{"19CE7301-5D2C-47CA-94C9-DEC165DAE04B"};
 inline constexpr Guid kRenderableCutlist{"CD921ACF-71B3-4F92-B68A-38011ADE5701"};
 inline constexpr Guid kRenderableExtendedStillInfo{"7D228CC9-6B2E-41D7-8952-498FB74682DB"};
 inline constexpr Guid kSmartRenderSegmentInfo{"AD944FB8-13FF-4F71-A932-9D1C3CE84711"};
+inline constexpr Guid kRenderableCutlistProvider{"52A4E49C-E8AB-488F-BEF6-EBE4DA165E38"};
+inline constexpr Guid kSequenceVideoProperties{"DD0D9EEA-2665-4332-AF1B-8C9E56ECE56D"};
 inline constexpr Guid kKeyframedParameter{"D8A1E536-0935-4A79-B372-B0A7FE5F9C2A"};
 
 inline constexpr Guid kVideoSource{"02D31BE8-DF46-42FB-B116-F046F9CBA0C8"};
@@ -45,6 +47,8 @@ inline constexpr Guid kRenderableNodeIntrinsicParameterProvider{"909B960F-4C59-4
 inline constexpr Guid kSubTreeRender{"56BDEADD-225E-4778-9F45-9CA62C96FDA8"};
 inline constexpr Guid kMutableCutlist{"7E8789B9-2B1F-4D1F-BBE8-3E48A5B060D4"};
 inline constexpr Guid kBitmapMedia{"A4FBA864-2815-4F35-9CA3-0AB0383A7BF2"};
+inline constexpr Guid kRenderFrameClient{"2ACAACC3-000F-4E80-9949-B7F58E3ACC32"};
+inline constexpr Guid kAcceleratedSequenceRenderer{"500ADFBF-DDD3-4A21-A750-C276A246C4F3"};
 inline constexpr Guid kBitmapMediaPrivate{"B12FA900-2C8E-40E3-ABF8-C5E0E3EF56D9"};
 
 } // namespace TVK::InterfaceIDs
