@@ -168,7 +168,8 @@ bool CanMixBytes(const Mix& inMix, const Picture& inTarget)
            areShares && (startsAtZero || IsWholeWeight(TotalWeight(inMix)));
 }
 
-// Shares of 65535. What rounding leaves of a whole goes to the greatest, so that equal pictures stay as they are.
+// Shares of 65535. What rounding leaves of a whole, or adds to it, goes to the greatest: two halves would be more
+// than a whole and miss the short way of MixBytes.
 std::vector<std::uint16_t> SharesOf(const Mix& inMix)
 {
     std::vector<std::uint16_t> shares;

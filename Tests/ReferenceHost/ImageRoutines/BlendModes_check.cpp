@@ -497,6 +497,39 @@ TEST_P(BlendModes, ReplaceTheStretchWhenThereIsNoPictureAndTouchNothingBeside)
     }
 }
 
+TEST_P(BlendModes, ReplaceTheStretchOfBytesAsIfTheTargetWereClear)
+{
+    std::mt19937 random(32);
+    for (const std::uint32_t code : {0x004U, 0x008U, 0x00CU, 0x006U, 0x00AU, 0x00EU})
+    {
+        for (const std::uint32_t mode : {kIR_Blend_Normal, kIR_Blend_Difference})
+        {
+            TestPictures::Memory target(code, 67, 1);
+            target.Randomise(random);
+            TestPictures::Memory layer((code & 0x3U) | 0x8U, 67, 1);
+            layer.RandomiseModerately(random);
+            ir::ComposeSettings settings = SettingsFor(mode, 0.6F);
+            settings.targetHasPicture = false;
+            ir::ComposeByteRow(static_cast<const std::uint8_t*>(layer.Pixels()), nullptr, settings,
+                               target.View(), 0, 0, 67);
+            for (std::int32_t x = 0; x < 67; ++x)
+            {
+                ir::reference::Pixel source = ir::reference::ReadPixel(layer.View(), x, 0);
+                std::transform(source.c, source.c + 4, source.c,
+                               [](double inValue) { return inValue * 0.6; });
+                const ir::reference::Pixel wanted =
+                    ir::reference::ComposePixel(source, {}, target.View(), settings, x, 0);
+                const ir::reference::Pixel result = ir::reference::ReadPixel(target.View(), x, 0);
+                for (int c = 0; c < (target.View().HasAlpha() ? 4 : 3); ++c)
+                {
+                    ASSERT_NEAR(wanted.c[c], result.c[c], 1.0 / 219.0)
+                        << TestPictures::Name(code) << " mode " << mode << " component " << c;
+                }
+            }
+        }
+    }
+}
+
 TEST_P(BlendModes, CoverageCountsAsOpacityDoes)
 {
     std::mt19937 random(31);
