@@ -259,7 +259,7 @@ struct StraightKind
 // Bytes whose alphas agree, as they do nearly everywhere, need no division.
 struct StraightByteKind
 {
-    static std::size_t StretchBytes() { return PackedKind::StretchBytes(); }
+    static std::size_t StretchBytes() { return StraightKind<StraightBytes>::StretchBytes(); }
 
     template <int kTaps>
     HWY_INLINE void Make(const Taps<kTaps>& inTaps, std::size_t inAt, std::uint8_t* outRow) const

@@ -171,12 +171,8 @@ TEST_P(Fields, MoveToTheOtherParityAsTheReferenceDoes)
         Shape shape = RandomShape(random);
         // The odd row of a bottom-left picture has a test of its own.
         shape.height = ((from | to) & 0x2000) != 0 ? (shape.height + 3) / 2 * 2 : shape.height + 1;
-        const Memory source = [&]
-        {
-            Memory filled(from, shape.width, shape.height, shape.extra, shape.misalignment);
-            Fill(filled, random);
-            return filled;
-        }();
+        Memory source(from, shape.width, shape.height, shape.extra, shape.misalignment);
+        Fill(source, random);
         Memory target(to, shape.width, shape.height, shape.extra / 4 * 4, shape.misalignment);
         Fill(target, random);
         const Memory expected = Copied(target);
