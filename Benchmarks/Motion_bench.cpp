@@ -11,7 +11,8 @@ extern "C"
 #include "IR/Motion.h"
 
 // Motion of whole frames on one thread, beside the memory's own speed. Frames come from a ring that is larger
-// than the caches. Bytes are those that must move: the source once, the target once, or twice where it is read.
+// than the caches. Bytes are those that must move: the source once, the target once, or twice where it is
+// read.
 namespace
 {
 
@@ -149,7 +150,8 @@ void Ours(benchmark::State& ioState, const Frames& inFrom, const Frames& inTo, c
         }
     }
     const std::size_t bytes = inFrom.Bytes() + inTo.Bytes() * (inMove.hasPicture != 0 && !inIsOpaque ? 2 : 1);
-    ioState.SetBytesProcessed(static_cast<std::int64_t>(ioState.iterations()) * static_cast<std::int64_t>(bytes));
+    ioState.SetBytesProcessed(static_cast<std::int64_t>(ioState.iterations()) *
+                              static_cast<std::int64_t>(bytes));
 }
 
 void Swscale(benchmark::State& ioState, int inFlags)

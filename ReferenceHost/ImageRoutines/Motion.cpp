@@ -23,16 +23,17 @@ bool IsSelector(std::int32_t inNumber)
 
 bool AreFinite(const IR_MotionSettings& inSettings)
 {
-    const double numbers[] = {inSettings.positionX, inSettings.positionY, inSettings.anchorX, inSettings.anchorY,
-                              inSettings.scaleX,    inSettings.scaleY,    inSettings.rotation,
-                              inSettings.opacity,   inSettings.antiFlicker};
+    const double numbers[] = {inSettings.positionX, inSettings.positionY, inSettings.anchorX,
+                              inSettings.anchorY,   inSettings.scaleX,    inSettings.scaleY,
+                              inSettings.rotation,  inSettings.opacity,   inSettings.antiFlicker};
     return std::all_of(std::begin(numbers), std::end(numbers),
                        [](double inNumber) { return std::isfinite(inNumber); });
 }
 
 bool IsTold(const IR_MotionPicture& inPicture)
 {
-    return inPicture.aspectNumerator != 0 && inPicture.aspectDenominator != 0 && IsSelector(inPicture.fieldType);
+    return inPicture.aspectNumerator != 0 && inPicture.aspectDenominator != 0 &&
+           IsSelector(inPicture.fieldType);
 }
 
 std::int32_t PictureOf(const IR_MotionPicture& inPicture, Picture& outPicture)
@@ -41,13 +42,13 @@ std::int32_t PictureOf(const IR_MotionPicture& inPicture, Picture& outPicture)
                                inPicture.format, outPicture);
 }
 
-std::int32_t PicturesOf(const IR_MotionPicture& inSource, const IR_MotionPicture& inTarget, Picture& outSource,
-                        Picture& outTarget)
+std::int32_t PicturesOf(const IR_MotionPicture& inSource, const IR_MotionPicture& inTarget,
+                        Picture& outSource, Picture& outTarget)
 {
     const std::int32_t status = PictureOf(inSource, outSource);
-    return status != kIR_Success                          ? status
+    return status != kIR_Success                       ? status
            : !ir::IsFourComponentCode(inTarget.format) ? kIR_UnknownFormat
-                                                          : PictureOf(inTarget, outTarget);
+                                                       : PictureOf(inTarget, outTarget);
 }
 
 // A source whose components don't lie together, brought to the target's kind of pixel.
@@ -169,8 +170,8 @@ std::int32_t Draw(const IR_MotionPicture* inSource, const IR_MotionPicture* inTa
     {
         return status;
     }
-    if (!AreFinite(*inSettings) || !IsTold(*inSource) || !IsTold(*inTarget) || !IsSelector(inSettings->field) ||
-        !ir::IsBlendMode(inBlendMode) || ir::Overlap(source, target))
+    if (!AreFinite(*inSettings) || !IsTold(*inSource) || !IsTold(*inTarget) ||
+        !IsSelector(inSettings->field) || !ir::IsBlendMode(inBlendMode) || ir::Overlap(source, target))
     {
         return kIR_BadArgument;
     }

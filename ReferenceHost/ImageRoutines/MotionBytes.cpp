@@ -213,7 +213,8 @@ HWY_INLINE Corners GatherPairs(const ByteSource& inSource, const Places& inU, co
 }
 
 template <bool kIsStraight>
-HWY_INLINE PixelVector Mix(const Corners& inCorners, const Places& inU, const Places& inV, PixelVector inAlwaysSet)
+HWY_INLINE PixelVector Mix(const Corners& inCorners, const Places& inU, const Places& inV,
+                           PixelVector inAlwaysSet)
 {
     const ShortVector along = inU.Weights();
     const Halves first = Between(Split<kIsStraight>(inCorners.upperLeft, inAlwaysSet),
@@ -239,7 +240,8 @@ HWY_INLINE bool AreOpaque(const Corners& inCorners)
 HWY_INLINE bool IsInside(std::int64_t inFirst, std::int64_t inLast, std::int32_t inCount)
 {
     const auto most = static_cast<std::uint64_t>(inCount - 1);
-    return static_cast<std::uint64_t>(inFirst >> 32) < most && static_cast<std::uint64_t>(inLast >> 32) < most;
+    return static_cast<std::uint64_t>(inFirst >> 32) < most &&
+           static_cast<std::uint64_t>(inLast >> 32) < most;
 }
 
 template <bool kIsStraight>
@@ -269,8 +271,8 @@ bool SampleAll(const ByteSource& inSource, const BytePlace& inU, const BytePlace
         u.Advance();
         v.Advance();
     }
-    const bool isRestOpaque = reference::SampleBytes(inSource, inU, inV, inFirst + static_cast<std::int32_t>(i),
-                                                     outPixels + i * 4, inCount - i);
+    const bool isRestOpaque = reference::SampleBytes(
+        inSource, inU, inV, inFirst + static_cast<std::int32_t>(i), outPixels + i * 4, inCount - i);
     return AreOpaque(all) && isRestOpaque;
 }
 
@@ -302,13 +304,15 @@ HWY_INLINE PixelVector Mean(const Corners& inCorners, PixelVector inAlwaysSet)
     const Halves upperRight = Split<kIsStraight>(inCorners.upperRight, inAlwaysSet);
     const Halves lowerLeft = Split<kIsStraight>(inCorners.lowerLeft, inAlwaysSet);
     const Halves lowerRight = Split<kIsStraight>(inCorners.lowerRight, inAlwaysSet);
-    const WordVector even = Quarter(Sum(upperLeft.even, upperRight.even), Sum(lowerLeft.even, lowerRight.even));
+    const WordVector even =
+        Quarter(Sum(upperLeft.even, upperRight.even), Sum(lowerLeft.even, lowerRight.even));
     const WordVector odd = Quarter(Sum(upperLeft.odd, upperRight.odd), Sum(lowerLeft.odd, lowerRight.odd));
     return hn::BitCast(Pixels(), hn::Or(even, hn::ShiftLeft<8>(odd)));
 }
 
 template <bool kIsStraight>
-HWY_INLINE PixelVector HalveSome(const std::uint8_t* inUpper, const std::uint8_t* inLower, PixelVector inAlwaysSet)
+HWY_INLINE PixelVector HalveSome(const std::uint8_t* inUpper, const std::uint8_t* inLower,
+                                 PixelVector inAlwaysSet)
 {
     const Pixels d;
     const std::size_t step = hn::Lanes(d);
@@ -324,7 +328,8 @@ HWY_INLINE PixelVector HalveSome(const std::uint8_t* inUpper, const std::uint8_t
     load(inUpper, pixels[0], pixels[1]);
     load(inLower, pixels[2], pixels[3]);
     const Corners corners = {pixels[0], pixels[1], pixels[2], pixels[3]};
-    return kIsStraight && !AreOpaque(corners) ? Mean<true>(corners, inAlwaysSet) : Mean<false>(corners, inAlwaysSet);
+    return kIsStraight && !AreOpaque(corners) ? Mean<true>(corners, inAlwaysSet)
+                                              : Mean<false>(corners, inAlwaysSet);
 }
 
 template <bool kIsStraight>
@@ -383,8 +388,8 @@ constexpr double kUnit = 4294967296.0;
 
 ByteSource ByteSourceOf(const Picture& inPicture) noexcept
 {
-    return {inPicture.Row(0, 0),   inPicture.strides[0], inPicture.width, inPicture.height,
-            !inPicture.HasAlpha(), inPicture.alpha == PictureAlpha::kStraight};
+    return {inPicture.Row(0, 0), inPicture.strides[0],  inPicture.width,
+            inPicture.height,    !inPicture.HasAlpha(), inPicture.alpha == PictureAlpha::kStraight};
 }
 
 bool IsWithinReach(const Picture& inPicture) noexcept

@@ -7,9 +7,9 @@
 
 // Motion of 8-bit pictures without a detour through floats.
 //
-// Places are whole numbers with 32 bits behind the point, weights have 15 bits and pixels 7 bits behind the point
-// of a code: the sums are less than a tenth of a code from the exact ones before they are rounded to bytes. Every
-// instruction set gives the same bytes, and so do the twins.
+// Places are whole numbers with 32 bits behind the point, weights have 15 bits and pixels 7 bits behind the
+// point of a code: the sums are less than a tenth of a code from the exact ones before they are rounded to
+// bytes. Every instruction set gives the same bytes, and so do the twins.
 //
 // Thread-safety: pure functions on the caller's rows; safe.
 namespace ir
@@ -39,12 +39,13 @@ struct BytePlace
 
 BytePlace PlaceAlong(const MotionAxis& inAxis, std::int32_t inRow) noexcept;
 
-// Bilinear pixels of a row from column inFirst on, premultiplied; beyond an edge the edge's. True if all of them
-// are opaque.
+// Bilinear pixels of a row from column inFirst on, premultiplied; beyond an edge the edge's. True if all of
+// them are opaque.
 bool SampleBytes(const ByteSource& inSource, const BytePlace& inU, const BytePlace& inV, std::int32_t inFirst,
                  std::uint8_t* outPixels, std::size_t inCount);
 
-// Means of squares of four pixels of two rows, premultiplied; the sum is rounded once. True if all are opaque.
+// Means of squares of four pixels of two rows, premultiplied; the sum is rounded once. True if all are
+// opaque.
 bool HalveBytes(const ByteSource& inSource, const std::uint8_t* inUpper, const std::uint8_t* inLower,
                 std::uint8_t* outPixels, std::size_t inCount);
 

@@ -49,9 +49,9 @@ bool SampleBytes(const ByteSource& inSource, const BytePlace& inU, const BytePla
             int rows[2];
             for (int row = 0; row < 2; ++row)
             {
-                rows[row] = Between(Component(inSource, PixelAt(inSource, u >> 32, (v >> 32) + row), place),
-                                    Component(inSource, PixelAt(inSource, (u >> 32) + 1, (v >> 32) + row), place),
-                                    weightU);
+                rows[row] = Between(
+                    Component(inSource, PixelAt(inSource, u >> 32, (v >> 32) + row), place),
+                    Component(inSource, PixelAt(inSource, (u >> 32) + 1, (v >> 32) + row), place), weightU);
             }
             outPixels[i * 4 + static_cast<std::size_t>(place)] =
                 static_cast<std::uint8_t>((Between(rows[0], rows[1], weightV) + 64) >> 7);
@@ -69,8 +69,9 @@ bool HalveBytes(const ByteSource& inSource, const std::uint8_t* inUpper, const s
     {
         const std::size_t pixel = i / 4 * 8;
         const auto place = static_cast<int>(i % 4);
-        const int sum = Component(inSource, inUpper + pixel, place) + Component(inSource, inUpper + pixel + 4, place) +
-                        Component(inSource, inLower + pixel, place) + Component(inSource, inLower + pixel + 4, place);
+        const int sum =
+            Component(inSource, inUpper + pixel, place) + Component(inSource, inUpper + pixel + 4, place) +
+            Component(inSource, inLower + pixel, place) + Component(inSource, inLower + pixel + 4, place);
         outPixels[i] = static_cast<std::uint8_t>((sum + 256) >> 9);
         isOpaque = isOpaque && (place != 3 || outPixels[i] == 255);
     }

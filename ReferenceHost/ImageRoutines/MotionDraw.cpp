@@ -36,9 +36,11 @@ bool Hides(const MotionPlan& inPlan, bool inIsOpaque)
 }
 
 // The source's pixel at a place from the middle of one of the target.
-std::int32_t Middle(const MotionAxis& inAxis, std::int32_t inColumn, std::int32_t inRow, double inOffset = 0.0)
+std::int32_t Middle(const MotionAxis& inAxis, std::int32_t inColumn, std::int32_t inRow,
+                    double inOffset = 0.0)
 {
-    return static_cast<std::int32_t>(std::floor(inAxis.At(inColumn + 0.5 + inOffset, inRow + 0.5 + inOffset)));
+    return static_cast<std::int32_t>(
+        std::floor(inAxis.At(inColumn + 0.5 + inOffset, inRow + 0.5 + inOffset)));
 }
 
 bool AreBytesOfOneCoding(const MotionPlan& inPlan)
@@ -172,9 +174,7 @@ private:
 class ByteLayer
 {
 public:
-    explicit ByteLayer(const MotionPlan& inPlan)
-        : mPlan(inPlan)
-        , mSourceIsOpaque(!inPlan.source.HasAlpha())
+    explicit ByteLayer(const MotionPlan& inPlan) : mPlan(inPlan), mSourceIsOpaque(!inPlan.source.HasAlpha())
     {
         Picture sampled = inPlan.target;
         sampled.alpha = PictureAlpha::kPremultiplied;
@@ -202,11 +202,13 @@ public:
         }
         else if (IsNormal(mPlan.compose))
         {
-            ComposeBytes(mLayers, inPixels, nullptr, Place(inColumn, inRow), static_cast<std::size_t>(inCount));
+            ComposeBytes(mLayers, inPixels, nullptr, Place(inColumn, inRow),
+                         static_cast<std::size_t>(inCount));
         }
         else
         {
-            ComposeByteRow(inPixels, nullptr, mPlan.compose, mPlan.target, inColumn, mPlan.TargetRow(inRow), inCount);
+            ComposeByteRow(inPixels, nullptr, mPlan.compose, mPlan.target, inColumn, mPlan.TargetRow(inRow),
+                           inCount);
         }
     }
 
@@ -220,11 +222,7 @@ private:
 class HalvingDrawing
 {
 public:
-    explicit HalvingDrawing(const MotionPlan& inPlan)
-        : mPlan(inPlan)
-        , mLayer(inPlan)
-    {
-    }
+    explicit HalvingDrawing(const MotionPlan& inPlan) : mPlan(inPlan), mLayer(inPlan) {}
 
     static bool Takes(const MotionPlan& inPlan)
     {
@@ -245,8 +243,8 @@ public:
                 const std::int32_t count = std::min(kStretch, mPlan.box.right - first);
                 std::uint8_t* to = isDirect ? mLayer.Place(first, row) : pixels;
                 const std::uint8_t* from = upper + Middle(mPlan.u, first, 0, -0.5) * std::ptrdiff_t{4};
-                const bool isOpaque = HalveBytes(source, from, from + source.stride, to,
-                                                 static_cast<std::size_t>(count));
+                const bool isOpaque =
+                    HalveBytes(source, from, from + source.stride, to, static_cast<std::size_t>(count));
                 if (!isDirect)
                 {
                     mLayer.Lay(pixels, isOpaque, first, row, count);
@@ -260,8 +258,8 @@ private:
     static bool Halves(const MotionAxis& inAxis)
     {
         const double along = inAxis.alongX + inAxis.alongY; // one of them is 0
-        return along == 2.0 && inAxis.coverWidth == 2.0 && inAxis.filterWidth == 2.0 && inAxis.count % 2 == 0 &&
-               std::fmod(inAxis.start, 2.0) == 0.0;
+        return along == 2.0 && inAxis.coverWidth == 2.0 && inAxis.filterWidth == 2.0 &&
+               inAxis.count % 2 == 0 && std::fmod(inAxis.start, 2.0) == 0.0;
     }
 
     const MotionPlan& mPlan;
@@ -326,7 +324,8 @@ private:
         }
     }
 
-    // The few pixels that the picture's edges cross, where colour, coverage and what lies below must meet exactly.
+    // The few pixels that the picture's edges cross, where colour, coverage and what lies below must meet
+    // exactly.
     void DrawEdge(const MotionSpan& inSpan, std::int32_t inRow) const
     {
         alignas(64) float pixels[kStretch * 4];
@@ -339,7 +338,8 @@ private:
                 Sample(first + i, inRow, pixels + i * 4);
                 coverage[i] = static_cast<float>(CoverageAt(mPlan, first + i, inRow));
             }
-            ComposeFloatRow(pixels, coverage, mPlan.compose, mPlan.target, first, mPlan.TargetRow(inRow), count);
+            ComposeFloatRow(pixels, coverage, mPlan.compose, mPlan.target, first, mPlan.TargetRow(inRow),
+                            count);
         }
     }
 
@@ -368,7 +368,8 @@ private:
         for (int i = 0; i < 3; ++i)
         {
             const int place = kPackedPlace[i];
-            ioPixel[place] += (static_cast<float>(pixel[place]) - mRanges[i].offset) * mRanges[i].factor * share;
+            ioPixel[place] +=
+                (static_cast<float>(pixel[place]) - mRanges[i].offset) * mRanges[i].factor * share;
         }
         ioPixel[3] += alpha * inShare;
     }

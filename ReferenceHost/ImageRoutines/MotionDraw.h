@@ -4,9 +4,9 @@
 
 // The ways to carry out a plan of motion.
 //
-// Each draws the pixels of the plan's box row by row or tile by tile and hands them to ComposeRows.h while they
-// are in the cache. What a pixel becomes doesn't depend on the box: parts of a drawing, one by one, give the
-// whole.
+// Each draws the pixels of the plan's box row by row or tile by tile and hands them to ComposeRows.h while
+// they are in the cache. What a pixel becomes doesn't depend on the box: parts of a drawing, one by one, give
+// the whole.
 //
 // Thread-safety: safe on different rows of a target. Throws std::bad_alloc.
 namespace ir

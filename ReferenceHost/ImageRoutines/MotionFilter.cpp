@@ -20,9 +20,7 @@ double Sinc(double inX)
 double Bicubic(double inDistance)
 {
     const double x = std::fabs(inDistance);
-    return x >= 2.0   ? 0.0
-           : x >= 1.0 ? ((-0.5 * x + 2.5) * x - 4.0) * x + 2.0
-                      : (1.5 * x - 2.5) * x * x + 1.0;
+    return x >= 2.0 ? 0.0 : x >= 1.0 ? ((-0.5 * x + 2.5) * x - 4.0) * x + 2.0 : (1.5 * x - 2.5) * x * x + 1.0;
 }
 
 double Lanczos(double inDistance)
@@ -35,9 +33,7 @@ double Lanczos(double inDistance)
 class Kernel
 {
 public:
-    Kernel(double (*inFunction)(double), int inReach)
-        : mFunction(inFunction)
-        , mReach(inReach)
+    Kernel(double (*inFunction)(double), int inReach) : mFunction(inFunction), mReach(inReach)
     {
         double sum = 0.0;
         for (int i = 0; i <= inReach * kNodes; ++i)
@@ -55,7 +51,8 @@ public:
     // The mean over a box of inWidth about inX, times 1 / the integral of the whole.
     double Mean(double inX, double inWidth) const
     {
-        // Differences of the integral lose their digits over a narrow box, over which Simpson's rule is exact.
+        // Differences of the integral lose their digits over a narrow box, over which Simpson's rule is
+        // exact.
         return inWidth < 0.05 ? Simpson(inX - inWidth / 2.0, inX + inWidth / 2.0, 1.0)
                               : (Integral(inX + inWidth / 2.0) - Integral(inX - inWidth / 2.0)) / inWidth;
     }
@@ -77,8 +74,9 @@ private:
         const double t = place - static_cast<double>(node);
         const double slopes[2] = {mValue[node] / kNodes, mValue[node + 1] / kNodes};
         const double step = mIntegral[node + 1] - mIntegral[node];
-        const double cubic = mIntegral[node] + t * (slopes[0] + t * (3.0 * step - 2.0 * slopes[0] - slopes[1] +
-                                                                    t * (slopes[0] + slopes[1] - 2.0 * step)));
+        const double cubic =
+            mIntegral[node] + t * (slopes[0] + t * (3.0 * step - 2.0 * slopes[0] - slopes[1] +
+                                                    t * (slopes[0] + slopes[1] - 2.0 * step)));
         return inX < 0.0 ? -cubic : cubic;
     }
 
@@ -124,7 +122,8 @@ std::int32_t BlockSize(const MotionPlan& inPlan, const MotionAxis& inAxis) noexc
     {
         return std::max(inAxis.count, 1);
     }
-    // The little that is taken away keeps rounding from choosing the larger block for a reduction by whole numbers.
+    // The little that is taken away keeps rounding from choosing the larger block for a reduction by whole
+    // numbers.
     const double block = std::ceil(inAxis.filterWidth / kWidestKernel - 1e-6);
     return static_cast<std::int32_t>(std::clamp(block, 1.0, static_cast<double>(std::max(inAxis.count, 1))));
 }
@@ -158,7 +157,8 @@ MotionTaps AppendTaps(const MotionAxis& inAxis, MotionFilter inFilter, double in
     std::vector<double> weights(static_cast<std::size_t>(count), 0.0);
     for (double pixel = begin; pixel <= end; pixel += 1.0)
     {
-        const auto at = static_cast<std::size_t>(std::clamp(pixel, 0.0, last)) - static_cast<std::size_t>(first);
+        const auto at =
+            static_cast<std::size_t>(std::clamp(pixel, 0.0, last)) - static_cast<std::size_t>(first);
         weights[at] += FilterWeight(filter, inAxis.filterWidth, pixel + 0.5 - inPlace);
     }
     const double sum = std::accumulate(weights.begin(), weights.end(), 0.0);

@@ -17,8 +17,8 @@ namespace
 constexpr std::int32_t kTileColumns = 64;
 constexpr std::int32_t kTileRows = 16;
 
-// Rows that are kept for the next row of the target; a filter that looks at more is wide, and reads most rows for
-// one row of the target only.
+// Rows that are kept for the next row of the target; a filter that looks at more is wide, and reads most rows
+// for one row of the target only.
 constexpr std::int32_t kMostKeptRows = 12;
 
 std::size_t Size(std::int32_t inNumber)
@@ -141,8 +141,8 @@ public:
         for (std::int32_t row = box.top; row < box.bottom; ++row)
         {
             const float* mixed = MixRows(mRows.taps[Size(row - box.top)]);
-            FilterColumns(mixed, mColumns.first, mColumns.taps.data(), mColumns.weights.data(), mPixels.Row(0),
-                          Size(columns));
+            FilterColumns(mixed, mColumns.first, mColumns.taps.data(), mColumns.weights.data(),
+                          mPixels.Row(0), Size(columns));
             Compose(mPlan, mPixels.Row(0), row, box.left, columns, mCoverage.Row(0));
         }
     }
@@ -277,8 +277,9 @@ private:
     // A bound of what the sides of a tile come to, and what the filter looks at beyond.
     static std::int32_t MostBlocks(const BlockAxis& inAxis)
     {
-        const double side = (std::fabs(inAxis.axis.alongX) * kTileColumns +
-                             std::fabs(inAxis.axis.alongY) * kTileRows) / inAxis.size;
+        const double side =
+            (std::fabs(inAxis.axis.alongX) * kTileColumns + std::fabs(inAxis.axis.alongY) * kTileRows) /
+            inAxis.size;
         return static_cast<std::int32_t>(std::min(side, inAxis.count + 2.0) + inAxis.length * 2.0 + 8.0);
     }
 
@@ -396,7 +397,8 @@ private:
         for (std::int32_t row = 0; row < rows; ++row)
         {
             mSource.Read(inBlockRow * mV.size + row, begin, pixels, mRow.Row(1));
-            AccumulateRow(mRow.Row(1), 1.0F / static_cast<float>(rows), row == 0, mRow.Row(0), Size(pixels) * 4);
+            AccumulateRow(mRow.Row(1), 1.0F / static_cast<float>(rows), row == 0, mRow.Row(0),
+                          Size(pixels) * 4);
         }
         const float* from = mRow.Row(0);
         for (std::int32_t block = inFirst; block <= inLast; ++block)

@@ -18,8 +18,8 @@ constexpr double kPlaceUnits = 512.0;
 // A picture that is drawn smaller than this part of a pixel leaves no trace even in a float.
 constexpr double kLeastCover = 1.0 / 65536.0;
 
-// What rounding may add to or take from a place: pixels that are covered less than this are not, and those that
-// lack less are wholly covered.
+// What rounding may add to or take from a place: pixels that are covered less than this are not, and those
+// that lack less are wholly covered.
 constexpr double kMargin = 1e-8;
 
 struct Turn
@@ -51,14 +51,11 @@ struct Forward
 Forward ForwardOf(const IR_MotionPicture& inSource, const IR_MotionPicture& inTarget,
                   const IR_MotionSettings& inSettings)
 {
-    const double sourceAspect =
-        static_cast<double>(inSource.aspectNumerator) / inSource.aspectDenominator;
-    const double targetAspect =
-        static_cast<double>(inTarget.aspectNumerator) / inTarget.aspectDenominator;
+    const double sourceAspect = static_cast<double>(inSource.aspectNumerator) / inSource.aspectDenominator;
+    const double targetAspect = static_cast<double>(inTarget.aspectNumerator) / inTarget.aspectDenominator;
     // One quotient of products, so that equal aspects leave a size exactly as it is.
-    const double aspects =
-        (static_cast<double>(inSource.aspectNumerator) * inTarget.aspectDenominator) /
-        (static_cast<double>(inSource.aspectDenominator) * inTarget.aspectNumerator);
+    const double aspects = (static_cast<double>(inSource.aspectNumerator) * inTarget.aspectDenominator) /
+                           (static_cast<double>(inSource.aspectDenominator) * inTarget.aspectNumerator);
     const double scaleX = inSettings.scaleX;
     const double scaleY = inSettings.scaleY;
     const Turn turn = TurnOf(inSettings.rotation);
@@ -190,10 +187,10 @@ MotionBox BoxOf(const MotionPlan& inPlan, const Region& inRegion, std::int32_t i
     double bottom = 0.0;
     for (int corner = 0; corner < 4; ++corner)
     {
-        const double du = (corner & 1 ? inRegion.right + u.coverWidth / 2.0
-                                      : inRegion.left - u.coverWidth / 2.0) - u.start;
-        const double dv = (corner & 2 ? inRegion.bottom + v.coverWidth / 2.0
-                                      : inRegion.top - v.coverWidth / 2.0) - v.start;
+        const double du =
+            (corner & 1 ? inRegion.right + u.coverWidth / 2.0 : inRegion.left - u.coverWidth / 2.0) - u.start;
+        const double dv =
+            (corner & 2 ? inRegion.bottom + v.coverWidth / 2.0 : inRegion.top - v.coverWidth / 2.0) - v.start;
         const double x = (du * v.alongY - dv * u.alongY) / determinant;
         const double y = (dv * u.alongX - du * v.alongX) / determinant;
         left = std::min(left, x);
@@ -223,7 +220,8 @@ double Overlap(const MotionAxis& inAxis, double inPlace)
 }
 
 // Columns whose place along an axis lies between inLow and inHigh.
-void Narrow(const MotionAxis& inAxis, double inY, double inLow, double inHigh, double& ioFirst, double& ioLast)
+void Narrow(const MotionAxis& inAxis, double inY, double inLow, double inHigh, double& ioFirst,
+            double& ioLast)
 {
     const double start = inAxis.At(0.5, inY);
     if (inAxis.alongX == 0.0)

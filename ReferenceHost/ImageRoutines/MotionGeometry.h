@@ -9,8 +9,8 @@
 // Which place of the source a pixel of the target shows, for one drawing of a motion.
 //
 // A drawing goes over plan rows: all rows of the target or those of one field. Its source is a picture of its
-// own too: the whole source, one field of it, or the part of it that holds anything. Places are continuous, the
-// middle of pixel k is at k + 0.5, and of a field only its own rows count.
+// own too: the whole source, one field of it, or the part of it that holds anything. Places are continuous,
+// the middle of pixel k is at k + 0.5, and of a field only its own rows count.
 //
 // Thread-safety: values and pure functions; safe.
 namespace ir
@@ -38,7 +38,8 @@ struct MotionAxis
     double At(double inX, double inY) const noexcept { return start + alongX * inX + alongY * inY; }
 };
 
-// A target pixel that is as wide as the picture so many times over shows its mean; a wider filter tells nothing more.
+// A target pixel that is as wide as the picture so many times over shows its mean; a wider filter tells
+// nothing more.
 inline constexpr double kMostWidths = 4.0;
 
 struct MotionBox

@@ -144,8 +144,8 @@ HWY_INLINE void SamplePixels(const SampleGrid& inGrid, const SampleAxis& inU, co
     }
 }
 
-void SampleTurned(const SampleGrid& inGrid, const SampleAxis& inU, const SampleAxis& inV, std::int32_t inFirst,
-                  float* outPixels, std::size_t inCount)
+void SampleTurned(const SampleGrid& inGrid, const SampleAxis& inU, const SampleAxis& inV,
+                  std::int32_t inFirst, float* outPixels, std::size_t inCount)
 {
     const auto tapsU = static_cast<std::int32_t>(std::ceil(LengthOf(inU)));
     const auto tapsV = static_cast<std::int32_t>(std::ceil(LengthOf(inV)));
@@ -188,8 +188,8 @@ void PackFloatRow(const FloatRow& inRow, float* outPixels, std::size_t inPixels)
     HWY_DYNAMIC_DISPATCH(PackPlanes)(inRow, outPixels, inPixels);
 }
 
-void FilterColumns(const float* inPixels, std::int32_t inFirst, const MotionTaps* inTaps, const float* inWeights,
-                   float* outPixels, std::size_t inCount)
+void FilterColumns(const float* inPixels, std::int32_t inFirst, const MotionTaps* inTaps,
+                   const float* inWeights, float* outPixels, std::size_t inCount)
 {
     HWY_DYNAMIC_DISPATCH(FilterRow)(inPixels, inFirst, inTaps, inWeights, outPixels, inCount);
 }

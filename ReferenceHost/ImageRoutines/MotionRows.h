@@ -8,8 +8,8 @@
 
 // The kernels of motion: rows of packed pixels, four components each.
 //
-// Floats are added and multiplied in one order without fused operations, so that every instruction set gives the
-// same bits; bytes are exact integers.
+// Floats are added and multiplied in one order without fused operations, so that every instruction set gives
+// the same bits; bytes are exact integers.
 //
 // Thread-safety: pure functions on the caller's rows; safe.
 namespace ir
@@ -19,8 +19,8 @@ namespace ir
 void PackFloatRow(const FloatRow& inRow, float* outPixels, std::size_t inPixels);
 
 // outPixels[i] = the sum of taps i over inPixels, whose first is pixel inFirst of the axis.
-void FilterColumns(const float* inPixels, std::int32_t inFirst, const MotionTaps* inTaps, const float* inWeights,
-                   float* outPixels, std::size_t inCount);
+void FilterColumns(const float* inPixels, std::int32_t inFirst, const MotionTaps* inTaps,
+                   const float* inWeights, float* outPixels, std::size_t inCount);
 
 // Pixels of floats that a turned picture is sampled from.
 struct SampleGrid

@@ -102,8 +102,8 @@ enum class Filter
 Filter FilterFor(const IR_MotionSettings& inSettings)
 {
     return inSettings.quality <= 3 || inSettings.highQualitySampling == 0 ? Filter::kBox
-           : inSettings.quality == 4                                       ? Filter::kBicubic
-                                                                           : Filter::kLanczos;
+           : inSettings.quality == 4                                      ? Filter::kBicubic
+                                                                          : Filter::kLanczos;
 }
 
 struct Tap
@@ -121,9 +121,10 @@ std::vector<Tap> TapsRound(Filter inFilter, double inPlace, double inWidth, std:
     {
         const double overlap = std::min(inPlace + inWidth / 2.0, i + 1.0) -
                                std::max(inPlace - inWidth / 2.0, static_cast<double>(i));
-        const double weight = inFilter == Filter::kBox ? std::max(0.0, overlap)
-                                                       : KernelMean(inFilter == Filter::kLanczos,
-                                                                    i + 0.5 - inPlace, inWidth - 1.0 / inWidth);
+        const double weight =
+            inFilter == Filter::kBox
+                ? std::max(0.0, overlap)
+                : KernelMean(inFilter == Filter::kLanczos, i + 0.5 - inPlace, inWidth - 1.0 / inWidth);
         taps.push_back({std::clamp(i, 0, inCount - 1), weight});
         sum += weight;
     }
@@ -187,8 +188,8 @@ struct Sampling
 
 double CoverageOf(double inPlace, double inWidth, std::int32_t inCount)
 {
-    const double inside =
-        std::min(inPlace + inWidth / 2.0, static_cast<double>(inCount)) - std::max(inPlace - inWidth / 2.0, 0.0);
+    const double inside = std::min(inPlace + inWidth / 2.0, static_cast<double>(inCount)) -
+                          std::max(inPlace - inWidth / 2.0, 0.0);
     return std::clamp(inside / inWidth, 0.0, 1.0);
 }
 
@@ -212,12 +213,12 @@ Pixel Sample(const Grid& inGrid, Filter inFilter, const Sampling& inSampling, st
 {
     const std::int32_t blockX = BlockOf(inSampling, inSampling.filter.x, inWidth);
     const std::int32_t blockY = BlockOf(inSampling, inSampling.filter.y, inHeight);
-    const double widthX = inSampling.isTurned ? WidthInBlocks(inSampling.filter.x, blockX, inGrid.width)
-                                              : inSampling.filter.x;
-    const double widthY = inSampling.isTurned ? WidthInBlocks(inSampling.filter.y, blockY, inGrid.height)
-                                              : inSampling.filter.y;
-    const std::vector<Tap> columns =
-        TapsRound(inSampling.filter.x > 8.0 ? Filter::kBox : inFilter, inSampling.place.x / blockX, widthX, inGrid.width);
+    const double widthX =
+        inSampling.isTurned ? WidthInBlocks(inSampling.filter.x, blockX, inGrid.width) : inSampling.filter.x;
+    const double widthY =
+        inSampling.isTurned ? WidthInBlocks(inSampling.filter.y, blockY, inGrid.height) : inSampling.filter.y;
+    const std::vector<Tap> columns = TapsRound(inSampling.filter.x > 8.0 ? Filter::kBox : inFilter,
+                                               inSampling.place.x / blockX, widthX, inGrid.width);
     Pixel sum = {{0.0, 0.0, 0.0, 0.0}};
     const Filter filterY = inSampling.filter.y > 8.0 ? Filter::kBox : inFilter;
     for (const Tap& row : TapsRound(filterY, inSampling.place.y / blockY, widthY, inGrid.height))
@@ -319,7 +320,8 @@ private:
         return sampling;
     }
 
-    void Lay(Pixel inPixel, double inCoverage, const Picture& inTarget, std::int32_t inX, std::int32_t inY) const
+    void Lay(Pixel inPixel, double inCoverage, const Picture& inTarget, std::int32_t inX,
+             std::int32_t inY) const
     {
         Picture kind = inTarget;
         kind.alpha = PictureAlpha::kPremultiplied;

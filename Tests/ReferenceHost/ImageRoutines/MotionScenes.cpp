@@ -67,9 +67,10 @@ std::string Scene::Text() const
                   "0x%03X %dx%d fields %d on 0x%03X %dx%d fields %d, position %a %a anchor %a %a scale %a %a "
                   "rotation %.17g opacity %g flicker %g over %d field %d quality %d %d",
                   from.format, from.width, from.height, from.fieldType, to.format, to.width, to.height,
-                  to.fieldType, static_cast<double>(settings.positionX), static_cast<double>(settings.positionY),
-                  static_cast<double>(settings.anchorX), static_cast<double>(settings.anchorY),
-                  static_cast<double>(settings.scaleX), static_cast<double>(settings.scaleY), settings.rotation,
+                  to.fieldType, static_cast<double>(settings.positionX),
+                  static_cast<double>(settings.positionY), static_cast<double>(settings.anchorX),
+                  static_cast<double>(settings.anchorY), static_cast<double>(settings.scaleX),
+                  static_cast<double>(settings.scaleY), settings.rotation,
                   static_cast<double>(settings.opacity), settings.antiFlicker, settings.targetHasPicture,
                   settings.field, settings.quality, settings.highQualitySampling);
     return text;

@@ -42,8 +42,8 @@ struct Scene
     IR_MotionSettings settings;
 };
 
-// The largest difference of two pictures of one four-component code, in codes of integers, absolutely for floats.
-// A component that is seen through alpha counts as it is or multiplied by it, whichever is less.
+// The largest difference of two pictures of one four-component code, in codes of integers, absolutely for
+// floats. A component that is seen through alpha counts as it is or multiplied by it, whichever is less.
 double VisibleDifference(const Memory& inOne, const Memory& inOther);
 
 }

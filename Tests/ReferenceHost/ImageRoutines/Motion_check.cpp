@@ -41,22 +41,19 @@ const std::vector<std::uint32_t>& FourComponentCodes()
     return sCodes;
 }
 
-// Integers: one code, and half of one more where colour is divided by alpha after it was rounded. Floats: rounding
-// of weights and sums.
+// Integers: one code, and half of one more where colour is divided by alpha after it was rounded. Floats:
+// rounding of weights and sums.
 double BoundFor(const ir::Picture& inTarget)
 {
-    return inTarget.sample == ir::Sample::kFloat                  ? 4e-5
+    return inTarget.sample == ir::Sample::kFloat           ? 4e-5
            : inTarget.alpha == ir::PictureAlpha::kStraight ? 1.501
-                                                                  : 1.001;
+                                                           : 1.001;
 }
 
 class Dice
 {
 public:
-    explicit Dice(std::uint32_t inSeed)
-        : mRandom(inSeed)
-    {
-    }
+    explicit Dice(std::uint32_t inSeed) : mRandom(inSeed) {}
 
     std::mt19937& Engine() { return mRandom; }
     int Below(int inCount) { return static_cast<int>(mRandom() % static_cast<unsigned>(inCount)); }
@@ -131,11 +128,12 @@ public:
         : mRowBytes(static_cast<std::int32_t>(ir::RowBytesOf(inLike.View(), 0)))
     {
         const auto page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
-        const auto bytes = static_cast<std::size_t>(mRowBytes) * static_cast<std::size_t>(inLike.View().height);
+        const auto bytes =
+            static_cast<std::size_t>(mRowBytes) * static_cast<std::size_t>(inLike.View().height);
         const std::size_t pages = (bytes + page - 1) / page * page;
         mBytes = pages + 2 * page;
-        mMapping = static_cast<unsigned char*>(
-            mmap(nullptr, mBytes, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
+        mMapping =
+            static_cast<unsigned char*>(mmap(nullptr, mBytes, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
         EXPECT_EQ(0, mprotect(mMapping + page, pages, PROT_READ | PROT_WRITE));
         mPixels = mMapping + page + (inIsAtEnd ? pages - bytes : 0);
         for (std::size_t i = 0; i < bytes; ++i)
@@ -171,13 +169,16 @@ void GoToExtremes(IR_MotionSettings& ioSettings, Dice& ioDice)
     case 4: ioSettings.rotation = 1e12 + 45.0; break;
     case 5: ioSettings.positionX = -1e20F; break;
     case 6: ioSettings.anchorY = 1e9F; break;
-    case 7: ioSettings.scaleX = 1000.0F; ioSettings.scaleY = 0.001F; break;
+    case 7:
+        ioSettings.scaleX = 1000.0F;
+        ioSettings.scaleY = 0.001F;
+        break;
     default: break;
     }
 }
 
-// White noise against the mean of the pixels below each pixel of the target that is wholly covered; these pixels
-// are squares along the source's axes.
+// White noise against the mean of the pixels below each pixel of the target that is wholly covered; these
+// pixels are squares along the source's axes.
 double PsnrToMeans(const Scene& inScene, double inRotation)
 {
     constexpr int kSize = 16;
@@ -205,8 +206,9 @@ double PsnrToMeans(const Scene& inScene, double inRotation)
                 {
                     const double across = (i % (kSize * kFine) + 0.5) / kFine - kSize / 2.0;
                     const double down = (i / (kSize * kFine) + 0.5) / kFine - kSize / 2.0;
-                    sum += inScene.source.View().Row(0, static_cast<std::int32_t>(v + down))
-                               [static_cast<std::ptrdiff_t>(u + across) * 4 + c];
+                    sum += inScene.source.View().Row(
+                        0,
+                        static_cast<std::int32_t>(v + down))[static_cast<std::ptrdiff_t>(u + across) * 4 + c];
                 }
                 const double mean = sum / (kSize * kFine * kSize * kFine);
                 const double error = mean - inScene.target.View().Row(0, y)[x * 4 + c];
@@ -267,7 +269,8 @@ TEST_P(Motion, DrawsWhatTheReferenceDrawsWithAnySettings)
     for (std::size_t i = 0; i < count; ++i)
     {
         const auto& codes = FourComponentCodes();
-        const std::uint32_t from = codes[static_cast<std::size_t>(dice.Below(static_cast<int>(codes.size())))];
+        const std::uint32_t from =
+            codes[static_cast<std::size_t>(dice.Below(static_cast<int>(codes.size())))];
         const std::uint32_t to = codes[static_cast<std::size_t>(dice.Below(static_cast<int>(codes.size())))];
         Scene scene(from, 1 + dice.Below(30), 1 + dice.Below(24), to, 1 + dice.Below(30), 1 + dice.Below(24));
         scene.source.Randomise(dice.Engine());
@@ -411,7 +414,8 @@ TEST_P(Motion, FiltersSmallPicturesToTheirMean)
             scene.settings.rotation = rotation;
             scene.settings.quality = quality;
             ASSERT_EQ(kIR_Success, scene.Draw());
-            EXPECT_GE(PsnrToMeans(scene, rotation), 45.0) << "turned by " << rotation << ", quality " << quality;
+            EXPECT_GE(PsnrToMeans(scene, rotation), 45.0)
+                << "turned by " << rotation << ", quality " << quality;
         }
     }
 }
@@ -429,7 +433,8 @@ TEST_P(Motion, FiltersSmallTurnedPicturesToTheirMean)
             scene.settings.rotation = rotation;
             scene.settings.quality = quality;
             ASSERT_EQ(kIR_Success, scene.Draw());
-            EXPECT_GE(PsnrToMeans(scene, rotation), 45.0) << "turned by " << rotation << ", quality " << quality;
+            EXPECT_GE(PsnrToMeans(scene, rotation), 45.0)
+                << "turned by " << rotation << ", quality " << quality;
         }
     }
 }
@@ -454,9 +459,10 @@ TEST_P(Motion, StaysWithinItsPictures)
     for (std::size_t i = 0; i < count; ++i)
     {
         const auto& codes = FourComponentCodes();
-        const auto any = [&] { return codes[static_cast<std::size_t>(dice.Below(static_cast<int>(codes.size())))]; };
-        Scene scene(i % 2 == 0 ? 0x004 : any(), 1 + dice.Below(70), 1 + dice.Below(40), i % 2 == 0 ? 0x004 : any(),
-                    1 + dice.Below(70), 1 + dice.Below(40));
+        const auto any = [&]
+        { return codes[static_cast<std::size_t>(dice.Below(static_cast<int>(codes.size())))]; };
+        Scene scene(i % 2 == 0 ? 0x004 : any(), 1 + dice.Below(70), 1 + dice.Below(40),
+                    i % 2 == 0 ? 0x004 : any(), 1 + dice.Below(70), 1 + dice.Below(40));
         Vary(scene, dice);
         GoToExtremes(scene.settings, dice);
         for (const bool isAtEnd : {false, true})

@@ -54,7 +54,8 @@ double Alpha(const Memory& inMemory, std::int32_t inX, std::int32_t inY)
 // A white picture over black, in floats without rounding.
 struct WhiteScene : Scene
 {
-    WhiteScene(std::int32_t inWidth, std::int32_t inHeight, std::int32_t inTargetWidth, std::int32_t inTargetHeight)
+    WhiteScene(std::int32_t inWidth, std::int32_t inHeight, std::int32_t inTargetWidth,
+               std::int32_t inTargetHeight)
         : Scene(kBGRX32f, inWidth, inHeight, kBGRX32f, inTargetWidth, inTargetHeight)
     {
         Paint(source, 1.0, 1.0);
@@ -315,7 +316,8 @@ TEST(Motion, DrawsOnlyTheRowsOfTheField)
         for (std::int32_t y = 0; y < 7; ++y)
         {
             const bool isDrawn = (y % 2 == 1) == (field == kIR_LowerField);
-            EXPECT_EQ(PixelBytes(isDrawn ? scene.source : scene.target, 3, y), PixelBytes(scene.target, 3, y));
+            EXPECT_EQ(PixelBytes(isDrawn ? scene.source : scene.target, 3, y),
+                      PixelBytes(scene.target, 3, y));
             EXPECT_EQ(isDrawn ? 1.0 : 0.0, Alpha(scene.target, 3, y)) << y;
         }
     }
@@ -492,8 +494,10 @@ TEST(Motion, RefusesWhatIsNoMotion)
     EXPECT_EQ(kIR_BadArgument, refusal([&](Scene& s) { s.settings.anchorY = endless; }));
     EXPECT_EQ(kIR_BadArgument, refusal([&](Scene& s) { s.settings.scaleY = -endless; }));
     EXPECT_EQ(kIR_BadArgument, refusal([&](Scene& s) { s.settings.opacity = none; }));
-    EXPECT_EQ(kIR_BadArgument, refusal([&](Scene& s) { s.settings.rotation = static_cast<double>(endless); }));
-    EXPECT_EQ(kIR_BadArgument, refusal([&](Scene& s) { s.settings.antiFlicker = static_cast<double>(none); }));
+    EXPECT_EQ(kIR_BadArgument,
+              refusal([&](Scene& s) { s.settings.rotation = static_cast<double>(endless); }));
+    EXPECT_EQ(kIR_BadArgument,
+              refusal([&](Scene& s) { s.settings.antiFlicker = static_cast<double>(none); }));
     EXPECT_EQ(kIR_BadArgument, refusal([](Scene& s) { s.settings.field = 3; }));
     EXPECT_EQ(kIR_BadArgument, refusal([](Scene& s) { s.from.fieldType = -1; }));
     EXPECT_EQ(kIR_BadArgument, refusal([](Scene& s) { s.to.aspectDenominator = 0; }));

@@ -1,24 +1,25 @@
 /*
  * Motion: one picture drawn on another, moved, scaled, turned, faded and blended.
  *
- * Where things lie. The middle of the pixel in column x and row y is at (x + 0.5, y + 0.5); a picture of w by h
- * pixels covers 0..w by 0..h; y counts from the top of the picture downwards, whatever the order of rows in
+ * Where things lie. The middle of the pixel in column x and row y is at (x + 0.5, y + 0.5); a picture of w by
+ * h pixels covers 0..w by 0..h; y counts from the top of the picture downwards, whatever the order of rows in
  * memory. The fractions of position and anchor count to the right and upwards: the anchor is the point
- * (anchorX w, (1 - anchorY) h) of the source, and it comes to lie on the point (positionX W, (1 - positionY) H)
- * of the target. Nothing is fitted: at scale 1 and equal pixel aspects a source pixel is as large as a target
- * pixel.
+ * (anchorX w, (1 - anchorY) h) of the source, and it comes to lie on the point (positionX W, (1 - positionY)
+ * H) of the target. Nothing is fitted: at scale 1 and equal pixel aspects a source pixel is as large as a
+ * target pixel.
  *
- * A source point that is (dx, dy) pixels from the anchor is brought to square units as
- * (dx scaleX sourceAspect, dy scaleY), turned by `rotation` degrees clockwise as seen, and becomes target pixels
- * when x is divided by the target's aspect. A negative scale mirrors. A rotation counts modulo 360; quarter turns
- * are exact. Where the source's corner comes to lie is rounded to 1/512 of a target pixel, because fractions in
- * 32-bit float don't tell it any finer and a picture that is meant to lie on whole pixels must not be blurred.
+ * A source point that is (dx, dy) pixels from the anchor is brought to square units as (dx scaleX
+ * sourceAspect, dy scaleY), turned by `rotation` degrees clockwise as seen, and becomes target pixels when x
+ * is divided by the target's aspect. A negative scale mirrors. A rotation counts modulo 360; quarter turns
+ * are exact. Where the source's corner comes to lie is rounded to 1/512 of a target pixel, because fractions
+ * in 32-bit float don't tell it any finer and a picture that is meant to lie on whole pixels must not be
+ * blurred.
  *
  * Edges. The colour beyond an edge of the source is that of the edge; what is drawn there is multiplied by
- * coverage: the part of the target pixel that the source rectangle covers, taken along the source's two axes and
- * multiplied. The target pixel's width along a source axis is the length of that axis' gradient over the target.
- * So an edge is anti-aliased over one target pixel however large the picture is drawn, and pictures that meet on
- * whole pixels meet without a seam.
+ * coverage: the part of the target pixel that the source rectangle covers, taken along the source's two axes
+ * and multiplied. The target pixel's width along a source axis is the length of that axis' gradient over the
+ * target. So an edge is anti-aliased over one target pixel however large the picture is drawn, and pictures
+ * that meet on whole pixels meet without a seam.
  *
  * Alpha. Everything is done on premultiplied colour, in the target's own model and coding: linear formats are
  * filtered and composited in linear light, display-coded ones as they are coded. Source pixels are brought to
@@ -32,20 +33,19 @@
  *       where the picture isn't reduced, the exact area average where it is.
  *   4: bicubic (b = 0, c = 0.5), averaged over a box of width f - 1 / f
  *   5 and above: Lanczos of three lobes, averaged in the same way
- * Where f is above 8 every quality is the area average. A picture that is turned by other than half turns is then
- * first averaged over blocks of ceil(f / 8) pixels, counted from the source's first pixel.
- * antiFlicker (limited to 0..1) makes the target pixel 1 + antiFlicker lines high for the filter, not for the
- * coverage.
+ * Where f is above 8 every quality is the area average. A picture that is turned by other than half turns is
+ * then first averaged over blocks of ceil(f / 8) pixels, counted from the source's first pixel. antiFlicker
+ * (limited to 0..1) makes the target pixel 1 + antiFlicker lines high for the filter, not for the coverage.
  *
  * Fields. `field` is kIR_WholePicture, or the field whose rows are drawn; the other rows are not touched.
  * fieldType is 0 progressive, 1 upper field first, 2 lower field first. If source and target are both
- * interlaced, each field of the target (both of them for kIR_WholePicture) shows the source's field of the same
- * moment: the first that of the first, the second that of the second. Such a field is a picture of its own,
- * whose row k lies on row 2k or 2k + 1 of the frame; filter and coverage then count in rows of the field. In
- * every other case the whole source is shown and rows count as rows of the frame.
+ * interlaced, each field of the target (both of them for kIR_WholePicture) shows the source's field of the
+ * same moment: the first that of the first, the second that of the second. Such a field is a picture of its
+ * own, whose row k lies on row 2k or 2k + 1 of the frame; filter and coverage then count in rows of the
+ * field. In every other case the whole source is shown and rows count as rows of the frame.
  *
- * Bytes and words are the same on every processor and within one code of the exact result; those of a straight
- * target that stays transparent within one and a half, counted on colour times alpha.
+ * Bytes and words are the same on every processor and within one code of the exact result; those of a
+ * straight target that stays transparent within one and a half, counted on colour times alpha.
  *
  * Thread-safety: as IR/ImageRoutines.h.
  */
@@ -94,16 +94,16 @@ typedef struct IR_MotionSettings
 /*
  * Draws inSource on inTarget.
  *
- * ioClip may be null. On entry it is the part of the source, in its pixels, that holds anything. Outside of it a
- * source with alpha must be transparent, which may save the drawing but doesn't alter it; of a source without
- * alpha the part is the picture, with edges of its own. On success it becomes the box of the target outside of
- * which nothing was drawn, 0 0 0 0 if nothing was drawn at all.
- * Of a target without a picture (targetHasPicture 0) only pixels of that box are written: callers hand a
- * cleared one.
+ * ioClip may be null. On entry it is the part of the source, in its pixels, that holds anything. Outside of
+ * it a source with alpha must be transparent, which may save the drawing but doesn't alter it; of a source
+ * without alpha the part is the picture, with edges of its own. On success it becomes the box of the target
+ * outside of which nothing was drawn, 0 0 0 0 if nothing was drawn at all. Of a target without a picture
+ * (targetHasPicture 0) only pixels of that box are written: callers hand a cleared one.
  *
- * 0, or kIR_UnknownFormat, kIR_NullPointer, kIR_BadSize as for every routine; kIR_BadArgument for a number that
- * is not finite, an aspect of 0, an unknown field, field type or blend mode, and for pictures that share
- * memory; then nothing is written, the rectangle included. Source and target outside of each other is success.
+ * 0, or kIR_UnknownFormat, kIR_NullPointer, kIR_BadSize as for every routine; kIR_BadArgument for a number
+ * that is not finite, an aspect of 0, an unknown field, field type or blend mode, and for pictures that share
+ * memory; then nothing is written, the rectangle included. Source and target outside of each other is
+ * success.
  */
 IR_EXPORT int32_t IR_Motion(
     const IR_MotionPicture* inSource, const IR_MotionPicture* inTarget, IR_Rect* ioClip,
