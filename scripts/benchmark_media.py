@@ -68,6 +68,9 @@ class Media:
         """Six times the same ten seconds, without encoding them again."""
         return self.make("minute_1080.mp4", ["-stream_loop", "5", "-i", self.noisy(), "-c", "copy", *BITEXACT])
 
+    def chart_2160(self):
+        return self.encoded("chart_2160.mp4", CHART.format(size="3840x2160", seconds=6), 50)
+
     def raw(self):
         return self.make("raw_1080.avi", ["-i", self.noisy(), "-t", "8", "-c:v", "rawvideo", "-pix_fmt", "yuv420p",
                                           *BITEXACT])
@@ -209,13 +212,26 @@ class Bench:
                  f"{median(r.wall for r in many) / sum(p.wall for _, p in pairs):.2f} times its time", "at most 1")
 
     def memory(self):
+        """With as many threads as cores, fewer and many more, on two cores."""
+        clips = (("1080p H.264, 10 s", self.media.noisy()), ("1080p H.264, 60 s", self.media.minute()),
+                 ("1080p raw, 8 s", self.media.raw()), ("2160p H.264, 6 s", self.media.chart_2160()),
+                 ("2160p raw, 4 s", self.media.raw_2160()))
         for limit in (300, 1000):
-            for name, clip in (("H.264, 10 s", self.media.noisy()), ("H.264, 60 s", self.media.minute()),
-                               ("raw, 8 s", self.media.raw())):
-                runs = [Run(self.ours(clip, 2, "--memory", f"{limit}M"), 2) for _ in range(min(self.runs, 3))]
-                peak = max(run.peak for run in runs) / MIB
-                self.row(f"peak memory, --memory {limit}M, {name}", f"{peak:.0f} MiB", "", "",
-                         f"at most {limit + 100} MiB")
+            for name, clip in clips:
+                for command in ("render", "thumbnails", "frame"):
+                    peaks = [self.peak(command, clip, threads, limit) for threads in (1, 2, 8)]
+                    self.row(f"peak memory, --memory {limit}M, {command}, {name}, 1, 2 and 8 threads",
+                             ", ".join(f"{peak / MIB:.0f}" for peak in peaks) + " MiB", "", "",
+                             f"at most {limit + 100} MiB")
+
+    def peak(self, command, clip, threads, limit):
+        bounds = ["--threads", str(threads), "--memory", f"{limit}M"]
+        with tempfile.TemporaryDirectory() as folder:
+            words = {"render": [self.vrender, "render", clip, "null:", "--pix-fmt", "bgra", *bounds],
+                     "thumbnails": [self.vrender, "thumbnails", clip, folder, "--count", "40", "--overwrite", *bounds],
+                     "frame": [self.vrender, "frame", clip, f"{folder}/frame.png", "--time", "80",
+                               "--overwrite", *bounds]}[command]
+            return max(Run(words, 2).peak for _ in range(min(self.runs, 3)))
 
     def faults(self):
         for name, clip, long in (("H.264", self.media.minute(), 400), ("raw", self.media.raw(), 200)):
