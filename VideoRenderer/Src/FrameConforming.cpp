@@ -14,7 +14,7 @@ namespace
 using VF::VideoFrameManipulators::CopyFrame;
 using VF::VideoFrameManipulators::MakeAddressableVideoFrame;
 
-// What is stored is also told here: depth, float and linear light.
+// Depth, float and linear light: how large a pixel is and what its numbers mean.
 constexpr std::uint32_t kStorageBits = 0x101E;
 
 TVK::Rect RectOfSize(std::uint32_t inWidth, std::uint32_t inHeight)
@@ -46,8 +46,8 @@ bool IsWorkedOnAtDepthOfParams(const CutlistRenderParams& inParams,
            norviktypes::BytesPerPixel(inCandidate.mProperties) > norviktypes::BytesPerPixel(wanted);
 }
 
-// An unconverted frame of the same size stands where it stood. What its format can't tell of transparency,
-// its content rectangle can't either.
+// A converted frame of the same size stays where it was. A content rectangle is about transparency, so
+// formats without any don't have one.
 void CarryPlacement(const MF::IVideoFrameRef& inSource, const MF::IVideoFrameRef& inTarget)
 {
     if (BoundsOfFrame(inSource) != BoundsOfFrame(inTarget))
