@@ -1,5 +1,7 @@
 #include "ReferenceHost/ImageRoutines/BlendRows.h"
 
+#include <cstring>
+
 #include "IR/BlendModes.h"
 #include "ReferenceHost/ImageRoutines/Dissolve.h"
 
@@ -290,21 +292,14 @@ HWY_INLINE void Store(const Pixels& inPixels, const FloatRow& inRow, std::size_t
     hn::StoreU(inPixels.alpha, d, inRow.c[3] + inX);
 }
 
-HWY_INLINE Pixels LoadFaded(const BlendPlan& inPlan, const FloatRow& inRow, std::size_t inX)
+HWY_INLINE Pixels Faded(Pixels inPixels, FloatVector inShare)
 {
-    const Floats d;
-    Pixels pixels = Load(inRow, inX);
-    FloatVector share = Number(inPlan.opacity);
-    if (inPlan.coverage != nullptr)
+    for (auto& component : inPixels.colour.c)
     {
-        share = hn::Mul(share, hn::LoadU(d, inPlan.coverage + inX));
+        component = hn::Mul(component, inShare);
     }
-    for (auto& component : pixels.colour.c)
-    {
-        component = hn::Mul(component, share);
-    }
-    pixels.alpha = hn::Mul(pixels.alpha, share);
-    return pixels;
+    inPixels.alpha = hn::Mul(inPixels.alpha, inShare);
+    return inPixels;
 }
 
 // Straight colour times alpha, and back; a pixel whose alpha memory can't tell from 0 is black.
@@ -350,11 +345,12 @@ HWY_INLINE Colour Limited(const BlendPlan& inPlan, const Colour& inColour)
 HWY_INLINE Pixels BlendPixels(const BlendPlan& inPlan, const Pixels& inSource, const Pixels& inBackdrop,
                               const Pixels& inPremultiplied)
 {
+    const bool isWhole = inPlan.isStraight || (inPlan.isOpaque && !inPlan.isEmpty);
     Colour cb = inBackdrop.colour;
     Colour cs;
     for (int i = 0; i < 3; ++i)
     {
-        cb.c[i] = inPlan.isStraight ? cb.c[i] : Ratio(cb.c[i], inBackdrop.alpha);
+        cb.c[i] = isWhole ? cb.c[i] : Ratio(cb.c[i], inBackdrop.alpha);
         cs.c[i] = Ratio(inSource.colour.c[i], inSource.alpha);
     }
     const Colour blended = Limited(inPlan, Blended(inPlan.mode, cb, cs));
@@ -393,48 +389,133 @@ HWY_INLINE Pixels BlackIfClear(Pixels inPixels)
     return inPixels;
 }
 
-void Dissolve(const BlendPlan& inPlan, const FloatRow& inSource, const FloatRow& ioBackdrop,
-              std::size_t inWidth)
+HWY_INLINE Pixels Dissolved(const BlendPlan& inPlan, Pixels inSource, Pixels inBackdrop, std::size_t inX)
 {
     const Floats d;
-    for (std::size_t x = 0; x < inWidth; x += hn::Lanes(d))
+    const WordVector thresholds = Thresholds(inPlan.x + static_cast<std::int32_t>(inX), inPlan.y);
+    const FloatVector threshold = hn::ConvertTo(d, hn::BitCast(hn::RebindToSigned<Floats>(), thresholds));
+    const auto isShown = hn::Lt(threshold, hn::Mul(inSource.alpha, Number(16777216.0F)));
+    for (auto& component : inSource.colour.c)
     {
-        const WordVector thresholds = Thresholds(inPlan.x + static_cast<std::int32_t>(x), inPlan.y);
-        const FloatVector threshold = hn::ConvertTo(d, hn::BitCast(hn::RebindToSigned<Floats>(), thresholds));
-        Pixels source = LoadFaded(inPlan, inSource, x);
-        const auto isShown = hn::Lt(threshold, hn::Mul(source.alpha, Number(16777216.0F)));
-        for (auto& component : source.colour.c)
-        {
-            component = Ratio(component, source.alpha);
-        }
-        source.alpha = Number(1.0F);
-        Pixels backdrop = Load(ioBackdrop, x);
-        backdrop.alpha = inPlan.isOpaque ? Number(1.0F) : backdrop.alpha;
-        backdrop = inPlan.isStraight ? BlackIfClear(backdrop) : backdrop;
-        Store(Either(isShown, source, backdrop), ioBackdrop, x);
+        component = Ratio(component, inSource.alpha);
     }
+    inSource.alpha = Number(1.0F);
+    return Either(isShown, inSource, inPlan.isStraight ? BlackIfClear(inBackdrop) : inBackdrop);
 }
 
 // Where nothing is laid on, the backdrop keeps its very bits (but clear pixels of straight pictures are black).
+HWY_INLINE Pixels Laid(const BlendPlan& inPlan, const Pixels& inSource, const Pixels& inBackdrop,
+                       std::size_t inX)
+{
+    const FloatVector zero = hn::Zero(Floats());
+    const bool keepsBits = inPlan.isStraight || inPlan.mode != kIR_Blend_Normal;
+    Pixels result = inBackdrop;
+    if (inPlan.mode == kIR_Blend_Dissolve)
+    {
+        result = Dissolved(inPlan, inSource, inBackdrop, inX);
+    }
+    else
+    {
+        const auto isLaid = hn::Or(hn::Ne(inSource.alpha, zero), hn::Eq(inBackdrop.alpha, zero));
+        const Pixels composed = Composed(inPlan, inSource, inBackdrop);
+        result = keepsBits ? Either(isLaid, composed, inBackdrop) : composed;
+    }
+    result.alpha = inPlan.isOpaque ? Number(1.0F) : result.alpha;
+    return result;
+}
+
 void BlendOneRow(const BlendPlan& inPlan, const FloatRow& inSource, const FloatRow& ioBackdrop,
                  std::size_t inWidth)
 {
     const Floats d;
-    if (inPlan.mode == kIR_Blend_Dissolve)
-    {
-        Dissolve(inPlan, inSource, ioBackdrop, inWidth);
-        return;
-    }
-    const bool keepsBits = inPlan.isStraight || inPlan.mode != kIR_Blend_Normal;
     for (std::size_t x = 0; x < inWidth; x += hn::Lanes(d))
     {
-        const Pixels source = LoadFaded(inPlan, inSource, x);
-        const Pixels backdrop = Load(ioBackdrop, x);
-        const auto isLaid = hn::Or(hn::Ne(source.alpha, hn::Zero(d)), hn::Eq(backdrop.alpha, hn::Zero(d)));
-        Pixels result = Composed(inPlan, source, backdrop);
-        result = keepsBits ? Either(isLaid, result, backdrop) : result;
-        result.alpha = inPlan.isOpaque ? Number(1.0F) : result.alpha;
-        Store(result, ioBackdrop, x);
+        FloatVector share = Number(inPlan.opacity);
+        if (inPlan.coverage != nullptr)
+        {
+            share = hn::Mul(share, hn::LoadU(d, inPlan.coverage + x));
+        }
+        Store(Laid(inPlan, Faded(Load(inSource, x), share), Load(ioBackdrop, x), x), ioBackdrop, x);
+    }
+}
+
+template <int kPlace>
+HWY_INLINE FloatVector ValueAt(WordVector inPixels)
+{
+    const WordVector code = hn::And(hn::ShiftRight<kPlace * 8>(inPixels), hn::Set(Words(), 255));
+    const FloatVector number = hn::ConvertTo(Floats(), hn::BitCast(hn::RebindToSigned<Floats>(), code));
+    return hn::Mul(number, Number(1.0F / 255.0F));
+}
+
+HWY_INLINE Pixels LoadBytes(const std::uint32_t* inPixels)
+{
+    const WordVector pixels = hn::LoadU(Words(), inPixels);
+    return {{{ValueAt<2>(pixels), ValueAt<1>(pixels), ValueAt<0>(pixels)}}, ValueAt<3>(pixels)};
+}
+
+template <int kPlace>
+HWY_INLINE WordVector CodeOf(FloatVector inValue)
+{
+    const FloatVector code = hn::Add(hn::Mul(inValue, Number(255.0F)), Number(0.5F));
+    const FloatVector held = hn::Min(hn::Max(code, hn::Zero(Floats())), Number(255.5F));
+    const auto number = hn::ConvertTo(hn::RebindToSigned<Floats>(), held);
+    return hn::ShiftLeft<kPlace * 8>(hn::BitCast(Words(), number));
+}
+
+HWY_INLINE void StoreBytes(const Pixels& inPixels, std::uint32_t* outPixels)
+{
+    const Colour& colour = inPixels.colour;
+    const WordVector blueGreen = hn::Or(CodeOf<0>(colour.c[2]), CodeOf<1>(colour.c[1]));
+    const WordVector redAlpha = hn::Or(CodeOf<2>(colour.c[0]), CodeOf<3>(inPixels.alpha));
+    hn::StoreU(hn::Or(blueGreen, redAlpha), Words(), outPixels);
+}
+
+HWY_INLINE void BlendBytePixels(const BlendPlan& inPlan, const std::uint32_t* inSource,
+                                const std::uint8_t* inCoverage, std::uint32_t* ioTarget, std::size_t inX)
+{
+    const Floats d;
+    FloatVector share = Number(inPlan.opacity);
+    if (inCoverage != nullptr)
+    {
+        const hn::RebindToSigned<Floats> ints;
+        const auto coverage = hn::LoadU(hn::Rebind<std::uint8_t, Floats>(), inCoverage);
+        const FloatVector covered = hn::ConvertTo(d, hn::PromoteTo(ints, coverage));
+        share = hn::Mul(share, hn::Mul(covered, Number(1.0F / 255.0F)));
+    }
+    Pixels backdrop = LoadBytes(ioTarget);
+    backdrop.alpha = inPlan.isOpaque ? Number(1.0F) : backdrop.alpha;
+    if (inPlan.isEmpty)
+    {
+        backdrop = Faded(backdrop, hn::Zero(d));
+    }
+    StoreBytes(Laid(inPlan, Faded(LoadBytes(inSource), share), backdrop, inX), ioTarget);
+}
+
+void BlendOneByteRow(const BlendPlan& inPlan, const std::uint8_t* inSource, const std::uint8_t* inCoverage,
+                     std::uint8_t* ioTarget, std::size_t inWidth)
+{
+    constexpr std::size_t kMost = hn::MaxLanes(Floats());
+    const std::size_t step = hn::Lanes(Floats());
+    std::size_t x = 0;
+    for (; x + step <= inWidth; x += step)
+    {
+        BlendBytePixels(inPlan, reinterpret_cast<const std::uint32_t*>(inSource + x * 4),
+                        inCoverage == nullptr ? nullptr : inCoverage + x,
+                        reinterpret_cast<std::uint32_t*>(ioTarget + x * 4), x);
+    }
+    if (x < inWidth) // through copies, so that nothing beyond the row is touched
+    {
+        std::uint32_t source[kMost] = {};
+        std::uint32_t target[kMost] = {};
+        std::uint8_t coverage[kMost] = {};
+        std::memcpy(source, inSource + x * 4, (inWidth - x) * 4);
+        std::memcpy(target, ioTarget + x * 4, (inWidth - x) * 4);
+        if (inCoverage != nullptr)
+        {
+            std::memcpy(coverage, inCoverage + x, inWidth - x);
+        }
+        BlendBytePixels(inPlan, source, inCoverage == nullptr ? nullptr : coverage, target, x);
+        std::memcpy(ioTarget + x * 4, target, (inWidth - x) * 4);
     }
 }
 
@@ -456,6 +537,7 @@ namespace
 {
 
 HWY_EXPORT(BlendOneRow);
+HWY_EXPORT(BlendOneByteRow);
 HWY_EXPORT(NameOfTarget);
 
 }
@@ -464,6 +546,12 @@ void BlendRow(const BlendPlan& inPlan, const FloatRow& inSource, const FloatRow&
               std::size_t inWidth)
 {
     HWY_DYNAMIC_DISPATCH(BlendOneRow)(inPlan, inSource, ioBackdrop, inWidth);
+}
+
+void BlendByteRow(const BlendPlan& inPlan, const std::uint8_t* inSource, const std::uint8_t* inCoverage,
+                  std::uint8_t* ioTarget, std::size_t inWidth)
+{
+    HWY_DYNAMIC_DISPATCH(BlendOneByteRow)(inPlan, inSource, inCoverage, ioTarget, inWidth);
 }
 
 const char* BlendRowsTarget()

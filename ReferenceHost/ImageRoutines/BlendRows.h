@@ -18,9 +18,10 @@ struct BlendPlan
 {
     std::uint32_t mode = 18; // kIR_Blend_Normal
     float opacity = 1.0F;
-    const float* coverage = nullptr; // a number for each pixel, null: 1
+    const float* coverage = nullptr; // a number for each pixel, null: 1; of rows of floats
     bool isStraight = false;         // the backdrop, and so the result; otherwise premultiplied
     bool isOpaque = false;           // the result's alpha is 1 whatever it comes to
+    bool isEmpty = false;            // of rows of bytes: the backdrop has no picture
     bool isLimited = false;          // B to 0..1
     float mostAlpha = 0.0F;          // the code that alpha 1 has in memory, 0 for floats
     std::int32_t x = 0;              // of the first pixel, for dissolve
@@ -31,6 +32,11 @@ struct BlendPlan
 // then the result.
 void BlendRow(const BlendPlan& inPlan, const FloatRow& inSource, const FloatRow& ioBackdrop,
               std::size_t inWidth);
+
+// The same on packed 8-bit R, G and B, without rows of floats between. inSource: premultiplied B G R A.
+// inCoverage: 255 is all; null: all of it. Nothing beyond inWidth pixels is touched.
+void BlendByteRow(const BlendPlan& inPlan, const std::uint8_t* inSource, const std::uint8_t* inCoverage,
+                  std::uint8_t* ioTarget, std::size_t inWidth);
 
 const char* BlendRowsTarget();
 

@@ -132,10 +132,17 @@ void ComposeByteRow(const std::uint8_t* inPremultiplied, const std::uint8_t* inC
                      static_cast<std::size_t>(inCount));
         return;
     }
-    const FloatStretch stretch(ioTarget, inX, inY, inCount);
     BlendPlan plan = BlendPlanFor(inSettings, ioTarget);
     plan.x = inX;
     plan.y = inY;
+    if (ioTarget.IsRGB())
+    {
+        plan.isEmpty = !inSettings.targetHasPicture;
+        BlendByteRow(plan, inPremultiplied, inCoverage, StretchOf(ioTarget, inX, inY, inCount).planes[0],
+                     static_cast<std::size_t>(inCount));
+        return;
+    }
+    const FloatStretch stretch(ioTarget, inX, inY, inCount);
     for (std::int32_t i = 0; inCoverage != nullptr && i < inCount; ++i)
     {
         stretch.Coverage()[i] = static_cast<float>(inCoverage[i]) / 255.0F;

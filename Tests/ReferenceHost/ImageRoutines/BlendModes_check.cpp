@@ -281,6 +281,41 @@ TEST(BlendModeNumbers, AreThoseThatDocumentsCarry)
     EXPECT_FALSE(ir::IsBlendMode(0xFFFFFFFFU));
 }
 
+TEST(BlendModeBytes, AreTheSameOnEveryInstructionSet)
+{
+    for (const std::uint32_t code : {kBGRA8, kBGRP8, kBGRX8, 0x00AU})
+    {
+        for (std::uint32_t mode = 0; mode < kIR_Blend_Count; ++mode)
+        {
+            for (std::int32_t width = 1; width < 68; width += 11)
+            {
+                std::vector<std::vector<unsigned char>> results;
+                for (const std::string& name : TestPictures::Targets())
+                {
+                    ASSERT_TRUE(ir::SetCpuTarget(name.c_str()));
+                    std::mt19937 random(mode);
+                    TestPictures::Memory target(code, width, 2, 12, 4);
+                    TestPictures::Memory layer((code & 0x3U) | 0x8U, width, 1, 0, 4);
+                    target.Randomise(random);
+                    layer.Randomise(random);
+                    std::vector<std::uint8_t> coverage(static_cast<std::size_t>(width));
+                    std::generate(coverage.begin(), coverage.end(),
+                                  [&] { return static_cast<std::uint8_t>(random() >> 8); });
+                    ir::ComposeByteRow(static_cast<const std::uint8_t*>(layer.Pixels()), coverage.data(),
+                                       SettingsFor(mode, 0.9F), target.View(), 0, 1, width);
+                    ASSERT_TRUE(target.GuardsAreWhole()) << mode << " on " << name;
+                    results.push_back(target.Packed());
+                }
+                for (const auto& result : results)
+                {
+                    ASSERT_EQ(results.back(), result) << mode << " on " << TestPictures::Name(code);
+                }
+            }
+        }
+    }
+    ASSERT_TRUE(ir::SetCpuTarget("auto"));
+}
+
 TEST_P(BlendModes, FollowTheirFormulasInFloatsWhateverTheAlphas)
 {
     std::mt19937 random(27);
