@@ -72,40 +72,22 @@ HWY_INLINE void AddShare(Halves& ioSum, PixelVector inPixels, WordVector inShare
 // Each share loses half a unit on average: as much is given back.
 HWY_INLINE PixelVector Rounded(const Halves& inSum, std::size_t inCount)
 {
-    const WordVector lost = Word(inCount / 2);
-    const WordVector half = Word(128);
-    const WordVector even = hn::SaturatedAdd(hn::SaturatedAdd(inSum.even, lost), half);
-    const WordVector odd = hn::SaturatedAdd(hn::SaturatedAdd(inSum.odd, lost), half);
-    return hn::BitCast(Pixels(), hn::Or(hn::ShiftRight<8>(even), hn::And(odd, Word(0xFF00))));
+    const WordVector more = Word(inCount / 2 + 128);
+    const WordVector even = hn::ShiftRight<8>(hn::SaturatedAdd(inSum.even, more));
+    const WordVector odd = hn::And(hn::SaturatedAdd(inSum.odd, more), Word(0xFF00));
+    return hn::BitCast(Pixels(), hn::Or(even, odd));
 }
 
-HWY_INLINE FloatVector WeighedAlpha(PixelVector inPixels, std::uint16_t inShare)
+HWY_INLINE FloatVector WeighedAlpha(PixelVector inPixels, FloatVector inShare)
 {
-    const FloatVector alpha = hn::ConvertTo(Floats(), hn::BitCast(Ints(), hn::ShiftRight<24>(inPixels)));
-    return hn::Mul(alpha, Float(static_cast<float>(inShare)));
+    const PixelVector alpha = hn::ShiftRight<24>(inPixels);
+    return hn::Mul(hn::ConvertTo(Floats(), hn::BitCast(Ints(), alpha)), inShare);
 }
 
 HWY_INLINE PixelVector ToNumber(FloatVector inValue)
 {
     return hn::BitCast(Pixels(), hn::ConvertTo(Ints(), hn::Add(inValue, Float(0.5F))));
 }
-
-// kCount: of rows, 0: as many as inMix tells.
-template <std::size_t kCount>
-struct Plain
-{
-    static HWY_INLINE PixelVector Mixed(const ByteMix& inMix, const std::uint8_t* const* inRows,
-                                        std::size_t inAt)
-    {
-        const std::size_t count = kCount == 0 ? inMix.count : kCount;
-        Halves sum = {hn::Zero(Words()), hn::Zero(Words())};
-        for (std::size_t row = 0; row < count; ++row)
-        {
-            AddShare(sum, LoadSet(inMix, row, inRows, inAt), Word(inMix.shares[row]));
-        }
-        return Rounded(sum, count);
-    }
-};
 
 HWY_INLINE WordVector SpreadWord(PixelVector inWords)
 {
@@ -118,65 +100,156 @@ HWY_INLINE FloatVector InverseOf(FloatVector inWhole)
     return hn::IfThenElse(isNothing, hn::Zero(Floats()), hn::Div(Float(65535.0F), inWhole));
 }
 
-HWY_INLINE PixelVector WithAlpha(const ByteMix& inMix, PixelVector inColour, FloatVector inWhole)
+HWY_INLINE PixelVector WithAlpha(PixelVector inBlack, PixelVector inColour, FloatVector inWhole)
 {
     const Pixels d;
     const PixelVector alpha = ToNumber(hn::Min(hn::Mul(inWhole, Float(1.0F / 65535.0F)), Float(255.0F)));
     const PixelVector seen = hn::Or(hn::And(inColour, hn::Set(d, ~kAlphaMask)), hn::ShiftLeft<24>(alpha));
-    return hn::IfThenElse(hn::Eq(alpha, hn::Zero(d)), hn::Set(d, inMix.black), seen);
+    return hn::IfThenElse(hn::Eq(alpha, hn::Zero(d)), inBlack, seen);
 }
 
-struct StraightOfMany
+// The ways of rows: made for each row, asked for each vector.
+class PlainOfMany
 {
-    static HWY_INLINE PixelVector Mixed(const ByteMix& inMix, const std::uint8_t* const* inRows,
-                                        std::size_t inAt)
+public:
+    HWY_INLINE PlainOfMany(const ByteMix& inMix, const std::uint8_t* const* inRows)
+        : mMix(inMix)
+        , mRows(inRows)
+    {
+    }
+
+    HWY_INLINE PixelVector At(std::size_t inAt) const
+    {
+        Halves sum = {hn::Zero(Words()), hn::Zero(Words())};
+        for (std::size_t row = 0; row < mMix.count; ++row)
+        {
+            AddShare(sum, LoadSet(mMix, row, mRows, inAt), Word(mMix.shares[row]));
+        }
+        return Rounded(sum, mMix.count);
+    }
+
+private:
+    const ByteMix& mMix;
+    const std::uint8_t* const* mRows;
+};
+
+class StraightOfMany
+{
+public:
+    HWY_INLINE StraightOfMany(const ByteMix& inMix, const std::uint8_t* const* inRows)
+        : mMix(inMix)
+        , mRows(inRows)
+    {
+    }
+
+    HWY_INLINE PixelVector At(std::size_t inAt) const
     {
         FloatVector whole = hn::Zero(Floats());
-        for (std::size_t row = 0; row < inMix.count; ++row)
+        for (std::size_t row = 0; row < mMix.count; ++row)
         {
-            const PixelVector pixels = LoadSet(inMix, row, inRows, inAt);
-            whole = hn::Add(whole, WeighedAlpha(pixels, inMix.shares[row]));
+            whole = hn::Add(whole, WeighedAlpha(LoadSet(mMix, row, mRows, inAt), Float(mMix.shares[row])));
         }
         const FloatVector inverse = InverseOf(whole);
         Halves sum = {hn::Zero(Words()), hn::Zero(Words())};
-        for (std::size_t row = 0; row < inMix.count; ++row)
+        for (std::size_t row = 0; row < mMix.count; ++row)
         {
-            const PixelVector pixels = LoadSet(inMix, row, inRows, inAt);
-            const PixelVector share = ToNumber(hn::Mul(WeighedAlpha(pixels, inMix.shares[row]), inverse));
-            AddShare(sum, pixels, SpreadWord(share));
+            const PixelVector pixels = LoadSet(mMix, row, mRows, inAt);
+            const FloatVector part = WeighedAlpha(pixels, Float(mMix.shares[row]));
+            AddShare(sum, pixels, SpreadWord(ToNumber(hn::Mul(part, inverse))));
         }
-        return WithAlpha(inMix, Rounded(sum, inMix.count), whole);
+        return WithAlpha(hn::Set(Pixels(), mMix.black), Rounded(sum, mMix.count), whole);
+    }
+
+private:
+    const ByteMix& mMix;
+    const std::uint8_t* const* mRows;
+};
+
+// Two rows are what dissolves are made of: all that stays the same along them is kept in registers.
+class OfTwo
+{
+public:
+    HWY_INLINE OfTwo(const ByteMix& inMix, const std::uint8_t* const* inRows)
+        : mFirst(inRows[0])
+        , mSecond(inRows[1])
+        , mFirstSet(hn::Set(Pixels(), inMix.alwaysSet[0]))
+        , mSecondSet(hn::Set(Pixels(), inMix.alwaysSet[1]))
+        , mFirstShare(Word(inMix.shares[0]))
+        , mSecondShare(Word(inMix.shares[1]))
+    {
+    }
+
+protected:
+    HWY_INLINE PixelVector First(std::size_t inAt) const { return Load(mFirst + inAt, mFirstSet); }
+    HWY_INLINE PixelVector Second(std::size_t inAt) const { return Load(mSecond + inAt, mSecondSet); }
+
+    static HWY_INLINE PixelVector Load(const std::uint8_t* inPlace, PixelVector inSet)
+    {
+        return hn::Or(hn::LoadU(Pixels(), reinterpret_cast<const std::uint32_t*>(inPlace)), inSet);
+    }
+
+    static HWY_INLINE PixelVector Sum(PixelVector inFirst, WordVector inFirstShare, PixelVector inSecond,
+                                      WordVector inSecondShare)
+    {
+        Halves sum = {hn::Zero(Words()), hn::Zero(Words())};
+        AddShare(sum, inFirst, inFirstShare);
+        AddShare(sum, inSecond, inSecondShare);
+        return Rounded(sum, 2);
+    }
+
+    const std::uint8_t* mFirst;
+    const std::uint8_t* mSecond;
+    PixelVector mFirstSet;
+    PixelVector mSecondSet;
+    WordVector mFirstShare;
+    WordVector mSecondShare;
+};
+
+class PlainOfTwo : public OfTwo
+{
+public:
+    HWY_INLINE PlainOfTwo(const ByteMix& inMix, const std::uint8_t* const* inRows) : OfTwo(inMix, inRows) {}
+
+    HWY_INLINE PixelVector At(std::size_t inAt) const
+    {
+        return Sum(First(inAt), mFirstShare, Second(inAt), mSecondShare);
     }
 };
 
-struct StraightOfTwo
+class StraightOfTwo : public OfTwo
 {
-    // Where both alphas are whole, and those are nearly all that there are, the shares are those that are told.
-    static HWY_INLINE PixelVector Mixed(const ByteMix& inMix, const std::uint8_t* const* inRows,
-                                        std::size_t inAt)
+public:
+    HWY_INLINE StraightOfTwo(const ByteMix& inMix, const std::uint8_t* const* inRows)
+        : OfTwo(inMix, inRows)
+        , mFirstWeight(Float(inMix.shares[0]))
+        , mSecondWeight(Float(inMix.shares[1]))
+        , mBlack(hn::Set(Pixels(), inMix.black))
+        , mAreWhole(inMix.shares[0] + inMix.shares[1] == 65535)
     {
-        const Pixels d;
-        const PixelVector first = LoadSet(inMix, 0, inRows, inAt);
-        const PixelVector second = LoadSet(inMix, 1, inRows, inAt);
-        const bool areShares = inMix.shares[0] + inMix.shares[1] == 65535;
-        const PixelVector alphas = hn::And(hn::And(first, second), hn::Set(d, kAlphaMask));
-        if (areShares && hn::AllTrue(d, hn::Eq(alphas, hn::Set(d, kAlphaMask))))
-        {
-            return Sum(first, second, Word(inMix.shares[1]));
-        }
-        const FloatVector part = WeighedAlpha(second, inMix.shares[1]);
-        const FloatVector whole = hn::Add(WeighedAlpha(first, inMix.shares[0]), part);
-        const PixelVector share = ToNumber(hn::Mul(part, InverseOf(whole)));
-        return WithAlpha(inMix, Sum(first, second, SpreadWord(share)), whole);
     }
 
-    static HWY_INLINE PixelVector Sum(PixelVector inFirst, PixelVector inSecond, WordVector inShareOfSecond)
+    // Where both alphas are whole, and those are nearly all that there are, the shares are those that are told.
+    HWY_INLINE PixelVector At(std::size_t inAt) const
     {
-        Halves sum = {hn::Zero(Words()), hn::Zero(Words())};
-        AddShare(sum, inFirst, hn::Not(inShareOfSecond));
-        AddShare(sum, inSecond, inShareOfSecond);
-        return Rounded(sum, 2);
+        const Pixels d;
+        const PixelVector first = First(inAt);
+        const PixelVector second = Second(inAt);
+        const PixelVector alphas = hn::ShiftRight<24>(hn::And(first, second));
+        if (mAreWhole && hn::AllTrue(d, hn::Eq(alphas, hn::Set(d, 255))))
+        {
+            return Sum(first, mFirstShare, second, mSecondShare);
+        }
+        const FloatVector part = WeighedAlpha(second, mSecondWeight);
+        const FloatVector whole = hn::Add(WeighedAlpha(first, mFirstWeight), part);
+        const WordVector share = SpreadWord(ToNumber(hn::Mul(part, InverseOf(whole))));
+        return WithAlpha(mBlack, Sum(first, hn::Not(share), second, share), whole);
     }
+
+private:
+    FloatVector mFirstWeight;
+    FloatVector mSecondWeight;
+    PixelVector mBlack;
+    bool mAreWhole;
 };
 
 template <typename Way, bool kIsStreamed>
@@ -184,10 +257,12 @@ void MixWholeVectors(const ByteMix& inMix, const std::uint8_t* const* inRows, st
                      std::size_t inBytes)
 {
     const Pixels d;
+    const Way way(inMix, inRows);
+    const PixelVector set = hn::Set(d, inMix.targetSet);
     const std::size_t step = hn::Lanes(d) * 4;
     for (std::size_t at = 0; at + step <= inBytes; at += step)
     {
-        const PixelVector mixed = hn::Or(Way::Mixed(inMix, inRows, at), hn::Set(d, inMix.targetSet));
+        const PixelVector mixed = hn::Or(way.At(at), set);
         auto* place = reinterpret_cast<std::uint32_t*>(outTarget + at);
         if constexpr (kIsStreamed)
         {
@@ -214,7 +289,7 @@ void MixRow(const ByteMix& inMix, const std::uint8_t* const* inRows, std::uint8_
 {
     const auto mix = inMix.isStraight
                          ? (inMix.count == 2 ? MixRowBy<StraightOfTwo> : MixRowBy<StraightOfMany>)
-                         : (inMix.count == 2 ? MixRowBy<Plain<2>> : MixRowBy<Plain<0>>);
+                         : (inMix.count == 2 ? MixRowBy<PlainOfTwo> : MixRowBy<PlainOfMany>);
     mix(inMix, inRows, outTarget, inBytes);
 }
 
