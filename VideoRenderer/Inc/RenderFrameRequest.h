@@ -78,6 +78,16 @@ struct RenderFrameSettings
     std::uint64_t mRenderContext = ~std::uint64_t{0};
 };
 
+// What the copies of a request share besides its completion function.
+struct RequestResult
+{
+    MF::IVideoFrameRef mFrame;
+    std::atomic<bool> mClaimed{false};
+
+    // True for the first who calls it.
+    bool Claim() noexcept { return !mClaimed.exchange(true, std::memory_order_acq_rel); }
+};
+
 class RenderFrameRequest : public RenderFrameSettings
 {
 public:
@@ -157,17 +167,12 @@ public:
     MF::IVideoFrameRef Render(const norviktypes::PixelFormat& inPixelFormat);
 
     // True for the first of all copies that calls it.
-    bool Claim() const noexcept;
+    bool Claim() const noexcept { return mResultFrame->Claim(); }
+    const boost::shared_ptr<RequestResult>& GetResult() const noexcept { return mResultFrame; }
     void SetResultFrame(const MF::IVideoFrameRef& inFrame) const noexcept;
     MF::IVideoFrameRef GetResultFrame() const;
 
 private:
-    struct Shared
-    {
-        MF::IVideoFrameRef mFrame;
-        std::atomic<bool> mClaimed{false};
-    };
-
     void CheckContract() const;
     void CompleteConstruction(bool inSkipKey, bool inKeyFlag);
     void CollectPrefetchItems(bool inFlag, std::vector<IRenderableNodePrefetchRef>& outItems);
@@ -175,7 +180,7 @@ private:
     float mScale = 1.0F;
     TVK::WaitableObject* mCompletionSignal = nullptr;
     TVK::Guid mKey; // zero: no key
-    boost::shared_ptr<Shared> mResultFrame;
+    boost::shared_ptr<RequestResult> mResultFrame;
     norviktypes::PixelFormat mSelectedPixelFormat = norviktypes::kPixelFormat_Invalid;
     TVK::TVKUnknownRef mProducer;
     MF::FrameTime mProducerTime; // in the producer's own terms
