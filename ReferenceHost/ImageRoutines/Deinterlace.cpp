@@ -17,16 +17,11 @@ std::int32_t FieldNumber(bool inIsLower)
     return inIsLower ? kIR_LowerField : kIR_UpperField;
 }
 
-bool SharesChroma(const Picture& inPicture)
-{
-    return inPicture.shiftY != 0 && !inPicture.isFieldChroma;
-}
-
 // The field that stays, and what both fields have.
 void TakeSource(const Picture& inWhole, bool inIsLower, FieldPair& ioPair)
 {
     ioPair.source = ir::FieldOf(inWhole, FieldNumber(inIsLower));
-    ioPair.sharesChroma = SharesChroma(inWhole);
+    ioPair.sharesChroma = ir::SharesChroma(inWhole);
     if (ioPair.sharesChroma)
     {
         // Of an odd height one more than the lower field has rows.

@@ -23,11 +23,6 @@ std::int32_t RowsIn(const Picture& inPicture, int inPlane)
     return IsChroma(inPlane) ? inPicture.chromaRows : inPicture.height;
 }
 
-bool HasSharedChroma(const Picture& inPicture)
-{
-    return inPicture.shiftY != 0 && !inPicture.isFieldChroma;
-}
-
 void CopyRow(const Picture& inSource, std::int32_t inFrom, const Picture& inTarget, std::int32_t inTo,
              int inPlane)
 {
@@ -143,7 +138,7 @@ void SwapFields(const Picture& inSource, const Picture& inTarget) noexcept
                  [&](int inPlane)
                  {
                      const std::int32_t rows = RowsIn(inSource, inPlane);
-                     const bool stays = IsChroma(inPlane) && HasSharedChroma(inSource);
+                     const bool stays = IsChroma(inPlane) && SharesChroma(inSource);
                      for (std::int32_t row = 0; row < rows; ++row)
                      {
                          const std::int32_t partner = row ^ 1;
@@ -174,7 +169,7 @@ void CopyFieldRows(const Picture& inSource, const Picture& inTarget, std::int32_
     ForEachPlane(inSource,
                  [&](int inPlane)
                  {
-                     const bool stays = IsChroma(inPlane) && HasSharedChroma(inSource);
+                     const bool stays = IsChroma(inPlane) && SharesChroma(inSource);
                      const std::int32_t first = inField == kIR_LowerField ? 1 : 0;
                      for (std::int32_t row = first; !stays && row < RowsIn(inSource, inPlane); row += 2)
                      {

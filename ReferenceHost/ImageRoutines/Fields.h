@@ -20,6 +20,12 @@ enum class FieldMethod : std::uint8_t
 // By the quality of deinterlacing, as IR_Deinterlace tells.
 FieldMethod FieldMethodFor(std::int32_t inQuality) noexcept;
 
+// Whether chroma rows belong to both fields at once.
+inline bool SharesChroma(const Picture& inPicture) noexcept
+{
+    return inPicture.shiftY != 0 && !inPicture.isFieldChroma;
+}
+
 // Two fields as pictures of their own, the rows of one to be made from those of the other.
 struct FieldPair
 {
