@@ -32,6 +32,7 @@ inline constexpr Guid kVideoSource{"02D31BE8-DF46-42FB-B116-F046F9CBA0C8"};
 inline constexpr Guid kVideoStreamInfo{"8F67356F-D557-47FA-8BC5-F2C7D83066D0"};
 inline constexpr Guid kAsyncVideoSource{"41B7A3D3-1B0F-4317-AC0A-93CE19CF2AD5"};
 inline constexpr Guid kMediaInfo{"6FDEF025-22F6-4F57-9605-D0A7DDA8B31B"};
+inline constexpr Guid kDirectories{"6D7C69E4-8AC9-4407-AF7C-62C97DF16052"};
 
 inline constexpr Guid kRenderableSource{"AECA09FC-9C02-412D-AE18-E5DCDDA00B6B"};
 inline constexpr Guid kRenderableVideoSource{"FBF4018D-C935-474F-B122-F79664AC1EC4"};
@@ -47,6 +48,7 @@ inline constexpr Guid kRenderableNodeIntrinsicParameterProvider{"909B960F-4C59-4
 inline constexpr Guid kSubTreeRender{"56BDEADD-225E-4778-9F45-9CA62C96FDA8"};
 inline constexpr Guid kMutableCutlist{"7E8789B9-2B1F-4D1F-BBE8-3E48A5B060D4"};
 inline constexpr Guid kBitmapMedia{"A4FBA864-2815-4F35-9CA3-0AB0383A7BF2"};
+inline constexpr Guid kRenderFrame{"234EDF42-8796-4345-8C82-AF4D6EB532CB"};
 inline constexpr Guid kRenderFrameClient{"2ACAACC3-000F-4E80-9949-B7F58E3ACC32"};
 inline constexpr Guid kAcceleratedSequenceRenderer{"500ADFBF-DDD3-4A21-A750-C276A246C4F3"};
 inline constexpr Guid kBitmapMediaPrivate{"B12FA900-2C8E-40E3-ABF8-C5E0E3EF56D9"};
