@@ -186,6 +186,7 @@ void IndexBuilder::CheckJoint(PacketTable& ioPackets, std::uint32_t inFirst)
 bool IndexBuilder::HasUsableTimes(const PacketTable& inPackets) const
 {
     std::vector<std::int64_t> times;
+    times.reserve(inPackets.Count());
     bool hasKey = false;
     for (std::uint32_t ordinal = 0; ordinal < inPackets.Count(); ++ordinal)
     {
@@ -217,6 +218,7 @@ bool IndexBuilder::OrderByTimes(PacketScan& ioScan, FrameIndex& outIndex)
     }
     outIndex.packets = std::move(ioScan.packets);
     const PacketTable& packets = outIndex.packets;
+    outIndex.frames.reserve(packets.Count());
     for (std::uint32_t ordinal = 0; ordinal < packets.Count(); ++ordinal)
     {
         if (!packets[ordinal].yieldsNoFrame && !packets[ordinal].isDiscarded)
@@ -232,6 +234,7 @@ bool IndexBuilder::OrderByTimes(PacketScan& ioScan, FrameIndex& outIndex)
               [&](const FrameIndex::Frame& inA, const FrameIndex::Frame& inB)
               { return packets[inA.packet].pts < packets[inB.packet].pts; });
     std::vector<std::int64_t> times;
+    times.reserve(outIndex.frames.size());
     for (const FrameIndex::Frame& frame : outIndex.frames)
     {
         times.push_back(packets[frame.packet].pts);

@@ -108,7 +108,7 @@ public:
 private:
     bool FindCodec(const AVStream& inStream, FileError& outError);
     void LookAtFirstPicture();
-    PacketScan Scan(MediaInput& ioInput) const;
+    PacketScan Scan(MediaInput inInput) const;
 
     DecoderSetup mSetup;
     std::unique_ptr<AVCodecParameters, ParametersFreer> mParameters;
@@ -138,8 +138,9 @@ bool MediaFile::Impl::Open(const std::string& inPath, const FileOptions& inOptio
     facts = ReadFacts(inPath, *input.Context(), stream);
 
     std::string cause;
+    const AVRational timeBase = stream.time_base;
     IndexBuilder builder(mSetup, input, facts.notes);
-    if (!builder.Build(Scan(input), index, cause))
+    if (!builder.Build(Scan(std::move(input)), index, cause))
     {
         outError = {FileErrorKind::kBadData, fmt::format("{}: {}", inPath, cause)};
         return false;
@@ -149,7 +150,7 @@ bool MediaFile::Impl::Open(const std::string& inPath, const FileOptions& inOptio
     facts.frameCount = index.Count();
     facts.durationTicks = index.endTicks;
     const std::int64_t first = index.packets[index.frames.front().packet].pts;
-    facts.startSeconds = first == kNoTimestamp ? 0 : static_cast<double>(first) * av_q2d(stream.time_base);
+    facts.startSeconds = first == kNoTimestamp ? 0 : static_cast<double>(first) * av_q2d(timeBase);
     FileOptions options = inOptions;
     // A list of many hours' frames may be larger than all that was given; some pictures are needed even so.
     options.cacheBytes = std::max(inOptions.cacheBytes - index.Bytes(), inOptions.cacheBytes / 8);
@@ -209,13 +210,15 @@ bool MediaFile::Impl::FindCodec(const AVStream& inStream, FileError& outError)
     return true;
 }
 
-PacketScan MediaFile::Impl::Scan(MediaInput& ioInput) const
+// Closes what it has read: the container's tables of a long file are larger than the list of its frames.
+PacketScan MediaFile::Impl::Scan(MediaInput inInput) const
 {
-    if (MayReadHollow(ioInput, *mParameters))
+    if (MayReadHollow(inInput, *mParameters))
     {
         MediaInput hollow;
         if (hollow.OpenHollow(mSetup.path, &interrupt) >= 0)
         {
+            inInput = MediaInput();
             hollow.SelectStream(mSetup.streamIndex);
             PacketScan scan = ScanPackets(hollow, *mParameters, false);
             if (IsTrue(hollow, scan.packets))
@@ -224,7 +227,14 @@ PacketScan MediaFile::Impl::Scan(MediaInput& ioInput) const
             }
         }
     }
-    return ScanPackets(ioInput, *mParameters, true);
+    FileError error;
+    if (!inInput.IsOpen() && !OpenAndChoose(mSetup.path, mSetup.streamIndex, &interrupt, inInput, error))
+    {
+        PacketScan none;
+        none.cause = error.text;
+        return none;
+    }
+    return ScanPackets(inInput, *mParameters, true);
 }
 
 MediaFile::MediaFile(std::unique_ptr<Impl> inImpl) : mImpl(std::move(inImpl)) {}

@@ -52,6 +52,7 @@ public:
     // The next packet of the selected stream. 0, AVERROR_EOF or another AVERROR.
     int ReadPacket(AVPacket& outPacket);
 
+    bool IsOpen() const noexcept { return mContext != nullptr; }
     AVFormatContext* Context() const noexcept { return mContext.get(); }
     AVStream* Stream() const noexcept { return mContext->streams[mStream]; }
     bool NeedsProbe() const noexcept { return (mContext->ctx_flags & AVFMTCTX_NOHEADER) != 0; }

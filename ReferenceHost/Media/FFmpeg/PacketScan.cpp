@@ -1,5 +1,7 @@
 #include "ReferenceHost/Media/FFmpeg/PacketScan.h"
 
+#include <algorithm>
+
 namespace Media
 {
 
@@ -102,6 +104,8 @@ private:
 PacketScan ScanPackets(MediaInput& inInput, const AVCodecParameters& inParameters, bool inHasContent)
 {
     PacketScan scan;
+    scan.packets.Reserve(
+        static_cast<std::uint32_t>(std::max(0, avformat_index_get_entries_count(inInput.Stream()))));
     PictureReader reader(inParameters);
     const AVCodecDescriptor* descriptor = avcodec_descriptor_get(inParameters.codec_id);
     const bool isIntraOnly = descriptor && (descriptor->props & AV_CODEC_PROP_INTRA_ONLY);

@@ -38,6 +38,7 @@ bool IsPacketOf(const PacketRecord& inRecord, const AVPacket& inPacket);
 class PacketTable
 {
 public:
+    void Reserve(std::uint32_t inCount) { mPackets.reserve(inCount); }
     void Append(const AVPacket& inPacket, bool inHasContent);
     void Finish(); // call once, after the last Append
 
