@@ -97,6 +97,9 @@ void AccumulateRow(const float* inRow, float inWeight, bool inIsFirst, float* io
 // Every row of a picture of any storage, chroma filtered down. The rows are of the picture's kind.
 void WriteRows(const Picture& inTarget, const IRowSource& inRows);
 
+// The instruction set that the arithmetic, the reading and the writing run on now, each from inside of it.
 const char* FloatRowsTarget();
+const char* FloatRowsReadTarget();
+const char* FloatRowsWriteTarget();
 
 }

@@ -207,6 +207,11 @@ void DoubleRow(const float* inRow, const std::ptrdiff_t* inShifts, const float* 
     }
 }
 
+const char* NameOfTarget()
+{
+    return hwy::TargetName(HWY_TARGET);
+}
+
 }
 }
 }
@@ -223,6 +228,7 @@ HWY_EXPORT(ReadPlaneRow);
 HWY_EXPORT(ReadStridedRow);
 HWY_EXPORT(ReadPacked4Row);
 HWY_EXPORT(DoubleRow);
+HWY_EXPORT(NameOfTarget);
 
 // Room behind a row for the kernels' last whole vector.
 constexpr std::ptrdiff_t kSpare = 32;
@@ -360,6 +366,11 @@ void WidenChromaRow(const Picture& inPicture, const float* inRow, float* outRow)
             outRow[x] = left * (1.0F - weight) + right * weight;
         }
     }
+}
+
+const char* FloatRowsReadTarget()
+{
+    return HWY_DYNAMIC_DISPATCH(NameOfTarget)();
 }
 
 }

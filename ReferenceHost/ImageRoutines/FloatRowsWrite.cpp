@@ -192,6 +192,11 @@ void HalveRow(const float* inFull, const float* inWeights, float* outRow, std::s
     }
 }
 
+const char* NameOfTarget()
+{
+    return hwy::TargetName(HWY_TARGET);
+}
+
 }
 }
 }
@@ -207,6 +212,7 @@ namespace
 HWY_EXPORT(WritePlaneRow);
 HWY_EXPORT(WritePacked4Row);
 HWY_EXPORT(HalveRow);
+HWY_EXPORT(NameOfTarget);
 
 void WriteComponentRow(const Picture& inPicture, int inComponent, std::int32_t inRow, const float* inValues,
                        std::size_t inCount)
@@ -327,6 +333,11 @@ void ShrinkChromaRow(const Picture& inTarget, const float* inFull, float* outRow
         }
         outRow[x] = sum;
     }
+}
+
+const char* FloatRowsWriteTarget()
+{
+    return HWY_DYNAMIC_DISPATCH(NameOfTarget)();
 }
 
 }

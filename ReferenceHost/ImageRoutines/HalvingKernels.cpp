@@ -238,6 +238,11 @@ void ShiftPaddedRow(std::uint16_t* ioRow, const QuarterWeights& inWeights, std::
     kShifts[inWeights.taps / 2 - 1](ioRow, inWeights, outRow, inCount);
 }
 
+const char* NameOfTarget()
+{
+    return hwy::TargetName(HWY_TARGET);
+}
+
 }
 }
 }
@@ -254,6 +259,7 @@ HWY_EXPORT(SumSourceRows);
 HWY_EXPORT(SumRowColumns);
 HWY_EXPORT(JoinRows);
 HWY_EXPORT(ShiftPaddedRow);
+HWY_EXPORT(NameOfTarget);
 
 }
 
@@ -279,6 +285,11 @@ void ShiftByQuarter(std::uint16_t* ioRow, const QuarterWeights& inWeights, std::
                     std::size_t inCount)
 {
     HWY_DYNAMIC_DISPATCH(ShiftPaddedRow)(ioRow, inWeights, outRow, inCount);
+}
+
+const char* HalvingTarget()
+{
+    return HWY_DYNAMIC_DISPATCH(NameOfTarget)();
 }
 
 }

@@ -59,4 +59,7 @@ void JoinColumns(const std::int16_t* inEven, const std::int16_t* inOdd, std::uin
 void ShiftByQuarter(std::uint16_t* ioRow, const QuarterWeights& inWeights, std::uint16_t* outRow,
                     std::size_t inCount);
 
+// The name of the instruction set that these kernels run on now, from inside of one of them.
+const char* HalvingTarget();
+
 }
