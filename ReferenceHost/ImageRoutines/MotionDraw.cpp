@@ -182,37 +182,47 @@ public:
         mLayers.targetIsEmpty = !inPlan.compose.targetHasPicture;
     }
 
-    // Whether pixels may be made where they belong.
-    bool IsDirect() const
+    // Where to make pixels: in ioPixels, or at once where they belong if nothing there is needed any more.
+    std::uint8_t* PlaceFor(std::int32_t inColumn, std::int32_t inRow, std::uint8_t* ioPixels) const
     {
-        return Hides(mPlan, mSourceIsOpaque) && (mSourceIsOpaque || mLayers.targetIsPremultiplied);
+        return Hides(mPlan, mSourceIsOpaque) ? Place(inColumn, inRow) : ioPixels;
     }
 
-    unsigned char* Place(std::int32_t inColumn, std::int32_t inRow) const
+    // inMade: what PlaceFor gave. ioPixels: the same as there.
+    void Lay(const std::uint8_t* inMade, bool inIsOpaque, std::int32_t inColumn, std::int32_t inRow,
+             std::int32_t inCount, std::uint8_t* ioPixels) const
     {
-        return mPlan.target.Row(0, mPlan.TargetRow(inRow)) + static_cast<std::ptrdiff_t>(inColumn) * 4;
-    }
-
-    void Lay(const std::uint8_t* inPixels, bool inIsOpaque, std::int32_t inColumn, std::int32_t inRow,
-             std::int32_t inCount) const
-    {
+        const auto bytes = static_cast<std::size_t>(inCount) * 4;
+        const bool isInPlace = inMade != ioPixels;
+        if (isInPlace && (inIsOpaque || mLayers.targetIsPremultiplied))
+        {
+            return;
+        }
+        if (isInPlace)
+        {
+            std::memcpy(ioPixels, inMade, bytes);
+        }
         if (inIsOpaque && Hides(mPlan, true))
         {
-            std::memcpy(Place(inColumn, inRow), inPixels, static_cast<std::size_t>(inCount) * 4);
+            std::memcpy(Place(inColumn, inRow), ioPixels, bytes);
         }
         else if (IsNormal(mPlan.compose))
         {
-            ComposeBytes(mLayers, inPixels, nullptr, Place(inColumn, inRow),
-                         static_cast<std::size_t>(inCount));
+            ComposeBytes(mLayers, ioPixels, nullptr, Place(inColumn, inRow), bytes / 4);
         }
         else
         {
-            ComposeByteRow(inPixels, nullptr, mPlan.compose, mPlan.target, inColumn, mPlan.TargetRow(inRow),
+            ComposeByteRow(ioPixels, nullptr, mPlan.compose, mPlan.target, inColumn, mPlan.TargetRow(inRow),
                            inCount);
         }
     }
 
 private:
+    unsigned char* Place(std::int32_t inColumn, std::int32_t inRow) const
+    {
+        return mPlan.target.Row(0, mPlan.TargetRow(inRow)) + static_cast<std::ptrdiff_t>(inColumn) * 4;
+    }
+
     const MotionPlan& mPlan;
     bool mSourceIsOpaque;
     ByteLayers mLayers;
@@ -234,21 +244,17 @@ public:
     {
         alignas(64) std::uint8_t pixels[kStretch * 4];
         const ByteSource source = ByteSourceOf(mPlan.source);
-        const bool isDirect = mLayer.IsDirect();
         for (std::int32_t row = mPlan.box.top; row < mPlan.box.bottom; ++row)
         {
             const std::uint8_t* upper = source.pixels + Middle(mPlan.v, 0, row, -0.5) * source.stride;
             for (std::int32_t first = mPlan.box.left; first < mPlan.box.right; first += kStretch)
             {
                 const std::int32_t count = std::min(kStretch, mPlan.box.right - first);
-                std::uint8_t* to = isDirect ? mLayer.Place(first, row) : pixels;
+                std::uint8_t* to = mLayer.PlaceFor(first, row, pixels);
                 const std::uint8_t* from = upper + Middle(mPlan.u, first, 0, -0.5) * std::ptrdiff_t{4};
                 const bool isOpaque =
                     HalveBytes(source, from, from + source.stride, to, static_cast<std::size_t>(count));
-                if (!isDirect)
-                {
-                    mLayer.Lay(pixels, isOpaque, first, row, count);
-                }
+                mLayer.Lay(to, isOpaque, first, row, count, pixels);
             }
         }
     }
@@ -311,16 +317,12 @@ private:
         alignas(64) std::uint8_t pixels[kStretch * 4];
         const BytePlace u = PlaceAlong(mPlan.u, inRow);
         const BytePlace v = PlaceAlong(mPlan.v, inRow);
-        const bool isDirect = mLayer.IsDirect();
         for (std::int32_t first = inSpan.first; first < inSpan.last; first += kStretch)
         {
             const std::int32_t count = std::min(kStretch, inSpan.last - first);
-            std::uint8_t* to = isDirect ? mLayer.Place(first, inRow) : pixels;
+            std::uint8_t* to = mLayer.PlaceFor(first, inRow, pixels);
             const bool isOpaque = SampleBytes(mSource, u, v, first, to, static_cast<std::size_t>(count));
-            if (!isDirect)
-            {
-                mLayer.Lay(pixels, isOpaque, first, inRow, count);
-            }
+            mLayer.Lay(to, isOpaque, first, inRow, count, pixels);
         }
     }
 
