@@ -67,6 +67,23 @@ class Mix : public Composite
 {
 };
 
+// Where alpha comes to half a code, one may round it to nothing and with it all colour, the other not.
+void BlackenWhereOneIsClear(const ir::Picture& ioOne, const ir::Picture& ioOther)
+{
+    ir::reference::Grid one = ir::reference::ReadGrid(ioOne);
+    ir::reference::Grid other = ir::reference::ReadGrid(ioOther);
+    for (std::size_t i = 0; i < one.pixels.size() && ioOne.alpha == ir::PictureAlpha::kStraight; ++i)
+    {
+        if (one.pixels[i].c[3] == 0.0 || other.pixels[i].c[3] == 0.0)
+        {
+            one.pixels[i] = {{0.0, 0.0, 0.0, one.pixels[i].c[3]}};
+            other.pixels[i] = {{0.0, 0.0, 0.0, other.pixels[i].c[3]}};
+        }
+    }
+    ir::reference::WriteGrid(one, ioOne);
+    ir::reference::WriteGrid(other, ioOther);
+}
+
 // What one call differs by from the reference.
 double CompositeDifference(std::uint32_t inFrom, std::uint32_t inTo, std::int32_t inWidth, float inOpacity,
                            std::int32_t inQuality, std::mt19937& ioRandom)
@@ -82,7 +99,9 @@ double CompositeDifference(std::uint32_t inFrom, std::uint32_t inTo, std::int32_
     EXPECT_EQ(kIR_Success, IR_Composite(source.Pixels(), source.RowBytes(), inFrom, target.Pixels(),
                                         target.RowBytes(), inTo, inWidth, 4, inOpacity, inQuality));
     EXPECT_TRUE(target.GuardsAreWhole());
-    return TestPictures::Difference(expectedView, ViewOf(target, target));
+    const ir::Picture view = ViewOf(target, target);
+    BlackenWhereOneIsClear(expectedView, view);
+    return TestPictures::Difference(expectedView, view);
 }
 
 }
