@@ -80,6 +80,7 @@ struct ShardCounters
 {
     std::uint64_t mFrames = 0;
     std::uint64_t mPinnedFrames = 0;
+    std::uint64_t mAnnouncedKeys = 0;
     std::uint64_t mHits = 0;
     std::uint64_t mMisses = 0;
     std::uint64_t mInsertions = 0;
@@ -97,6 +98,7 @@ public:
     bool Insert(const NewFrame& inFrame, std::uint64_t inBudget, Totals& ioTotals) VR_EXCLUDES(mLock);
     void AddDependency(const TVK::Guid& inKey) VR_EXCLUDES(mLock);
     void RemoveDependency(const TVK::Guid& inKey, Totals& ioTotals) VR_EXCLUDES(mLock);
+    bool HasDependency(const TVK::Guid& inKey) const VR_EXCLUDES(mLock);
 
     // Of the frame that would leave first; none if all are pinned.
     std::optional<Rank> LeastRank() const VR_EXCLUDES(mLock);
@@ -194,6 +196,7 @@ void Shard::AddDependency(const TVK::Guid& inKey)
     const MutexLock lock(mLock);
     Entry& entry = mEntries[inKey];
     entry.mKey = inKey;
+    mCounters.mAnnouncedKeys += entry.mDependencies == 0 ? 1 : 0;
     ++entry.mDependencies;
     if (entry.mHook.is_linked())
     {
@@ -219,11 +222,20 @@ void Shard::RemoveDependency(const TVK::Guid& inKey, Totals& ioTotals)
     if (!entry.mFrame)
     {
         mEntries.erase(found);
+        --mCounters.mAnnouncedKeys;
         return;
     }
     LinkLocked(entry, ++ioTotals.mClock);
     entry.mDependencies = 0;
     --mCounters.mPinnedFrames;
+    --mCounters.mAnnouncedKeys;
+}
+
+bool Shard::HasDependency(const TVK::Guid& inKey) const
+{
+    const MutexLock lock(mLock);
+    const auto found = mEntries.find(inKey);
+    return found != mEntries.end() && found->second.mDependencies > 0;
 }
 
 UseList* Shard::LeastListLocked()
@@ -290,6 +302,7 @@ void Shard::AddCounters(FrameCacheCounters& ioCounters) const
     const MutexLock lock(mLock);
     ioCounters.mFrames += mCounters.mFrames;
     ioCounters.mPinnedFrames += mCounters.mPinnedFrames;
+    ioCounters.mAnnouncedKeys += mCounters.mAnnouncedKeys;
     ioCounters.mHits += mCounters.mHits;
     ioCounters.mMisses += mCounters.mMisses;
     ioCounters.mInsertions += mCounters.mInsertions;
@@ -413,6 +426,11 @@ void FrameCache::RemoveDependency(const TVK::Guid& inKey)
         mImpl->ShardOf(inKey).RemoveDependency(inKey, mImpl->mTotals);
         mImpl->EvictToBudget();
     }
+}
+
+bool FrameCache::HasDependency(const TVK::Guid& inKey) const
+{
+    return !inKey.IsZero() && mImpl->ShardOf(inKey).HasDependency(inKey);
 }
 
 void FrameCache::SetNotification(const std::function<void()>& inFunction)

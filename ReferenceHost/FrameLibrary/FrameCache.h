@@ -29,6 +29,7 @@ struct FrameCacheCounters
     std::uint64_t mBytes = 0;
     std::uint64_t mFrames = 0;
     std::uint64_t mPinnedFrames = 0;
+    std::uint64_t mAnnouncedKeys = 0; // with dependencies, with a frame or without
     std::uint64_t mHits = 0;
     std::uint64_t mMisses = 0;
     std::uint64_t mInsertions = 0;
@@ -55,6 +56,8 @@ public:
     void AddDependency(const TVK::Guid& inKey);
     // Without a dependency on the key: nothing.
     void RemoveDependency(const TVK::Guid& inKey);
+    // Whether somebody waits for the frame or needs it, so that it is worth storing.
+    bool HasDependency(const TVK::Guid& inKey) const;
 
     void SetNotification(const std::function<void()>& inFunction);
 

@@ -59,4 +59,9 @@ void EmptyFrameCache()
     VF::SharedVideoFrameCache::Clear();
 }
 
+std::uint64_t AnnouncedKeys()
+{
+    return VF::SharedVideoFrameCache::GetCounters().mAnnouncedKeys;
+}
+
 } // namespace TestSupport

@@ -29,4 +29,7 @@ void MakeSubstitute(const MF::IVideoFrameRef& inFrame);
 // Forgets all frames of the process' cache.
 void EmptyFrameCache();
 
+// Keys of the process' cache that somebody depends on.
+std::uint64_t AnnouncedKeys();
+
 } // namespace TestSupport

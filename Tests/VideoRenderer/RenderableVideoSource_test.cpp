@@ -1,6 +1,7 @@
 #include "RenderableSources.h"
 
 #include "MF/PixelFormats.h"
+#include "Tests/Support/Fakes/FakeReadSource.h"
 #include "Tests/Support/Fakes/FakeVideoSource.h"
 #include "VF/VideoFrame.h"
 
@@ -312,13 +313,34 @@ TEST_F(RenderableVideoSource, StreamNarrowsTheRequestBeforeItIsRead)
     EXPECT_EQ(request.mFormat.mBounds.Width(), 32);
 }
 
-TEST_F(RenderableVideoSource, CollectsNoItemsButConformsTheRequest)
+TEST_F(RenderableVideoSource, CollectedItemStandsForTheFrameThatARenderAsksFor)
 {
+    const TestSupport::FakeReadSourceRef named(new TestSupport::FakeReadSource);
+    const auto source = ML::CreateRenderableSource(BE::IVideoSourceRef(named), {},
+                                                   norviktypes::kAlphaChannel_Straight, {}, false, false,
+                                                   kRate25 * 2, norviktypes::kFieldType_FromSource, {}, {},
+                                                   u"label");
+    std::vector<ML::IRenderableNodePrefetchRef> items(1);
+    source->CollectPrefetchItems(MF::FrameTime(Frames(3)), mParams, items);
+    ASSERT_EQ(items.size(), 2u) << "appended";
+    EXPECT_EQ(named->TakeNormalizeCalls().size(), 1u);
+    TVK::Guid key;
+    items[1]->GetPrefetchKey(key);
+    // Time 3/25 is frame 6 of a source at 50, and frames map one to one: not frame 3 of the stream.
+    EXPECT_EQ(key, named->KeyOf(6));
+}
+
+TEST_F(RenderableVideoSource, CollectsNoItemOfAStreamThatRendersNoFrames)
+{
+    const TestSupport::FakeReadSourceRef blind(new TestSupport::FakeReadSource);
+    blind->mRendersFrames = false;
+    const auto source = ML::CreateRenderableSource(BE::IVideoSourceRef(blind), {},
+                                                   norviktypes::kAlphaChannel_Straight, {}, false, false, kRate25,
+                                                   norviktypes::kFieldType_FromSource, {}, {}, u"label");
     std::vector<ML::IRenderableNodePrefetchRef> items;
-    Make()->CollectPrefetchItems(MF::FrameTime(Frames(1)), mParams, items);
+    source->CollectPrefetchItems(MF::FrameTime(Frames(3)), mParams, items);
     EXPECT_TRUE(items.empty());
-    EXPECT_EQ(mStream->TakeNormalizeCalls().size(), 1u);
-    EXPECT_TRUE(mStream->TakeRequests().empty());
+    EXPECT_EQ(blind->TakeNormalizeCalls().size(), 1u);
 }
 
 TEST_F(RenderableVideoSource, FailureOfTheStreamIsThrownWithItsStatusAndNotRetried)

@@ -5,6 +5,7 @@
 #include "StreamFacts.h"
 #include "VF/VideoFrame.h"
 #include "VF/VideoFrameManipulators.h"
+#include "VideoSourcePrefetcher.h"
 
 #include <new>
 
@@ -188,10 +189,16 @@ RenderableVideoSource::DescribeRequest(const MF::FrameTime& inTime,
 
 void RenderableVideoSource::CollectPrefetchItems(const MF::FrameTime& inTime,
                                                  const CutlistRenderParams& inRenderParams,
-                                                 std::vector<IRenderableNodePrefetchRef>&)
+                                                 std::vector<IRenderableNodePrefetchRef>& ioItems)
 {
-    // The description conforms the request with the stream even while nothing reads ahead.
-    DescribeRequest(inTime, inRenderParams);
+    const Request request = DescribeRequest(inTime, inRenderParams);
+    const IRenderableNodePrefetchRef item = VideoSourcePrefetcher::CreateMediaPrefetcher(
+        mVideoSource, request.mFormat, request.mTime, mBinaryData, mColorProfile, mPrefetchLabel,
+        inRenderParams.mRenderFlags);
+    if (item)
+    {
+        ioItems.push_back(item);
+    }
 }
 
 void RenderableVideoSource::Render(const MF::FrameTime& inTime, const CutlistRenderParams& inRenderParams,

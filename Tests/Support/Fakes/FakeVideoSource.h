@@ -19,7 +19,7 @@
 namespace TestSupport
 {
 
-class FakeVideoSource final
+class FakeVideoSource
     : public TVK::Implements<FakeVideoSource, MF::ISource, BE::IVideoSource, BE::IVideoStreamInfo>
 {
 public:

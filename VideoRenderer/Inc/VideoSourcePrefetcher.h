@@ -35,10 +35,8 @@
 namespace ML::VideoSourcePrefetcher
 {
 
-// GetPrefetchResult: wait, and ask again.
-inline constexpr std::int32_t kPrefetchStatus_NotReady = static_cast<std::int32_t>(0xa00f0001u);
 // What the completion of a read is told that was taken back before it started.
-inline constexpr std::int32_t kPrefetchStatus_Cancelled = static_cast<std::int32_t>(0xa00f0007u);
+inline constexpr std::int32_t kReadStatus_Cancelled = static_cast<std::int32_t>(0xa00f0007u);
 
 // Flag of an item: it may read from the disk cache and write to it. Other flags are carried.
 inline constexpr std::uint32_t kPrefetchFlag_DiskCache = 32;
@@ -68,11 +66,12 @@ struct ReadParameters
 
 // An item for a frame as the stream's GetVideoFrame fills it, under the key of these parameters. Empty for an
 // empty stream, and for one that renders frames with these settings: that one takes the other form.
-IRenderableNodePrefetchRef CreateParameterizedMediaPrefetcher(
-    const BE::IVideoSourceRef& inSource, const BE::FrameDescription& inFormat,
-    const norviktypes::TickTime& inTime, const MF::BinaryData& inSettings,
-    const norviktypes::ColorProfile& inColorProfile, const norvik::WString& inMediaName,
-    const ReadParameters& inParameters, std::uint32_t inFlags);
+IRenderableNodePrefetchRef
+CreateParameterizedMediaPrefetcher(const BE::IVideoSourceRef& inSource, const BE::FrameDescription& inFormat,
+                                   const norviktypes::TickTime& inTime, const MF::BinaryData& inSettings,
+                                   const norviktypes::ColorProfile& inColorProfile,
+                                   const norvik::WString& inMediaName, const ReadParameters& inParameters,
+                                   std::uint32_t inFlags);
 
 // Told of a read that failed or was taken back, with its negative status; never of one that succeeded, which
 // the shared cache tells. Runs on the reading thread, or on the one that took the read back, with no lock
