@@ -1,0 +1,508 @@
+// The queue under everything at once, on real threads.
+
+#include "ML/SharedExecutors.h"
+#include "ReferenceHost/Executors/SharedExecutors.h"
+#include "RenderableSources.h"
+#include "TVK/Waitable.h"
+#include "Tests/Support/FrameTools.h"
+#include "Tests/Support/Scale.h"
+#include "Tests/VideoRenderer/QueueTests.h"
+#include "VF/SharedVideoFrameCache.h"
+#include "norvik/logging/Logging.h"
+#include "norvik/utility/Machine.h"
+
+#include <fmt/format.h>
+
+#include <array>
+#include <chrono>
+#include <memory>
+#include <random>
+#include <stdexcept>
+#include <thread>
+
+namespace
+{
+
+using namespace TestSupport;
+using Random = std::mt19937_64;
+using std::chrono::steady_clock;
+
+constexpr std::uint32_t kThreads = 4;
+constexpr std::uint32_t kRequestsOfKey = 3; // so that they meet
+constexpr std::uint64_t kCallers = 8;
+constexpr std::int64_t kMostOutstanding = 1000;
+constexpr std::chrono::seconds kPatience(120);
+
+std::atomic<std::int64_t> sLiveObjects{0};
+
+struct Counted
+{
+    Counted() { ++sLiveObjects; }
+    ~Counted() { --sLiveObjects; }
+    Counted(const Counted&) = delete;
+    Counted& operator=(const Counted&) = delete;
+};
+
+bool OneIn(Random& ioRandom, std::uint64_t inCount)
+{
+    return ioRandom() % inCount == 0;
+}
+
+// Waits until inDone, however long it takes within reason.
+template <class Done>
+bool WaitFor(Done&& inDone)
+{
+    const auto end = steady_clock::now() + kPatience;
+    while (!inDone())
+    {
+        if (steady_clock::now() > end)
+        {
+            return false;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    return true;
+}
+
+// Makes a frame, or throws, as its number says.
+class StressProducer final : public TVK::Implements<StressProducer, ML::IRenderableNodeProducer>
+{
+public:
+    StressProducer(std::uint64_t inKey, std::uint64_t inMood) : mKey(inKey), mMood(inMood) {}
+
+    std::int32_t GetFrame(const MF::FrameTime&, const ML::CutlistRenderParams&,
+                          MF::IVideoFrameRef& outFrame) override
+    {
+        switch (mMood % 64)
+        {
+        case 1: throw ML::RenderRequestException(-3);
+        case 2: throw std::bad_alloc();
+        case 3: throw 5;
+        case 4: return 0;
+        default: outFrame = SmallFrame(); return 0;
+        }
+    }
+    void GetFrameHash(TVK::Guid& outHash, const MF::FrameTime&, const ML::CutlistRenderParams&,
+                      const TVK::Guid&) override
+    {
+        if (mMood % 64 == 5)
+        {
+            throw std::runtime_error("hash");
+        }
+        outHash = mMood % 4096 == 6 ? TVK::Guid() : TVK::Guid(0x57AE55, mKey);
+    }
+
+private:
+    const Counted mCounted;
+    const std::uint64_t mKey;
+    const std::uint64_t mMood;
+};
+
+// Is ready after some looks, or throws.
+class StressRead final : public TVK::Implements<StressRead, ML::IRenderableNodePrefetch>
+{
+public:
+    explicit StressRead(std::uint64_t inMood)
+        : mMood(inMood)
+        , mLooks(inMood / 64 % 64 < 2 ? inMood / 64 % 64 + 1 : 0)
+    {
+    }
+
+    std::int32_t BeginPrefetch() override
+    {
+        if (mMood % 64 == 7)
+        {
+            throw std::runtime_error("begin");
+        }
+        return mMood % 64 == 8 ? -1 : 0;
+    }
+    std::int32_t GetPrefetchResult(MF::IVideoFrameRef& outFrame) override
+    {
+        if (mMood % 64 == 9)
+        {
+            throw std::runtime_error("ask");
+        }
+        if (mLooks != 0)
+        {
+            --mLooks;
+            return ML::kRenderFramePrefetchFailed;
+        }
+        outFrame = SmallFrame();
+        return 0;
+    }
+    std::int32_t CancelPrefetch() override { return 0; }
+    void GetPrefetchKey(TVK::Guid&) const override {}
+    bool ContinueWaitingForPrefetch(double) override { return false; }
+
+private:
+    const Counted mCounted;
+    const std::uint64_t mMood;
+    std::uint64_t mLooks; // by one thread at a time
+};
+
+// Accepts or refuses, and calls back before it answers, later from another thread, or (refusing) not at all.
+class StressRenderer final : public TVK::Implements<StressRenderer, ML::IAcceleratedSequenceRenderer>
+{
+public:
+    explicit StressRenderer(const boost::shared_ptr<norvik::threads::AsyncThreadedExecutor>& inThreads)
+        : mThreads(inThreads)
+    {
+    }
+
+    void RefreshSegments() override {}
+    const ML::AcceleratedSegmentMap& GetSegmentMap() override { return mSegments; }
+    std::int32_t CancelFrame(std::uint32_t) override { return 0; }
+    std::int32_t NotifySequence(std::uint32_t) override { return 0; }
+    std::int32_t RenderFrame(const ML::AcceleratedRenderRequest& inRequest) override
+    {
+        const auto call = [client = inRequest.mClient, id = inRequest.mRequestID]
+        {
+            if (id % 3 == 0)
+            {
+                client->RenderFrameError(0, id, norviktypes::TickTime(), -8);
+            }
+            else
+            {
+                client->RenderFrameCompleted(0, id, norviktypes::TickTime(), SmallFrame(), 1);
+            }
+        };
+        switch (inRequest.mRequestID % 4)
+        {
+        case 0: return -1;
+        case 1: call(); return -1;
+        case 2: call(); return 0;
+        default: mThreads->Post(call); return 0;
+        }
+    }
+
+private:
+    const Counted mCounted;
+    const boost::shared_ptr<norvik::threads::AsyncThreadedExecutor> mThreads;
+    ML::AcceleratedSegmentMap mSegments;
+};
+
+// The end of one request, counted.
+struct Ending
+{
+    std::atomic<std::uint32_t> mEnds{0};
+    TVK::WaitableObject mSignal;
+    bool mMayBeSilent = false; // two requests bear this id
+};
+using EndingRef = std::shared_ptr<Ending>;
+
+// Tells at the end whether everything happened that may.
+class CountingObserver final : public ML::IRenderObserver
+{
+public:
+    CountingObserver() { ML::SetRenderObserver(this); }
+    ~CountingObserver() override { ML::SetRenderObserver(nullptr); }
+    void OnRenderEvent(const ML::RenderEvent& inEvent) noexcept override
+    {
+        mCounts[static_cast<std::size_t>(inEvent.mKind)].fetch_add(1, std::memory_order_relaxed);
+    }
+    std::uint64_t Of(ML::RenderEventKind inKind) const { return mCounts[static_cast<std::size_t>(inKind)]; }
+
+private:
+    std::array<std::atomic<std::uint64_t>, 16> mCounts{};
+};
+
+class RenderFrameQueueStress : public testing::Test
+{
+protected:
+    RenderFrameQueueStress()
+    {
+        norvik::logging::SetLogThreshold(norvik::logging::kLogLevel_Off);
+        norvik::utility::SetCPUCountOverride(3);
+        EmptyFrameCache();
+        Executors::CreateSharedExecutors();
+        mOthers = norvik::threads::CreateThreadedExecutor("others", 1);
+        mQueue = ML::RenderFrameQueue::Create();
+        mRenderer = ML::IAcceleratedSequenceRendererRef(new StressRenderer(mOthers));
+    }
+    ~RenderFrameQueueStress() override
+    {
+        VF::SharedVideoFrameCache::SetNotificationFunction({});
+        mRenderer.reset();
+        mOthers.reset();
+        mQueue.reset();
+        Executors::StopSharedExecutors();
+        norvik::utility::SetCPUCountOverride(0);
+        EmptyFrameCache();
+        norvik::logging::SetLogThreshold(norvik::logging::kLogLevel_Warning);
+    }
+
+    bool IsAtRest() const
+    {
+        const ML::RenderFrameQueueCounts counts = mQueue->Counts();
+        return counts.mIncoming + counts.mInFlight + counts.mPrefetching + counts.mNormal + counts.mLow +
+                       counts.mRedundant + counts.mAccelerated + counts.mPassesScheduled ==
+                   0 &&
+               counts.mAvailableMemoryUnits == counts.mTotalMemoryUnits;
+    }
+
+    ML::RenderFrameRequest MakeRequest(Random& ioRandom, std::uint32_t inID, bool inNeedsKey) const;
+    void AddRandom(Random& ioRandom, std::vector<EndingRef>& ioEndings, int inDepth);
+    void WorkRandomly(std::uint64_t inSeed, std::size_t inOperations, std::vector<EndingRef>& outEndings);
+    void RenderAndWait(Random& ioRandom, std::vector<EndingRef>& ioEndings);
+
+    boost::shared_ptr<norvik::threads::AsyncThreadedExecutor> mOthers;
+    ML::RenderFrameQueueRef mQueue;
+    ML::IAcceleratedSequenceRendererRef mRenderer;
+    std::atomic<std::uint32_t> mNextID{1};
+    std::atomic<std::int64_t> mOutstanding{0};
+};
+
+ML::RenderFrameRequest RenderFrameQueueStress::MakeRequest(Random& ioRandom, std::uint32_t inID,
+                                                           bool inNeedsKey) const
+{
+    const TVK::InterfaceRef<StressProducer> producer(
+        new StressProducer(inID / kRequestsOfKey + 1, ioRandom()));
+    TVK::TVKUnknownRef reads;
+    if (OneIn(ioRandom, 2))
+    {
+        reads = TVK::TVKUnknownRef(TVK::InterfaceRef<StressRead>(new StressRead(ioRandom())).get());
+    }
+    ML::RenderFrameSettings settings = QueueSettings(inID);
+    settings.mPriority = 890 + static_cast<std::uint32_t>(ioRandom() % 20);
+    settings.mCaller = ioRandom() % kCallers;
+    settings.mRenderFlags = OneIn(ioRandom, 8) ? ML::kRenderFlag_CacheAlways : 0;
+    ML::RenderFrameRequest request(settings, TVK::TVKUnknownRef(producer.get()), reads, true, false);
+    if (inNeedsKey || OneIn(ioRandom, 2))
+    {
+        try
+        {
+            request.ComputeKey(true);
+        }
+        catch (const std::runtime_error&)
+        {
+            // The queue meets it again, or fails for want of a key.
+        }
+    }
+    if (OneIn(ioRandom, 8))
+    {
+        request.SetPrefetchOnly();
+    }
+    if (OneIn(ioRandom, 8))
+    {
+        request.mAcceleratedRenderer = mRenderer;
+    }
+    return request;
+}
+
+void RenderFrameQueueStress::AddRandom(Random& ioRandom, std::vector<EndingRef>& ioEndings, int inDepth)
+{
+    const auto ending = std::make_shared<Ending>();
+    std::uint32_t id = mNextID.fetch_add(1);
+    if (OneIn(ioRandom, 64) && id > 10)
+    {
+        id -= static_cast<std::uint32_t>(ioRandom() % 8) + 1; // somebody else's
+        ending->mMayBeSilent = true;
+    }
+    ML::RenderFrameRequest request = MakeRequest(ioRandom, id, inDepth > 0);
+    if (ending->mMayBeSilent)
+    {
+        request.mAcceleratedRenderer.reset(); // it would push the other one out
+    }
+    const std::uint64_t mood = ioRandom();
+    request.SetCompletionFunction(
+        [this, ending, mood, inDepth](const MF::IVideoFrameRef&, bool, int)
+        {
+            ending->mEnds.fetch_add(1);
+            mOutstanding.fetch_sub(1);
+            if (mood % 16 == 0 && inDepth < 3)
+            {
+                Random random(mood);
+                std::vector<EndingRef> inner;
+                AddRandom(random, inner, inDepth + 1);
+            }
+            if (mood % 32 == 1)
+            {
+                throw std::runtime_error("client");
+            }
+        });
+    ioEndings.push_back(ending);
+    mOutstanding.fetch_add(1);
+    try
+    {
+        mQueue->AddRenderRequest(request);
+    }
+    catch (const std::runtime_error&)
+    {
+        // From the completion of one that was rendered on the spot, or accelerated there.
+    }
+}
+
+// A client that waits, while others may cancel it.
+void RenderFrameQueueStress::RenderAndWait(Random& ioRandom, std::vector<EndingRef>& ioEndings)
+{
+    const auto ending = std::make_shared<Ending>();
+    ML::RenderFrameRequest request = MakeRequest(ioRandom, mNextID.fetch_add(1), false);
+    request.SetCompletionSignal(&ending->mSignal);
+    mQueue->AddRenderRequest(request);
+    if (ending->mSignal.WaitForSignal(static_cast<std::int32_t>(1000 * kPatience.count())) == 0)
+    {
+        ending->mEnds = 1;
+    }
+    ioEndings.push_back(ending);
+}
+
+void RenderFrameQueueStress::WorkRandomly(std::uint64_t inSeed, std::size_t inOperations,
+                                          std::vector<EndingRef>& outEndings)
+{
+    Random random(inSeed);
+    for (std::size_t i = 0; i < inOperations; ++i)
+    {
+        while (mOutstanding > kMostOutstanding)
+        {
+            std::this_thread::yield();
+        }
+        try
+        {
+            switch (random() % 16)
+            {
+            case 0: mQueue->CancelOne(mNextID - static_cast<std::uint32_t>(random() % 32)); break;
+            case 1:
+                if (OneIn(random, 8))
+                {
+                    mQueue->CancelCallersRequests(random() % kCallers);
+                }
+                break;
+            case 2:
+                VF::SharedVideoFrameCache::InsertIntoCache(SmallFrame(),
+                                                           TVK::Guid(0xCAC4E, random() % 64 + 1), 0);
+                break;
+            case 3:
+                if (OneIn(random, 16))
+                {
+                    RenderAndWait(random, outEndings);
+                }
+                break;
+            default: AddRandom(random, outEndings, 0); break;
+            }
+        }
+        catch (const std::runtime_error&)
+        {
+            // A completion function of what was cancelled.
+        }
+    }
+}
+
+TEST_F(RenderFrameQueueStress, EveryRequestEndsOnceWhateverHappens)
+{
+    CountingObserver observer;
+    const std::size_t operations = ScaledCount(300000) / kThreads;
+    std::vector<std::vector<EndingRef>> endings(kThreads);
+    std::vector<std::thread> threads;
+    for (std::uint32_t i = 0; i < kThreads; ++i)
+    {
+        threads.emplace_back([this, i, operations, &endings]
+                             { WorkRandomly(Seed() + i, operations, endings[i]); });
+    }
+    for (std::thread& thread : threads)
+    {
+        thread.join();
+    }
+    EXPECT_TRUE(WaitFor([this] { return IsAtRest(); }));
+    mOthers->WaitForTermination();
+
+    std::size_t ended = 0;
+    std::size_t silent = 0;
+    for (const std::vector<EndingRef>& list : endings)
+    {
+        for (const EndingRef& ending : list)
+        {
+            const std::uint32_t ends = ending->mEnds;
+            ended += ends;
+            silent += ends == 0 ? 1 : 0;
+            if (ends != 1 && !(ends == 0 && ending->mMayBeSilent))
+            {
+                ADD_FAILURE() << "a request ended " << ends << " times";
+                return;
+            }
+            EXPECT_NE(ending->mSignal.WaitForSignal(0), 0); // and was signalled no second time
+        }
+    }
+    EXPECT_GT(ended, operations);
+    fmt::print("{} requests ended once, {} of a repeated id without a word\n", ended, silent);
+    for (const ML::RenderEventKind kind :
+         {ML::RenderEventKind::kQueued, ML::RenderEventKind::kMerged, ML::RenderEventKind::kCacheHit,
+          ML::RenderEventKind::kRendered, ML::RenderEventKind::kCancelled, ML::RenderEventKind::kFinished})
+    {
+        EXPECT_GT(observer.Of(kind), 0U) << ML::RenderEventName(kind);
+        fmt::print("{}: {}\n", ML::RenderEventName(kind), observer.Of(kind));
+    }
+
+    // Nothing of them is left anywhere, once the threads have let go of what they ran last.
+    EXPECT_TRUE(WaitFor([] { return sLiveObjects == 1; })) << sLiveObjects; // the renderer itself
+}
+
+TEST_F(RenderFrameQueueStress, ManyClientsOfOneFrameCostOneRender)
+{
+    constexpr std::uint32_t kFrames = 100;
+    const std::uint32_t clients = 16;
+    std::vector<FakeProducerRef> producers;
+    for (std::uint32_t i = 1; i <= kFrames; ++i)
+    {
+        producers.emplace_back(new FakeProducer(i));
+    }
+    std::atomic<std::uint32_t> frames{0};
+    std::vector<std::thread> threads;
+    for (std::uint32_t client = 0; client < clients; ++client)
+    {
+        threads.emplace_back(
+            [&]
+            {
+                for (const FakeProducerRef& producer : producers)
+                {
+                    ML::RenderFrameRequest request = QueueRequest(mNextID.fetch_add(1), producer);
+                    request.mRenderFlags = ML::kRenderFlag_CacheAlways;
+                    request.SetCompletionFunction([&frames](const MF::IVideoFrameRef& inFrame, bool, int)
+                                                  { frames += inFrame ? 1 : 0; });
+                    mQueue->AddRenderRequest(request);
+                }
+            });
+    }
+    for (std::thread& thread : threads)
+    {
+        thread.join();
+    }
+    EXPECT_TRUE(WaitFor([&] { return frames == clients * kFrames; }));
+    for (const FakeProducerRef& producer : producers)
+    {
+        EXPECT_EQ(producer->mRenders, 1);
+    }
+    EXPECT_TRUE(WaitFor([this] { return IsAtRest(); }));
+}
+
+TEST_F(RenderFrameQueueStress, QueueIsBuiltAndDestroyedByManyThreads)
+{
+    mQueue.reset();
+    std::atomic<std::uint32_t> ends{0};
+    const std::size_t rounds = ScaledCount(2000) / kThreads + 1;
+    std::vector<std::thread> threads;
+    for (std::uint32_t i = 0; i < kThreads; ++i)
+    {
+        threads.emplace_back(
+            [&]
+            {
+                for (std::size_t round = 0; round < rounds; ++round)
+                {
+                    const FakeProducerRef producer(new FakeProducer(1));
+                    ML::RenderFrameRequest request = QueueRequest(mNextID.fetch_add(1), producer);
+                    request.SetCompletionFunction([&ends](MF::IVideoFrameRef, bool, int) { ++ends; });
+                    ML::RenderFrameQueue::Create()->AddRenderRequest(request);
+                    ML::RenderFrameQueue::ScheduleImmediatePoll();
+                }
+            });
+    }
+    for (std::thread& thread : threads)
+    {
+        thread.join();
+    }
+    // Passes hold the queue as long as there is work for them.
+    EXPECT_TRUE(WaitFor([&] { return ends == rounds * kThreads; }));
+    mQueue = ML::RenderFrameQueue::Create();
+    EXPECT_TRUE(WaitFor([this] { return IsAtRest(); }));
+}
+
+} // namespace
