@@ -190,6 +190,7 @@ MotionPhases::MotionPhases(MotionFilter inFilter, double inWidth)
             mWeights.push_back(static_cast<float>(weight / sum));
         }
     }
+    mWeights.resize(mWeights.size() + 3, 0.0F);
 }
 
 }

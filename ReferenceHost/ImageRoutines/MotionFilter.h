@@ -41,8 +41,8 @@ struct MotionTaps
 MotionTaps AppendTaps(const MotionAxis& inAxis, MotionFilter inFilter, double inPlace,
                       std::vector<float>& ioWeights);
 
-// Weights by the place between pixels: kPhases + 1 rows of Taps() weights each. Row p is for places where the
-// first pixel's middle lies p / kPhases - Length() / 2 from the place.
+// Weights by the place between pixels: kPhases + 1 rows of Taps() weights each, which may be read four at a
+// time. Row p is for places where the first pixel's middle lies p / kPhases - Length() / 2 from the place.
 class MotionPhases
 {
 public:
@@ -54,7 +54,7 @@ public:
     double Length() const noexcept { return mLength; }
     const float* Row(std::int32_t inPhase) const noexcept
     {
-        return mWeights.data() + static_cast<std::ptrdiff_t>(inPhase) * mTaps;
+        return mWeights.data() + static_cast<std::ptrdiff_t>(inPhase) * mTaps; // zeros follow the last
     }
 
 private:

@@ -71,39 +71,51 @@ void FilterRow(const float* inPixels, std::int32_t inFirst, const MotionTaps* in
     }
 }
 
-// The first pixel and the weights at a place.
+// The first pixel and the weights at a place, and room for a whole vector of them.
 struct Weights
 {
     std::int32_t first;
-    float of[kMostTaps];
+    alignas(16) float of[kMostTaps + 3];
 };
+
+// The weights of a box: what of each pixel lies in it.
+HWY_INLINE void FindOverlaps(const SampleAxis& inAxis, double inLength, std::int32_t inTaps, float inDistance,
+                             Weights& outWeights)
+{
+    const OnePixel d;
+    const PixelVector half = hn::Set(d, static_cast<float>(inLength / 2.0));
+    const PixelVector scale = hn::Set(d, static_cast<float>(1.0 / inAxis.width));
+    for (std::int32_t tap = 0; tap < inTaps; tap += static_cast<std::int32_t>(hn::Lanes(d)))
+    {
+        const PixelVector distance = hn::Add(hn::Set(d, inDistance), hn::Iota(d, static_cast<float>(tap)));
+        const PixelVector part = hn::Sub(half, hn::Abs(distance));
+        hn::StoreU(hn::Mul(hn::Min(hn::Max(part, hn::Zero(d)), hn::Set(d, 1.0F)), scale), d,
+                   outWeights.of + tap);
+    }
+}
 
 HWY_INLINE void FindWeights(const SampleAxis& inAxis, double inLength, std::int32_t inTaps, double inPlace,
                             Weights& outWeights)
 {
+    const OnePixel d;
     const double begin = inPlace - inLength / 2.0 - 0.5;
     const double first = std::ceil(begin);
     outWeights.first = static_cast<std::int32_t>(first);
     if (inAxis.phases == nullptr)
     {
-        const auto half = static_cast<float>(inLength / 2.0);
-        const auto scale = static_cast<float>(1.0 / inAxis.width);
-        const auto distance = static_cast<float>(first + 0.5 - inPlace);
-        for (std::int32_t tap = 0; tap < inTaps; ++tap)
-        {
-            const float part = half - std::fabs(distance + static_cast<float>(tap));
-            outWeights.of[tap] = std::min(std::max(part, 0.0F), 1.0F) * scale;
-        }
+        FindOverlaps(inAxis, inLength, inTaps, static_cast<float>(first + 0.5 - inPlace), outWeights);
         return;
     }
     const double phase = (first - begin) * MotionPhases::kPhases;
     const auto row = std::min(static_cast<std::int32_t>(phase), MotionPhases::kPhases - 1);
-    const auto share = static_cast<float>(phase - row);
+    const PixelVector share = hn::Set(d, static_cast<float>(phase - row));
     const float* below = inAxis.phases->Row(row);
     const float* above = inAxis.phases->Row(row + 1);
-    for (std::int32_t tap = 0; tap < inTaps; ++tap)
+    for (std::int32_t tap = 0; tap < inTaps; tap += static_cast<std::int32_t>(hn::Lanes(d)))
     {
-        outWeights.of[tap] = below[tap] + (above[tap] - below[tap]) * share;
+        const PixelVector from = hn::LoadU(d, below + tap);
+        const PixelVector to = hn::LoadU(d, above + tap);
+        hn::StoreU(hn::Add(from, hn::Mul(hn::Sub(to, from), share)), d, outWeights.of + tap);
     }
 }
 
@@ -149,11 +161,12 @@ void SampleTurned(const SampleGrid& inGrid, const SampleAxis& inU, const SampleA
 {
     const auto tapsU = static_cast<std::int32_t>(std::ceil(LengthOf(inU)));
     const auto tapsV = static_cast<std::int32_t>(std::ceil(LengthOf(inV)));
-    if (tapsU == tapsV && tapsU <= 4)
+    if (tapsU == tapsV && (tapsU <= 4 || tapsU == 6))
     {
         (tapsU == 2   ? SamplePixels<2>
          : tapsU == 3 ? SamplePixels<3>
-                      : SamplePixels<4>)(inGrid, inU, inV, tapsU, tapsV, inFirst, outPixels, inCount);
+         : tapsU == 4 ? SamplePixels<4>
+                      : SamplePixels<6>)(inGrid, inU, inV, tapsU, tapsV, inFirst, outPixels, inCount);
         return;
     }
     SamplePixels<0>(inGrid, inU, inV, tapsU, tapsV, inFirst, outPixels, inCount);
