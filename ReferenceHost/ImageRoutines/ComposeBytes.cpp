@@ -206,17 +206,16 @@ struct Weighed
 
 HWY_INLINE Weighed Weigh(PixelVector inSourceAlpha, PixelVector inShare, PixelVector inTargetAlpha)
 {
-    // Alpha fits into the lower word of its pixel and so does the share: two words make a whole product.
-    const FloatVector share = ToFloat(inShare);
-    const FloatVector source = hn::Mul(hn::Mul(ToFloat(inSourceAlpha), share), Float(1.0F / 16711425.0F));
-    const FloatVector target = hn::Mul(ToFloat(inTargetAlpha), Float(1.0F / 255.0F));
-    const FloatVector seen = hn::Mul(target, hn::Sub(Float(1.0F), source));
+    const FloatVector opacity = hn::Mul(ToFloat(inShare), Float(1.0F / 65535.0F));
+    const FloatVector source = hn::Mul(ToFloat(inSourceAlpha), opacity);
+    const FloatVector bare = hn::Sub(Float(1.0F), hn::Mul(source, Float(1.0F / 255.0F)));
+    const FloatVector seen = hn::Mul(ToFloat(inTargetAlpha), bare);
     const FloatVector alpha = hn::Add(source, seen);
-    const FloatVector inverse = Inverse(1.0F, alpha);
+    const FloatVector inverse = hn::Div(Float(65535.0F), hn::Max(alpha, Float(kLeastAlpha)));
     const FloatVector half = Float(0.5F);
-    return {ToNumber(hn::Add(hn::Mul(hn::Mul(source, inverse), Float(65535.0F)), half)),
-            ToNumber(hn::Add(hn::Mul(alpha, Float(255.0F)), half)),
-            hn::Mul(hn::Mul(share, Float(1.0F / 65535.0F)), inverse), hn::Mul(seen, inverse)};
+    return {ToNumber(hn::Add(hn::Mul(source, inverse), half)), ToNumber(hn::Add(alpha, half)),
+            hn::Mul(hn::Mul(opacity, inverse), Float(255.0F / 65535.0F)),
+            hn::Mul(hn::Mul(seen, inverse), Float(1.0F / 65535.0F))};
 }
 
 HWY_INLINE PixelVector LowerWord(WordVector inWords)
@@ -364,10 +363,6 @@ HWY_INLINE PixelVector BySolidity(PixelVector inTarget, OnSolid inOnSolid, OnAny
     {
         return inOnSolid();
     }
-    if (hn::AllFalse(d, isSolid))
-    {
-        return inOnAny();
-    }
     return hn::IfThenElse(isSolid, inOnSolid(), inOnAny());
 }
 
@@ -435,10 +430,13 @@ HWY_INLINE void LayPixels(const Row& inRow, const std::uint32_t* inSource, const
                           const std::uint32_t* inTarget, std::uint32_t* outTarget)
 {
     const Pixels d;
+    constexpr bool kIsStraight = kWay == Way::kStraightOnStraight || kWay == Way::kPremultipliedOnStraight ||
+                                 kWay == Way::kPremultipliedOnStraightWithBlack;
+    const PixelVector set = kIsStraight ? hn::Zero(d) : inRow.targetSet;
     const PixelVector source = hn::Or(hn::LoadU(d, inSource), inRow.sourceSet);
-    const PixelVector target = hn::Or(hn::LoadU(d, inTarget), inRow.targetSet);
+    const PixelVector target = hn::Or(hn::LoadU(d, inTarget), set);
     const WordVector share = inCoverage == nullptr ? inRow.share : CoveredShare(inRow, inCoverage);
-    hn::StoreU(hn::Or(Laid<kWay>(inRow, source, share, target), inRow.targetSet), d, outTarget);
+    hn::StoreU(hn::Or(Laid<kWay>(inRow, source, share, target), set), d, outTarget);
 }
 
 // What is left of a row after the whole vectors goes through copies, so that nothing beyond it is touched.

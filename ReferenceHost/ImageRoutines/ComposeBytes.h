@@ -17,6 +17,9 @@
 namespace ir
 {
 
+// Less alpha than any two codes come to but 0, to divide by.
+inline constexpr float kLeastAlpha = 1e-9F;
+
 // What the bytes of both rows mean. Both are packed alike.
 struct ByteLayers
 {

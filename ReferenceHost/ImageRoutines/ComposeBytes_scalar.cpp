@@ -116,15 +116,13 @@ struct Weighed
 
 Weighed Weigh(std::uint32_t inSourceAlpha, std::uint32_t inShare, std::uint32_t inTargetAlpha)
 {
-    const float source =
-        static_cast<float>(static_cast<std::int32_t>(inSourceAlpha * inShare)) * (1.0F / 16711425.0F);
-    const float target = static_cast<float>(inTargetAlpha) * (1.0F / 255.0F);
-    const float seen = target * (1.0F - source);
-    const float alpha = source + seen;
-    const float inverse = alpha == 0.0F ? 0.0F : 1.0F / alpha;
     const float opacity = static_cast<float>(inShare) * (1.0F / 65535.0F);
-    return {static_cast<std::uint32_t>(source * inverse * 65535.0F + 0.5F),
-            static_cast<std::uint32_t>(alpha * 255.0F + 0.5F), opacity * inverse, seen * inverse};
+    const float source = static_cast<float>(inSourceAlpha) * opacity;
+    const float seen = static_cast<float>(inTargetAlpha) * (1.0F - source * (1.0F / 255.0F));
+    const float alpha = source + seen;
+    const float inverse = 65535.0F / std::max(alpha, kLeastAlpha);
+    return {static_cast<std::uint32_t>(source * inverse + 0.5F), static_cast<std::uint32_t>(alpha + 0.5F),
+            opacity * inverse * (255.0F / 65535.0F), seen * inverse * (1.0F / 65535.0F)};
 }
 
 // One pixel on another.
