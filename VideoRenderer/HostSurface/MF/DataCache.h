@@ -20,8 +20,8 @@
 namespace MF
 {
 
-// No such entry, or none with such a name: names and tags are of letters, digits, '-' and '_', at most 128 and
-// 16 of them.
+// No such entry, or none with such a name: names are of letters, digits, '-' and '_', tags of small letters and
+// digits, at most 128 and 16 of them. Also: no memory for it.
 inline constexpr std::int32_t kDataCache_NotFound = static_cast<std::int32_t>(0xa00b0001u);
 // The entry was there and was damaged, or has gone meanwhile; it is dropped.
 inline constexpr std::int32_t kDataCache_Damaged = static_cast<std::int32_t>(0xa00b0002u);
@@ -38,7 +38,7 @@ public:
     // Finishes the reads and writes that were asked for, with their completions, before it returns.
     virtual ~DataCache();
 
-    // Has an entry read on the cache's own thread, and the completion called there with no lock held.
+    // Has an entry read on a thread of the cache's own, and the completion called there with no lock held.
     // Negative: there is no such entry, and nobody is called. That costs a look into memory, so that media may
     // be asked for every frame whether it is here.
     // outHandle is held by nobody else; letting go of it cancels nothing.

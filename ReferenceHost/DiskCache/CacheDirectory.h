@@ -1,0 +1,18 @@
+// Where this process keeps what can be made again, as BE::IDirectories answers it.
+//
+// Thread-safety: safe.
+#pragma once
+
+#include <string>
+
+namespace DiskCache
+{
+
+// Absolute or from the working directory. Empty takes the usual one again: VideoRenderer in XDG_CACHE_HOME,
+// which has to be absolute, or in .cache of HOME.
+void SetCacheDirectory(const std::string& inPath);
+
+// Empty if there is none.
+std::string GetCacheDirectory();
+
+} // namespace DiskCache

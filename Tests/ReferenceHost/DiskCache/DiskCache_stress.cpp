@@ -1,0 +1,215 @@
+#include "MF/DataCache.h"
+#include "ReferenceHost/DiskCache/ManagedDirectory.h"
+#include "Tests/ReferenceHost/DiskCache/CacheTests.h"
+#include "Tests/Support/Paths.h"
+#include "Tests/Support/Scale.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <cinttypes>
+#include <csignal>
+#include <random>
+#include <thread>
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+using namespace TestSupport;
+using MF::DataCache;
+using MF::DiskCacheManager::ManagedDirectory;
+
+namespace
+{
+
+constexpr std::uint64_t kNames = 12;
+
+std::size_t SizeOf(std::uint64_t inNumber)
+{
+    return 3000 + inNumber * 9000;
+}
+
+// Writes, reads and clears until it is killed. A child of a program without other threads, so that all of the
+// library may be used.
+[[noreturn]] void WriteForEver(const std::string& inPath, std::uint64_t inLimit)
+{
+    for (std::uint64_t round = 0;; ++round)
+    {
+        const auto directory = ManagedDirectory::Open(inPath, inLimit, round % 3 == 2);
+        for (std::uint64_t number = 0; number < kNames; ++number)
+        {
+            directory->Store(NameOf(number), *BytesOf(number, SizeOf(number)));
+            ReadOf(*directory, NameOf(number));
+        }
+    }
+}
+
+// Reads all that can be seen; how many entries there were. A torn one that can be opened is a failure.
+std::size_t CheckAll(ManagedDirectory& inDirectory)
+{
+    std::size_t found = 0;
+    for (std::uint64_t number = 0; number < kNames; ++number)
+    {
+        DiskCache::OpenedEntry entry;
+        if (inDirectory.OpenEntry(NameOf(number), entry))
+        {
+            ++found;
+            EXPECT_TRUE(AreBytesOf(entry.Read(), number, SizeOf(number))) << number;
+        }
+    }
+    return found;
+}
+
+class Child
+{
+public:
+    Child(const std::string& inPath, std::uint64_t inLimit) : mID(::fork())
+    {
+        if (mID == 0)
+        {
+            WriteForEver(inPath, inLimit);
+        }
+    }
+    ~Child()
+    {
+        ::kill(mID, SIGKILL);
+        int status = 0;
+        ::waitpid(mID, &status, 0);
+        EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL); // and by nothing of its own
+    }
+    Child(const Child&) = delete;
+    Child& operator=(const Child&) = delete;
+
+private:
+    const pid_t mID;
+};
+
+// Whether each file is whole, the mark included, looked at without anything that would repair it.
+void ExpectOnlyWholeFiles(const std::string& inPath)
+{
+    for (const std::string& file : FilesIn(inPath))
+    {
+        DiskCache::EntryName name;
+        if (!DiskCache::EntryName::FromFileName(file, name))
+        {
+            continue;
+        }
+        const std::string content = ReadFile(inPath + "/" + file);
+        const std::uint64_t number = std::stoull(name.mName.substr(6));
+        EXPECT_EQ(content.size(), DiskCache::FileSizeOf(name, SizeOf(number))) << file;
+        EXPECT_EQ(content.substr(content.size() - 8), "VRCACHE1") << file;
+    }
+}
+
+} // namespace
+
+TEST(DiskCacheStress, KilledWriterNeverShowsATornEntry)
+{
+    const ScratchFolder scratch;
+    const std::string path = scratch.File("cache");
+    std::mt19937_64 random(Seed());
+    std::size_t found = 0;
+    std::size_t unfinished = 0;
+    const std::size_t kills = ScaledCount(500);
+    for (std::size_t kill = 0; kill < kills; ++kill)
+    {
+        {
+            const Child child(path, std::uint64_t{1} << 30);
+            std::this_thread::sleep_for(std::chrono::microseconds(random() % 12000));
+        }
+        ExpectOnlyWholeFiles(path.c_str());
+        for (const std::string& file : FilesIn(path))
+        {
+            unfinished += file.rfind(".unfinished-", 0) == 0 ? 1 : 0;
+        }
+        const auto directory = ManagedDirectory::Open(path, std::uint64_t{1} << 30, false);
+        EXPECT_EQ(directory->WhyNot(), "");
+        found += CheckAll(*directory);
+        EXPECT_TRUE(directory->Verify().empty());
+        for (const std::string& file : FilesIn(path))
+        {
+            EXPECT_NE(file.rfind(".unfinished-", 0), 0u) << file;
+        }
+    }
+    std::printf("%zu kills: %zu entries seen, %zu unfinished files\n", kills, found, unfinished);
+    EXPECT_GT(found, kills / 10);      // or nothing was looked at
+    EXPECT_GT(unfinished, kills / 20); // or nobody was killed while it wrote
+}
+
+TEST(DiskCacheStress, ProcessesShareADirectory)
+{
+    const ScratchFolder scratch;
+    const std::string path = scratch.File("cache");
+    std::uint64_t limit = 0;
+    for (std::uint64_t number = 0; number < kNames; ++number)
+    {
+        limit += DiskCache::FileSizeOf(NameOf(number), SizeOf(number));
+    }
+    limit /= 2; // so that they take room from each other
+    const auto directory = ManagedDirectory::Open(path, limit, false);
+    const Child first(path, limit);
+    const Child second(path, limit);
+    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(ScaledCount(3000));
+    std::size_t found = 0;
+    while (std::chrono::steady_clock::now() < end)
+    {
+        directory->Look();
+        found += CheckAll(*directory);
+    }
+    EXPECT_GT(found, 100u);
+}
+
+TEST(DiskCacheStress, ThreadsReadWriteClearAndVerifyAtOnce)
+{
+    const ScratchFolder scratch;
+    std::shared_ptr<ManagedDirectory> directory = ManagedDirectory::Open(scratch.File("cache"), 300000, false);
+    std::atomic<std::uint64_t> asked{0};
+    std::atomic<std::uint64_t> answered{0};
+    std::atomic<std::uint64_t> right{0};
+    {
+        const auto cache = MF::CreateDataCacheInFilesystemAndManageDirectory({}, directory, false);
+        const auto work = [&](std::uint64_t inSeed)
+        {
+            std::mt19937_64 random(inSeed);
+            TVK::TVKUnknownRef handle;
+            for (std::size_t round = 0; round < ScaledCount(3000); ++round)
+            {
+                const std::uint64_t number = random() % kNames;
+                const auto name = Text("entry-" + std::to_string(number));
+                if (random() % 200 == 0)
+                {
+                    random() % 2 == 0 ? static_cast<void>(directory->Verify())
+                                      : static_cast<void>(directory->Clear());
+                }
+                else if (random() % 8 == 0)
+                {
+                    cache->WriteEntry(name, Text("png"), BytesOf(number, SizeOf(number)));
+                }
+                else if (cache->ReadEntry(
+                             name, Text("png"),
+                             [&, number](std::int32_t inStatus, const auto&, const auto&, const auto& inBytes)
+                             {
+                                 ++answered;
+                                 right += inStatus < 0 ? !inBytes : AreBytesOf(inBytes, number, SizeOf(number));
+                             },
+                             handle) >= 0)
+                {
+                    ++asked;
+                }
+            }
+        };
+        std::vector<std::thread> threads;
+        for (std::uint64_t thread = 0; thread < 4; ++thread)
+        {
+            threads.emplace_back(work, Seed() + thread);
+        }
+        for (std::thread& thread : threads)
+        {
+            thread.join();
+        }
+    }
+    EXPECT_GT(asked, 10u);
+    EXPECT_EQ(answered, asked);
+    EXPECT_EQ(right, asked);
+}
