@@ -1,6 +1,7 @@
 #include "ReferenceHost/Media/VideoSourceBase.h"
 
 #include "MF/Geometry.h"
+#include "ReferenceHost/Media/FramesInTheMaking.h"
 #include "VF/SharedVideoFrameCache.h"
 #include "VF/VideoFrame.h"
 #include "VF/VideoFrameManipulators.h"
@@ -308,31 +309,30 @@ std::int32_t VideoSourceBase::GetRenderedFrame(const TickTime& inTime, const BE:
     }
     BE::FrameDescription format = inFormat;
     ConformDescription(format);
-    if (inAtOnce)
-    {
-        outFrame =
-            VF::SharedVideoFrameCache::RetrieveFromCache(KeyOfFrame(index, format, inSettings, inProfile));
-        if (outFrame)
-        {
-            return BE::kSourceStatus_OK;
-        }
-    }
+    const auto make = [&](MF::IVideoFrameRef& outMade) { return MakeStamped(index, format, inAtOnce, outMade); };
     try
     {
-        const std::int32_t status = MakeFrame(index, format, inAtOnce, outFrame);
-        if (status < 0 || !outFrame)
-        {
-            outFrame.reset();
-            return status < 0 ? status : BE::kSourceStatus_OutOfMemory;
-        }
-        StampFrame(format, outFrame);
-        return status;
+        return ShareFrame(KeyOfFrame(index, format, inSettings, inProfile), inAtOnce, make, outFrame);
     }
     catch (...)
     {
         outFrame.reset();
         return StatusOfCurrentException();
     }
+}
+
+// Success comes with a frame, failure without one.
+std::int32_t VideoSourceBase::MakeStamped(std::int64_t inIndex, const BE::FrameDescription& inFormat,
+                                          bool inAtOnce, MF::IVideoFrameRef& outFrame)
+{
+    const std::int32_t status = MakeFrame(inIndex, inFormat, inAtOnce, outFrame);
+    if (status < 0 || !outFrame)
+    {
+        outFrame.reset();
+        return status < 0 ? status : BE::kSourceStatus_OutOfMemory;
+    }
+    StampFrame(inFormat, outFrame);
+    return status;
 }
 
 std::int32_t VideoSourceBase::GetRenderedFrameInternal(const TickTime& inTime,

@@ -6,7 +6,8 @@
 //      end a status;
 //   2. the description becomes what the stream delivers (ConformDescription);
 //   3. MakeFrame makes frame n as described.
-// The key of a frame is made of the results of 1 and 2, so that requests with equal results share a frame.
+// The key of a frame is made of the results of 1 and 2, so that requests with equal results share a frame: one
+// that is in the shared cache is not made again, and one that is being made is waited for.
 //
 // Ownership: counted, as every interface. Statuses: those of BE/IVideoSource.h and kSourceStatus_NotAtHand.
 //
@@ -159,6 +160,9 @@ protected:
     static void StampFrame(const BE::FrameDescription& inFormat, const MF::IVideoFrameRef& inFrame);
 
 private:
+    std::int32_t MakeStamped(std::int64_t inIndex, const BE::FrameDescription& inFormat, bool inAtOnce,
+                             MF::IVideoFrameRef& outFrame);
+
     const StreamTraits mTraits;
 };
 

@@ -59,6 +59,11 @@ void EmptyFrameCache()
     VF::SharedVideoFrameCache::Clear();
 }
 
+void SetFrameCacheBudget(std::uint64_t inBytes)
+{
+    VF::SharedVideoFrameCache::SetBudget(inBytes);
+}
+
 std::uint64_t AnnouncedKeys()
 {
     return VF::SharedVideoFrameCache::GetCounters().mAnnouncedKeys;

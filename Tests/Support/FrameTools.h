@@ -28,6 +28,8 @@ void MakeSubstitute(const MF::IVideoFrameRef& inFrame);
 
 // Forgets all frames of the process' cache.
 void EmptyFrameCache();
+// With a budget of 0 a frame stays only as long as somebody depends on it.
+void SetFrameCacheBudget(std::uint64_t inBytes);
 
 // Keys of the process' cache that somebody depends on.
 std::uint64_t AnnouncedKeys();
