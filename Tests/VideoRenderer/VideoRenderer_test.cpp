@@ -286,7 +286,7 @@ private:
     Texts& mNotes;
 };
 
-TEST_F(VideoRendererLifeDeathTest, LastShutdownStopsRendersThenPasses)
+TEST_F(VideoRendererLifeDeathTest, LastShutdownStopsRendersThenPassesThenReads)
 {
     const auto notesOfLife = [this]
     {
@@ -294,14 +294,17 @@ TEST_F(VideoRendererLifeDeathTest, LastShutdownStopsRendersThenPasses)
         mQueue.reset();
         ML::sNormalPriorityRenderQueue = boost::make_shared<NotingExecutor>("normal", notes);
         ML::sLowPriorityRenderQueue = boost::make_shared<NotingExecutor>("low", notes);
+        ML::sVideoSourcePrefetcherQueue = boost::make_shared<NotingExecutor>("video", notes);
+        ML::sImageSourcePrefetcherQueue = boost::make_shared<NotingExecutor>("image", notes);
         ML::RenderFrameQueue::Impl::SetExecutor(boost::make_shared<NotingExecutor>("passes", notes));
         ML::VideoRenderer::Initialize();
         ML::VideoRenderer::Shutdown();
-        notes.resize(9);
+        notes.resize(13);
         return notes;
     };
     const Texts expected = {"normal cancel", "normal close",  "normal wait",  "low cancel", "low close",
-                            "low wait",      "passes cancel", "passes close", "passes wait"};
+                            "low wait",      "passes cancel", "passes close", "passes wait",
+                            "video close",   "video wait",    "image close",  "image wait"};
     EXPECT_EXIT({ std::_Exit(notesOfLife() == expected ? 0 : 1); }, testing::ExitedWithCode(0), "");
 }
 

@@ -361,6 +361,38 @@ TEST_F(VideoSourcePrefetcher, FailedReadEndsTheSecondAfterTheFirstWasCancelled)
     EXPECT_FALSE(mFrame);
 }
 
+TEST_F(VideoSourcePrefetcher, ItemThatComesAfterAFailureReadsAgain)
+{
+    const FakeReadSourceRef source = NewSource();
+    source->mReadFunction = Fails;
+    const auto failed = NewItem(source, 5);
+    failed->BeginPrefetch();
+    mVideo->RunAll();
+    source->mReadFunction = {};
+    const auto late = NewItem(source, 5); // while the first one has not been asked yet
+    late->BeginPrefetch();
+    EXPECT_EQ(Ask(late), kNotReady);
+    EXPECT_EQ(mVideo->RunAll(), 1u);
+    EXPECT_EQ(Ask(late), 0);
+    EXPECT_EQ(mFrameNumber, 5);
+    EXPECT_EQ(failed->CancelPrefetch(), 0);
+}
+
+TEST_F(VideoSourcePrefetcher, CancelAfterAFailureLeavesTheNextReadAlone)
+{
+    const FakeReadSourceRef source = NewSource();
+    source->mReadFunction = Fails;
+    const auto failed = NewItem(source, 5);
+    failed->BeginPrefetch();
+    mVideo->RunAll();
+    const auto late = NewItem(source, 5);
+    late->BeginPrefetch();
+    failed->CancelPrefetch();
+    EXPECT_EQ(GetTableSizes().mQueuedReads, 1u);
+    EXPECT_EQ(GetTableSizes().mHoldersOfKeys, 1u);
+    late->CancelPrefetch();
+}
+
 TEST_F(VideoSourcePrefetcher, FailureOfAnAbandonedReadDoesNotReachLaterItems)
 {
     const FakeReadSourceRef source = NewSource();

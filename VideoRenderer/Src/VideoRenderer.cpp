@@ -2,6 +2,7 @@
 
 #include "RenderFrameQueue.h"
 #include "RenderFrameRequest.h"
+#include "VideoSourcePrefetcher.h"
 #include "norvik/threads/Threads.h"
 
 #include <atomic>
@@ -78,6 +79,7 @@ int Initialize()
     if (service.mInitializeCount == 0)
     {
         service.mQueue = RenderFrameQueue::Create();
+        VideoSourcePrefetcher::StartPrefetchers();
     }
     ++service.mInitializeCount;
     return 0;
@@ -91,6 +93,7 @@ int Shutdown()
     {
         service.mQueue->Shutdown();
         service.mQueue.reset();
+        VideoSourcePrefetcher::StopPrefetchers();
     }
     return 0;
 }

@@ -68,6 +68,7 @@ bool PrefetchRegister::Fail(const TVK::Guid& inKey, std::uint64_t inRegistration
     {
         isAwaited = holder->Fail(inStatus) || isAwaited;
     }
+    mEntries.erase(entry);
     return isAwaited;
 }
 

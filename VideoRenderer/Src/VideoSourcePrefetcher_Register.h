@@ -1,8 +1,9 @@
 // Who waits for which frame: the items of each key that share one read.
 //
 // The first item of a key reads, or has its stream read; those that come while it is registered join it. A
-// registration lives from its first item to its last one and has a number of its own, so that a read that
-// fails late, after all its items left, does not touch the items of a later registration of the same key.
+// registration lives from its first item to its last one, or until its read fails. It has a number of its own,
+// so that a read that fails late, after all its items left, does not touch those of a later registration of the
+// same key.
 //
 // Thread-safety: safe.
 #pragma once
@@ -63,10 +64,11 @@ public:
     };
     // Adds an item, which leaves before it is destroyed.
     Joined Join(const TVK::Guid& inKey, ReadHolder& inHolder) VR_REQUIRES(mMutex);
-    // True if it was the last one of its key.
+    // True if it was the last one of its registration; false too if that has ended already.
     bool Leave(const TVK::Guid& inKey, const ReadHolder& inHolder) noexcept VR_REQUIRES(mMutex);
 
-    // Tells the items of a registration that its read failed. True if one of them waits for it.
+    // Tells the items of a registration that its read failed, and ends it: an item that comes now reads again,
+    // as it would wait for ever for what has failed already. True if one of those told waits for it.
     bool Fail(const TVK::Guid& inKey, std::uint64_t inRegistration, std::int32_t inStatus)
         VR_EXCLUDES(mMutex);
 
