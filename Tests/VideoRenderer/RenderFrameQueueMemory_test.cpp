@@ -199,18 +199,18 @@ TEST_F(RenderFrameQueueMemory, CachedFrameEndsOnceWhateverAllocationFails)
 
 TEST_F(RenderFrameQueueMemory, TwinsEndOnceWhateverAllocationFails)
 {
+    ML::RenderFrameRequest taken;
     FailAtEach(
         [this] {
             mRequests = {Follow(Request(1, 1)), Follow(Request(2, 1)), Follow(Request(3, 3))};
         },
-        [this]
+        [this, &taken]
         {
             for (std::size_t i = 0; i < 3; ++i)
             {
                 TryAdd(i, mRequests[i]);
             }
             mPasses->RunAll();
-            ML::RenderFrameRequest taken;
             std::uint32_t units = 0;
             bool isTaken = false;
             TryTo([&]

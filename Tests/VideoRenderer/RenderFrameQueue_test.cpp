@@ -660,27 +660,30 @@ TEST(RenderFrameQueueBudget, IsTakenAndGivenBack)
 
 // ---- instance ----
 
-TEST(RenderFrameQueueInstance, IsOneAndBuiltAnewAfterItsLastReference)
+using RenderFrameQueueInstance = RenderFrameQueue;
+
+TEST_F(RenderFrameQueueInstance, IsOneAndBuiltAnewAfterItsLastReference)
 {
-    ML::RenderFrameQueueRef first = ML::RenderFrameQueue::Create();
-    const ML::RenderFrameQueueRef second = ML::RenderFrameQueue::Create();
-    EXPECT_EQ(first.get(), second.get());
-    first->AddRenderRequest(ML::RenderFrameRequest());
-    first.reset();
-    EXPECT_NE(second->AddRef(), 0U);
-    second->Release();
-    VF::SharedVideoFrameCache::SetNotificationFunction({});
+    ML::RenderFrameQueueRef second = ML::RenderFrameQueue::Create();
+    EXPECT_EQ(second.get(), mQueue.get());
+    Add(Request(1, 1));
+    mQueue.reset();
+    EXPECT_EQ(second->Counts().mIncoming, 1U);
+    second.reset();
+    // The posted pass is the last that holds it.
+    EXPECT_EQ(ML::RenderFrameQueue::Create()->Counts().mIncoming, 1U);
+    mPasses->CancelPending();
+    mQueue = ML::RenderFrameQueue::Create();
+    EXPECT_EQ(AtRest(), "");
 }
 
-TEST(RenderFrameQueueInstance, AnswersForItsClientFace)
+TEST_F(RenderFrameQueueInstance, AnswersForItsClientFace)
 {
-    const ML::RenderFrameQueueRef queue = ML::RenderFrameQueue::Create();
     void* face = nullptr;
-    EXPECT_EQ(queue->QueryNoRef(TVK::Guid("2ACAACC3-000F-4E80-9949-B7F58E3ACC32"), &face), 0);
-    EXPECT_EQ(face, static_cast<ML::IRenderFrameClient*>(queue.get()));
-    EXPECT_EQ(queue->QueryNoRef(TVKUnknown::kInterfaceID, &face), 0);
-    EXPECT_EQ(queue->QueryNoRef(TVK::Guid(1, 2), &face), TVK::kInterfaceNotSupported);
-    VF::SharedVideoFrameCache::SetNotificationFunction({});
+    EXPECT_EQ(mQueue->QueryNoRef(TVK::Guid("2ACAACC3-000F-4E80-9949-B7F58E3ACC32"), &face), 0);
+    EXPECT_EQ(face, static_cast<ML::IRenderFrameClient*>(mQueue.get()));
+    EXPECT_EQ(mQueue->QueryNoRef(TVKUnknown::kInterfaceID, &face), 0);
+    EXPECT_EQ(mQueue->QueryNoRef(TVK::Guid(1, 2), &face), TVK::kInterfaceNotSupported);
 }
 
 } // namespace

@@ -76,9 +76,8 @@ RequestNode MakeRequestNode(RenderFrameRequest&& inRequest)
     RequestIDs ids;
     ids.emplace(inRequest.mRequestID, inRequest.mCaller);
     RequestStation station;
-    const auto made = station.emplace(kInOrderOfArrival, QueuedRequest());
+    const auto made = station.emplace(kInOrderOfArrival, std::move(inRequest));
     made->second.mInFlightID = ids.extract(ids.begin());
-    made->second.mRequest = std::move(inRequest);
     return station.extract(made);
 }
 

@@ -28,6 +28,8 @@ using RequestIDs = MultiMap<std::uint32_t, std::uint64_t>;
 
 struct QueuedRequest
 {
+    explicit QueuedRequest(RenderFrameRequest&& inRequest) noexcept : mRequest(std::move(inRequest)) {}
+
     RenderFrameRequest mRequest;
     RenderTimer mTimer;                // runs from the begin of its reads
     RequestIDs::node_type mInFlightID; // its place in the ids of those in flight, while it's not there
