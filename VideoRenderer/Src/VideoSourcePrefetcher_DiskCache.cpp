@@ -1,11 +1,14 @@
 #include "VideoSourcePrefetcher_DiskCache.h"
 
+#include "BE/Backend.h"
 #include "MF/DataCache.h"
 #include "ML/SharedExecutors.h"
 #include "RenderFrameClient.h"
+#include "TVK/PathUtils.h"
 #include "VF/PNG.h"
 #include "VF/SharedVideoFrameCache.h"
 #include "VideoSourcePrefetcher_Reads.h"
+#include "norvik/debug/Debug.h"
 #include "norvik/threads/ThreadAnnotations.h"
 #include "norvik/threads/Threads.h"
 
@@ -106,7 +109,23 @@ void CompressAndWrite(const MF::IVideoFrameRef& inFrame, const TVK::Guid& inKey,
 
 } // namespace
 
-void OpenDiskCache() {}
+void OpenDiskCache()
+{
+    if (!norvik::debug::DebugDatabase::Instance().GetBoolEntry("ML.EnableDiskCache", false))
+    {
+        return;
+    }
+    const TVK::TVKUnknownRef backend = BE::GetBackend();
+    norvik::WString path;
+    if (BE::IDirectoriesRef(backend)->GetCacheDirectory(path) < 0)
+    {
+        return;
+    }
+    path = TVK::PathUtils::AddTrailingSlash(path) + u"ThumbnailCache";
+    std::shared_ptr<MF::DiskCacheManager::ManagedDirectory> directory;
+    UseDiskCache(MF::CreateDataCacheInFilesystemAndManageDirectory(ImmutableString::CreateDynamic(path),
+                                                                   directory, false));
+}
 
 void CloseDiskCache()
 {
