@@ -46,12 +46,13 @@ void* operator new(std::size_t inSize)
     return block;
 }
 
-void operator delete(void* inBlock) noexcept
+// Inlined, they look to the compiler like memory that is freed in another way than it was got.
+[[gnu::noinline]] void operator delete(void* inBlock) noexcept
 {
     std::free(inBlock);
 }
 
-void operator delete(void* inBlock, std::size_t) noexcept
+[[gnu::noinline]] void operator delete(void* inBlock, std::size_t) noexcept
 {
     std::free(inBlock);
 }
