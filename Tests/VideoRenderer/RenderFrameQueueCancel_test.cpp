@@ -10,6 +10,7 @@
 #include "Tests/VideoRenderer/QueueTests.h"
 #include "VF/SharedVideoFrameCache.h"
 #include "VideoRenderer/Src/RenderFrameQueueImpl.h"
+#include "VideoRenderer/Src/RequestCompletion.h"
 
 #include <fmt/format.h>
 
@@ -215,6 +216,23 @@ TEST_F(RenderFrameQueueCancel, CompletionFunctionHearsThatItWasCancelled)
     mQueue->CancelOne(1);
     EXPECT_EQ(ends, Texts{"false true 0"});
     EXPECT_EQ(mClient->mTexts, Texts{"cancelled 1"});
+}
+
+// Two threads may find the same request; the second must do nothing at all.
+TEST_F(RenderFrameQueueCancel, RequestThatHasEndedIsNeitherCancelledNorEndedAgain)
+{
+    const FakePrefetchRef read(new FakePrefetch);
+    ML::RenderFrameRequest request = Reading(1, read);
+    request.mClient = TVK::WeakRef<ML::IRenderFrameClient>(ML::IRenderFrameClientRef(mClient.get()));
+    request.StartPrefetch();
+    ML::RenderFrameRequest copy = request;
+    ML::FinishRequest(request, SmallFrame(), ML::kRenderFrameCompleted, 1);
+    ML::CancelRequest(copy);
+    ML::FinishRequest(copy, MF::IVideoFrameRef(), ML::kRenderFrameFailed, 1);
+    ML::FinishPrefetchOnly(copy);
+    EXPECT_EQ(mClient->mTexts, Texts{"completed 1"});
+    EXPECT_EQ(read->mCancelled, 0);
+    EXPECT_TRUE(copy.GetResultFrame());
 }
 
 // ---- of a caller ----

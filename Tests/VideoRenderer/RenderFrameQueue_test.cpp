@@ -190,6 +190,19 @@ TEST_F(RenderFrameQueue, ItemsThatCantBeginAreLeftOut)
     EXPECT_EQ(mClient->mTexts, Texts{"completed 1"});
 }
 
+// Whoever finishes makes room, and what is still incoming comes in without waiting for the clock.
+TEST_F(RenderFrameQueue, RoomIsFilledAtOnce)
+{
+    ML::sNormalPriorityRenderQueue.reset(); // no worker lends a hand
+    for (std::uint32_t id = 1; id <= 40; ++id)
+    {
+        Add(Request(id, id));
+    }
+    mPasses->RunAll();
+    EXPECT_EQ(mQueue->Counts().mNormal, 40U);
+    EXPECT_EQ(mPasses->DelayedCount(), 0U);
+}
+
 // ---- priorities and memory ----
 
 TEST_F(RenderFrameQueue, PriorityBelow900IsLow)
@@ -268,6 +281,19 @@ TEST_F(RenderFrameQueue, RequestThatDoesNotFitWaitsForMemory)
     EXPECT_EQ(mClient->mTexts, Texts{"completed 1"});
     EXPECT_EQ(observer.Of(1), (Texts{"queued", "keyed", "prefetch begun", "ready", "waiting for memory",
                                      "admitted", "rendered", "finished"}));
+    EXPECT_EQ(AtRest(), "");
+}
+
+TEST_F(RenderFrameQueue, WorkerThatReturnsItsMemoryLetsTheNextOneIn)
+{
+    ASSERT_TRUE(mQueue->GetImpl().Memory().TryTake(157)); // room for one of these at a time
+    for (std::uint32_t id = 1; id <= 3; ++id)
+    {
+        Add(Sized(id, 1920, 1080, norviktypes::kPixelFormat_BGRA_4444_8u));
+    }
+    Settle();
+    EXPECT_EQ(mClient->mTexts, (Texts{"completed 1", "completed 2", "completed 3"}));
+    mQueue->GetImpl().Memory().GiveBack(157);
     EXPECT_EQ(AtRest(), "");
 }
 
