@@ -14,6 +14,9 @@
 // Errors: a status, as told with each call. Contract violations, and what the sources of a timeline throw when
 // they are asked for the key of a frame, pass to the caller.
 //
+// After the end of the service nothing is rendered any more: what is asked for stays queued until it is
+// cancelled, and who waits for it waits for ever.
+//
 // Thread-safety: frames are asked for and cancelled from any thread. Settings are not changed while another
 // thread is asking. One thread at a time waits for a frame: the object has one signal. A thread of the shared
 // render and prefetch executors that waits renders the frame itself.
@@ -37,6 +40,7 @@ namespace ML
 {
 
 class IAcceleratedSequenceRenderer;
+class RenderFrameRequest;
 struct RenderFrameSettings;
 
 // Frame (empty if there is none), cancelled, error: what is called after the client was told.
@@ -126,7 +130,7 @@ public:
     virtual void SetOutputRect(const TVK::Rect& inRect, const norviktypes::PixelAspectRatio& inRatio) = 0;
     // The area of the sequence. All zero, as at first: the timeline's own, with its aspect.
     virtual void SetSourceRect(const TVK::Rect& inRect, const norviktypes::PixelAspectRatio& inRatio) = 0;
-    // At first progressive, as which kFieldType_FromSource is taken too.
+    // At first progressive, as which kFieldType_Unknown is taken too.
     // Contract: "inFieldType != norviktypes::kFieldType_Invalid".
     virtual void SetFieldType(norviktypes::FieldType inFieldType) = 0;
     // True: times name fields.
@@ -229,7 +233,6 @@ public:
 private:
     class Impl;
 
-    std::uint64_t Caller() const noexcept;
     RenderFrameSettings SettingsFor(const norviktypes::TickTime& inTime,
                                     const norviktypes::FrameRate& inFrameRate,
                                     const Provider& inVideoSegments, const Formats& inRequestedFormats) const;
@@ -237,7 +240,10 @@ private:
                                             const norviktypes::FrameRate& inFrameRate,
                                             const Provider& inVideoSegments,
                                             const Formats& inRequestedFormats) const;
-    void TakeSourceRectOf(const Provider& inVideoSegments, RenderFrameSettings& ioSettings) const;
+    static void TakeSourceRectOf(const Provider& inVideoSegments, RenderFrameSettings& ioSettings);
+    std::int32_t Submit(RenderFrameRequest& ioRequest, bool inSynchronous, MF::IVideoFrameRef& outFrame,
+                        std::uint32_t* outRequestID);
+    void PrepareToWait(RenderFrameRequest& ioRequest);
 
     const std::unique_ptr<Impl> mImpl;
 };

@@ -1,7 +1,9 @@
 #include "VideoRenderer.h"
 
+#include "RenderFrame.h"
 #include "RenderFrameQueue.h"
 #include "RenderFrameRequest.h"
+#include "TVK/ClassFactory.h"
 #include "VideoSourcePrefetcher.h"
 #include "norvik/threads/Threads.h"
 
@@ -78,6 +80,8 @@ int Initialize()
     const ScopedLock lock(service.mMutex, "VideoRenderer::Initialize");
     if (service.mInitializeCount == 0)
     {
+        TVK::ClassFactory::RegisterTVKClass(kRenderFrameClassID, "kRenderFrameClassID", "RenderFrame",
+                                            &CreateRenderFrame, &GetRenderFrameClassID);
         service.mQueue = RenderFrameQueue::Create();
         VideoSourcePrefetcher::StartPrefetchers();
     }
