@@ -56,7 +56,7 @@ TEST(IncomingBuffer, SmallLimitsGiveNothing)
 {
     ML::IncomingBuffer buffer;
     PushRange(buffer, 1, 3);
-    for (const std::uint64_t limit : {0, 1, 2})
+    for (const std::uint64_t limit : {0U, 1U, 2U})
     {
         EXPECT_EQ(Pull(buffer, limit), IDs());
     }
