@@ -284,16 +284,24 @@ TEST_F(RenderFrameQueue, RequestThatDoesNotFitWaitsForMemory)
     EXPECT_EQ(AtRest(), "");
 }
 
+// The other workers come while the first renders, find no memory and go: only its return lets them in.
 TEST_F(RenderFrameQueue, WorkerThatReturnsItsMemoryLetsTheNextOneIn)
 {
-    ASSERT_TRUE(mQueue->GetImpl().Memory().TryTake(157)); // room for one of these at a time
+    ASSERT_TRUE(mQueue->GetImpl().Memory().TryTake(162)); // room for one at a time
     for (std::uint32_t id = 1; id <= 3; ++id)
     {
-        Add(Sized(id, 1920, 1080, norviktypes::kPixelFormat_BGRA_4444_8u));
+        const FakeProducerRef producer(new FakeProducer(id));
+        producer->mWhileRendering = [this]
+        {
+            while (mNormal->RunOne())
+            {
+            }
+        };
+        Add(QueueRequest(id, producer));
     }
     Settle();
     EXPECT_EQ(mClient->mTexts, (Texts{"completed 1", "completed 2", "completed 3"}));
-    mQueue->GetImpl().Memory().GiveBack(157);
+    mQueue->GetImpl().Memory().GiveBack(162);
     EXPECT_EQ(AtRest(), "");
 }
 
