@@ -91,6 +91,32 @@ TEST_F(PrefetcherWaiting, StreamThatIsAwakeGivesItsTokenUntilTheFrameIsThere)
     mVideo->RunAll();
 }
 
+TEST_F(PrefetcherWaiting, StreamThatGivesATokenNeedNotBeWoken)
+{
+    const FakeReadSourceRef source = NewRestingSource();
+    source->mGivesTokenAtRest = true;
+    const auto item = NewItem(source, 5);
+    item->BeginPrefetch();
+    EXPECT_EQ(GetTableSizes().mRestingStreams, 0u);
+    EXPECT_EQ(mVideo->RunAll(), 1u);
+    EXPECT_EQ(Ask(item), 0);
+    EXPECT_EQ(mFrameNumber, 5);
+}
+
+TEST_F(PrefetcherWaiting, TokenIsGivenBackWithAFrameThatWasThereAlready)
+{
+    const FakeReadSourceRef source = NewRestingSource();
+    source->mRests = false;
+    Read(source, 5);
+    mVideo->RunAll();
+    const auto item = NewItem(source, 5);
+    item->BeginPrefetch();
+    EXPECT_EQ(TokensOut(source), 1);
+    EXPECT_EQ(Ask(item), 0);
+    EXPECT_EQ(mFrameNumber, 5);
+    EXPECT_EQ(TokensOut(source), 0);
+}
+
 TEST_F(PrefetcherWaiting, CancelledItemLeavesNothingToWake)
 {
     const FakeReadSourceRef source = NewRestingSource();

@@ -135,6 +135,7 @@ void FakeReadSource::AcquireQuietToken(std::shared_ptr<void>& outToken, bool inN
     if (mRests && inNoWait)
     {
         outMustUnquiet = true;
+        outToken = mGivesTokenAtRest ? mToken : nullptr;
         return;
     }
     if (mRests)

@@ -48,6 +48,7 @@ public:
     std::atomic<bool> mHasAtHand{false}; // answers at-once requests
     std::atomic<bool> mRests{false};     // until it is woken
     std::shared_ptr<void> mToken;        // given while it is awake
+    bool mGivesTokenAtRest = false;      // together with the word that it rests
     ReadFunction mReadFunction;
     std::function<void()> mWakeFunction; // while it wakes
     std::function<void()> mCancelFunction;
