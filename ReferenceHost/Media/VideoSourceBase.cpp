@@ -309,7 +309,8 @@ std::int32_t VideoSourceBase::GetRenderedFrame(const TickTime& inTime, const BE:
     }
     BE::FrameDescription format = inFormat;
     ConformDescription(format);
-    const auto make = [&](MF::IVideoFrameRef& outMade) { return MakeStamped(index, format, inAtOnce, outMade); };
+    const auto make = [&](MF::IVideoFrameRef& outMade)
+    { return MakeStamped(index, format, inAtOnce, outMade); };
     try
     {
         return ShareFrame(KeyOfFrame(index, format, inSettings, inProfile), inAtOnce, make, outFrame);

@@ -316,10 +316,9 @@ TEST_F(RenderableVideoSource, StreamNarrowsTheRequestBeforeItIsRead)
 TEST_F(RenderableVideoSource, CollectedItemStandsForTheFrameThatARenderAsksFor)
 {
     const TestSupport::FakeReadSourceRef named(new TestSupport::FakeReadSource);
-    const auto source = ML::CreateRenderableSource(BE::IVideoSourceRef(named), {},
-                                                   norviktypes::kAlphaChannel_Straight, {}, false, false,
-                                                   kRate25 * 2, norviktypes::kFieldType_FromSource, {}, {},
-                                                   u"label");
+    const auto source = ML::CreateRenderableSource(
+        BE::IVideoSourceRef(named), {}, norviktypes::kAlphaChannel_Straight, {}, false, false, kRate25 * 2,
+        norviktypes::kFieldType_FromSource, {}, {}, u"label");
     std::vector<ML::IRenderableNodePrefetchRef> items(1);
     source->CollectPrefetchItems(MF::FrameTime(Frames(3)), mParams, items);
     ASSERT_EQ(items.size(), 2u) << "appended";
@@ -334,9 +333,9 @@ TEST_F(RenderableVideoSource, CollectsNoItemOfAStreamThatRendersNoFrames)
 {
     const TestSupport::FakeReadSourceRef blind(new TestSupport::FakeReadSource);
     blind->mRendersFrames = false;
-    const auto source = ML::CreateRenderableSource(BE::IVideoSourceRef(blind), {},
-                                                   norviktypes::kAlphaChannel_Straight, {}, false, false, kRate25,
-                                                   norviktypes::kFieldType_FromSource, {}, {}, u"label");
+    const auto source = ML::CreateRenderableSource(
+        BE::IVideoSourceRef(blind), {}, norviktypes::kAlphaChannel_Straight, {}, false, false, kRate25,
+        norviktypes::kFieldType_FromSource, {}, {}, u"label");
     std::vector<ML::IRenderableNodePrefetchRef> items;
     source->CollectPrefetchItems(MF::FrameTime(Frames(3)), mParams, items);
     EXPECT_TRUE(items.empty());
