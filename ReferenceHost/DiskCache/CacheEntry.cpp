@@ -184,11 +184,10 @@ bool WriteContent(int inFile, const EntryName& inName, const void* inBytes, std:
 {
     const End end = EndOf(inName, inBytes, inByteCount);
     // The lock says to other processes that somebody is writing; it ends with this process.
-    const bool isWritten = ::flock(inFile, LOCK_EX | LOCK_NB) == 0 &&
-                           WriteAll(inFile, inBytes, inByteCount) &&
-                           WriteAll(inFile, inName.mName.data(), inName.mName.size()) &&
-                           WriteAll(inFile, inName.mTag.data(), inName.mTag.size()) &&
-                           WriteAll(inFile, end.data(), end.size());
+    const bool isWritten =
+        ::flock(inFile, LOCK_EX | LOCK_NB) == 0 && WriteAll(inFile, inBytes, inByteCount) &&
+        WriteAll(inFile, inName.mName.data(), inName.mName.size()) &&
+        WriteAll(inFile, inName.mTag.data(), inName.mTag.size()) && WriteAll(inFile, end.data(), end.size());
     SetTime(inFile, inUsedNanoseconds);
     return isWritten && ::fsync(inFile) == 0;
 }
@@ -274,16 +273,16 @@ bool OpenedEntry::Open(int inDirectory, const EntryName& inName, bool& outIsFore
 {
     mName = inName;
     // Without O_NONBLOCK a pipe of that name would hold us up.
-    mFile = FileDescriptor(::openat(inDirectory, inName.FileName().c_str(),
-                                    O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+    mFile = FileDescriptor(
+        ::openat(inDirectory, inName.FileName().c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
     outIsForeign = !mFile && errno == ELOOP;
     if (!mFile)
     {
         return false;
     }
     struct stat status = {};
-    const bool isFile = ::fstat(mFile.Get(), &status) == 0 && S_ISREG(status.st_mode) &&
-                        status.st_uid == ::geteuid();
+    const bool isFile =
+        ::fstat(mFile.Get(), &status) == 0 && S_ISREG(status.st_mode) && status.st_uid == ::geteuid();
     outIsForeign = !isFile || !ReadEnd(static_cast<std::uint64_t>(status.st_size));
     return !outIsForeign;
 }

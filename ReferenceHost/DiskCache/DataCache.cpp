@@ -171,7 +171,8 @@ public:
         }
     }
 
-    void WriteEntry(const ImmutableString& inName, const ImmutableString& inTag, const Bytes& inBytes) override
+    void WriteEntry(const ImmutableString& inName, const ImmutableString& inTag,
+                    const Bytes& inBytes) override
     {
         if (!inBytes)
         {

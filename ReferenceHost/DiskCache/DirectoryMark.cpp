@@ -62,7 +62,8 @@ bool IsMarked(int inDirectory)
 bool HoldsFiles(int inDirectory)
 {
     FileDescriptor again(::openat(inDirectory, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    const std::unique_ptr<DIR, int (*)(DIR*)> entries(again ? ::fdopendir(again.Get()) : nullptr, &::closedir);
+    const std::unique_ptr<DIR, int (*)(DIR*)> entries(again ? ::fdopendir(again.Get()) : nullptr,
+                                                      &::closedir);
     if (!entries)
     {
         return true;
@@ -82,8 +83,8 @@ bool HoldsFiles(int inDirectory)
 // Two processes that mark at once write the same bytes, and either's rename gives the whole mark.
 bool Mark(int inDirectory)
 {
-    const FileDescriptor file(::openat(inDirectory, kUnfinishedMarkName,
-                                       O_CREAT | O_WRONLY | O_NOFOLLOW | O_CLOEXEC, 0600));
+    const FileDescriptor file(
+        ::openat(inDirectory, kUnfinishedMarkName, O_CREAT | O_WRONLY | O_NOFOLLOW | O_CLOEXEC, 0600));
     return file &&
            ::write(file.Get(), kMarkText.data(), kMarkText.size()) ==
                static_cast<ssize_t>(kMarkText.size()) &&

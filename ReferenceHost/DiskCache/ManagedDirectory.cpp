@@ -185,8 +185,7 @@ void ManagedDirectory::ReadDirectoryLocked()
 {
     const std::int64_t start = SteadyNow();
     struct stat status = {};
-    const std::int64_t change =
-        ::fstat(mDirectory.Get(), &status) == 0 ? NanosecondsOf(status.st_mtim) : -1;
+    const std::int64_t change = ::fstat(mDirectory.Get(), &status) == 0 ? NanosecondsOf(status.st_mtim) : -1;
     mSeenChange = change + kSettled < SystemNow() ? change : -1;
     Index index = ReadEntriesLocked();
     std::uint64_t total = 0;
@@ -207,7 +206,8 @@ ManagedDirectory::Index ManagedDirectory::ReadEntriesLocked()
 {
     Index index;
     FileDescriptor again(::openat(mDirectory.Get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    const std::unique_ptr<DIR, int (*)(DIR*)> entries(again ? ::fdopendir(again.Get()) : nullptr, &::closedir);
+    const std::unique_ptr<DIR, int (*)(DIR*)> entries(again ? ::fdopendir(again.Get()) : nullptr,
+                                                      &::closedir);
     if (!entries)
     {
         return index;

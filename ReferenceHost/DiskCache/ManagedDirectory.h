@@ -103,7 +103,8 @@ private:
     std::atomic<std::int64_t> mNextLook{0}; // by the steady clock, in nanoseconds
 
     Foundation::Mutex mMaintenance;
-    std::int64_t mSeenChange VR_GUARDED_BY(mMaintenance) = -1; // of the directory, in nanoseconds; -1: look anyway
+    std::int64_t
+        mSeenChange VR_GUARDED_BY(mMaintenance) = -1; // of the directory, in nanoseconds; -1: look anyway
 
     mutable Foundation::Mutex mIndexMutex;
     Index mIndex VR_GUARDED_BY(mIndexMutex);

@@ -27,10 +27,7 @@ public:
     Variable(const Variable&) = delete;
     Variable& operator=(const Variable&) = delete;
 
-    void Set(const char* inText) const
-    {
-        inText != nullptr ? ::setenv(mName, inText, 1) : ::unsetenv(mName);
-    }
+    void Set(const char* inText) const { inText != nullptr ? ::setenv(mName, inText, 1) : ::unsetenv(mName); }
 
 private:
     const char* const mName;

@@ -103,8 +103,8 @@ TEST_F(DataCacheTest, LetsGoOnlyWhenAllReadsAreAnswered)
     for (int read = 0; read < 50; ++read)
     {
         ASSERT_EQ(cache->ReadEntry(
-                      KeyText(1), mTag, [&](std::int32_t, const auto&, const auto&, const auto&) { ++answers; },
-                      handle),
+                      KeyText(1), mTag,
+                      [&](std::int32_t, const auto&, const auto&, const auto&) { ++answers; }, handle),
                   0);
     }
     cache.reset();
@@ -117,12 +117,20 @@ TEST_F(DataCacheTest, WhatACompletionWritesAtTheEndIsWritten)
     Cache cache = Open();
     DataCache* const writer = cache.get();
     TVK::TVKUnknownRef handle;
-    ASSERT_EQ(cache->ReadEntry(
-                  KeyText(1), mTag, [&](std::int32_t, const auto&, const auto&, const auto&)
-                  { writer->WriteEntry(KeyText(2), mTag, BytesOf(2, kSize)); }, handle),
-              0);
+    for (std::uint64_t number = 2; number < 50; ++number)
+    {
+        ASSERT_EQ(cache->ReadEntry(
+                      KeyText(1), mTag,
+                      [&, number](std::int32_t, const auto&, const auto&, const auto&)
+                      { writer->WriteEntry(KeyText(number), mTag, BytesOf(number, kSize)); },
+                      handle),
+                  0);
+    }
     cache.reset();
-    EXPECT_TRUE(Exists(FileOf(2)));
+    for (std::uint64_t number = 2; number < 50; ++number)
+    {
+        EXPECT_TRUE(Exists(FileOf(number))) << number;
+    }
 }
 
 TEST_F(DataCacheTest, MayBeLetGoByItsOwnCompletion)
@@ -160,7 +168,8 @@ TEST_F(DataCacheTest, UnknownEntryIsRefusedAtOnceAndNobodyIsCalled)
         {
             EXPECT_EQ(cache->ReadEntry(
                           Text(name), mTag,
-                          [&](std::int32_t, const auto&, const auto&, const auto&) { isCalled = true; }, handle),
+                          [&](std::int32_t, const auto&, const auto&, const auto&) { isCalled = true; },
+                          handle),
                       MF::kDataCache_NotFound);
         }
         EXPECT_FALSE(handle);

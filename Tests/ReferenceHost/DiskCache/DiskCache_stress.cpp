@@ -163,7 +163,8 @@ TEST(DiskCacheStress, ProcessesShareADirectory)
 TEST(DiskCacheStress, ThreadsReadWriteClearAndVerifyAtOnce)
 {
     const ScratchFolder scratch;
-    std::shared_ptr<ManagedDirectory> directory = ManagedDirectory::Open(scratch.File("cache"), 300000, false);
+    std::shared_ptr<ManagedDirectory> directory =
+        ManagedDirectory::Open(scratch.File("cache"), 300000, false);
     std::atomic<std::uint64_t> asked{0};
     std::atomic<std::uint64_t> answered{0};
     std::atomic<std::uint64_t> right{0};
@@ -191,7 +192,8 @@ TEST(DiskCacheStress, ThreadsReadWriteClearAndVerifyAtOnce)
                              [&, number](std::int32_t inStatus, const auto&, const auto&, const auto& inBytes)
                              {
                                  ++answered;
-                                 right += inStatus < 0 ? !inBytes : AreBytesOf(inBytes, number, SizeOf(number));
+                                 right +=
+                                     inStatus < 0 ? !inBytes : AreBytesOf(inBytes, number, SizeOf(number));
                              },
                              handle) >= 0)
                 {

@@ -32,10 +32,7 @@ class ManagedDirectoryTest : public testing::Test
 {
 protected:
     ManagedDirectoryTest() { norvik::logging::SetLogThreshold(norvik::logging::kLogLevel_Off); }
-    ~ManagedDirectoryTest() override
-    {
-        norvik::logging::SetLogThreshold(norvik::logging::kLogLevel_Warning);
-    }
+    ~ManagedDirectoryTest() override { norvik::logging::SetLogThreshold(norvik::logging::kLogLevel_Warning); }
 
     Directory Open(std::uint64_t inLimit = kAmple, bool inClear = false) const
     {
@@ -141,10 +138,11 @@ TEST_F(ManagedDirectoryTest, NamesStayInTheDirectory)
     const auto before = FilesIn(mPath);
     for (const EntryName& name :
          {EntryName{"", "png"}, EntryName{"a", ""}, EntryName{"../a", "png"}, EntryName{"..", "png"},
-          EntryName{"a/b", "png"}, EntryName{"/tmp/a", "png"}, EntryName{".a", "png"}, EntryName{"a.b", "png"},
-          EntryName{"a", "../png"}, EntryName{"a", "Png"}, EntryName{"CACHEDIR", "TAG"},
-          EntryName{std::string("a\0b", 3), "png"}, EntryName{"a\xc3\xa4", "png"}, EntryName{"a b", "png"},
-          EntryName{longest + "n", "png"}, EntryName{"a", longestTag + "t"}})
+          EntryName{"a/b", "png"}, EntryName{"/tmp/a", "png"}, EntryName{".a", "png"},
+          EntryName{"a.b", "png"}, EntryName{"a", "../png"}, EntryName{"a", "Png"},
+          EntryName{"CACHEDIR", "TAG"}, EntryName{std::string("a\0b", 3), "png"},
+          EntryName{"a\xc3\xa4", "png"}, EntryName{"a b", "png"}, EntryName{longest + "n", "png"},
+          EntryName{"a", longestTag + "t"}})
     {
         EXPECT_FALSE(directory->Store(name, *BytesOf(1, kSize))) << name.FileName();
         EXPECT_FALSE(ReadOf(*directory, name)) << name.FileName();

@@ -31,9 +31,8 @@ class ML_EXPORT DataCache
 public:
     using Bytes = std::shared_ptr<const norvik::utility::RecycledMemory>;
     // The status, the entry's name and tag, and its bytes, which are empty if the status is negative.
-    using ReadCompletion =
-        boost::function<void(std::int32_t, const norvik::utility::ImmutableString&,
-                             const norvik::utility::ImmutableString&, const Bytes&)>;
+    using ReadCompletion = boost::function<void(std::int32_t, const norvik::utility::ImmutableString&,
+                                                const norvik::utility::ImmutableString&, const Bytes&)>;
 
     // Finishes the reads and writes that were asked for, with their completions, before it returns.
     virtual ~DataCache();
