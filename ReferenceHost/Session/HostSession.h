@@ -24,7 +24,7 @@ struct HostSettings
 {
     std::uint32_t mThreads = 0; // of decoders, pools and executors alike; 0: one a processor
     std::uint64_t mMemoryBytes =
-        0;                  // for frames and caches together; 0: a quarter of the machine's, at most 4 GiB
+        0; // for frames and caches together; 0: a quarter of the machine's, at most 4 GiB
     AccessPattern mPattern = AccessPattern::kForward;
     std::string mCpuTarget; // SIMD target of the kernels; empty: the best one
 };

@@ -302,9 +302,9 @@ TEST_F(VideoRendererLifeDeathTest, LastShutdownStopsRendersThenPassesThenReads)
         notes.resize(13);
         return notes;
     };
-    const Texts expected = {"normal cancel", "normal close",  "normal wait",  "low cancel", "low close",
-                            "low wait",      "passes cancel", "passes close", "passes wait",
-                            "video close",   "video wait",    "image close",  "image wait"};
+    const Texts expected = {"normal cancel", "normal close",  "normal wait",  "low cancel",  "low close",
+                            "low wait",      "passes cancel", "passes close", "passes wait", "video close",
+                            "video wait",    "image close",   "image wait"};
     EXPECT_EXIT({ std::_Exit(notesOfLife() == expected ? 0 : 1); }, testing::ExitedWithCode(0), "");
 }
 

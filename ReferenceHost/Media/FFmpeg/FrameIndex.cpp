@@ -47,10 +47,9 @@ std::uint32_t FrameIndex::KeyBefore(std::uint32_t inKey) const
 
 std::int64_t FrameIndex::Bytes() const noexcept
 {
-    const std::size_t bytes = frames.capacity() * sizeof(Frame) +
-                              mRankOfPacket.capacity() * sizeof(mRankOfPacket[0]) +
-                              mFirstRankFrom.capacity() * sizeof(mFirstRankFrom[0]) +
-                              mKeys.capacity() * sizeof(mKeys[0]);
+    const std::size_t bytes =
+        frames.capacity() * sizeof(Frame) + mRankOfPacket.capacity() * sizeof(mRankOfPacket[0]) +
+        mFirstRankFrom.capacity() * sizeof(mFirstRankFrom[0]) + mKeys.capacity() * sizeof(mKeys[0]);
     return static_cast<std::int64_t>(bytes) + packets.Bytes();
 }
 
