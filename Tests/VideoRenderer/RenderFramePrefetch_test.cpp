@@ -61,7 +61,8 @@ TEST_F(SegmentPrefetch, NothingIsReadyBeforeAnyPrefetchWhateverTheTime)
 
 TEST_F(SegmentPrefetch, NegativeTimeBreaksTheContractOfEachCall)
 {
-    const std::string where = "inTime >= norviktypes::kTime_Zero|Src/RenderFrame_PrefetchSegment|ML::RenderFrame::";
+    const std::string where =
+        "inTime >= norviktypes::kTime_Zero|Src/RenderFrame_PrefetchSegment|ML::RenderFrame::";
     EXPECT_EQ(ContractText([&] { Prefetch(-1); }), where + "PrefetchMediaWithRenderParameters");
     EXPECT_EQ(ContractText([&] { mRenderFrame->PrefetchMedia(TickTime(-1), Segments()); }),
               where + "PrefetchMediaWithRenderParameters");
@@ -133,8 +134,9 @@ TEST_F(SegmentPrefetch, FormatsOfTheLastOneServeTheQuestion)
     EXPECT_EQ(formatOfQuestion(), norviktypes::kPixelFormat_BGRA_4444_32f);
     PrefetchAt(mRate, mFormats);
     EXPECT_EQ(formatOfQuestion(), norviktypes::kPixelFormat_BGRA_4444_8u);
-    EXPECT_EQ(ContractText([&] { mRenderFrame->PrefetchMedia(TickTime(0), Segments()); }),
-              "mRequestedFormats.size() > 0|Src/RenderFrameRequest|ML::RenderFrameRequest::RenderFrameRequest");
+    EXPECT_EQ(
+        ContractText([&] { mRenderFrame->PrefetchMedia(TickTime(0), Segments()); }),
+        "mRequestedFormats.size() > 0|Src/RenderFrameRequest|ML::RenderFrameRequest::RenderFrameRequest");
     EXPECT_EQ(formatOfQuestion(), norviktypes::kPixelFormat_BGRA_4444_8u); // the short form keeps all
     mRenderFrame->CancelAllRequests();
 }

@@ -81,8 +81,8 @@ RenderFrameTest::RenderFrameTest() : mSequence(new FakeSequence), mRenderFrame(n
 
 std::int32_t RenderFrameTest::Render(bool inSynchronous, std::int64_t inTime)
 {
-    return mRenderFrame->Render(TickTime(inTime), mRate, Segments(), mFormats, inSynchronous, 1000, 42, mFrame,
-                                &mID);
+    return mRenderFrame->Render(TickTime(inTime), mRate, Segments(), mFormats, inSynchronous, 1000, 42,
+                                mFrame, &mID);
 }
 
 std::int32_t RenderFrameTest::RenderWithKey(TVK::Guid& outKey)

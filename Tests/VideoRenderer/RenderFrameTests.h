@@ -12,7 +12,8 @@ namespace TestSupport
 {
 
 // The one node of a sequence: gives the producer, and wants read what the test says.
-class SequenceNode final : public TVK::Extends<ML::RenderableNodeCommonImpl, ML::IRenderableNodeProducerProvider>
+class SequenceNode final
+    : public TVK::Extends<ML::RenderableNodeCommonImpl, ML::IRenderableNodeProducerProvider>
 {
 public:
     SequenceNode();

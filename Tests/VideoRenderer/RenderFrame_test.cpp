@@ -61,7 +61,8 @@ TEST_F(RenderFrameTest, CompletionFunctionIsCalledAfterTheClient)
                   [&](MF::IVideoFrameRef inFrame, bool inCancelled, int inError)
                   {
                       EXPECT_EQ(mClient->mTexts.size(), 1U);
-                      ends.push_back(fmt::format("{} {} {}", static_cast<bool>(inFrame), inCancelled, inError));
+                      ends.push_back(
+                          fmt::format("{} {} {}", static_cast<bool>(inFrame), inCancelled, inError));
                   },
                   mFrame, &mID, &key),
               ML::kRenderFrameQueued);
@@ -231,7 +232,8 @@ TEST_F(RenderFrameTest, RenderChecksTimelineFormatsAndRateInOrder)
     const auto broken = [&]
     {
         return ContractText(
-            [&] { mRenderFrame->Render(TickTime(0), rate, segments, formats, false, 1000, 0, mFrame, &mID); });
+            [&]
+            { mRenderFrame->Render(TickTime(0), rate, segments, formats, false, 1000, 0, mFrame, &mID); });
     };
     const std::string where = "|Src/RenderFrame|ML::RenderFrame::Render";
     EXPECT_EQ(broken(), "inVideoSegments" + where);
@@ -247,18 +249,18 @@ TEST_F(RenderFrameTest, RenderChecksTimelineFormatsAndRateInOrder)
 TEST_F(RenderFrameTest, OtherCallsCheckTheirArguments)
 {
     EXPECT_EQ(ContractText(
-                  [&]
-                  {
-                      mRenderFrame->IsRenderReady(TickTime(0), norviktypes::FrameRate(-1), Segments(), mFormats,
-                                                  mFrame);
+                  [&] {
+                      mRenderFrame->IsRenderReady(TickTime(0), norviktypes::FrameRate(-1), Segments(),
+                                                  mFormats, mFrame);
                   }),
               "inFrameRate >= norviktypes::kFrameRate_Zero|Src/RenderFrame|ML::RenderFrame::IsRenderReady");
     EXPECT_EQ(ContractText([&] { mRenderFrame->SetFieldType(norviktypes::kFieldType_Invalid); }),
               "inFieldType != norviktypes::kFieldType_Invalid|Src/RenderFrame|ML::RenderFrame::SetFieldType");
     const std::string where = "|Src/RenderFrame|ML::RenderFrame::SetCompletionClient";
     EXPECT_EQ(ContractText([&] { mRenderFrame->SetCompletionClient({}); }), "inClient != NULL" + where);
-    EXPECT_EQ(ContractText([&] { mRenderFrame->SetCompletionClient(ML::IRenderFrameClientRef(mQueue.get())); }),
-              "TVK::IWeakReferenceCapableRef(inClient) != NULL" + where);
+    EXPECT_EQ(
+        ContractText([&] { mRenderFrame->SetCompletionClient(ML::IRenderFrameClientRef(mQueue.get())); }),
+        "TVK::IWeakReferenceCapableRef(inClient) != NULL" + where);
 }
 
 // ---- settings ----
@@ -598,10 +600,10 @@ TEST_F(RenderFrameClassDeathTest, IsMadeByTheClassFactoryWhileTheServiceIsUp)
         {
             const bool isNotThereBefore = !TVK::CreateClassInstanceRef(ML::kRenderFrameClassID);
             ML::VideoRenderer::Initialize();
-            const ML::IRenderFrameRef made = ML::IRenderFrameRef(TVK::CreateClassInstanceRef(
-                TVK::Guid("6593E8B4-4082-48a4-A816-D02043C80893")));
-            std::_Exit(isNotThereBefore && made && ML::GetRenderFrameClassID() == ML::kRenderFrameClassID ? 0
-                                                                                                         : 1);
+            const ML::IRenderFrameRef made = ML::IRenderFrameRef(
+                TVK::CreateClassInstanceRef(TVK::Guid("6593E8B4-4082-48a4-A816-D02043C80893")));
+            std::_Exit(
+                isNotThereBefore && made && ML::GetRenderFrameClassID() == ML::kRenderFrameClassID ? 0 : 1);
         },
         testing::ExitedWithCode(0), "");
 }

@@ -98,17 +98,14 @@ public:
     virtual void PrefetchMedia(const norviktypes::TickTime& inTime,
                                const MF::IRenderableCutlistProviderRef& inVideoSegments) = 0;
     // Formats and rate are kept for IsPrefetchedMediaReady; an unset rate leaves the one kept before.
-    virtual void
-    PrefetchMediaWithRenderParameters(const norviktypes::TickTime& inTime,
-                                      const norviktypes::FrameRate& inFrameRate,
-                                      const MF::IRenderableCutlistProviderRef& inVideoSegments,
-                                      const Formats& inRequestedFormats) = 0;
+    virtual void PrefetchMediaWithRenderParameters(const norviktypes::TickTime& inTime,
+                                                   const norviktypes::FrameRate& inFrameRate,
+                                                   const MF::IRenderableCutlistProviderRef& inVideoSegments,
+                                                   const Formats& inRequestedFormats) = 0;
     // Takes back what a prefetch with the same arguments had read, if it hasn't begun.
-    virtual void
-    CancelPrefetchMediaWithRenderParameters(const norviktypes::TickTime& inTime,
-                                            const norviktypes::FrameRate& inFrameRate,
-                                            const MF::IRenderableCutlistProviderRef& inVideoSegments,
-                                            const Formats& inRequestedFormats) = 0;
+    virtual void CancelPrefetchMediaWithRenderParameters(
+        const norviktypes::TickTime& inTime, const norviktypes::FrameRate& inFrameRate,
+        const MF::IRenderableCutlistProviderRef& inVideoSegments, const Formats& inRequestedFormats) = 0;
     // Does nothing.
     virtual void CancelPrefetchMedia(const MF::IRenderableCutlistProviderRef& inVideoSegments) = 0;
     // Whether all that a frame wants read is there, with formats and rate of the last prefetch. False when
@@ -217,9 +214,9 @@ public:
     void SetUseFirstCutlist(bool inUseFirstCutlist) override;
     void SetSelectCutlistMask(bool inSelectCutlistMask) override;
     void SetRenderContext(std::uint64_t inRenderContext) override;
-    void ExchangeAcceleratedRenderer(
-        TVK::InterfaceRef<IAcceleratedSequenceRenderer>& outPrevious,
-        const TVK::InterfaceRef<IAcceleratedSequenceRenderer>& inRenderer) override;
+    void
+    ExchangeAcceleratedRenderer(TVK::InterfaceRef<IAcceleratedSequenceRenderer>& outPrevious,
+                                const TVK::InterfaceRef<IAcceleratedSequenceRenderer>& inRenderer) override;
     void SetCutlistName(const norvik::utility::ImmutableString& inName) override;
 
     // What both forms of Render do.

@@ -209,8 +209,8 @@ bool RenderFrame::IsRenderReady(const TickTime& inTime, const FrameRate& inFrame
                       "inFrameRate >= norviktypes::kFrameRate_Zero", kFile, "ML::RenderFrame::IsRenderReady",
                       __LINE__);
     outFrame.reset();
-    const RenderFrameRequest request(
-        SettingsFor(inTime, inFrameRate, inVideoSegments, inRequestedFormats), false, false);
+    const RenderFrameRequest request(SettingsFor(inTime, inFrameRate, inVideoSegments, inRequestedFormats),
+                                     false, false);
     if (!request.GetKey().IsZero())
     {
         outFrame = VF::SharedVideoFrameCache::RetrieveFromCache(request.GetKey());
@@ -261,11 +261,10 @@ void RenderFrame::SetSourceRect(const TVK::Rect& inRect, const norviktypes::Pixe
 void RenderFrame::SetFieldType(norviktypes::FieldType inFieldType)
 {
     ML_INPUT_CONTRACT(inFieldType != norviktypes::kFieldType_Invalid,
-                      "inFieldType != norviktypes::kFieldType_Invalid", kFile, "ML::RenderFrame::SetFieldType",
-                      __LINE__);
-    mImpl->mSettings.mFieldType = inFieldType == norviktypes::kFieldType_Unknown
-                                      ? norviktypes::kFieldType_Progressive
-                                      : inFieldType;
+                      "inFieldType != norviktypes::kFieldType_Invalid", kFile,
+                      "ML::RenderFrame::SetFieldType", __LINE__);
+    mImpl->mSettings.mFieldType =
+        inFieldType == norviktypes::kFieldType_Unknown ? norviktypes::kFieldType_Progressive : inFieldType;
 }
 
 void RenderFrame::SetRenderSingleField(bool inRenderSingleField)
