@@ -218,6 +218,18 @@ TEST_F(RenderFrameQueueCancel, CompletionFunctionHearsThatItWasCancelled)
     EXPECT_EQ(mClient->mTexts, Texts{"cancelled 1"});
 }
 
+// What it took out and put back is looked at by a pass, whatever became of the one that was posted before.
+TEST_F(RenderFrameQueueCancel, PostsAPassForWhatItPutBack)
+{
+    mQueue->CancelOne(1);
+    EXPECT_EQ(mQueue->Counts().mPassesScheduled, 1U);
+    Settle();
+    mQueue->CancelCallersRequests(70);
+    EXPECT_EQ(mQueue->Counts().mPassesScheduled, 1U);
+    Settle();
+    EXPECT_EQ(AtRest(), "");
+}
+
 // Two threads may find the same request; the second must do nothing at all.
 TEST_F(RenderFrameQueueCancel, RequestThatHasEndedIsNeitherCancelledNorEndedAgain)
 {
@@ -364,6 +376,7 @@ TEST_F(RenderFrameQueueAccelerated, CancelWhileTheRendererRefusesEndsTheRequestO
     mRenderer->mStatus = ML::kAcceleratedRender_NotAvailable;
     mRenderer->mWhileAsked = [this](const ML::AcceleratedRenderRequest&) { mQueue->CancelOne(1); };
     Add(Accelerated(1));
+    EXPECT_EQ(mQueue->Counts().mIncoming, 0U); // and nothing is rendered for it
     Settle();
     EXPECT_EQ(mClient->mTexts, Texts{"cancelled 1"});
     EXPECT_EQ(AtRest(), "");
