@@ -36,9 +36,14 @@ bool FailsNow()
 
 }
 
+void* operator new(std::size_t inSize, const std::nothrow_t&) noexcept
+{
+    return FailsNow() ? nullptr : std::malloc(inSize == 0 ? 1 : inSize);
+}
+
 void* operator new(std::size_t inSize)
 {
-    void* const block = FailsNow() ? nullptr : std::malloc(inSize == 0 ? 1 : inSize);
+    void* const block = operator new(inSize, std::nothrow);
     if (block == nullptr)
     {
         throw std::bad_alloc();
@@ -53,6 +58,11 @@ void* operator new(std::size_t inSize)
 }
 
 [[gnu::noinline]] void operator delete(void* inBlock, std::size_t) noexcept
+{
+    std::free(inBlock);
+}
+
+[[gnu::noinline]] void operator delete(void* inBlock, const std::nothrow_t&) noexcept
 {
     std::free(inBlock);
 }
