@@ -1,11 +1,9 @@
 #include <benchmark/benchmark.h>
 #include <cstring>
 #include <string>
-#include <sys/resource.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include "BenchPictures.h"
+#include "FilterProgram.h"
 #include "IR/ImageRoutines.h"
 #include "VF/VideoFrame.h"
 #include "VF/VideoFrameManipulators.h"
@@ -131,47 +129,12 @@ void Frames(benchmark::State& ioState, FrameOperation inOperation, std::size_t i
     CountBytes(ioState, inBytes);
 }
 
-// Seconds of processor time of a run, or below 0.
-double RunSeconds(const std::string& inGraph, int inFrames)
-{
-    const std::string frames = std::to_string(inFrames);
-    const pid_t child = fork();
-    if (child == 0)
-    {
-        execlp("ffmpeg", "ffmpeg", "-v", "error", "-nostdin", "-filter_threads", "1",
-               "-filter_complex_threads", "1", "-filter_complex", inGraph.c_str(), "-map", "[out]",
-               "-fps_mode", "passthrough", "-frames:v", frames.c_str(), "-f", "null", "-",
-               static_cast<char*>(nullptr));
-        _exit(127);
-    }
-    int status = 0;
-    rusage usage = {};
-    if (child < 0 || wait4(child, &status, 0, &usage) < 0 || status != 0)
-    {
-        return -1.0;
-    }
-    const auto seconds = [](const timeval& inTime)
-    { return static_cast<double>(inTime.tv_sec) + static_cast<double>(inTime.tv_usec) * 1e-6; };
-    return seconds(usage.ru_utime) + seconds(usage.ru_stime);
-}
-
 void Peer(benchmark::State& ioState, const std::string& inFormat, const std::string& inFilter)
 {
-    constexpr int kFew = 10;
-    constexpr int kMany = 210;
-    const std::string graph = "testsrc2=s=1920x1080:r=25,format=" + inFormat +
-                              ",loop=loop=-1:size=8:start=0,setfield=tff," + inFilter + "[out]";
-    for (auto _ : ioState)
-    {
-        const double few = RunSeconds(graph, kFew);
-        const double many = RunSeconds(graph, kMany);
-        if (few < 0.0 || many <= few)
-        {
-            ioState.SkipWithError("FFmpeg's program did not run");
-            break;
-        }
-        ioState.SetIterationTime((many - few) / (kMany - kFew));
-    }
+    FilterProgram::MeasureSlope(ioState,
+                                "testsrc2=s=1920x1080:r=25,format=" + inFormat +
+                                    ",loop=loop=-1:size=8:start=0,setfield=tff," + inFilter + "[out]",
+                                200);
 }
 
 }

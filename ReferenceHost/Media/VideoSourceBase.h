@@ -5,7 +5,7 @@
 //   1. the time becomes the number of a frame (FrameIndexAt), before the first frame the first, past the
 //      end a status;
 //   2. the description becomes what the stream delivers (ConformDescription);
-//   3. MakeFrame makes frame n as described.
+//   3. MakeFrame makes frame n in that description.
 // The key of a frame is made of the results of 1 and 2, so that requests with equal results share a frame: one
 // that is in the shared cache is not made again, and one that is being made is waited for.
 //
