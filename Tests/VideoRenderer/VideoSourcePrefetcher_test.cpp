@@ -630,7 +630,7 @@ TEST_F(VideoSourcePrefetcher, StreamThatReadsByItselfIsOnlyWatched)
     const auto second = NewItem(source, 5);
     EXPECT_EQ(first->BeginPrefetch(), 0);
     EXPECT_EQ(second->BeginPrefetch(), 0);
-    EXPECT_EQ(source->TakeNotes(), Notes{"issue 5"});
+    EXPECT_EQ(source->TakeNotes(), Notes{"begin 5"});
     EXPECT_EQ(GetTableSizes().mQueuedReads, 0u);
     EXPECT_EQ(Ask(first), kNotReady);
     source->mHasAtHand = true;
@@ -672,7 +672,7 @@ TEST_F(VideoSourcePrefetcher, StreamThatCannotIssueLeavesADeadItem)
     EXPECT_EQ(Ask(item), 0);
     EXPECT_FALSE(mFrame);
     EXPECT_EQ(item->CancelPrefetch(), 0);
-    EXPECT_EQ(source->TakeNotes(), Notes{"issue 5"});
+    EXPECT_EQ(source->TakeNotes(), Notes{"begin 5"});
     EXPECT_THROW(item->BeginPrefetch(), TVK::NullInterfaceException);
 }
 

@@ -153,7 +153,7 @@ void FakeReadSource::AcquireQuietToken(std::shared_ptr<void>& outToken, bool inN
 std::int32_t FakeReadSource::IssueAsyncRead(const norviktypes::TickTime& inTime, const BE::FrameDescription&,
                                             const MF::BinaryData&, const norviktypes::ColorProfile&)
 {
-    Note("issue", inTime.ToFrame64(mRate));
+    Note("begin", inTime.ToFrame64(mRate));
     return mIssueStatus;
 }
 
