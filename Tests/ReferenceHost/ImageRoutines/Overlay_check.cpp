@@ -2,23 +2,20 @@
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
-#include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
 #include <random>
-#include <unistd.h>
 #include <vector>
 
 #include "IR/BlendModes.h"
 #include "ReferenceHost/ImageRoutines/ComposeRows.h"
 #include "TestPictures.h"
+#include "Tests/Support/Paths.h"
 
 // Agreement with FFmpeg: its overlay filter in RGB with straight alpha, and its blend filter for the modes that
 // both have. Its soft light is another formula, the modes of whole colours it has not.
 namespace
 {
-
-namespace fs = std::filesystem;
 
 constexpr std::size_t kSide = 256;
 constexpr std::size_t kPixels = kSide * kSide;
@@ -37,26 +34,6 @@ bool HasFilters()
     return sHas;
 }
 
-class Folder
-{
-public:
-    Folder() : mPath(fs::temp_directory_path() / ("vr-overlay-" + std::to_string(getpid())))
-    {
-        fs::create_directories(mPath);
-    }
-    ~Folder()
-    {
-        std::error_code ignored;
-        fs::remove_all(mPath, ignored);
-    }
-    Folder(const Folder&) = delete;
-    Folder& operator=(const Folder&) = delete;
-    std::string File(const char* inName) const { return (mPath / inName).string(); }
-
-private:
-    fs::path mPath;
-};
-
 void Save(const std::string& inPath, const Bytes& inBytes)
 {
     std::ofstream(inPath, std::ios::binary)
@@ -67,7 +44,7 @@ void Save(const std::string& inPath, const Bytes& inBytes)
 Bytes Filtered(const Bytes& inFirst, const char* inFirstFormat, const Bytes& inSecond,
                const char* inSecondFormat, const std::string& inFilter, const char* inFormat)
 {
-    const Folder folder;
+    const TestSupport::ScratchFolder folder;
     Save(folder.File("first.raw"), inFirst);
     Save(folder.File("second.raw"), inSecond);
     const std::string input = "-f rawvideo -s 256x256 -pix_fmt ";

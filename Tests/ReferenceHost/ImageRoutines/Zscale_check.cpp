@@ -1,19 +1,16 @@
 #include <cmath>
 #include <cstdlib>
-#include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
 #include <random>
-#include <unistd.h>
 
 #include "ReferenceHost/ImageRoutines/Planes.h"
+#include "Tests/Support/Paths.h"
 
 // Agreement with FFmpeg's zscale filter, which is zimg through other hands: same matrices, ranges, siting and
 // filter.
 namespace
 {
-
-namespace fs = std::filesystem;
 
 bool Runs(const std::string& inCommand)
 {
@@ -25,26 +22,6 @@ bool HasZscale()
     static const bool sHas = Runs("ffmpeg -hide_banner -filters | grep -q ' zscale '");
     return sHas;
 }
-
-class Folder
-{
-public:
-    Folder() : mPath(fs::temp_directory_path() / ("vr-zscale-" + std::to_string(getpid())))
-    {
-        fs::create_directories(mPath);
-    }
-    ~Folder()
-    {
-        std::error_code ignored;
-        fs::remove_all(mPath, ignored);
-    }
-    Folder(const Folder&) = delete;
-    Folder& operator=(const Folder&) = delete;
-    std::string File(const char* inName) const { return (mPath / inName).string(); }
-
-private:
-    fs::path mPath;
-};
 
 std::vector<unsigned char> ReadAll(const std::string& inPath)
 {
@@ -201,7 +178,7 @@ TEST_P(Zscale, GivesTheSamePicture)
         GTEST_SKIP() << "this ffmpeg has no zscale filter";
     }
     const Case& kase = GetParam();
-    const Folder folder;
+    const TestSupport::ScratchFolder folder;
     ir::PlanarPicture picture;
     const bool isNoise = kase.targetWidth <= kWidth && kase.description.transfer == ir::Transfer::kDisplay;
     const std::vector<unsigned char> planes = MakePlanes(kase.description, isNoise, picture);
