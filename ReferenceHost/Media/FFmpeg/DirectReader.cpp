@@ -86,19 +86,19 @@ int DirectReader::Read(const PacketRecord& inRecord, AVPacket& outPacket) const
         return AVERROR(ENOSYS);
     }
     const auto size = static_cast<std::size_t>(mSize);
-    AVBufferRef* buffer = mPool->NewBuffer(size + AV_INPUT_BUFFER_PADDING_SIZE);
-    if (!buffer)
+    std::uint8_t* bytes = nullptr;
+    outPacket.buf = mPool->NewBuffer(size + AV_INPUT_BUFFER_PADDING_SIZE, bytes);
+    if (!outPacket.buf)
     {
         return AVERROR(ENOMEM);
     }
-    outPacket.buf = buffer;
-    outPacket.data = buffer->data;
+    outPacket.data = bytes;
     outPacket.size = mSize;
     outPacket.pos = inRecord.position;
     outPacket.stream_index = mStream;
     outPacket.flags = AV_PKT_FLAG_KEY | (inRecord.isDiscarded ? AV_PKT_FLAG_DISCARD : 0);
-    std::memset(buffer->data + size, 0, AV_INPUT_BUFFER_PADDING_SIZE);
-    if (!ReadAll(mFile, inRecord.position, mSize, buffer->data) || !IsPacketOf(inRecord, outPacket))
+    std::memset(bytes + size, 0, AV_INPUT_BUFFER_PADDING_SIZE);
+    if (!ReadAll(mFile, inRecord.position, mSize, bytes) || !IsPacketOf(inRecord, outPacket))
     {
         av_packet_unref(&outPacket);
         return AVERROR_INVALIDDATA;

@@ -115,12 +115,12 @@ int PicturePool::Fill(AVCodecContext& inContext, AVFrame& ioFrame)
         offsets[plane] = total;
         total += RoundUp(sizes[plane] + kOverread, kAlignment);
     }
-    ioFrame.buf[0] = NewBuffer(total);
+    std::uint8_t* base = nullptr;
+    ioFrame.buf[0] = NewBuffer(total, base);
     if (!ioFrame.buf[0])
     {
         return AVERROR(ENOMEM);
     }
-    std::uint8_t* const base = ioFrame.buf[0]->data;
     for (int plane = 0; plane < 4; ++plane)
     {
         ioFrame.data[plane] = sizes[plane] > 0 ? base + offsets[plane] : nullptr;
@@ -130,7 +130,7 @@ int PicturePool::Fill(AVCodecContext& inContext, AVFrame& ioFrame)
     return 0;
 }
 
-AVBufferRef* PicturePool::NewBuffer(std::size_t inBytes)
+AVBufferRef* PicturePool::NewBuffer(std::size_t inBytes, std::uint8_t*& outBytes)
 {
     auto lease = std::make_unique<Lease>();
     lease->block = Take(inBytes);
@@ -148,6 +148,7 @@ AVBufferRef* PicturePool::NewBuffer(std::size_t inBytes)
     }
     Foundation::HandOver(lease.release());
     Foundation::HandOver(memory);
+    outBytes = memory;
     return buffer;
 }
 

@@ -29,8 +29,10 @@ public:
     // inLimitBytes: blocks lie idle only as far as those that are live leave room.
     explicit PicturePool(std::int64_t inLimitBytes) : mLimit(inLimitBytes) {}
 
-    // A buffer of FFmpeg's of inBytes, undefined; null if there is no memory.
-    AVBufferRef* NewBuffer(std::size_t inBytes);
+    // A buffer of FFmpeg's of inBytes, undefined, and its bytes; null if there is no memory. The reference is
+    // FFmpeg's from then on: a thread of a decoder may drop it without anything that the race detector sees, so
+    // the bytes are not to be asked of it.
+    AVBufferRef* NewBuffer(std::size_t inBytes, std::uint8_t*& outBytes);
 
     // Makes inContext take its pictures from here. The pool must live as long as the context.
     void Attach(AVCodecContext& inContext);

@@ -20,7 +20,13 @@ protected:
         }
     }
 
-    void Take(std::size_t inBytes = kBlock) { mHeld.push_back(mPool->NewBuffer(inBytes)); }
+    void Take(std::size_t inBytes = kBlock)
+    {
+        std::uint8_t* bytes = nullptr;
+        mHeld.push_back(mPool->NewBuffer(inBytes, bytes));
+        ASSERT_TRUE(mHeld.back());
+        EXPECT_EQ(bytes, mHeld.back()->data);
+    }
     void Drop()
     {
         av_buffer_unref(&mHeld.back());
@@ -65,7 +71,8 @@ TEST_F(PicturePool, LeavesSpareOnlyTheRoomThatLiveBlocksLeave)
 TEST_F(PicturePool, OutlivesItsOwnerWithTheLastBuffer)
 {
     auto pool = std::make_shared<Media::PicturePool>(kBlock);
-    AVBufferRef* buffer = pool->NewBuffer(kBlock);
+    std::uint8_t* bytes = nullptr;
+    AVBufferRef* buffer = pool->NewBuffer(kBlock, bytes);
     const std::weak_ptr<Media::PicturePool> watcher = pool;
     pool.reset();
     EXPECT_FALSE(watcher.expired());
