@@ -1,5 +1,7 @@
 #include "ReferenceHost/DiskCache/CacheEntry.h"
 
+#include "norvik/utility/Guid.h"
+
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -222,6 +224,11 @@ bool EntryName::IsValid() const noexcept
     return !mName.empty() && mName.size() <= kMaximumNameSize && !mTag.empty() &&
            mTag.size() <= kMaximumTagSize && std::all_of(mName.begin(), mName.end(), isOfName) &&
            std::all_of(mTag.begin(), mTag.end(), isOfTag);
+}
+
+bool EntryName::IsOfID() const
+{
+    return std::string_view(norvik::utility::Guid(std::string_view(mName)).AsUTF8String()) == mName;
 }
 
 bool EntryName::FromFileName(std::string_view inFileName, EntryName& outName)

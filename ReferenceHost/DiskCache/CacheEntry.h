@@ -34,6 +34,8 @@ struct EntryName
     std::string mTag;  // of small letters and digits
 
     bool IsValid() const noexcept;
+    // Whether it is the text of an id, as the names of frames are. People call no file so.
+    bool IsOfID() const;
     std::string FileName() const { return mName + '.' + mTag; }
 
     // False if no entry can be called so.

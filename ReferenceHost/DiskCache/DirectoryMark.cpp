@@ -21,8 +21,7 @@ namespace DiskCache
 namespace
 {
 
-// The name and the beginning are those of the convention for cache directories; the rest is free.
-constexpr char kMarkName[] = "CACHEDIR.TAG";
+// Name and beginning of the mark are those of the convention for cache directories; the rest is free.
 constexpr char kUnfinishedMarkName[] = ".unfinished-mark";
 constexpr std::string_view kSignature = "Signature: 8a477f597d28d172789f06886806bc55";
 constexpr std::string_view kMarkText = "Signature: 8a477f597d28d172789f06886806bc55\n"
@@ -53,7 +52,7 @@ bool IsMarked(int inDirectory)
 {
     std::array<char, kSignature.size()> found{};
     const FileDescriptor file(
-        ::openat(inDirectory, kMarkName, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+        ::openat(inDirectory, kMarkName.data(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
     return file && ::read(file.Get(), found.data(), found.size()) == static_cast<ssize_t>(found.size()) &&
            std::string_view(found.data(), found.size()) == kSignature;
 }
@@ -89,7 +88,7 @@ bool Mark(int inDirectory)
            ::write(file.Get(), kMarkText.data(), kMarkText.size()) ==
                static_cast<ssize_t>(kMarkText.size()) &&
            ::fsync(file.Get()) == 0 &&
-           (::renameat(inDirectory, kUnfinishedMarkName, inDirectory, kMarkName) == 0 ||
+           (::renameat(inDirectory, kUnfinishedMarkName, inDirectory, kMarkName.data()) == 0 ||
             IsMarked(inDirectory));
 }
 

@@ -187,7 +187,8 @@ void ManagedDirectory::ReadDirectoryLocked()
     struct stat status = {};
     const std::int64_t change = ::fstat(mDirectory.Get(), &status) == 0 ? NanosecondsOf(status.st_mtim) : -1;
     mSeenChange = change + kSettled < SystemNow() ? change : -1;
-    Index index = ReadEntriesLocked();
+    std::vector<std::string> strangers;
+    Index index = ReadEntriesLocked(strangers);
     std::uint64_t total = 0;
     for (const auto& [name, known] : index)
     {
@@ -196,13 +197,32 @@ void ManagedDirectory::ReadDirectoryLocked()
     {
         const MutexLock lock(mIndexMutex);
         mIndex.swap(index);
+        mStrangers.swap(strangers);
         mTotalBytes = total;
     }
     const std::int64_t end = SteadyNow();
     mNextLook = end + std::max(kBetweenLooks, (end - start) * kLookShare);
 }
 
-ManagedDirectory::Index ManagedDirectory::ReadEntriesLocked()
+// The end of a file is read only where its name doesn't tell whose it is: looking must stay cheap.
+bool ManagedDirectory::IsEntry(const char* inFileName, std::uint64_t& outFileBytes,
+                               std::int64_t& outUsedNanoseconds) const
+{
+    EntryName name;
+    struct stat status = {};
+    if (!EntryName::FromFileName(inFileName, name) ||
+        ::fstatat(mDirectory.Get(), inFileName, &status, AT_SYMLINK_NOFOLLOW) != 0 ||
+        !S_ISREG(status.st_mode))
+    {
+        return false;
+    }
+    outFileBytes = static_cast<std::uint64_t>(status.st_size);
+    outUsedNanoseconds = NanosecondsOf(status.st_mtim);
+    bool isForeign = false;
+    return name.IsOfID() || OpenedEntry().Open(mDirectory.Get(), name, isForeign);
+}
+
+ManagedDirectory::Index ManagedDirectory::ReadEntriesLocked(std::vector<std::string>& outStrangers)
 {
     Index index;
     FileDescriptor again(::openat(mDirectory.Get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
@@ -215,17 +235,23 @@ ManagedDirectory::Index ManagedDirectory::ReadEntriesLocked()
     again.Release();
     while (const dirent* const entry = ::readdir(entries.get()))
     {
-        EntryName name;
-        struct stat status = {};
-        if (!DiskCache::RemoveIfAbandoned(mDirectory.Get(), entry->d_name) &&
-            EntryName::FromFileName(entry->d_name, name) &&
-            ::fstatat(mDirectory.Get(), entry->d_name, &status, AT_SYMLINK_NOFOLLOW) == 0 &&
-            S_ISREG(status.st_mode))
+        const std::string_view name = entry->d_name;
+        Known known;
+        if (name == "." || name == ".." || name == DiskCache::kMarkName ||
+            DiskCache::RemoveIfAbandoned(mDirectory.Get(), entry->d_name))
         {
-            index[entry->d_name] = {static_cast<std::uint64_t>(status.st_size),
-                                    NanosecondsOf(status.st_mtim)};
+            continue;
+        }
+        if (IsEntry(entry->d_name, known.mFileBytes, known.mUsedNanoseconds))
+        {
+            index[entry->d_name] = known;
+        }
+        else
+        {
+            outStrangers.emplace_back(name);
         }
     }
+    std::sort(outStrangers.begin(), outStrangers.end());
     return index;
 }
 
@@ -271,9 +297,10 @@ void ManagedDirectory::NoteFailedWrite(int inError)
 {
     if (!mHasSaidThatWritingFails.exchange(true))
     {
-        norvik::logging::LogText(
-            norvik::logging::kLogLevel_Warning, kChannel,
-            fmt::format("'{}': {}", mPath, std::generic_category().message(inError)).c_str());
+        norvik::logging::LogText(norvik::logging::kLogLevel_Warning, kChannel,
+                                 fmt::format("Nothing is added to the disk cache in '{}': {}", mPath,
+                                             std::generic_category().message(inError))
+                                     .c_str());
     }
 }
 
@@ -303,6 +330,12 @@ std::uint64_t ManagedDirectory::TotalBytes() const
 {
     const MutexLock lock(mIndexMutex);
     return mTotalBytes;
+}
+
+std::vector<std::string> ManagedDirectory::Strangers() const
+{
+    const MutexLock lock(mIndexMutex);
+    return mStrangers;
 }
 
 std::vector<EntryFacts> ManagedDirectory::Verify()

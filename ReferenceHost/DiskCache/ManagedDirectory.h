@@ -8,7 +8,9 @@
 //
 // A directory is used if it is new or empty, and then marked as a cache (by CACHEDIR.TAG, which programs for
 // backups know), or if it has that mark. Any other directory is somebody's own and is left alone. The
-// directory is ours alone, mode 0700, and what another user put there is no entry.
+// directory is ours alone, mode 0700, and what another user put there is no entry. Nor is a file that somebody
+// put there under a name of his own: it is a stranger, which is neither counted nor ever removed. A file that
+// has an id for its name is taken for an entry even if it is damaged.
 //
 // Locks, in this order: mMaintenance, held while entries are written, counted and removed; mIndexMutex, never
 // held while the disk works.
@@ -70,6 +72,8 @@ public:
     // What is known, the one used longest ago first.
     std::vector<EntryFacts> List() const;
     std::uint64_t TotalBytes() const;
+    // Files and folders that are no entries, sorted; as of the last look.
+    std::vector<std::string> Strangers() const;
 
     // Looks, then reads every entry, and gives those that were damaged. They are removed.
     std::vector<EntryFacts> Verify();
@@ -88,7 +92,8 @@ private:
     ManagedDirectory(std::string inPath, std::uint64_t inLimitBytes);
 
     void ReadDirectoryLocked() VR_REQUIRES(mMaintenance);
-    Index ReadEntriesLocked() VR_REQUIRES(mMaintenance);
+    Index ReadEntriesLocked(std::vector<std::string>& outStrangers) VR_REQUIRES(mMaintenance);
+    bool IsEntry(const char* inFileName, std::uint64_t& outFileBytes, std::int64_t& outUsedNanoseconds) const;
     void MakeRoomLocked() VR_REQUIRES(mMaintenance);
     void RemoveLocked(const std::vector<EntryFacts>& inOldestFirst, std::uint64_t inTargetBytes)
         VR_REQUIRES(mMaintenance);
@@ -109,6 +114,7 @@ private:
     mutable Foundation::Mutex mIndexMutex;
     Index mIndex VR_GUARDED_BY(mIndexMutex);
     std::uint64_t mTotalBytes VR_GUARDED_BY(mIndexMutex) = 0;
+    std::vector<std::string> mStrangers VR_GUARDED_BY(mIndexMutex);
 };
 
 } // namespace MF::DiskCacheManager

@@ -26,6 +26,9 @@ namespace
 constexpr std::uint64_t kAmple = 1 << 30;
 constexpr std::size_t kSize = 1000;
 
+// As frames are called: a damaged file of such a name is an entry all the same.
+const EntryName kOfID{"0A1B2C3D-4E5F-6071-8293-A4B5C6D7E8F9", "png"};
+
 using Directory = std::shared_ptr<ManagedDirectory>;
 
 class ManagedDirectoryTest : public testing::Test
@@ -153,17 +156,43 @@ TEST_F(ManagedDirectoryTest, NamesStayInTheDirectory)
 
 TEST_F(ManagedDirectoryTest, EachTornFileIsNoEntryAndIsRemoved)
 {
-    const std::string whole = WriteOne();
-    for (std::size_t size = 0; size < whole.size(); size += size < whole.size() - 60 ? 37 : 1)
+    ASSERT_TRUE(Open()->Store(kOfID, *BytesOf(1, kSize)));
+    const std::string whole = ReadFile(FileOf(kOfID));
+    for (std::size_t size = 0; size < whole.size(); size += size < whole.size() - 100 ? 37 : 1)
     {
-        WriteFile(FileOf(NameOf(1)), whole.substr(0, size));
+        WriteFile(FileOf(kOfID), whole.substr(0, size));
         const Directory directory = Open();
-        EXPECT_FALSE(ReadOf(*directory, NameOf(1))) << size;
-        EXPECT_FALSE(Exists(FileOf(NameOf(1)))) << size;
+        EXPECT_FALSE(ReadOf(*directory, kOfID)) << size;
+        EXPECT_FALSE(Exists(FileOf(kOfID))) << size;
         EXPECT_EQ(directory->TotalBytes(), 0u);
     }
-    WriteFile(FileOf(NameOf(1)), whole + "x");
-    EXPECT_FALSE(ReadOf(*Open(), NameOf(1)));
+    WriteFile(FileOf(kOfID), whole + "x");
+    EXPECT_FALSE(ReadOf(*Open(), kOfID));
+}
+
+TEST_F(ManagedDirectoryTest, FilesThatSomebodyPutThereAreLeftAlone)
+{
+    WriteOne();
+    const std::string photo(100 * kSize, 'p');
+    for (const std::string name : {"holiday.png", "0a1b2c3d-4e5f-6071-8293-a4b5c6d7e8f9.png", "notes.TXT"})
+    {
+        WriteFile(mPath + "/" + name, photo);
+    }
+    std::filesystem::create_directory(mPath + "/folder");
+    const Directory directory = Open(3 * DiskCache::FileSizeOf(NameOf(1), kSize));
+    EXPECT_EQ(directory->Strangers(), (std::vector<std::string>{"0a1b2c3d-4e5f-6071-8293-a4b5c6d7e8f9.png",
+                                                                "folder", "holiday.png", "notes.TXT"}));
+    EXPECT_EQ(directory->TotalBytes(), DiskCache::FileSizeOf(NameOf(1), kSize)) << "they take no room";
+    for (std::uint64_t number = 2; number <= 6; ++number)
+    {
+        EXPECT_TRUE(directory->Store(NameOf(number), *BytesOf(number, kSize)));
+    }
+    EXPECT_TRUE(directory->Verify().empty());
+    EXPECT_GT(directory->Clear(), 0u);
+    EXPECT_EQ(FilesIn(mPath),
+              (std::vector<std::string>{"0a1b2c3d-4e5f-6071-8293-a4b5c6d7e8f9.png", "CACHEDIR.TAG", "folder",
+                                        "holiday.png", "notes.TXT"}));
+    EXPECT_EQ(ReadFile(mPath + "/holiday.png"), photo);
 }
 
 TEST_F(ManagedDirectoryTest, EachFlippedBitIsNoticed)
@@ -200,7 +229,7 @@ TEST_F(ManagedDirectoryTest, RenamedEntryIsForeign)
     EXPECT_FALSE(ReadOf(*directory, NameOf(2)));
     EXPECT_FALSE(ReadOf(*directory, {"entry-1", "gif"}));
     EXPECT_TRUE(ReadOf(*directory, NameOf(1)));
-    EXPECT_FALSE(Exists(FileOf(NameOf(2))));
+    EXPECT_TRUE(Exists(FileOf(NameOf(2)))) << "nor is it ours";
 }
 
 TEST_F(ManagedDirectoryTest, EntryThatBecameALinkOrAPipeIsNotRead)
@@ -449,6 +478,18 @@ TEST_F(ManagedDirectoryTest, VerifyingRemovesWhatIsDamagedAndNothingElse)
     EXPECT_FALSE(Exists(FileOf(NameOf(2))));
     EXPECT_EQ(directory->List().size(), 2u);
     EXPECT_TRUE(directory->Verify().empty());
+}
+
+TEST_F(ManagedDirectoryTest, VerifyingRemovesATornEntry)
+{
+    WriteOne();
+    WriteFile(FileOf(kOfID), "torn");
+    const Directory directory = Open();
+    EXPECT_EQ(directory->List().size(), 2u);
+    const auto damaged = directory->Verify();
+    ASSERT_EQ(damaged.size(), 1u);
+    EXPECT_EQ(damaged[0].mName.mName, kOfID.mName);
+    EXPECT_EQ(FilesIn(mPath), (std::vector<std::string>{"CACHEDIR.TAG", "entry-1.png"}));
 }
 
 TEST_F(ManagedDirectoryTest, ClearingRemovesEntriesOnly)
