@@ -57,6 +57,19 @@ function(vr_add_test_executable target label seconds)
         PROPERTIES ${properties})
 endfunction()
 
+# vr_add_soak(NAME target FILTER f SCALE s SECONDS n): the tests that match the filter, s times as long as usual.
+# They run only when they are asked for by label.
+function(vr_add_soak name target)
+    cmake_parse_arguments(arg "" "FILTER;SCALE;SECONDS" "" ${ARGN})
+    if(NOT TARGET ${target})
+        return()
+    endif()
+    math(EXPR timeout "${arg_SECONDS} * ${VR_TEST_TIMEOUT_FACTOR}")
+    add_test(NAME Soak.${name} COMMAND ${target} "--gtest_filter=${arg_FILTER}")
+    set_tests_properties(Soak.${name} PROPERTIES LABELS soak TIMEOUT ${timeout} RUN_SERIAL ON
+        ENVIRONMENT "VR_TEST_SCALE=${arg_SCALE}" WORKING_DIRECTORY "${CMAKE_BINARY_DIR}")
+endfunction()
+
 # Media are made once, before the first test that reads them, by FFmpeg's command line.
 function(vr_add_media_fixture)
     set(script "${PROJECT_SOURCE_DIR}/scripts/make_test_media.py")

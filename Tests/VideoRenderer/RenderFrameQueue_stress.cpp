@@ -2,12 +2,17 @@
 
 #include "ML/SharedExecutors.h"
 #include "ReferenceHost/Executors/SharedExecutors.h"
+#include "RenderFrame.h"
+#include "RenderableCutlistImpl.h"
+#include "RenderableNodeCommonImpl.h"
 #include "RenderableSources.h"
 #include "TVK/Waitable.h"
+#include "Tests/Support/Fakes/FakeReadSource.h"
 #include "Tests/Support/FrameTools.h"
 #include "Tests/Support/Scale.h"
 #include "Tests/VideoRenderer/QueueTests.h"
 #include "VF/SharedVideoFrameCache.h"
+#include "VideoSourcePrefetcher.h"
 #include "norvik/logging/Logging.h"
 #include "norvik/utility/Machine.h"
 
@@ -34,6 +39,8 @@ constexpr std::uint32_t kThreads = 4;
 constexpr std::uint32_t kRequestsOfKey = 3; // so that they meet
 constexpr std::uint64_t kCallers = 8;
 constexpr std::int64_t kMostOutstanding = 1000;
+constexpr std::uint32_t kFirstID = 1 << 24; // above those that render frames give
+constexpr std::int64_t kFramesOfStream = 64;
 constexpr std::chrono::seconds kPatience(120);
 
 std::atomic<std::int64_t> sLiveObjects{0};
@@ -184,6 +191,109 @@ private:
     ML::AcceleratedSegmentMap mSegments;
 };
 
+// A sequence whose every tick is another frame.
+class StressNode final
+    : public TVK::Extends<ML::RenderableNodeCommonImpl, ML::IRenderableNodeProducerProvider>
+{
+public:
+    norvik::utility::ImmutableString GetNodeType() const override
+    {
+        return norvik::utility::ImmutableString::CreateStatic("StressNode");
+    }
+    ML::IRenderableNodeProducerRef GetProducerForFrame(const MF::FrameTime& inTime,
+                                                       const ML::CutlistRenderParams&) override
+    {
+        const auto key = static_cast<std::uint64_t>(inTime.Earlier().GetTicks());
+        return ML::IRenderableNodeProducerRef(new StressProducer(key, key));
+    }
+    void GetStillRanges(const norviktypes::TickTime&, const norviktypes::TickTime&,
+                        std::vector<MF::TimeRange>&) override
+    {
+    }
+    void GetSmartRenderSegments(const norviktypes::TickTime&, const norviktypes::TickTime&,
+                                const norviktypes::PixelFormat&, bool, MF::SmartRenderSegments&) override
+    {
+    }
+
+private:
+    const Counted mCounted;
+};
+
+class StressSequence final
+    : public TVK::Implements<StressSequence, MF::IRenderableCutlistProvider, MF::ISequenceVideoProperties>
+{
+public:
+    StressSequence()
+    {
+        const TVK::InterfaceRef<StressNode> node(new StressNode);
+        node->Finalize();
+        const ML::IMutableCutlistRef cutlist = ML::CreateMutableCutlist();
+        cutlist->AddSegment(norviktypes::TickTime(0), norviktypes::TickTime(1000000),
+                            norviktypes::TickTime(0), MF::IRenderableNodeRef(node.get()));
+        cutlist->Finalize();
+        mCutlist = MF::IRenderableCutlistRef(cutlist);
+    }
+    std::int32_t GetPrimaryCutlist(MF::IRenderableCutlistRef& outCutlist,
+                                   const norvik::utility::ImmutableString&, bool) override
+    {
+        outCutlist = mCutlist;
+        return 0;
+    }
+    std::int32_t GetAlternateCutlist(MF::IRenderableCutlistRef& outCutlist,
+                                     const norvik::utility::ImmutableString& inName, bool inRefresh) override
+    {
+        return GetPrimaryCutlist(outCutlist, inName, inRefresh);
+    }
+    std::int32_t GetThirdCutlist(MF::IRenderableCutlistRef& outCutlist,
+                                 const norvik::utility::ImmutableString& inName, bool inRefresh,
+                                 bool) override
+    {
+        return GetPrimaryCutlist(outCutlist, inName, inRefresh);
+    }
+    TVK::Rect GetBounds() const override { return TVK::Rect{0, 0, 16, 8}; }
+    norviktypes::PixelAspectRatio GetPixelAspectRatio() const override { return {}; }
+    norviktypes::FieldType GetFieldType() const override { return norviktypes::kFieldType_FromSource; }
+    norviktypes::FrameRate GetFrameRate() const override { return norviktypes::FrameRate(1); }
+
+private:
+    MF::IRenderableCutlistRef mCutlist;
+};
+
+// Counts what it is told; throws at times.
+class StressClient final : public TVK::ImplementsWeak<StressClient, ML::IRenderFrameClient>
+{
+public:
+    void RenderFrameCompleted(std::uint64_t, std::uint32_t inID, const norviktypes::TickTime&,
+                              MF::IVideoFrameRef, std::int32_t) override
+    {
+        End(inID);
+    }
+    void RenderFrameCancelled(std::uint64_t, std::uint32_t inID, const norviktypes::TickTime&) override
+    {
+        End(inID);
+    }
+    void RenderFrameError(std::uint64_t, std::uint32_t inID, const norviktypes::TickTime&,
+                          std::int32_t) override
+    {
+        End(inID);
+    }
+
+    std::atomic<std::uint32_t> mEnds{0};
+    std::atomic<std::uint32_t> mAsked{0};
+
+private:
+    void End(std::uint32_t inID)
+    {
+        mEnds.fetch_add(1);
+        if (inID % 32 == 1)
+        {
+            throw std::runtime_error("client");
+        }
+    }
+    const Counted mCounted;
+};
+using StressClientRef = TVK::InterfaceRef<StressClient>;
+
 // The end of one request, counted.
 struct Ending
 {
@@ -222,13 +332,17 @@ protected:
         mOthers = norvik::threads::CreateThreadedExecutor("others", 1);
         mQueue = ML::RenderFrameQueue::Create();
         mRenderer = ML::IAcceleratedSequenceRendererRef(new StressRenderer(mOthers));
+        mSequence = MF::IRenderableCutlistProviderRef(new StressSequence);
+        ML::VideoSourcePrefetcher::StartPrefetchers();
     }
     ~RenderFrameQueueStress() override
     {
         VF::SharedVideoFrameCache::SetNotificationFunction({});
         mRenderer.reset();
+        mSequence.reset();
         mOthers.reset();
         mQueue.reset();
+        ML::VideoSourcePrefetcher::StopPrefetchers();
         Executors::StopSharedExecutors();
         norvik::utility::SetCPUCountOverride(0);
         EmptyFrameCache();
@@ -241,34 +355,73 @@ protected:
         return counts.mIncoming + counts.mInFlight + counts.mPrefetching + counts.mNormal + counts.mLow +
                        counts.mRedundant + counts.mAccelerated + counts.mPassesScheduled ==
                    0 &&
-               counts.mAvailableMemoryUnits == counts.mTotalMemoryUnits;
+               counts.mAvailableMemoryUnits == counts.mTotalMemoryUnits && NothingIsRead();
+    }
+    static bool NothingIsRead()
+    {
+        const ML::VideoSourcePrefetcher::TableSizes sizes = ML::VideoSourcePrefetcher::GetTableSizes();
+        return sizes.mQueuedReads + sizes.mKeysBeingRead + sizes.mHoldersOfKeys + sizes.mRestingStreams ==
+                   0 &&
+               AnnouncedKeys() == 0;
     }
 
+    TVK::TVKUnknownRef NewRead(Random& ioRandom) const;
     ML::RenderFrameRequest MakeRequest(Random& ioRandom, std::uint32_t inID, bool inNeedsKey) const;
     EndingRef NewEnding(std::uint32_t inID);
     void AddRandom(Random& ioRandom, int inDepth);
     void WorkRandomly(std::uint64_t inSeed, std::size_t inOperations);
     void RenderAndWait(Random& ioRandom);
+    void RenderAndLetGo(Random& ioRandom);
 
     boost::shared_ptr<norvik::threads::AsyncThreadedExecutor> mOthers;
     ML::RenderFrameQueueRef mQueue;
     ML::IAcceleratedSequenceRendererRef mRenderer;
-    std::atomic<std::uint32_t> mNextID{1};
+    MF::IRenderableCutlistProviderRef mSequence;
+    FakeReadSourceRef mStream{new FakeReadSource};
+    std::atomic<std::uint32_t> mNextID{kFirstID};
     std::atomic<std::int64_t> mOutstanding{0};
     std::mutex mMutex;
     std::vector<EndingRef> mEndings;
+    std::vector<StressClientRef> mClients;
 };
+
+// A fake, or an item that reads a stream, which it may share with others.
+TVK::TVKUnknownRef RenderFrameQueueStress::NewRead(Random& ioRandom) const
+{
+    if (!OneIn(ioRandom, 4))
+    {
+        return TVK::TVKUnknownRef(TVK::InterfaceRef<StressRead>(new StressRead(ioRandom())).get());
+    }
+    BE::FrameDescription format;
+    format.mPixelFormat = norviktypes::kPixelFormat_BGRA_4444_8u;
+    format.mBounds = {0, 0, 8, 4};
+    const auto frame = static_cast<std::int64_t>(ioRandom() % kFramesOfStream);
+    return TVK::TVKUnknownRef(ML::VideoSourcePrefetcher::CreateMediaPrefetcher(
+        BE::IVideoSourceRef(mStream), format, norviktypes::TickTime::FromFrame(frame, mStream->mRate), {}, {},
+        u"stream", 0));
+}
 
 ML::RenderFrameRequest RenderFrameQueueStress::MakeRequest(Random& ioRandom, std::uint32_t inID,
                                                            bool inNeedsKey) const
 {
-    const TVK::InterfaceRef<StressProducer> producer(
-        new StressProducer(inID / kRequestsOfKey + 1, ioRandom()));
     TVK::TVKUnknownRef reads;
     if (OneIn(ioRandom, 2))
     {
-        reads = TVK::TVKUnknownRef(TVK::InterfaceRef<StressRead>(new StressRead(ioRandom())).get());
+        reads = NewRead(ioRandom);
     }
+    if (OneIn(ioRandom, 16) && !inNeedsKey)
+    {
+        const norviktypes::TickTime time(inID);
+        std::vector<ML::IRenderableNodePrefetchRef> items;
+        if (reads)
+        {
+            items.emplace_back(reads);
+        }
+        return OneIn(ioRandom, 2) ? ML::RenderFrameRequest(time, items, inID)
+                                  : ML::RenderFrameRequest(time, reads, inID);
+    }
+    const TVK::InterfaceRef<StressProducer> producer(
+        new StressProducer(inID / kRequestsOfKey + 1, ioRandom()));
     ML::RenderFrameSettings settings = QueueSettings(inID);
     settings.mPriority = 890 + static_cast<std::uint32_t>(ioRandom() % 20);
     settings.mCaller = ioRandom() % kCallers;
@@ -308,7 +461,7 @@ EndingRef RenderFrameQueueStress::NewEnding(std::uint32_t inID)
 void RenderFrameQueueStress::AddRandom(Random& ioRandom, int inDepth)
 {
     std::uint32_t id = mNextID.fetch_add(1);
-    const bool takesAnothersID = OneIn(ioRandom, 64) && id > 10;
+    const bool takesAnothersID = OneIn(ioRandom, 64) && id > kFirstID + 10;
     if (takesAnothersID)
     {
         id -= static_cast<std::uint32_t>(ioRandom() % 8) + 1;
@@ -360,6 +513,36 @@ void RenderFrameQueueStress::RenderAndWait(Random& ioRandom)
     }
 }
 
+// A client that lets go of its render frame while renders are under way; it is told of every one of them.
+void RenderFrameQueueStress::RenderAndLetGo(Random& ioRandom)
+{
+    const StressClientRef client(new StressClient);
+    {
+        const std::lock_guard<std::mutex> lock(mMutex);
+        mClients.push_back(client);
+    }
+    const ML::IRenderFrameRef renderFrame(new ML::RenderFrame);
+    renderFrame->SetOutputRect(TVK::Rect{0, 0, 16, 8}, {});
+    renderFrame->SetCompletionClient(ML::IRenderFrameClientRef(client.get()));
+    for (std::uint64_t left = ioRandom() % 4 + 1; left != 0; --left)
+    {
+        MF::IVideoFrameRef frame;
+        const norviktypes::TickTime time(static_cast<std::int64_t>(ioRandom() % 100000) + 64);
+        try
+        {
+            client->mAsked += renderFrame->Render(time, norviktypes::FrameRate(1), mSequence,
+                                                  {norviktypes::kPixelFormat_BGRA_4444_8u}, false, 1000, 0,
+                                                  frame, nullptr) == ML::kRenderFrameQueued
+                                  ? 1U
+                                  : 0U;
+        }
+        catch (const std::runtime_error&)
+        {
+            // The key could not be computed: nothing was asked for.
+        }
+    }
+}
+
 void RenderFrameQueueStress::WorkRandomly(std::uint64_t inSeed, std::size_t inOperations)
 {
     Random random(inSeed);
@@ -388,6 +571,10 @@ void RenderFrameQueueStress::WorkRandomly(std::uint64_t inSeed, std::size_t inOp
                 if (OneIn(random, 16))
                 {
                     RenderAndWait(random);
+                }
+                else if (OneIn(random, 4))
+                {
+                    RenderAndLetGo(random);
                 }
                 break;
             default: AddRandom(random, 0); break;
@@ -438,8 +625,17 @@ TEST_F(RenderFrameQueueStress, EveryRequestEndsOnceWhateverHappens)
             EXPECT_NE(ending->mSignal.WaitForSignal(0), 0); // no second signal came
         }
     }
+    std::size_t told = 0;
+    for (const StressClientRef& client : mClients)
+    {
+        EXPECT_EQ(client->mEnds, client->mAsked);
+        told += client->mEnds;
+    }
+    mClients.clear();
+    EXPECT_GT(told, 0U);
     EXPECT_GT(ended, operations);
-    fmt::print("{} requests ended once, {} of a repeated id without a word\n", ended, silent);
+    fmt::print("{} requests ended once, {} of a repeated id without a word; {} of render frames\n", ended,
+               silent, told);
     for (const ML::RenderEventKind kind :
          {ML::RenderEventKind::kQueued, ML::RenderEventKind::kMerged, ML::RenderEventKind::kCacheHit,
           ML::RenderEventKind::kRendered, ML::RenderEventKind::kCancelled, ML::RenderEventKind::kFinished})
@@ -449,13 +645,13 @@ TEST_F(RenderFrameQueueStress, EveryRequestEndsOnceWhateverHappens)
     }
 
     // Nothing of them is left anywhere, once the threads have let go of what they ran last.
-    EXPECT_TRUE(WaitFor([] { return sLiveObjects == 1; })) << sLiveObjects; // the renderer itself
+    EXPECT_TRUE(WaitFor([] { return sLiveObjects == 2; })) << sLiveObjects; // renderer and node
 }
 
 TEST_F(RenderFrameQueueStress, ManyClientsOfOneFrameCostOneRender)
 {
     constexpr std::uint32_t kFrames = 100;
-    const std::uint32_t clients = 16;
+    constexpr std::uint32_t clients = 64;
     std::vector<FakeProducerRef> producers;
     for (std::uint32_t i = 1; i <= kFrames; ++i)
     {
