@@ -83,6 +83,14 @@ ML::IRenderableNodePrefetchRef PrefetchTest::NewFillItem(const FakeReadSourceRef
         BE::IVideoSourceRef(inSource), Format(), TimeOf(inFrame), {}, {}, u"media", inParameters, inFlags);
 }
 
+ML::IRenderableNodePrefetchRef PrefetchTest::Begin(const FakeReadSourceRef& inSource, std::int64_t inFrame,
+                                                   std::uint32_t inFlags)
+{
+    const ML::IRenderableNodePrefetchRef item = NewItem(inSource, inFrame, inFlags);
+    EXPECT_EQ(item->BeginPrefetch(), 0);
+    return item;
+}
+
 void PrefetchTest::Read(const FakeReadSourceRef& inSource, std::int64_t inFrame,
                         const Prefetcher::ReadCompletion& inCompletion)
 {

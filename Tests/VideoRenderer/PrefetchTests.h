@@ -3,12 +3,14 @@
 #pragma once
 
 #include "ML/SharedExecutors.h"
+#include "RenderFrameClient.h"
 #include "Tests/Support/Fakes/FakeReadSource.h"
 #include "Tests/Support/ManualExecutor.h"
 #include "VideoSourcePrefetcher.h"
 
 #include <gtest/gtest.h>
 
+#include <new>
 #include <string>
 #include <vector>
 
@@ -16,6 +18,19 @@ namespace TestSupport
 {
 
 using Notes = std::vector<std::string>;
+
+inline constexpr std::int32_t kNotReady = ML::kRenderFramePrefetchFailed;
+
+// An executor that has no memory for what is posted to it.
+class FullExecutor final : public norvik::threads::AsyncThreadedExecutor
+{
+public:
+    void Post(norvik::Function, std::uint32_t) override { throw std::bad_alloc(); }
+    bool IsCurrentThread() const override { return false; }
+    void CancelPending() override {}
+    void Close() override {}
+    void WaitForTermination() override {}
+};
 
 class PrefetchTest : public testing::Test
 {
@@ -34,6 +49,10 @@ protected:
     static ML::IRenderableNodePrefetchRef
     NewFillItem(const FakeReadSourceRef& inSource, std::int64_t inFrame,
                 const ML::VideoSourcePrefetcher::ReadParameters& in = {}, std::uint32_t inFlags = 0);
+
+    // One of NewItem, begun.
+    static ML::IRenderableNodePrefetchRef Begin(const FakeReadSourceRef& inSource, std::int64_t inFrame,
+                                                std::uint32_t inFlags = 0);
 
     // Queues a read of a frame under its key, without an item.
     static void Read(const FakeReadSourceRef& inSource, std::int64_t inFrame,

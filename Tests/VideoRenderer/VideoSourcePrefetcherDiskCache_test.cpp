@@ -1,5 +1,4 @@
 #include "MF/PixelFormats.h"
-#include "RenderFrameClient.h"
 #include "Tests/Support/Fakes/FakeDataCache.h"
 #include "Tests/Support/FrameTools.h"
 #include "Tests/VideoRenderer/PrefetchTests.h"
@@ -15,7 +14,6 @@
 #include <cstring>
 #include <filesystem>
 #include <memory>
-#include <new>
 #include <string>
 
 namespace
@@ -24,9 +22,9 @@ namespace
 using namespace ML::VideoSourcePrefetcher;
 using TestSupport::FakeDataCache;
 using TestSupport::FakeReadSourceRef;
+using TestSupport::kNotReady;
 using TestSupport::Notes;
 
-constexpr std::int32_t kNotReady = ML::kRenderFramePrefetchFailed;
 constexpr std::uint32_t kDisk = kPrefetchFlag_DiskCache;
 
 class PrefetcherDiskCache : public TestSupport::PrefetchTest
@@ -76,8 +74,7 @@ TEST_F(PrefetcherDiskCache, StoredFrameIsReadInPlaceOfItsMedia)
 
 TEST_F(PrefetcherDiskCache, FrameThatIsNotStoredIsReadFromItsMediaAndStored)
 {
-    const auto item = NewItem(mSource, 5, kDisk);
-    item->BeginPrefetch();
+    const auto item = Begin(mSource, 5, kDisk);
     EXPECT_EQ(mCache->mAsked.size(), 1u);
     mVideo->RunAll();
     EXPECT_EQ(mSource->TakeNotes(), Notes{"read 5"});
@@ -96,8 +93,7 @@ TEST_F(PrefetcherDiskCache, FrameInTheSharedCacheIsNotAskedOfTheDisk)
     Store(5);
     Read(mSource, 5);
     mVideo->RunAll();
-    const auto item = NewItem(mSource, 5, kDisk);
-    item->BeginPrefetch();
+    const auto item = Begin(mSource, 5, kDisk);
     EXPECT_TRUE(mCache->mAsked.empty());
     EXPECT_EQ(Ask(item), 0);
 }
@@ -105,8 +101,7 @@ TEST_F(PrefetcherDiskCache, FrameInTheSharedCacheIsNotAskedOfTheDisk)
 TEST_F(PrefetcherDiskCache, FailedReadOfAnEntryWakesTheQueueAndEndsNothing)
 {
     mCache->mAcceptsAll = true;
-    const auto item = NewItem(mSource, 5, kDisk);
-    item->BeginPrefetch();
+    const auto item = Begin(mSource, 5, kDisk);
     mCache->FinishRead();
     EXPECT_EQ(mWakeUps, 1);
     EXPECT_EQ(Ask(item), kNotReady) << "the time-out of the queue lets the request go";
@@ -121,8 +116,7 @@ TEST_F(PrefetcherDiskCache, EntryThatIsNoPictureWakesNobody)
     bytes->Allocate(100);
     std::memset(bytes->Buffer(), 0x5A, 100);
     mCache->mEntries[EntryOf(5)] = bytes;
-    const auto item = NewItem(mSource, 5, kDisk);
-    item->BeginPrefetch();
+    const auto item = Begin(mSource, 5, kDisk);
     mCache->FinishRead();
     EXPECT_EQ(mWakeUps, 0) << "the read itself succeeded, and that is what is told";
     EXPECT_EQ(Ask(item), kNotReady);
@@ -133,8 +127,7 @@ TEST_F(PrefetcherDiskCache, EntryThatIsNoPictureWakesNobody)
 TEST_F(PrefetcherDiskCache, ItemWhoseMediaFailedBeginsAgainWithoutTheDisk)
 {
     mSource->mReadFunction = [](std::int64_t, MF::IVideoFrameRef&) { return BE::kSourceStatus_BadMedia; };
-    const auto item = NewItem(mSource, 5, kDisk);
-    item->BeginPrefetch();
+    const auto item = Begin(mSource, 5, kDisk);
     mVideo->RunAll();
     Store(5);
     item->BeginPrefetch();
@@ -149,8 +142,7 @@ TEST_F(PrefetcherDiskCache, ItemWhoseMediaFailedBeginsAgainWithoutTheDisk)
 TEST_F(PrefetcherDiskCache, OnlyItemsWithTheFlagUseTheDisk)
 {
     Store(5);
-    const auto item = NewItem(mSource, 5, 31);
-    item->BeginPrefetch();
+    const auto item = Begin(mSource, 5, 31);
     mVideo->RunAll();
     EXPECT_EQ(Ask(item), 0);
     EXPECT_EQ(mRender->RunAll(), 0u);
@@ -161,8 +153,7 @@ TEST_F(PrefetcherDiskCache, StillsNeverUseTheDisk)
 {
     Store(5);
     mSource->mKind = MF::kSourceKind_Still;
-    const auto item = NewItem(mSource, 5, kDisk);
-    item->BeginPrefetch();
+    const auto item = Begin(mSource, 5, kDisk);
     mVideo->RunAll();
     EXPECT_EQ(Ask(item), 0);
     EXPECT_EQ(mRender->RunAll(), 0u);
@@ -174,8 +165,7 @@ TEST_F(PrefetcherDiskCache, FramesWithoutAKeyNeverUseTheDisk)
     mCache->mAcceptsAll = true;
     mSource->mNamesFrames = false;
     mSource->mHasAtHand = true;
-    const auto item = NewItem(mSource, 5, kDisk);
-    item->BeginPrefetch();
+    const auto item = Begin(mSource, 5, kDisk);
     EXPECT_EQ(Ask(item), kNotReady);
     EXPECT_EQ(Ask(item), 0);
     EXPECT_EQ(mRender->RunAll(), 0u);
@@ -186,8 +176,7 @@ TEST_F(PrefetcherDiskCache, AsynchronousStreamsFrameFromTheDiskIsFound)
 {
     Store(5);
     mSource->mIsAsync = true;
-    const auto item = NewItem(mSource, 5, kDisk);
-    item->BeginPrefetch();
+    const auto item = Begin(mSource, 5, kDisk);
     mCache->FinishRead();
     EXPECT_EQ(Ask(item), 0);
     EXPECT_EQ(mFrameNumber, 5);
@@ -201,8 +190,7 @@ TEST_F(PrefetcherDiskCache, FrameThatPNGCannotHoldIsNotWritten)
         ioFrame = TestSupport::NewFrame(norviktypes::kPixelFormat_BGRA_4444_32f, 8, 4);
         return 0;
     };
-    const auto item = NewItem(mSource, 5, kDisk);
-    item->BeginPrefetch();
+    const auto item = Begin(mSource, 5, kDisk);
     mVideo->RunAll();
     EXPECT_EQ(Ask(item), 0);
     EXPECT_EQ(mRender->RunAll(), 1u);
@@ -211,8 +199,7 @@ TEST_F(PrefetcherDiskCache, FrameThatPNGCannotHoldIsNotWritten)
 
 TEST_F(PrefetcherDiskCache, WriteThatWasPostedBeforeTheEndDoesNothingAfterwards)
 {
-    const auto item = NewItem(mSource, 5, kDisk);
-    item->BeginPrefetch();
+    const auto item = Begin(mSource, 5, kDisk);
     mVideo->RunAll();
     EXPECT_EQ(Ask(item), 0);
     const std::weak_ptr<FakeDataCache> cache = mCache;
@@ -226,8 +213,7 @@ TEST_F(PrefetcherDiskCache, WriteThatWasPostedBeforeTheEndDoesNothingAfterwards)
 TEST_F(PrefetcherDiskCache, ReadThatIsUnderWayKeepsItsItem)
 {
     Store(5);
-    auto item = NewItem(mSource, 5, kDisk);
-    item->BeginPrefetch();
+    auto item = Begin(mSource, 5, kDisk);
     item.reset();
     EXPECT_EQ(TestSupport::AnnouncedKeys(), 1u);
     mCache->FinishRead();
@@ -237,24 +223,13 @@ TEST_F(PrefetcherDiskCache, ReadThatIsUnderWayKeepsItsItem)
 
 TEST_F(PrefetcherDiskCache, FrameIsDeliveredThoughItsWriteCannotBePosted)
 {
-    class FullExecutor final : public norvik::threads::AsyncThreadedExecutor
-    {
-    public:
-        void Post(norvik::Function, uint32_t) override { throw std::bad_alloc(); }
-        bool IsCurrentThread() const override { return false; }
-        void CancelPending() override {}
-        void Close() override {}
-        void WaitForTermination() override {}
-    };
-    const auto item = NewItem(mSource, 5, kDisk);
-    item->BeginPrefetch();
+    const auto item = Begin(mSource, 5, kDisk);
     mVideo->RunAll();
-    ML::sNormalPriorityRenderQueue = boost::make_shared<FullExecutor>();
+    ML::sNormalPriorityRenderQueue = boost::make_shared<TestSupport::FullExecutor>();
     EXPECT_EQ(Ask(item), 0);
     EXPECT_EQ(mFrameNumber, 5);
     ML::sNormalPriorityRenderQueue.reset();
-    const auto other = NewItem(mSource, 6, kDisk);
-    other->BeginPrefetch();
+    const auto other = Begin(mSource, 6, kDisk);
     mVideo->RunAll();
     EXPECT_EQ(Ask(other), 0) << "nor without an executor";
 }
@@ -301,8 +276,7 @@ TEST_F(PrefetcherHostDiskCache, FrameOfAnEarlierRunIsReadFromTheDisk)
 {
     StartPrefetchers();
     ASSERT_TRUE(DiskCacheIsOpen());
-    const auto item = NewItem(mSource, 5, kDisk);
-    item->BeginPrefetch();
+    const auto item = Begin(mSource, 5, kDisk);
     mVideo->RunAll();
     EXPECT_EQ(Ask(item), 0);
     mRender->RunAll();

@@ -1,7 +1,6 @@
 // How items wait: for streams that rest, and for streams that read by themselves and do not deliver.
 #include "VideoSourcePrefetcher.h"
 
-#include "RenderFrameClient.h"
 #include "Tests/Support/FrameTools.h"
 #include "Tests/VideoRenderer/PrefetchTests.h"
 #include "VF/SharedVideoFrameCache.h"
@@ -18,9 +17,8 @@ namespace
 using namespace ML::VideoSourcePrefetcher;
 using TestSupport::FakeReadSource;
 using TestSupport::FakeReadSourceRef;
+using TestSupport::kNotReady;
 using TestSupport::Notes;
-
-constexpr std::int32_t kNotReady = ML::kRenderFramePrefetchFailed;
 
 class PrefetcherWaiting : public TestSupport::PrefetchTest
 {
@@ -62,10 +60,8 @@ TEST_F(PrefetcherWaiting, RestingStreamIsWokenOnTheExecutorForStills)
 TEST_F(PrefetcherWaiting, ItemsOfARestingStreamShareOneWakingAndItsToken)
 {
     const FakeReadSourceRef source = NewRestingSource();
-    const auto first = NewItem(source, 5);
-    const auto second = NewItem(source, 6);
-    first->BeginPrefetch();
-    second->BeginPrefetch();
+    const auto first = Begin(source, 5);
+    const auto second = Begin(source, 6);
     EXPECT_EQ(mImage->RunAll(), 1u);
     EXPECT_EQ(source->TakeNotes(), Notes{"wake 0"});
     Ask(first);
@@ -82,8 +78,7 @@ TEST_F(PrefetcherWaiting, StreamThatIsAwakeGivesItsTokenUntilTheFrameIsThere)
 {
     const FakeReadSourceRef source = NewRestingSource();
     source->mRests = false;
-    const auto item = NewItem(source, 5);
-    item->BeginPrefetch();
+    const auto item = Begin(source, 5);
     EXPECT_EQ(TokensOut(source), 1);
     item->CancelPrefetch();
     EXPECT_EQ(TokensOut(source), 0);
@@ -95,8 +90,7 @@ TEST_F(PrefetcherWaiting, StreamThatGivesATokenNeedNotBeWoken)
 {
     const FakeReadSourceRef source = NewRestingSource();
     source->mGivesTokenAtRest = true;
-    const auto item = NewItem(source, 5);
-    item->BeginPrefetch();
+    const auto item = Begin(source, 5);
     EXPECT_EQ(GetTableSizes().mRestingStreams, 0u);
     EXPECT_EQ(mVideo->RunAll(), 1u);
     EXPECT_EQ(Ask(item), 0);
@@ -109,8 +103,7 @@ TEST_F(PrefetcherWaiting, TokenIsGivenBackWithAFrameThatWasThereAlready)
     source->mRests = false;
     Read(source, 5);
     mVideo->RunAll();
-    const auto item = NewItem(source, 5);
-    item->BeginPrefetch();
+    const auto item = Begin(source, 5);
     EXPECT_EQ(TokensOut(source), 1);
     EXPECT_EQ(Ask(item), 0);
     EXPECT_EQ(mFrameNumber, 5);
@@ -120,8 +113,7 @@ TEST_F(PrefetcherWaiting, TokenIsGivenBackWithAFrameThatWasThereAlready)
 TEST_F(PrefetcherWaiting, CancelledItemLeavesNothingToWake)
 {
     const FakeReadSourceRef source = NewRestingSource();
-    const auto item = NewItem(source, 5);
-    item->BeginPrefetch();
+    const auto item = Begin(source, 5);
     item->CancelPrefetch();
     EXPECT_EQ(GetTableSizes().mRestingStreams, 0u);
     EXPECT_EQ(mImage->RunAll(), 1u);
@@ -132,8 +124,7 @@ TEST_F(PrefetcherWaiting, CancelledItemLeavesNothingToWake)
 TEST_F(PrefetcherWaiting, ItemCancelledWhileTheStreamWakesIsNotToldAndKeepsNoToken)
 {
     const FakeReadSourceRef source = NewRestingSource();
-    const auto item = NewItem(source, 5);
-    item->BeginPrefetch();
+    const auto item = Begin(source, 5);
     source->mWakeFunction = [&]
     {
         EXPECT_TRUE(HoldsNoLock()) << "waking may take as long as it likes";
@@ -150,8 +141,7 @@ TEST_F(PrefetcherWaiting, WakingThatThrowsEndsTheWait)
     const FakeReadSourceRef source = NewRestingSource();
     source->mWakeFunction = [] { throw std::runtime_error("gone"); };
     source->mReadFunction = [](std::int64_t, MF::IVideoFrameRef&) { return BE::kSourceStatus_BadMedia; };
-    const auto item = NewItem(source, 5);
-    item->BeginPrefetch();
+    const auto item = Begin(source, 5);
     mImage->RunAll();
     EXPECT_EQ(mWakeUps, 1);
     EXPECT_EQ(Ask(item), kNotReady) << "the read will tell the cause";
@@ -163,8 +153,7 @@ TEST_F(PrefetcherWaiting, WakingThatThrowsEndsTheWait)
 TEST_F(PrefetcherWaiting, FrameThatCameWhileTheStreamWokeIsNotRead)
 {
     const FakeReadSourceRef source = NewRestingSource();
-    const auto item = NewItem(source, 5);
-    item->BeginPrefetch();
+    const auto item = Begin(source, 5);
     VF::SharedVideoFrameCache::InsertIntoCache(TestSupport::NewFrame(Format().mPixelFormat, 8, 4),
                                                source->KeyOf(5), 0);
     EXPECT_EQ(Ask(item), kNotReady) << "not looked at before the stream is awake";
@@ -172,6 +161,20 @@ TEST_F(PrefetcherWaiting, FrameThatCameWhileTheStreamWokeIsNotRead)
     EXPECT_EQ(Ask(item), 0);
     EXPECT_TRUE(mFrame);
     EXPECT_EQ(GetTableSizes().mQueuedReads, 0u);
+}
+
+TEST_F(PrefetcherWaiting, FrameThatWentWhileTheStreamWokeIsRead)
+{
+    const FakeReadSourceRef source = NewRestingSource();
+    VF::SharedVideoFrameCache::InsertIntoCache(TestSupport::NewFrame(Format().mPixelFormat, 8, 4),
+                                               source->KeyOf(5), 0);
+    const auto item = Begin(source, 5);
+    TestSupport::EmptyFrameCache();
+    mImage->RunAll();
+    EXPECT_EQ(Ask(item), kNotReady);
+    EXPECT_EQ(mVideo->RunAll(), 1u);
+    EXPECT_EQ(Ask(item), 0);
+    EXPECT_EQ(mFrameNumber, 5);
 }
 
 TEST_F(PrefetcherWaiting, RestingStreamThatCannotIssueEndsTheItem)
@@ -190,8 +193,7 @@ TEST_F(PrefetcherWaiting, RestingStreamThatCannotIssueEndsTheItem)
 TEST_F(PrefetcherWaiting, WaitGoesOnWhileTheStreamWakes)
 {
     const FakeReadSourceRef source = NewRestingSource();
-    const auto item = NewItem(source, 5);
-    item->BeginPrefetch();
+    const auto item = Begin(source, 5);
     EXPECT_TRUE(item->ContinueWaitingForPrefetch(100.0));
 }
 
@@ -199,19 +201,50 @@ TEST_F(PrefetcherWaiting, WaitEndsForAnItemThatReadsNothing)
 {
     const FakeReadSourceRef source = NewSource();
     source->mNamesFrames = false;
-    const auto item = NewItem(source, 5);
-    item->BeginPrefetch();
+    const auto item = Begin(source, 5);
     EXPECT_FALSE(item->ContinueWaitingForPrefetch(15.1));
 }
 
 TEST_F(PrefetcherWaiting, WaitGoesOnForAQueuedReadAndEndsWithItsFrame)
 {
     const FakeReadSourceRef source = NewSource();
-    const auto item = NewItem(source, 5);
-    item->BeginPrefetch();
+    const auto item = Begin(source, 5);
     EXPECT_TRUE(item->ContinueWaitingForPrefetch(15.1));
     mVideo->RunAll();
     EXPECT_FALSE(item->ContinueWaitingForPrefetch(15.2));
+}
+
+TEST_F(PrefetcherWaiting, StreamThatReadsByItselfIsOnlyWatched)
+{
+    const FakeReadSourceRef source = NewSource();
+    source->mIsAsync = true;
+    const auto first = NewItem(source, 5);
+    const auto second = NewItem(source, 5);
+    EXPECT_EQ(first->BeginPrefetch(), 0);
+    EXPECT_EQ(second->BeginPrefetch(), 0);
+    EXPECT_EQ(source->TakeNotes(), Notes{"begin 5"});
+    EXPECT_EQ(GetTableSizes().mQueuedReads, 0u);
+    EXPECT_EQ(Ask(first), kNotReady);
+    source->mHasAtHand = true;
+    EXPECT_EQ(Ask(first), 0);
+    EXPECT_EQ(mFrameNumber, 5);
+    EXPECT_TRUE(IsCached(source->KeyOf(5)));
+    EXPECT_EQ(Ask(second), 0);
+    EXPECT_EQ(mFrameNumber, 5);
+    EXPECT_EQ(source->TakeNotes(), (Notes{"at-once 5", "at-once 5", "at-once 5"}));
+}
+
+TEST_F(PrefetcherWaiting, LastCancelTakesTheReadOfAnAsynchronousStreamBack)
+{
+    const FakeReadSourceRef source = NewSource();
+    source->mIsAsync = true;
+    const auto first = Begin(source, 5);
+    const auto second = Begin(source, 5);
+    source->TakeNotes();
+    first->CancelPrefetch();
+    EXPECT_EQ(source->TakeNotes(), Notes{});
+    second->CancelPrefetch();
+    EXPECT_EQ(source->TakeNotes(), Notes{"cancel 5"});
 }
 
 // Collects what is logged.
@@ -241,8 +274,7 @@ TEST_F(PrefetcherWaiting, AsynchronousStreamThatIsAliveIsWaitedFor)
     LogCatcher log;
     const FakeReadSourceRef source = NewSource();
     source->mIsAsync = true;
-    const auto item = NewItem(source, 5);
-    item->BeginPrefetch();
+    const auto item = Begin(source, 5);
     source->TakeNotes();
     EXPECT_TRUE(item->ContinueWaitingForPrefetch(15.1));
     EXPECT_EQ(source->TakeNotes(), (Notes{"at-once 5", "alive 5"}));
@@ -257,8 +289,7 @@ TEST_F(PrefetcherWaiting, AsynchronousStreamThatDoesNotDeliverIsReadThroughTheQu
     const FakeReadSourceRef source = NewSource();
     source->mIsAsync = true;
     source->mAsyncAlive = false;
-    const auto item = NewItem(source, 5);
-    item->BeginPrefetch();
+    const auto item = Begin(source, 5);
     EXPECT_TRUE(item->ContinueWaitingForPrefetch(15.1));
     EXPECT_EQ(GetTableSizes().mQueuedReads, 1u);
     source->TakeNotes();

@@ -127,11 +127,15 @@ TVK::Guid FakeReadSource::GetFrameKeyWithOptions(const norviktypes::TickTime& in
     return FillKeyOf(inTime.ToFrame64(mRate));
 }
 
-void FakeReadSource::AcquireQuietToken(std::shared_ptr<void>& outToken, bool inNoWait, bool,
+void FakeReadSource::AcquireQuietToken(std::shared_ptr<void>& outToken, bool inNoWait, bool inNoWaitForOthers,
                                        bool& outMustUnquiet)
 {
     outToken.reset();
     outMustUnquiet = false;
+    if (inNoWait != inNoWaitForOthers)
+    {
+        Note("waits by half", 0);
+    }
     if (mRests && inNoWait)
     {
         outMustUnquiet = true;

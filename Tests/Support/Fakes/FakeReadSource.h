@@ -3,7 +3,7 @@
 //
 // A frame that it gives holds its number in the first pixel, as those of FakeVideoSource do. Every call that
 // comes from a render, a poll or an executor is noted by one word and the number of the frame: "read 3",
-// "fill 3", "at-once 3", "begin 3", "cancel 3", "alive 3", "wake".
+// "fill 3", "at-once 3", "begin 3", "cancel 3", "alive 3", "wake 0".
 //
 // Thread-safety: as FakeVideoSource; the notes and the counted switches may be used from any thread.
 #pragma once
