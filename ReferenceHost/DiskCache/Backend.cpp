@@ -27,7 +27,9 @@ ChosenDirectory& Chosen()
     return *sChosen;
 }
 
-std::string UsualDirectory()
+} // namespace
+
+std::string UsualCacheDirectory()
 {
     const char* const caches = std::getenv("XDG_CACHE_HOME");
     if (caches != nullptr && caches[0] == '/')
@@ -37,8 +39,6 @@ std::string UsualDirectory()
     const char* const home = std::getenv("HOME");
     return home != nullptr && home[0] == '/' ? std::string(home) + "/.cache/" + kFolder : std::string();
 }
-
-} // namespace
 
 void SetCacheDirectory(const std::string& inPath)
 {
@@ -51,7 +51,7 @@ std::string GetCacheDirectory()
 {
     ChosenDirectory& chosen = Chosen();
     const Foundation::MutexLock lock(chosen.mMutex);
-    return chosen.mPath.empty() ? UsualDirectory() : chosen.mPath;
+    return chosen.mPath.empty() ? UsualCacheDirectory() : chosen.mPath;
 }
 
 } // namespace DiskCache

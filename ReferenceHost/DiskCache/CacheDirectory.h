@@ -8,8 +8,10 @@
 namespace DiskCache
 {
 
-// Absolute or from the working directory. Empty takes the usual one again: VideoRenderer in XDG_CACHE_HOME,
-// which has to be absolute, or in .cache of HOME.
+// VideoRenderer in XDG_CACHE_HOME, which has to be absolute, or in .cache of HOME. Empty if there is neither.
+std::string UsualCacheDirectory();
+
+// Absolute or from the working directory. Empty takes the usual one again.
 void SetCacheDirectory(const std::string& inPath);
 
 // Empty if there is none.

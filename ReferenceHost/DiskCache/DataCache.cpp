@@ -2,6 +2,7 @@
 
 #include "ReferenceHost/DiskCache/ManagedDirectory.h"
 #include "norvik/debug/Debug.h"
+#include "norvik/logging/Logging.h"
 #include "norvik/threads/Threads.h"
 #include "norvik/utility/Machine.h"
 
@@ -47,6 +48,16 @@ std::uint64_t LimitFromSettings()
 EntryName NameOf(const ImmutableString& inName, const ImmutableString& inTag)
 {
     return {std::string(inName.View()), std::string(inTag.View())};
+}
+
+// A cache without entries looks like any other to who asks it.
+void SayWhyNot(const ManagedDirectory& inDirectory)
+{
+    if (!inDirectory.WhyNot().empty())
+    {
+        const std::string text = "No disk cache in " + inDirectory.WhyNot();
+        norvik::logging::LogText(norvik::logging::kLogLevel_Warning, "DiskCache", text.c_str());
+    }
 }
 
 // Counts bytes as pending for as long as it lives.
@@ -218,6 +229,7 @@ CreateDataCacheInFilesystemAndManageDirectory(const ImmutableString& inPath,
     if (!ioDirectory)
     {
         ioDirectory = ManagedDirectory::Open(std::string(inPath.View()), LimitFromSettings(), inClear);
+        SayWhyNot(*ioDirectory);
     }
     else if (inClear)
     {

@@ -57,15 +57,16 @@ bool IsMarked(int inDirectory)
            std::string_view(found.data(), found.size()) == kSignature;
 }
 
-// What another process has begun to write is not counted: it may be the mark.
-bool HoldsFiles(int inDirectory)
+// The name of one that is there, or empty. What another process has begun to write is not counted: it may be
+// the mark.
+std::string FileIn(int inDirectory)
 {
     FileDescriptor again(::openat(inDirectory, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     const std::unique_ptr<DIR, int (*)(DIR*)> entries(again ? ::fdopendir(again.Get()) : nullptr,
                                                       &::closedir);
     if (!entries)
     {
-        return true;
+        return ".";
     }
     again.Release();
     while (const dirent* const entry = ::readdir(entries.get()))
@@ -73,10 +74,10 @@ bool HoldsFiles(int inDirectory)
         const std::string_view name = entry->d_name;
         if (name != "." && name != ".." && name.substr(0, kUnfinishedPrefix.size()) != kUnfinishedPrefix)
         {
-            return true;
+            return std::string(name);
         }
     }
-    return false;
+    return std::string();
 }
 
 // Two processes that mark at once write the same bytes, and either's rename gives the whole mark.
@@ -119,10 +120,11 @@ FileDescriptor OpenCacheDirectory(const std::string& inPath, std::string& outWhy
         outWhyNot = fmt::format("'{}': {}", inPath, SystemText(error != 0 ? error : errno));
         return {};
     }
-    const bool isMarked = IsMarked(directory.Get());
-    if (!isMarked && HoldsFiles(directory.Get()))
+    const std::string file = IsMarked(directory.Get()) ? std::string() : FileIn(directory.Get());
+    const bool isMarked = IsMarked(directory.Get()); // by another process, meanwhile
+    if (!file.empty() && !isMarked)
     {
-        outWhyNot = fmt::format("'{}': holds files and is no cache directory", inPath);
+        outWhyNot = fmt::format("'{}': holds files ('{}') and is no cache directory", inPath, file);
     }
     else if (!BelongsToUs(directory.Get()))
     {

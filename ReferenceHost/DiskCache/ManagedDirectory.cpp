@@ -6,6 +6,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <chrono>
 #include <system_error>
 #include <utility>
@@ -71,11 +72,6 @@ ManagedDirectory::ManagedDirectory(std::string inPath, std::uint64_t inLimitByte
     , mLimitBytes(inLimitBytes)
     , mDirectory(DiskCache::OpenCacheDirectory(mPath, mWhyNot))
 {
-    if (!mWhyNot.empty())
-    {
-        norvik::logging::LogText(norvik::logging::kLogLevel_Warning, kChannel,
-                                 fmt::format("No disk cache in {}", mWhyNot).c_str());
-    }
 }
 
 std::shared_ptr<ManagedDirectory> ManagedDirectory::Open(const std::string& inPath,
@@ -359,12 +355,17 @@ std::vector<EntryFacts> ManagedDirectory::Verify()
 std::size_t ManagedDirectory::Clear()
 {
     Look();
-    const std::vector<EntryFacts> list = List();
-    for (const EntryFacts& facts : list)
+    std::size_t removed = 0;
+    for (const EntryFacts& facts : List())
     {
-        Drop(facts.mName);
+        const std::string fileName = facts.mName.FileName();
+        if (::unlinkat(mDirectory.Get(), fileName.c_str(), 0) == 0 || errno == ENOENT)
+        {
+            Forget(fileName);
+            ++removed;
+        }
     }
-    return list.size();
+    return removed;
 }
 
 } // namespace MF::DiskCacheManager

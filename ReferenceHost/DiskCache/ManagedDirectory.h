@@ -78,7 +78,7 @@ public:
     // Looks, then reads every entry, and gives those that were damaged. They are removed.
     std::vector<EntryFacts> Verify();
 
-    // Removes all entries; how many there were.
+    // Removes all entries; how many. Those that can't be removed stay in the list.
     std::size_t Clear();
 
 private:

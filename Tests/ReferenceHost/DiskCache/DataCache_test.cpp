@@ -261,14 +261,18 @@ TEST_F(DataCacheTest, DirectoryIsHandedOutAndTakenBack)
 
 TEST_F(DataCacheTest, UnusableDirectoryGivesAnEmptyCache)
 {
-    norvik::logging::SetLogThreshold(norvik::logging::kLogLevel_Off);
+    std::vector<std::string> told;
+    norvik::logging::SetLogSink([&](const auto& inMessage)
+                                { told.push_back(std::string(std::string_view(inMessage->mText))); },
+                                true);
     WriteFile(mPath, "a file");
     const Cache cache = Open();
     ASSERT_TRUE(cache);
     cache->WriteEntry(KeyText(1), mTag, BytesOf(1, kSize));
     EXPECT_EQ(Read(*cache, KeyText(1), mTag).mStatus, MF::kDataCache_NotFound);
     EXPECT_NE(mDirectory->WhyNot(), "");
-    norvik::logging::SetLogThreshold(norvik::logging::kLogLevel_Warning);
+    norvik::logging::SetLogSink({});
+    EXPECT_EQ(told, std::vector<std::string>{"No disk cache in " + mDirectory->WhyNot()});
 }
 
 TEST_F(DataCacheTest, LimitComesFromTheSettings)

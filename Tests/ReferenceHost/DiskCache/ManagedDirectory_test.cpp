@@ -100,7 +100,8 @@ TEST_F(ManagedDirectoryTest, DirectoryOfOtherFilesIsLeftAlone)
     {
         WriteFile(mPath + "/" + name, "mine");
         const Directory directory = Open(kAmple, true);
-        EXPECT_NE(directory->WhyNot().find("holds files"), std::string::npos) << directory->WhyNot();
+        EXPECT_NE(directory->WhyNot().find("holds files ('" + name + "')"), std::string::npos)
+            << directory->WhyNot();
         EXPECT_FALSE(directory->Store(NameOf(1), *BytesOf(1, kSize)));
         EXPECT_FALSE(ReadOf(*directory, {"holiday", "png"}));
         EXPECT_EQ(directory->Clear(), 0u);
@@ -442,6 +443,8 @@ TEST_F(ManagedDirectoryTest, ReadOnlyDirectoryIsRead)
     EXPECT_TRUE(AreBytesOf(ReadOf(*directory, NameOf(1)), 1, kSize));
     EXPECT_FALSE(directory->Store(NameOf(2), *BytesOf(2, kSize)));
     EXPECT_FALSE(ReadOf(*directory, NameOf(2)));
+    EXPECT_EQ(directory->Clear(), 0u);
+    EXPECT_EQ(directory->List().size(), 1u) << "what can't be removed is still there";
     EXPECT_EQ(::chmod(mPath.c_str(), 0700), 0);
     if (isRoot)
     {
