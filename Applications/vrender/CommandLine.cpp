@@ -56,7 +56,11 @@ void AddArguments(CLI::App& ioApp, const CommandRow& inRow, Options& ioOptions)
     {
         if (argument != nullptr)
         {
-            ioApp.add_option(argument->mName, ioOptions.*argument->mText)->required();
+            CLI::Option* word = ioApp.add_option(argument->mName, ioOptions.*argument->mText)->required();
+            if (argument->mKind == ValueKind::kChoice)
+            {
+                word->check(CLI::IsMember(SplitWords(argument->mChoices)));
+            }
         }
     }
 }
@@ -120,6 +124,21 @@ void RefuseEmptyValues(int inCount, const char* const* inWords, const Options& i
     }
 }
 
+// Of those that stand before a command that doesn't know them.
+void RefuseForeignOptions(const Options& inNamed, const Options& inOptions)
+{
+    for (const OptionRow& row : OptionTable())
+    {
+        const bool isGiven = row.mText != nullptr ? !(inOptions.*row.mText).empty()
+                                                  : row.mSwitch != nullptr && inOptions.*row.mSwitch;
+        const bool isKnown = row.mCommands == kCommand_None || (row.mCommands & inOptions.mCommand) != 0;
+        if (isGiven && !isKnown && inOptions.mCommand != kCommand_None)
+        {
+            Refuse(inNamed, std::string("--") + row.mName + " is no option of this command");
+        }
+    }
+}
+
 } // namespace
 
 Options ParseCommandLine(int inCount, const char* const* inWords)
@@ -140,8 +159,8 @@ Options ParseCommandLine(int inCount, const char* const* inWords)
     }
     for (const OptionRow& option : OptionTable())
     {
-        // What every command understands may also stand before it.
-        if (option.mCommands == kCommand_None || option.mCommands == kCommand_All)
+        // What every command for media understands may also stand before it.
+        if (option.mCommands == kCommand_None || (option.mCommands & kCommand_Media) == kCommand_Media)
         {
             AddOption(app, option, options);
         }
@@ -156,8 +175,10 @@ Options ParseCommandLine(int inCount, const char* const* inWords)
     }
     if (options.mCommand == kCommand_None && !options.mVersion && options.mGenerate.empty())
     {
-        Refuse(named, "a command is required: render, frame, thumbnails, contact-sheet or info");
+        Refuse(named, "a command is required: render, frame, thumbnails, contact-sheet, info or cache");
     }
+    named.mCommand = options.mCommand;
+    RefuseForeignOptions(named, options);
     return options;
 }
 

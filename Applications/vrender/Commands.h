@@ -16,6 +16,7 @@ ExitCode RunFrame(const Options& inOptions);
 ExitCode RunThumbnails(const Options& inOptions);
 ExitCode RunContactSheet(const Options& inOptions);
 ExitCode RunInfo(const Options& inOptions);
+ExitCode RunCache(const Options& inOptions);
 
 // Name, version and the parts with their licences.
 std::string VersionText();

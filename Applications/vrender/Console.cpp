@@ -1,6 +1,8 @@
 #include "Applications/vrender/Console.h"
 
 #include "Applications/vrender/ExitCodes.h"
+#include "ReferenceHost/Foundation/LogOutput.h"
+#include "norvik/logging/Logging.h"
 
 #include <cerrno>
 #include <cstdlib>
@@ -58,6 +60,18 @@ void Say(const std::string& inText)
     const std::lock_guard<std::mutex> lock(sMutex);
     WriteToStderr((sStatusShown ? "\r\033[K" : "") + ("vrender: " + inText) + "\n");
     sStatusShown = false;
+}
+
+void SayWarnings()
+{
+    const auto say = [](const boost::shared_ptr<norvik::logging::LogMessage>& inMessage)
+    {
+        // A warning is written for users; what else comes here is for who looks for a fault.
+        const bool isWarning = inMessage->mLevel == norvik::logging::kLogLevel_Warning;
+        Say(isWarning ? std::string(std::string_view(inMessage->mText))
+                      : norvik::logging::FormatRecord(*inMessage));
+    };
+    norvik::logging::SetLogSink(say, true);
 }
 
 void ShowStatus(const std::string& inText)

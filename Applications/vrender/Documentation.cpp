@@ -27,7 +27,9 @@ constexpr ExitRow kExits[] = {
     {ExitCode::kDoneWithSubstitutes,
      "Done, but some frames could not be read and show the frame before them."},
     {ExitCode::kUsage, "The command line is wrong, or asks for a range that the media doesn't have."},
-    {ExitCode::kBadData, "The input isn't what it should be: not media, damaged, without video, too large."},
+    {ExitCode::kBadData,
+     "The input isn't what it should be: not media, damaged, without video, too large; or "
+     "the cache holds damaged frames, or isn't one."},
     {ExitCode::kNoInput, "The input isn't there or may not be read."},
     {ExitCode::kCodecMissing, "A decoder or an encoder is missing."},
     {ExitCode::kInternal, "An error inside the tool."},
@@ -172,6 +174,33 @@ std::string CommandNames()
     return names;
 }
 
+// What a word of the command may be, where that is one of a few; empty for names of files.
+std::string ChoicesOf(const CommandRow& inCommand)
+{
+    for (const ArgumentRow* argument : inCommand.mArguments)
+    {
+        if (argument != nullptr && argument->mKind == ValueKind::kChoice)
+        {
+            return argument->mChoices;
+        }
+    }
+    return std::string();
+}
+
+// What bash offers for words that are no options.
+std::string BashArgumentCases()
+{
+    std::string text;
+    for (const CommandRow& command : CommandTable())
+    {
+        const std::string choices = ChoicesOf(command);
+        text += choices.empty() ? ""
+                                : "            " + std::string(command.mName) +
+                                      ") COMPREPLY=($(compgen -W '" + choices + "' -- \"$current\")) ;;\n";
+    }
+    return text;
+}
+
 // What bash offers behind an option that wants a value.
 std::string BashValueCases()
 {
@@ -312,8 +341,9 @@ std::string BashCompletion()
         BashValueCases() + "    esac\n    if [[ $COMP_CWORD -eq 1 ]]; then\n" +
         "        COMPREPLY=($(compgen -W '" + CommandNames() + " " + ShellWords(kCommand_None) +
         "' -- \"$current\"))\n        return\n    fi\n    if [[ \"$current\" != -* ]]; then\n" +
-        "        mapfile -t COMPREPLY < <(compgen -f -- \"$current\")\n        return\n    fi\n" +
-        "    case \"${COMP_WORDS[1]}\" in\n";
+        "        case \"${COMP_WORDS[1]}\" in\n" + BashArgumentCases() +
+        "            *) mapfile -t COMPREPLY < <(compgen -f -- \"$current\") ;;\n        esac\n" +
+        "        return\n    fi\n" + "    case \"${COMP_WORDS[1]}\" in\n";
     for (const CommandRow& command : CommandTable())
     {
         text += "        " + std::string(command.mName) + ") COMPREPLY=($(compgen -W '" +
@@ -339,7 +369,9 @@ std::string ZshCompletion()
         {
             text += IsOptionOf(option, command.mCommand) ? " \\\n                " + ZshSpec(option) : "";
         }
-        text += " \\\n                '*:file:_files'\n            ;;\n";
+        const std::string choices = ChoicesOf(command);
+        text += " \\\n                '*:" + (choices.empty() ? "file:_files" : "word:(" + choices + ")") +
+                "'\n            ;;\n";
     }
     return text + "    esac\n}\n_vrender \"$@\"\n";
 }
@@ -351,6 +383,10 @@ std::string FishCompletion()
     {
         text += "complete -c vrender -n __fish_use_subcommand -a " + std::string(command.mName) + " -d '" +
                 WithoutQuotes(command.mSummary) + "'\n";
+        const std::string choices = ChoicesOf(command);
+        text += choices.empty() ? ""
+                                : "complete -c vrender -f -n '__fish_seen_subcommand_from " +
+                                      std::string(command.mName) + "' -a '" + choices + "'\n";
     }
     for (const OptionRow& option : OptionTable())
     {

@@ -31,6 +31,7 @@ ExitCode RunCommand(const vrender::Options& inOptions)
     case vrender::kCommand_Frame: return vrender::RunFrame(inOptions);
     case vrender::kCommand_Thumbnails: return vrender::RunThumbnails(inOptions);
     case vrender::kCommand_ContactSheet: return vrender::RunContactSheet(inOptions);
+    case vrender::kCommand_Cache: return vrender::RunCache(inOptions);
     default: return vrender::RunInfo(inOptions);
     }
 }
@@ -38,6 +39,7 @@ ExitCode RunCommand(const vrender::Options& inOptions)
 ExitCode Run(int inCount, const char* const* inWords)
 {
     vrender::signals::Install();
+    vrender::console::SayWarnings();
     const vrender::Options options = vrender::ParseCommandLine(inCount, inWords);
     if (options.mHelp)
     {

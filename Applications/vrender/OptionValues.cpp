@@ -1,6 +1,7 @@
 #include "Applications/vrender/OptionValues.h"
 
 #include "Applications/vrender/ExitCodes.h"
+#include "norvik/utility/Strings.h"
 
 #include <array>
 #include <charconv>
@@ -175,6 +176,17 @@ std::int64_t ParseInteger(const std::string& inOption, const std::string& inText
                "a whole number from " + std::to_string(inLeast) + " to " + std::to_string(inMost));
     }
     return value;
+}
+
+std::optional<std::string> ParseDiskCache(const std::string& inOption, const std::string& inText)
+{
+    // The host names its directories in UTF-16.
+    const norvik::UTF8String text(inText.begin(), inText.end());
+    if (norvik::utility::UTF16to8(norvik::utility::UTF8to16(text)) != text)
+    {
+        Refuse(inOption, inText, "a name in UTF-8");
+    }
+    return inText == "off" ? std::nullopt : std::optional<std::string>(inText);
 }
 
 norviktypes::RenderQuality ParseQuality(const std::string& inText)

@@ -44,6 +44,9 @@ std::int64_t ParseBitrate(const std::string& inOption, const std::string& inText
 std::int64_t ParseInteger(const std::string& inOption, const std::string& inText, std::int64_t inLeast,
                           std::int64_t inMost);
 
+// The directory; nothing for "off". Names that aren't UTF-8 are refused.
+std::optional<std::string> ParseDiskCache(const std::string& inOption, const std::string& inText);
+
 // "draft" to "max"; high for an empty text.
 norviktypes::RenderQuality ParseQuality(const std::string& inText);
 

@@ -9,16 +9,21 @@ namespace
 const ArgumentRow kInput = {
     "IN", ValueKind::kFile,
     "a media file, a still, a numbered sequence (name%05d.png) or a made picture (bars:, color:, counter:)",
-    &Options::mInput};
+    &Options::mInput, nullptr};
 const ArgumentRow kOutput = {
     "OUT", ValueKind::kFile,
     "the file to write; '-' is standard output, null: throws the frames away, a name with %05d makes one "
     "still for each frame",
-    &Options::mOutput};
+    &Options::mOutput, nullptr};
 const ArgumentRow kStill = {"OUT", ValueKind::kFile, "the still to write; its suffix chooses the format",
-                            &Options::mOutput};
+                            &Options::mOutput, nullptr};
 const ArgumentRow kFolder = {"DIR", ValueKind::kDirectory,
-                             "the folder for the stills; made if it isn't there", &Options::mOutput};
+                             "the folder for the stills; made if it isn't there", &Options::mOutput, nullptr};
+const ArgumentRow kAction = {
+    "ACTION", ValueKind::kChoice,
+    "list tells the frames that are kept, the one used longest ago first; verify reads them "
+    "all and removes those that are damaged; clear removes them all",
+    &Options::mAction, "list verify clear"};
 
 OptionRow Text(const char* inName, const char* inValue, std::uint32_t inCommands,
                std::string Options::*inText, const char* inHelp, ValueKind inKind = ValueKind::kText,
@@ -89,6 +94,13 @@ const std::vector<CommandRow>& CommandTable()
          "Prints container, codec, size, rate, frame count, timecode, colour and field order of IN, the list "
          "of its video streams, and what is done to its pictures on the way to a frame.",
          {&kInput, nullptr}},
+        {kCommand_Cache,
+         "cache",
+         "Lists, checks or removes the frames that are kept on disk.",
+         "Looks after the disk cache, in which frames that were read once are kept for later runs: that of "
+         "--disk-cache, or the usual one. Only what is the cache's own is ever removed; a directory that "
+         "isn't marked as a cache is left alone.",
+         {&kAction, nullptr}},
     };
     return sTable;
 }
@@ -131,7 +143,7 @@ const std::vector<OptionRow>& OptionTable()
         Text("every", "TIME", kManyStills, &Options::mEvery,
              "Distance between two pictures: a number of frames, or seconds as in 10s."),
         Text("columns", "N", kCommand_ContactSheet, &Options::mColumns, "Pictures in one row. 5 by default."),
-        Text("stream", "N", kCommand_All, &Options::mStream,
+        Text("stream", "N", kCommand_Media, &Options::mStream,
              "Video stream to read, by its index in the file. By default the one that the file marks, or the "
              "largest."),
         Switch("overwrite", 'y', kCommand_Pictures, &Options::mOverwrite,
@@ -140,21 +152,28 @@ const std::vector<OptionRow>& OptionTable()
             "checksum", 0, kCommand_Render | kCommand_Frame | kCommand_Thumbnails, &Options::mChecksum,
             "Print one line 'frame N MD5' on standard output for each frame. The sum goes over the pixels as "
             "they are handed to the encoder, row by row without padding."),
-        Switch("json", 0, kCommand_Info, &Options::mJson, "Print the answer as one JSON object."),
+        Switch("json", 0, kCommand_Info | kCommand_Cache, &Options::mJson,
+               "Print the answer as one JSON object."),
         Text("progress", "FILE|fd:N", kCommand_Render, &Options::mProgress,
              "Report progress to a file or an open descriptor, about twice a second.", ValueKind::kFile),
         Choice(
             "progress-format", "FORMAT", kCommand_Render, &Options::mProgressFormat, "keys json",
             "Form of that report. keys writes key=value lines as FFmpeg does, json one object a line. A FILE "
             "that ends in .jsonl means json."),
-        Text("threads", "N", kCommand_All, &Options::mThreads,
+        Text("threads", "N", kCommand_Media, &Options::mThreads,
              "Threads of decoders, pools and executors alike. By default one for each processor that the "
              "process may use."),
-        Text("memory", "SIZE", kCommand_All, &Options::mMemory,
+        Text("memory", "SIZE", kCommand_Media, &Options::mMemory,
              "Memory for frames, caches and frames in flight together; a bare number counts MiB, M and G are "
              "understood. By default a quarter of the machine's memory, at most 4G."),
-        Text("cpu", "TARGET", kCommand_All, &Options::mCpu,
+        Text("cpu", "TARGET", kCommand_Media, &Options::mCpu,
              "Use the kernels of one SIMD target, such as SSE4 or AVX2. auto takes the best one."),
+        Text("disk-cache", "DIR|off", kCommand_Pictures | kCommand_Cache, &Options::mDiskCache,
+             "Where frames that were read are kept for later runs: in a folder of their own below DIR, which "
+             "is "
+             "made if it isn't there. thumbnails and contact-sheet keep theirs in the user's cache folder by "
+             "default, render and frame keep none. off keeps none; a DIR of that name is ./off.",
+             ValueKind::kDirectory),
         Switch("help", 'h', kCommand_All, &Options::mHelp, "Print this text."),
         Switch("version", 'V', kCommand_None, &Options::mVersion,
                "Print the version and the parts, with their licences."),

@@ -26,8 +26,10 @@ enum Command : std::uint32_t
     kCommand_Thumbnails = 4,
     kCommand_ContactSheet = 8,
     kCommand_Info = 16,
+    kCommand_Cache = 32,
     kCommand_Pictures = 15,
-    kCommand_All = 31
+    kCommand_Media = 31, // which open an input
+    kCommand_All = 63
 };
 
 // What was typed. An empty text is an option that wasn't given.
@@ -36,6 +38,7 @@ struct Options
     Command mCommand = kCommand_None;
     std::string mInput;
     std::string mOutput;
+    std::string mAction;
 
     std::string mTime;
     std::string mRange;
@@ -57,6 +60,7 @@ struct Options
     std::string mThreads;
     std::string mMemory;
     std::string mCpu;
+    std::string mDiskCache;
     std::string mGenerate;
     bool mOverwrite = false;
     bool mChecksum = false;
@@ -94,6 +98,7 @@ struct ArgumentRow
     ValueKind mKind;
     const char* mHelp;
     std::string Options::*mText;
+    const char* mChoices; // as in an OptionRow
 };
 
 struct CommandRow

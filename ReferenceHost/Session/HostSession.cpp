@@ -1,9 +1,11 @@
 #include "ReferenceHost/Session/HostSession.h"
 
+#include "ReferenceHost/DiskCache/CacheDirectory.h"
 #include "ReferenceHost/Executors/SharedExecutors.h"
 #include "ReferenceHost/FrameLibrary/FramePool.h"
 #include "ReferenceHost/FrameLibrary/SharedVideoFrameCacheControl.h"
 #include "ReferenceHost/ImageRoutines/CpuTarget.h"
+#include "norvik/debug/Debug.h"
 #include "norvik/utility/Machine.h"
 
 #include <algorithm>
@@ -70,6 +72,13 @@ void SelectTarget(const std::string& inName)
     throw std::invalid_argument("'" + inName + "' is no target of this machine, which has:" + names);
 }
 
+// The library looks at this when it starts.
+void SetDiskCache(const std::optional<std::string>& inDirectory)
+{
+    DiskCache::SetCacheDirectory(inDirectory.value_or(std::string()));
+    norvik::debug::DebugDatabase::Instance().SetEntry("ML.EnableDiskCache", inDirectory ? "true" : "false");
+}
+
 } // namespace
 
 HostSession::HostSession(const HostSettings& inSettings)
@@ -86,6 +95,7 @@ HostSession::HostSession(const HostSettings& inSettings)
     const std::uint64_t frames = mShares.mWindowBytes + mShares.mCacheBytes;
     VF::FramePool::Instance().SetLimits(frames, frames);
     VF::SharedVideoFrameCache::SetBudget(mShares.mCacheBytes);
+    SetDiskCache(inSettings.mDiskCache);
     Executors::CreateSharedExecutors();
 }
 
@@ -93,6 +103,7 @@ HostSession::~HostSession()
 {
     Executors::StopSharedExecutors();
     VF::SharedVideoFrameCache::Clear();
+    SetDiskCache(std::nullopt);
     norvik::utility::SetCPUCountOverride(0);
     norvik::utility::SetTotalPhysicalMemoryOverride(0);
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -27,6 +28,10 @@ struct HostSettings
         0; // for frames and caches together; 0: a quarter of the machine's, at most 4 GiB
     AccessPattern mPattern = AccessPattern::kForward;
     std::string mCpuTarget; // SIMD target of the kernels; empty: the best one
+
+    // Where frames that are asked for at low urgency are kept for later runs: a directory that is made where it
+    // is missing, the user's usual one if the text is empty. Nothing is kept if there is no text.
+    std::optional<std::string> mDiskCache;
 };
 
 // What the parts of a process may hold, of one sum: together they are no more than all of it.

@@ -67,7 +67,12 @@ TEST(CommandLine, EveryOptionOfTheTableIsUnderstoodByItsCommandsAndNoOther)
         for (const OptionRow& option : OptionTable())
         {
             const std::string name = std::string("--") + option.mName;
-            std::vector<const char*> words = {command.mName, "in", "out", name.c_str()};
+            const ArgumentRow& first = *command.mArguments[0];
+            const std::string word =
+                first.mChoices == nullptr
+                    ? "in"
+                    : std::string(first.mChoices).substr(0, std::string(first.mChoices).find(' '));
+            std::vector<const char*> words = {command.mName, word.c_str(), "out", name.c_str()};
             std::string choice = option.mChoices == nullptr ? "1" : option.mChoices;
             choice = choice.substr(0, choice.find(' '));
             if (option.mValue != nullptr)
