@@ -5,8 +5,7 @@
 
 #include <gtest/gtest.h>
 
-#include "ReferenceHost/Media/FFmpeg/MediaFile.h"
-#include "Tests/Support/Paths.h"
+#include "FFmpegClips.h"
 #include "Tests/Support/Scale.h"
 
 // Readers that compete for one decoder.
@@ -27,9 +26,8 @@ TEST(DecoderPoolStress, WhoWaitsForAnyDecoderIsToldWhenTheLastWhoJoinedItLeaves)
     options.maximumDecoders = 1;
     options.cacheBytes = 1;
     options.keepsLeadIn = false;
-    Media::FileError error;
-    const auto file = Media::MediaFile::Open(TestSupport::MediaPath("h264_long.mp4"), options, error);
-    ASSERT_TRUE(file) << error.text;
+    const auto file = MediaTests::OpenClip("h264_long.mp4", options);
+    ASSERT_TRUE(file);
     const auto get = [&](std::int64_t inRank) { return file->GetFrame(inRank).status; };
     const std::uint64_t rounds = TestSupport::ScaledCount(60);
     for (std::uint64_t round = 0; round < rounds; ++round)

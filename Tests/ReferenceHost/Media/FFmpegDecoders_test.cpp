@@ -2,8 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include "FFmpegClips.h"
 #include "LinearDecode.h"
-#include "ReferenceHost/Media/FFmpeg/MediaFile.h"
 #include "ReferenceHost/Media/FFmpeg/PictureChecksum.h"
 #include "Tests/Support/Paths.h"
 
@@ -14,15 +14,10 @@ namespace
 class FFmpegDecoders : public testing::Test
 {
 protected:
-    std::shared_ptr<Media::MediaFile> Open(const std::string& inName, std::int64_t inCacheBytes = 512 << 20)
+    static std::shared_ptr<Media::MediaFile> Open(const std::string& inName,
+                                                  std::int64_t inCacheBytes = 512 << 20)
     {
-        Media::FileOptions options;
-        options.decoderThreads = 2;
-        options.cacheBytes = inCacheBytes;
-        Media::FileError error;
-        auto file = Media::MediaFile::Open(TestSupport::MediaPath(inName), options, error);
-        EXPECT_TRUE(file) << error.text;
-        return file;
+        return MediaTests::OpenClipWithCache(inName, inCacheBytes);
     }
 
     static void Step(Media::MediaFile& ioFile, std::int64_t inFrom, std::int64_t inTo)
@@ -130,9 +125,8 @@ TEST_F(FFmpegDecoders, SingleLooksDecodeOnlyWhatTheyNeed)
         MediaTests::DecodeLinearly(TestSupport::MediaPath("h264_long.mp4"), 0);
     Media::FileOptions options;
     options.keepsLeadIn = false;
-    Media::FileError error;
-    const auto file = Media::MediaFile::Open(TestSupport::MediaPath("h264_long.mp4"), options, error);
-    ASSERT_TRUE(file) << error.text;
+    const auto file = MediaTests::OpenClip("h264_long.mp4", options);
+    ASSERT_TRUE(file);
     for (const std::int64_t rank : {240, 120, 245, 33})
     {
         const Media::FrameAnswer answer = file->GetFrame(rank);
@@ -153,9 +147,8 @@ TEST_F(FFmpegDecoders, PicturesThatOthersReferToAreNotLeftOut)
     {
         Media::FileOptions options;
         options.keepsLeadIn = false;
-        Media::FileError error;
-        const auto file = Media::MediaFile::Open(TestSupport::MediaPath("h264_pyramid.mp4"), options, error);
-        ASSERT_TRUE(file) << error.text;
+        const auto file = MediaTests::OpenClip("h264_pyramid.mp4", options);
+        ASSERT_TRUE(file);
         const Media::FrameAnswer answer = file->GetFrame(rank);
         ASSERT_EQ(answer.status, Media::FrameStatus::kOk) << answer.text;
         EXPECT_EQ(Media::PictureChecksum(*answer.picture), linear[static_cast<std::size_t>(rank)].checksum)

@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
-#include "ReferenceHost/Media/FFmpeg/MediaFile.h"
+#include "FFmpegClips.h"
 #include "Tests/Support/ChildProcess.h"
 #include "Tests/Support/Paths.h"
 
@@ -21,9 +21,7 @@ Media::FileFacts FactsOf(const std::string& inName, int inStream = -1)
 {
     FileOptions options;
     options.streamIndex = inStream;
-    FileError error;
-    const auto file = MediaFile::Open(MediaPath(inName), options, error);
-    EXPECT_TRUE(file) << error.text;
+    const auto file = MediaTests::OpenClip(inName, options);
     return file ? file->Facts() : Media::FileFacts();
 }
 

@@ -6,8 +6,8 @@
 
 #include <gtest/gtest.h>
 
+#include "FFmpegClips.h"
 #include "LinearDecode.h"
-#include "ReferenceHost/Media/FFmpeg/MediaFile.h"
 #include "ReferenceHost/Media/FFmpeg/PictureChecksum.h"
 #include "Tests/Support/Paths.h"
 #include "Tests/Support/Scale.h"
@@ -16,17 +16,6 @@ namespace
 {
 
 constexpr int kThreads = 8;
-
-std::shared_ptr<Media::MediaFile> OpenClip(const std::string& inName, std::int64_t inCacheBytes = 64 << 20)
-{
-    Media::FileOptions options;
-    options.decoderThreads = 2;
-    options.cacheBytes = inCacheBytes;
-    Media::FileError error;
-    auto file = Media::MediaFile::Open(TestSupport::MediaPath(inName), options, error);
-    EXPECT_TRUE(file) << error.text;
-    return file;
-}
 
 template <class Work>
 void OnThreads(Work inWork)
@@ -48,7 +37,7 @@ class FFmpegClip : public testing::TestWithParam<std::string>
 
 TEST_P(FFmpegClip, EightThreadsAtRandomEqualALinearDecode)
 {
-    const auto file = OpenClip(GetParam());
+    const auto file = MediaTests::OpenClipWithCache(GetParam(), 64 << 20);
     ASSERT_TRUE(file);
     const std::vector<MediaTests::LinearFrame> linear = MediaTests::DecodeLinearly(
         TestSupport::MediaPath(GetParam()), file->Facts().streamIndex, MediaTests::DecoderFor(GetParam()));
@@ -80,7 +69,7 @@ INSTANTIATE_TEST_SUITE_P(Clips, FFmpegClip, testing::ValuesIn(MediaTests::ClipNa
 
 TEST(FFmpegDecoders, ThreadsThatShareARunDecodeItOnce)
 {
-    const auto file = OpenClip("h264_long.mp4");
+    const auto file = MediaTests::OpenClipWithCache("h264_long.mp4", 64 << 20);
     std::atomic<int> failed{0};
     std::barrier round(kThreads); // as a host that keeps a window of frames in flight
     OnThreads(
@@ -100,7 +89,7 @@ TEST(FFmpegDecoders, ThreadsThatShareARunDecodeItOnce)
 
 TEST(FFmpegDecoders, ThreadsThatShareABackwardRunDecodeEachGroupOnce)
 {
-    const auto file = OpenClip("h264_long.mp4");
+    const auto file = MediaTests::OpenClipWithCache("h264_long.mp4", 64 << 20);
     std::atomic<std::int64_t> next{249};
     std::atomic<int> failed{0};
     OnThreads(
@@ -119,7 +108,7 @@ TEST(FFmpegDecoders, CancelWakesAllThatWait)
 {
     for (std::size_t round = 0; round < TestSupport::ScaledCount(20); ++round)
     {
-        const auto file = OpenClip("h264_long.mp4", 1 << 20);
+        const auto file = MediaTests::OpenClipWithCache("h264_long.mp4", 1 << 20);
         std::atomic<int> started{0};
         std::thread canceller(
             [&]

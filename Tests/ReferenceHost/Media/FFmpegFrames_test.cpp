@@ -2,23 +2,14 @@
 
 #include <gtest/gtest.h>
 
+#include "FFmpegClips.h"
 #include "LinearDecode.h"
-#include "ReferenceHost/Media/FFmpeg/MediaFile.h"
 #include "ReferenceHost/Media/FFmpeg/PictureChecksum.h"
 #include "Tests/Support/Paths.h"
 #include "Tests/Support/Scale.h"
 
 namespace
 {
-
-std::shared_ptr<Media::MediaFile> OpenClip(const std::string& inName, Media::FileOptions inOptions = {})
-{
-    Media::FileError error;
-    std::shared_ptr<Media::MediaFile> file =
-        Media::MediaFile::Open(TestSupport::MediaPath(inName), inOptions, error);
-    EXPECT_TRUE(file) << error.text;
-    return file;
-}
 
 class FFmpegClip : public testing::TestWithParam<std::string>
 {
@@ -27,7 +18,7 @@ protected:
     {
         Media::FileOptions options;
         options.decoderThreads = 2;
-        mFile = OpenClip(GetParam(), options);
+        mFile = MediaTests::OpenClip(GetParam(), options);
         ASSERT_TRUE(mFile);
         mLinear = MediaTests::DecodeLinearly(TestSupport::MediaPath(GetParam()), mFile->Facts().streamIndex,
                                              MediaTests::DecoderFor(GetParam()));

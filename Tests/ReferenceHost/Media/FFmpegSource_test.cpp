@@ -10,6 +10,7 @@
 #include "BE/IVideoSource.h"
 #include "LinearDecode.h"
 #include "MF/PixelFormats.h"
+#include "OpenedMedia.h"
 #include "ReferenceHost/FrameLibrary/VideoFrame.h"
 #include "ReferenceHost/Media/FFmpeg/MediaFacts.h"
 #include "ReferenceHost/Media/FFmpeg/PictureTurn.h"
@@ -75,10 +76,8 @@ OpenedClip OpenPath(const std::string& inPath, std::int32_t inStream = -1)
     Media::OpenOptions options;
     options.mStreamIndex = inStream;
     options.mDecoderThreads = 2;
-    Media::OpenError error;
     OpenedClip clip;
-    clip.media = Media::OpenMedia(inPath, options, error);
-    EXPECT_TRUE(clip.media) << error.mText;
+    clip.media = MediaTests::OpenOrFail(inPath, options);
     if (clip.media)
     {
         clip.source = BE::IVideoSourceRef(clip.media->GetStream(MF::kMediaType_Video, 0));

@@ -3,8 +3,8 @@
 #include "MF/PixelFormats.h"
 #include "ReferenceHost/Media/FFmpeg/FFmpegVideoSource.h"
 #include "ReferenceHost/Media/VideoSourceBase.h"
+#include "Tests/ReferenceHost/Media/FFmpegClips.h"
 #include "Tests/Support/FrameTools.h"
-#include "Tests/Support/Paths.h"
 #include "VF/SharedVideoFrameCache.h"
 #include "VF/VideoFrame.h"
 
@@ -243,9 +243,7 @@ TEST_F(FramesInTheMaking, WhoAskedAtOnceInVainLeavesTheFrameToWhoWaits)
 
 TEST_F(FramesInTheMaking, PictureOfAFileIsDecodedAndConvertedOnce)
 {
-    Media::FileError error;
-    const auto file =
-        Media::MediaFile::Open(TestSupport::MediaPath("h264_b.mp4"), Media::FileOptions(), error);
+    const auto file = MediaTests::OpenClip("h264_b.mp4");
     ASSERT_TRUE(file);
     const BE::IVideoSourceRef source(new Media::FFmpegVideoSource(file, TVK::Guid(0x4f6e, 0x6365)));
     norviktypes::FrameRate rate;
