@@ -1,8 +1,10 @@
 #pragma once
 
+#include <benchmark/benchmark.h>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
+#include <cstring>
 #include <new>
 #include <sys/mman.h>
 #include <vector>
@@ -72,5 +74,25 @@ private:
     std::vector<unsigned char*> mFrames;
     std::size_t mNext = 0;
 };
+
+// Has the benchmark print its bytes a second. inBytes: moved by one iteration.
+inline void CountBytes(benchmark::State& ioState, std::size_t inBytes)
+{
+    ioState.SetBytesProcessed(static_cast<std::int64_t>(ioState.iterations()) *
+                              static_cast<std::int64_t>(inBytes));
+}
+
+// The memory's own speed, beside which the work on pixels is seen: copies from ring to ring.
+inline void MeasureMemcpy(benchmark::State& ioState, std::size_t inFrames, std::size_t inBytes)
+{
+    Ring source(inFrames, inBytes);
+    Ring target(inFrames, inBytes);
+    for (auto _ : ioState)
+    {
+        std::memcpy(target.Next(), source.Next(), inBytes);
+        benchmark::ClobberMemory();
+    }
+    CountBytes(ioState, inBytes * 2);
+}
 
 }

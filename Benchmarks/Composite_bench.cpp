@@ -16,6 +16,7 @@
 namespace
 {
 
+using BenchPictures::CountBytes;
 using BenchPictures::Ring;
 
 constexpr int kWidth = 1920;
@@ -45,12 +46,6 @@ constexpr Frames kStraightFloat = {0x104, 128};
 constexpr Frames kOpaqueFloat = {0x10C, 128};
 constexpr Frames kLinearFloat = {0x908, 128};
 constexpr Frames k420 = {0x042, 12};
-
-void Count(benchmark::State& ioState, std::size_t inBytes)
-{
-    ioState.SetBytesProcessed(static_cast<std::int64_t>(ioState.iterations()) *
-                              static_cast<std::int64_t>(inBytes));
-}
 
 // Floats 0..1 of every value, on places where noise was, and whole alphas.
 void Prepare(Ring& ioRing, const Frames& inFrames)
@@ -90,7 +85,7 @@ void InPlace(benchmark::State& ioState, const Frames& inFrames)
         }
         benchmark::ClobberMemory();
     }
-    Count(ioState, inFrames.Bytes() * 3);
+    CountBytes(ioState, inFrames.Bytes() * 3);
 }
 
 void IntoThird(benchmark::State& ioState, const Frames& inFrames)
@@ -109,7 +104,7 @@ void IntoThird(benchmark::State& ioState, const Frames& inFrames)
         }
         benchmark::ClobberMemory();
     }
-    Count(ioState, inFrames.Bytes() * 3);
+    CountBytes(ioState, inFrames.Bytes() * 3);
 }
 
 void Over(benchmark::State& ioState, const Frames& inFrom, const Frames& inTo, int inQuality)
@@ -126,7 +121,7 @@ void Over(benchmark::State& ioState, const Frames& inFrom, const Frames& inTo, i
             ioState.SkipWithError("compositing failed");
         }
     }
-    Count(ioState, inFrom.Bytes() + inTo.Bytes() * 2);
+    CountBytes(ioState, inFrom.Bytes() + inTo.Bytes() * 2);
 }
 
 void Blend(benchmark::State& ioState, const Frames& inTo, std::uint32_t inMode)
@@ -150,7 +145,7 @@ void Blend(benchmark::State& ioState, const Frames& inTo, std::uint32_t inMode)
             ir::ComposeByteRow(row, nullptr, settings, picture, 0, y, kWidth);
         }
     }
-    Count(ioState, inTo.Bytes() * 3);
+    CountBytes(ioState, inTo.Bytes() * 3);
 }
 
 void Dissolve(benchmark::State& ioState, const Frames& inFrames)
@@ -169,7 +164,7 @@ void Dissolve(benchmark::State& ioState, const Frames& inFrames)
             ioState.SkipWithError("dissolving failed");
         }
     }
-    Count(ioState, inFrames.Bytes() * 3);
+    CountBytes(ioState, inFrames.Bytes() * 3);
 }
 
 void Accumulate(benchmark::State& ioState, const Frames& inFrames, std::size_t inCount)
@@ -194,7 +189,7 @@ void Accumulate(benchmark::State& ioState, const Frames& inFrames, std::size_t i
             ioState.SkipWithError("summing failed");
         }
     }
-    Count(ioState, inFrames.Bytes() * (inCount + 1));
+    CountBytes(ioState, inFrames.Bytes() * (inCount + 1));
 }
 
 // Two charts that the program keeps, the second with an alpha of 0.6 where its format has one.

@@ -1,5 +1,4 @@
 #include <benchmark/benchmark.h>
-#include <cstring>
 
 extern "C"
 {
@@ -14,6 +13,7 @@ extern "C"
 namespace
 {
 
+using BenchPictures::CountBytes;
 using BenchPictures::Ring;
 
 constexpr int kWidth = 1920;
@@ -42,22 +42,9 @@ constexpr Case kBgraFloat = {0x104, kPixels * 16, kWidth * 16, AV_PIX_FMT_NONE};
 constexpr Case kBgraLinear = {0x908, kPixels * 16, kWidth * 16, AV_PIX_FMT_NONE};
 constexpr Case kVuya = {0x006, kPixels * 4, kWidth * 4, AV_PIX_FMT_NONE};
 
-void CountFrames(benchmark::State& ioState, std::size_t inBytes)
-{
-    ioState.SetBytesProcessed(static_cast<std::int64_t>(ioState.iterations()) *
-                              static_cast<std::int64_t>(inBytes));
-}
-
 void Memcpy(benchmark::State& ioState)
 {
-    Ring source(kRing, kBgra.bytesPerFrame);
-    Ring target(kRing, kBgra.bytesPerFrame);
-    for (auto _ : ioState)
-    {
-        std::memcpy(target.Next(), source.Next(), kBgra.bytesPerFrame);
-        benchmark::ClobberMemory();
-    }
-    CountFrames(ioState, kBgra.bytesPerFrame * 2);
+    BenchPictures::MeasureMemcpy(ioState, kRing, kBgra.bytesPerFrame);
 }
 
 void Ours(benchmark::State& ioState, const Case& inFrom, const Case& inTo)
@@ -76,7 +63,7 @@ void Ours(benchmark::State& ioState, const Case& inFrom, const Case& inTo)
             ioState.SkipWithError("conversion failed");
         }
     }
-    CountFrames(ioState, inFrom.bytesPerFrame + inTo.bytesPerFrame);
+    CountBytes(ioState, inFrom.bytesPerFrame + inTo.bytesPerFrame);
 }
 
 void Swscale(benchmark::State& ioState, const Case& inFrom, const Case& inTo, int inFlags)
@@ -100,7 +87,7 @@ void Swscale(benchmark::State& ioState, const Case& inFrom, const Case& inTo, in
         sws_scale(context, planes, strides, 0, kHeight, targets, targetStrides);
     }
     sws_freeContext(context);
-    CountFrames(ioState, inFrom.bytesPerFrame + inTo.bytesPerFrame);
+    CountBytes(ioState, inFrom.bytesPerFrame + inTo.bytesPerFrame);
 }
 
 }

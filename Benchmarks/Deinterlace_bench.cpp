@@ -1,5 +1,4 @@
 #include <benchmark/benchmark.h>
-#include <cstring>
 #include <string>
 
 #include "BenchPictures.h"
@@ -16,6 +15,7 @@
 namespace
 {
 
+using BenchPictures::CountBytes;
 using BenchPictures::Ring;
 
 constexpr int kWidth = 1920;
@@ -43,22 +43,9 @@ constexpr Case kBgra = {0x004, kPixels * 4, kWidth * 4};
 constexpr Case kBgra16 = {0x204, kPixels * 8, kWidth * 8};
 constexpr Case kBgrpLinear = {0x908, kPixels * 16, kWidth * 16};
 
-void CountBytes(benchmark::State& ioState, std::size_t inBytes)
-{
-    ioState.SetBytesProcessed(static_cast<std::int64_t>(ioState.iterations()) *
-                              static_cast<std::int64_t>(inBytes));
-}
-
 void Memcpy(benchmark::State& ioState)
 {
-    Ring source(kRing, kBgra.bytesPerFrame);
-    Ring target(kRing, kBgra.bytesPerFrame);
-    for (auto _ : ioState)
-    {
-        std::memcpy(target.Next(), source.Next(), kBgra.bytesPerFrame);
-        benchmark::ClobberMemory();
-    }
-    CountBytes(ioState, kBgra.bytesPerFrame * 2);
+    BenchPictures::MeasureMemcpy(ioState, kRing, kBgra.bytesPerFrame);
 }
 
 // Noise, whose alphas differ everywhere, is the slowest that straight pixels can be; equal ones are what

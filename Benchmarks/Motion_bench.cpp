@@ -16,6 +16,7 @@ extern "C"
 namespace
 {
 
+using BenchPictures::CountBytes;
 using BenchPictures::Ring;
 
 constexpr std::size_t kRing = 8;
@@ -92,15 +93,7 @@ IR_MotionSettings SettingsOf(const Move& inMove)
 
 void Memcpy(benchmark::State& ioState)
 {
-    Ring source(kRing, kStraight.Bytes());
-    Ring target(kRing, kStraight.Bytes());
-    for (auto _ : ioState)
-    {
-        std::memcpy(target.Next(), source.Next(), kStraight.Bytes());
-        benchmark::ClobberMemory();
-    }
-    ioState.SetBytesProcessed(static_cast<std::int64_t>(ioState.iterations()) *
-                              static_cast<std::int64_t>(kStraight.Bytes() * 2));
+    BenchPictures::MeasureMemcpy(ioState, kRing, kStraight.Bytes());
 }
 
 void MakeFloats(Ring& ioRing, const Frames& inFrames)
@@ -150,8 +143,7 @@ void Ours(benchmark::State& ioState, const Frames& inFrom, const Frames& inTo, c
         }
     }
     const std::size_t bytes = inFrom.Bytes() + inTo.Bytes() * (inMove.hasPicture != 0 && !inIsOpaque ? 2 : 1);
-    ioState.SetBytesProcessed(static_cast<std::int64_t>(ioState.iterations()) *
-                              static_cast<std::int64_t>(bytes));
+    CountBytes(ioState, bytes);
 }
 
 void Swscale(benchmark::State& ioState, int inFlags)
@@ -169,8 +161,7 @@ void Swscale(benchmark::State& ioState, int inFlags)
         sws_scale(context, planes, strides, 0, 2 * kHeight, targets, targetStrides);
     }
     sws_freeContext(context);
-    ioState.SetBytesProcessed(static_cast<std::int64_t>(ioState.iterations()) *
-                              static_cast<std::int64_t>(kLargeOpaque.Bytes() + kOpaque.Bytes()));
+    CountBytes(ioState, kLargeOpaque.Bytes() + kOpaque.Bytes());
 }
 
 }
