@@ -9,6 +9,7 @@
 
 #include "BE/IVideoSource.h"
 #include "CutlistRenderParams.h"
+#include "MF/CutlistProvider.h"
 #include "RenderableNodePrefetch.h"
 #include "TVK/Exceptions.h"
 #include "TVK/ParamTypes.h"
@@ -77,5 +78,61 @@ VIDEORENDERER_EXPORT IRenderableSourceRef CreateRenderableSource(
     bool inInvertAlpha, const norviktypes::FrameRate& inFrameRate, norviktypes::FieldType inFieldType,
     const norviktypes::PixelAspectRatio& inPixelAspectRatio, const norviktypes::ColorProfile& inColorProfile,
     const norvik::WString& inPrefetchLabel);
+
+// The source of a whole sequence, rendered through its cutlists as they stand now.
+//
+// inProvider     gives both cutlists, and the field type as a face of its own.
+// inFrameRate    of the sequence.
+// inCutlistName  selects a stream of the sequence; null is its picture.
+//
+// A sequence of fields, and any at the highest quality, comes out at the size of the sequence instead of the
+// one asked for, so that its fields stay apart; below medium quality in an even height instead. A scaler
+// goes outside of it. Throws TVK::NullInterfaceException for a provider that is empty or cannot tell its
+// field type.
+VIDEORENDERER_EXPORT IRenderableSourceRef CreateRenderableCutlistSource(
+    const MF::IRenderableCutlistProviderRef& inProvider, const norviktypes::FrameRate& inFrameRate,
+    const norvik::utility::ImmutableString& inCutlistName);
+
+// The source of a stream that fills frames made by its caller (BE::IVideoSource::GetVideoFrame).
+//
+// inStartTime         origin of the frame grid. It is handed to the stream with every request, as are
+// inEndTime, inStreamFlag and inStreamValue, which mean something to the stream only.
+// inFrameRate         rate to report and to align times to; times are not converted to the stream's rate.
+// The others are as for CreateRenderableSource. Frames found in the shared cache come out as they are.
+VIDEORENDERER_EXPORT IRenderableSourceRef CreateRenderableGetVideoSource(
+    const BE::IVideoSourceRef& inSource, const MF::BinaryData& inBinaryData,
+    const norviktypes::TickTime& inStartTime, const norviktypes::TickTime& inEndTime,
+    const TVK::ParamColor<unsigned long>& inMatte, norviktypes::AlphaChannel inAlpha, bool inIgnoreAlpha,
+    bool inInvertAlpha, bool inStreamFlag, const double& inStreamValue,
+    const norviktypes::FrameRate& inFrameRate, const norvik::WString& inPrefetchLabel);
+
+// Decorators. Each owns inSource and passes on what it does not change; an empty inSource throws
+// TVK::NullInterfaceException from the first operation. They throw what inSource throws, and
+// RenderRequestException where an operation on a frame fails.
+
+// Frames of the size, the pixel aspect and the field order that are asked for, whatever inSource gives. The
+// fields of a frame are scaled apart from each other. Scaled-down frames of fields give one field to a
+// progressive request: the one that is nearer in time. An odd height with fields comes out one line higher.
+// Below medium quality a frame of full size is left to whoever displays it. Where there is no memory for
+// the scaled frame, that of inSource is passed on.
+VIDEORENDERER_EXPORT IRenderableSourceRef ScaleAndPARCorrectSource(const IRenderableSourceRef& inSource);
+
+// Progressive frames, made of one field of each frame.
+VIDEORENDERER_EXPORT IRenderableSourceRef DeinterlaceSource(const IRenderableSourceRef& inSource);
+
+// Fields change places, in time and on their lines: upper field first becomes lower field first, while the
+// picture moves on as it did.
+VIDEORENDERER_EXPORT IRenderableSourceRef FieldReverseSource(const IRenderableSourceRef& inSource);
+
+// Fields change places in time only, for a stream whose order was told wrong.
+VIDEORENDERER_EXPORT IRenderableSourceRef ReverseFieldDominanceOfSource(const IRenderableSourceRef& inSource);
+
+// One frame of fields from two successive frames, at twice the speed of inSource: a time here is half the
+// time there.
+VIDEORENDERER_EXPORT IRenderableSourceRef
+InterlaceConsecutiveFramesFromSource(const IRenderableSourceRef& inSource);
+
+// Frames filtered vertically, so that thin lines do not flicker where fields are shown one by one.
+VIDEORENDERER_EXPORT IRenderableSourceRef RemoveFlickerFromSource(const IRenderableSourceRef& inSource);
 
 } // namespace ML

@@ -1,25 +1,15 @@
 #include "RenderableVideoSource.h"
 
-#include "IR/ImageRoutines.h"
 #include "MF/Geometry.h"
+#include "RenderableSourceDecorator.h"
 #include "StreamFacts.h"
-#include "VF/VideoFrame.h"
-#include "VF/VideoFrameManipulators.h"
 #include "VideoSourcePrefetcher.h"
-
-#include <new>
 
 namespace ML
 {
 
 namespace
 {
-
-// The image routines' code of an 8-bit straight BGRA colour, which a matte is handed over as.
-constexpr std::uint32_t kMatteColorCode = 4;
-// In a code of the image routines: straight alpha, premultiplied alpha.
-constexpr std::uint32_t kStraightCodeBit = 4;
-constexpr std::uint32_t kPremultipliedCodeBit = 8;
 
 // A frame of interlaced media must split into two fields of equal length.
 norviktypes::FrameRate RateForFields(const norviktypes::FrameRate& inRate, norviktypes::FieldType inFieldType)
@@ -34,31 +24,6 @@ bool MayBeInterlaced(norviktypes::FieldType inType)
     return norviktypes::IsInterlaced(inType) || inType == norviktypes::kFieldType_FromSource;
 }
 
-MF::IVideoFrameRef Writeable(const MF::IVideoFrameRef& inFrame, norviktypes::RenderQuality inQuality)
-{
-    MF::IVideoFrameRef frame = VF::MakeWriteableVideoFrame(inFrame, inQuality);
-    if (!frame)
-    {
-        throw TVK::NullInterfaceException();
-    }
-    return frame;
-}
-
-void ThrowIfFailed(std::int32_t inStatus)
-{
-    if (inStatus < 0)
-    {
-        throw RenderRequestException(inStatus);
-    }
-}
-
-std::uint32_t PropertiesOf(const MF::IVideoFrameRef& inFrame)
-{
-    norviktypes::PixelFormat format;
-    inFrame->GetPixelFormat(format);
-    return format.mProperties;
-}
-
 } // namespace
 
 RenderableVideoSource::RenderableVideoSource(
@@ -69,10 +34,7 @@ RenderableVideoSource::RenderableVideoSource(
     const norvik::WString& inPrefetchLabel)
     : mVideoSource(inSource)
     , mBinaryData(inBinaryData)
-    , mMatteColor(inMatte)
-    , mAlphaChannel(inAlpha)
-    , mIgnoreAlpha(inIgnoreAlpha)
-    , mInvertAlpha(inInvertAlpha)
+    , mAlpha{inAlpha, inMatte, inIgnoreAlpha, inInvertAlpha}
     , mFrameRate(RateForFields(inFrameRate, inFieldType))
     , mFieldType(inFieldType)
     , mStreamFieldType(inSource ? inSource->GetFieldType() : inFieldType)
@@ -210,74 +172,13 @@ void RenderableVideoSource::Render(const MF::FrameTime& inTime, const CutlistRen
     MF::IVideoFrameRef frame;
     const std::int32_t status = mVideoSource->GetRenderedFrame(request.mTime, request.mFormat, mBinaryData,
                                                                mColorProfile, false, frame);
-    ThrowIfFailed(status);
-    if (frame->MayHaveTransparency() && norviktypes::IsPackedFourComponent(PropertiesOf(frame)))
+    if (status < 0)
     {
-        ConformTransparency(frame, inRenderParams.mRenderQuality);
+        throw RenderRequestException(status);
     }
+    mAlpha.Conform(frame, inRenderParams.mRenderQuality);
     ConformPixelAspectRatio(frame, inRenderParams);
     outFrame = frame;
-}
-
-void RenderableVideoSource::ConformTransparency(MF::IVideoFrameRef& ioFrame,
-                                                norviktypes::RenderQuality inQuality) const
-{
-    if (mIgnoreAlpha || mInvertAlpha)
-    {
-        ioFrame = Writeable(ioFrame, inQuality);
-        ThrowIfFailed(mIgnoreAlpha ? VF::VideoFrameManipulators::OpaqueAlpha(ioFrame)
-                                   : VF::VideoFrameManipulators::InvertAlpha(ioFrame));
-        ioFrame->ClearContentRect();
-    }
-    if (!mIgnoreAlpha)
-    {
-        ConformAlpha(ioFrame, inQuality);
-    }
-}
-
-void RenderableVideoSource::ConformAlpha(MF::IVideoFrameRef& ioFrame,
-                                         norviktypes::RenderQuality inQuality) const
-{
-    const std::uint32_t properties = PropertiesOf(ioFrame);
-    const bool isPremultipliedRGB = mAlphaChannel == norviktypes::kAlphaChannel_Premultiplied &&
-                                    ioFrame->GetAlphaType() != norviktypes::kAlphaChannel_None &&
-                                    norviktypes::IsPackedFourComponent(properties) &&
-                                    !norviktypes::IsYUV(properties) && VF::IVideoFrameRasterRef(ioFrame);
-    if (isPremultipliedRGB)
-    {
-        ioFrame = Writeable(ioFrame, inQuality);
-        UnPremultiply(ioFrame, inQuality);
-        // Straight now, even where the frame's format says premultiplied: what follows goes by this.
-        ioFrame->SetAlphaType(norviktypes::kAlphaChannel_Straight);
-    }
-    else if (ioFrame->GetAlphaType() != mAlphaChannel)
-    {
-        ioFrame = Writeable(ioFrame, inQuality);
-        ioFrame->SetAlphaType(mAlphaChannel);
-    }
-}
-
-void RenderableVideoSource::UnPremultiply(const MF::IVideoFrameRef& inFrame,
-                                          norviktypes::RenderQuality inQuality) const
-{
-    norviktypes::PixelFormat format;
-    inFrame->GetPixelFormat(format);
-    TVK::Rect bounds;
-    inFrame->GetBounds(bounds);
-    const std::uint32_t code = VF::BEPixelFormatToIRPixelFormat(format);
-    void* pixels = VF::IVideoFramePixelsRef(inFrame)->GetPixels();
-    const std::int32_t rowBytes = VF::IVideoFrameRasterRef(inFrame)->GetRowBytes();
-
-    if (mMatteColor.RGB() != 0)
-    {
-        const std::uint8_t matte[4] = {mMatteColor.Blue(), mMatteColor.Green(), mMatteColor.Red(), 255};
-        ThrowIfFailed(IR_UnPremultiplyAgainstMatteColor(pixels, rowBytes, code, bounds.Width(),
-                                                        bounds.Height(), matte, kMatteColorCode, inQuality));
-        return;
-    }
-    const std::uint32_t premultipliedCode = (code & ~kStraightCodeBit) | kPremultipliedCodeBit;
-    ThrowIfFailed(IR_Convert(pixels, rowBytes, premultipliedCode, pixels, rowBytes, code, bounds.Width(),
-                             bounds.Height(), inQuality));
 }
 
 void RenderableVideoSource::ConformPixelAspectRatio(MF::IVideoFrameRef& ioFrame,
@@ -293,7 +194,7 @@ void RenderableVideoSource::ConformPixelAspectRatio(MF::IVideoFrameRef& ioFrame,
     ioFrame->GetPixelAspectRatio(present);
     if (wanted != present)
     {
-        ioFrame = Writeable(ioFrame, inRenderParams.mRenderQuality);
+        ioFrame = MakeWriteable(ioFrame, inRenderParams.mRenderQuality);
         ioFrame->SetPixelAspectRatio(wanted);
     }
 }
@@ -305,17 +206,9 @@ IRenderableSourceRef CreateRenderableSource(
     const norviktypes::PixelAspectRatio& inPixelAspectRatio, const norviktypes::ColorProfile& inColorProfile,
     const norvik::WString& inPrefetchLabel)
 {
-    try
-    {
-        const TVK::InterfaceRef<RenderableVideoSource> source(new RenderableVideoSource(
-            inSource, inBinaryData, inAlpha, inMatte, inIgnoreAlpha, inInvertAlpha, inFrameRate, inFieldType,
-            inPixelAspectRatio, inColorProfile, inPrefetchLabel));
-        return source;
-    }
-    catch (const std::bad_alloc&)
-    {
-        throw TVK::NullInterfaceException();
-    }
+    return MakeSource<RenderableVideoSource>(inSource, inBinaryData, inAlpha, inMatte, inIgnoreAlpha,
+                                             inInvertAlpha, inFrameRate, inFieldType, inPixelAspectRatio,
+                                             inColorProfile, inPrefetchLabel);
 }
 
 } // namespace ML

@@ -8,6 +8,7 @@
 #pragma once
 
 #include "RenderableSources.h"
+#include "StreamAlpha.h"
 #include "TVK/Allocated.h"
 
 namespace ML
@@ -49,18 +50,12 @@ private:
     norviktypes::FrameRate FrameRateOnGrid(bool inHasGrid) const;
     norviktypes::FrameRate FieldRateOnGrid(bool inHasGrid) const;
     norviktypes::FieldType OrderOfFrame(const MF::FrameTime& inTime) const;
-    void ConformTransparency(MF::IVideoFrameRef& ioFrame, norviktypes::RenderQuality inQuality) const;
-    void ConformAlpha(MF::IVideoFrameRef& ioFrame, norviktypes::RenderQuality inQuality) const;
-    void UnPremultiply(const MF::IVideoFrameRef& inFrame, norviktypes::RenderQuality inQuality) const;
     void ConformPixelAspectRatio(MF::IVideoFrameRef& ioFrame,
                                  const CutlistRenderParams& inRenderParams) const;
 
     const BE::IVideoSourceRef mVideoSource;
     const MF::BinaryData mBinaryData;
-    const TVK::ParamColor<unsigned long> mMatteColor;
-    const norviktypes::AlphaChannel mAlphaChannel;
-    const bool mIgnoreAlpha;
-    const bool mInvertAlpha;
+    const StreamAlpha mAlpha;
     const norviktypes::FrameRate mFrameRate;
     const norviktypes::FieldType mFieldType;
     const norviktypes::FieldType mStreamFieldType;
