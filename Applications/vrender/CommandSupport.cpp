@@ -23,6 +23,17 @@ constexpr std::int64_t kMostStreams = 100000;
 constexpr std::int32_t kLargestSide = 16384;
 constexpr std::uint64_t kLargestRatio = std::uint64_t{1} << 46;
 
+// Pictures of an overview are small and asked for again and again; whoever renders asks for a frame once.
+std::optional<std::string> DiskCacheOf(const Options& inOptions)
+{
+    if (!inOptions.mDiskCache.empty())
+    {
+        return ParseDiskCache("--disk-cache", inOptions.mDiskCache);
+    }
+    const bool isOverview = (inOptions.mCommand & (kCommand_Thumbnails | kCommand_ContactSheet)) != 0;
+    return isOverview ? std::optional<std::string>(std::string()) : std::nullopt;
+}
+
 std::unique_ptr<Session::HostSession> OpenHost(const Options& inOptions, Session::AccessPattern inPattern)
 {
     Session::HostSettings settings;
@@ -37,6 +48,7 @@ std::unique_ptr<Session::HostSession> OpenHost(const Options& inOptions, Session
         settings.mMemoryBytes = ParseMemory("--memory", inOptions.mMemory);
     }
     settings.mCpuTarget = inOptions.mCpu == "auto" ? "" : inOptions.mCpu;
+    settings.mDiskCache = DiskCacheOf(inOptions);
     try
     {
         return std::make_unique<Session::HostSession>(settings);
@@ -118,6 +130,10 @@ OpenInput OpenInputOf(const Options& inOptions, Session::AccessPattern inPattern
         throw ToolError(isWrongStream ? ExitCode::kUsage : CodeOf(error.mKind), error.mText);
     }
     input.mTimeline = TimelineOf(*input.mClip, inOptions.mInput, inStillRate);
+    if ((inOptions.mCommand & kCommand_Pictures) != 0)
+    {
+        input.mService = std::make_unique<Session::RenderService>();
+    }
     return input;
 }
 
@@ -213,16 +229,29 @@ std::int64_t WindowOf(const OpenInput& inInput, const Session::RenderRequest& in
     return WindowFrames(inInput.mHost->Threads(), inInput.mHost->Shares().mWindowBytes, weight);
 }
 
+FrameFeed::Settings FramesOf(const OpenInput& inInput, const Session::RenderRequest& inRequest,
+                             std::uint64_t inLaidOutBytes)
+{
+    FrameFeed::Settings frames;
+    frames.mService = inInput.mService.get();
+    frames.mClip = inInput.mClip.get();
+    frames.mRequest = inRequest;
+    frames.mWindow = WindowOf(inInput, inRequest, inLaidOutBytes);
+    return frames;
+}
+
 PipelineJob JobFor(const OpenInput& inInput, const Options& inOptions, const PictureSize& inSize,
                    FrameWriter& inWriter)
 {
     PipelineJob job;
-    job.mClip = inInput.mClip.get();
+    job.mFrames = FramesOf(inInput, RequestFor(inWriter, inOptions, inSize), inWriter.LaidOutBytes());
     job.mWriter = &inWriter;
-    job.mRequest = RequestFor(inWriter, inOptions, inSize);
     job.mThreads = inInput.mHost->Threads();
-    job.mWindow = WindowOf(inInput, job.mRequest, inWriter.LaidOutBytes());
     job.mPrintChecksums = inOptions.mChecksum;
+    if (DiskCacheOf(inOptions))
+    {
+        job.mFrames.mUrgency = Session::Urgency::kLow;
+    }
     return job;
 }
 
@@ -247,7 +276,7 @@ ExitCode WriteFrames(PipelineJob& ioJob)
         const std::string part = ioJob.mWriter->PartName();
         console::Say(fmt::format("ended by {} after {} of {} frames{}",
                                  result.mSignal == SIGINT ? "SIGINT" : "SIGTERM", result.mWritten,
-                                 ioJob.mCount, part.empty() ? "" : "; they are in " + part));
+                                 ioJob.mFrames.mCount, part.empty() ? "" : "; they are in " + part));
         return result.mSignal == SIGINT ? ExitCode::kInterrupted : ExitCode::kTerminated;
     }
     ioJob.mWriter->Commit();

@@ -23,6 +23,7 @@ struct OpenInput
     std::unique_ptr<Session::HostSession> mHost; // outlives the clip
     std::unique_ptr<Session::Clip> mClip;
     Timeline mTimeline;
+    std::unique_ptr<Session::RenderService> mService; // ends before the clip; null where nothing is rendered
 };
 
 // inStillRate: frames a second that an input without a rate of its own is given.
@@ -52,6 +53,8 @@ std::int64_t WindowOf(const OpenInput& inInput, const Session::RenderRequest& in
 
 // What every list of frames has in common: all but how many there are, when they are shown and how they are
 // numbered.
+FrameFeed::Settings FramesOf(const OpenInput& inInput, const Session::RenderRequest& inRequest,
+                             std::uint64_t inLaidOutBytes);
 PipelineJob JobFor(const OpenInput& inInput, const Options& inOptions, const PictureSize& inSize,
                    FrameWriter& inWriter);
 

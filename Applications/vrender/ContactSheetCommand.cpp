@@ -108,6 +108,7 @@ public:
                    static_cast<std::uint32_t>(inGrid.mPicture.mHeight),
                    norviktypes::kPixelFormat_BGRX_4444_8u, ParseQuality(inOptions.mQuality)}
         , mSheet(NewSheet(inGrid.Sheet()))
+        , mFeed(FrameSettings())
     {
     }
 
@@ -117,6 +118,7 @@ public:
 
 private:
     void Work();
+    FrameFeed::Settings FrameSettings() const;
     void PaintCell(std::size_t inCell);
 
     const OpenInput& mInput;
@@ -124,17 +126,25 @@ private:
     const std::vector<std::int64_t>& mFrames;
     const Session::RenderRequest mRequest;
     const MF::IVideoFrameRef mSheet;
-    std::atomic<std::size_t> mNext{0};
     std::atomic<std::int64_t> mFailures{0};
     std::mutex mMutex; // guards mCause
     std::exception_ptr mCause;
+    FrameFeed mFeed;
 };
+
+FrameFeed::Settings SheetPainter::FrameSettings() const
+{
+    FrameFeed::Settings frames = FramesOf(mInput, mRequest, 0);
+    frames.mUrgency = Session::Urgency::kLow;
+    frames.mCount = static_cast<std::int64_t>(mFrames.size());
+    frames.mTimeOf = [this](std::int64_t inCell)
+    { return mInput.mTimeline.mFrameStart(mFrames[static_cast<std::size_t>(inCell)]); };
+    return frames;
+}
 
 std::int64_t SheetPainter::Paint()
 {
-    const auto inFlight = static_cast<std::size_t>(WindowOf(mInput, mRequest, 0));
-    const std::size_t count = std::min({std::size_t{mInput.mHost->Threads()}, inFlight, mFrames.size()});
-    RunOnThreads(count, [this] { Work(); });
+    RunOnThreads(std::min(std::size_t{mInput.mHost->Threads()}, mFrames.size()), [this] { Work(); });
     if (mCause)
     {
         std::rethrow_exception(mCause);
@@ -146,14 +156,17 @@ void SheetPainter::Work()
 {
     try
     {
-        for (std::size_t cell = mNext++; cell < mFrames.size(); cell = mNext++)
+        FrameFeed::Frame frame;
+        while (mFeed.Take(frame))
         {
-            PaintCell(cell);
+            PaintCell(static_cast<std::size_t>(frame.mIndex));
+            frame.mHold.reset();
+            mFeed.Advance();
         }
     }
     catch (...)
     {
-        mNext = mFrames.size();
+        mFeed.Stop();
         const std::lock_guard<std::mutex> lock(mMutex);
         mCause = std::current_exception();
     }

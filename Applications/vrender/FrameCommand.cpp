@@ -22,8 +22,8 @@ ExitCode RunFrame(const Options& inOptions)
                : CreateStillsWriter(output, [&output](std::int64_t) { return output.mPath; });
 
     PipelineJob job = JobFor(input, inOptions, size, *writer);
-    job.mCount = 1;
-    job.mTimeOf = [&](std::int64_t) { return input.mTimeline.mFrameStart(frame); };
+    job.mFrames.mCount = 1;
+    job.mFrames.mTimeOf = [&](std::int64_t) { return input.mTimeline.mFrameStart(frame); };
     job.mNumberOf = [&](std::int64_t) { return frame; };
     return WriteFrames(job);
 }

@@ -200,8 +200,8 @@ ExitCode RunRender(const Options& inOptions)
     SayWhatIsLeftOut(input, schedule, inOptions, *writer);
 
     PipelineJob job = JobFor(input, inOptions, size, *writer);
-    job.mCount = schedule.mCount;
-    job.mTimeOf = [&](std::int64_t inIndex)
+    job.mFrames.mCount = schedule.mCount;
+    job.mFrames.mTimeOf = [&](std::int64_t inIndex)
     {
         return schedule.mByClock ? schedule.mRange.mStart + ClockTime(inIndex, schedule.mRate)
                                  : input.mTimeline.mFrameStart(schedule.mRange.mFirst + inIndex);

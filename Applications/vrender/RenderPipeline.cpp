@@ -40,7 +40,8 @@ class Pipeline
 public:
     explicit Pipeline(const PipelineJob& inJob)
         : mJob(inJob)
-        , mSlots(static_cast<std::size_t>(std::max<std::int64_t>(1, inJob.mWindow)))
+        , mSlots(static_cast<std::size_t>(std::max<std::int64_t>(1, inJob.mFrames.mWindow)))
+        , mFeed(inJob.mFrames)
     {
     }
 
@@ -48,8 +49,7 @@ public:
 
 private:
     void Work();
-    bool TakeNumber(std::int64_t& outIndex);
-    Slot MakeFrame(std::int64_t inIndex) const;
+    Slot MakeFrame(FrameFeed::Frame inFrame) const;
     void Deliver(std::int64_t inIndex, Slot inSlot);
     void Stop(const std::exception_ptr& inCause);
 
@@ -68,17 +68,17 @@ private:
     // Guards all that follows; held for moments only, never while a frame is made or written.
     std::mutex mMutex;
     std::condition_variable mFrameIsReady;
-    std::condition_variable mSlotIsFree;
-    std::vector<Slot> mSlots; // ring over frame indices
-    std::int64_t mNext = 0;   // to be taken by a worker
+    std::vector<Slot> mSlots; // ring over frame indices, of the feed's window
     std::int64_t mWrittenUpTo = 0;
     bool mStopping = false;
     std::exception_ptr mCause;
+
+    FrameFeed mFeed;
 };
 
 PipelineResult Pipeline::Run()
 {
-    const std::int64_t count = std::min<std::int64_t>(mJob.mThreads, mJob.mCount);
+    const std::int64_t count = std::min<std::int64_t>(mJob.mThreads, mJob.mFrames.mCount);
     std::vector<std::thread> workers;
     try
     {
@@ -106,21 +106,24 @@ PipelineResult Pipeline::Run()
 
 void Pipeline::Stop(const std::exception_ptr& inCause)
 {
-    const std::lock_guard<std::mutex> lock(mMutex);
-    mStopping = true;
-    mCause = mCause ? mCause : inCause;
-    mSlotIsFree.notify_all();
-    mFrameIsReady.notify_all();
+    {
+        const std::lock_guard<std::mutex> lock(mMutex);
+        mStopping = true;
+        mCause = mCause ? mCause : inCause;
+        mFrameIsReady.notify_all();
+    }
+    mFeed.Stop();
 }
 
 void Pipeline::Work()
 {
     try
     {
-        std::int64_t index = 0;
-        while (TakeNumber(index))
+        FrameFeed::Frame frame;
+        while (mFeed.Take(frame))
         {
-            Deliver(index, MakeFrame(index));
+            const std::int64_t index = frame.mIndex;
+            Deliver(index, MakeFrame(std::move(frame)));
         }
     }
     catch (...)
@@ -129,33 +132,20 @@ void Pipeline::Work()
     }
 }
 
-bool Pipeline::TakeNumber(std::int64_t& outIndex)
-{
-    std::unique_lock<std::mutex> lock(mMutex);
-    const auto window = static_cast<std::int64_t>(mSlots.size());
-    mSlotIsFree.wait(lock,
-                     [&] { return mStopping || mNext >= mJob.mCount || mNext < mWrittenUpTo + window; });
-    if (mStopping || mNext >= mJob.mCount)
-    {
-        return false;
-    }
-    outIndex = mNext++;
-    return true;
-}
-
-Slot Pipeline::MakeFrame(std::int64_t inIndex) const
+// What was read for the frame is let go at the end.
+Slot Pipeline::MakeFrame(FrameFeed::Frame inFrame) const
 {
     Slot slot;
     slot.mIsReady = true;
-    const norviktypes::TickTime time = mJob.mTimeOf(inIndex);
+    const norviktypes::TickTime time = mJob.mFrames.mTimeOf(inFrame.mIndex);
     MF::IVideoFrameRef frame;
     try
     {
-        frame = mJob.mClip->Render(time, mJob.mRequest);
+        frame = mJob.mFrames.mClip->Render(time, mJob.mFrames.mRequest);
     }
     catch (const ML::RenderRequestException&)
     {
-        slot.mFailure = mJob.mClip->FailureAt(time);
+        slot.mFailure = mJob.mFrames.mClip->FailureAt(time);
         return slot;
     }
     slot.mFrame = mJob.mWriter->Prepare(frame);
@@ -196,7 +186,7 @@ bool Pipeline::WaitFor(std::int64_t inIndex, Slot& outSlot)
 
 void Pipeline::WriteFrames()
 {
-    for (std::int64_t index = 0; index < mJob.mCount; ++index)
+    for (std::int64_t index = 0; index < mJob.mFrames.mCount; ++index)
     {
         Slot slot;
         if (signals::Pending() != 0 || !WaitFor(index, slot))
@@ -205,9 +195,11 @@ void Pipeline::WriteFrames()
             return;
         }
         WriteOne(index, slot);
-        const std::lock_guard<std::mutex> lock(mMutex);
-        mWrittenUpTo = index + 1;
-        mSlotIsFree.notify_all();
+        {
+            const std::lock_guard<std::mutex> lock(mMutex);
+            mWrittenUpTo = index + 1;
+        }
+        mFeed.Advance();
     }
 }
 
@@ -250,9 +242,9 @@ EncoderFrame Pipeline::Substitute(const Slot& inSlot)
 EncoderFrame Pipeline::BlackFrame() const
 {
     MF::IVideoFrameRef frame;
-    const std::int32_t status =
-        VF::CreateVideoFrame(frame, mJob.mRequest.mPixelFormat, mJob.mRequest.mWidth, mJob.mRequest.mHeight,
-                             norviktypes::kPixelAspectRatio_Square, true, false);
+    const std::int32_t status = VF::CreateVideoFrame(
+        frame, mJob.mFrames.mRequest.mPixelFormat, mJob.mFrames.mRequest.mWidth,
+        mJob.mFrames.mRequest.mHeight, norviktypes::kPixelAspectRatio_Square, true, false);
     if (status < 0)
     {
         throw std::bad_alloc();

@@ -1,8 +1,8 @@
 #pragma once
 
+#include "Applications/vrender/FrameFeed.h"
 #include "Applications/vrender/Progress.h"
 #include "Applications/vrender/Writers.h"
-#include "ReferenceHost/Session/Clip.h"
 
 #include <cstdint>
 #include <functional>
@@ -11,13 +11,13 @@
 // Renders a list of frames on many threads and hands them to a writer in their order.
 //
 // Order of work:
-//   1. Workers take the numbers of frames one after the other, render them, lay them out for the
-//      encoder and sum them up. None runs further ahead of the writer than the window allows, so that
-//      memory stays bounded however slow the writer is.
-//   2. The calling thread takes the frames in order and writes them.
-//   3. A frame that can't be made is replaced by the one before it (by black before the first good
+//   1. A window of frames is ordered from the render service, which reads their media ahead. It goes no
+//      further ahead of the writer than that, so that memory stays bounded however slow the writer is.
+//   2. Workers take the frames that have been read, render them, lay them out for the encoder and sum them up.
+//   3. The calling thread takes the frames in order, writes them, and orders the next.
+//   4. A frame that can't be made is replaced by the one before it (by black before the first good
 //      one), counted, and told of on stderr.
-//   4. SIGINT and SIGTERM end the list after the frame in hand.
+//   5. SIGINT and SIGTERM end the list after the frame in hand, and cancel what is ordered.
 //
 // Failures of the writer, and anything but a frame that can't be made, end the run with an exception.
 //
@@ -27,15 +27,11 @@ namespace vrender
 
 struct PipelineJob
 {
-    const Session::Clip* mClip = nullptr;
+    FrameFeed::Settings mFrames;
     FrameWriter* mWriter = nullptr;
-    Session::RenderRequest mRequest;
-    std::int64_t mCount = 0;
-    std::function<norviktypes::TickTime(std::int64_t)> mTimeOf; // of the n-th frame of the list
     // Number that checksum lines give to the n-th frame.
     std::function<std::int64_t(std::int64_t)> mNumberOf;
     std::uint32_t mThreads = 1;
-    std::int64_t mWindow = 1; // frames in flight
     bool mPrintChecksums = false;
     Progress* mProgress = nullptr; // may be null
 };

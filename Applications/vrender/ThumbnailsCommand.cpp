@@ -66,8 +66,9 @@ ExitCode RunThumbnails(const Options& inOptions)
                            });
 
     PipelineJob job = JobFor(input, inOptions, size, *writer);
-    job.mCount = output.mFrameCount;
-    job.mTimeOf = [&](std::int64_t inIndex)
+    job.mFrames.mUrgency = Session::Urgency::kLow;
+    job.mFrames.mCount = output.mFrameCount;
+    job.mFrames.mTimeOf = [&](std::int64_t inIndex)
     { return input.mTimeline.mFrameStart(frames[static_cast<std::size_t>(inIndex)]); };
     job.mNumberOf = [&](std::int64_t inIndex) { return frames[static_cast<std::size_t>(inIndex)]; };
     return WriteFrames(job);

@@ -116,7 +116,8 @@ TickTime Clip::FrameStart(std::int64_t inNumber) const
     return TickTime(after);
 }
 
-ML::CutlistRenderParams Clip::DescribeRender(const TickTime& inTime, const RenderRequest& inRequest) const
+ML::CutlistRenderParams Clip::DescribeRender(const TickTime& inTime, const RenderRequest& inRequest,
+                                             Urgency inUrgency) const
 {
     ML::CutlistRenderParams params;
     params.mFrameTime = MF::FrameTime(inTime);
@@ -143,16 +144,19 @@ ML::CutlistRenderParams Clip::DescribeRender(const TickTime& inTime, const Rende
     params.mScaleY = static_cast<double>(inRequest.mHeight) / mFacts.mHeight;
     params.mFrameRate = mFrameRate;
     params.mFieldType = mFacts.mFieldType;
+    params.mRenderFlags = inUrgency == Urgency::kLow ? ML::kRenderFlag_LowPriority : 0;
+    // The time that the stream really delivers: what is read ahead must be what is rendered.
+    MF::FrameTime conformed;
+    mRenderable->ConformFrameTime(params.mFrameTime, params, conformed);
+    params.mFrameTime = conformed;
     return params;
 }
 
 MF::IVideoFrameRef Clip::Render(const TickTime& inTime, const RenderRequest& inRequest) const
 {
-    const ML::CutlistRenderParams params = DescribeRender(inTime, inRequest);
-    MF::FrameTime conformed;
-    mRenderable->ConformFrameTime(params.mFrameTime, params, conformed);
+    const ML::CutlistRenderParams params = DescribeRender(inTime, inRequest, Urgency::kNormal);
     MF::IVideoFrameRef frame;
-    mRenderable->Render(conformed, params, frame);
+    mRenderable->Render(params, params, frame);
     // Streams never enlarge, and may deliver a format of their own.
     MF::IVideoFrameRef shaped;
     const std::int32_t status = ShapePicture(frame, inRequest, shaped);

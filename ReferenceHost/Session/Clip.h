@@ -5,6 +5,7 @@
 #include "ReferenceHost/Media/MediaFacts.h"
 #include "ReferenceHost/Media/OpenError.h"
 #include "ReferenceHost/Session/Pictures.h"
+#include "ReferenceHost/Session/RenderService.h"
 #include "RenderableSources.h"
 
 #include <cstdint>
@@ -55,10 +56,13 @@ public:
     // One line with the media's name and the cause, after Render has failed at inTime.
     std::string FailureAt(const norviktypes::TickTime& inTime) const;
 
+    // What Render asks the library for, and of whom: for those who have it read ahead.
+    const ML::IRenderableSourceRef& GetSource() const noexcept { return mRenderable; }
+    ML::CutlistRenderParams DescribeRender(const norviktypes::TickTime& inTime,
+                                           const RenderRequest& inRequest, Urgency inUrgency) const;
+
 private:
     Clip(BE::IVideoSourceRef inSource, Media::MediaFacts inFacts, std::string inPath);
-    ML::CutlistRenderParams DescribeRender(const norviktypes::TickTime& inTime,
-                                           const RenderRequest& inRequest) const;
 
     BE::IVideoSourceRef mSource;
     ML::IRenderableSourceRef mRenderable;

@@ -16,6 +16,12 @@
 namespace ML
 {
 
+// Values of mRenderFlags.
+inline constexpr std::uint32_t kRenderFlag_CacheAlways = 8;
+inline constexpr std::uint32_t kRenderFlag_CacheStills = 16; // frames that stand still for a while
+// Set by the library for requests of low priority: what they read may come from the disk cache.
+inline constexpr std::uint32_t kRenderFlag_LowPriority = 32;
+
 struct CutlistRenderParams
 {
     MF::FrameTime mFrameTime; // the time to render
@@ -35,7 +41,7 @@ struct CutlistRenderParams
     norviktypes::FrameRate mFrameRate; // of the render
     norviktypes::FieldType mFieldType = norviktypes::kFieldType_Progressive;
     std::uint32_t mUseSecondCutlist = 0; // non-zero: the provider's second cutlist is read
-    std::uint32_t mRenderFlags = 0;      // 8, 16: what enters the frame cache; 32: low priority
+    std::uint32_t mRenderFlags = 0;      // kRenderFlag_
 
     operator const MF::FrameTime&() const noexcept { return mFrameTime; }
 };

@@ -44,11 +44,6 @@ inline constexpr std::uint32_t kNormalPriority = 900;
 // For deinterlacing: the quality of the render.
 inline constexpr std::uint32_t kDeinterlaceQuality_AsRender = 0xFFFFFFFFu;
 
-// Values of mRenderFlags.
-inline constexpr std::uint32_t kRenderFlag_CacheAlways = 8;
-inline constexpr std::uint32_t kRenderFlag_CacheStills = 16; // frames that stand still for a while
-inline constexpr std::uint32_t kRenderFlag_LowPriority = 32; // set by the library
-
 // What the maker of a request says.
 struct RenderFrameSettings
 {
@@ -65,8 +60,8 @@ struct RenderFrameSettings
     std::vector<norviktypes::PixelFormat> mRequestedFormats;                 // accepted, best first
     norviktypes::FieldType mFieldType = norviktypes::kFieldType_Progressive; // of the sequence
     bool mRenderSingleField = false; // mTime names a field, not a frame
-    std::uint32_t mRenderFlags = 0;
-    bool mCompositeOnBlack = false; // flatten a frame with alpha
+    std::uint32_t mRenderFlags = 0;  // kRenderFlag_
+    bool mCompositeOnBlack = false;  // flatten a frame with alpha
     norvik::utility::ImmutableString mStationID;
     std::uint64_t mContext = 0; // given back in every notification
     TVK::WeakRef<IRenderFrameClient> mClient;
@@ -116,6 +111,10 @@ public:
     RenderFrameRequest& operator=(const RenderFrameRequest&);
     RenderFrameRequest& operator=(RenderFrameRequest&&) noexcept;
     virtual ~RenderFrameRequest();
+
+    // A copy that can end the request, and nothing else: what its frame is made of is left out, which is
+    // most of the cost of a copy.
+    RenderFrameRequest CopyOfItsEnd() const noexcept;
 
     const TVK::Guid& GetKey() const noexcept { return mKey; }
     const TVK::Rect& GetOutputRect() const noexcept { return mOutputRect; }
@@ -173,6 +172,8 @@ public:
     MF::IVideoFrameRef GetResultFrame() const;
 
 private:
+    explicit RenderFrameRequest(const boost::shared_ptr<RequestResult>& inResult) noexcept;
+
     void CheckContract() const;
     void CompleteConstruction(bool inSkipKey, bool inKeyFlag);
     void CollectPrefetchItems(bool inFlag, std::vector<IRenderableNodePrefetchRef>& outItems);

@@ -1,0 +1,78 @@
+#pragma once
+
+#include "ReferenceHost/Session/Clip.h"
+#include "ReferenceHost/Session/RenderService.h"
+
+#include <condition_variable>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <mutex>
+#include <set>
+
+// The frames of a list, ordered from the render service a window ahead, and handed to the threads that render
+// them as they have been read.
+//
+// The first window of frames is ordered at once; each call of Advance, when a frame has left its maker's hands,
+// orders the next one. So never more than a window of frames take memory.
+//
+// Errors: who makes a feed or calls Advance meets what the service's Order throws.
+//
+// Thread-safety: safe, but for construction and destruction. The destructor ends what is open and waits for it.
+namespace vrender
+{
+
+class FrameFeed
+{
+public:
+    struct Settings
+    {
+        Session::RenderService* mService = nullptr;
+        const Session::Clip* mClip = nullptr;
+        Session::RenderRequest mRequest;
+        Session::Urgency mUrgency = Session::Urgency::kNormal;
+        std::int64_t mCount = 0;
+        std::int64_t mWindow = 1;
+        std::function<norviktypes::TickTime(std::int64_t)> mTimeOf; // of the n-th frame of the list
+    };
+
+    // A frame that has been read. Rendering it is what is left to do; then the hold is let go.
+    struct Frame
+    {
+        std::int64_t mIndex = 0;
+        Session::ReadHold mHold;
+    };
+
+    explicit FrameFeed(const Settings& inSettings);
+    ~FrameFeed();
+    FrameFeed(const FrameFeed&) = delete;
+    FrameFeed& operator=(const FrameFeed&) = delete;
+
+    // Waits for a frame that nobody has taken yet, the earliest of those that are read. False: there are no
+    // more, or the feed was stopped.
+    bool Take(Frame& outFrame);
+
+    // The frame of the next index enters the window.
+    void Advance();
+
+    // Nothing more is ordered or handed out; what is open is cancelled.
+    void Stop() noexcept;
+
+private:
+    bool OpenNext(std::int64_t& outIndex, Session::OrderID& outID);
+    void OnRead(std::int64_t inIndex, Session::OrderID inID, Session::ReadHold inHold);
+    void Close(Session::OrderID inID);
+
+    const Settings mSettings;
+
+    // Guards all that follows; never held while the service is called.
+    std::mutex mMutex;
+    std::condition_variable mChanged;
+    std::int64_t mNext = 0;  // to be ordered
+    std::int64_t mTaken = 0; // how many
+    bool mIsStopped = false;
+    std::set<Session::OrderID> mOpen; // ordered and not answered
+    std::map<std::int64_t, Session::ReadHold> mRead;
+};
+
+} // namespace vrender
