@@ -61,8 +61,10 @@ public:
     std::int32_t GetDuration(norviktypes::TickTime& outDuration) const override;
     std::int32_t GetStillKind(std::uint32_t& outKind) const override;
 
-    // BE::IVideoStreamInfo: a stream without a countable rate has no grid either.
+    // BE::IVideoStreamInfo: a stream without a countable rate has no grid either. Whether pulldown is removed
+    // is for who uses a stream to say.
     bool HasNoFrameGrid() const override;
+    bool GetPulldown(norviktypes::PulldownCadence&) const override { return false; }
 
     // IFrameFailure: empty unless overridden.
     std::string DescribeFailure(const norviktypes::TickTime& inTime) const override;

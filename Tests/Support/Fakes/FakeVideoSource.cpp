@@ -32,6 +32,16 @@ std::int32_t FakeVideoSource::GetStillKind(std::uint32_t& outKind) const
     return BE::kSourceStatus_OK;
 }
 
+bool FakeVideoSource::GetPulldown(norviktypes::PulldownCadence& outCadence) const
+{
+    if (mPulldown == norviktypes::kPulldownCadence_None)
+    {
+        return false;
+    }
+    outCadence = mPulldown;
+    return true;
+}
+
 void FakeVideoSource::GetNativePixelFormat(std::vector<norviktypes::PixelFormat>& outFormats) const
 {
     outFormats.assign(1, norviktypes::kPixelFormat_BGRA_4444_8u);

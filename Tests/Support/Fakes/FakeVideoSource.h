@@ -41,6 +41,7 @@ public:
     norviktypes::TickTime mDuration = norviktypes::kTime_Max;
     std::uint32_t mKind = MF::kSourceKind_Normal;
     bool mHasNoFrameGrid = false;
+    norviktypes::PulldownCadence mPulldown = norviktypes::kPulldownCadence_None; // none: not to be removed
     FrameFunction mFrameFunction;
     NormalizeFunction mNormalizeFunction;
 
@@ -51,6 +52,7 @@ public:
     std::int32_t GetDuration(norviktypes::TickTime& outDuration) const override;
     std::int32_t GetStillKind(std::uint32_t& outKind) const override;
     bool HasNoFrameGrid() const override { return mHasNoFrameGrid; }
+    bool GetPulldown(norviktypes::PulldownCadence& outCadence) const override;
 
     void GetFrameRate(norviktypes::FrameRate& outRate) const override { outRate = mRate; }
     void GetBounds(TVK::Rect& outBounds) const override { outBounds = mBounds; }

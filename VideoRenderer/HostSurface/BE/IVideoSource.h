@@ -8,6 +8,7 @@
 #include "MF/BinaryData.h"
 #include "MF/IVideoFrame.h"
 #include "norviktypes/ColorProfile.h"
+#include "norviktypes/PulldownCadence.h"
 #include "norviktypes/RenderQuality.h"
 #include "norviktypes/TickTime.h"
 
@@ -130,6 +131,8 @@ public:
 
     // True where frames do not lie on the grid of the stream's rate.
     virtual bool HasNoFrameGrid() const = 0;
+    // True, with its cadence, where pulldown is to be removed from the stream; else nothing is written.
+    virtual bool GetPulldown(norviktypes::PulldownCadence& outCadence) const = 0;
 };
 using IVideoStreamInfoRef = TVK::InterfaceRef<IVideoStreamInfo>;
 
