@@ -20,8 +20,7 @@ TickTime Distance(const TickTime& inA, const TickTime& inB)
     return inA < inB ? inB - inA : inA - inB;
 }
 
-// The field of inFields that is shown at inMoment. Between two fields equally far away the one that is not
-// over yet is taken.
+// The field of inFields that is nearer to inMoment; of two that are equally far away, the earlier one.
 FieldType NearerField(const TickTime& inMoment, const MF::FrameTime& inFields)
 {
     const TickTime toFirst = Distance(inFields.mFirstTime, inMoment);

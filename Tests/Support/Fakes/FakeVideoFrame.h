@@ -1,4 +1,4 @@
-// A frame that lacks what others have: its pixels, its row bytes, or an identity.
+// A frame that lacks what others have: its pixels, its row bytes, an identity, or memory for more of its kind.
 //
 // Everything else is what the frame inside says.
 //
@@ -19,6 +19,7 @@ public:
     bool mHasPixels = true;
     bool mHasRaster = true;
     bool mHasIdentity = true;
+    std::int32_t mCompatibleStatus = 0; // negative: no frame like this one can be made
 
     explicit FakeVideoFrame(MF::IVideoFrameRef inInner) : mInner(std::move(inInner)) {}
 
@@ -73,7 +74,7 @@ public:
     void SetOrigin(const TVK::Point& inOrigin) override { mInner->SetOrigin(inOrigin); }
     std::int32_t CreateCompatibleFrame(MF::IVideoFrameRef& outFrame) const override
     {
-        return mInner->CreateCompatibleFrame(outFrame);
+        return mCompatibleStatus < 0 ? mCompatibleStatus : mInner->CreateCompatibleFrame(outFrame);
     }
     void SetRenderMilliseconds(std::uint32_t inMilliseconds) override
     {
