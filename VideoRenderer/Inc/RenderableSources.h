@@ -10,11 +10,13 @@
 #include "BE/IVideoSource.h"
 #include "CutlistRenderParams.h"
 #include "MF/CutlistProvider.h"
+#include "MF/ITimeTransform.h"
 #include "RenderableNodePrefetch.h"
 #include "TVK/Exceptions.h"
 #include "TVK/ParamTypes.h"
 #include "VideoRendererExport.h"
 #include "norvik/utility/Strings.h"
+#include "norviktypes/PulldownCadence.h"
 
 #include <cstdint>
 #include <vector>
@@ -134,5 +136,35 @@ InterlaceConsecutiveFramesFromSource(const IRenderableSourceRef& inSource);
 
 // Frames filtered vertically, so that thin lines do not flicker where fields are shown one by one.
 VIDEORENDERER_EXPORT IRenderableSourceRef RemoveFlickerFromSource(const IRenderableSourceRef& inSource);
+
+// A source played at another speed, without blending: each field shows the frame of its moment, and the two
+// are woven. Below medium quality a single field that is asked for is rendered alone.
+VIDEORENDERER_EXPORT IRenderableSourceRef TimeMixSource(const IRenderableSourceRef& inSource);
+
+// A source played at another speed, blended. Requests are times of inSource, apart by the speed already.
+//
+// inTimeTransform  the mapping by which requests were made; kept with the source, and may be empty.
+// inSpeed          how many frames of inSource play in one of its length; negative: backwards.
+//
+// Where a frame of the output plays more than one of inSource, it is the mean of all that it plays, weighted
+// by how long it plays them. Where it plays less than one, it is a dissolve between the two around its time,
+// those of the same field where inSource has fields. The weights are those of MF/SampleWeights.h. At medium
+// quality and above; below, and where a frame lies exactly on one of inSource at its own speed, this is the
+// time mix.
+//
+// A frame that inSource does not deliver, and one past its end, is left out with its weight, so that the
+// picture fades towards black; only where none at all is left does the status of the first one come out.
+VIDEORENDERER_EXPORT IRenderableSourceRef TimeBlendSource(const IRenderableSourceRef& inSource,
+                                                          const MF::ITimeTransformRef& inTimeTransform,
+                                                          double inSpeed);
+
+// The film in a telecined source: four frames for five, each put together of two where it lies across them.
+//
+// inCadence  which of the rhythms, and where in it inSource begins (norviktypes/Pulldown.h).
+//
+// Of fields in planar formats the lower one counts as the first up to 576 lines, the upper one above, as
+// video is made; in others the frame's own field type goes first.
+VIDEORENDERER_EXPORT IRenderableSourceRef RemovePulldownFromSource(const IRenderableSourceRef& inSource,
+                                                                   norviktypes::PulldownCadence inCadence);
 
 } // namespace ML
