@@ -164,7 +164,7 @@ void RenderFrameQueue::Impl::SchedulePass(norvik::threads::AsyncThreadedExecutor
                             inDelayMilliseconds);
             return;
         }
-        catch (const std::bad_alloc&)
+        catch (...)
         {
             if (tries == kPostTries)
             {
