@@ -130,7 +130,7 @@ OpenInput OpenInputOf(const Options& inOptions, Session::AccessPattern inPattern
         throw ToolError(isWrongStream ? ExitCode::kUsage : CodeOf(error.mKind), error.mText);
     }
     input.mTimeline = TimelineOf(*input.mClip, inOptions.mInput, inStillRate);
-    if ((inOptions.mCommand & kCommand_Pictures) != 0)
+    if ((inOptions.mCommand & kCommand_Renders) != 0)
     {
         input.mService = std::make_unique<Session::RenderService>();
     }
@@ -229,22 +229,26 @@ std::int64_t WindowOf(const OpenInput& inInput, const Session::RenderRequest& in
     return WindowFrames(inInput.mHost->Threads(), inInput.mHost->Shares().mWindowBytes, weight);
 }
 
-FrameFeed::Settings FramesOf(const OpenInput& inInput, const Session::RenderRequest& inRequest,
-                             std::uint64_t inLaidOutBytes)
+FrameFeed::Settings FramesOf(const OpenInput& inInput, const Options& inOptions,
+                             const Session::RenderRequest& inRequest, std::uint64_t inLaidOutBytes)
 {
     FrameFeed::Settings frames;
     frames.mService = inInput.mService.get();
     frames.mClip = inInput.mClip.get();
     frames.mRequest = inRequest;
+    // What is worth keeping on disk is not urgent.
+    frames.mUrgency = DiskCacheOf(inOptions) ? Session::Urgency::kLow : Session::Urgency::kNormal;
     frames.mWindow = WindowOf(inInput, inRequest, inLaidOutBytes);
     return frames;
 }
 
 PipelineJob JobFor(const OpenInput& inInput, const Options& inOptions, const PictureSize& inSize,
-                   FrameWriter& inWriter)
+                   FrameWriter& inWriter, RunReport& ioReport)
 {
     PipelineJob job;
-    job.mFrames = FramesOf(inInput, RequestFor(inWriter, inOptions, inSize), inWriter.LaidOutBytes());
+    job.mFrames =
+        FramesOf(inInput, inOptions, RequestFor(inWriter, inOptions, inSize), inWriter.LaidOutBytes());
+    job.mFrames.mReport = &ioReport;
     job.mWriter = &inWriter;
     job.mThreads = inInput.mHost->Threads();
     job.mPrintChecksums = inOptions.mChecksum;

@@ -53,10 +53,10 @@ std::int64_t WindowOf(const OpenInput& inInput, const Session::RenderRequest& in
 
 // What every list of frames has in common: all but how many there are, when they are shown and how they are
 // numbered.
-FrameFeed::Settings FramesOf(const OpenInput& inInput, const Session::RenderRequest& inRequest,
-                             std::uint64_t inLaidOutBytes);
+FrameFeed::Settings FramesOf(const OpenInput& inInput, const Options& inOptions,
+                             const Session::RenderRequest& inRequest, std::uint64_t inLaidOutBytes);
 PipelineJob JobFor(const OpenInput& inInput, const Options& inOptions, const PictureSize& inSize,
-                   FrameWriter& inWriter);
+                   FrameWriter& inWriter, RunReport& ioReport);
 
 // Writes a list of frames as stills or a movie and ends it properly: commits it when it is whole, keeps
 // the part after a signal and names it, and throws kBadData when not one frame could be made.

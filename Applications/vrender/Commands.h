@@ -15,6 +15,7 @@ ExitCode RunRender(const Options& inOptions);
 ExitCode RunFrame(const Options& inOptions);
 ExitCode RunThumbnails(const Options& inOptions);
 ExitCode RunContactSheet(const Options& inOptions);
+ExitCode RunExplain(const Options& inOptions);
 ExitCode RunInfo(const Options& inOptions);
 ExitCode RunCache(const Options& inOptions);
 

@@ -62,6 +62,13 @@ void Say(const std::string& inText)
     sStatusShown = false;
 }
 
+void SayBare(const std::string& inText)
+{
+    const std::lock_guard<std::mutex> lock(sMutex);
+    WriteToStderr((sStatusShown ? "\r\033[K" : "") + inText);
+    sStatusShown = false;
+}
+
 void SayWarnings()
 {
     const auto say = [](const boost::shared_ptr<norvik::logging::LogMessage>& inMessage)

@@ -15,6 +15,9 @@ namespace vrender::console
 // Prints "vrender: inText" and a newline on stderr.
 void Say(const std::string& inText);
 
+// Prints inText as it is on stderr: what a program reads there.
+void SayBare(const std::string& inText);
+
 // From now on warnings and errors of host and library are printed so as well, instead of as lines of a log.
 void SayWarnings();
 

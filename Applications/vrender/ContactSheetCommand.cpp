@@ -99,7 +99,7 @@ MF::IVideoFrameRef NewSheet(const PictureSize& inSize)
 class SheetPainter
 {
 public:
-    SheetPainter(const OpenInput& inInput, const Options& inOptions, const Grid& inGrid,
+    SheetPainter(const OpenInput& inInput, const Options& inOptions, RunReport& ioReport, const Grid& inGrid,
                  const std::vector<std::int64_t>& inFrames)
         : mInput(inInput)
         , mGrid(inGrid)
@@ -108,7 +108,7 @@ public:
                    static_cast<std::uint32_t>(inGrid.mPicture.mHeight),
                    norviktypes::kPixelFormat_BGRX_4444_8u, ParseQuality(inOptions.mQuality)}
         , mSheet(NewSheet(inGrid.Sheet()))
-        , mFeed(FrameSettings())
+        , mFeed(FrameSettings(inOptions, ioReport))
     {
     }
 
@@ -118,7 +118,7 @@ public:
 
 private:
     void Work();
-    FrameFeed::Settings FrameSettings() const;
+    FrameFeed::Settings FrameSettings(const Options& inOptions, RunReport& ioReport) const;
     void PaintCell(std::size_t inCell);
 
     const OpenInput& mInput;
@@ -132,10 +132,10 @@ private:
     FrameFeed mFeed;
 };
 
-FrameFeed::Settings SheetPainter::FrameSettings() const
+FrameFeed::Settings SheetPainter::FrameSettings(const Options& inOptions, RunReport& ioReport) const
 {
-    FrameFeed::Settings frames = FramesOf(mInput, mRequest, 0);
-    frames.mUrgency = Session::Urgency::kLow;
+    FrameFeed::Settings frames = FramesOf(mInput, inOptions, mRequest, 0);
+    frames.mReport = &ioReport;
     frames.mCount = static_cast<std::int64_t>(mFrames.size());
     frames.mTimeOf = [this](std::int64_t inCell)
     { return mInput.mTimeline.mFrameStart(mFrames[static_cast<std::size_t>(inCell)]); };
@@ -180,7 +180,9 @@ void SheetPainter::PaintCell(std::size_t inCell)
     const norviktypes::TickTime time = mInput.mTimeline.mFrameStart(mFrames[inCell]);
     try
     {
+        Foundation::WorkSpan span(Foundation::WorkKind::kRender, mFrames[inCell]);
         Session::PlacePicture(mInput.mClip->Render(time, mRequest), mSheet, left, top);
+        span.Succeed();
     }
     catch (const ML::RenderRequestException&)
     {
@@ -203,6 +205,7 @@ ExitCode RunContactSheet(const Options& inOptions)
     const std::int64_t columns = inOptions.mColumns.empty()
                                      ? kDefaultColumns
                                      : ParseInteger("--columns", inOptions.mColumns, 1, kMostPictures);
+    RunReport report(inOptions);
     const OpenInput input = OpenInputOf(inOptions, Session::AccessPattern::kScattered, {25, 1});
     const FrameRange range = RangeOrWhole("--range", inOptions.mRange, input.mTimeline);
     const std::vector<std::int64_t> frames = SelectFrames(range, input.mTimeline, inOptions.mEvery, count);
@@ -218,7 +221,7 @@ ExitCode RunContactSheet(const Options& inOptions)
     output.mFieldType = norviktypes::kFieldType_Progressive;
     output.mFrameCount = 1;
     output.mThreads = 1;
-    SheetPainter painter(input, inOptions, grid, frames);
+    SheetPainter painter(input, inOptions, report, grid, frames);
     const std::unique_ptr<FrameWriter> writer =
         CreateStillsWriter(output, [&output](std::int64_t) { return output.mPath; });
 
@@ -230,7 +233,11 @@ ExitCode RunContactSheet(const Options& inOptions)
     MF::IVideoFrameRef sheet;
     CheckSheet(Session::ShapePicture(painter.Sheet(), RequestFor(*writer, inOptions, grid.Sheet()), sheet),
                grid.Sheet());
-    writer->Write(writer->Prepare(sheet));
+    {
+        Foundation::WorkSpan span(Foundation::WorkKind::kWrite);
+        writer->Write(writer->Prepare(sheet));
+        span.Succeed();
+    }
     writer->Finish();
     writer->Commit();
     return failures == 0 ? ExitCode::kDone : ExitCode::kDoneWithSubstitutes;

@@ -7,6 +7,7 @@ namespace vrender
 ExitCode RunFrame(const Options& inOptions)
 {
     const TimeExpression time = ParseTime("--time", inOptions.mTime.empty() ? "start" : inOptions.mTime);
+    RunReport report(inOptions);
     const OpenInput input = OpenInputOf(inOptions, Session::AccessPattern::kScattered, {25, 1});
     const std::int64_t frame = ResolveFrame("--time", time, input.mTimeline);
     const Media::MediaFacts& facts = input.mClip->Facts();
@@ -21,7 +22,7 @@ ExitCode RunFrame(const Options& inOptions)
         isNull ? CreateWriter(output)
                : CreateStillsWriter(output, [&output](std::int64_t) { return output.mPath; });
 
-    PipelineJob job = JobFor(input, inOptions, size, *writer);
+    PipelineJob job = JobFor(input, inOptions, size, *writer, report);
     job.mFrames.mCount = 1;
     job.mFrames.mTimeOf = [&](std::int64_t) { return input.mTimeline.mFrameStart(frame); };
     job.mNumberOf = [&](std::int64_t) { return frame; };

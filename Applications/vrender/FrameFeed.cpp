@@ -69,6 +69,10 @@ bool FrameFeed::OpenNext(std::int64_t& outIndex, Session::OrderID& outID)
 
 void FrameFeed::Advance()
 {
+    if (mSettings.mReport != nullptr)
+    {
+        mSettings.mReport->Tick();
+    }
     std::int64_t index = 0;
     Session::OrderID id = 0;
     if (!OpenNext(index, id))

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Applications/vrender/RunReport.h"
 #include "ReferenceHost/Session/Clip.h"
 #include "ReferenceHost/Session/RenderService.h"
 
@@ -34,6 +35,7 @@ public:
         std::int64_t mCount = 0;
         std::int64_t mWindow = 1;
         std::function<norviktypes::TickTime(std::int64_t)> mTimeOf; // of the n-th frame of the list
+        RunReport* mReport = nullptr;                               // may be null
     };
 
     // A frame that has been read. Rendering it is what is left to do; then the hold is let go.

@@ -30,6 +30,7 @@ ExitCode RunCommand(const vrender::Options& inOptions)
     case vrender::kCommand_Render: return vrender::RunRender(inOptions);
     case vrender::kCommand_Frame: return vrender::RunFrame(inOptions);
     case vrender::kCommand_Thumbnails: return vrender::RunThumbnails(inOptions);
+    case vrender::kCommand_Explain: return vrender::RunExplain(inOptions);
     case vrender::kCommand_ContactSheet: return vrender::RunContactSheet(inOptions);
     case vrender::kCommand_Cache: return vrender::RunCache(inOptions);
     default: return vrender::RunInfo(inOptions);

@@ -94,6 +94,14 @@ const std::vector<CommandRow>& CommandTable()
          "Prints container, codec, size, rate, frame count, timecode, colour and field order of IN, the list "
          "of its video streams, and what is done to its pictures on the way to a frame.",
          {&kInput, nullptr}},
+        {kCommand_Explain,
+         "explain",
+         "Tells how one frame is made.",
+         "Renders the frame of IN that is shown at --time (the first one by default), throws it away, and "
+         "prints "
+         "what became of the request and who worked on it: each step with its time in milliseconds and its "
+         "thread. Exit code and messages are those of the command frame.",
+         {&kInput, nullptr}},
         {kCommand_Cache,
          "cache",
          "Lists, checks or removes the frames that are kept on disk.",
@@ -110,7 +118,7 @@ const std::vector<OptionRow>& OptionTable()
     constexpr std::uint32_t kRangeUsers = kCommand_Render | kCommand_Thumbnails | kCommand_ContactSheet;
     constexpr std::uint32_t kManyStills = kCommand_Thumbnails | kCommand_ContactSheet;
     static const std::vector<OptionRow> sTable = {
-        Text("time", "TIME", kCommand_Frame, &Options::mTime,
+        Text("time", "TIME", kCommand_Frame | kCommand_Explain, &Options::mTime,
              "The frame to show. A frame number (84 or #84), a timecode (01:00:03:12, or 01:00:03;12 with "
              "dropped numbers) counted from the file's start timecode, seconds (3.5s), start, or end for the "
              "last frame."),
@@ -121,9 +129,9 @@ const std::vector<OptionRow>& OptionTable()
             "rate", "RATE", kCommand_Render, &Options::mRate,
             "Frames a second of the output, such as 25, 29.97 or 30000/1001. Goes by the clock: output frame "
             "n shows the source frame at n/RATE."),
-        Text("size", "WxH", kCommand_Pictures, &Options::mSize,
+        Text("size", "WxH", kCommand_Renders, &Options::mSize,
              "Size of the output frames in pixels. -1 for one of the two keeps the shape of the picture."),
-        Text("pix-fmt", "NAME", kCommand_Render | kCommand_Frame, &Options::mPixelFormat,
+        Text("pix-fmt", "NAME", kCommand_Render | kCommand_Frame | kCommand_Explain, &Options::mPixelFormat,
              "Pixel format of the output, by FFmpeg's name for it. By default the one that the encoder takes "
              "with the least loss; bgra for null: and raw video."),
         Text("format", "NAME", kCommand_Render, &Options::mFormat,
@@ -136,7 +144,7 @@ const std::vector<OptionRow>& OptionTable()
         Text("bitrate", "BITS", kCommand_Render, &Options::mBitrate,
              "Bits a second of the output; k and M are understood."),
         EncoderOption(),
-        Choice("quality", "NAME", kCommand_Pictures, &Options::mQuality, "draft low medium high max",
+        Choice("quality", "NAME", kCommand_Renders, &Options::mQuality, "draft low medium high max",
                "Quality of scaling and of field handling. high by default."),
         Text("count", "N", kManyStills, &Options::mCount,
              "Number of pictures, spread evenly over the range. 20 by default."),
@@ -152,8 +160,17 @@ const std::vector<OptionRow>& OptionTable()
             "checksum", 0, kCommand_Render | kCommand_Frame | kCommand_Thumbnails, &Options::mChecksum,
             "Print one line 'frame N MD5' on standard output for each frame. The sum goes over the pixels as "
             "they are handed to the encoder, row by row without padding."),
-        Switch("json", 0, kCommand_Info | kCommand_Cache, &Options::mJson,
-               "Print the answer as one JSON object."),
+        Switch("again", 0, kCommand_Explain, &Options::mAgain,
+               "Ask for the frame a second time, which tells what was kept of the first."),
+        Switch("json", 0, kCommand_All, &Options::mJson,
+               "Print the answer, or the statistics, as one JSON object."),
+        Switch("stats", 0, kCommand_Pictures, &Options::mStats,
+               "Print statistics on stderr at the end: requests, what was read, decoded, converted, rendered "
+               "and written, how often and how long, and what waited for what."),
+        Text("trace", "FILE", kCommand_Pictures, &Options::mTrace,
+             "Write a trace of the run to FILE, as JSON in Chrome's trace event format: the work of each "
+             "thread, what became of each request, and how busy the processors were.",
+             ValueKind::kFile),
         Text("progress", "FILE|fd:N", kCommand_Render, &Options::mProgress,
              "Report progress to a file or an open descriptor, about twice a second.", ValueKind::kFile),
         Choice(
@@ -168,11 +185,11 @@ const std::vector<OptionRow>& OptionTable()
              "understood. By default a quarter of the machine's memory, at most 4G."),
         Text("cpu", "TARGET", kCommand_Media, &Options::mCpu,
              "Use the kernels of one SIMD target, such as SSE4 or AVX2. auto takes the best one."),
-        Text("disk-cache", "DIR|off", kCommand_Pictures | kCommand_Cache, &Options::mDiskCache,
+        Text("disk-cache", "DIR|off", kCommand_Renders | kCommand_Cache, &Options::mDiskCache,
              "Where frames that were read are kept for later runs: in a folder of their own below DIR, which "
              "is "
              "made if it isn't there. thumbnails and contact-sheet keep theirs in the user's cache folder by "
-             "default, render and frame keep none. off keeps none; a DIR of that name is ./off.",
+             "default, the other commands keep none. off keeps none; a DIR of that name is ./off.",
              ValueKind::kDirectory),
         Switch("help", 'h', kCommand_All, &Options::mHelp, "Print this text."),
         Switch("version", 'V', kCommand_None, &Options::mVersion,

@@ -27,9 +27,11 @@ enum Command : std::uint32_t
     kCommand_ContactSheet = 8,
     kCommand_Info = 16,
     kCommand_Cache = 32,
+    kCommand_Explain = 64,
     kCommand_Pictures = 15,
-    kCommand_Media = 31, // which open an input
-    kCommand_All = 63
+    kCommand_Renders = 79, // which ask for frames
+    kCommand_Media = 95,   // which open an input
+    kCommand_All = 127
 };
 
 // What was typed. An empty text is an option that wasn't given.
@@ -61,10 +63,13 @@ struct Options
     std::string mMemory;
     std::string mCpu;
     std::string mDiskCache;
+    std::string mTrace;
     std::string mGenerate;
     bool mOverwrite = false;
     bool mChecksum = false;
     bool mJson = false;
+    bool mStats = false;
+    bool mAgain = false;
     bool mHelp = false;
     bool mVersion = false;
 };

@@ -186,6 +186,7 @@ ExitCode RunRender(const Options& inOptions)
 {
     CheckOptions(inOptions);
     const Rational stillRate = inOptions.mRate.empty() ? kStillRate : ParseRate("--rate", inOptions.mRate);
+    RunReport report(inOptions);
     const OpenInput input = OpenInputOf(inOptions, Session::AccessPattern::kForward, stillRate);
     const Media::MediaFacts& facts = input.mClip->Facts();
     const double shape = static_cast<double>(facts.mWidth) / facts.mHeight;
@@ -199,7 +200,7 @@ ExitCode RunRender(const Options& inOptions)
     Progress progress(ProgressSettings(inOptions, schedule));
     SayWhatIsLeftOut(input, schedule, inOptions, *writer);
 
-    PipelineJob job = JobFor(input, inOptions, size, *writer);
+    PipelineJob job = JobFor(input, inOptions, size, *writer, report);
     job.mFrames.mCount = schedule.mCount;
     job.mFrames.mTimeOf = [&](std::int64_t inIndex)
     {

@@ -2,6 +2,7 @@
 
 #include "Applications/vrender/Console.h"
 #include "Applications/vrender/Signals.h"
+#include "ReferenceHost/Foundation/WorkObserver.h"
 #include "VF/VideoFrame.h"
 
 #include <algorithm>
@@ -13,6 +14,8 @@
 #include <thread>
 #include <utility>
 #include <vector>
+
+#include <pthread.h>
 
 namespace vrender
 {
@@ -26,6 +29,9 @@ constexpr std::int64_t kLeastWindow = 2;
 constexpr std::int64_t kFailuresToTell = 5;
 // How long a signal may go unseen while no frame comes.
 constexpr std::chrono::milliseconds kSignalInterval{100};
+
+using Foundation::WorkKind;
+using Foundation::WorkSpan;
 
 struct Slot
 {
@@ -117,6 +123,7 @@ void Pipeline::Stop(const std::exception_ptr& inCause)
 
 void Pipeline::Work()
 {
+    pthread_setname_np(pthread_self(), "vr-finish");
     try
     {
         FrameFeed::Frame frame;
@@ -141,18 +148,22 @@ Slot Pipeline::MakeFrame(FrameFeed::Frame inFrame) const
     MF::IVideoFrameRef frame;
     try
     {
+        WorkSpan span(WorkKind::kRender, mJob.mNumberOf(inFrame.mIndex));
         frame = mJob.mFrames.mClip->Render(time, mJob.mFrames.mRequest);
+        span.Succeed();
     }
     catch (const ML::RenderRequestException&)
     {
         slot.mFailure = mJob.mFrames.mClip->FailureAt(time);
         return slot;
     }
+    WorkSpan span(WorkKind::kLayOut, mJob.mNumberOf(inFrame.mIndex));
     slot.mFrame = mJob.mWriter->Prepare(frame);
     if (mJob.mPrintChecksums)
     {
         slot.mChecksum = FrameChecksum(*slot.mFrame);
     }
+    span.Succeed();
     return slot;
 }
 
@@ -211,7 +222,11 @@ void Pipeline::WriteOne(std::int64_t inIndex, Slot& ioSlot)
         ioSlot.mChecksum = mJob.mPrintChecksums ? FrameChecksum(*ioSlot.mFrame) : std::string();
     }
     mLastFrame = ioSlot.mFrame;
-    mJob.mWriter->Write(ioSlot.mFrame);
+    {
+        WorkSpan span(WorkKind::kWrite, mJob.mNumberOf(inIndex));
+        mJob.mWriter->Write(ioSlot.mFrame);
+        span.Succeed();
+    }
     if (mJob.mPrintChecksums)
     {
         console::PrintData("frame " + std::to_string(mJob.mNumberOf(inIndex)) + " " + ioSlot.mChecksum +

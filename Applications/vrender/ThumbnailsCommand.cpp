@@ -45,6 +45,7 @@ ExitCode RunThumbnails(const Options& inOptions)
 {
     const std::int64_t count =
         inOptions.mCount.empty() ? kDefaultCount : ParseInteger("--count", inOptions.mCount, 1, kMostCount);
+    RunReport report(inOptions);
     const OpenInput input = OpenInputOf(inOptions, Session::AccessPattern::kScattered, {25, 1});
     const FrameRange range = RangeOrWhole("--range", inOptions.mRange, input.mTimeline);
     const std::vector<std::int64_t> frames = SelectFrames(range, input.mTimeline, inOptions.mEvery, count);
@@ -65,8 +66,7 @@ ExitCode RunThumbnails(const Options& inOptions)
                                                   frames[static_cast<std::size_t>(inIndex)]);
                            });
 
-    PipelineJob job = JobFor(input, inOptions, size, *writer);
-    job.mFrames.mUrgency = Session::Urgency::kLow;
+    PipelineJob job = JobFor(input, inOptions, size, *writer, report);
     job.mFrames.mCount = output.mFrameCount;
     job.mFrames.mTimeOf = [&](std::int64_t inIndex)
     { return input.mTimeline.mFrameStart(frames[static_cast<std::size_t>(inIndex)]); };

@@ -1,6 +1,7 @@
 #include "MF/DataCache.h"
 
 #include "ReferenceHost/DiskCache/ManagedDirectory.h"
+#include "ReferenceHost/Foundation/WorkObserver.h"
 #include "norvik/debug/Debug.h"
 #include "norvik/logging/Logging.h"
 #include "norvik/threads/Threads.h"
@@ -93,6 +94,7 @@ struct ReadJob
 
     void operator()() const
     {
+        Foundation::WorkSpan span(Foundation::WorkKind::kFetch);
         DataCache::Bytes bytes;
         std::int32_t status = TVK::kStatus_OK;
         try
@@ -108,6 +110,10 @@ struct ReadJob
         {
             status = kDataCache_NotFound;
         }
+        if (status >= 0)
+        {
+            span.Succeed();
+        }
         mCompletion(status, mName, mTag, bytes);
     }
 };
@@ -119,7 +125,12 @@ struct WriteJob
     DataCache::Bytes mBytes;
     std::shared_ptr<PendingBytes> mPending;
 
-    void operator()() const { mDirectory->Store(mName, *mBytes); }
+    void operator()() const
+    {
+        Foundation::WorkSpan span(Foundation::WorkKind::kKeep);
+        mDirectory->Store(mName, *mBytes);
+        span.Succeed();
+    }
 };
 
 struct LookJob

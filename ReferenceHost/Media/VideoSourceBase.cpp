@@ -1,6 +1,7 @@
 #include "ReferenceHost/Media/VideoSourceBase.h"
 
 #include "MF/Geometry.h"
+#include "ReferenceHost/Foundation/WorkObserver.h"
 #include "ReferenceHost/Media/FramesInTheMaking.h"
 #include "VF/SharedVideoFrameCache.h"
 #include "VF/VideoFrame.h"
@@ -326,13 +327,19 @@ std::int32_t VideoSourceBase::GetRenderedFrame(const TickTime& inTime, const BE:
 std::int32_t VideoSourceBase::MakeStamped(std::int64_t inIndex, const BE::FrameDescription& inFormat,
                                           bool inAtOnce, MF::IVideoFrameRef& outFrame)
 {
+    Foundation::WorkSpan span(Foundation::WorkKind::kRead, inIndex);
     const std::int32_t status = MakeFrame(inIndex, inFormat, inAtOnce, outFrame);
     if (status < 0 || !outFrame)
     {
+        if (status == kSourceStatus_NotAtHand)
+        {
+            span.Forget();
+        }
         outFrame.reset();
         return status < 0 ? status : BE::kSourceStatus_OutOfMemory;
     }
     StampFrame(inFormat, outFrame);
+    span.Succeed();
     return status;
 }
 

@@ -1,6 +1,7 @@
 #include "ReferenceHost/Session/RenderService.h"
 
 #include "ML/SharedExecutors.h"
+#include "ReferenceHost/FrameLibrary/SharedVideoFrameCacheControl.h"
 #include "ReferenceHost/Session/Clip.h"
 #include "TVK/Allocated.h"
 #include "VF/SharedVideoFrameCache.h"
@@ -122,6 +123,12 @@ void RenderService::Order(OrderID inID, const FrameOrder& inOrder, const ReadAns
 void RenderService::Cancel(OrderID inID)
 {
     ML::CancelRender(inID);
+}
+
+FrameCacheCounts GetFrameCacheCounts()
+{
+    const VF::FrameCacheCounters counters = VF::SharedVideoFrameCache::GetCounters();
+    return {counters.mHits, counters.mInsertions, counters.mEvictions};
 }
 
 } // namespace Session

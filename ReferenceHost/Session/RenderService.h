@@ -66,4 +66,13 @@ public:
     void Cancel(OrderID inID);
 };
 
+// Of the cache of frames that all share, since the process began. Every look counts, also those of who waits.
+struct FrameCacheCounts
+{
+    std::uint64_t mHits = 0;
+    std::uint64_t mStored = 0;
+    std::uint64_t mDropped = 0; // for want of room
+};
+FrameCacheCounts GetFrameCacheCounts();
+
 } // namespace Session

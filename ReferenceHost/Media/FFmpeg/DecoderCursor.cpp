@@ -1,5 +1,7 @@
 #include "ReferenceHost/Media/FFmpeg/DecoderCursor.h"
 
+#include "ReferenceHost/Foundation/WorkObserver.h"
+
 #include <algorithm>
 
 namespace Media
@@ -181,6 +183,7 @@ void DecoderCursor::Feed(const PacketTable* inPackets)
 
 int DecoderCursor::Next(const PacketTable* inPackets, AVFrame& outFrame, std::uint32_t& outPacket)
 {
+    Foundation::WorkSpan span(Foundation::WorkKind::kDecode);
     for (;;)
     {
         const int status = avcodec_receive_frame(mDecoder.get(), &outFrame);
@@ -188,10 +191,13 @@ int DecoderCursor::Next(const PacketTable* inPackets, AVFrame& outFrame, std::ui
         {
             Foundation::TakeOver(PixelsOf(outFrame));
             outPacket = outFrame.pts >= 0 ? static_cast<std::uint32_t>(outFrame.pts) : mLastFed;
+            span.SetNumber(outPacket);
+            span.Succeed();
             return 0;
         }
         if (status == AVERROR_EOF || mAtEnd)
         {
+            span.Forget();
             return AVERROR_EOF;
         }
         if (status != AVERROR(EAGAIN))

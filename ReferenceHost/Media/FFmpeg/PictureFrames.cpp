@@ -1,6 +1,7 @@
 #include "ReferenceHost/Media/FFmpeg/PictureFrames.h"
 
 #include "IR/ImageRoutines.h"
+#include "ReferenceHost/Foundation/WorkObserver.h"
 #include "ReferenceHost/FrameLibrary/VideoFrame.h"
 #include "ReferenceHost/Media/FFmpeg/FFmpegTypes.h"
 #include "ReferenceHost/Media/FFmpeg/PictureTurn.h"
@@ -96,6 +97,7 @@ std::int32_t MakeFrameOfPicture(const AVFrame& inPicture, const PictureTraits& i
                                 const Orientation& inOrientation, const BE::FrameDescription& inFormat,
                                 MF::IVideoFrameRef& outFrame)
 {
+    Foundation::WorkSpan span(Foundation::WorkKind::kConvert);
     const bool swaps = inOrientation.SwapsSides();
     const TVK::Rect lying{0, 0, inPicture.width, inPicture.height};
     const bool areFieldsScaled =
@@ -129,6 +131,7 @@ std::int32_t MakeFrameOfPicture(const AVFrame& inPicture, const PictureTraits& i
     if (status >= 0)
     {
         outFrame = frame;
+        span.Succeed();
     }
     return status;
 }
