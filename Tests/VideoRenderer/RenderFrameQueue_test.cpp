@@ -1,6 +1,8 @@
 #include "ML/SharedExecutors.h"
+#include "RenderableCutlistImpl.h"
 #include "TVK/Waitable.h"
 #include "Tests/Support/ContractText.h"
+#include "Tests/Support/Fakes/FakeNode.h"
 #include "Tests/Support/FrameTools.h"
 #include "Tests/VideoRenderer/QueueTests.h"
 #include "VF/SharedVideoFrameCache.h"
@@ -521,6 +523,89 @@ TEST_F(RenderFrameQueueCache, LowPriorityIsNoReasonToCache)
 TEST_F(RenderFrameQueueCache, FrameThatMayMoveIsNotCachedAsAStill)
 {
     EXPECT_FALSE(IsCachedAfterRender(ML::kRenderFlag_CacheStills, 1000)); // no cutlist says that it stands
+}
+
+// A sequence that stands still from 1000 up to 1010 ticks.
+class SequenceWithAStill final : public TVK::Implements<SequenceWithAStill, MF::IRenderableCutlistProvider>
+{
+public:
+    SequenceWithAStill()
+    {
+        const FakeProducerNodeRef node(new FakeProducerNode("Producing"));
+        node->mStillRanges = {{norviktypes::TickTime(1000), norviktypes::TickTime(1010)}};
+        node->Finalize();
+        const ML::IMutableCutlistRef cutlist = ML::CreateMutableCutlist();
+        cutlist->AddSegment(norviktypes::TickTime(0), norviktypes::TickTime(5000), norviktypes::TickTime(0),
+                            MF::IRenderableNodeRef(node.get()));
+        cutlist->Finalize();
+        mCutlist = MF::IRenderableCutlistRef(cutlist);
+    }
+
+    std::int32_t GetPrimaryCutlist(MF::IRenderableCutlistRef& outCutlist,
+                                   const norvik::utility::ImmutableString&, bool) override
+    {
+        outCutlist = mCutlist;
+        return 0;
+    }
+    std::int32_t GetAlternateCutlist(MF::IRenderableCutlistRef&, const norvik::utility::ImmutableString&,
+                                     bool) override
+    {
+        return -1;
+    }
+    std::int32_t GetThirdCutlist(MF::IRenderableCutlistRef&, const norvik::utility::ImmutableString&, bool,
+                                 bool) override
+    {
+        return -1;
+    }
+
+private:
+    MF::IRenderableCutlistRef mCutlist;
+};
+
+TEST_F(RenderFrameQueueCache, FrameIsCachedWhereItsSequenceStandsStill)
+{
+    const TVK::InterfaceRef<SequenceWithAStill> sequence(new SequenceWithAStill);
+    std::uint32_t id = 0;
+    const auto isCachedAt = [&](std::int64_t inTicks, std::uint32_t inFlags)
+    {
+        ML::RenderFrameSettings settings = QueueSettings(++id);
+        settings.mTime = norviktypes::TickTime(inTicks);
+        settings.mVideoSegments = MF::IRenderableCutlistProviderRef(sequence.get());
+        settings.mRenderFlags = inFlags;
+        ML::RenderFrameRequest request(settings,
+                                       TVK::TVKUnknownRef(FakeProducerRef(new FakeProducer(id)).get()),
+                                       TVK::TVKUnknownRef(), false, false);
+        Add(request);
+        Settle();
+        return static_cast<bool>(VF::SharedVideoFrameCache::RetrieveFromCache(request.GetKey()));
+    };
+    EXPECT_FALSE(isCachedAt(999, ML::kRenderFlag_CacheStills));
+    EXPECT_TRUE(isCachedAt(1000, ML::kRenderFlag_CacheStills));
+    EXPECT_TRUE(isCachedAt(1009, ML::kRenderFlag_CacheStills));
+    EXPECT_FALSE(isCachedAt(1010, ML::kRenderFlag_CacheStills));
+    EXPECT_FALSE(isCachedAt(1000, 0)) << "nobody asked for it";
+    EXPECT_EQ(mClient->mTexts.size(), 5U);
+}
+
+TEST_F(RenderFrameQueueCache, FrameOfPriority811IsKeptLongerThanOneOf810)
+{
+    std::vector<ML::RenderFrameRequest> requests;
+    for (const std::uint32_t priority : {811U, 810U})
+    {
+        const auto id = static_cast<std::uint32_t>(requests.size()) + 1;
+        requests.push_back(Request(id, id));
+        requests.back().mRenderFlags = ML::kRenderFlag_CacheAlways;
+        requests.back().mPriority = priority;
+        requests.back().ComputeKey(true);
+        Add(requests.back());
+        Settle();
+    }
+    EXPECT_EQ(mClient->mTexts.size(), 2U);
+    // There is room for one: among equals that would be the later one.
+    SetFrameCacheBudget(FrameCacheBytes() / 2);
+    EXPECT_TRUE(VF::SharedVideoFrameCache::RetrieveFromCache(requests[0].GetKey()));
+    EXPECT_FALSE(VF::SharedVideoFrameCache::RetrieveFromCache(requests[1].GetKey()));
+    SetFrameCacheBudget(kUsualFrameCacheBudget);
 }
 
 TEST_F(RenderFrameQueueCache, FrameInTheCacheIsNotRenderedAgain)
