@@ -63,7 +63,7 @@ public:
     {
         std::uint64_t slot = mCount.load(std::memory_order_acquire);
         RequestBlock* block = &BlockOf(slot);
-        while (!mCount.compare_exchange_weak(slot, slot + 1, std::memory_order_acq_rel))
+        while (!mCount.compare_exchange_weak(slot, slot + 1))
         {
             block = &BlockOf(slot);
         }
@@ -77,7 +77,9 @@ public:
         return node;
     }
 
-    std::uint64_t Count() const noexcept { return mCount.load(std::memory_order_acquire); }
+    // In one order with the schedule flags of the queue: a pass that clears its flag and then finds nothing
+    // here has not missed who counted up before it found the flag set.
+    std::uint64_t Count() const noexcept { return mCount.load(); }
 
 private:
     // Slots are used one after the other, so the block that was used last is nearly always the one, or the
@@ -167,7 +169,7 @@ void IncomingBuffer::Pull(std::uint64_t inLimit, RequestStation& ioList)
     {
         mImpl->TakeOne(ioList);
     }
-    if (++position >= inLimit)
+    if (++position >= inLimit || mImpl->mProducerSide->Count() == 0)
     {
         return;
     }

@@ -30,7 +30,7 @@ MemoryBudget::MemoryBudget(std::uint64_t inPhysicalBytes) noexcept
 
 bool MemoryBudget::TryTake(std::uint32_t inUnits) noexcept
 {
-    for (std::uint32_t spins = 1;; spins *= 2)
+    for (std::uint32_t spins = 1;;)
     {
         std::uint32_t available = mAvailable.load(std::memory_order_acquire);
         if (available < inUnits)
@@ -41,6 +41,7 @@ bool MemoryBudget::TryTake(std::uint32_t inUnits) noexcept
         {
             return true;
         }
+        spins *= 2;
         if (spins > kMostSpins)
         {
             os::SleepMilliseconds(1);

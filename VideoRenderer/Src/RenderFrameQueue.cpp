@@ -9,7 +9,6 @@
 #include "norvik/config/Contract.h"
 #include "norvik/utility/Machine.h"
 
-#include <limits>
 #include <new>
 #include <utility>
 
@@ -190,19 +189,21 @@ void RenderFrameQueue::Impl::ScheduleImmediatePoll()
     SchedulePass(*mExecutor, mPrefetchCheckScheduled, &Impl::ProcessPrefetchRequests, false, 0);
 }
 
-// Whether the request would fit beside inPending units. The observer hears once that it doesn't.
-bool RenderFrameQueue::Impl::FitsAndIsNoted(QueuedRequest& ioRequest, std::uint32_t inPending,
-                                            std::uint32_t& outUnits)
+// Whether the request would fit. The observer hears once that it doesn't.
+bool RenderFrameQueue::Impl::FitsAndIsNoted(QueuedRequest& ioQueued)
 {
-    outUnits = mMemory.UnitsOf(ioRequest.mRequest);
-    if (outUnits + inPending <= mMemory.Available())
+    if (ioQueued.mUnits == 0)
+    {
+        ioQueued.mUnits = mMemory.UnitsOf(ioQueued.mRequest);
+    }
+    if (ioQueued.mUnits <= mMemory.Available())
     {
         return true;
     }
-    if (!std::exchange(ioRequest.mToldOfWaiting, true))
+    if (!std::exchange(ioQueued.mToldOfWaiting, true))
     {
-        ObserveRender(RenderEventKind::kWaitingForMemory, ioRequest.mRequest.mRequestID,
-                      ioRequest.mRequest.GetKey(), outUnits);
+        ObserveRender(RenderEventKind::kWaitingForMemory, ioQueued.mID, ioQueued.mRequest.GetKey(),
+                      ioQueued.mUnits);
     }
     return false;
 }
@@ -211,17 +212,16 @@ bool RenderFrameQueue::Impl::FitsAndIsNoted(QueuedRequest& ioRequest, std::uint3
 // request that is taken schedules again: so the number of workers grows as long as there is work that fits.
 void RenderFrameQueue::Impl::ScheduleWorkers()
 {
-    std::uint32_t units = 0;
     if (!mNormalRequests.empty())
     {
-        if (FitsAndIsNoted(mNormalRequests.begin()->second, 0, units) && sNormalPriorityRenderQueue)
+        if (FitsAndIsNoted(mNormalRequests.begin()->second) && sNormalPriorityRenderQueue)
         {
             SchedulePass(*sNormalPriorityRenderQueue, mNormalWorkerScheduled, &Impl::RunWorkerPass, false, 0);
         }
     }
     else if (!mLowRequests.empty())
     {
-        if (FitsAndIsNoted(mLowRequests.begin()->second, 0, units) && sLowPriorityRenderQueue)
+        if (FitsAndIsNoted(mLowRequests.begin()->second) && sLowPriorityRenderQueue)
         {
             SchedulePass(*sLowPriorityRenderQueue, mLowWorkerScheduled, &Impl::RunWorkerPass, true, 0);
         }
@@ -267,8 +267,8 @@ void RenderFrameQueue::Impl::EnterInFlight(RequestStation& ioHeld)
 {
     for (auto& [order, queued] : ioHeld)
     {
-        queued.mInFlightID.key() = queued.mRequest.mRequestID;
-        queued.mInFlightID.mapped() = queued.mRequest.mCaller;
+        queued.mInFlightID.key() = queued.mID;
+        queued.mInFlightID.mapped() = queued.mCaller;
         mInFlightIDs.insert(std::move(queued.mInFlightID));
     }
 }
@@ -276,7 +276,7 @@ void RenderFrameQueue::Impl::EnterInFlight(RequestStation& ioHeld)
 // False: it was cancelled meanwhile.
 bool RenderFrameQueue::Impl::LeaveInFlight(QueuedRequest& ioRequest)
 {
-    const auto place = mInFlightIDs.find(ioRequest.mRequest.mRequestID);
+    const auto place = mInFlightIDs.find(ioRequest.mID);
     if (place == mInFlightIDs.end())
     {
         return false;
@@ -289,7 +289,7 @@ bool RenderFrameQueue::Impl::LeaveInFlight(QueuedRequest& ioRequest)
 bool RenderFrameQueue::Impl::LeaveInFlightWithNamesakes(QueuedRequest& ioRequest)
 {
     const bool found = LeaveInFlight(ioRequest);
-    mInFlightIDs.erase(ioRequest.mRequest.mRequestID);
+    mInFlightIDs.erase(ioRequest.mID);
     return found;
 }
 
@@ -366,7 +366,10 @@ void RenderFrameQueue::Impl::EnterPrefetching(RequestStation& ioHeld, RequestSta
         }
         else
         {
-            queued.mTimer.Start();
+            if (queued.mRequest.PrefetchItemCount() != 0)
+            {
+                queued.mTimer.Start();
+            }
             Append(mPrefetching, std::move(node));
         }
     }
@@ -547,29 +550,22 @@ bool RenderFrameQueue::Impl::TakeFirstThatFits(RenderFrameRequest& outRequest, R
     while (!ioStation.empty())
     {
         QueuedRequest& first = ioStation.begin()->second;
-        const StationOrder key = OrderOfKey(first.mRequest.GetKey());
-        std::uint32_t units = 0;
-        if (!FitsAndIsNoted(first, 0, units) || !mMemory.TryTake(units))
+        if (!FitsAndIsNoted(first) || !mMemory.TryTake(first.mUnits))
         {
             return false;
         }
+        const std::uint32_t units = first.mUnits;
+        const StationOrder key = OrderOfKey(first.mRequest.GetKey());
         const ScopedLock lock(mRedundantRequestLock,
                               "RenderFrameQueue::GetNextRequestAndAccountForMemory RedundantRequestLock");
         const bool isBeingMade = mRedundantRequests.find(key) != mRedundantRequests.end();
+        ObserveRender(isBeingMade ? RenderEventKind::kMerged : RenderEventKind::kAdmitted, first.mID,
+                      first.mRequest.GetKey(), units);
         if (!isBeingMade)
         {
-            try
-            {
-                outRequest = first.mRequest;
-            }
-            catch (...)
-            {
-                mMemory.GiveBack(units);
-                throw;
-            }
+            // Who finds the entry of one that is being made can only end it.
+            outRequest = std::exchange(first.mRequest, first.mRequest.CopyOfItsEnd());
         }
-        ObserveRender(isBeingMade ? RenderEventKind::kMerged : RenderEventKind::kAdmitted,
-                      first.mRequest.mRequestID, first.mRequest.GetKey(), units);
         Place(mRedundantRequests, key, TakeFirst(ioStation));
         if (!isBeingMade)
         {
@@ -593,14 +589,7 @@ bool RenderFrameQueue::Impl::GetNextRequestAndAccountForMemory(RenderFrameReques
     // Low priority takes no memory while normal work waits for it.
     if (!inLowPriority || mNormalRequests.empty())
     {
-        try
-        {
-            taken = TakeFirstThatFits(*outRequest, inLowPriority ? mLowRequests : mNormalRequests, outUnits);
-        }
-        catch (...)
-        {
-            errors.Keep();
-        }
+        taken = TakeFirstThatFits(*outRequest, inLowPriority ? mLowRequests : mNormalRequests, outUnits);
     }
     ScheduleWorkersOrKeep(errors);
     // Who got a request renders it, and looks for more work afterwards; an exception would lose it.
@@ -667,7 +656,7 @@ RequestStation RenderFrameQueue::Impl::TakeMerged(const RenderFrameRequest& inRe
     while (place != end)
     {
         RequestNode node = TakeAndStep(mRedundantRequests, place);
-        const bool isOwn = node.mapped().mRequest.mRequestID == inRequest.mRequestID;
+        const bool isOwn = node.mapped().mID == inRequest.mRequestID;
         Append(isOwn ? own : merged, std::move(node));
     }
     return merged;

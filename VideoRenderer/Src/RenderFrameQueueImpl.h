@@ -90,7 +90,7 @@ private:
     void ScheduleWorkers() VR_REQUIRES(mQueueLock);
     void ScheduleWorkersOrKeep(FirstException& ioErrors) VR_REQUIRES(mQueueLock);
     void ScheduleAfterPoll(bool inSomethingFinished, FirstException& ioErrors) VR_REQUIRES(mQueueLock);
-    bool FitsAndIsNoted(QueuedRequest& ioRequest, std::uint32_t inPending, std::uint32_t& outUnits);
+    bool FitsAndIsNoted(QueuedRequest& ioQueued);
     void SchedulePass(norvik::threads::AsyncThreadedExecutor& inExecutor, ScheduleFlag& ioFlag,
                       void (Impl::*inPass)(bool), bool inArgument, std::uint32_t inDelayMilliseconds);
 

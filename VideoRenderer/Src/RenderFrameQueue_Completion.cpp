@@ -97,7 +97,7 @@ bool RenderFrameQueue::Impl::TakeByID(std::uint32_t inRequestID, RequestStation&
 {
     for (auto place = ioStation.begin(); place != ioStation.end(); ++place)
     {
-        if (place->second.mRequest.mRequestID == inRequestID)
+        if (place->second.mID == inRequestID)
         {
             Append(outFound, ioStation.extract(place));
             return true;
@@ -111,7 +111,7 @@ void RenderFrameQueue::Impl::TakeCallers(std::uint64_t inCaller, RequestStation&
 {
     for (auto place = ioStation.begin(); place != ioStation.end();)
     {
-        if (place->second.mRequest.mCaller == inCaller)
+        if (place->second.mCaller == inCaller)
         {
             Append(outFound, TakeAndStep(ioStation, place));
         }

@@ -148,6 +148,28 @@ RenderFrameRequest& RenderFrameRequest::operator=(const RenderFrameRequest&) = d
 RenderFrameRequest& RenderFrameRequest::operator=(RenderFrameRequest&&) noexcept = default;
 RenderFrameRequest::~RenderFrameRequest() = default;
 
+RenderFrameRequest::RenderFrameRequest(const boost::shared_ptr<RequestResult>& inResult) noexcept
+    : mResultFrame(inResult)
+{
+}
+
+RenderFrameRequest RenderFrameRequest::CopyOfItsEnd() const noexcept
+{
+    RenderFrameRequest copy(mResultFrame);
+    copy.mTime = mTime;
+    copy.mStationID = mStationID;
+    copy.mContext = mContext;
+    copy.mClient = mClient;
+    copy.mPriority = mPriority;
+    copy.mCaller = mCaller;
+    copy.mRequestID = mRequestID;
+    copy.mCompletionSignal = mCompletionSignal;
+    copy.mKey = mKey;
+    copy.mPrefetchOnly = mPrefetchOnly;
+    copy.mCompletionFunction = mCompletionFunction;
+    return copy;
+}
+
 void RenderFrameRequest::CompleteConstruction(bool inSkipKey, bool inKeyFlag)
 {
     CheckContract();

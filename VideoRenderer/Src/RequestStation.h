@@ -28,10 +28,20 @@ using RequestIDs = MultiMap<std::uint32_t, std::uint64_t>;
 
 struct QueuedRequest
 {
-    explicit QueuedRequest(RenderFrameRequest&& inRequest) noexcept : mRequest(std::move(inRequest)) {}
+    explicit QueuedRequest(RenderFrameRequest&& inRequest) noexcept
+        : mID(inRequest.mRequestID)
+        , mCaller(inRequest.mCaller)
+        , mRequest(std::move(inRequest))
+    {
+    }
 
+    // Those of the request. They lie in front, beside the node's links, so that a cancel which looks through
+    // a hundred thousand requests fetches one line of memory for each.
+    const std::uint32_t mID;
+    std::uint32_t mUnits = 0; // of memory; 0: not computed yet
+    const std::uint64_t mCaller;
     RenderFrameRequest mRequest;
-    RenderTimer mTimer;                // runs from the begin of its reads
+    RenderTimer mTimer;                // runs from the begin of its reads, if it has any
     RequestIDs::node_type mInFlightID; // its place in the ids of those in flight, while it's not there
     std::int32_t mStatus = 0;          // negative: its source threw, and it ends with this
     bool mToldOfWaiting = false;       // the observer knows that it waits for memory
