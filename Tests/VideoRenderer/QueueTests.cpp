@@ -1,12 +1,16 @@
 #include "Tests/VideoRenderer/QueueTests.h"
 
 #include "ML/SharedExecutors.h"
+#include "RenderableCutlistImpl.h"
 #include "Tests/Support/FrameTools.h"
+#include "Tests/Support/Layers/LayerNode.h"
 #include "VF/SharedVideoFrameCache.h"
 #include "VideoRenderer/Src/RenderFrameQueueImpl.h"
 #include "norvik/utility/Machine.h"
 
 #include <fmt/format.h>
+
+#include <thread>
 
 namespace TestSupport
 {
@@ -88,6 +92,7 @@ std::int32_t FakePrefetch::GetPrefetchResult(MF::IVideoFrameRef& outFrame)
 std::int32_t FakePrefetch::CancelPrefetch()
 {
     ++mCancelled;
+    CallIfAny(mWhileCancelled);
     return 0;
 }
 
@@ -103,6 +108,54 @@ void FakePrefetchProvider::GetPrefetchesForFrame(const MF::FrameTime& inFrameTim
 {
     mAskedTimes.push_back(inFrameTime);
     ioPrefetches.insert(ioPrefetches.end(), mItems.begin(), mItems.end());
+}
+
+std::int32_t FakeCutlistProvider::GetPrimaryCutlist(MF::IRenderableCutlistRef& outCutlist,
+                                                    const norvik::utility::ImmutableString& inName,
+                                                    bool inRefresh)
+{
+    return Give(outCutlist, "first", inName, inRefresh);
+}
+
+std::int32_t FakeCutlistProvider::GetAlternateCutlist(MF::IRenderableCutlistRef& outCutlist,
+                                                      const norvik::utility::ImmutableString& inName,
+                                                      bool inRefresh)
+{
+    return Give(outCutlist, "second", inName, inRefresh);
+}
+
+std::int32_t FakeCutlistProvider::GetThirdCutlist(MF::IRenderableCutlistRef& outCutlist,
+                                                  const norvik::utility::ImmutableString& inName,
+                                                  bool inRefresh, bool inReserved)
+{
+    return Give(outCutlist, inReserved ? "third reserved" : "third", inName, inRefresh);
+}
+
+std::int32_t FakeCutlistProvider::Give(MF::IRenderableCutlistRef& outCutlist, const char* inWhich,
+                                       const norvik::utility::ImmutableString& inName, bool inRefresh)
+{
+    mAsked.push_back(fmt::format("{} '{}'{}", inWhich, inName.CStr(), inRefresh ? " fresh" : ""));
+    outCutlist = mCutlist;
+    return 0;
+}
+
+FakeCutlistProviderRef OneLayer()
+{
+    const ML::IMutableCutlistRef cutlist = ML::CreateMutableCutlist();
+    cutlist->AddSegment(norviktypes::TickTime(0), norviktypes::TickTime(1000000), norviktypes::TickTime(0),
+                        CreateLayerNode("one",
+                                        [](const MF::FrameTime&, const ML::CutlistRenderParams& in,
+                                           MF::IVideoFrameRef& outFrame)
+                                        {
+                                            outFrame =
+                                                NewFilledFrame(norviktypes::kPixelFormat_BGRA_4444_8u,
+                                                               in.mWidth, in.mHeight, {100, 100, 100, 128});
+                                            return 0;
+                                        }));
+    cutlist->Finalize();
+    const FakeCutlistProviderRef provider(new FakeCutlistProvider);
+    provider->mCutlist = MF::IRenderableCutlistRef(cutlist);
+    return provider;
 }
 
 void FakeRenderFrameClient::RenderFrameCompleted(std::uint64_t inContext, std::uint32_t inRequestID,
@@ -274,6 +327,54 @@ void QueueTest::Advance(std::uint32_t inMilliseconds)
 ML::RenderFrameRequest QueueTest::Request(std::uint32_t inID, std::uint64_t inKey)
 {
     return QueueRequest(inID, FakeProducerRef(new FakeProducer(inKey)));
+}
+
+ML::RenderFrameRequest QueueTest::OfCaller(std::uint32_t inID, std::uint64_t inCaller)
+{
+    ML::RenderFrameRequest request = Request(inID, inID);
+    request.mCaller = inCaller;
+    return request;
+}
+
+ML::RenderFrameRequest QueueTest::WithPriority(std::uint32_t inID, std::uint32_t inPriority)
+{
+    ML::RenderFrameRequest request = Request(inID, inID);
+    request.mPriority = inPriority;
+    return request;
+}
+
+ML::RenderFrameRequest QueueTest::Reading(std::uint32_t inID, const FakePrefetchRef& inRead,
+                                          std::uint64_t inCaller)
+{
+    ML::RenderFrameRequest request = QueueRequest(inID, FakeProducerRef(new FakeProducer(inID)), {inRead});
+    request.mCaller = inCaller;
+    return request;
+}
+
+ML::RenderFrameRequest QueueTest::Sized(std::uint32_t inID, std::int32_t inWidth, std::int32_t inHeight,
+                                        const norviktypes::PixelFormat& inFormat)
+{
+    ML::RenderFrameSettings settings = QueueSettings(inID);
+    settings.mOutputRect = TVK::Rect{0, 0, inWidth, inHeight};
+    settings.mRequestedFormats = {inFormat};
+    return ML::RenderFrameRequest(settings, TVK::TVKUnknownRef(FakeProducerRef(new FakeProducer(inID)).get()),
+                                  TVK::TVKUnknownRef(), true, false);
+}
+
+std::vector<FakePrefetchRef> QueueTest::AddReading(std::uint32_t inFirstID, std::uint32_t inCount)
+{
+    std::vector<FakePrefetchRef> reads;
+    for (std::uint32_t i = 0; i < inCount; ++i)
+    {
+        reads.emplace_back(new FakePrefetch);
+        Add(Reading(inFirstID + i, reads.back()));
+    }
+    return reads;
+}
+
+void QueueTest::AddFromElsewhere(const ML::RenderFrameRequest& inRequest)
+{
+    std::thread([this, &inRequest] { Add(inRequest); }).join();
 }
 
 void QueueTest::Add(ML::RenderFrameRequest ioRequest)

@@ -4,6 +4,7 @@
 // Thread-safety: fakes count atomically and may be used from any thread; switches are set before they are used.
 #pragma once
 
+#include "MF/CutlistProvider.h"
 #include "RenderFrameQueue.h"
 #include "RenderFrameRequest.h"
 #include "RenderObserver.h"
@@ -24,6 +25,7 @@ namespace TestSupport
 {
 
 using Texts = std::vector<std::string>;
+using Items = std::vector<ML::IRenderableNodePrefetchRef>;
 
 // Frames of one key: 0 has none.
 class FakeProducer final : public TVK::Implements<FakeProducer, ML::IRenderableNodeProducer>
@@ -57,6 +59,7 @@ public:
 
     std::function<void()> mWhileBeginning; // may throw
     std::function<void()> mWhileAsked;
+    std::function<void()> mWhileCancelled;
     std::int32_t mBeginStatus = 0;
     std::atomic<bool> mIsReady{false};
     std::atomic<bool> mIsWorking{false};
@@ -77,6 +80,36 @@ public:
     std::vector<ML::IRenderableNodePrefetchRef> mItems;
     std::vector<MF::FrameTime> mAskedTimes;
 };
+
+// The provider of a sequence. It writes down which cutlist it was asked for: "first 'name' fresh".
+class FakeCutlistProvider final : public TVK::Implements<FakeCutlistProvider, MF::IRenderableCutlistProvider,
+                                                         MF::ISequenceVideoProperties>
+{
+public:
+    std::int32_t GetPrimaryCutlist(MF::IRenderableCutlistRef& outCutlist,
+                                   const norvik::utility::ImmutableString& inName, bool inRefresh) override;
+    std::int32_t GetAlternateCutlist(MF::IRenderableCutlistRef& outCutlist,
+                                     const norvik::utility::ImmutableString& inName, bool inRefresh) override;
+    std::int32_t GetThirdCutlist(MF::IRenderableCutlistRef& outCutlist,
+                                 const norvik::utility::ImmutableString& inName, bool inRefresh,
+                                 bool inReserved) override;
+    TVK::Rect GetBounds() const override { return TVK::Rect{0, 0, 64, 32}; }
+    norviktypes::PixelAspectRatio GetPixelAspectRatio() const override { return {}; }
+    norviktypes::FieldType GetFieldType() const override { return mFieldType; }
+    norviktypes::FrameRate GetFrameRate() const override { return norviktypes::FrameRate(1000); }
+
+    MF::IRenderableCutlistRef mCutlist;
+    norviktypes::FieldType mFieldType = norviktypes::kFieldType_FromSource;
+    Texts mAsked;
+
+private:
+    std::int32_t Give(MF::IRenderableCutlistRef& outCutlist, const char* inWhich,
+                      const norvik::utility::ImmutableString& inName, bool inRefresh);
+};
+using FakeCutlistProviderRef = TVK::InterfaceRef<FakeCutlistProvider>;
+
+// One half-transparent grey layer that lasts from 0 to 1,000,000 ticks, and never says that it stands still.
+FakeCutlistProviderRef OneLayer();
 
 // Writes down what it is told: "completed 5", "cancelled 5", "error 5 a00d0000".
 class FakeRenderFrameClient final : public TVK::ImplementsWeak<FakeRenderFrameClient, ML::IRenderFrameClient>
@@ -157,7 +190,19 @@ protected:
 
     // A request of mClient, added.
     void Add(ML::RenderFrameRequest ioRequest);
-    ML::RenderFrameRequest Request(std::uint32_t inID, std::uint64_t inKey);
+    // The same on a thread of its own, joined: for calls that come while an executor runs on this one.
+    void AddFromElsewhere(const ML::RenderFrameRequest& inRequest);
+    static ML::RenderFrameRequest Request(std::uint32_t inID, std::uint64_t inKey);
+    // Requests for a frame of their own: of a caller, with a priority, that wait for inRead, of a size.
+    static ML::RenderFrameRequest OfCaller(std::uint32_t inID, std::uint64_t inCaller);
+    static ML::RenderFrameRequest WithPriority(std::uint32_t inID, std::uint32_t inPriority);
+    static ML::RenderFrameRequest Reading(std::uint32_t inID, const FakePrefetchRef& inRead,
+                                          std::uint64_t inCaller = 0);
+    static ML::RenderFrameRequest
+    Sized(std::uint32_t inID, std::int32_t inWidth, std::int32_t inHeight,
+          const norviktypes::PixelFormat& inFormat = norviktypes::kPixelFormat_BGRA_4444_8u);
+    // inCount requests, each waiting for a read of its own, in the prefetch station or before it.
+    std::vector<FakePrefetchRef> AddReading(std::uint32_t inFirstID, std::uint32_t inCount);
     // What a worker has in its hands, between taking it and rendering it, on the test's thread: so that others
     // may do something meanwhile.
     struct Worker

@@ -1,9 +1,9 @@
 #include "MF/PixelFormats.h"
 #include "RenderFrameRequest.h"
-#include "RenderableCutlistImpl.h"
+#include "TVK/HashValue.h"
+#include "TVK/Waitable.h"
 #include "Tests/Support/ContractText.h"
 #include "Tests/Support/FrameTools.h"
-#include "Tests/Support/Layers/LayerNode.h"
 #include "Tests/VideoRenderer/QueueTests.h"
 
 #include <gtest/gtest.h>
@@ -14,71 +14,10 @@ namespace
 using namespace TestSupport;
 using norviktypes::FrameRate;
 using norviktypes::TickTime;
-using Items = std::vector<ML::IRenderableNodePrefetchRef>;
-
-// The provider of a sequence, which writes down which cutlist it was asked for.
-class FakeCutlistProvider final : public TVK::Implements<FakeCutlistProvider, MF::IRenderableCutlistProvider,
-                                                         MF::ISequenceVideoProperties>
-{
-public:
-    std::int32_t GetPrimaryCutlist(MF::IRenderableCutlistRef& outCutlist,
-                                   const norvik::utility::ImmutableString& inName, bool inRefresh) override
-    {
-        return Give(outCutlist, "first", inName, inRefresh);
-    }
-    std::int32_t GetAlternateCutlist(MF::IRenderableCutlistRef& outCutlist,
-                                     const norvik::utility::ImmutableString& inName, bool inRefresh) override
-    {
-        return Give(outCutlist, "second", inName, inRefresh);
-    }
-    std::int32_t GetThirdCutlist(MF::IRenderableCutlistRef& outCutlist,
-                                 const norvik::utility::ImmutableString& inName, bool inRefresh,
-                                 bool inReserved) override
-    {
-        return Give(outCutlist, inReserved ? "third reserved" : "third", inName, inRefresh);
-    }
-    TVK::Rect GetBounds() const override { return TVK::Rect{0, 0, 64, 32}; }
-    norviktypes::PixelAspectRatio GetPixelAspectRatio() const override { return {}; }
-    norviktypes::FieldType GetFieldType() const override { return mFieldType; }
-    FrameRate GetFrameRate() const override { return FrameRate(1000); }
-
-    MF::IRenderableCutlistRef mCutlist;
-    norviktypes::FieldType mFieldType = norviktypes::kFieldType_FromSource;
-    Texts mAsked;
-
-private:
-    std::int32_t Give(MF::IRenderableCutlistRef& outCutlist, const char* inWhich,
-                      const norvik::utility::ImmutableString& inName, bool inRefresh)
-    {
-        mAsked.push_back(std::string(inWhich) + " '" + inName.CStr() + "'" + (inRefresh ? " fresh" : ""));
-        outCutlist = mCutlist;
-        return 0;
-    }
-};
-using FakeCutlistProviderRef = TVK::InterfaceRef<FakeCutlistProvider>;
 
 ML::RenderFrameRequest Full(const ML::RenderFrameSettings& inSettings, bool inSkipKey = true)
 {
     return ML::RenderFrameRequest(inSettings, inSkipKey, false);
-}
-
-// One layer that lasts from 0 to 1,000,000 ticks.
-FakeCutlistProviderRef OneLayer(const norviktypes::PixelFormat& inFormat = MF::kPixelFormat_BGRA_4444_8u)
-{
-    const ML::IMutableCutlistRef cutlist = ML::CreateMutableCutlist();
-    cutlist->AddSegment(
-        TickTime(0), TickTime(1000000), TickTime(0),
-        CreateLayerNode(
-            "one",
-            [inFormat](const MF::FrameTime&, const ML::CutlistRenderParams& in, MF::IVideoFrameRef& outFrame)
-            {
-                outFrame = NewFilledFrame(inFormat, in.mWidth, in.mHeight, {100, 100, 100, 128});
-                return 0;
-            }));
-    cutlist->Finalize();
-    const FakeCutlistProviderRef provider(new FakeCutlistProvider);
-    provider->mCutlist = MF::IRenderableCutlistRef(cutlist);
-    return provider;
 }
 
 ML::RenderFrameSettings OfLayer(const FakeCutlistProviderRef& inProvider)
@@ -161,6 +100,14 @@ TEST(RenderFrameRequest, ScaleIsTheLargerRatioForTheSameShapeAndElseTheSmaller)
     EXPECT_EQ(Scale(720, 576, 1920, 1080), 1080.0F / 576.0F);
 }
 
+TEST(RenderFrameRequest, ScaleTakesShapesForTheSameWhichDifferByLessThanAFortieth)
+{
+    EXPECT_EQ(Scale(1000, 1000, 1024, 1000), 1.024F);
+    EXPECT_EQ(Scale(1000, 1000, 1026, 1000), 1.0F);
+    EXPECT_EQ(Scale(1000, 1000, 976, 1000), 1.0F);
+    EXPECT_EQ(Scale(1000, 1000, 974, 1000), 0.974F);
+}
+
 TEST(RenderFrameRequest, ScaleOfWideStandardDefinitionTakesTheSmallerRatio)
 {
     EXPECT_EQ(Scale(1920, 1080, 864, 480), 480.0F / 1080.0F);
@@ -173,6 +120,8 @@ TEST(RenderFrameRequest, ScaleCountsAPixelMoreForAnOddWidthThatSquaringMade)
     const norviktypes::PixelAspectRatio narrow(15, 16);
     EXPECT_EQ(Scale(720, 540, 910, 720, narrow), 910.0F / 676.0F);
     EXPECT_EQ(Scale(720, 540, 911, 720, narrow), 911.0F / 675.0F); // an odd output needs none
+    EXPECT_EQ(Scale(675, 540, 910, 720), 910.0F / 675.0F);         // nor does a width that was odd before
+    EXPECT_EQ(Scale(720, 540, 674, 540, narrow), 1.0F);            // nor one that is made smaller
 }
 
 // ---- format, cutlist, params ----
@@ -194,8 +143,10 @@ TEST(RenderFrameRequest, RendersInTheFirstPackedFourComponentFormat)
 
 TEST(RenderFrameRequest, SelectorNamesTheCutlistWhichIsAskedForOnce)
 {
-    const std::pair<std::uint32_t, const char*> cases[] = {
-        {0, "first 'name' fresh"}, {1, "second 'name' fresh"}, {3, "third 'name' fresh"}};
+    const std::pair<std::uint32_t, const char*> cases[] = {{0, "first 'name' fresh"},
+                                                           {1, "second 'name' fresh"},
+                                                           {2, "first 'name' fresh"},
+                                                           {3, "third 'name' fresh"}};
     for (const auto& [selector, text] : cases)
     {
         const FakeCutlistProviderRef provider = OneLayer();
@@ -348,6 +299,31 @@ TEST(RenderFrameRequest, KeyDependsOnContentFormatsFlattenAndBothQualities)
     EXPECT_EQ(KeyOf(other), key);
 }
 
+// Keys are stored in caches that outlive the process.
+TEST(RenderFrameRequest, KeyIsTheHashOfTheContentWithTheParametersMixedIn)
+{
+    ML::RenderFrameSettings settings = QueueSettings(1);
+    settings.mRequestedFormats = {MF::kPixelFormat_UYVY_422_8u_601, MF::kPixelFormat_BGRA_4444_8u};
+    settings.mCompositeOnBlack = true;
+    settings.mRenderQuality = norviktypes::kRenderQuality_Low;
+    settings.mDeinterlaceQuality = 4;
+    const FakeProducerRef producer(new FakeProducer(7));
+    const ML::RenderFrameRequest request(settings, TVK::TVKUnknownRef(producer.get()), TVK::TVKUnknownRef(),
+                                         false, false);
+    TVK::Guid content;
+    producer->GetFrameHash(content, MF::FrameTime(), ML::CutlistRenderParams(), TVK::Guid());
+    TVK::HashValue key(content);
+    key.Mix("Hash Including Render Params", 28);
+    for (const norviktypes::PixelFormat& format : settings.mRequestedFormats)
+    {
+        key.Mix(&format, 8);
+    }
+    key.MixU8(1);
+    key.MixU32(norviktypes::kRenderQuality_Low);
+    key.MixU32(4);
+    EXPECT_EQ(request.GetKey(), key.AsGuid());
+}
+
 TEST(RenderFrameRequest, DifferentTimesShareAKeyWhereTheContentIsTheSame)
 {
     const FakeCutlistProviderRef provider = OneLayer();
@@ -436,6 +412,36 @@ TEST(RenderFrameRequest, EmptyItemThrows)
     EXPECT_THROW(request.StartPrefetch(), TVK::NullInterfaceException);
 }
 
+TEST(RenderFrameRequest, EmptyItemThrowsWhenItIsCancelled)
+{
+    const TVK::InterfaceRef<FakePrefetchProvider> provider(new FakePrefetchProvider);
+    provider->mItems = {ML::IRenderableNodePrefetchRef()};
+    ML::RenderFrameRequest request(TickTime(1), TVK::TVKUnknownRef(provider.get()), 9);
+    EXPECT_THROW(request.CancelPrefetchItems(), TVK::NullInterfaceException);
+}
+
+TEST(RenderFrameRequest, IsReadyWhenAllItsItemsAreAndWorksWhileOneDoes)
+{
+    const FakePrefetchRef first(new FakePrefetch);
+    const FakePrefetchRef second(new FakePrefetch);
+    ML::RenderFrameRequest request(TickTime(1), Items{first, second}, 9);
+    EXPECT_TRUE(request.IsPrefetchReady());
+    EXPECT_FALSE(request.HasPrefetchItemStillWorking(16.0));
+    request.StartPrefetch();
+    first->mIsReady = true;
+    EXPECT_FALSE(request.IsPrefetchReady());
+    second->mIsReady = true;
+    EXPECT_TRUE(request.IsPrefetchReady());
+    first->mIsReady = false;
+    EXPECT_FALSE(request.IsPrefetchReady());
+    second->mIsWorking = true;
+    EXPECT_TRUE(request.HasPrefetchItemStillWorking(16.0));
+    first->mIsWorking = true;
+    second->mIsWorking = false;
+    EXPECT_TRUE(request.HasPrefetchItemStillWorking(17.0));
+    EXPECT_EQ(second->mAskedToWait, (std::vector<double>{16.0, 17.0}));
+}
+
 TEST(RenderFrameRequest, CancelsWhatItBegan)
 {
     const FakePrefetchRef read(new FakePrefetch);
@@ -467,6 +473,41 @@ TEST(RenderFrameRequest, FirstItemsFrameIsTheResult)
     EXPECT_FALSE(request.GetFirstPrefetchResult());
     request.StartPrefetch();
     EXPECT_EQ(request.GetFirstPrefetchResult().get(), read->mFrame.get());
+}
+
+// Who finds a copy like that may tell the maker, and must not be able to make the frame.
+TEST(RenderFrameRequest, CopyOfItsEndTellsTheSamePeopleAndHoldsNothingOfThePicture)
+{
+    const FakeRenderFrameClientRef client(new FakeRenderFrameClient);
+    const FakeProducerRef producer(new FakeProducer(1));
+    const FakePrefetchRef read(new FakePrefetch);
+    TVK::WaitableObject signal;
+    ML::RenderFrameRequest request = QueueRequest(3, producer, {read});
+    request.mStationID = norvik::utility::ImmutableString::CreateStatic("station");
+    request.mClient = TVK::WeakRef<ML::IRenderFrameClient>(ML::IRenderFrameClientRef(client.get()));
+    request.mCaller = 70;
+    request.SetCompletionSignal(&signal);
+    request.SetCompletionFunction([](const MF::IVideoFrameRef&, bool, int) {});
+    request.ComputeKey(true);
+    request.StartPrefetch();
+
+    ML::RenderFrameRequest copy = request.CopyOfItsEnd();
+    EXPECT_EQ(copy.mRequestID, 3U);
+    EXPECT_EQ(copy.mContext, request.mContext);
+    EXPECT_EQ(copy.mTime, request.mTime);
+    EXPECT_EQ(copy.mPriority, request.mPriority);
+    EXPECT_EQ(copy.mCaller, 70U);
+    EXPECT_EQ(copy.mStationID, request.mStationID);
+    EXPECT_EQ(copy.mClient.Resolve().get(), static_cast<ML::IRenderFrameClient*>(client.get()));
+    EXPECT_EQ(copy.GetCompletionSignal(), &signal);
+    EXPECT_EQ(copy.GetCompletionFunction(), request.GetCompletionFunction());
+    EXPECT_EQ(copy.GetKey(), request.GetKey());
+    EXPECT_EQ(copy.GetResult(), request.GetResult());
+    EXPECT_EQ(copy.PrefetchItemCount(), 0U);
+    copy.CancelPrefetchItems();
+    EXPECT_EQ(read->mCancelled, 0);
+    EXPECT_FALSE(copy.Render(MF::kPixelFormat_BGRA_4444_8u));
+    EXPECT_EQ(producer->mRenders, 0);
 }
 
 // ---- accelerated ----
