@@ -1,0 +1,169 @@
+#include "Applications/vrender/FrameFeed.h"
+
+#include "Applications/vrender/Watch.h"
+#include "ReferenceHost/Session/HostSession.h"
+#include "Tests/Applications/vrender/RunTool.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <stdexcept>
+#include <thread>
+
+using namespace vrender;
+
+namespace
+{
+
+constexpr std::int64_t kFrames = 50;
+
+Session::HostSettings SmallHost()
+{
+    Session::HostSettings settings;
+    settings.mMemoryBytes = std::uint64_t{64} << 20;
+    return settings;
+}
+
+std::unique_ptr<Session::Clip> Open(const std::string& inPath)
+{
+    Media::OpenError error;
+    std::unique_ptr<Session::Clip> clip = Session::Clip::Open(inPath, {}, error);
+    EXPECT_TRUE(clip) << error.mText;
+    return clip;
+}
+
+// The service has one life in a process.
+struct World
+{
+    Session::HostSession mHost{SmallHost()};
+    Session::RenderService mService;
+};
+
+World& TheWorld()
+{
+    static World sWorld;
+    return sWorld;
+}
+
+class Feed : public testing::Test
+{
+protected:
+    Feed()
+    {
+        TheWorld();
+        mClip = Open(TestSupport::SmallMovie());
+        mWatch = std::make_unique<Watch>(0);
+    }
+
+    FrameFeed::Settings SettingsOf(std::int64_t inWindow) const
+    {
+        FrameFeed::Settings settings;
+        settings.mService = &TheWorld().mService;
+        settings.mClip = mClip.get();
+        settings.mRequest = {160, 90, norviktypes::kPixelFormat_BGRA_4444_8u,
+                             norviktypes::kRenderQuality_High};
+        settings.mCount = kFrames;
+        settings.mWindow = inWindow;
+        settings.mTimeOf = [this](std::int64_t inIndex) { return mClip->FrameStart(inIndex); };
+        return settings;
+    }
+
+    void ExpectAllAnswered(std::uint64_t inOrders) const
+    {
+        const RunCounts counts = mWatch->Counts();
+        EXPECT_EQ(counts.mQueued, inOrders);
+        EXPECT_EQ(counts.mFinished + counts.mCancelled, inOrders);
+    }
+
+    std::unique_ptr<Session::Clip> mClip;
+    std::unique_ptr<Watch> mWatch;
+};
+
+} // namespace
+
+TEST_F(Feed, GivesEachFrameToOneThread)
+{
+    std::vector<std::atomic<int>> taken(kFrames);
+    {
+        FrameFeed feed(SettingsOf(7));
+        const auto work = [&]
+        {
+            FrameFeed::Frame frame;
+            while (feed.Take(frame))
+            {
+                ++taken[static_cast<std::size_t>(frame.mIndex)];
+                frame.mHold.reset();
+                feed.Advance();
+            }
+        };
+        std::thread other(work);
+        work();
+        other.join();
+    }
+    for (const std::atomic<int>& count : taken)
+    {
+        EXPECT_EQ(count, 1);
+    }
+    ExpectAllAnswered(kFrames);
+}
+
+TEST_F(Feed, OrdersNoFurtherThanItsWindow)
+{
+    FrameFeed feed(SettingsOf(5));
+    FrameFeed::Frame frame;
+    for (int i = 0; i < 5; ++i)
+    {
+        ASSERT_TRUE(feed.Take(frame));
+        EXPECT_LT(frame.mIndex, 5);
+    }
+    EXPECT_EQ(mWatch->Counts().mQueued, 5u);
+    feed.Advance();
+    ASSERT_TRUE(feed.Take(frame));
+    EXPECT_EQ(frame.mIndex, 5);
+    EXPECT_EQ(mWatch->Counts().mQueued, 6u);
+}
+
+TEST_F(Feed, StoppedInTheMiddleItGivesNothingAndWaitsForItsOrders)
+{
+    {
+        FrameFeed feed(SettingsOf(kFrames));
+        FrameFeed::Frame frame;
+        ASSERT_TRUE(feed.Take(frame));
+        feed.Stop();
+        EXPECT_FALSE(feed.Take(frame));
+        feed.Advance();
+    }
+    ExpectAllAnswered(kFrames);
+}
+
+TEST_F(Feed, AnOrderThatCannotBeMadeEndsTheFeed)
+{
+    FrameFeed::Settings settings = SettingsOf(10);
+    settings.mTimeOf = [this](std::int64_t inIndex)
+    { return inIndex < 4 ? mClip->FrameStart(inIndex) : throw std::runtime_error("no time"); };
+    EXPECT_THROW(FrameFeed feed(settings), std::runtime_error);
+    ExpectAllAnswered(4);
+}
+
+// However small the cache: what was read for an order is there when it is rendered.
+TEST_F(Feed, WhatWasReadIsRenderedWithoutAnotherRead)
+{
+    constexpr std::size_t kMany = 20; // three times as many as the cache holds
+    const std::unique_ptr<Session::Clip> clip = Open(TestSupport::LongMovie());
+    FrameFeed::Settings settings = SettingsOf(kMany);
+    settings.mClip = clip.get();
+    settings.mRequest.mWidth = 640;
+    settings.mRequest.mHeight = 360;
+    settings.mCount = kMany;
+    FrameFeed feed(settings);
+    std::vector<FrameFeed::Frame> frames(kMany);
+    for (FrameFeed::Frame& frame : frames)
+    {
+        ASSERT_TRUE(feed.Take(frame));
+    }
+    for (const FrameFeed::Frame& frame : frames)
+    {
+        clip->Render(clip->FrameStart(frame.mIndex), settings.mRequest);
+    }
+    EXPECT_EQ(mWatch->Counts().Of(Foundation::WorkKind::kRead).mTimes, kMany);
+}
