@@ -50,6 +50,7 @@ ChildRequest ToolRequest(std::vector<std::string> inWords)
     ChildRequest request;
     request.words = std::move(inWords);
     request.words.insert(request.words.begin(), VRENDER_PATH);
+    request.environment = {{"XDG_CACHE_HOME", SharedFolder().File("cache")}};
     return request;
 }
 

@@ -11,7 +11,7 @@
 namespace TestSupport
 {
 
-// vrender with inWords behind its name.
+// vrender with inWords behind its name. Its usual disk cache is one of this process.
 ChildRequest ToolRequest(std::vector<std::string> inWords);
 ChildResult RunTool(std::vector<std::string> inWords);
 
