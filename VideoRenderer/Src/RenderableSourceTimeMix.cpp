@@ -97,6 +97,10 @@ void RenderableSourceTimeMix::Render(const MF::FrameTime& inTime, const CutlistR
         outFrame = ofSecond;
         return;
     }
+    if (!ofSecond && !ofFirst)
+    {
+        return;
+    }
     outFrame = InterleaveFrames(inTime, inRenderParams, ofSecond, times.mOfSecond, ofFirst, times.mOfFirst);
 }
 
