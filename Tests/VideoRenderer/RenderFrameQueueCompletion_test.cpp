@@ -18,6 +18,97 @@ namespace
 using namespace TestSupport;
 using RenderFrameQueueCompletion = QueueTest;
 
+TEST_F(RenderFrameQueueCompletion, RenderTimeIsToldToFrameAndClient)
+{
+    const FakeProducerRef producer(new FakeProducer(1));
+    producer->mWhileRendering = [this] { Advance(42); };
+    Add(QueueRequest(1, producer));
+    Settle();
+    EXPECT_EQ(mClient->mMilliseconds, 42);
+    EXPECT_EQ(mClient->mFrames.at(0)->GetRenderMilliseconds(), 42U);
+}
+
+TEST_F(RenderFrameQueueCompletion, RenderWithoutAFrameIsAFailure)
+{
+    const FakeProducerRef producer(new FakeProducer(1));
+    producer->mGivesNothing = true;
+    Add(QueueRequest(1, producer));
+    Settle();
+    EXPECT_EQ(mClient->mTexts, Texts{"error 1 a00d0000"});
+    EXPECT_EQ(AtRest(), "");
+}
+
+TEST_F(RenderFrameQueueCompletion, RequestWithoutAKeyFailsByTheContractOfTheRender)
+{
+    Add(Request(1, 0));
+    Settle();
+    EXPECT_EQ(mClient->mTexts, Texts{"error 1 a00d0000"});
+    EXPECT_EQ(AtRest(), "");
+}
+
+TEST_F(RenderFrameQueueCompletion, WaitingThreadFindsTheFrameInItsSlotAndNobodyElseIsTold)
+{
+    TVK::WaitableObject signal;
+    bool called = false;
+    ML::RenderFrameRequest request = Request(1, 1);
+    request.SetCompletionSignal(&signal);
+    request.SetCompletionFunction([&called](MF::IVideoFrameRef, bool, int) { called = true; });
+    Add(request);
+    EXPECT_NE(signal.WaitForSignal(0), 0);
+    Settle();
+    EXPECT_EQ(signal.WaitForSignal(0), 0);
+    EXPECT_TRUE(request.GetResultFrame());
+    EXPECT_TRUE(mClient->mTexts.empty());
+    EXPECT_FALSE(called);
+}
+
+TEST_F(RenderFrameQueueCompletion, PrefetchOnlyRequestEndsWithItsFirstItemsFrame)
+{
+    const FakePrefetchRef read(new FakePrefetch);
+    const FakePrefetchRef other(new FakePrefetch);
+    read->mFrame = SmallFrame();
+    other->mIsReady = true;
+    ML::RenderFrameRequest request(norviktypes::TickTime(1), Items{read, other}, 9);
+    MF::IVideoFrameRef got;
+    int calls = 0;
+    request.SetCompletionFunction(
+        [&](MF::IVideoFrameRef inFrame, bool inCancelled, int inError)
+        {
+            got = inFrame;
+            ++calls;
+            EXPECT_FALSE(inCancelled);
+            EXPECT_EQ(inError, 0);
+        });
+    mQueue->AddRenderRequest(request);
+    Settle();
+    EXPECT_EQ(calls, 0);
+    read->mIsReady = true;
+    Advance(5);
+    EXPECT_EQ(calls, 1);
+    EXPECT_EQ(got.get(), read->mFrame.get());
+    EXPECT_EQ(request.GetResultFrame().get(), read->mFrame.get());
+    EXPECT_EQ(AtRest(), "");
+}
+
+TEST_F(RenderFrameQueueCompletion, PrefetchOnlyRequestWithoutItemsEndsInErrorZero)
+{
+    ML::RenderFrameRequest request(norviktypes::TickTime(1), std::vector<ML::IRenderableNodePrefetchRef>(),
+                                   9);
+    Add(request);
+    Settle();
+    EXPECT_EQ(mClient->mTexts, Texts{"error 9 0"});
+}
+
+TEST_F(RenderFrameQueueCompletion, PrefetchOnlyRequestThatTimesOutEndsInAnError)
+{
+    const FakePrefetchRef read(new FakePrefetch);
+    Add(ML::RenderFrameRequest(norviktypes::TickTime(1), Items{read}, 9));
+    Settle();
+    Advance(15005);
+    EXPECT_EQ(mClient->mTexts, Texts{"error 9 a00f0001"});
+    EXPECT_EQ(AtRest(), "");
+}
+
 // ---- who is told ----
 
 TEST_F(RenderFrameQueueCompletion, ClientThatIsGoneIsReplacedByMessagesToTheStation)
