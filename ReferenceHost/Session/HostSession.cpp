@@ -21,12 +21,14 @@ namespace
 
 constexpr std::uint64_t kMostByDefault = std::uint64_t{4} << 30;
 // Hundredths of the whole. A forward run keeps frames in flight and decoders fed, which hold most where
-// pictures are large. Scattered looks make one small frame at a time for each thread, and gain most from
-// decoded neighbours.
+// pictures are large; frames that are written don't come back, and the buffers of those that are kept would be
+// missing from what is in the processor's caches. Scattered looks make one small frame at a time for each thread,
+// and gain most from decoded neighbours.
 constexpr std::uint64_t kWhole = 100;
-constexpr std::uint64_t kForwardPictures = 60;
+constexpr std::uint64_t kForwardPictures = 66;
+constexpr std::uint64_t kForwardCache = 1;
 constexpr std::uint64_t kScatteredPictures = 75;
-constexpr std::uint64_t kSharedCache = 10;
+constexpr std::uint64_t kScatteredCache = 10;
 
 // Packets and tables of several megabytes come and go with every frame, and on any thread. Their pages are to
 // stay with the process, in one heap for all threads: given back and fetched again, as the C library does by
@@ -48,12 +50,11 @@ std::uint64_t DefaultMemory()
 
 MemoryShares CutShares(std::uint64_t inBytes, AccessPattern inPattern)
 {
-    const std::uint64_t pictures =
-        inPattern == AccessPattern::kForward ? kForwardPictures : kScatteredPictures;
+    const bool isForward = inPattern == AccessPattern::kForward;
     MemoryShares shares;
     shares.mTotalBytes = inBytes;
-    shares.mPicturesBytes = inBytes / kWhole * pictures;
-    shares.mCacheBytes = inBytes / kWhole * kSharedCache;
+    shares.mPicturesBytes = inBytes / kWhole * (isForward ? kForwardPictures : kScatteredPictures);
+    shares.mCacheBytes = inBytes / kWhole * (isForward ? kForwardCache : kScatteredCache);
     shares.mWindowBytes = inBytes - shares.mPicturesBytes - shares.mCacheBytes;
     return shares;
 }

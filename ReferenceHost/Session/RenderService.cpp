@@ -95,6 +95,11 @@ RenderService::RenderService()
 
 RenderService::~RenderService()
 {
+    // What is still to be kept on disk is compressed there; the service drops what has not begun.
+    if (ML::sNormalPriorityRenderQueue)
+    {
+        ML::sNormalPriorityRenderQueue->WaitForTermination();
+    }
     // Frames on their way to the disk cache would be dropped with what else is queued there.
     if (ML::sNormalPriorityRenderQueue)
     {
