@@ -12,7 +12,6 @@
 #include "norvik/threads/ThreadAnnotations.h"
 #include "norvik/threads/Threads.h"
 
-#include <exception>
 #include <utility>
 
 namespace ML::VideoSourcePrefetcher
@@ -82,9 +81,9 @@ void OnEntryRead(std::int32_t inStatus, const MF::DataCache::Bytes& inBytes, con
     {
         status = inStatus >= 0 && !InsertPicture(inBytes, inKey) ? kRenderFramePrefetchFailed : inStatus;
     }
-    catch (const std::exception&)
+    catch (...)
     {
-        status = kRenderFrameOutOfMemory;
+        status = kRenderFrameFailed;
     }
     if (status < 0)
     {
@@ -153,7 +152,14 @@ bool BeginDiskCacheRead(const TVK::Guid& inKey, const std::function<void(std::in
     const auto completion = [inKey, inOnFailure](std::int32_t inStatus, const ImmutableString&,
                                                  const ImmutableString&, const MF::DataCache::Bytes& inBytes)
     { OnEntryRead(inStatus, inBytes, inKey, inOnFailure); };
-    return cache->ReadEntry(EntryName(inKey), Extension(), completion, handle) >= 0;
+    try
+    {
+        return cache->ReadEntry(EntryName(inKey), Extension(), completion, handle) >= 0;
+    }
+    catch (...)
+    {
+        return false; // the media is there all the same
+    }
 }
 
 void PostDiskCacheWrite(const MF::IVideoFrameRef& inFrame, const TVK::Guid& inKey)
@@ -168,7 +174,7 @@ void PostDiskCacheWrite(const MF::IVideoFrameRef& inFrame, const TVK::Guid& inKe
         const std::weak_ptr<MF::DataCache> open = cache;
         sNormalPriorityRenderQueue->Post([inFrame, inKey, open] { CompressAndWrite(inFrame, inKey, open); });
     }
-    catch (const std::exception&)
+    catch (...)
     {
         // The frame is there all the same; it will be written another time.
     }

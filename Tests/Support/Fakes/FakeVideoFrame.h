@@ -8,6 +8,7 @@
 #include "MF/IVideoFrame.h"
 #include "TVK/Allocated.h"
 
+#include <functional>
 #include <utility>
 
 namespace TestSupport
@@ -19,7 +20,8 @@ public:
     bool mHasPixels = true;
     bool mHasRaster = true;
     bool mHasIdentity = true;
-    std::int32_t mCompatibleStatus = 0; // negative: no frame like this one can be made
+    std::int32_t mCompatibleStatus = 0;                   // negative: no frame like this one can be made
+    std::function<void(const char* inCall)> mWhileMarked; // frozen, or told its render time; may throw
 
     explicit FakeVideoFrame(MF::IVideoFrameRef inInner) : mInner(std::move(inInner)) {}
 
@@ -57,7 +59,11 @@ public:
         mInner->GetPixelFormat(outFormat);
     }
     bool IsFrozen() const override { return mInner->IsFrozen(); }
-    void Freeze() override { mInner->Freeze(); }
+    void Freeze() override
+    {
+        Mark("Freeze");
+        mInner->Freeze();
+    }
     norviktypes::FieldType GetFieldType() const override { return mInner->GetFieldType(); }
     void SetFieldType(norviktypes::FieldType inType) override { mInner->SetFieldType(inType); }
     norviktypes::AlphaChannel GetAlphaType() const override { return mInner->GetAlphaType(); }
@@ -78,6 +84,7 @@ public:
     }
     void SetRenderMilliseconds(std::uint32_t inMilliseconds) override
     {
+        Mark("SetRenderMilliseconds");
         mInner->SetRenderMilliseconds(inMilliseconds);
     }
     std::uint32_t GetRenderMilliseconds() const override { return mInner->GetRenderMilliseconds(); }
@@ -93,6 +100,13 @@ private:
         return (inID == VF::IVideoFramePixels::kInterfaceID && !mHasPixels) ||
                (inID == VF::IVideoFrameRaster::kInterfaceID && !mHasRaster) ||
                (inID == TVKUnknown::kInterfaceID && !mHasIdentity);
+    }
+    void Mark(const char* inCall) const
+    {
+        if (mWhileMarked)
+        {
+            mWhileMarked(inCall);
+        }
     }
     static std::int32_t Refuse(void** outInterface)
     {
