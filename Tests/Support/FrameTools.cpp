@@ -64,6 +64,11 @@ void SetFrameCacheBudget(std::uint64_t inBytes)
     VF::SharedVideoFrameCache::SetBudget(inBytes);
 }
 
+std::uint64_t FrameCacheBytes()
+{
+    return VF::SharedVideoFrameCache::GetCounters().mBytes;
+}
+
 std::uint64_t AnnouncedKeys()
 {
     return VF::SharedVideoFrameCache::GetCounters().mAnnouncedKeys;

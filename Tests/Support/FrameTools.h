@@ -29,8 +29,11 @@ void MakeSubstitute(const MF::IVideoFrameRef& inFrame);
 // Forgets all frames of the process' cache.
 void EmptyFrameCache();
 // With a budget of 0 a frame stays only as long as somebody depends on it.
+inline constexpr std::uint64_t kUsualFrameCacheBudget = std::uint64_t{1} << 30;
 void SetFrameCacheBudget(std::uint64_t inBytes);
 
+// Of the frames in the process' cache, together.
+std::uint64_t FrameCacheBytes();
 // Keys of the process' cache that somebody depends on.
 std::uint64_t AnnouncedKeys();
 

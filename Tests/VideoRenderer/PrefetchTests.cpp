@@ -4,6 +4,7 @@
 #include "Tests/Support/FrameTools.h"
 #include "VF/SharedVideoFrameCache.h"
 #include "VideoRenderer/Src/VideoSourcePrefetcher_Wake.h"
+#include "norvik/debug/Debug.h"
 
 #include <cstring>
 
@@ -11,6 +12,19 @@ namespace TestSupport
 {
 
 namespace Prefetcher = ML::VideoSourcePrefetcher;
+
+LogCatcher::LogCatcher()
+{
+    norvik::logging::SetLogSink([this](const boost::shared_ptr<norvik::logging::LogMessage>& inMessage)
+                                { mMessages.push_back(*inMessage); },
+                                true);
+}
+
+LogCatcher::~LogCatcher()
+{
+    norvik::debug::SetTraceLevel("norvik.StructuredLogging", 0);
+    norvik::logging::SetLogSink({});
+}
 
 PrefetchTest::PrefetchTest()
     : mVideo(boost::make_shared<ManualExecutor>())

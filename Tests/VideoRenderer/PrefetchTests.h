@@ -7,6 +7,7 @@
 #include "Tests/Support/Fakes/FakeReadSource.h"
 #include "Tests/Support/ManualExecutor.h"
 #include "VideoSourcePrefetcher.h"
+#include "norvik/logging/Logging.h"
 
 #include <gtest/gtest.h>
 
@@ -30,6 +31,16 @@ public:
     void CancelPending() override {}
     void Close() override {}
     void WaitForTermination() override {}
+};
+
+// Collects what is logged and traced, in the place of the error stream.
+class LogCatcher
+{
+public:
+    LogCatcher();
+    ~LogCatcher();
+
+    std::vector<norvik::logging::LogMessage> mMessages;
 };
 
 class PrefetchTest : public testing::Test

@@ -3,7 +3,10 @@
 #include "ReferenceHost/Messaging/UIThread.h"
 #include "TVK/Stations.h"
 #include "Tests/Support/ContractText.h"
+#include "Tests/Support/Fakes/FakeReadSource.h"
 #include "Tests/VideoRenderer/RenderFrameTests.h"
+#include "VideoRenderer.h"
+#include "VideoSourcePrefetcher.h"
 
 namespace
 {
@@ -167,7 +170,10 @@ TEST_F(SegmentPrefetch, TimelineMustBeThere)
 TEST_F(SegmentPrefetch, SourceRectIsAlwaysTheSequences)
 {
     mRenderFrame->SetSourceRect(TVK::Rect{0, 0, 32, 16}, {1, 1});
+    const std::uint32_t id = ML::GetNextRequestID();
     Prefetch();
+    EXPECT_EQ(ML::GetNextRequestID(), id + 2) << "a request has an id of its own";
+    EXPECT_EQ(mSequence->mAsked.at(0), "third '' fresh");
     Settle();
     IsPrefetched();
     ASSERT_GE(mSequence->mNode->mPrefetchParams.size(), 2U);
@@ -191,6 +197,26 @@ TEST_F(SegmentPrefetch, CancellingAllReachesPrefetches)
     Settle();
     mRenderFrame.reset();
     EXPECT_EQ(read->mCancelled, 2);
+    Advance(5);
+    EXPECT_EQ(AtRest(), "");
+}
+
+TEST_F(SegmentPrefetch, FailedReadIsLookedAtAtOnce)
+{
+    const TVK::InterfaceRef<FakeReadSource> source(new FakeReadSource);
+    source->mReadFunction = [](std::int64_t, MF::IVideoFrameRef&) { return BE::kSourceStatus_BadMedia; };
+    ML::VideoSourcePrefetcher::StartPrefetchers();
+    BE::FrameDescription format;
+    format.mBounds = {0, 0, 16, 8};
+    mSequence->mNode->mItems.push_back(ML::VideoSourcePrefetcher::CreateMediaPrefetcher(
+        BE::IVideoSourceRef(source), format, TickTime(5000), {}, {}, u"media", 0));
+    Prefetch();
+    mPasses->RunAll();
+    EXPECT_EQ(mQueue->Counts().mPrefetching, 1U);
+    EXPECT_EQ(mVideo->RunAll(), 1U);
+    EXPECT_EQ(mPasses->RunAll(), 1U) << "without the clock";
+    EXPECT_EQ(mQueue->Counts().mPrefetching, 0U);
+    mSequence->mNode->mItems.clear();
     Advance(5);
     EXPECT_EQ(AtRest(), "");
 }

@@ -2,6 +2,9 @@
 
 #include "RenderableCutlistImpl.h"
 
+#include <atomic>
+#include <thread>
+
 namespace TestSupport
 {
 
@@ -39,21 +42,21 @@ FakeSequence::FakeSequence() : mNode(new SequenceNode)
 }
 
 std::int32_t FakeSequence::GetPrimaryCutlist(MF::IRenderableCutlistRef& outCutlist,
-                                             const ImmutableString& inName, bool)
+                                             const ImmutableString& inName, bool inRefresh)
 {
-    return Give(outCutlist, "first", inName);
+    return Give(outCutlist, "first", inName, inRefresh);
 }
 
 std::int32_t FakeSequence::GetAlternateCutlist(MF::IRenderableCutlistRef& outCutlist,
-                                               const ImmutableString& inName, bool)
+                                               const ImmutableString& inName, bool inRefresh)
 {
-    return Give(outCutlist, "second", inName);
+    return Give(outCutlist, "second", inName, inRefresh);
 }
 
 std::int32_t FakeSequence::GetThirdCutlist(MF::IRenderableCutlistRef& outCutlist,
-                                           const ImmutableString& inName, bool, bool)
+                                           const ImmutableString& inName, bool inRefresh, bool)
 {
-    return Give(outCutlist, "third", inName);
+    return Give(outCutlist, "third", inName, inRefresh);
 }
 
 TVK::Rect FakeSequence::GetBounds() const
@@ -66,9 +69,9 @@ TVK::Rect FakeSequence::GetBounds() const
 }
 
 std::int32_t FakeSequence::Give(MF::IRenderableCutlistRef& outCutlist, const char* inWhich,
-                                const ImmutableString& inName)
+                                const ImmutableString& inName, bool inRefresh)
 {
-    mAsked.push_back(std::string(inWhich) + " '" + inName.CStr() + "'");
+    mAsked.push_back(std::string(inWhich) + " '" + inName.CStr() + "'" + (inRefresh ? " fresh" : ""));
     outCutlist = mCutlist;
     return 0;
 }
@@ -83,6 +86,35 @@ std::int32_t RenderFrameTest::Render(bool inSynchronous, std::int64_t inTime)
 {
     return mRenderFrame->Render(TickTime(inTime), mRate, Segments(), mFormats, inSynchronous, 1000, 42,
                                 mFrame, &mID);
+}
+
+std::int32_t RenderFrameTest::RenderInAThread(const std::function<void()>& inWhenRead)
+{
+    std::int32_t status = 0;
+    std::atomic<bool> isEnded{false};
+    std::thread waiting(
+        [&]
+        {
+            status = Render(true);
+            isEnded = true;
+        });
+    while (inWhenRead && mQueue->Counts().mPrefetching == 0)
+    {
+        mPasses->RunAll();
+        std::this_thread::yield();
+    }
+    if (inWhenRead)
+    {
+        inWhenRead();
+        Advance(5);
+    }
+    while (!isEnded)
+    {
+        Settle();
+        std::this_thread::yield();
+    }
+    waiting.join();
+    return status;
 }
 
 std::int32_t RenderFrameTest::RenderWithKey(TVK::Guid& outKey)

@@ -60,11 +60,11 @@ public:
     const TVK::InterfaceRef<SequenceNode> mNode;
     MF::IRenderableCutlistRef mCutlist;
     std::function<void()> mWhileAskedForBounds; // may throw
-    Texts mAsked;                               // which cutlist, and the name in quotes
+    Texts mAsked;                               // which cutlist, the name in quotes, " fresh"
 
 private:
     std::int32_t Give(MF::IRenderableCutlistRef& outCutlist, const char* inWhich,
-                      const norvik::utility::ImmutableString& inName);
+                      const norvik::utility::ImmutableString& inName, bool inRefresh);
 };
 
 class RenderFrameTest : public QueueTest
@@ -77,6 +77,9 @@ protected:
     // Statuses. Frame and id are kept.
     std::int32_t Render(bool inSynchronous = false, std::int64_t inTime = 5000);
     std::int32_t RenderWithKey(TVK::Guid& outKey);
+    // As a client waits for it on a thread of its own, while the passes run here. inWhenRead is called when
+    // the request's reads have begun.
+    std::int32_t RenderInAThread(const std::function<void()>& inWhenRead = {});
     bool IsReady();
     void Prefetch(std::int64_t inTime = 5000);
     bool IsPrefetched(std::int64_t inTime = 5000);

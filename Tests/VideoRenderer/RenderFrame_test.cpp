@@ -111,7 +111,9 @@ TEST_F(RenderFrameTest, FrameWithoutAKeyIsNotLookedFor)
     TVK::Guid key(1, 1);
     EXPECT_EQ(RenderWithKey(key), ML::kRenderFrameQueued);
     EXPECT_TRUE(key.IsZero());
+    mFrame = SmallFrame();
     EXPECT_FALSE(IsReady());
+    EXPECT_FALSE(mFrame);
     Settle();
     EXPECT_EQ(mClient->mTexts.size(), 1U);
     EXPECT_EQ(AtRest(), "");
@@ -130,21 +132,7 @@ TEST_F(RenderFrameTest, OutOfMemoryIsAStatus)
 
 TEST_F(RenderFrameTest, WaitingGivesTheFrameAndTellsNobody)
 {
-    std::int32_t status = 0;
-    std::atomic<bool> isEnded{false};
-    std::thread waiting(
-        [&]
-        {
-            status = Render(true);
-            isEnded = true;
-        });
-    while (!isEnded)
-    {
-        Settle();
-        std::this_thread::yield();
-    }
-    waiting.join();
-    EXPECT_EQ(status, ML::kRenderFrameCompleted);
+    EXPECT_EQ(RenderInAThread(), ML::kRenderFrameCompleted);
     EXPECT_TRUE(mFrame);
     EXPECT_TRUE(mClient->mTexts.empty());
     EXPECT_EQ(AtRest(), "");
@@ -189,37 +177,28 @@ TEST_F(RenderFrameTest, WaitingForWhatIsCancelledFails)
 
 TEST_F(RenderFrameTest, SignalOfAFailedWaitDoesNotEndTheNextOne)
 {
-    bool threw = false;
-    mSequence->mNode->mProducer->mWhileRendering = [] { throw std::runtime_error("once"); };
-    mNormal->Post(
-        [&]
-        {
-            try
-            {
-                Render(true);
-            }
-            catch (const std::runtime_error&)
-            {
-                threw = true;
-            }
-        });
-    mNormal->RunOne();
-    mSequence->mNode->mProducer->mWhileRendering = {};
-    std::int32_t status = 0;
-    std::atomic<bool> isEnded{false};
-    std::thread waiting(
-        [&]
-        {
-            status = Render(true);
-            isEnded = true;
-        });
-    while (!isEnded)
-    {
-        Settle();
-        std::this_thread::yield();
-    }
-    waiting.join();
-    EXPECT_EQ(status, ML::kRenderFrameCompleted) << (threw ? "after an exception" : "after a status");
+    Render();
+    mPasses->RunAll();
+    Worker worker = TakeNext();
+    mClient->mWhileTold = [](std::uint32_t) { throw std::runtime_error("of the other's client"); };
+    std::string thrown;
+    mNormal->Post([&] { thrown = Thrown([&] { Render(true); }); }); // has its frame, and tells the other
+    mNormal->RunAll();
+    EXPECT_EQ(thrown, "of the other's client");
+    RenderAndReturn(worker);
+    mClient->mWhileTold = {};
+
+    mRenderFrame->SetRenderFlags(0);
+    const FakePrefetchRef read = AddRead();
+    EXPECT_EQ(RenderInAThread(
+                  [&]
+                  {
+                      EXPECT_EQ(mQueue->Counts().mPrefetching, 1U);
+                      read->mIsReady = true;
+                  }),
+              ML::kRenderFrameCompleted);
+    EXPECT_TRUE(mFrame);
+    EXPECT_EQ(AtRest(), "");
 }
 
 // ---- contract ----
@@ -278,8 +257,8 @@ TEST_F(RenderFrameTest, SourceRectIsTheSequencesUnlessOneIsSet)
                            params.mSourcePixelAspectRatio.GetDenominator());
     };
     EXPECT_EQ(sourceOfRender(), "64x32 16:15");
-    mRenderFrame->SetSourceRect(TVK::Rect{0, 0, 32, 16}, {1, 1});
-    EXPECT_EQ(sourceOfRender(), "32x16 1:1");
+    mRenderFrame->SetSourceRect(TVK::Rect{0, 0, 32, 16}, {12, 11});
+    EXPECT_EQ(sourceOfRender(), "32x16 12:11");
     mRenderFrame->SetSourceRect(TVK::Rect{0, 0, 0, 0}, {1, 1});
     EXPECT_EQ(sourceOfRender(), "64x32 16:15");
     mRenderFrame->SetSourceRect(TVK::Rect{1, 0, 0, 0}, {1, 1}); // set, and no picture
@@ -383,6 +362,21 @@ TEST_F(RenderFrameTest, CutlistIsChosenByBothSwitches)
     EXPECT_EQ(asked(true, false), "first 'right eye'");
 }
 
+TEST_F(RenderFrameTest, CutlistIsFreshForWhoWaitsOrWantsTheKey)
+{
+    TVK::Guid key;
+    RenderWithKey(key);
+    EXPECT_EQ(mSequence->mAsked.at(0), "third '' fresh");
+    mSequence->mAsked.clear();
+    Render();
+    EXPECT_EQ(mSequence->mAsked.at(0), "third ''");
+    mSequence->mAsked.clear();
+    mNormal->Post([&] { Render(true); });
+    mNormal->RunOne();
+    EXPECT_EQ(mSequence->mAsked.at(0), "third '' fresh");
+    Settle();
+}
+
 TEST_F(RenderFrameTest, SettingsChangedLaterDoNotTouchWhatWasAskedFor)
 {
     Render();
@@ -419,8 +413,9 @@ TEST_F(RenderFrameTest, KeyIsThatOfTheFirstCutlist)
 {
     TVK::Guid key;
     mRenderFrame->GetRenderKey(key, TickTime(5000), mRate, Segments(), mFormats);
-    EXPECT_EQ(mSequence->mAsked, Texts(mSequence->mAsked.size(), "first ''"));
     ASSERT_FALSE(mSequence->mAsked.empty());
+    EXPECT_EQ(mSequence->mAsked, Texts(mSequence->mAsked.size(), "first '' fresh"));
+    EXPECT_EQ(mSequence->mNode->mRenderParams.at(0).mRenderFlags, 10U) << "not as of low priority";
     mRenderFrame->SetUseFirstCutlist(true);
     TVK::Guid rendered;
     RenderWithKey(rendered);
@@ -433,6 +428,8 @@ TEST_F(RenderFrameTest, ReadinessIsToldFromTheCacheAndStartsNothing)
     AddRead();
     EXPECT_FALSE(IsReady());
     EXPECT_FALSE(mFrame);
+    EXPECT_EQ(mSequence->mAsked.at(0), "third ''");
+    EXPECT_EQ(mSequence->mNode->mRenderParams.at(0).mRenderFlags, 10U) << "not as of low priority";
     EXPECT_EQ(AtRest(), "");
     mSequence->mNode->mItems.clear();
     Render();

@@ -15,6 +15,8 @@
 #include <filesystem>
 #include <memory>
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace
 {
@@ -124,6 +126,43 @@ TEST_F(PrefetcherDiskCache, EntryThatIsNoPictureWakesNobody)
     EXPECT_FALSE(IsCached(mSource->KeyOf(5)));
 }
 
+TEST_F(PrefetcherDiskCache, HandlerOfAFailureGetsTheStatusOfTheRead)
+{
+    const auto bytes = norvik::utility::RecycledMemory::Create();
+    bytes->Allocate(100);
+    std::memset(bytes->Buffer(), 0x5A, 100);
+    mCache->mEntries[EntryOf(1)] = bytes;
+    Store(2);
+    mCache->mAcceptsAll = true;
+    std::vector<std::pair<std::int64_t, std::int32_t>> told;
+    for (const std::int64_t frame : {1, 2, 3})
+    {
+        EXPECT_TRUE(BeginDiskCacheRead(mSource->KeyOf(frame), [&told, frame](std::int32_t inStatus)
+                                       { told.emplace_back(frame, inStatus); }));
+        mCache->FinishRead();
+    }
+    ASSERT_EQ(told.size(), 2u) << "the picture is no failure";
+    EXPECT_EQ(told[0], std::pair(std::int64_t{1}, std::int32_t{0})) << "the bytes were read";
+    EXPECT_EQ(told[1].first, 3);
+    EXPECT_LT(told[1].second, 0);
+}
+
+TEST_F(PrefetcherDiskCache, FramesFromTheDiskStayLonger)
+{
+    Store(5);
+    Begin(mSource, 5, kDisk);
+    mCache->FinishRead();
+    TestSupport::SetFrameCacheBudget(2 * TestSupport::FrameCacheBytes()); // for two frames
+    for (std::uint64_t other = 0; other < 4; ++other)
+    {
+        VF::SharedVideoFrameCache::InsertIntoCache(TestSupport::NewFrame(Format().mPixelFormat, 8, 4),
+                                                   TVK::Guid(99, other + 1), 9);
+    }
+    EXPECT_FALSE(IsCached(TVK::Guid(99, 1)));
+    EXPECT_TRUE(IsCached(mSource->KeyOf(5)));
+    TestSupport::SetFrameCacheBudget(TestSupport::kUsualFrameCacheBudget);
+}
+
 TEST_F(PrefetcherDiskCache, ItemWhoseMediaFailedBeginsAgainWithoutTheDisk)
 {
     mSource->mReadFunction = [](std::int64_t, MF::IVideoFrameRef&) { return BE::kSourceStatus_BadMedia; };
@@ -134,6 +173,25 @@ TEST_F(PrefetcherDiskCache, ItemWhoseMediaFailedBeginsAgainWithoutTheDisk)
     EXPECT_EQ(mCache->Pending(), 1u);
     EXPECT_EQ(Ask(item), kNotReady);
     EXPECT_EQ(mCache->mAsked.size(), 2u) << "not asked a third time";
+    EXPECT_EQ(Ask(item), 0);
+    EXPECT_FALSE(mFrame);
+    mCache->FinishRead();
+}
+
+TEST_F(PrefetcherDiskCache, ItemThatCannotBeginAgainEndsWithoutAFrame)
+{
+    // Its status is that of a stream which was read on an executor before it read by itself.
+    mSource->mReadFunction = [](std::int64_t, MF::IVideoFrameRef&) { return BE::kSourceStatus_BadMedia; };
+    const auto reader = Begin(mSource, 5);
+    mSource->mIsAsync = true;
+    const auto item = Begin(mSource, 5, kDisk);
+    mVideo->RunAll();
+    item->CancelPrefetch();
+    reader->CancelPrefetch();
+    mSource->mIssueStatus = BE::kSourceStatus_BadMedia;
+    Store(5);
+    EXPECT_EQ(item->BeginPrefetch(), 0);
+    EXPECT_EQ(mCache->Pending(), 1u);
     EXPECT_EQ(Ask(item), 0);
     EXPECT_FALSE(mFrame);
     mCache->FinishRead();

@@ -137,6 +137,23 @@ TEST_F(PrefetcherFailures, FailureOfAFrameThatIsInHandIsOfNoInterest)
     EXPECT_TRUE(mFrame);
 }
 
+TEST_F(PrefetcherFailures, FailureReachesThoseWithoutTheFrameThoughTheReaderHasIt)
+{
+    const FakeReadSourceRef source = NewSource();
+    source->mReadFunction = Fails;
+    const auto first = Begin(source, 5);
+    const auto second = Begin(source, 5);
+    VF::SharedVideoFrameCache::InsertIntoCache(TestSupport::NewFrame(Format().mPixelFormat, 8, 4),
+                                               source->KeyOf(5), 0);
+    EXPECT_EQ(Ask(first), 0);
+    TestSupport::EmptyFrameCache();
+    EXPECT_EQ(Ask(second), kNotReady);
+    mVideo->RunAll();
+    EXPECT_EQ(mWakeUps, 1);
+    EXPECT_EQ(Ask(second), 0);
+    EXPECT_FALSE(mFrame);
+}
+
 TEST_F(PrefetcherFailures, ExceptionOfAStreamIsAFailureOfItsRead)
 {
     const FakeReadSourceRef source = NewSource();
@@ -157,9 +174,22 @@ TEST_F(PrefetcherFailures, ExceptionOfAStreamIsAFailureOfItsRead)
     {
         Read(source, frame, note);
     }
+    const TestSupport::LogCatcher log;
     mVideo->RunAll();
     EXPECT_EQ(told, (std::vector<std::int32_t>{kBroken, ML::kRenderFrameOutOfMemory, ML::kRenderFrameFailed,
                                                ML::kRenderFrameFailed, ML::kRenderFrameFailed}));
+    EXPECT_EQ(log.mMessages.size(), 5u) << "each goes on into the executor";
+}
+
+TEST_F(PrefetcherFailures, JobThatFindsNoReadAfterAFailedPostDoesNothing)
+{
+    const FakeReadSourceRef source = NewSource();
+    Begin(source, 5)->CancelPrefetch();
+    ML::sVideoSourcePrefetcherQueue = boost::make_shared<FullExecutor>();
+    EXPECT_THROW(Read(source, 6), std::bad_alloc);
+    ML::sVideoSourcePrefetcherQueue = mVideo;
+    EXPECT_EQ(mVideo->RunAll(), 1u);
+    EXPECT_EQ(source->TakeNotes(), Notes{});
 }
 
 TEST_F(PrefetcherFailures, ReadThatSucceedsWithoutAFrameHasFailed)
@@ -257,6 +287,31 @@ TEST_F(PrefetcherFailures, StreamThatCannotIssueLeavesADeadItem)
     EXPECT_EQ(item->CancelPrefetch(), 0);
     EXPECT_EQ(source->TakeNotes(), Notes{"begin 5"});
     EXPECT_THROW(item->BeginPrefetch(), TVK::NullInterfaceException);
+}
+
+TEST_F(PrefetcherFailures, FrameThatComesWithAFailureIsNone)
+{
+    const FakeReadSourceRef source = NewSource();
+    const auto item = Begin(source, 5);
+    source->mHasAtHand = true;
+    source->mAtHandStatus = kBroken;
+    EXPECT_EQ(Ask(item), kNotReady);
+    EXPECT_FALSE(mFrame);
+    EXPECT_FALSE(IsCached(source->KeyOf(5)));
+    item->CancelPrefetch();
+}
+
+TEST_F(PrefetcherFailures, ReadIsLeftToRunWhenAnExecutorIsMissing)
+{
+    const FakeReadSourceRef source = NewSource();
+    const auto item = Begin(source, 5);
+    ML::sImageSourcePrefetcherQueue.reset();
+    EXPECT_EQ(item->CancelPrefetch(), 0);
+    EXPECT_EQ(GetTableSizes().mHoldersOfKeys, 0u);
+    EXPECT_EQ(GetTableSizes().mQueuedReads, 1u);
+    ML::sImageSourcePrefetcherQueue = mImage;
+    mVideo->RunAll();
+    EXPECT_EQ(source->TakeNotes(), Notes{"read 5"});
 }
 
 TEST_F(PrefetcherFailures, CancelThatThrowsStillGivesEverythingBack)

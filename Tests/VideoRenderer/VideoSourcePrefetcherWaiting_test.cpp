@@ -1,6 +1,7 @@
 // How items wait: for streams that rest, and for streams that read by themselves and do not deliver.
 #include "VideoSourcePrefetcher.h"
 
+#include "TVK/ContractError.h"
 #include "Tests/Support/FrameTools.h"
 #include "Tests/VideoRenderer/PrefetchTests.h"
 #include "VF/SharedVideoFrameCache.h"
@@ -9,6 +10,7 @@
 
 #include <gtest/gtest.h>
 
+#include <new>
 #include <stdexcept>
 
 namespace
@@ -18,6 +20,7 @@ using namespace ML::VideoSourcePrefetcher;
 using TestSupport::FakeReadSource;
 using TestSupport::FakeReadSourceRef;
 using TestSupport::kNotReady;
+using TestSupport::LogCatcher;
 using TestSupport::Notes;
 
 class PrefetcherWaiting : public TestSupport::PrefetchTest
@@ -121,6 +124,17 @@ TEST_F(PrefetcherWaiting, CancelledItemLeavesNothingToWake)
     EXPECT_EQ(mWakeUps, 0);
 }
 
+TEST_F(PrefetcherWaiting, ItemBegunTwiceWaitsOnce)
+{
+    const FakeReadSourceRef source = NewRestingSource();
+    const auto item = Begin(source, 5);
+    EXPECT_EQ(item->BeginPrefetch(), 0);
+    EXPECT_EQ(mImage->RunAll(), 1u);
+    EXPECT_EQ(Ask(item), kNotReady);
+    EXPECT_EQ(GetTableSizes().mRestingStreams, 0u);
+    item->CancelPrefetch();
+}
+
 TEST_F(PrefetcherWaiting, ItemCancelledWhileTheStreamWakesIsNotToldAndKeepsNoToken)
 {
     const FakeReadSourceRef source = NewRestingSource();
@@ -190,6 +204,37 @@ TEST_F(PrefetcherWaiting, RestingStreamThatCannotIssueEndsTheItem)
     EXPECT_EQ(TokensOut(source), 0);
 }
 
+TEST_F(PrefetcherWaiting, ItemThatCannotIssueWaitsForNoStreamAnyMore)
+{
+    const FakeReadSourceRef source = NewRestingSource();
+    source->mIsAsync = true;
+    source->mIssueStatus = BE::kSourceStatus_BadMedia;
+    const auto item = Begin(source, 5);
+    source->mRests = false;
+    EXPECT_LT(item->BeginPrefetch(), 0);
+    EXPECT_EQ(GetTableSizes().mRestingStreams, 0u);
+    EXPECT_EQ(TokensOut(source), 0);
+}
+
+TEST_F(PrefetcherWaiting, WakingWithoutAnExecutorBreaksTheContract)
+{
+    const auto item = NewItem(NewRestingSource(), 5);
+    ML::sImageSourcePrefetcherQueue.reset();
+    EXPECT_THROW(item->BeginPrefetch(), norvik::config::Error);
+    EXPECT_EQ(GetTableSizes().mRestingStreams, 0u);
+    ML::sImageSourcePrefetcherQueue = mImage;
+}
+
+TEST_F(PrefetcherWaiting, WakingThatCannotBePostedIsNotWaitedFor)
+{
+    const FakeReadSourceRef source = NewRestingSource();
+    const auto item = NewItem(source, 5);
+    ML::sImageSourcePrefetcherQueue = boost::make_shared<TestSupport::FullExecutor>();
+    EXPECT_THROW(item->BeginPrefetch(), std::bad_alloc);
+    EXPECT_EQ(GetTableSizes().mRestingStreams, 0u);
+    ML::sImageSourcePrefetcherQueue = mImage;
+}
+
 TEST_F(PrefetcherWaiting, WaitGoesOnWhileTheStreamWakes)
 {
     const FakeReadSourceRef source = NewRestingSource();
@@ -247,24 +292,28 @@ TEST_F(PrefetcherWaiting, LastCancelTakesTheReadOfAnAsynchronousStreamBack)
     EXPECT_EQ(source->TakeNotes(), Notes{"cancel 5"});
 }
 
-// Collects what is logged.
-class LogCatcher
+TEST_F(PrefetcherWaiting, AsynchronousStreamsFrameAtHandIsThatOfTheItemAndLeavesTheCacheAlone)
 {
-public:
-    LogCatcher()
-    {
-        norvik::logging::SetLogSink([this](const boost::shared_ptr<norvik::logging::LogMessage>& inMessage)
-                                    { mMessages.push_back(*inMessage); },
-                                    true);
-    }
-    ~LogCatcher()
-    {
-        norvik::debug::SetTraceLevel("norvik.StructuredLogging", 0);
-        norvik::logging::SetLogSink({});
-    }
+    const FakeReadSourceRef source = NewSource();
+    source->mIsAsync = true;
+    source->mHasAtHand = true;
+    const auto item = Begin(source, 5);
+    const MF::IVideoFrameRef cached = TestSupport::NewFrame(Format().mPixelFormat, 8, 4);
+    VF::SharedVideoFrameCache::InsertIntoCache(cached, source->KeyOf(5), 0);
+    EXPECT_EQ(Ask(item), 0);
+    EXPECT_EQ(mFrameNumber, 5);
+    EXPECT_EQ(VF::SharedVideoFrameCache::RetrieveFromCache(source->KeyOf(5)), cached);
+}
 
-    std::vector<norvik::logging::LogMessage> mMessages;
-};
+TEST_F(PrefetcherWaiting, AsynchronousStreamIsToldOfTheCancelEvenWithoutAKey)
+{
+    const FakeReadSourceRef source = NewSource();
+    source->mIsAsync = true;
+    source->mNamesFrames = false;
+    const auto item = Begin(source, 5);
+    item->CancelPrefetch();
+    EXPECT_EQ(source->TakeNotes(), Notes{"cancel 5"});
+}
 
 constexpr char kTimeOutText[] = "We have timed out on an async source. This probably shouldn't happen and "
                                 "will result in performance problems";
@@ -278,6 +327,7 @@ TEST_F(PrefetcherWaiting, AsynchronousStreamThatIsAliveIsWaitedFor)
     source->TakeNotes();
     EXPECT_TRUE(item->ContinueWaitingForPrefetch(15.1));
     EXPECT_EQ(source->TakeNotes(), (Notes{"at-once 5", "alive 5"}));
+    EXPECT_EQ(source->mElapsedSeconds, 15.1);
     EXPECT_EQ(GetTableSizes().mQueuedReads, 0u);
     EXPECT_TRUE(log.mMessages.empty());
     item->CancelPrefetch();

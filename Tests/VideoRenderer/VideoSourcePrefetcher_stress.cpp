@@ -108,7 +108,7 @@ protected:
         SetWakeFunction({});
         ML::sVideoSourcePrefetcherQueue.reset();
         ML::sImageSourcePrefetcherQueue.reset();
-        TestSupport::SetFrameCacheBudget(std::uint64_t{1} << 30);
+        TestSupport::SetFrameCacheBudget(TestSupport::kUsualFrameCacheBudget);
         TestSupport::EmptyFrameCache();
         const TableSizes sizes = GetTableSizes();
         EXPECT_EQ(sizes.mQueuedReads, 0u);

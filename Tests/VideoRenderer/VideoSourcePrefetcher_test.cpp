@@ -256,6 +256,44 @@ TEST_F(VideoSourcePrefetcher, CancelDropsTheFrameInHandAndTheInterestInIt)
     item->CancelPrefetch();
     EXPECT_EQ(TestSupport::AnnouncedKeys(), 0u);
     EXPECT_EQ(item->CancelPrefetch(), 0) << "a second time does nothing";
+    TestSupport::EmptyFrameCache();
+    EXPECT_EQ(Ask(item), kNotReady);
+}
+
+TEST_F(VideoSourcePrefetcher, CancelledItemMayBeginAgain)
+{
+    const FakeReadSourceRef source = NewSource();
+    const auto item = Begin(source, 5);
+    item->CancelPrefetch();
+    EXPECT_EQ(GetTableSizes().mQueuedReads, 0u);
+    EXPECT_EQ(item->BeginPrefetch(), 0);
+    EXPECT_EQ(GetTableSizes().mQueuedReads, 1u);
+    mVideo->RunAll();
+    EXPECT_EQ(Ask(item), 0);
+    EXPECT_EQ(mFrameNumber, 5);
+}
+
+// However a frame is come by, it stays while frames that nobody announced have to go.
+TEST_F(VideoSourcePrefetcher, FramesThatAreReadAheadStayLonger)
+{
+    const FakeReadSourceRef source = NewSource();
+    Read(source, 1);
+    mVideo->RunAll();
+    source->mHasAtHand = true;
+    const auto item = Begin(source, 2);
+    EXPECT_EQ(Ask(item), 0);
+    item->CancelPrefetch();
+    TestSupport::SetFrameCacheBudget(2 * TestSupport::FrameCacheBytes()); // for four frames
+    for (std::uint64_t other = 0; other < 8; ++other)
+    {
+        VF::SharedVideoFrameCache::InsertIntoCache(TestSupport::NewFrame(Format().mPixelFormat, 8, 4),
+                                                   TVK::Guid(99, other + 1), 9);
+    }
+    EXPECT_FALSE(IsCached(TVK::Guid(99, 1)));
+    EXPECT_TRUE(IsCached(source->KeyOf(1)));
+    EXPECT_TRUE(IsCached(source->KeyOf(2)));
+    TestSupport::SetFrameCacheBudget(TestSupport::kUsualFrameCacheBudget);
+    mVideo->RunAll();
 }
 
 TEST_F(VideoSourcePrefetcher, ItemBegunTwiceHoldsOneCount)
@@ -279,6 +317,11 @@ TEST_F(VideoSourcePrefetcher, DroppedItemGivesUpItsCountAndItsInterest)
     auto second = Begin(source, 5);
     second.reset();
     EXPECT_EQ(GetTableSizes().mHoldersOfKeys, 1u);
+    EXPECT_EQ(TestSupport::AnnouncedKeys(), 1u);
+    second = Begin(source, 5);
+    second->CancelPrefetch();
+    second.reset();
+    EXPECT_EQ(TestSupport::AnnouncedKeys(), 1u) << "given up once, not for the other as well";
     first->CancelPrefetch();
 }
 
@@ -304,7 +347,11 @@ TEST_F(VideoSourcePrefetcher, ReadWithParametersHandsThemToTheStream)
                                     false,
                                     true,
                                     0.25};
-    const auto item = NewFillItem(source, 5, parameters);
+    BE::FrameDescription format = Format();
+    format.mBounds = {4, 2, 12, 6};
+    format.mPixelAspectRatio = {16, 15};
+    const auto item = CreateParameterizedMediaPrefetcher(BE::IVideoSourceRef(source), format, TimeOf(5), {},
+                                                         {}, u"media", parameters, 0);
     item->BeginPrefetch();
     EXPECT_EQ(Ask(item), kNotReady);
     mVideo->RunAll();
@@ -322,6 +369,13 @@ TEST_F(VideoSourcePrefetcher, ReadWithParametersHandsThemToTheStream)
     EXPECT_EQ(call.mScale, 0.25);
     EXPECT_EQ(Ask(item), 0);
     EXPECT_EQ(mFrameNumber, 5);
+    norviktypes::PixelAspectRatio ratio;
+    mFrame->GetPixelAspectRatio(ratio);
+    EXPECT_EQ(ratio, norviktypes::PixelAspectRatio(16, 15));
+    TVK::Rect bounds;
+    mFrame->GetBounds(bounds);
+    EXPECT_EQ(bounds.Width(), 8);
+    EXPECT_EQ(bounds.Height(), 4);
     EXPECT_TRUE(IsCached(source->FillKeyOf(5)));
 }
 
@@ -405,6 +459,34 @@ TEST_F(VideoSourcePrefetcher, NothingRunsOnTheExecutorsAfterTheEnd)
     mImage->Post([] { FAIL(); });
     EXPECT_EQ(mVideo->RunAll(), 0u);
     EXPECT_EQ(mImage->RunAll(), 0u);
+}
+
+// Notes how it is ended.
+class EndedExecutor final : public norvik::threads::AsyncThreadedExecutor
+{
+public:
+    EndedExecutor(std::string inName, Notes& outNotes) : mName(std::move(inName)), mNotes(outNotes) {}
+
+    void Post(norvik::Function, std::uint32_t) override {}
+    bool IsCurrentThread() const override { return false; }
+    void CancelPending() override {}
+    void Close() override { mNotes.push_back("close " + mName); }
+    void WaitForTermination() override { mNotes.push_back("await " + mName); }
+
+private:
+    const std::string mName;
+    Notes& mNotes;
+};
+
+TEST_F(VideoSourcePrefetcher, EndClosesTheExecutorForMoviesAndThenTheOneForStills)
+{
+    Notes notes;
+    ML::sVideoSourcePrefetcherQueue = boost::make_shared<EndedExecutor>("movies", notes);
+    ML::sImageSourcePrefetcherQueue = boost::make_shared<EndedExecutor>("stills", notes);
+    StopPrefetchers();
+    EXPECT_EQ(notes, (Notes{"close movies", "await movies", "close stills", "await stills"}));
+    ML::sVideoSourcePrefetcherQueue = mVideo;
+    ML::sImageSourcePrefetcherQueue = mImage;
 }
 
 } // namespace

@@ -109,7 +109,12 @@ std::int32_t FakeReadSource::GetRenderedFrame(const norviktypes::TickTime& inTim
     const std::int64_t frame = inTime.ToFrame64(mRate);
     Note(inAtOnce ? "at-once" : "read", frame);
     outFrame.reset();
-    return inAtOnce && !mHasAtHand ? BE::kSourceStatus_PastEnd : GiveFrame(frame, outFrame);
+    if (inAtOnce && !mHasAtHand)
+    {
+        return BE::kSourceStatus_PastEnd;
+    }
+    const std::int32_t status = GiveFrame(frame, outFrame);
+    return inAtOnce && status >= 0 ? mAtHandStatus : status;
 }
 
 TVK::Guid FakeReadSource::GetFrameKey(const norviktypes::TickTime& inTime, const BE::FrameDescription&,
@@ -182,8 +187,10 @@ void FakeReadSource::Reserved2()
 }
 
 bool FakeReadSource::IsAsyncReadAlive(const norviktypes::TickTime& inTime, const BE::FrameDescription&,
-                                      double, const MF::BinaryData&, const norviktypes::ColorProfile&)
+                                      double inElapsedSeconds, const MF::BinaryData&,
+                                      const norviktypes::ColorProfile&)
 {
+    mElapsedSeconds = inElapsedSeconds;
     Note("alive", inTime.ToFrame64(mRate));
     return mAsyncAlive;
 }

@@ -45,10 +45,12 @@ public:
     bool mAsyncEnabled = true;
     std::int32_t mIssueStatus = 0;
     std::atomic<bool> mAsyncAlive{true};
-    std::atomic<bool> mHasAtHand{false}; // answers at-once requests
-    std::atomic<bool> mRests{false};     // until it is woken
-    std::shared_ptr<void> mToken;        // given while it is awake
-    bool mGivesTokenAtRest = false;      // together with the word that it rests
+    std::atomic<double> mElapsedSeconds{0}; // when it was last asked whether it lives
+    std::atomic<bool> mHasAtHand{false};    // answers at-once requests
+    std::int32_t mAtHandStatus = 0;         // with which it gives the frame then
+    std::atomic<bool> mRests{false};        // until it is woken
+    std::shared_ptr<void> mToken;           // given while it is awake
+    bool mGivesTokenAtRest = false;         // together with the word that it rests
     ReadFunction mReadFunction;
     std::function<void()> mWakeFunction; // while it wakes
     std::function<void()> mCancelFunction;
