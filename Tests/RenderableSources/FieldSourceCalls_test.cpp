@@ -212,6 +212,28 @@ TEST_F(FieldSourceCalls, InterlaceConsecutiveOfTicks100And50IsMadeOf200And100Wit
     EXPECT_EQ(TestSupport::ReadLevels(frame, 3).mMoment, TestSupport::LevelsOf(1, 3).mMoment);
 }
 
+TEST_F(FieldSourceCalls, InterlaceConsecutiveTakesTwoFramesOfAnOddNumberOfTicksToo)
+{
+    mInner->mRate = FrameRate(101);
+    const auto source = ML::InterlaceConsecutiveFramesFromSource(mInner);
+    for (const FieldType order : {kFieldType_UpperFirst, kFieldType_LowerFirst})
+    {
+        const MF::FrameTime request = order == kFieldType_UpperFirst
+                                          ? MF::FrameTime(TickTime(303), TickTime(353))
+                                          : MF::FrameTime(TickTime(353), TickTime(303));
+        EXPECT_EQ(ConformedTime(source, request, mParams), request);
+        const MF::IVideoFrameRef frame = RenderedFrame(source, request, mParams);
+        const bool isUpperFirst = order == kFieldType_UpperFirst;
+        for (std::uint32_t line = 0; line < 8; ++line)
+        {
+            const bool isFirstField = (line % 2 == 0) == isUpperFirst;
+            const TestSupport::LineLevels levels = TestSupport::ReadLevels(frame, line);
+            EXPECT_EQ(levels.mMoment, TestSupport::LevelsOf(isFirstField ? 6 : 7, line).mMoment) << line;
+            EXPECT_EQ(levels.mLine, TestSupport::LevelsOf(6, line).mLine) << line;
+        }
+    }
+}
+
 TEST_F(FieldSourceCalls, InterlaceConsecutiveCollectsAFrameThatServesBothFieldsOnce)
 {
     const auto source = ML::InterlaceConsecutiveFramesFromSource(mInner);

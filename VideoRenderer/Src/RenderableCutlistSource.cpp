@@ -2,7 +2,7 @@
 
 #include "CutlistRenderer.h"
 #include "RenderFrameRequest.h"
-#include "RenderableSourceDecorator.h"
+#include "RenderableSourceTools.h"
 
 namespace ML
 {
@@ -65,17 +65,11 @@ void RenderableCutlistSource::GetFieldRate(norviktypes::FrameRate& outRate)
 void RenderableCutlistSource::ConformFrameTime(const MF::FrameTime& inTime, const CutlistRenderParams&,
                                                MF::FrameTime& outTime)
 {
-    MF::FrameTime conformed(inTime.Earlier().AlignToFrame(mFrameRate));
     norviktypes::FrameRate fieldRate;
     GetFieldRate(fieldRate);
-    const norviktypes::TickTime fieldLength(fieldRate.GetTicks());
-    switch (mFieldType == norviktypes::kFieldType_FromSource ? inTime.Order() : mFieldType)
-    {
-    case norviktypes::kFieldType_UpperFirst: conformed.mSecondTime += fieldLength; break;
-    case norviktypes::kFieldType_LowerFirst: conformed.mFirstTime += fieldLength; break;
-    default: break;
-    }
-    outTime = conformed;
+    const norviktypes::FieldType order =
+        mFieldType == norviktypes::kFieldType_FromSource ? inTime.Order() : mFieldType;
+    outTime = FrameOfFields(inTime.Earlier().AlignToFrame(mFrameRate), order, fieldRate);
 }
 
 // At high quality, and with fields, the sequence is rendered as it is: effects work on whole pixels and whole
@@ -124,10 +118,7 @@ void RenderableCutlistSource::Render(const MF::FrameTime& inTime, const CutlistR
     MF::FrameTime nodeTimes;
     const std::int32_t status =
         ResolveProducerAtTime(ChooseCutlist(inRenderParams), params, producer, nodeTimes);
-    if (status < 0)
-    {
-        throw RenderRequestException(status);
-    }
+    ThrowIfFailed(status);
     const bool isCached = (params.mRenderFlags & kRenderFlag_CacheAlways) != 0;
     outFrame = RenderFrameFromCutlist(producer, params, nodeTimes, {norviktypes::kPixelFormat_Any}, isCached);
 }

@@ -1,22 +1,12 @@
 #include "RenderableGetVideoSource.h"
 
-#include "RenderableSourceDecorator.h"
+#include "RenderableSourceTools.h"
 #include "StreamFacts.h"
 #include "VF/SharedVideoFrameCache.h"
 #include "VF/VideoFrame.h"
 
 namespace ML
 {
-
-namespace
-{
-
-bool MayBeInterlaced(norviktypes::FieldType inType)
-{
-    return norviktypes::IsInterlaced(inType) || inType == norviktypes::kFieldType_FromSource;
-}
-
-} // namespace
 
 RenderableGetVideoSource::RenderableGetVideoSource(
     const BE::IVideoSourceRef& inSource, const MF::BinaryData& inBinaryData,
@@ -72,19 +62,13 @@ void RenderableGetVideoSource::ConformFrameTime(const MF::FrameTime& inTime, con
         outTime = MF::FrameTime(norviktypes::kTime_Zero);
         return;
     }
-    MF::FrameTime conformed(inTime.Earlier());
-    if (hasGrid)
+    if (!hasGrid)
     {
-        conformed = MF::FrameTime((inTime.Earlier() - mStartTime).AlignToFrame(rate) + mStartTime);
-        const norviktypes::TickTime fieldLength(FieldRateOnGrid(hasGrid).GetTicks());
-        switch (inTime.Order())
-        {
-        case norviktypes::kFieldType_UpperFirst: conformed.mSecondTime += fieldLength; break;
-        case norviktypes::kFieldType_LowerFirst: conformed.mFirstTime += fieldLength; break;
-        default: break;
-        }
+        outTime = MF::FrameTime(inTime.Earlier());
+        return;
     }
-    outTime = conformed;
+    const norviktypes::TickTime start = (inTime.Earlier() - mStartTime).AlignToFrame(rate) + mStartTime;
+    outTime = FrameOfFields(start, inTime.Order(), FieldRateOnGrid(hasGrid));
 }
 
 RenderableGetVideoSource::Request
@@ -172,10 +156,7 @@ void RenderableGetVideoSource::Render(const MF::FrameTime& inTime, const Cutlist
     {
         status = Fill(request, frame);
     }
-    if (status < 0)
-    {
-        throw RenderRequestException(status);
-    }
+    ThrowIfFailed(status);
     mAlpha.Conform(frame, inRenderParams.mRenderQuality);
     outFrame = frame;
 }

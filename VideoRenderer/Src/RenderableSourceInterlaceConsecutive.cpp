@@ -11,6 +11,24 @@ namespace
 // Frames of the source inside for one frame here.
 constexpr int kFramesPerFrame = 2;
 
+// Half of a frame of an odd number of ticks is rounded down. Twice that would fall a tick short of the next frame,
+// and both fields would be of the same one.
+MF::FrameTime Doubled(const MF::FrameTime& inTime, const norviktypes::FrameRate& inFrameRate)
+{
+    const norviktypes::TickTime fieldLength((inFrameRate * kFramesPerFrame).GetTicks());
+    const norviktypes::TickTime lost(inFrameRate.GetTicks() % kFramesPerFrame);
+    MF::FrameTime doubled(inTime.mFirstTime * kFramesPerFrame, inTime.mSecondTime * kFramesPerFrame);
+    if (inTime.mSecondTime - inTime.mFirstTime == fieldLength)
+    {
+        doubled.mSecondTime += lost;
+    }
+    else if (inTime.mFirstTime - inTime.mSecondTime == fieldLength)
+    {
+        doubled.mFirstTime += lost;
+    }
+    return doubled;
+}
+
 } // namespace
 
 RenderableSourceInterlaceConsecutive::RenderableSourceInterlaceConsecutive(
@@ -35,24 +53,19 @@ void RenderableSourceInterlaceConsecutive::ConformFrameTime(const MF::FrameTime&
     GetFieldRate(fieldRate);
     const norviktypes::FieldType order = inTime.Order();
 
-    MF::FrameTime conformed(
-        inTime.Earlier().AlignToFrame(norviktypes::IsInterlaced(order) ? frameRate : fieldRate));
-    const norviktypes::TickTime fieldLength(fieldRate.GetTicks());
-    switch (order)
-    {
-    case norviktypes::kFieldType_UpperFirst: conformed.mSecondTime += fieldLength; break;
-    case norviktypes::kFieldType_LowerFirst: conformed.mFirstTime += fieldLength; break;
-    default: break;
-    }
-    outTime = conformed;
+    const norviktypes::TickTime start =
+        inTime.Earlier().AlignToFrame(norviktypes::IsInterlaced(order) ? frameRate : fieldRate);
+    outTime = FrameOfFields(start, order, fieldRate);
 }
 
 RenderableSourceInterlaceConsecutive::InnerTimes
 RenderableSourceInterlaceConsecutive::FindInnerTimes(const MF::FrameTime& inTime,
                                                      const CutlistRenderParams& inRenderParams) const
 {
+    norviktypes::FrameRate frameRate;
+    mSource->GetFrameRate(frameRate);
     InnerTimes times;
-    times.mRequested = {inTime.mFirstTime * kFramesPerFrame, inTime.mSecondTime * kFramesPerFrame};
+    times.mRequested = Doubled(inTime, frameRate);
     times.mOfFirst = ConformedBy(mSource, MF::FrameTime(times.mRequested.mFirstTime), inRenderParams);
     times.mOfSecond = ConformedBy(mSource, MF::FrameTime(times.mRequested.mSecondTime), inRenderParams);
     return times;

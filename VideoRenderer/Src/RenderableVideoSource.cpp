@@ -1,7 +1,7 @@
 #include "RenderableVideoSource.h"
 
 #include "MF/Geometry.h"
-#include "RenderableSourceDecorator.h"
+#include "RenderableSourceTools.h"
 #include "StreamFacts.h"
 #include "VideoSourcePrefetcher.h"
 
@@ -17,11 +17,6 @@ norviktypes::FrameRate RateForFields(const norviktypes::FrameRate& inRate, norvi
     const bool splits = inRate.GetTicks() % 2 == 0;
     return splits || !norviktypes::IsInterlaced(inFieldType) ? inRate
                                                              : norviktypes::FrameRate(inRate.GetTicks() + 1);
-}
-
-bool MayBeInterlaced(norviktypes::FieldType inType)
-{
-    return norviktypes::IsInterlaced(inType) || inType == norviktypes::kFieldType_FromSource;
 }
 
 } // namespace
@@ -112,15 +107,7 @@ void RenderableVideoSource::ConformFrameTime(const MF::FrameTime& inTime, const 
         time = time.AlignToFrame(onFieldGrid ? rate * 2 : rate);
     }
 
-    MF::FrameTime conformed(time);
-    const norviktypes::TickTime fieldLength(FieldRateOnGrid(hasGrid).GetTicks());
-    switch (OrderOfFrame(inTime))
-    {
-    case norviktypes::kFieldType_UpperFirst: conformed.mSecondTime += fieldLength; break;
-    case norviktypes::kFieldType_LowerFirst: conformed.mFirstTime += fieldLength; break;
-    default: break;
-    }
-    outTime = conformed;
+    outTime = FrameOfFields(time, OrderOfFrame(inTime), FieldRateOnGrid(hasGrid));
 }
 
 RenderableVideoSource::Request
@@ -172,10 +159,7 @@ void RenderableVideoSource::Render(const MF::FrameTime& inTime, const CutlistRen
     MF::IVideoFrameRef frame;
     const std::int32_t status = mVideoSource->GetRenderedFrame(request.mTime, request.mFormat, mBinaryData,
                                                                mColorProfile, false, frame);
-    if (status < 0)
-    {
-        throw RenderRequestException(status);
-    }
+    ThrowIfFailed(status);
     mAlpha.Conform(frame, inRenderParams.mRenderQuality);
     ConformPixelAspectRatio(frame, inRenderParams);
     outFrame = frame;

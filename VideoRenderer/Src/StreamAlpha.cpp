@@ -1,7 +1,7 @@
 #include "StreamAlpha.h"
 
 #include "IR/ImageRoutines.h"
-#include "RenderableSources.h"
+#include "RenderableSourceTools.h"
 #include "VF/VideoFrame.h"
 #include "VF/VideoFrameManipulators.h"
 
@@ -16,14 +16,6 @@ constexpr std::uint32_t kMatteColorCode = 4;
 // In a code of the image routines: straight alpha, premultiplied alpha.
 constexpr std::uint32_t kStraightCodeBit = 4;
 constexpr std::uint32_t kPremultipliedCodeBit = 8;
-
-void ThrowIfFailed(std::int32_t inStatus)
-{
-    if (inStatus < 0)
-    {
-        throw RenderRequestException(inStatus);
-    }
-}
 
 std::uint32_t PropertiesOf(const MF::IVideoFrameRef& inFrame)
 {

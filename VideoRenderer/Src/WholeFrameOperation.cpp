@@ -2,21 +2,13 @@
 
 #include "FrameConforming.h"
 #include "FrameImage.h"
-#include "RenderableSources.h"
+#include "RenderableSourceTools.h"
 
 namespace ML
 {
 
 namespace
 {
-
-void ThrowIfFailed(std::int32_t inStatus)
-{
-    if (inStatus < 0)
-    {
-        throw RenderRequestException(inStatus);
-    }
-}
 
 // A planar format that the caller wishes for is made at the end; in between it would be no help.
 CutlistRenderParams ParamsInPackedFormat(const MF::IVideoFrameRef& inFrame,
