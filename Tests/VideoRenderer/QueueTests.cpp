@@ -6,10 +6,12 @@
 #include "Tests/Support/Layers/LayerNode.h"
 #include "VF/SharedVideoFrameCache.h"
 #include "VideoRenderer/Src/RenderFrameQueueImpl.h"
+#include "norvik/threads/Threads.h"
 #include "norvik/utility/Machine.h"
 
 #include <fmt/format.h>
 
+#include <memory>
 #include <thread>
 
 namespace TestSupport
@@ -248,6 +250,13 @@ std::vector<ML::RenderEvent> RecordingObserver::Events() const
 {
     const std::lock_guard<std::mutex> lock(mMutex);
     return mEvents;
+}
+
+ML::RequestCompletionFunction NotingLocksAtItsEnd(Texts& ioLocks)
+{
+    const std::shared_ptr<void> atTheEnd(nullptr, [&ioLocks](void*)
+                                         { ioLocks.emplace_back(norvik::threads::DumpLocks().c_str()); });
+    return [atTheEnd](const MF::IVideoFrameRef&, bool, int) {};
 }
 
 ML::RenderFrameSettings QueueSettings(std::uint32_t inID)

@@ -169,6 +169,10 @@ private:
     std::vector<ML::RenderEvent> mEvents;
 };
 
+// A completion function with something in it that, when it goes with the last copy of its request, writes down
+// which locks are held.
+ML::RequestCompletionFunction NotingLocksAtItsEnd(Texts& ioLocks);
+
 // What a request of a test is made of.
 ML::RenderFrameSettings QueueSettings(std::uint32_t inID);
 // A request for the producer's frame, with reads.

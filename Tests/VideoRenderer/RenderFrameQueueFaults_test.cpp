@@ -4,9 +4,7 @@
 #include "TVK/Waitable.h"
 #include "Tests/VideoRenderer/QueueTests.h"
 #include "VideoRenderer/Src/RenderFrameQueueImpl.h"
-#include "norvik/threads/Threads.h"
 
-#include <memory>
 #include <new>
 #include <stdexcept>
 
@@ -163,35 +161,34 @@ TEST_F(RenderFrameQueueFaults, ClientMayCancelEverythingFromItsNotification)
     EXPECT_EQ(AtRest(), "");
 }
 
-// A completion function whose destructor comes back to the queue: requests must go with no lock held.
+// Whoever is destroyed with a request may come back to the queue.
 TEST_F(RenderFrameQueueFaults, RequestsAreDestroyedWithNoLockHeld)
 {
-    std::string locks = "not destroyed";
-    struct AtTheEnd
+    Texts locks;
+    const auto addWith = [this, &locks](ML::RenderFrameRequest inRequest)
     {
-        explicit AtTheEnd(std::string& outLocks) : mLocks(outLocks) {}
-        AtTheEnd(const AtTheEnd&) = delete;
-        AtTheEnd& operator=(const AtTheEnd&) = delete;
-        ~AtTheEnd() { mLocks = norvik::threads::DumpLocks().c_str(); }
-        std::string& mLocks;
-    };
-    const auto addWith = [&](ML::RenderFrameRequest inRequest)
-    {
-        const auto atTheEnd = std::make_shared<AtTheEnd>(locks);
-        inRequest.SetCompletionFunction([atTheEnd](MF::IVideoFrameRef, bool, int) {});
+        inRequest.SetCompletionFunction(NotingLocksAtItsEnd(locks));
         mQueue->AddRenderRequest(inRequest);
     };
     addWith(Request(1, 1));
     mQueue->CancelOne(1);
-    EXPECT_EQ(locks, "");
-    locks = "not destroyed";
+    EXPECT_EQ(locks, Texts{""});
     addWith(OfCaller(2, 70));
     mQueue->CancelCallersRequests(70);
-    EXPECT_EQ(locks, "");
-    locks = "not destroyed";
+    EXPECT_EQ(locks, (Texts{"", ""}));
     addWith(Request(3, 3));
     Settle();
-    EXPECT_EQ(locks, "");
+    EXPECT_EQ(locks, (Texts{"", "", ""}));
+    // A twin of the same id, which goes without a word.
+    const FakeProducerRef producer(new FakeProducer(4));
+    addWith(QueueRequest(4, producer));
+    Worker worker = TakeNext();
+    addWith(QueueRequest(4, producer));
+    Settle();
+    RenderAndReturn(worker);
+    EXPECT_EQ(locks, (Texts{"", "", "", ""}));
+    worker.mRequest = ML::RenderFrameRequest();
+    EXPECT_EQ(locks.size(), 5U);
 }
 
 } // namespace

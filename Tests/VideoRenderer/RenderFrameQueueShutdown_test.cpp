@@ -6,12 +6,10 @@
 #include "Tests/VideoRenderer/QueueTests.h"
 #include "VF/SharedVideoFrameCache.h"
 #include "VideoRenderer/Src/RenderFrameQueueImpl.h"
-#include "norvik/threads/Threads.h"
 
 #include <fmt/format.h>
 
 #include <cstdlib>
-#include <memory>
 #include <stdexcept>
 
 namespace
@@ -110,19 +108,10 @@ TEST_F(RenderFrameQueueShutdownDeathTest, DestroysWhatItDropsWithNoLockHeld)
 {
     EXPECT_EXIT(
         {
-            struct AtTheEnd
-            {
-                explicit AtTheEnd(Texts& ioLocks) : mLocks(ioLocks) {}
-                AtTheEnd(const AtTheEnd&) = delete;
-                AtTheEnd& operator=(const AtTheEnd&) = delete;
-                ~AtTheEnd() { mLocks.emplace_back(norvik::threads::DumpLocks().c_str()); }
-                Texts& mLocks;
-            };
             Texts locks;
             const auto addWith = [&](ML::RenderFrameRequest inRequest)
             {
-                const auto atTheEnd = std::make_shared<AtTheEnd>(locks);
-                inRequest.SetCompletionFunction([atTheEnd](const MF::IVideoFrameRef&, bool, int) {});
+                inRequest.SetCompletionFunction(NotingLocksAtItsEnd(locks));
                 mQueue->AddRenderRequest(inRequest);
                 mPasses->RunAll();
             };

@@ -60,6 +60,33 @@ TEST_F(RenderFrameQueue, PrefetchStationTakesOneRequestLessThanItsLimit)
     EXPECT_EQ(mQueue->Counts().mIncoming, 13U);
 }
 
+// What a pass holds is neither incoming nor in the station, and takes its room all the same.
+TEST_F(RenderFrameQueue, RequestsThatAPassHoldsCountForTheLimit)
+{
+    const std::vector<FakePrefetchRef> reads = AddReading(1, 20);
+    reads[0]->mWhileBeginning = [this]
+    {
+        EXPECT_EQ(mQueue->Counts().mInFlight, 6U);
+        mQueue->GetImpl().ProcessPendingRequests(false);
+    };
+    mPasses->RunOne();
+    EXPECT_EQ(mQueue->Counts().mPrefetching, 7U);
+    EXPECT_EQ(mQueue->Counts().mIncoming, 13U);
+}
+
+TEST_F(RenderFrameQueue, PassOfAWorkerLeavesThePostedOneWhereItIs)
+{
+    Add(Request(1, 1));
+    EXPECT_EQ(mQueue->Counts().mPassesScheduled, 1U);
+    mQueue->GetImpl().ProcessPendingRequests(false);
+    EXPECT_EQ(mQueue->Counts().mPassesScheduled, 2U); // and a worker for what it has brought in
+    Add(Request(2, 2));
+    EXPECT_EQ(mQueue->Counts().mPassesScheduled, 2U);
+    EXPECT_EQ(mPasses->RunAll(), 1U);
+    Settle();
+    EXPECT_EQ(AtRest(), "");
+}
+
 TEST_F(RenderFrameQueue, FinishedReadsMakeRoomForTheNext)
 {
     const std::vector<FakePrefetchRef> reads = AddReading(1, 20);
