@@ -39,9 +39,22 @@ public:
 
     void Post(Function& ioFunction)
     {
-        if (mLedger.Push(ioFunction))
+        const uint64_t number = mLedger.Push(ioFunction);
+        if (number == 0)
+        {
+            return;
+        }
+        try
         {
             IssueTicket();
+        }
+        catch (...)
+        {
+            // Who posted learns that it wasn't; nobody waits for a function without a ticket.
+            if (mLedger.TakeBack(number, ioFunction))
+            {
+                throw;
+            }
         }
     }
 
@@ -52,10 +65,18 @@ public:
         {
             return;
         }
-        auto timer = std::make_unique<asio::steady_timer>(mContext, inDelay);
-        const std::lock_guard<std::mutex> lock(mTimersMutex);
-        asio::steady_timer& placed = *(mTimers[number] = std::move(timer));
-        placed.async_wait([this, number](const boost::system::error_code&) { OnTimer(number); });
+        try
+        {
+            auto timer = std::make_unique<asio::steady_timer>(mContext, inDelay);
+            const std::lock_guard<std::mutex> lock(mTimersMutex);
+            asio::steady_timer& placed = *(mTimers[number] = std::move(timer));
+            placed.async_wait([this, number](const boost::system::error_code&) { OnTimer(number); });
+        }
+        catch (...)
+        {
+            mLedger.DropDelayed(number);
+            throw;
+        }
     }
 
     void CancelPending()

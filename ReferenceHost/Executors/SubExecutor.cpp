@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <memory>
 #include <mutex>
+#include <new>
 
 namespace norvik::threads
 {
@@ -29,9 +30,17 @@ public:
 
     void Post(Function& ioFunction)
     {
-        if (mLedger.Push(ioFunction))
+        const uint64_t number = mLedger.Push(ioFunction);
+        if (number == 0 || !TakeRoomForTicket() || TryToIssueTicket())
         {
-            IssueTicketIfRoom();
+            return;
+        }
+        // Others may have pushed meanwhile and rely on this ticket.
+        const bool isOurs = mLedger.TakeBack(number, ioFunction);
+        OnTicketUsed();
+        if (isOurs)
+        {
+            throw std::bad_alloc();
         }
     }
 
@@ -42,8 +51,16 @@ public:
         {
             return;
         }
-        const auto alarm = std::make_shared<Alarm>(weak_from_this(), number);
-        mParent->Post([alarm] { alarm->Ring(); }, inDelayMilliseconds);
+        try
+        {
+            const auto alarm = std::make_shared<Alarm>(weak_from_this(), number);
+            mParent->Post([alarm] { alarm->Ring(); }, inDelayMilliseconds);
+        }
+        catch (...)
+        {
+            mLedger.DropDelayed(number);
+            throw;
+        }
     }
 
     Executors::TaskLedger& Ledger() { return mLedger; }
@@ -70,6 +87,9 @@ private:
             state->mLedger.RunNext();
             state->OnTicketUsed();
         }
+
+        // It was never with the parent.
+        void Void() noexcept { mState.reset(); }
 
         Ticket(const Ticket&) = delete;
         Ticket& operator=(const Ticket&) = delete;
@@ -99,9 +119,10 @@ private:
         void Ring()
         {
             const std::shared_ptr<SubState> state = mState.lock();
-            if (state && state->mLedger.ReleaseDelayed(mNumber))
+            if (state && state->mLedger.ReleaseDelayed(mNumber) && state->TakeRoomForTicket() &&
+                !state->TryToIssueTicket())
             {
-                state->IssueTicketIfRoom();
+                state->OnTicketUsed();
             }
         }
 
@@ -113,38 +134,58 @@ private:
         uint64_t mNumber;
     };
 
-    void IssueTicketIfRoom()
+    bool TakeRoomForTicket()
     {
+        const std::lock_guard<std::mutex> lock(mTicketMutex);
+        if (mTickets >= mWidth)
         {
-            const std::lock_guard<std::mutex> lock(mTicketMutex);
-            if (mTickets >= mWidth)
-            {
-                return;
-            }
-            ++mTickets;
+            return false;
         }
-        IssueTicket();
+        ++mTickets;
+        return true;
     }
 
-    void IssueTicket()
+    // False if there is no memory for it; its room is still taken then.
+    bool TryToIssueTicket() noexcept
     {
-        const auto ticket = std::make_shared<Ticket>(shared_from_this());
-        mParent->Post([ticket] { ticket->Run(); });
+        std::shared_ptr<Ticket> ticket;
+        try
+        {
+            ticket = std::make_shared<Ticket>(shared_from_this());
+            mParent->Post([ticket] { ticket->Run(); });
+            return true;
+        }
+        catch (...)
+        {
+            if (ticket)
+            {
+                ticket->Void();
+            }
+            return false;
+        }
     }
 
     // Whether the queue is empty is asked under the lock under which the ticket is given back: what is pushed
-    // after the question finds room for a ticket of its own.
+    // after the question finds room for a ticket of its own. Without memory for a way through the parent the
+    // next function runs here.
     void OnTicketUsed()
     {
+        for (;;)
         {
-            const std::lock_guard<std::mutex> lock(mTicketMutex);
-            if (!mLedger.HasQueued())
             {
-                --mTickets;
+                const std::lock_guard<std::mutex> lock(mTicketMutex);
+                if (!mLedger.HasQueued())
+                {
+                    --mTickets;
+                    return;
+                }
+            }
+            if (TryToIssueTicket())
+            {
                 return;
             }
+            mLedger.RunNext();
         }
-        IssueTicket();
     }
 
     // The parent takes no more work, so what has no ticket will never run.

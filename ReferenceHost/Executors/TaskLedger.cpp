@@ -2,6 +2,8 @@
 
 #include "ReferenceHost/Foundation/CallLogged.h"
 
+#include <algorithm>
+#include <iterator>
 #include <utility>
 
 namespace Executors
@@ -36,15 +38,32 @@ private:
 
 } // namespace
 
-bool TaskLedger::Push(Function& ioFunction)
+uint64_t TaskLedger::Push(Function& ioFunction)
 {
     const std::lock_guard<std::mutex> lock(mMutex);
     if (mClosed)
     {
-        return false;
+        return 0;
     }
     mQueue.emplace_back();
-    mQueue.back().swap(ioFunction);
+    mQueue.back().mNumber = ++mLastPushed;
+    mQueue.back().mFunction.swap(ioFunction);
+    return mLastPushed;
+}
+
+bool TaskLedger::TakeBack(uint64_t inNumber, Function& outFunction)
+{
+    const std::lock_guard<std::mutex> lock(mMutex);
+    const auto found =
+        std::find_if(mQueue.rbegin(), mQueue.rend(),
+                     [inNumber](const Queued& inQueued) { return inQueued.mNumber == inNumber; });
+    if (found == mQueue.rend())
+    {
+        return false;
+    }
+    outFunction.swap(found->mFunction);
+    mQueue.erase(std::next(found).base());
+    mChanged.notify_all();
     return true;
 }
 
@@ -68,7 +87,7 @@ bool TaskLedger::ReleaseDelayed(uint64_t inNumber)
         return false;
     }
     mQueue.emplace_back();
-    mQueue.back().swap(found->second);
+    mQueue.back().mFunction.swap(found->second);
     mDelayed.erase(found);
     return true;
 }
@@ -95,7 +114,7 @@ bool TaskLedger::RunNext()
         {
             return false;
         }
-        function.swap(mQueue.front());
+        function.swap(mQueue.front().mFunction);
         mQueue.pop_front();
         ++mRunning;
     }
@@ -127,7 +146,7 @@ bool TaskLedger::HasQueued() const
 uint64_t TaskLedger::CancelPending()
 {
     // Declared before the lock, so destroyed after it.
-    std::deque<Function> queue;
+    std::deque<Queued> queue;
     std::map<uint64_t, Function> delayed;
     const std::lock_guard<std::mutex> lock(mMutex);
     queue.swap(mQueue);

@@ -28,9 +28,12 @@ public:
     TaskLedger(const TaskLedger&) = delete;
     TaskLedger& operator=(const TaskLedger&) = delete;
 
-    // Appends a function, whose content is moved out. False after Close; then the content stays with the
-    // caller.
-    bool Push(Function& ioFunction);
+    // Appends a function, whose content is moved out. Its number; 0 after Close, and then the content stays with
+    // the caller.
+    uint64_t Push(Function& ioFunction);
+
+    // Takes a function back that nobody can be found to run. False if it has been run, or cancelled, all the same.
+    bool TakeBack(uint64_t inNumber, Function& outFunction);
 
     // Puts a function aside until its delay is over. Its number, or 0 after Close.
     uint64_t AddDelayed(Function& ioFunction);
@@ -57,13 +60,20 @@ public:
     bool IsCurrentThread() const;
 
 private:
+    struct Queued
+    {
+        uint64_t mNumber = 0; // 0: was delayed
+        Function mFunction;
+    };
+
     void FinishOne();
 
     mutable std::mutex mMutex;
     std::condition_variable mChanged;
-    std::deque<Function> mQueue;
+    std::deque<Queued> mQueue;
     std::map<uint64_t, Function> mDelayed;
     uint64_t mLastNumber = 0;
+    uint64_t mLastPushed = 0;
     size_t mRunning = 0;
     size_t mWaitingInside = 0; // running functions that wait for termination themselves
     bool mClosed = false;
