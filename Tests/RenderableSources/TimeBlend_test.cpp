@@ -396,6 +396,15 @@ TEST_F(TimeBlend, FrameAfterTheEndIsLostWithItsWeight)
 
 TEST_F(TimeBlend, FailuresOfTheSourceComeOut)
 {
+    mInner->mFrameFunction = [&](const MF::FrameTime& inTime)
+    {
+        if (inTime == Time(1))
+        {
+            throw ML::RenderRequestException(BE::kSourceStatus_BadMedia);
+        }
+        return GreyFrame(inTime);
+    };
+    EXPECT_THROW(Render(2.0, Time(0)), ML::RenderRequestException) << "one that is damaged, not past the end";
     mInner->mStatus = BE::kSourceStatus_BadMedia;
     EXPECT_THROW(Render(2.0, Time(0)), ML::RenderRequestException);
     EXPECT_THROW(Render(0.5, Time(0.5)), ML::RenderRequestException);
@@ -413,6 +422,18 @@ TEST_F(TimeBlend, RatesAreThoseOfTheSource)
     const ML::IRenderableSourceRef source = ML::TimeBlendSource(mInner, {}, 2.0);
     EXPECT_EQ(FrameRateOf(source), kRate);
     EXPECT_EQ(FieldRateOf(source), kRate * 2);
+}
+
+TEST_F(TimeBlend, MomentsOfFieldsAreSamplesOfTheirOwn)
+{
+    // Fields that come as frames of their own: a frame of the output plays two of them.
+    mInner->mFrameFunction = {};
+    mInner->mFieldType = kFieldType_FromSource;
+    mParams = RenderParams(TestSupport::kPaintedSourceWidth, 8);
+    mParams.mFrameRate = kRate;
+    const MF::IVideoFrameRef frame = Render(1.0, Time(2));
+    EXPECT_EQ(mInner->TakeRenders(), (FrameTimes{Time(2), Time(2.5)}));
+    EXPECT_NEAR(TestSupport::ReadLevels(frame, 0).mMoment, TestSupport::LevelsOf(4, 0).mMoment + 4, 0.51);
 }
 
 TEST_F(TimeBlend, FramesKeepTheirOwnSizeAndAspect)
@@ -533,6 +554,8 @@ TEST_P(TimeBlendOfFields, SlowMotionMovesOnEvenlyFromFieldToField)
     {
         for (double field = 4; field < 8; field += 2 * speed)
         {
+            // A frame that may be written serves both fields as well.
+            mInner->mFreezes = speed == 0.5;
             const MF::FrameTime time = order == kFieldType_UpperFirst ? Times(field / 2, (field + speed) / 2)
                                                                       : Times((field + speed) / 2, field / 2);
             const MF::IVideoFrameRef frame =

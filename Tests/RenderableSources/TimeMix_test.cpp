@@ -104,9 +104,12 @@ TEST_F(TimeMix, FrameOfExactlyTheTimeIsPassedOn)
     mInner->mFrameFunction = [&](const MF::FrameTime&) { return given; };
     EXPECT_TRUE(RenderedFrame(mSource, Time(3), mParams) == given);
     EXPECT_EQ(mInner->TakeRenders(), FrameTimes{Time(3)});
-    mInner->mFieldType = kFieldType_UpperFirst;
-    EXPECT_TRUE(RenderedFrame(mSource, Times(3, 3.5), mParams) == given);
-    EXPECT_EQ(mInner->TakeRenders(), (FrameTimes{Times(3, 3.5)}));
+    for (const FieldType type : {kFieldType_UpperFirst, kFieldType_FromSource})
+    {
+        mInner->mFieldType = type;
+        EXPECT_TRUE(RenderedFrame(mSource, Times(3, 3.5), mParams) == given);
+        EXPECT_EQ(mInner->TakeRenders(), (FrameTimes{Times(3, 3.5)}));
+    }
 }
 
 TEST_F(TimeMix, EachFieldShowsTheFrameOfItsMoment)
