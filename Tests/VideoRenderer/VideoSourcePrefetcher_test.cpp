@@ -107,11 +107,16 @@ TEST_F(VideoSourcePrefetcher, RequestsForOneFrameCostOneRead)
 
 TEST_F(VideoSourcePrefetcher, PendingItemLeavesNoFrameWithWhoAsks)
 {
-    const auto item = Begin(NewSource(), 5);
-    MF::IVideoFrameRef frame = TestSupport::NewFrame(Format().mPixelFormat, 8, 4);
-    EXPECT_EQ(item->GetPrefetchResult(frame), kNotReady);
-    EXPECT_FALSE(frame);
-    item->CancelPrefetch();
+    for (const bool isAsync : {false, true})
+    {
+        const FakeReadSourceRef source = NewSource();
+        source->mIsAsync = isAsync;
+        const auto item = Begin(source, 5);
+        MF::IVideoFrameRef frame = TestSupport::NewFrame(Format().mPixelFormat, 8, 4);
+        EXPECT_EQ(item->GetPrefetchResult(frame), kNotReady);
+        EXPECT_FALSE(frame);
+        item->CancelPrefetch();
+    }
 }
 
 TEST_F(VideoSourcePrefetcher, FrameInTheCacheIsNotRead)

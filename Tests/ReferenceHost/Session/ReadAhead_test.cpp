@@ -8,9 +8,14 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
+#include <atomic>
 #include <chrono>
 #include <cstdint>
+#include <functional>
 #include <memory>
+#include <numeric>
+#include <random>
 #include <thread>
 #include <vector>
 
@@ -22,6 +27,7 @@ using Items = std::vector<ML::IRenderableNodePrefetchRef>;
 
 constexpr std::int64_t kFrames = 40;
 constexpr std::int64_t kAhead = 6;
+constexpr std::size_t kClients = 8;
 
 class ReadAhead : public testing::Test
 {
@@ -33,21 +39,23 @@ protected:
         return settings;
     }
 
-    ReadAhead() : mSession(TwoThreads())
+    explicit ReadAhead(int inDecoders = 4) : mSession(TwoThreads())
     {
+        Media::FileOptions options;
+        options.maximumDecoders = inDecoders;
         Media::FileError error;
-        mFile = Media::MediaFile::Open(TestSupport::MediaPath("h264_b.mp4"), Media::FileOptions(), error);
+        mFile = Media::MediaFile::Open(TestSupport::MediaPath("h264_b.mp4"), options, error);
         EXPECT_TRUE(mFile);
-        const BE::IVideoSourceRef stream(new Media::FFmpegVideoSource(mFile, TVK::Guid(0x5265, 0x6164)));
-        stream->GetFrameRate(mRate);
+        mStream = BE::IVideoSourceRef(new Media::FFmpegVideoSource(mFile, TVK::Guid(0x5265, 0x6164)));
+        mStream->GetFrameRate(mRate);
         TVK::Rect bounds;
-        stream->GetBounds(bounds);
+        mStream->GetBounds(bounds);
         mParams.mWidth = static_cast<std::uint32_t>(bounds.Width());
         mParams.mHeight = static_cast<std::uint32_t>(bounds.Height());
         mParams.mPixelFormat = norviktypes::kPixelFormat_BGRA_4444_8u;
         mParams.mRenderQuality = norviktypes::kRenderQuality_High;
-        stream->GetPixelAspectRatio(mParams.mPixelAspectRatio);
-        mSource = ML::CreateRenderableSource(stream, {}, norviktypes::kAlphaChannel_None, {}, false, false,
+        mStream->GetPixelAspectRatio(mParams.mPixelAspectRatio);
+        mSource = ML::CreateRenderableSource(mStream, {}, norviktypes::kAlphaChannel_None, {}, false, false,
                                              mRate, norviktypes::kFieldType_Progressive,
                                              mParams.mPixelAspectRatio, {}, u"h264_b.mp4");
         VF::SharedVideoFrameCache::Clear();
@@ -104,8 +112,36 @@ protected:
 
     std::uint64_t FramesMade() const { return mFile->Statistics().framesDelivered; }
 
+    // As many clients at once, each with its own order of all frames; inClient does one frame of one client.
+    static void WithClients(bool inAtRandom, const std::function<void(std::size_t, std::int64_t)>& inClient)
+    {
+        std::vector<std::thread> clients;
+        for (std::size_t client = 0; client < kClients; ++client)
+        {
+            clients.emplace_back(
+                [&inClient, inAtRandom, client]
+                {
+                    std::vector<std::int64_t> frames(kFrames);
+                    std::iota(frames.begin(), frames.end(), 0);
+                    if (inAtRandom)
+                    {
+                        std::shuffle(frames.begin(), frames.end(), std::minstd_rand(7 + client));
+                    }
+                    for (const std::int64_t frame : frames)
+                    {
+                        inClient(client, frame);
+                    }
+                });
+        }
+        for (std::thread& client : clients)
+        {
+            client.join();
+        }
+    }
+
     const Session::HostSession mSession;
     std::shared_ptr<Media::MediaFile> mFile;
+    BE::IVideoSourceRef mStream;
     norviktypes::FrameRate mRate;
     ML::CutlistRenderParams mParams{};
     ML::IRenderableSourceRef mSource;
@@ -160,6 +196,65 @@ TEST_F(ReadAhead, TwoWhoReadTheSameFramesAheadShareThem)
     }
     EXPECT_EQ(FramesMade(), static_cast<std::uint64_t>(kFrames));
 }
+
+// In order or at random; with one decoder, or with several, of which one may decode what another has on its way.
+struct Access
+{
+    const char* mName;
+    bool mIsAtRandom;
+    int mDecoders;
+};
+
+class ManyClients : public ReadAhead, public testing::WithParamInterface<Access>
+{
+protected:
+    ManyClients() : ReadAhead(GetParam().mDecoders) {}
+};
+
+TEST_P(ManyClients, HaveEachFrameMadeOnce)
+{
+    std::array<std::atomic<MF::IVideoFrame*>, kFrames> made{};
+    WithClients(GetParam().mIsAtRandom,
+                [&](std::size_t inClient, std::int64_t inFrame)
+                {
+                    const Items items = Begin(inFrame);
+                    // Some wait for what they had read ahead, others ask for the frame right away.
+                    const MF::IVideoFrameRef frame = inClient % 2 == 0 ? WaitFor(items) : Render(inFrame);
+                    ASSERT_TRUE(frame);
+                    MF::IVideoFrame* others = nullptr;
+                    if (!made[static_cast<std::size_t>(inFrame)].compare_exchange_strong(others, frame.get()))
+                    {
+                        EXPECT_EQ(frame.get(), others) << inFrame;
+                    }
+                });
+    EXPECT_EQ(FramesMade(), static_cast<std::uint64_t>(kFrames));
+    if (GetParam().mDecoders == 1)
+    {
+        EXPECT_EQ(mFile->Statistics().framesDecoded, static_cast<std::uint64_t>(kFrames));
+    }
+}
+
+TEST_P(ManyClients, WhoAskAtOnceHaveNothingDecoded)
+{
+    WithClients(
+        GetParam().mIsAtRandom,
+        [&](std::size_t, std::int64_t inFrame)
+        {
+            MF::IVideoFrameRef frame;
+            BE::FrameDescription format;
+            format.mPixelFormat = mParams.mPixelFormat;
+            EXPECT_LT(mStream->GetRenderedFrame(TimeOf(inFrame).mFirstTime, format, {}, {}, true, frame), 0);
+            EXPECT_FALSE(frame);
+        });
+    EXPECT_EQ(FramesMade(), 0U);
+    EXPECT_EQ(mFile->Statistics().framesDecoded, 0U);
+}
+
+INSTANTIATE_TEST_SUITE_P(Clip, ManyClients,
+                         testing::Values(Access{"InOrder", false, 4}, Access{"AtRandom", true, 4},
+                                         Access{"InOrderOneDecoder", false, 1},
+                                         Access{"AtRandomOneDecoder", true, 1}),
+                         [](const auto& inInfo) { return inInfo.param.mName; });
 
 TEST_F(ReadAhead, TimePastTheEndEndsTheItemWithoutAFrame)
 {
