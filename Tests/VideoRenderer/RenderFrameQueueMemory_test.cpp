@@ -1,71 +1,18 @@
 // Memory that runs out at every allocation of a render, one after the other.
 //
-// The process' operator new is replaced by one that fails when it's told to, on the thread that told it.
-
 #include "TVK/Waitable.h"
+#include "Tests/Support/FailingOperatorNew.h"
 #include "Tests/Support/FrameTools.h"
 #include "Tests/VideoRenderer/QueueTests.h"
 #include "VF/SharedVideoFrameCache.h"
 #include "VideoRenderer/Src/RenderFrameQueueImpl.h"
 #include "norvik/logging/Logging.h"
 
-#include <cstdlib>
 #include <functional>
 #include <memory>
 #include <new>
 #include <string>
 #include <utility>
-
-namespace
-{
-
-thread_local long sAllocationsLeft = -1; // below zero: as many as one likes
-thread_local bool sFailsForEver = false;
-thread_local bool sHasFailed = false;
-
-bool FailsNow()
-{
-    if (sAllocationsLeft < 0 || --sAllocationsLeft > 0)
-    {
-        return false;
-    }
-    sAllocationsLeft = sFailsForEver ? 1 : -1;
-    sHasFailed = true;
-    return true;
-}
-
-}
-
-void* operator new(std::size_t inSize, const std::nothrow_t&) noexcept
-{
-    return FailsNow() ? nullptr : std::malloc(inSize == 0 ? 1 : inSize);
-}
-
-void* operator new(std::size_t inSize)
-{
-    void* const block = operator new(inSize, std::nothrow);
-    if (block == nullptr)
-    {
-        throw std::bad_alloc();
-    }
-    return block;
-}
-
-// Inlined, they look to the compiler like memory that is freed in another way than it was got.
-[[gnu::noinline]] void operator delete(void* inBlock) noexcept
-{
-    std::free(inBlock);
-}
-
-[[gnu::noinline]] void operator delete(void* inBlock, std::size_t) noexcept
-{
-    std::free(inBlock);
-}
-
-[[gnu::noinline]] void operator delete(void* inBlock, const std::nothrow_t&) noexcept
-{
-    std::free(inBlock);
-}
 
 namespace
 {
@@ -134,14 +81,12 @@ protected:
             {
                 mFollowed.clear();
                 inPrepare();
-                sHasFailed = false;
-                sFailsForEver = forEver;
-                sAllocationsLeft = ++count;
+                FailingMemory::FailAt(++count, forEver);
                 inScenario();
-                sAllocationsLeft = -1;
+                FailingMemory::Stop();
                 ASSERT_LT(count, 2000);
                 CheckAftermath(count, forEver);
-            } while (sHasFailed && !HasFailure());
+            } while (FailingMemory::sHasFailed && !HasFailure());
             tried += count - 1;
         }
         EXPECT_GT(tried, 1);
@@ -285,15 +230,15 @@ TEST_F(RenderFrameQueueMemory, CancelLosesNobodyWhateverAllocationFails)
             for (std::size_t i = 0; i < mRequests.size(); ++i)
             {
                 // What is tried here is the cancel, not the copies.
-                const long left = std::exchange(sAllocationsLeft, -1);
+                const long left = FailingMemory::Stop();
                 TryAdd(i, mRequests[i]);
-                sAllocationsLeft = left;
+                FailingMemory::Resume(left);
             }
             TryTo([this] { mQueue->CancelOne(300); });
             TryTo([this] { mQueue->CancelCallersRequests(7); });
             mPasses->RunOne();
             TryTo([this] { mQueue->CancelOne(1); });
-            sAllocationsLeft = -1;
+            FailingMemory::Stop();
             Settle();
         });
 }
