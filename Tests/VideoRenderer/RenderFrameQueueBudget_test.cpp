@@ -187,6 +187,21 @@ TEST_F(RenderFrameQueueBudget, EachTakenRequestPostsTheNextWorker)
     EXPECT_EQ(mClient->mTexts.size(), 3U);
 }
 
+TEST_F(RenderFrameQueueBudget, TakingARequestPostsAWorkerForTheNext)
+{
+    ML::sNormalPriorityRenderQueue.reset(); // so that the pass posts none
+    Add(Request(1, 1));
+    Add(Request(2, 2));
+    mPasses->RunAll();
+    ML::sNormalPriorityRenderQueue = mNormal;
+    Worker first = TakeNext();
+    EXPECT_EQ(mQueue->Counts().mPassesScheduled, 1U);
+    EXPECT_TRUE(mNormal->RunOne());
+    EXPECT_EQ(mClient->mTexts, Texts{"completed 2"});
+    RenderAndReturn(first);
+    EXPECT_EQ(AtRest(), "");
+}
+
 TEST_F(RenderFrameQueueBudget, WithoutARenderExecutorReadyRequestsStay)
 {
     ML::sNormalPriorityRenderQueue.reset();

@@ -23,6 +23,14 @@ class RenderFrameQueueShutdownDeathTest : public QueueTest
 protected:
     RenderFrameQueueShutdownDeathTest() { testing::FLAGS_gtest_death_test_style = "threadsafe"; }
 
+    // A request that could be rendered.
+    static ML::RenderFrameRequest WithItsKey(std::uint32_t inID)
+    {
+        ML::RenderFrameRequest request = Request(inID, inID);
+        request.ComputeKey(true);
+        return request;
+    }
+
     [[noreturn]] void ExitIf(const Texts& inTexts, const Texts& inExpected)
     {
         if (inTexts != inExpected)
@@ -169,7 +177,7 @@ TEST_F(RenderFrameQueueShutdownDeathTest, FailsLateRequestsOnItsOwnThreadsAndKee
                 [this]
                 {
                     mQueue->Shutdown();
-                    Add(Request(1, 1));
+                    Add(WithItsKey(1));
                 });
             mNormal->RunOne();
             Add(Request(2, 2));
@@ -204,7 +212,7 @@ TEST_F(RenderFrameQueueShutdownDeathTest, QueueThatIsBuiltAfterwardsRendersNothi
             ML::RenderFrameQueue::Impl::SetExecutor(boost::make_shared<ManualExecutor>());
             ML::sNormalPriorityRenderQueue = mNormal = boost::make_shared<ManualExecutor>();
             mQueue = ML::RenderFrameQueue::Create();
-            mNormal->Post([this] { Add(Request(1, 1)); });
+            mNormal->Post([this] { Add(WithItsKey(1)); });
             mNormal->RunAll();
             ExitIf(mClient->mTexts, {"error 1 a00d0000"});
         },

@@ -126,6 +126,7 @@ private:
     RequestStation mPrefetching VR_GUARDED_BY(mQueueLock);
     RequestStation mNormalRequests VR_GUARDED_BY(mQueueLock);
     RequestStation mLowRequests VR_GUARDED_BY(mQueueLock);
+    // Parked requests, and of those that workers have in their hands what it takes to end them.
     RequestStation mRedundantRequests VR_GUARDED_BY(mRedundantRequestLock);
     AcceleratedRequests mAcceleratedRequests VR_GUARDED_BY(mAcceleratedLock);
 
