@@ -27,6 +27,7 @@ constexpr std::uint64_t kMostByDefault = std::uint64_t{4} << 30;
 constexpr std::uint64_t kWhole = 100;
 constexpr std::uint64_t kForwardPictures = 66;
 constexpr std::uint64_t kForwardCache = 1;
+constexpr std::uint64_t kMostForwardCache = std::uint64_t{16} << 20;
 constexpr std::uint64_t kScatteredPictures = 75;
 constexpr std::uint64_t kScatteredCache = 10;
 
@@ -54,8 +55,9 @@ MemoryShares CutShares(std::uint64_t inBytes, AccessPattern inPattern)
     MemoryShares shares;
     shares.mTotalBytes = inBytes;
     shares.mPicturesBytes = inBytes / kWhole * (isForward ? kForwardPictures : kScatteredPictures);
-    shares.mCacheBytes = inBytes / kWhole * (isForward ? kForwardCache : kScatteredCache);
-    shares.mWindowBytes = inBytes - shares.mPicturesBytes - shares.mCacheBytes;
+    shares.mCacheBytes = isForward ? std::min(inBytes / kWhole * kForwardCache, kMostForwardCache)
+                                   : inBytes / kWhole * kScatteredCache;
+    shares.mWindowBytes = std::min(inBytes / 3, inBytes - shares.mPicturesBytes - shares.mCacheBytes);
     return shares;
 }
 

@@ -198,10 +198,10 @@ TEST(HostSession, SharesStayWithinTheWhole)
         EXPECT_EQ(session.Threads(), 3u);
         const MemoryShares shares = session.Shares();
         EXPECT_EQ(shares.mTotalBytes, settings.mMemoryBytes);
-        for (const std::uint64_t share : {shares.mWindowBytes, shares.mPicturesBytes, shares.mCacheBytes})
-        {
-            EXPECT_GT(share, shares.mTotalBytes / 20);
-        }
+        EXPECT_GT(shares.mPicturesBytes, shares.mTotalBytes / 2);
+        EXPECT_GT(shares.mWindowBytes, shares.mTotalBytes / 8);
+        EXPECT_LE(shares.mWindowBytes, shares.mTotalBytes / 3);
+        EXPECT_GT(shares.mCacheBytes, shares.mTotalBytes / 200);
         EXPECT_LE(shares.mWindowBytes + shares.mPicturesBytes + shares.mCacheBytes, shares.mTotalBytes);
     }
 }
