@@ -1,0 +1,431 @@
+// Explores schedules, and replays one that failed.
+//
+//   explore_schedules --scenario NAME         its share of an ordinary run
+//   ... --schedules N                         so many, over all variants
+//   ... --preemptions P                       of them, all with at most P preemptions come first; -1: none
+//   ... --complete                            all of those instead, however many there are
+//   ... --seed S                              of the random ones
+//   ... --variant V --choices 12:3,40:clock   this one schedule
+//   explore_schedules --find-bug NAME         expects a failure in some scenario, and has it again from its list
+//   explore_schedules --list
+//
+// Exit code: 0, 1 for a failure that was found, 2 for wrong use.
+#include "RenderObserver.h"
+#include "Tests/ScheduleExplorer/Scenarios.h"
+#include "Tests/ScheduleExplorer/Strategies.h"
+#include "Tests/Support/Scale.h"
+
+#include <malloc.h>
+#include <unistd.h>
+
+#include <fmt/format.h>
+
+#include <chrono>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <optional>
+#include <string>
+
+#if defined(__SANITIZE_ADDRESS__)
+extern "C" void __sanitizer_set_death_callback(void (*inCallback)());
+#endif
+
+namespace
+{
+
+using namespace ScheduleExplorer;
+using Clock = std::chrono::steady_clock;
+
+constexpr std::uint64_t kPatience = 20000;
+// A run of the random kind is thought to be so long before the first one was seen.
+constexpr std::uint64_t kExpectedPoints = 300;
+// What a scenario gets in an ordinary run.
+constexpr std::size_t kSchedules = 2500;
+// And where a seeded bug was not found by that.
+constexpr std::size_t kSchedulesForRareBugs = 40000;
+
+struct Options
+{
+    std::string mScenario;
+    std::optional<std::size_t> mSchedules;
+    int mPreemptions = 1;
+    std::uint64_t mSeed = 1;
+    int mVariant = -1;
+    std::optional<std::vector<Choice>> mChoices;
+    std::string mBug;
+    bool mLists = false;
+    bool mOnlyEnumerates = false;
+};
+
+// What is being run, for the report.
+const Scenario* sScenario = nullptr;
+int sVariant = 0;
+std::size_t sNumber = 0;
+
+std::string Text(const std::vector<Choice>& inChoices)
+{
+    std::string text;
+    for (const Choice& choice : inChoices)
+    {
+        text += text.empty() ? "" : ",";
+        text += choice.mThread == kClock ? fmt::format("{}:clock", choice.mPoint)
+                                         : fmt::format("{}:{}", choice.mPoint, choice.mThread);
+    }
+    return text.empty() ? "none" : text;
+}
+
+[[noreturn]] void Report(const std::string& inWrong)
+{
+    std::printf(
+        "FAILED %s, variant %d: %s\nafter %zu schedules; replay: --scenario %s --variant %d --choices "
+        "%s\n",
+        sScenario->mName, sVariant, inWrong.c_str(), sNumber, sScenario->mName, sVariant,
+        Text(Scheduler::Instance().Choices()).c_str());
+    std::fflush(stdout);
+    std::_Exit(1);
+}
+
+// The process is lost, and only one thread runs, so that the report is worth more than its risk.
+void OnSignal(int inSignal)
+{
+    std::signal(inSignal, SIG_DFL);
+    Report(fmt::format("signal {}", inSignal));
+}
+
+#if defined(__SANITIZE_ADDRESS__)
+void OnSanitizerDeath()
+{
+    Report("a sanitizer's report");
+}
+#endif
+
+void CatchCrashes()
+{
+#if defined(__SANITIZE_ADDRESS__)
+    __sanitizer_set_death_callback(&OnSanitizerDeath);
+#else
+    for (const int signal : {SIGSEGV, SIGBUS, SIGABRT, SIGFPE, SIGILL})
+    {
+        std::signal(signal, &OnSignal);
+    }
+    // What is freed is overwritten, so that who uses it meets nonsense and not the old value.
+    mallopt(M_PERTURB, 0x5A);
+#endif
+}
+
+// ---- one schedule ----
+
+std::uint64_t RunOne(const Scenario& inScenario, int inVariant, IStrategy& ioStrategy)
+{
+    sScenario = &inScenario;
+    sVariant = inVariant;
+    World world;
+    inScenario.mPrepare(world, inVariant);
+    std::string wrong = Scheduler::Instance().Run(ioStrategy, kPatience);
+    const std::uint64_t points = Scheduler::Instance().Points();
+    wrong = wrong.empty() ? world.Finish() : wrong;
+    if (!wrong.empty())
+    {
+        Report(wrong);
+    }
+    return points;
+}
+
+// Tells the decisions of queue and prefetcher among the steps of a replay.
+class Teller final : public ML::IRenderObserver
+{
+public:
+    Teller() { ML::SetRenderObserver(this); }
+    ~Teller() override { ML::SetRenderObserver(nullptr); }
+
+    void OnRenderEvent(const ML::RenderEvent& inEvent) noexcept override
+    {
+        const std::string text =
+            fmt::format("request {} {}", inEvent.mRequestID, RenderEventName(inEvent.mKind));
+        Scheduler::Instance().Say(text.c_str());
+    }
+};
+
+int ReplayOne(const Scenario& inScenario, const Options& inOptions)
+{
+    const Teller teller;
+    Scheduler::Instance().SetIsTold(true);
+    Replay replay(*inOptions.mChoices);
+    const std::uint64_t points = RunOne(inScenario, inOptions.mVariant, replay);
+    std::printf("passed, %llu points, %zu choices could not be made\n",
+                static_cast<unsigned long long>(points), replay.Missed());
+    return 0;
+}
+
+// ---- many ----
+
+struct Count
+{
+    std::size_t mEnumerated = 0;
+    std::size_t mRandom = 0;
+    std::uint64_t mPoints = 0;
+    bool mIsComplete = true;
+};
+
+void Enumerate(const Scenario& inScenario, int inVariant, int inPreemptions, std::size_t inMost,
+               Count& ioCount)
+{
+    AllWithFewPreemptions strategy(inPreemptions);
+    for (std::size_t number = 0; number < inMost; ++number)
+    {
+        ++sNumber;
+        ioCount.mPoints += RunOne(inScenario, inVariant, strategy);
+        ++ioCount.mEnumerated;
+        if (!strategy.Advance())
+        {
+            return;
+        }
+    }
+    ioCount.mIsComplete = false;
+}
+
+void DrawAtRandom(const Scenario& inScenario, int inVariant, std::uint64_t inSeed, std::size_t inMost,
+                  Count& ioCount)
+{
+    std::uint64_t expected = kExpectedPoints;
+    for (std::size_t number = 0; number < inMost; ++number)
+    {
+        ++sNumber;
+        RandomPriorities strategy(inSeed + number * 64 + static_cast<std::uint64_t>(inVariant), expected);
+        const std::uint64_t points = RunOne(inScenario, inVariant, strategy);
+        expected = (expected * 7 + points) / 8 + 1;
+        ioCount.mPoints += points;
+        ++ioCount.mRandom;
+    }
+}
+
+// Half of a variant's share at most goes to the enumeration, so that the longest runs leave room for chance.
+void ExploreVariant(const Scenario& inScenario, int inVariant, std::size_t inShare, const Options& inOptions)
+{
+    Count count;
+    const Clock::time_point start = Clock::now();
+    if (inOptions.mPreemptions >= 0)
+    {
+        Enumerate(inScenario, inVariant, inOptions.mPreemptions,
+                  inOptions.mOnlyEnumerates ? ~std::size_t{0} : inShare / 2, count);
+    }
+    if (!inOptions.mOnlyEnumerates)
+    {
+        DrawAtRandom(inScenario, inVariant, inOptions.mSeed, inShare - count.mEnumerated, count);
+    }
+    const double seconds = std::chrono::duration<double>(Clock::now() - start).count();
+    const std::size_t total = count.mEnumerated + count.mRandom;
+    std::printf(
+        "%s, variant %d: %zu schedules, %zu of them %s with at most %d preemptions; %.0f points each, "
+        "%.0f a second\n",
+        inScenario.mName, inVariant, total, count.mEnumerated, count.mIsComplete ? "all" : "of those",
+        inOptions.mPreemptions, static_cast<double>(count.mPoints) / static_cast<double>(total),
+        static_cast<double>(total) / seconds);
+    std::fflush(stdout);
+}
+
+void Explore(const Scenario& inScenario, const Options& inOptions)
+{
+    const std::size_t all = inOptions.mSchedules.value_or(TestSupport::ScaledCount(kSchedules));
+    for (int variant = 0; variant < inScenario.mVariants; ++variant)
+    {
+        if (inOptions.mVariant < 0 || inOptions.mVariant == variant)
+        {
+            ExploreVariant(inScenario, variant, all / static_cast<std::size_t>(inScenario.mVariants) + 1,
+                           inOptions);
+        }
+    }
+}
+
+// ---- seeded bugs ----
+
+struct Output
+{
+    int mStatus = 0;
+    std::string mText;
+};
+
+Output RunSelf(const std::string& inArguments)
+{
+    Output output;
+    std::FILE* const pipe = popen(("/proc/" + std::to_string(getpid()) + "/exe " + inArguments).c_str(), "r");
+    if (pipe == nullptr)
+    {
+        return output;
+    }
+    char part[512];
+    while (std::fgets(part, sizeof(part), pipe) != nullptr)
+    {
+        output.mText += part;
+    }
+    output.mStatus = WEXITSTATUS(pclose(pipe));
+    return output;
+}
+
+std::string Between(const std::string& inText, const std::string& inStart, const std::string& inEnd)
+{
+    const std::size_t start = inText.find(inStart);
+    if (start == std::string::npos)
+    {
+        return "";
+    }
+    const std::size_t from = start + inStart.size();
+    return inText.substr(from, inText.find(inEnd, from) - from);
+}
+
+// Whether a failure, replayed from its choices, is the same again.
+bool IsReplayed(const Output& inFound)
+{
+    const Output again = RunSelf(Between(inFound.mText, "replay: ", "\n"));
+    const bool isSame = again.mStatus == 1 &&
+                        Between(again.mText, "FAILED ", "\n") == Between(inFound.mText, "FAILED ", "\n");
+    if (!isSame)
+    {
+        std::printf("its replay is another run:\n%s", again.mText.c_str());
+    }
+    return isSame;
+}
+
+// Each scenario in a process of its own: an ordinary run of all, and then a longer one.
+int FindBug(const Options& inOptions)
+{
+    std::size_t before = 0;
+    for (const std::size_t schedules : {kSchedules, kSchedulesForRareBugs})
+    {
+        for (const Scenario& scenario : Scenarios())
+        {
+            const Output found = RunSelf(fmt::format("--scenario {} --schedules {} --seed {}", scenario.mName,
+                                                     schedules, inOptions.mSeed + schedules));
+            if (found.mStatus == 1)
+            {
+                std::printf("%s is found, after %zu schedules of other scenarios\n%s", inOptions.mBug.c_str(),
+                            before, found.mText.substr(found.mText.find("FAILED ")).c_str());
+                return IsReplayed(found) ? 0 : 1;
+            }
+            before += schedules;
+        }
+    }
+    std::printf("%s was not found\n", inOptions.mBug.c_str());
+    return 1;
+}
+
+// ---- command line ----
+
+[[noreturn]] void Misused(const std::string& inWhat)
+{
+    std::fprintf(stderr, "explore_schedules: %s\n", inWhat.c_str());
+    std::exit(2);
+}
+
+std::vector<Choice> ChoicesOf(const std::string& inText)
+{
+    std::vector<Choice> choices;
+    for (std::size_t start = 0; inText != "none" && start < inText.size();)
+    {
+        const std::size_t end = std::min(inText.find(',', start), inText.size());
+        const std::string one = inText.substr(start, end - start);
+        const std::size_t colon = one.find(':');
+        if (colon == std::string::npos)
+        {
+            Misused("a choice is a point, a colon and a thread: " + one);
+        }
+        const std::string who = one.substr(colon + 1);
+        choices.push_back({std::stoull(one), who == "clock" ? kClock : std::stoi(who)});
+        start = end + 1;
+    }
+    return choices;
+}
+
+Options OptionsOf(int inCount, char** inArguments)
+{
+    Options options;
+    for (int number = 1; number < inCount; ++number)
+    {
+        const std::string name = inArguments[number];
+        if (name == "--list" || name == "--complete")
+        {
+            (name == "--list" ? options.mLists : options.mOnlyEnumerates) = true;
+            continue;
+        }
+        if (++number == inCount)
+        {
+            Misused("no value for " + name);
+        }
+        const std::string value = inArguments[number];
+        if (name == "--scenario")
+        {
+            options.mScenario = value;
+        }
+        else if (name == "--schedules")
+        {
+            options.mSchedules = std::stoull(value);
+        }
+        else if (name == "--preemptions")
+        {
+            options.mPreemptions = std::stoi(value);
+        }
+        else if (name == "--seed")
+        {
+            options.mSeed = std::stoull(value);
+        }
+        else if (name == "--variant")
+        {
+            options.mVariant = std::stoi(value);
+        }
+        else if (name == "--choices")
+        {
+            options.mChoices = ChoicesOf(value);
+        }
+        else if (name == "--find-bug")
+        {
+            options.mBug = value;
+        }
+        else
+        {
+            Misused("unknown: " + name);
+        }
+    }
+    return options;
+}
+
+int Run(const Options& inOptions)
+{
+    bool isKnown = false;
+    for (const Scenario& scenario : Scenarios())
+    {
+        if (inOptions.mLists)
+        {
+            std::printf("%s, %d variants\n", scenario.mName, scenario.mVariants);
+        }
+        else if (inOptions.mScenario.empty() || inOptions.mScenario == scenario.mName)
+        {
+            isKnown = true;
+            if (inOptions.mChoices)
+            {
+                return ReplayOne(scenario, inOptions);
+            }
+            Explore(scenario, inOptions);
+        }
+    }
+    if (!isKnown && !inOptions.mLists)
+    {
+        Misused("no scenario " + inOptions.mScenario);
+    }
+    return 0;
+}
+
+} // namespace
+
+int main(int inCount, char** inArguments)
+{
+    const Options options = OptionsOf(inCount, inArguments);
+    if (!options.mBug.empty())
+    {
+        return FindBug(options);
+    }
+    SetFailFunction(&Report);
+    CatchCrashes();
+    return Run(options);
+}
