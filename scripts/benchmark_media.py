@@ -14,6 +14,7 @@ import argparse
 import fnmatch
 import os
 import random
+import shutil
 import statistics
 import subprocess
 import sys
@@ -202,7 +203,7 @@ class Bench:
 
             pairs = [(Run(ours(frame), 1), Run(peer(frame), 1)) for frame in frames]
             many = [Run([self.vrender, "thumbnails", clip, f"{folder}/many{i}", "--count", "40", "--size", "320x180",
-                         "--threads", "1"], 1) for i in range(self.runs)]
+                         "--threads", "1", "--disk-cache", "off"], 1) for i in range(self.runs)]
         self.row("40 random thumbnails of a 250-frame group, a process each, 1 core",
                  f"{1000 * median(o.wall for o, _ in pairs):.0f} ms each",
                  f"{1000 * median(p.wall for _, p in pairs):.0f} ms each (-ss)",
@@ -228,10 +229,45 @@ class Bench:
         bounds = ["--threads", str(threads), "--memory", f"{limit}M"]
         with tempfile.TemporaryDirectory() as folder:
             words = {"render": [self.vrender, "render", clip, "null:", "--pix-fmt", "bgra", *bounds],
-                     "thumbnails": [self.vrender, "thumbnails", clip, folder, "--count", "40", "--overwrite", *bounds],
+                     "thumbnails": [self.vrender, "thumbnails", clip, folder, "--count", "40", "--overwrite",
+                                    "--disk-cache", "off", *bounds],
                      "frame": [self.vrender, "frame", clip, f"{folder}/frame.png", "--time", "80",
                                "--overwrite", *bounds]}[command]
             return max(Run(words, 2).peak for _ in range(min(self.runs, 3)))
+
+    def diskcache(self):
+        """Frames kept by an earlier process against decoding them, on one core."""
+        clip, dice = self.media.long_group(), random.Random(20011)
+        with tempfile.TemporaryDirectory() as folder:
+            def frame(number, cache, size):
+                return [self.vrender, "frame", clip, "null:", "--time", str(number), "--threads", "1",
+                        "--disk-cache", cache, *size]
+
+            def overview(command, target, cache):
+                return [self.vrender, command, clip, f"{folder}/{target}", "--count", "40", "--threads", "1",
+                        "--overwrite", "--disk-cache", cache]
+
+            kept = f"{folder}/kept"
+            for name, size in (("320x180", ["--size", "320x180"]), ("1920x1080", [])):
+                pairs = []
+                for number in [dice.randrange(250) for _ in range(4 * self.runs)]:
+                    Run(frame(number, kept, size), 1)
+                    pairs.append((Run(frame(number, kept, size), 1), Run(frame(number, "off", size), 1)))
+                self.row(f"random frame of a 250-frame group at {name}, kept and decoded, a process each",
+                         f"{1000 * median(k.wall for k, _ in pairs):.0f} and "
+                         f"{1000 * median(d.wall for _, d in pairs):.0f} ms", "",
+                         f"{median(d.wall / k.wall for k, d in pairs):.1f} times as fast", "at least 5")
+            for command, target in (("thumbnails", "stills"), ("contact-sheet", "sheet.png")):
+                Run(overview(command, target, "off"), 1)
+                runs = [(Run(overview(command, target, "off"), 1), Run(overview(command, target, f"{folder}/{i}"), 1),
+                         Run(overview(command, target, f"{folder}/{i}"), 1)) for i in range(self.runs)]
+                for file in Path(folder).glob("[0-9]*"):
+                    shutil.rmtree(file)
+                self.row(f"{command} of 40 frames, without, with a cold and with a hot cache",
+                         ", ".join(f"{1000 * median(r[i].wall for r in runs):.0f}" for i in range(3)) + " ms", "",
+                         f"cold {median(c.wall / w.wall for w, c, _ in runs):.3f} times the time, "
+                         f"CPU {median(c.cpu / w.cpu for w, c, _ in runs):.3f}; hot "
+                         f"{median(w.wall / h.wall for w, _, h in runs):.1f} times as fast", "cold at most 1.05")
 
     def faults(self):
         for name, clip, long in (("H.264", self.media.minute(), 400), ("raw", self.media.raw(), 200)):
@@ -250,7 +286,7 @@ class Bench:
                 self.row(f"page faults a frame, steady, {name}, {processors} core{'s' * (processors > 1)}",
                          f"{slope(a, b):.1f}", f"{slope(c, d):.1f}", "", "near zero (an 8 MB frame has 2025 pages)")
 
-    GROUPS = ("h264", "raw", "scale", "thumbnails", "memory", "faults")
+    GROUPS = ("h264", "raw", "scale", "thumbnails", "diskcache", "memory", "faults")
 
     def table(self):
         lines = ["| What | vrender | FFmpeg | vrender against FFmpeg | Aim |", "|---|---|---|---|---|"]
