@@ -1,9 +1,11 @@
+#include <algorithm>
 #include <benchmark/benchmark.h>
 #include <cstring>
 
 #include "RenderableSources.h"
 #include "TVK/Allocated.h"
 #include "VF/VideoFrame.h"
+#include "VF/VideoFrameManipulators.h"
 
 // Decorators of sources on whole frames of 1080 lines, one thread: the source inside gives frozen frames from a
 // ring that is larger than the caches, as a decoder's are, and the result is let go before the next one, so that
@@ -24,7 +26,7 @@ const FrameRate kRate = FrameRate::FromRational(25, 1);
 const PixelFormat kFormats[] = {kPixelFormat_BGRA_4444_8u, kPixelFormat_YUV_420_MPEG2_Frame_8u_709,
                                 kPixelFormat_YUV_420_MPEG2_Field_8u_709};
 
-// Rows of memory for each line of a format's picture, its chroma counted in halves of a luma row.
+// Of all planes, with the padding of rows.
 std::size_t BytesOf(const MF::IVideoFrameRef& inFrame)
 {
     PixelFormat format;
@@ -41,6 +43,23 @@ std::uint8_t* PixelsOf(const MF::IVideoFrameRef& inFrame)
     return static_cast<std::uint8_t*>(VF::IVideoFramePixelsRef(inFrame)->GetPixels());
 }
 
+// Repeats one piece of noise, as more would take longer than the measuring. Opaque where there is an alpha.
+void FillWithNoise(const MF::IVideoFrameRef& inFrame, std::uint32_t inSeed)
+{
+    std::uint8_t piece[99996];
+    std::uint32_t state = inSeed;
+    for (std::size_t at = 0; at < sizeof(piece); ++at)
+    {
+        state = state * 1664525U + 1013904223U;
+        piece[at] = at % 4 == 3 ? 255 : static_cast<std::uint8_t>(state >> 24);
+    }
+    const std::size_t bytes = BytesOf(inFrame);
+    for (std::size_t at = 0; at < bytes; at += sizeof(piece))
+    {
+        std::memcpy(PixelsOf(inFrame) + at, piece, std::min(sizeof(piece), bytes - at));
+    }
+}
+
 class RingSource final : public TVK::Implements<RingSource, ML::IRenderableSource>
 {
 public:
@@ -52,13 +71,7 @@ public:
         {
             MF::IVideoFrameRef frame;
             VF::CreateVideoFrame(frame, inFormat, inWidth, inHeight, {}, false, false);
-            std::uint32_t state = static_cast<std::uint32_t>(n);
-            for (std::size_t at = 0; at < BytesOf(frame); ++at)
-            {
-                state = state * 1664525U + 1013904223U;
-                // Opaque where there is an alpha, as pictures are.
-                PixelsOf(frame)[at] = at % 4 == 3 ? 255 : static_cast<std::uint8_t>(state >> 24);
-            }
+            FillWithNoise(frame, static_cast<std::uint32_t>(n));
             frame->SetFieldType(inFieldType);
             frame->Freeze();
             mFrames.push_back(frame);
@@ -147,6 +160,39 @@ void Copy(benchmark::State& ioState)
     ioState.SetItemsProcessed(ioState.iterations());
 }
 
+// What planar frames become where their rows are worked on, without any work on fields.
+void Convert(benchmark::State& ioState)
+{
+    const PixelFormat& format = kFormats[ioState.range(0)];
+    const auto ring = NewRing(format, kFieldType_Progressive);
+    for (auto _ : ioState)
+    {
+        MF::IVideoFrameRef frame;
+        ring->Render({}, {}, frame);
+        MF::IVideoFrameRef target;
+        VF::CreateVideoFrame(target, kPixelFormat_VUYX_4444_8u_709, kWidth, kHeight, {}, false, false);
+        VF::VideoFrameManipulators::CopyFrame(frame, target, kRenderQuality_High);
+        benchmark::DoNotOptimize(PixelsOf(target));
+    }
+    ioState.SetItemsProcessed(ioState.iterations());
+}
+
+// The lines themselves, in the frame's own format.
+void SwapFields(benchmark::State& ioState)
+{
+    const auto ring = NewRing(kFormats[ioState.range(0)], kFieldType_UpperFirst);
+    for (auto _ : ioState)
+    {
+        MF::IVideoFrameRef frame;
+        ring->Render({}, {}, frame);
+        MF::IVideoFrameRef swapped;
+        frame->CreateCompatibleFrame(swapped);
+        VF::VideoFrameManipulators::SwapFields(frame, swapped);
+        benchmark::DoNotOptimize(PixelsOf(swapped));
+    }
+    ioState.SetItemsProcessed(ioState.iterations());
+}
+
 void InterlaceConsecutive(benchmark::State& ioState)
 {
     const PixelFormat& format = kFormats[ioState.range(0)];
@@ -197,6 +243,8 @@ void ScaleToHalf(benchmark::State& ioState)
 }
 
 BENCHMARK(Copy)->DenseRange(0, 2)->UseRealTime();
+BENCHMARK(Convert)->DenseRange(1, 2)->UseRealTime();
+BENCHMARK(SwapFields)->DenseRange(0, 2)->UseRealTime();
 BENCHMARK(InterlaceConsecutive)->DenseRange(0, 2)->UseRealTime();
 BENCHMARK(FieldReverse)->DenseRange(0, 2)->UseRealTime();
 BENCHMARK(ReverseDominance)->DenseRange(0, 0)->UseRealTime();
