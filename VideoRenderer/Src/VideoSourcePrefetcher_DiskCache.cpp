@@ -110,6 +110,8 @@ void CompressAndWrite(const MF::IVideoFrameRef& inFrame, const TVK::Guid& inKey,
 
 void OpenDiskCache()
 {
+    // Makes what holds the cache, so that closing it at the end needs no memory.
+    CloseDiskCache();
     if (!norvik::debug::DebugDatabase::Instance().GetBoolEntry("ML.EnableDiskCache", false))
     {
         return;
