@@ -170,6 +170,21 @@ TEST_F(RenderFrameQueueAccelerated, LaterRequestOfTheSameIDTakesThePlaceOfTheFir
     EXPECT_EQ(AtRest(), "");
 }
 
+TEST_F(RenderFrameQueueAccelerated, CancelOfACallerLeavesThoseOfOthersWithTheRenderer)
+{
+    ML::RenderFrameRequest others = Accelerated(2);
+    others.mCaller = 71;
+    Add(Accelerated(1));
+    Add(others);
+    mQueue->CancelCallersRequests(70);
+    EXPECT_EQ(mClient->mTexts, Texts{"cancelled 1"});
+    EXPECT_EQ(mRenderer->mCancelled, std::vector<std::uint32_t>{1});
+    mQueue->RenderFrameCompleted(0, 2, norviktypes::TickTime(), SmallFrame(), 17);
+    EXPECT_EQ(mClient->mTexts, (Texts{"cancelled 1", "completed 2"}));
+    Settle();
+    EXPECT_EQ(AtRest(), "");
+}
+
 TEST_F(RenderFrameQueueAccelerated, RenderersOwnCancellationIsIgnored)
 {
     Add(Accelerated(1));

@@ -289,6 +289,45 @@ TEST_F(RenderFrameQueueCancel, RequestsOfOneIDAreCancelledOneByOneInTheOrderOfTh
     EXPECT_EQ(AtRest(), "");
 }
 
+TEST_F(RenderFrameQueueCancel, CancelThatFindsTheIDInAPassLooksNoFurther)
+{
+    Add(Request(5, 50));
+    mPasses->RunAll(); // one is ready
+    const FakePrefetchRef read(new FakePrefetch);
+    read->mWhileBeginning = [this] { mQueue->CancelOne(5); };
+    Add(Reading(5, read));
+    mPasses->RunAll();
+    EXPECT_EQ(mClient->mTexts, Texts{"cancelled 5"});
+    EXPECT_EQ(read->mCancelled, 1);
+    Settle();
+    EXPECT_EQ(mClient->mTexts, (Texts{"cancelled 5", "completed 5"}));
+    EXPECT_EQ(AtRest(), "");
+}
+
+TEST_F(RenderFrameQueueCancel, CancelTakesOneOfSeveralEqualIDsThatAPassHolds)
+{
+    const FakePrefetchRef first(new FakePrefetch);
+    const FakePrefetchRef second(new FakePrefetch);
+    for (const FakePrefetchRef& read : {first, second})
+    {
+        Add(Reading(5, read));
+        mPasses->RunAll(); // each in a pass of its own
+    }
+    first->mWhileAsked = [&]
+    {
+        first->mWhileAsked = nullptr;
+        mQueue->CancelOne(5);
+    };
+    Advance(5);
+    EXPECT_EQ(mClient->mTexts, Texts{"cancelled 5"});
+    EXPECT_EQ(first->mCancelled + second->mCancelled, 1);
+    first->mIsReady = second->mIsReady = true;
+    Advance(5);
+    Settle();
+    EXPECT_EQ(mClient->mTexts, (Texts{"cancelled 5", "completed 5"}));
+    EXPECT_EQ(AtRest(), "");
+}
+
 // Its id is gone with the first one's, which is how a pass knows what was cancelled.
 TEST_F(RenderFrameQueueCancel, SecondRequestOfAnIDInOnePassCountsAsCancelled)
 {

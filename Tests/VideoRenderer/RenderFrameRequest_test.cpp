@@ -121,7 +121,7 @@ TEST(RenderFrameRequest, ScaleCountsAPixelMoreForAnOddWidthThatSquaringMade)
     EXPECT_EQ(Scale(720, 540, 910, 720, narrow), 910.0F / 676.0F);
     EXPECT_EQ(Scale(720, 540, 911, 720, narrow), 911.0F / 675.0F); // an odd output needs none
     EXPECT_EQ(Scale(675, 540, 910, 720), 910.0F / 675.0F);         // nor does a width that was odd before
-    EXPECT_EQ(Scale(720, 540, 674, 540, narrow), 1.0F);            // nor one that is made smaller
+    EXPECT_EQ(Scale(720, 540, 674, 600, narrow), 674.0F / 675.0F); // nor one that is made smaller
 }
 
 // ---- format, cutlist, params ----
