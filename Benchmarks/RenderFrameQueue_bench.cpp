@@ -1,8 +1,11 @@
 #include "ML/SharedExecutors.h"
 #include "ReferenceHost/Executors/SharedExecutors.h"
+#include "RenderFrame.h"
 #include "RenderFrameQueue.h"
 #include "RenderFrameRequest.h"
+#include "RenderableCutlistImpl.h"
 #include "RenderableNodeProducer.h"
+#include "RenderableNodeSolidColorImpl.h"
 #include "TVK/Allocated.h"
 #include "TVK/Waitable.h"
 #include "VF/SharedVideoFrameCache.h"
@@ -309,6 +312,76 @@ void WaitForCachedFrame(benchmark::State& ioState)
     }
 }
 
+// A sequence of one solid colour.
+class ColorSequence final
+    : public TVK::Implements<ColorSequence, MF::IRenderableCutlistProvider, MF::ISequenceVideoProperties>
+{
+public:
+    ColorSequence()
+    {
+        const TVK::InterfaceRef<ML::RenderableNodeSolidColorImpl> node(
+            new ML::RenderableNodeSolidColorImpl());
+        node->Finalize();
+        const ML::IMutableCutlistRef cutlist = ML::CreateMutableCutlist();
+        cutlist->AddSegment(norviktypes::TickTime(0), norviktypes::TickTime(1000000),
+                            norviktypes::TickTime(0), MF::IRenderableNodeRef(node.get()));
+        cutlist->Finalize();
+        mCutlist = MF::IRenderableCutlistRef(cutlist);
+    }
+    std::int32_t GetPrimaryCutlist(MF::IRenderableCutlistRef& outCutlist,
+                                   const norvik::utility::ImmutableString&, bool) override
+    {
+        outCutlist = mCutlist;
+        return 0;
+    }
+    std::int32_t GetAlternateCutlist(MF::IRenderableCutlistRef& outCutlist,
+                                     const norvik::utility::ImmutableString&, bool) override
+    {
+        outCutlist = mCutlist;
+        return 0;
+    }
+    std::int32_t GetThirdCutlist(MF::IRenderableCutlistRef& outCutlist,
+                                 const norvik::utility::ImmutableString&, bool, bool) override
+    {
+        outCutlist = mCutlist;
+        return 0;
+    }
+    TVK::Rect GetBounds() const override { return TVK::Rect{0, 0, 64, 36}; }
+    norviktypes::PixelAspectRatio GetPixelAspectRatio() const override { return {}; }
+    norviktypes::FieldType GetFieldType() const override { return norviktypes::kFieldType_FromSource; }
+    norviktypes::FrameRate GetFrameRate() const override { return norviktypes::FrameRate(1000); }
+
+private:
+    MF::IRenderableCutlistRef mCutlist;
+};
+
+// The same where the call finds the frame itself, before there is anything to wait for.
+void FindCachedFrame(benchmark::State& ioState)
+{
+    Service service;
+    const TVK::InterfaceRef<ML::RenderFrame> renderFrame(new ML::RenderFrame);
+    renderFrame->SetOutputRect(TVK::Rect{0, 0, 64, 36}, {});
+    const MF::IRenderableCutlistProviderRef sequence(new ColorSequence);
+    const ML::IRenderFrame::Formats formats = {norviktypes::kPixelFormat_BGRA_4444_8u};
+    MF::IVideoFrameRef frame;
+    const auto render = [&]
+    {
+        renderFrame->Render(norviktypes::TickTime(1000), norviktypes::FrameRate(1000), sequence, formats,
+                            true, 1000, 0, frame, nullptr);
+    };
+    render();
+    const MF::IVideoFrameRef first = frame;
+    for (auto _ : ioState)
+    {
+        render();
+        if (!frame || frame.get() != first.get())
+        {
+            ioState.SkipWithError("the frame was not in the cache");
+            break;
+        }
+    }
+}
+
 // The last of many requests is cancelled: incoming, and ready in a priority set.
 void CancelIncoming(benchmark::State& ioState)
 {
@@ -362,6 +435,7 @@ BENCHMARK(DistinctFrames)->Arg(1)->Arg(8)->UseManualTime()->Unit(benchmark::kMil
 BENCHMARK(SameFrames)->Arg(1)->Arg(64)->UseManualTime()->Unit(benchmark::kMillisecond);
 BENCHMARK(AddRequests)->Arg(1)->Arg(8)->UseManualTime()->Iterations(20);
 BENCHMARK(WaitForCachedFrame)->UseRealTime();
+BENCHMARK(FindCachedFrame)->UseRealTime();
 BENCHMARK(CancelIncoming)->Arg(100000)->UseManualTime()->Unit(benchmark::kMillisecond)->Iterations(3);
 BENCHMARK(CancelReady)->Arg(100000)->UseManualTime()->Unit(benchmark::kMillisecond)->Iterations(3);
 
