@@ -1,6 +1,7 @@
 #include "Applications/vrender/FrameFeed.h"
 
 #include "Applications/vrender/Watch.h"
+#include "ML/SharedExecutors.h"
 #include "ReferenceHost/Session/HostSession.h"
 #include "Tests/Applications/vrender/RunTool.h"
 
@@ -9,6 +10,7 @@
 #include <atomic>
 #include <stdexcept>
 #include <thread>
+#include <vector>
 
 using namespace vrender;
 
@@ -24,17 +26,11 @@ Session::HostSettings SmallHost()
     return settings;
 }
 
-std::unique_ptr<Session::Clip> Open(const std::string& inPath)
-{
-    Media::OpenError error;
-    std::unique_ptr<Session::Clip> clip = Session::Clip::Open(inPath, {}, error);
-    EXPECT_TRUE(clip) << error.mText;
-    return clip;
-}
-
-// The service has one life in a process.
+// The service has one life in a process. Watches are told of reads that were cancelled too late, so that they
+// outlive them all.
 struct World
 {
+    std::vector<std::unique_ptr<Watch>> mWatches;
     Session::HostSession mHost{SmallHost()};
     Session::RenderService mService;
 };
@@ -45,15 +41,25 @@ World& TheWorld()
     return sWorld;
 }
 
+std::unique_ptr<Session::Clip> Open(const std::string& inPath)
+{
+    TheWorld();
+    Media::OpenError error;
+    std::unique_ptr<Session::Clip> clip = Session::Clip::Open(inPath, {}, error);
+    EXPECT_TRUE(clip) << error.mText;
+    return clip;
+}
+
+Watch& NewWatch()
+{
+    TheWorld().mWatches.push_back(std::make_unique<Watch>(0));
+    return *TheWorld().mWatches.back();
+}
+
 class Feed : public testing::Test
 {
 protected:
-    Feed()
-    {
-        TheWorld();
-        mClip = Open(TestSupport::SmallMovie());
-        mWatch = std::make_unique<Watch>(0);
-    }
+    ~Feed() override { ML::sVideoSourcePrefetcherQueue->WaitForTermination(); }
 
     FrameFeed::Settings SettingsOf(std::int64_t inWindow) const
     {
@@ -70,13 +76,13 @@ protected:
 
     void ExpectAllAnswered(std::uint64_t inOrders) const
     {
-        const RunCounts counts = mWatch->Counts();
+        const RunCounts counts = mWatch.Counts();
         EXPECT_EQ(counts.mQueued, inOrders);
         EXPECT_EQ(counts.mFinished + counts.mCancelled, inOrders);
     }
 
-    std::unique_ptr<Session::Clip> mClip;
-    std::unique_ptr<Watch> mWatch;
+    const std::unique_ptr<Session::Clip> mClip = Open(TestSupport::SmallMovie());
+    Watch& mWatch = NewWatch();
 };
 
 } // namespace
@@ -116,11 +122,11 @@ TEST_F(Feed, OrdersNoFurtherThanItsWindow)
         ASSERT_TRUE(feed.Take(frame));
         EXPECT_LT(frame.mIndex, 5);
     }
-    EXPECT_EQ(mWatch->Counts().mQueued, 5u);
+    EXPECT_EQ(mWatch.Counts().mQueued, 5u);
     feed.Advance();
     ASSERT_TRUE(feed.Take(frame));
     EXPECT_EQ(frame.mIndex, 5);
-    EXPECT_EQ(mWatch->Counts().mQueued, 6u);
+    EXPECT_EQ(mWatch.Counts().mQueued, 6u);
 }
 
 TEST_F(Feed, StoppedInTheMiddleItGivesNothingAndWaitsForItsOrders)
@@ -165,5 +171,5 @@ TEST_F(Feed, WhatWasReadIsRenderedWithoutAnotherRead)
     {
         clip->Render(clip->FrameStart(frame.mIndex), settings.mRequest);
     }
-    EXPECT_EQ(mWatch->Counts().Of(Foundation::WorkKind::kRead).mTimes, kMany);
+    EXPECT_EQ(mWatch.Counts().Of(Foundation::WorkKind::kRead).mTimes, kMany);
 }
