@@ -35,7 +35,8 @@ ExplorerExecutor::ExplorerExecutor(const char* inName, int inWidth)
 {
     for (int number = 0; number < inWidth; ++number)
     {
-        Scheduler::Instance().StartThread(inName, true, [this] { Work(); });
+        Scheduler::Instance().StartHelper(
+            inName, [this] { return !mQueue.empty(); }, [this] { Work(); });
     }
 }
 
@@ -79,7 +80,7 @@ void ExplorerExecutor::Work()
         }
         // What is bound to it goes while it still counts as running.
         function.clear();
-        scheduler.Reach(this);
+        scheduler.ReachMinor(this);
         mBusy.erase(self);
         scheduler.Say("has ended it");
     }
@@ -87,7 +88,6 @@ void ExplorerExecutor::Work()
 
 bool ExplorerExecutor::IsCurrentThread() const
 {
-    Scheduler::Instance().Reach(this);
     return mBusy.count(Scheduler::Instance().CurrentThread()) != 0;
 }
 
@@ -139,9 +139,10 @@ void Mutex::lock()
 
 void Mutex::unlock()
 {
+    Scheduler::Instance().Touch(this);
     mIsTaken = false;
     Scheduler::Instance().CountLock(-1);
-    Scheduler::Instance().Reach(this);
+    Scheduler::Instance().ReachMinor(this);
 }
 
 void Mutex::lock_shared()
@@ -155,9 +156,10 @@ void Mutex::lock_shared()
 
 void Mutex::unlock_shared()
 {
+    Scheduler::Instance().Touch(this);
     --mShared;
     Scheduler::Instance().CountLock(-1);
-    Scheduler::Instance().Reach(this);
+    Scheduler::Instance().ReachMinor(this);
 }
 
 // ---- clocks and memory ----
@@ -257,10 +259,11 @@ void RecursiveMutex::Lock(const char* inLabel)
 
 void RecursiveMutex::Unlock()
 {
+    Scheduler::Instance().Touch(this);
     LockState& state = StateOf(this);
     --state.mDepth;
     Scheduler::Instance().CountLock(-1);
-    Scheduler::Instance().Reach(this);
+    Scheduler::Instance().ReachMinor(this);
 }
 
 UTF8String DumpLocks()

@@ -15,7 +15,14 @@
 namespace ScheduleExplorer
 {
 
-template <class T>
+// What an atomic is there for.
+enum class AtomicUse
+{
+    kSignal,        // others act by its value
+    kReferenceCount // only the last release acts
+};
+
+template <class T, AtomicUse kUse = AtomicUse::kSignal>
 class Atomic
 {
 public:
@@ -60,7 +67,8 @@ public:
 private:
     std::atomic<T>& Reach() const noexcept
     {
-        Scheduler::Instance().Reach(this);
+        kUse == AtomicUse::kSignal ? Scheduler::Instance().Reach(this)
+                                   : Scheduler::Instance().ReachMinor(this);
         return mValue;
     }
 

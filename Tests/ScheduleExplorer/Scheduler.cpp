@@ -41,6 +41,7 @@ struct Thread
     std::string mName;
     bool mIsHelper = false;
     Scheduler::Work mWork; // empty: not in use
+    Scheduler::Condition mBegin;
     const Scheduler::Condition* mCondition = nullptr;
     const char* mWhere = "";
     int mLocks = 0;
@@ -72,7 +73,8 @@ std::uint64_t Mix(std::uint64_t inA, std::uint64_t inB)
 struct Scheduler::Impl
 {
     void Live(Thread& ioThread);
-    int Next(Thread* inCurrent);
+    Thread& NewThread(const std::string& inName, bool inIsHelper, Work inWork);
+    int Next(Thread* inCurrent, bool inIsMinor = false);
     void CollectOptions(const Thread* inCurrent);
     void FireFirstAlarm();
     void PassOn(Thread& ioFrom, int inTo);
@@ -113,6 +115,7 @@ void Scheduler::Impl::Live(Thread& ioThread)
     while (true)
     {
         ioThread.mBaton.Take();
+        ioThread.mCondition = nullptr;
         ioThread.mWork();
         ioThread.mWork = nullptr;
         if (mIsEnding)
@@ -125,23 +128,35 @@ void Scheduler::Impl::Live(Thread& ioThread)
     }
 }
 
-void Scheduler::StartThread(const std::string& inName, bool inIsHelper, Work inWork)
+Thread& Scheduler::Impl::NewThread(const std::string& inName, bool inIsHelper, Work inWork)
 {
-    Impl& impl = *mImpl;
-    if (impl.mUsed == impl.mThreads.size())
+    if (mUsed == mThreads.size())
     {
         auto made = std::make_unique<Thread>();
-        made->mNumber = static_cast<int>(impl.mUsed);
-        std::thread([&impl, thread = made.get()] { impl.Live(*thread); }).detach();
-        impl.mThreads.push_back(std::move(made));
+        made->mNumber = static_cast<int>(mUsed);
+        std::thread([this, thread = made.get()] { Live(*thread); }).detach();
+        mThreads.push_back(std::move(made));
     }
-    Thread& thread = *impl.mThreads[impl.mUsed++];
+    Thread& thread = *mThreads[mUsed++];
     thread.mName = inName;
     thread.mIsHelper = inIsHelper;
     thread.mWork = std::move(inWork);
     thread.mCondition = nullptr;
     thread.mLocks = 0;
     thread.mHash = Mix(1, static_cast<std::uint64_t>(thread.mNumber));
+    return thread;
+}
+
+void Scheduler::StartThread(const std::string& inName, Work inWork)
+{
+    mImpl->NewThread(inName, false, std::move(inWork));
+}
+
+void Scheduler::StartHelper(const std::string& inName, Condition inBegin, Work inWork)
+{
+    Thread& thread = mImpl->NewThread(inName, true, std::move(inWork));
+    thread.mBegin = std::move(inBegin);
+    thread.mCondition = &thread.mBegin;
 }
 
 std::string Scheduler::Run(IStrategy& inStrategy, std::uint64_t inPatience)
@@ -214,7 +229,7 @@ void Scheduler::Impl::CollectOptions(const Thread* inCurrent)
 }
 
 // Who goes on. inCurrent: the thread that asks, if it could.
-int Scheduler::Impl::Next(Thread* inCurrent)
+int Scheduler::Impl::Next(Thread* inCurrent, bool inIsMinor)
 {
     while (++mPoint.mNumber <= mPatience)
     {
@@ -228,7 +243,7 @@ int Scheduler::Impl::Next(Thread* inCurrent)
             return kNobody;
         }
         int chosen = mPoint.mOptions.front();
-        if (mPoint.mOptions.size() > 1)
+        if (mPoint.mOptions.size() > 1 && (!inIsMinor || mStrategy->TakesMinorPoints()))
         {
             mPoint.mState = mStrategy->WantsState() ? State() : 0;
             chosen = mStrategy->Choose(mPoint);
@@ -261,6 +276,16 @@ void Scheduler::Reach(const void* inObject)
     if (thread != nullptr && !mImpl->mIsEnding)
     {
         mImpl->PassOn(*thread, mImpl->Next(thread));
+        mImpl->Touch(inObject);
+    }
+}
+
+void Scheduler::ReachMinor(const void* inObject)
+{
+    Thread* const thread = sThread;
+    if (thread != nullptr && !mImpl->mIsEnding)
+    {
+        mImpl->PassOn(*thread, mImpl->Next(thread, true));
         mImpl->Touch(inObject);
     }
 }

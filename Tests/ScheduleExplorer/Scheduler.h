@@ -55,6 +55,7 @@ public:
     // Whether the clock is among the options of every point.
     virtual bool MovesClock() const { return false; }
     virtual bool WantsState() const { return false; }
+    virtual bool TakesMinorPoints() const { return true; }
 };
 
 class Scheduler
@@ -65,8 +66,10 @@ public:
 
     static Scheduler& Instance();
 
-    // Before a run. A helper is not expected to end, unless it is told so by WaitUntil.
-    void StartThread(const std::string& inName, bool inIsHelper, Work inWork);
+    // Before a run.
+    void StartThread(const std::string& inName, Work inWork);
+    // One that is not expected to end, unless it is told so by WaitUntil. It begins when the condition holds.
+    void StartHelper(const std::string& inName, Condition inBegin, Work inWork);
 
     // Until nothing can go on. Gives what is wrong with that, or an empty text. inPatience: points before the run
     // counts as one that never ends.
@@ -77,6 +80,9 @@ public:
 
     // A point, before an operation on inObject.
     void Reach(const void* inObject);
+    // A point where an interruption is seldom worth it: after a lock was released, as what the thread does up to
+    // its next point should concern nobody; at the count of references. A strategy may leave these out.
+    void ReachMinor(const void* inObject);
     // The same without a choice: the operation belongs to the step before.
     void Touch(const void* inObject);
     // Until the condition holds. False: it doesn't, and the run is over. inWhere must be a literal.

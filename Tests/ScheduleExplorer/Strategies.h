@@ -36,7 +36,7 @@ private:
 };
 
 // All schedules in which at most so many threads are interrupted that could have gone on. Who follows a thread
-// that must wait is free. One that leads to a state that has been explored is not followed any further.
+// that must wait is free. Minor points are left out. A schedule that leads to a state that has been explored is not followed any further.
 class AllWithFewPreemptions final : public IStrategy
 {
 public:
@@ -44,6 +44,7 @@ public:
 
     int Choose(const SchedulePoint& inPoint) override;
     bool WantsState() const override { return true; }
+    bool TakesMinorPoints() const override { return false; }
 
     // To the next schedule; false if there is none left.
     bool Advance();

@@ -220,7 +220,7 @@ World::~World()
 
 void World::Thread(const char* inName, std::function<void()> inWork)
 {
-    Scheduler::Instance().StartThread(inName, false, std::move(inWork));
+    Scheduler::Instance().StartThread(inName, std::move(inWork));
 }
 
 ML::RenderFrameRequest World::Request(const RequestSpec& inSpec)

@@ -13,6 +13,10 @@ import sys
 from pathlib import Path
 
 REPLACED = [
+    (
+        "std::atomic<std::int32_t> sReferences",
+        "ScheduleExplorer::Atomic<std::int32_t, ScheduleExplorer::AtomicUse::kReferenceCount> sReferences",
+    ),
     ("std::atomic<", "ScheduleExplorer::Atomic<"),
     ("std::mutex", "ScheduleExplorer::Mutex"),
     ("boost::shared_mutex", "ScheduleExplorer::Mutex"),
