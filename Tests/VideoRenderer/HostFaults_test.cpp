@@ -1,17 +1,8 @@
-// Every call into the host that a render makes fails in turn, in every way that it can.
-//
-// A scenario renders one frame for the victim while others wait for theirs. It is run once for each of its calls
-// and each way to fail; what became of the victim is compared with the scenario's table. Whatever failed: the
-// victim hears of it once, or the call that asked has thrown; the others get their frames; a hundred more frames
-// come right; and nothing is left anywhere.
+#include "Tests/VideoRenderer/HostFaults.h"
 
 #include "ML/SharedExecutors.h"
 #include "TVK/Stations.h"
-#include "Tests/Support/Fakes/FakeVideoFrame.h"
 #include "Tests/Support/Scale.h"
-#include "Tests/VideoRenderer/HostFakes.h"
-#include "Tests/VideoRenderer/QueueTests.h"
-#include "VF/PNG.h"
 #include "VF/SharedVideoFrameCache.h"
 #include "VF/VideoFrame.h"
 #include "VideoRenderer.h"
@@ -22,19 +13,16 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <functional>
 
 namespace
 {
 
-using namespace TestSupport;
-
-constexpr norviktypes::PixelFormat kFormat = norviktypes::kPixelFormat_BGRA_4444_8u;
-constexpr norviktypes::PixelFormat kDeepFormat = norviktypes::kPixelFormat_BGRA_4444_32f;
 constexpr std::int64_t kPatience = 16000; // milliseconds; longer than a read is waited for
 constexpr std::size_t kNever = 100000;
 constexpr unsigned long kMostOfOneName = 8;
 constexpr std::int32_t kNoFrame = -70;
+constexpr norviktypes::PixelFormat kFormat = norviktypes::kPixelFormat_BGRA_4444_8u;
+constexpr norviktypes::PixelFormat kDeepFormat = norviktypes::kPixelFormat_BGRA_4444_32f;
 
 // The clock of render timers, in milliseconds; it jumps, while executors step.
 std::int64_t sNow = 1000;
@@ -55,64 +43,10 @@ std::uint32_t Ticks()
     return static_cast<std::uint32_t>(sNow);
 }
 
-struct Victim
+} // namespace
+
+namespace TestSupport
 {
-    explicit Victim(std::uint64_t inID)
-        : mStream(new HostStream(inID))
-        , mNode(new HostNode(inID, mStream))
-        , mClient(new HostClient)
-    {
-    }
-
-    HostStreamRef mStream;
-    HostNodeRef mNode;
-    TVK::InterfaceRef<HostSequence> mSequence; // of the node, once it is asked
-    HostClientRef mClient;
-    ML::IRenderFrameRef mRenderFrame;
-    ML::IRenderFrame::Formats mFormats{kFormat};
-    std::uint32_t mPriority = 1000;
-    std::uint32_t mID = 0;
-    std::string mThrown; // by the call that asked
-};
-
-class HostFaults : public QueueTest
-{
-protected:
-    HostFaults();
-    ~HostFaults() override;
-
-    using Scenario = std::function<void(Victim&)>;
-    // inExpected: what becomes of the victim when nothing fails; then, for each call, what becomes of it for each
-    // way to fail: by a status, with nothing, with a wrong frame, by TVK::Exception, RenderRequestException,
-    // std::bad_alloc and an int. "-": the call can't fail in that way. "ok", "other" (a frame of another size or
-    // format), "failed", "memory", "own" (status of the exception), "status" (of the call), "unread", "none" and
-    // "cancelled" are what it is told; "late": not before reads were waited for long enough, or the next poll.
-    // "thrown" and "refused" (out of memory) are the answer of the call that asked, and then it's told nothing;
-    // "+thrown": the call that told, or cancelled, passed the exception on.
-    void Check(const Scenario& inScenario, const std::string& inExpected);
-
-    void SettleAll();
-    // Until reads are no longer waited for.
-    void OutwaitReads();
-    // What comes before is prepared, and doesn't fail.
-    void BeginRun() const { HostCalls::Begin(mPosition, mFault); }
-    void Ask(Victim& ioVictim, const std::function<void()>& inCall) const;
-    void Render(Victim& ioVictim);
-
-    std::shared_ptr<HostDataCache> mDataCache;
-
-private:
-    std::string Run(const Scenario& inScenario, std::size_t inPosition, HostCalls::Fault inFault,
-                    std::vector<std::string>& outCalls);
-    static std::string Outcome(const Victim& inVictim);
-    void RenderMore();
-
-    std::uint64_t mRuns = 0;
-    std::size_t mPosition = 0;
-    HostCalls::Fault mFault = HostCalls::Fault::kNone;
-    const HostStreamRef mHealthyStream{new HostStream(1)};
-    TVK::InterfaceRef<HostSequence> mHealthy;
-};
 
 HostFaults::HostFaults() : mHealthy(new HostSequence(HostNodeRef(new HostNode(1, mHealthyStream))))
 {
@@ -332,7 +266,12 @@ void HostFaults::Check(const Scenario& inScenario, const std::string& inExpected
     EXPECT_EQ(table, inExpected);
 }
 
-// ---- scenarios ----
+} // namespace TestSupport
+
+namespace
+{
+
+using namespace TestSupport;
 
 // A frame of media that is premultiplied, asked for in another format.
 TEST_F(HostFaults, FrameOfMedia)
@@ -584,341 +523,6 @@ InsertIntoCache 2: - - - failed own memory failed
 Post to passes 4: - - - ok ok ok ok
 RenderFrameCompleted 1: - - - ok ok ok ok
 UnregisterDependencyOnFrame 1: - - - ok ok ok ok
-)");
-}
-
-TEST_F(HostFaults, CancelOfAFrameThatIsRead)
-{
-    Check(
-        [this](Victim& ioVictim)
-        {
-            ioVictim.mStream->mIsAsync = true;
-            ioVictim.mSequence = TVK::InterfaceRef<HostSequence>(new HostSequence(ioVictim.mNode));
-            Render(ioVictim);
-            SettleAll();
-            Ask(ioVictim, [&] { ioVictim.mRenderFrame->CancelRequest(ioVictim.mID); });
-        },
-        R"(
-cancelled
-GetBounds 1: - thrown - thrown thrown refused thrown
-GetPixelAspectRatio 1: - - - thrown thrown refused thrown
-GetThirdCutlist 1: cancelled cancelled - thrown thrown refused thrown
-GetFieldType 1: - - - thrown thrown refused thrown
-GetProducerForFrame 1: - cancelled - thrown thrown refused thrown
-GetFrameHash 1: - cancelled - thrown thrown refused thrown
-RetrieveFromCache 1: - cancelled - thrown thrown refused thrown
-GetFieldType 2: - - - failed own memory failed
-AddOwnPrefetchesForFrame 1: - - - failed own memory failed
-NormalizeFormat 1: - - - failed own memory failed
-GetFrameRate 1: - - - failed own memory failed
-IsAsyncEnabled 1: - ok - failed own memory failed
-CanRenderFrames 1: - cancelled - failed own memory failed
-GetFrameKey 1: - cancelled - failed own memory failed
-IsImageSource 1: - - - failed own memory failed
-GetStillKind 1: cancelled - - failed own memory failed
-AcquireQuietToken at once 1: - - - failed own memory failed
-RegisterDependencyOnFrame 1: - - - failed own memory failed
-RetrieveFromCache 2: - cancelled - failed own memory failed
-IssueAsyncRead 1: ok - - failed own memory failed
-CanRenderFrames 2: - cancelled - failed own memory failed
-GetRenderedFrame at once 1: cancelled cancelled ok failed own memory failed
-Post to passes 1: - - - cancelled cancelled cancelled cancelled
-Post to passes 2: - - - cancelled cancelled cancelled cancelled
-CancelAsyncRead 1: - - - cancelled+thrown cancelled+thrown cancelled+thrown cancelled+thrown
-UnregisterDependencyOnFrame 1: - - - cancelled+thrown cancelled+thrown cancelled+thrown cancelled+thrown
-RenderFrameCancelled 1: - - - cancelled+thrown cancelled+thrown cancelled+thrown cancelled+thrown
-)");
-}
-
-class HostFaultsDisk : public HostFaults
-{
-protected:
-    HostFaultsDisk()
-    {
-        mDataCache = std::make_shared<HostDataCache>();
-        ML::VideoSourcePrefetcher::UseDiskCache(mDataCache);
-    }
-
-    // Of low priority, so that the disk may be used.
-    void RenderFromDisk(Victim& ioVictim, bool inIsStored)
-    {
-        mDataCache->mInner.mEntries.clear();
-        mDataCache->mInner.mAcceptsAll = true;
-        if (inIsStored)
-        {
-            const TVK::Guid key = ioVictim.mStream->KeyOf(norviktypes::TickTime(1000));
-            mDataCache->mInner.mEntries[key.AsUTF8String().c_str() + std::string(".png")] =
-                VF::CompressPNG(NumberedFrame(5));
-        }
-        mDataCache->mInner.mAcceptsAll = false;
-        ioVictim.mSequence = TVK::InterfaceRef<HostSequence>(new HostSequence(ioVictim.mNode));
-        ioVictim.mPriority = 500;
-        Render(ioVictim);
-    }
-};
-
-TEST_F(HostFaultsDisk, FrameThatIsWrittenToTheDiskCache)
-{
-    Check([this](Victim& ioVictim) { RenderFromDisk(ioVictim, false); },
-          R"(
-ok
-GetBounds 1: - thrown - thrown thrown refused thrown
-GetPixelAspectRatio 1: - - - thrown thrown refused thrown
-GetThirdCutlist 1: ok ok - thrown thrown refused thrown
-GetFieldType 1: - - - thrown thrown refused thrown
-GetProducerForFrame 1: - failed - thrown thrown refused thrown
-GetFrameHash 1: - ok - thrown thrown refused thrown
-RetrieveFromCache 1: - ok - thrown thrown refused thrown
-GetFieldType 2: - - - failed own memory failed
-AddOwnPrefetchesForFrame 1: - - - failed own memory failed
-NormalizeFormat 1: - - - failed own memory failed
-GetFrameRate 1: - - - failed own memory failed
-CanRenderFrames 1: - ok - failed own memory failed
-GetFrameKey 1: - late ok - failed own memory failed
-IsImageSource 1: - - - failed own memory failed
-GetStillKind 1: ok - - failed own memory failed
-RegisterDependencyOnFrame 1: - - - failed own memory failed
-RetrieveFromCache 2: - ok - failed own memory failed
-ReadEntry 1: ok - - ok ok ok ok
-AcquireQuietToken at once 1: - - - failed own memory failed
-RetrieveFromCache 3: - ok - failed own memory failed
-IsImageSource 2: - - - failed own memory failed
-Post to video 1: - - - failed own memory failed
-RetrieveFromCache 4: - ok - failed own memory failed
-CanRenderFrames 2: - ok - failed own memory failed
-GetRenderedFrame at once 1: ok ok ok failed own memory failed
-Post to passes 1: - - - ok ok ok ok
-CanRenderFrames 3: - ok - ok ok ok ok
-GetRenderedFrame 1: ok ok ok ok ok ok ok
-InsertIntoCache 1: - - - ok ok ok ok
-Post to passes 2: - - - ok ok ok ok
-RetrieveFromCache 5: - late ok - failed own memory failed
-Post to normal 1: - - - ok ok ok ok
-Post to low 1: - - - ok ok ok ok
-CompressPNG 1: - ok - ok ok ok ok
-WriteEntry 1: - - - ok ok ok ok
-Post to low 2: - - - ok ok ok ok
-RetrieveFromCache 6: - ok - failed own memory failed
-GetFieldType 3: - - - failed own memory failed
-GetFrameHash 2: - ok - failed own memory failed
-RetrieveFromCache 7: - ok - failed own memory failed
-GetFrame 1: failed failed other failed own memory failed
-NormalizeFormat 2: - - - failed own memory failed
-GetFrameRate 2: - - - failed own memory failed
-GetRenderedFrame 2: status failed other failed own memory failed
-MakeWriteableVideoFrame 1: - failed - failed own memory failed
-IR_CompositeToBlack 1: ok - - failed own memory failed
-InsertIntoCache 2: - - - failed own memory failed
-Post to passes 3: - - - ok ok ok ok
-RenderFrameCompleted 1: - - - ok ok ok ok
-UnregisterDependencyOnFrame 1: - - - ok ok ok ok
-)");
-}
-
-TEST_F(HostFaultsDisk, FrameThatIsReadFromTheDiskCache)
-{
-    Check([this](Victim& ioVictim) { RenderFromDisk(ioVictim, true); },
-          R"(
-ok
-GetBounds 1: - thrown - thrown thrown refused thrown
-GetPixelAspectRatio 1: - - - thrown thrown refused thrown
-GetThirdCutlist 1: ok ok - thrown thrown refused thrown
-GetFieldType 1: - - - thrown thrown refused thrown
-GetProducerForFrame 1: - failed - thrown thrown refused thrown
-GetFrameHash 1: - ok - thrown thrown refused thrown
-RetrieveFromCache 1: - ok - thrown thrown refused thrown
-GetFieldType 2: - - - failed own memory failed
-AddOwnPrefetchesForFrame 1: - - - failed own memory failed
-NormalizeFormat 1: - - - failed own memory failed
-GetFrameRate 1: - - - failed own memory failed
-CanRenderFrames 1: - ok - failed own memory failed
-GetFrameKey 1: - late ok - failed own memory failed
-IsImageSource 1: - - - failed own memory failed
-GetStillKind 1: ok - - failed own memory failed
-RegisterDependencyOnFrame 1: - - - failed own memory failed
-RetrieveFromCache 2: - ok - failed own memory failed
-ReadEntry 1: ok - - ok ok ok ok
-RetrieveFromCache 3: - ok - failed own memory failed
-Post to passes 1: - - - ok ok ok ok
-what is read 1: late ok late ok - late ok late ok late ok late ok
-DecompressPNG 1: - late ok ok late ok late ok late ok late ok
-InsertIntoCache 1: - - - late ok late ok late ok late ok
-Post to passes 2: - - - ok ok ok ok
-RetrieveFromCache 4: - late ok - failed own memory failed
-Post to low 1: - - - ok ok ok ok
-Post to low 2: - - - ok ok ok ok
-RetrieveFromCache 5: - ok - failed own memory failed
-GetFieldType 3: - - - failed own memory failed
-GetFrameHash 2: - ok - failed own memory failed
-RetrieveFromCache 6: - ok - failed own memory failed
-GetFrame 1: failed failed other failed own memory failed
-NormalizeFormat 2: - - - failed own memory failed
-GetFrameRate 2: - - - failed own memory failed
-GetRenderedFrame 1: status failed other failed own memory failed
-MakeWriteableVideoFrame 1: - failed - failed own memory failed
-IR_CompositeToBlack 1: ok - - failed own memory failed
-InsertIntoCache 2: - - - failed own memory failed
-Post to passes 3: - - - ok ok ok ok
-RenderFrameCompleted 1: - - - ok ok ok ok
-UnregisterDependencyOnFrame 1: - - - ok ok ok ok
-)");
-}
-
-// Items that somebody else made, waited for longer than usual, for a still frame that two ask for.
-TEST_F(HostFaults, SharedFrameOfForeignItems)
-{
-    Check(
-        [this](Victim& ioVictim)
-        {
-            const TVK::InterfaceRef<HostItem> item(new HostItem);
-            item->mLooks = 2;
-            const FakeVideoFrameRef frame(new FakeVideoFrame(NumberedFrame(5)));
-            frame->mWhileMarked = [](const char* inCall) { HostCalls::Make(inCall, 0); };
-            ioVictim.mNode = HostNodeRef(new HostNode(900, {}));
-            ioVictim.mNode->mItems = {ML::IRenderableNodePrefetchRef(item.get())};
-            ioVictim.mNode->mFrame = MF::IVideoFrameRef(frame.get());
-            ioVictim.mSequence = TVK::InterfaceRef<HostSequence>(new HostSequence(ioVictim.mNode));
-            ioVictim.mRenderFrame->SetCompositeOnBlack(false);
-            ioVictim.mRenderFrame->SetRenderFlags(ML::kRenderFlag_CacheStills);
-            Render(ioVictim);
-            mPasses->RunAll();
-            OutwaitReads();
-        },
-        R"(
-ok
-GetBounds 1: - thrown - thrown thrown refused thrown
-GetPixelAspectRatio 1: - - - thrown thrown refused thrown
-GetThirdCutlist 1: ok ok - thrown thrown refused thrown
-GetFieldType 1: - - - thrown thrown refused thrown
-GetProducerForFrame 1: - failed - thrown thrown refused thrown
-GetFrameHash 1: - ok - thrown thrown refused thrown
-RetrieveFromCache 1: - ok - thrown thrown refused thrown
-GetFieldType 2: - - - failed own memory failed
-AddOwnPrefetchesForFrame 1: - - - failed own memory failed
-BeginPrefetch 1: ok - - failed own memory failed
-GetPrefetchResult 1: ok ok ok failed own memory failed
-Post to passes 1: - - - ok ok ok ok
-GetPrefetchResult 2: ok ok ok failed own memory failed
-ContinueWaitingForPrefetch 1: - ok - failed own memory failed
-Post to passes 2: - - - ok ok ok ok
-GetPrefetchResult 3: ok ok ok failed own memory failed
-Post to passes 3: - - - ok ok ok ok
-Post to normal 1: - - - ok ok ok ok
-Post to normal 2: - - - ok ok ok ok
-RetrieveFromCache 2: - ok - failed own memory failed
-GetFieldType 3: - - - failed own memory failed
-GetFrameHash 2: - ok - failed own memory failed
-RetrieveFromCache 3: - ok - failed own memory failed
-GetFrame 1: failed failed other failed own memory failed
-SetRenderMilliseconds 1: - - - failed own memory failed
-InsertIntoCache 1: - - - failed own memory failed
-Freeze 1: - - - failed own memory failed
-Post to passes 4: - - - ok ok ok ok
-RenderFrameCompleted 1: - - - ok ok ok ok
-Post to passes 5: - - - ok ok ok ok
-)");
-}
-
-TEST_F(HostFaults, CancelOfForeignItems)
-{
-    Check(
-        [this](Victim& ioVictim)
-        {
-            const TVK::InterfaceRef<HostItem> item(new HostItem);
-            item->mLooks = 100;
-            ioVictim.mNode = HostNodeRef(new HostNode(900, {}));
-            ioVictim.mNode->mItems = {ML::IRenderableNodePrefetchRef(item.get())};
-            ioVictim.mSequence = TVK::InterfaceRef<HostSequence>(new HostSequence(ioVictim.mNode));
-            Render(ioVictim);
-            mPasses->RunAll();
-            Ask(ioVictim, [&] { ioVictim.mRenderFrame->CancelAllRequests(); });
-        },
-        R"(
-cancelled
-GetBounds 1: - thrown - thrown thrown refused thrown
-GetPixelAspectRatio 1: - - - thrown thrown refused thrown
-GetThirdCutlist 1: cancelled cancelled - thrown thrown refused thrown
-GetFieldType 1: - - - thrown thrown refused thrown
-GetProducerForFrame 1: - cancelled - thrown thrown refused thrown
-GetFrameHash 1: - cancelled - thrown thrown refused thrown
-RetrieveFromCache 1: - cancelled - thrown thrown refused thrown
-GetFieldType 2: - - - failed own memory failed
-AddOwnPrefetchesForFrame 1: - - - failed own memory failed
-BeginPrefetch 1: cancelled - - failed own memory failed
-GetPrefetchResult 1: cancelled cancelled cancelled failed own memory failed
-Post to passes 1: - - - cancelled cancelled cancelled cancelled
-Post to passes 2: - - - cancelled cancelled cancelled cancelled
-CancelPrefetch 1: cancelled - - cancelled+thrown cancelled+thrown cancelled+thrown cancelled+thrown
-RenderFrameCancelled 1: - - - cancelled+thrown cancelled+thrown cancelled+thrown cancelled+thrown
-)");
-}
-
-class HostFaultsAccelerated : public HostFaults
-{
-protected:
-    TVK::InterfaceRef<HostRenderer> RenderAccelerated(Victim& ioVictim)
-    {
-        const TVK::InterfaceRef<HostRenderer> renderer(new HostRenderer);
-        ML::IAcceleratedSequenceRendererRef previous;
-        ioVictim.mRenderFrame->ExchangeAcceleratedRenderer(
-            previous, ML::IAcceleratedSequenceRendererRef(renderer.get()));
-        ioVictim.mSequence = TVK::InterfaceRef<HostSequence>(new HostSequence(ioVictim.mNode));
-        Render(ioVictim);
-        return renderer;
-    }
-};
-
-TEST_F(HostFaultsAccelerated, FrameOfARenderer)
-{
-    Check(
-        [this](Victim& ioVictim)
-        {
-            const TVK::InterfaceRef<HostRenderer> renderer = RenderAccelerated(ioVictim);
-            if (renderer->mClient)
-            {
-                Ask(ioVictim,
-                    [&] {
-                        renderer->mClient->RenderFrameCompleted(0, ioVictim.mID, norviktypes::TickTime(),
-                                                                NumberedFrame(5), 1);
-                    });
-            }
-        },
-        R"(
-ok
-GetBounds 1: - thrown - thrown thrown refused thrown
-GetPixelAspectRatio 1: - - - thrown thrown refused thrown
-GetThirdCutlist 1: ok ok - thrown thrown refused thrown
-GetFieldType 1: - - - thrown thrown refused thrown
-GetProducerForFrame 1: - ok - thrown thrown refused thrown
-GetFrameHash 1: - ok - thrown thrown refused thrown
-RetrieveFromCache 1: - ok - thrown thrown refused thrown
-RenderFrame 1: ok - - thrown thrown refused thrown
-RenderFrameCompleted 1: - - - ok+thrown ok+thrown ok+thrown ok+thrown
-Post to passes 1: - - - ok ok ok ok
-)");
-}
-
-TEST_F(HostFaultsAccelerated, CancelOfAFrameThatARendererHas)
-{
-    Check(
-        [this](Victim& ioVictim)
-        {
-            const TVK::InterfaceRef<HostRenderer> renderer = RenderAccelerated(ioVictim);
-            Ask(ioVictim, [&] { ioVictim.mRenderFrame->CancelRequest(ioVictim.mID); });
-        },
-        R"(
-cancelled
-GetBounds 1: - thrown - thrown thrown refused thrown
-GetPixelAspectRatio 1: - - - thrown thrown refused thrown
-GetThirdCutlist 1: cancelled cancelled - thrown thrown refused thrown
-GetFieldType 1: - - - thrown thrown refused thrown
-GetProducerForFrame 1: - cancelled - thrown thrown refused thrown
-GetFrameHash 1: - cancelled - thrown thrown refused thrown
-RetrieveFromCache 1: - cancelled - thrown thrown refused thrown
-RenderFrame 1: cancelled - - thrown thrown refused thrown
-CancelFrame 1: cancelled - - cancelled+thrown cancelled+thrown cancelled+thrown cancelled+thrown
-RenderFrameCancelled 1: - - - cancelled+thrown cancelled+thrown cancelled+thrown cancelled+thrown
-Post to passes 1: - - - cancelled cancelled cancelled cancelled
 )");
 }
 
