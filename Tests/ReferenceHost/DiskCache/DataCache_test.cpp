@@ -184,6 +184,21 @@ TEST_F(DataCacheTest, EntryIsFoundUnderItsTagOnly)
     EXPECT_EQ(Read(*Open(), KeyText(1), mTag).mStatus, 0);
 }
 
+// Not at once, as others' entries are looked for now and then only.
+TEST_F(DataCacheTest, EntryThatAnotherProcessWroteIsFoundByAskingForIt)
+{
+    const Cache cache = Open();
+    ASSERT_TRUE(MF::DiskCacheManager::ManagedDirectory::Open(mPath, 1 << 20, false)
+                    ->Store(NameOf(1), *BytesOf(1, 100)));
+    Answer answer;
+    do
+    {
+        std::this_thread::yield();
+        answer = Read(*cache, Text(NameOf(1).mName), Text(NameOf(1).mTag));
+    } while (answer.mStatus == MF::kDataCache_NotFound);
+    EXPECT_TRUE(AreBytesOf(answer.mBytes, 1, 100));
+}
+
 TEST_F(DataCacheTest, DamagedEntryIsToldInTheCompletionAndDropped)
 {
     Open()->WriteEntry(KeyText(1), mTag, BytesOf(1, kSize));
