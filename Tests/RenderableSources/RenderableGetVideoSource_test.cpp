@@ -1,6 +1,7 @@
 #include "RenderableSources.h"
 
 #include "Tests/RenderableSources/SourceCalls.h"
+#include "Tests/Support/Fakes/FakeReadSource.h"
 #include "Tests/Support/Fakes/FakeVideoSource.h"
 #include "Tests/Support/FrameTools.h"
 #include "Tests/Support/PixelMatchers.h"
@@ -373,6 +374,19 @@ TEST_F(RenderableGetVideoSource, EmptyStreamIsANullInterfaceForEveryOperation)
     EXPECT_THROW(RenderedFrame(source, {}, mParams), TVK::NullInterfaceException);
     EXPECT_THROW(FrameRateOf(source), TVK::NullInterfaceException);
     EXPECT_THROW(FieldRateOf(source), TVK::NullInterfaceException);
+}
+
+TEST_F(RenderableGetVideoSource, StreamWithoutATimeAxisFaceIsANullInterfaceWhereItIsAskedFor)
+{
+    const TestSupport::FakeReadSourceRef faceless(new TestSupport::FakeReadSource);
+    faceless->mHasTimeAxisFace = false;
+    const auto source =
+        ML::CreateRenderableGetVideoSource(BE::IVideoSourceRef(faceless), {}, {}, {}, {},
+                                           kAlphaChannel_Straight, false, false, false, 1.0, kRate, {});
+    EXPECT_THROW(ConformedTime(source, {}, mParams), TVK::NullInterfaceException);
+    EXPECT_THROW(FrameRateOf(source), TVK::NullInterfaceException);
+    EXPECT_THROW(FieldRateOf(source), TVK::NullInterfaceException);
+    EXPECT_TRUE(RenderedFrame(source, {}, mParams)) << "a render asks for nothing of it";
 }
 
 TEST_F(RenderableGetVideoSource, AlphaIsConformedToWhatTheCreatorSays)

@@ -1,5 +1,6 @@
 #include "RenderableGetVideoSource.h"
 
+#include "MF/ISource.h"
 #include "RenderableSourceTools.h"
 #include "StreamFacts.h"
 #include "VF/SharedVideoFrameCache.h"
@@ -7,6 +8,19 @@
 
 namespace ML
 {
+
+namespace
+{
+
+// Streams that are filled tell whether they have a time axis; one that doesn't is not taken for a movie.
+bool IsStill(const BE::IVideoSourceRef& inSource)
+{
+    const MF::ISourceRef source(inSource);
+    std::uint32_t kind = MF::kSourceKind_Normal;
+    return source->GetStillKind(kind) >= 0 && kind == MF::kSourceKind_Still;
+}
+
+} // namespace
 
 RenderableGetVideoSource::RenderableGetVideoSource(
     const BE::IVideoSourceRef& inSource, const MF::BinaryData& inBinaryData,
@@ -38,7 +52,7 @@ void RenderableGetVideoSource::GetFieldRate(norviktypes::FrameRate& outRate)
 
 norviktypes::FrameRate RenderableGetVideoSource::FrameRateOnGrid(bool inHasGrid) const
 {
-    if (IsStillStream(mVideoSource))
+    if (IsStill(mVideoSource))
     {
         return norviktypes::kFrameRate_Zero;
     }
