@@ -153,6 +153,13 @@ TEST_F(MergingPrefetch, PlanarFramesOfMoreThan576LinesAreExchangedWhateverTheirF
     EXPECT_EQ(MergedLines(), std::pair(40, 50));
 }
 
+TEST_F(MergingPrefetch, PackedFramesGoByTheirFieldsAtAnyHeight)
+{
+    mFirst->mFrame = NewFilledFrame(kPixelFormat_BGRA_4444_8u, 4, 578, {10, 10, 10, 255});
+    mSecond->mFrame = NewFilledFrame(kPixelFormat_BGRA_4444_8u, 4, 578, {20, 20, 20, 255});
+    EXPECT_EQ(MergedLines(), std::pair(20, 10));
+}
+
 TEST_F(MergingPrefetch, OddHeightsAreMergedToTheLastLine)
 {
     mFirst->mFrame = NewFilledFrame(kPixelFormat_BGRA_4444_8u, 4, 5, {10, 10, 10, 255});
@@ -312,6 +319,16 @@ TEST_F(PulldownPrefetch, WholeFilmFrameIsOneRead)
 TEST_F(PulldownPrefetch, FilmFrameAcrossTwoFramesIsTwoReads)
 {
     EXPECT_EQ(ReadsOf(Make(TickTime::FromFrame(2, kFilm))), (Notes{"read 2", "read 3"}));
+}
+
+TEST_F(PulldownPrefetch, LaterFrameIsTheFirst)
+{
+    TVK::HashValue hash("PulldownPrefetcher");
+    hash.MixGuid(mStream->KeyOf(3));
+    hash.MixGuid(mStream->KeyOf(2));
+    TVK::Guid key;
+    Make(TickTime::FromFrame(2, kFilm))->GetPrefetchKey(key);
+    EXPECT_EQ(key, hash.AsGuid());
 }
 
 TEST_F(PulldownPrefetch, StreamWithoutPulldownIsReadAtTheTime)

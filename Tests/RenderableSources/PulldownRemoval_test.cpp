@@ -237,6 +237,16 @@ TEST_F(PulldownRemoval, VideoThatDoesNotTellItsFieldsGoesByItsHeight)
     }
 }
 
+TEST_F(PulldownRemoval, PlanarVideoGoesByItsHeightWhateverItTells)
+{
+    const Strip strip = AllStrips().front();
+    const PixelFormat format = kPixelFormat_YUV_422_Planar_8u_709;
+    Play(strip, format, 576, kFieldType_LowerFirst, kFieldType_UpperFirst);
+    ExpectTheFilm(strip, format, 576);
+    Play(strip, format, 578, kFieldType_UpperFirst, kFieldType_LowerFirst);
+    ExpectTheFilm(strip, format, 578);
+}
+
 TEST_F(PulldownRemoval, PackedVideoGoesByTheFieldsThatItTells)
 {
     const Strip strip = AllStrips().front();
@@ -257,11 +267,11 @@ TEST_F(PulldownRemoval, FilmPlaysFourFramesForFive)
 TEST_F(PulldownRemoval, TimesAreThoseOfTheFilm)
 {
     const ML::IRenderableSourceRef source = ML::RemovePulldownFromSource(mInner, kPulldownCadence_SSWWW);
-    const TickTime half(kFilm.GetTicks() / 2);
     const TickTime third = FilmTime(3).mFirstTime;
-    for (const MF::FrameTime& time :
-         {MF::FrameTime(third), MF::FrameTime(third + half), MF::FrameTime(third, third + half),
-          MF::FrameTime(third + half + half, third)})
+    const TickTime late = third + TickTime(kFilm.GetTicks() - 1);
+    const TickTime fourth = FilmTime(4).mFirstTime;
+    for (const MF::FrameTime& time : {MF::FrameTime(third), MF::FrameTime(late), MF::FrameTime(late, fourth),
+                                      MF::FrameTime(fourth, late)})
     {
         EXPECT_EQ(ConformedTime(source, time, mParams), FilmTime(3));
     }
@@ -315,7 +325,9 @@ TEST_F(PulldownRemoval, FrameWithoutItsPartnerIsKept)
         EXPECT_TRUE(RenderedFrame(source, FilmTime(2), mParams) == current);
     }
     mInner->mIsEmpty = true;
+    mInner->TakeRenders();
     EXPECT_FALSE(RenderedFrame(source, FilmTime(2), mParams));
+    EXPECT_EQ(mInner->TakeRenders(), FrameTimes{VideoTime(3)}) << "a partner of nothing";
     EXPECT_FALSE(RenderedFrame(source, FilmTime(1), mParams));
 }
 
