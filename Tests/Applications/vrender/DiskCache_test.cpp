@@ -162,7 +162,9 @@ TEST_F(DiskCache, FramesAreTheSameFromTheDisk)
               fields);
     const std::string deep = mScratch.File("deep.mov");
     RunFFmpeg("-f lavfi -i testsrc2=s=96x64:r=25:d=0.4,format=yuva444p10le -c:v prores_ks " + deep);
-    for (const std::string& movie : {SmallMovie(), fields, deep})
+    Words movies = {fields, deep, SmallMovie()};
+    movies.resize(ScaledCount(movies.size()));
+    for (const std::string& movie : movies)
     {
         for (const Words& options : {Words{"--pix-fmt", "yuv422p10le"}, Words{"--size", "50x40"}})
         {
