@@ -100,9 +100,10 @@ TEST(SampleWeights, SpanHasNoDirection)
 
 TEST(SampleWeights, SpanIsRoundedToTheNearestTick)
 {
-    // 24 frames a second played as 25: every source frame is one of the sequence, to the tick.
-    const FrameRate film = FrameRate::FromRational(24, 1);
-    const Durations durations = DurationsOf(film, kRate25, FrameTime(TickTime(0)), 25.0 / 24.0);
+    // 59.94 frames a second shown one for one in 25: every source frame is one of the sequence, to the tick.
+    const FrameRate fast = FrameRate::FromRational(60000, 1001);
+    const double speed = static_cast<double>(fast.GetTicks()) / static_cast<double>(kRate25.GetTicks());
+    const Durations durations = DurationsOf(fast, kRate25, FrameTime(TickTime(0)), speed);
     EXPECT_EQ(durations.mFrame, durations.mFirst);
     EXPECT_EQ(37594368000, DurationsOf(kRate25, kRate25, FrameTime(TickTime(0)), 3.7).mFirst.GetTicks());
 }
