@@ -361,7 +361,8 @@ void CallbackDestroysRenderFrame(World& ioWorld, int inVariant)
 {
     const auto owned = std::make_shared<ML::IRenderFrameRef>(NewRenderFrame(ioWorld));
     const TVK::InterfaceRef<Sequence> sequence(new Sequence);
-    ioWorld.TheClient()->mWhileTold = [owned](RequestID) { ML::IRenderFrameRef(std::exchange(*owned, {})); };
+    ioWorld.TheClient()->mWhileTold = [owned](RequestID)
+    { const ML::IRenderFrameRef last = std::exchange(*owned, {}); };
     ioWorld.Thread("asks",
                    [&ioWorld, owned, sequence]
                    {

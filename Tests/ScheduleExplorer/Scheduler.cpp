@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <iterator>
 #include <thread>
 #include <unordered_map>
 #include <utility>
@@ -329,13 +330,15 @@ void Scheduler::Impl::FireFirstAlarm()
     work();
 }
 
+// What is bound to them goes when they are off the list, as that may reach points.
 bool Scheduler::DropAlarms(const void* inOwner)
 {
-    const auto end = std::remove_if(mImpl->mAlarms.begin(), mImpl->mAlarms.end(),
-                                    [inOwner](const Alarm& inAlarm) { return inAlarm.mOwner == inOwner; });
-    const bool found = end != mImpl->mAlarms.end();
-    mImpl->mAlarms.erase(end, mImpl->mAlarms.end());
-    return found;
+    std::vector<Alarm>& alarms = mImpl->mAlarms;
+    const auto first = std::stable_partition(
+        alarms.begin(), alarms.end(), [inOwner](const Alarm& inAlarm) { return inAlarm.mOwner != inOwner; });
+    const std::vector<Alarm> dropped(std::make_move_iterator(first), std::make_move_iterator(alarms.end()));
+    alarms.erase(first, alarms.end());
+    return !dropped.empty();
 }
 
 bool Scheduler::HasAlarms(const void* inOwner) const
