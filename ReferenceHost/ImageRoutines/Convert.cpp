@@ -43,20 +43,40 @@ void CopyPicture(const Picture& inSource, const Picture& inTarget)
     }
 }
 
-// The kernels write straight or opaque B G R A; alpha they take is 8-bit and goes through as it is.
+bool IsPackedBytes(const Picture& inPicture)
+{
+    return inPicture.storage == Storage::kPacked4 && inPicture.sample == Sample::kByte &&
+           inPicture.transfer == Transfer::kDisplay;
+}
+
+// The kernels take alpha of 8 bits, which goes through as it is.
+bool DoesAlphaGoThrough(const Picture& inSource, const Picture& inTarget)
+{
+    return !inSource.HasAlpha() || !inTarget.HasAlpha() ||
+           (inSource.alpha == inTarget.alpha && inSource.sample == Sample::kByte);
+}
+
+bool IsForYuvKernels(const Picture& inSource)
+{
+    return inSource.storage != Storage::kPacked4 && HasYuvToBgra(inSource) && inSource.shiftX <= 1;
+}
+
 bool IsForBgraKernels(const Picture& inSource, const Picture& inTarget)
 {
-    const bool isBgra = inTarget.storage == Storage::kPacked4 && inTarget.sample == Sample::kByte &&
-                        inTarget.IsRGB() && inTarget.transfer == Transfer::kDisplay;
-    const bool isPlanes = inSource.storage != Storage::kPacked4;
-    const bool alphaGoesThrough = !inSource.HasAlpha() || !inTarget.HasAlpha() ||
-                                  (inSource.alpha == inTarget.alpha && inSource.sample == Sample::kByte);
     const bool isBytePlanes = inSource.IsRGB() && !inSource.isGray && inSource.sample == Sample::kByte &&
                               inSource.isFullRange && inSource.storage == Storage::kPlanar &&
                               inSource.transfer == Transfer::kDisplay &&
                               inSource.primaries == Primaries::k709;
-    const bool isYuv = HasYuvToBgra(inSource) && inSource.shiftX <= 1;
-    return isBgra && isPlanes && alphaGoesThrough && (isBytePlanes || isYuv);
+    return IsPackedBytes(inTarget) && inTarget.IsRGB() && DoesAlphaGoThrough(inSource, inTarget) &&
+           (isBytePlanes || IsForYuvKernels(inSource));
+}
+
+// Codes of the full range don't go from one number of bits to another by a power of two.
+bool IsForVuyaKernel(const Picture& inSource, const Picture& inTarget)
+{
+    return IsPackedBytes(inTarget) && IsForYuvKernels(inSource) && DoesAlphaGoThrough(inSource, inTarget) &&
+           inSource.matrix == inTarget.matrix && inSource.primaries == inTarget.primaries &&
+           inSource.isFullRange == inTarget.isFullRange && (inSource.bits == 8 || !inSource.isFullRange);
 }
 
 const unsigned char* AlphaRow(const Picture& inSource, const Picture& inTarget, std::int32_t inY)
@@ -91,7 +111,7 @@ public:
                                                   : ChromaPhase::kCenter;
     }
 
-    // Makes ready what YuvRowToBgra wants of row inY.
+    // Makes ready what YuvRowToBgra and YuvRowToVuya want of row inY.
     void Prepare(std::int32_t inY)
     {
         switch (mSource.storage)
@@ -182,6 +202,17 @@ void ConvertYuv(const Picture& inSource, const Picture& inTarget)
     {
         rows.Prepare(y);
         YuvRowToBgra(rows.Luma(), rows.U(), rows.V(), rows.Phase(), AlphaRow(inSource, inTarget, y), factors,
+                     inTarget.Row(0, y), static_cast<std::size_t>(inTarget.width));
+    }
+}
+
+void PackYuv(const Picture& inSource, const Picture& inTarget)
+{
+    YuvRows rows(inSource);
+    for (std::int32_t y = 0; y < inTarget.height; ++y)
+    {
+        rows.Prepare(y);
+        YuvRowToVuya(rows.Luma(), rows.U(), rows.V(), rows.Phase(), AlphaRow(inSource, inTarget, y),
                      inTarget.Row(0, y), static_cast<std::size_t>(inTarget.width));
     }
 }
@@ -435,6 +466,10 @@ std::int32_t ConvertPictures(const Picture& inSource, const Picture& inTarget, c
     else if (IsChromaIndependent(inSource, inTarget))
     {
         ChromaMover(inSource, inTarget).Move();
+    }
+    else if (IsForVuyaKernel(inSource, inTarget))
+    {
+        PackYuv(inSource, inTarget);
     }
     else if (!IsForBgraKernels(inSource, inTarget))
     {

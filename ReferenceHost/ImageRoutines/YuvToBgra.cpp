@@ -154,6 +154,39 @@ HWY_INLINE PackedPixels ConvertPixels(const FactorVectors& inFactors, WordVector
     return {hn::Or(blue, hn::ShiftLeft<8>(green)), hn::Or(red, inAlphaAbove)};
 }
 
+// B G R A by the factors of a matrix.
+struct ToBgra
+{
+    explicit ToBgra(const YuvToBgraFactors& inFactors) : factors(Spread(inFactors)) {}
+
+    HWY_INLINE PackedPixels Pixels(WordVector inLuma, WordVector inU, WordVector inV,
+                                   WordVector inAlphaAbove) const
+    {
+        return ConvertPixels(factors, inLuma, inU, inV, inAlphaAbove);
+    }
+
+    FactorVectors factors;
+};
+
+// V U Y A: the samples themselves, rounded to bytes.
+struct ToVuya
+{
+    HWY_INLINE PackedPixels Pixels(WordVector inLuma, WordVector inU, WordVector inV,
+                                   WordVector inAlphaAbove) const
+    {
+        constexpr std::uint16_t kHalf = 64;
+        constexpr std::uint16_t kMiddle = 16384;
+        return {hn::Or(Code(inV, kMiddle + kHalf), hn::ShiftLeft<8>(Code(inU, kMiddle + kHalf))),
+                hn::Or(Code(inLuma, kHalf), inAlphaAbove)};
+    }
+
+    static HWY_INLINE WordVector Code(WordVector inSample, std::uint16_t inOffset)
+    {
+        const Words d;
+        return hn::Min(hn::ShiftRight<7>(hn::Add(inSample, hn::Set(d, inOffset))), hn::Set(d, 255));
+    }
+};
+
 HWY_INLINE void StorePixels(const PackedPixels& inEven, const PackedPixels& inOdd, std::uint8_t* outRow)
 {
     hn::StoreInterleaved4(inEven.blueGreen, inEven.redAlpha, inOdd.blueGreen, inOdd.redAlpha, Words(),
@@ -173,25 +206,25 @@ HWY_INLINE Pair LoadAlpha(const std::uint8_t* inAlpha, std::size_t inX)
     return {hn::ShiftLeft<8>(both), hn::And(both, upper)};
 }
 
-template <bool kIsWord, ChromaPhase kPhase>
-HWY_INLINE void ConvertStretch(const FactorVectors& inFactors, const SampleRow& inLuma,
-                               const std::uint16_t* inU, const std::uint16_t* inV,
-                               const std::uint8_t* inAlpha, std::uint8_t* outPixels, std::size_t inX)
+template <bool kIsWord, ChromaPhase kPhase, class Target>
+HWY_INLINE void ConvertStretch(const Target& inTarget, const SampleRow& inLuma, const std::uint16_t* inU,
+                               const std::uint16_t* inV, const std::uint8_t* inAlpha, std::uint8_t* outPixels,
+                               std::size_t inX)
 {
     const Pair luma = LoadLuma<kIsWord>(inLuma.samples, inX, inLuma.leftShift);
     const Pair u = LoadChroma<kPhase>(inU, inX);
     const Pair v = LoadChroma<kPhase>(inV, inX);
     const Pair alpha = LoadAlpha(inAlpha, inX);
-    StorePixels(ConvertPixels(inFactors, luma.even, u.even, v.even, alpha.even),
-                ConvertPixels(inFactors, luma.odd, u.odd, v.odd, alpha.odd), outPixels);
+    StorePixels(inTarget.Pixels(luma.even, u.even, v.even, alpha.even),
+                inTarget.Pixels(luma.odd, u.odd, v.odd, alpha.odd), outPixels);
 }
 
 // What is left of a row after the whole stretches goes through copies, so that nothing beyond a row is
 // touched.
-template <bool kIsWord, ChromaPhase kPhase>
+template <bool kIsWord, ChromaPhase kPhase, class Target>
 HWY_NOINLINE void ConvertRest(const SampleRow& inLuma, const std::uint16_t* inU, const std::uint16_t* inV,
-                              const std::uint8_t* inAlpha, const YuvToBgraFactors& inFactors,
-                              std::uint8_t* outRow, std::size_t inX, std::size_t inWidth)
+                              const std::uint8_t* inAlpha, const Target& inTarget, std::uint8_t* outRow,
+                              std::size_t inX, std::size_t inWidth)
 {
     constexpr std::size_t kMost = 2 * hn::MaxLanes(Words());
     const std::size_t bytes = (inWidth - inX) * (kIsWord ? 2 : 1);
@@ -205,26 +238,25 @@ HWY_NOINLINE void ConvertRest(const SampleRow& inLuma, const std::uint16_t* inU,
     }
     const SampleRow copied = {luma, kIsWord, inLuma.leftShift};
     const std::size_t chroma = kPhase == ChromaPhase::kFull ? inX : inX / 2;
-    ConvertStretch<kIsWord, kPhase>(Spread(inFactors), copied, inU + chroma, inV + chroma,
+    ConvertStretch<kIsWord, kPhase>(inTarget, copied, inU + chroma, inV + chroma,
                                     inAlpha == nullptr ? nullptr : alpha, pixels, 0);
     std::memcpy(outRow + inX * 4, pixels, (inWidth - inX) * 4);
 }
 
-template <bool kIsWord, ChromaPhase kPhase>
+template <bool kIsWord, ChromaPhase kPhase, class Target>
 void ConvertRow(const SampleRow& inLuma, const std::uint16_t* inU, const std::uint16_t* inV,
-                const std::uint8_t* inAlpha, const YuvToBgraFactors& inFactors, std::uint8_t* outRow,
+                const std::uint8_t* inAlpha, const Target& inTarget, std::uint8_t* outRow,
                 std::size_t inWidth)
 {
-    const FactorVectors factors = Spread(inFactors);
     const std::size_t step = 2 * hn::Lanes(Words());
     std::size_t x = 0;
     for (; x + step <= inWidth; x += step)
     {
-        ConvertStretch<kIsWord, kPhase>(factors, inLuma, inU, inV, inAlpha, outRow + x * 4, x);
+        ConvertStretch<kIsWord, kPhase>(inTarget, inLuma, inU, inV, inAlpha, outRow + x * 4, x);
     }
     if (x < inWidth)
     {
-        ConvertRest<kIsWord, kPhase>(inLuma, inU, inV, inAlpha, inFactors, outRow, x, inWidth);
+        ConvertRest<kIsWord, kPhase>(inLuma, inU, inV, inAlpha, inTarget, outRow, x, inWidth);
     }
 }
 
@@ -399,18 +431,32 @@ void SplitRow(const std::uint8_t* inRow, bool inIsUYVY, std::uint8_t* outLuma, s
     Pad(outV, inPairs);
 }
 
+template <class Target>
+void ConvertRowTo(const Target& inTarget, const SampleRow& inLuma, const std::uint16_t* inU,
+                  const std::uint16_t* inV, ChromaPhase inPhase, const std::uint8_t* inAlpha,
+                  std::uint8_t* outRow, std::size_t inWidth)
+{
+    using Function = decltype(&ConvertRow<false, ChromaPhase::kLeft, Target>);
+    static constexpr Function kRows[2][3] = {
+        {ConvertRow<false, ChromaPhase::kLeft, Target>, ConvertRow<false, ChromaPhase::kCenter, Target>,
+         ConvertRow<false, ChromaPhase::kFull, Target>},
+        {ConvertRow<true, ChromaPhase::kLeft, Target>, ConvertRow<true, ChromaPhase::kCenter, Target>,
+         ConvertRow<true, ChromaPhase::kFull, Target>}};
+    kRows[inLuma.isWord ? 1 : 0][static_cast<int>(inPhase)](inLuma, inU, inV, inAlpha, inTarget, outRow,
+                                                            inWidth);
+}
+
 void ConvertYuvRow(const SampleRow& inLuma, const std::uint16_t* inU, const std::uint16_t* inV,
                    ChromaPhase inPhase, const std::uint8_t* inAlpha, const YuvToBgraFactors& inFactors,
                    std::uint8_t* outRow, std::size_t inWidth)
 {
-    using Function = decltype(&ConvertRow<false, ChromaPhase::kLeft>);
-    static constexpr Function kRows[2][3] = {
-        {ConvertRow<false, ChromaPhase::kLeft>, ConvertRow<false, ChromaPhase::kCenter>,
-         ConvertRow<false, ChromaPhase::kFull>},
-        {ConvertRow<true, ChromaPhase::kLeft>, ConvertRow<true, ChromaPhase::kCenter>,
-         ConvertRow<true, ChromaPhase::kFull>}};
-    kRows[inLuma.isWord ? 1 : 0][static_cast<int>(inPhase)](inLuma, inU, inV, inAlpha, inFactors, outRow,
-                                                            inWidth);
+    ConvertRowTo(ToBgra(inFactors), inLuma, inU, inV, inPhase, inAlpha, outRow, inWidth);
+}
+
+void PackYuvRow(const SampleRow& inLuma, const std::uint16_t* inU, const std::uint16_t* inV,
+                ChromaPhase inPhase, const std::uint8_t* inAlpha, std::uint8_t* outRow, std::size_t inWidth)
+{
+    ConvertRowTo(ToVuya(), inLuma, inU, inV, inPhase, inAlpha, outRow, inWidth);
 }
 
 void InterleaveRow(const std::uint8_t* inRed, const std::uint8_t* inGreen, const std::uint8_t* inBlue,
@@ -487,6 +533,7 @@ namespace
 HWY_EXPORT(BlendChromaRows);
 HWY_EXPORT(SplitRow);
 HWY_EXPORT(ConvertYuvRow);
+HWY_EXPORT(PackYuvRow);
 HWY_EXPORT(InterleaveRow);
 HWY_EXPORT(SplitBgraRow);
 HWY_EXPORT(NameOfTarget);
@@ -537,6 +584,13 @@ void YuvRowToBgra(const SampleRow& inLuma, const std::uint16_t* inU, const std::
                   unsigned char* outRow, std::size_t inWidth)
 {
     HWY_DYNAMIC_DISPATCH(ConvertYuvRow)(inLuma, inU, inV, inPhase, inAlpha, inFactors, outRow, inWidth);
+}
+
+void YuvRowToVuya(const SampleRow& inLuma, const std::uint16_t* inU, const std::uint16_t* inV,
+                  ChromaPhase inPhase, const unsigned char* inAlpha, unsigned char* outRow,
+                  std::size_t inWidth)
+{
+    HWY_DYNAMIC_DISPATCH(PackYuvRow)(inLuma, inU, inV, inPhase, inAlpha, outRow, inWidth);
 }
 
 void RgbRowToBgra(const unsigned char* inRed, const unsigned char* inGreen, const unsigned char* inBlue,

@@ -5,8 +5,8 @@
 
 #include "ReferenceHost/ImageRoutines/Picture.h"
 
-// Rows of integer YUV or planar RGB to rows of 8-bit B G R A in fixed point: the kernels that decoded video
-// goes through.
+// Rows of integer YUV or planar RGB to rows of 8-bit B G R A in fixed point, and of YUV to V U Y A: the kernels
+// that decoded video goes through.
 //
 // Chroma travels as rows of 16-bit words, blended vertically and not yet horizontally, of 13 bits. A chroma
 // row has kChromaPad words in front and behind that repeat the first and last sample, so that the kernels
@@ -76,6 +76,12 @@ void SplitPacked422(const unsigned char* inRow, bool inIsUYVY, unsigned char* ou
 void YuvRowToBgra(const SampleRow& inLuma, const std::uint16_t* inU, const std::uint16_t* inV,
                   ChromaPhase inPhase, const unsigned char* inAlpha, const YuvToBgraFactors& inFactors,
                   unsigned char* outRow, std::size_t inWidth);
+
+// The same to V U Y A of the source's own model, of which 8 bits are a quarter, a sixteenth ... of its codes.
+// Bytes that need no chroma from between samples go through unchanged.
+void YuvRowToVuya(const SampleRow& inLuma, const std::uint16_t* inU, const std::uint16_t* inV,
+                  ChromaPhase inPhase, const unsigned char* inAlpha, unsigned char* outRow,
+                  std::size_t inWidth);
 
 // 8-bit planes.
 void RgbRowToBgra(const unsigned char* inRed, const unsigned char* inGreen, const unsigned char* inBlue,

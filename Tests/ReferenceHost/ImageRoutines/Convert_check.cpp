@@ -106,6 +106,26 @@ TEST_P(EachTarget, ConvertsVideoToBgraAtEveryWidth)
     }
 }
 
+// Four components of the source's own matrix and range, of which the kernels write the samples themselves.
+TEST_P(EachTarget, ConvertsVideoToPackedLumaAndChromaAtEveryWidth)
+{
+    std::mt19937 random(37);
+    for (const std::uint32_t from :
+         {0x042U, 0x052U, 0x342U, 0x352U, 0x062U, 0x362U, 0x1071U, 0x012U, 0x022U, 0x332U})
+    {
+        const auto widths = static_cast<std::int32_t>(TestSupport::ScaledCount(150));
+        for (std::int32_t width = 1; width <= 150; width += 150 / widths)
+        {
+            Memory source(from, width, 5, width % 3 * 4, width % 2 * 4);
+            const std::uint32_t ownModel = (from & 0x1000) | ((from & 3) == 1 ? 0x005 : 0x006);
+            const std::uint32_t opaque = width % 2 ? 0U : 8U;
+            Memory target(ownModel | opaque, width, 5, width % 5 * 4, width % 13);
+            source.Randomise(random);
+            ASSERT_TRUE(ConvertsAsReference(source, target));
+        }
+    }
+}
+
 // Codes that were cut instead of rounded would be one step off at most, like any others, but lower
 // everywhere.
 TEST_P(EachTarget, KeepsTheMeanOfEveryComponent)

@@ -223,32 +223,64 @@ KernelBuffer Bgra(KernelRole inRole)
     return buffer;
 }
 
-KernelCase Converting(const RowKind& inKind)
+ir::YuvToBgraFactors FactorsOf(const RowKind& inKind)
 {
     ir::Picture picture;
     picture.matrix = ir::Matrix::k709;
     picture.isFullRange = false;
     picture.bits = inKind.isWord ? (inKind.leftShift < 0 ? 16 : 10) : 8;
     picture.sample = inKind.isWord ? ir::Sample::kWord : ir::Sample::kByte;
-    const ir::YuvToBgraFactors factors = ir::FactorsFor(picture);
-    KernelBuffer luma = {.sample = inKind.isWord ? KernelSample::Word : KernelSample::Byte,
-                         .most = inKind.most};
-    const bool isFull = inKind.phase == ChromaPhase::kFull;
+    return ir::FactorsFor(picture);
+}
+
+// Luma, U, V, alpha and four components.
+std::vector<KernelBuffer> RowsOf(const RowKind& inKind)
+{
+    const KernelBuffer luma = {.sample = inKind.isWord ? KernelSample::Word : KernelSample::Byte,
+                               .most = inKind.most};
+    const KernelBuffer chroma = PaddedChroma(KernelRole::Source, 8184, inKind.phase == ChromaPhase::kFull);
+    return {luma, chroma, chroma, {}, Bgra(KernelRole::Target)};
+}
+
+KernelCase Converting(const RowKind& inKind)
+{
+    const ir::YuvToBgraFactors factors = FactorsOf(inKind);
     const auto kernel = [=](const KernelCall& inCall)
     {
         ir::YuvRowToBgra({inCall.Row(0), inKind.isWord, inKind.leftShift}, Chroma(inCall, 1),
                          Chroma(inCall, 2), inKind.phase, inKind.hasAlpha ? inCall.Row(3) : nullptr, factors,
                          inCall.Row(4), inCall.Width());
     };
-    return {std::string("YUV rows of ") + inKind.name,
-            {luma,
-             PaddedChroma(KernelRole::Source, 8184, isFull),
-             PaddedChroma(KernelRole::Source, 8184, isFull),
-             {},
-             Bgra(KernelRole::Target)},
-            kernel,
-            [=](const KernelCall& inCall) { ConvertOneByOne(inKind, factors, inCall); },
-            TargetOfRows};
+    return {std::string("YUV rows of ") + inKind.name, RowsOf(inKind), kernel,
+            [=](const KernelCall& inCall) { ConvertOneByOne(inKind, factors, inCall); }, TargetOfRows};
+}
+
+// 15 bits to 8.
+unsigned char ByteOf(std::int32_t inSample)
+{
+    return static_cast<unsigned char>(std::min((inSample + 64) >> 7, 255));
+}
+
+KernelCase Packing(const RowKind& inKind)
+{
+    const auto kernel = [=](const KernelCall& inCall)
+    {
+        ir::YuvRowToVuya({inCall.Row(0), inKind.isWord, inKind.leftShift}, Chroma(inCall, 1),
+                         Chroma(inCall, 2), inKind.phase, inKind.hasAlpha ? inCall.Row(3) : nullptr,
+                         inCall.Row(4), inCall.Width());
+    };
+    const auto scalar = [=](const KernelCall& inCall)
+    {
+        for (std::size_t x = 0; x < inCall.Width(); ++x)
+        {
+            unsigned char* pixel = inCall.Row(4) + x * 4;
+            pixel[0] = ByteOf(ChromaAt(Chroma(inCall, 2), inKind.phase, x) + 16384);
+            pixel[1] = ByteOf(ChromaAt(Chroma(inCall, 1), inKind.phase, x) + 16384);
+            pixel[2] = ByteOf(LumaAt(inKind, inCall, x));
+            pixel[3] = inKind.hasAlpha ? inCall.Row(3)[x] : 255;
+        }
+    };
+    return {std::string("packing YUV rows of ") + inKind.name, RowsOf(inKind), kernel, scalar, TargetOfRows};
 }
 
 }
@@ -275,6 +307,14 @@ TEST(YuvToBgra, ConvertsRowsAsTheScalarTwin)
     for (const RowKind& kind : kRows)
     {
         EXPECT_TRUE(AgreesWithScalarTwin(Converting(kind), kTargets));
+    }
+}
+
+TEST(YuvToBgra, PacksRowsAsTheScalarTwin)
+{
+    for (const RowKind& kind : kRows)
+    {
+        EXPECT_TRUE(AgreesWithScalarTwin(Packing(kind), kTargets));
     }
 }
 
