@@ -74,11 +74,12 @@ uint64_t TaskLedger::AddDelayed(Function& ioFunction)
     {
         return 0;
     }
-    mDelayed[++mLastNumber].swap(ioFunction);
-    return mLastNumber;
+    const auto place = mDelayed.try_emplace(mLastNumber + 1, std::size_t{1}).first;
+    place->second.front().mFunction.swap(ioFunction);
+    return ++mLastNumber;
 }
 
-bool TaskLedger::ReleaseDelayed(uint64_t inNumber)
+bool TaskLedger::ReleaseDelayed(uint64_t inNumber) noexcept
 {
     const std::lock_guard<std::mutex> lock(mMutex);
     const auto found = mDelayed.find(inNumber);
@@ -86,8 +87,7 @@ bool TaskLedger::ReleaseDelayed(uint64_t inNumber)
     {
         return false;
     }
-    mQueue.emplace_back();
-    mQueue.back().mFunction.swap(found->second);
+    mQueue.splice(mQueue.end(), found->second);
     mDelayed.erase(found);
     return true;
 }
@@ -99,7 +99,7 @@ void TaskLedger::DropDelayed(uint64_t inNumber)
     const auto found = mDelayed.find(inNumber);
     if (found != mDelayed.end())
     {
-        dropped.swap(found->second);
+        dropped.swap(found->second.front().mFunction);
         mDelayed.erase(found);
         mChanged.notify_all();
     }
@@ -146,8 +146,8 @@ bool TaskLedger::HasQueued() const
 uint64_t TaskLedger::CancelPending()
 {
     // Declared before the lock, so destroyed after it.
-    std::deque<Queued> queue;
-    std::map<uint64_t, Function> delayed;
+    Queue queue;
+    std::map<uint64_t, Queue> delayed;
     const std::lock_guard<std::mutex> lock(mMutex);
     queue.swap(mQueue);
     delayed.swap(mDelayed);

@@ -5,7 +5,7 @@
 #include <condition_variable>
 #include <cstddef>
 #include <cstdint>
-#include <deque>
+#include <list>
 #include <map>
 #include <mutex>
 
@@ -38,8 +38,9 @@ public:
     // Puts a function aside until its delay is over. Its number, or 0 after Close.
     uint64_t AddDelayed(Function& ioFunction);
 
-    // The delay is over: appends the function. False if it was cancelled meanwhile.
-    bool ReleaseDelayed(uint64_t inNumber);
+    // The delay is over: appends the function. False if it was cancelled meanwhile. Needs no memory: who posted
+    // it could be told that there is none, a clock that rings can't.
+    bool ReleaseDelayed(uint64_t inNumber) noexcept;
 
     // The delay will never be over.
     void DropDelayed(uint64_t inNumber);
@@ -66,12 +67,14 @@ private:
         Function mFunction;
     };
 
+    using Queue = std::list<Queued>;
+
     void FinishOne();
 
     mutable std::mutex mMutex;
     std::condition_variable mChanged;
-    std::deque<Queued> mQueue;
-    std::map<uint64_t, Function> mDelayed;
+    Queue mQueue;
+    std::map<uint64_t, Queue> mDelayed; // each of one function
     uint64_t mLastNumber = 0;
     uint64_t mLastPushed = 0;
     size_t mRunning = 0;

@@ -1,3 +1,4 @@
+#include "ReferenceHost/Executors/TaskLedger.h"
 #include "Tests/Support/FailingOperatorNew.h"
 #include "norvik/threads/Threads.h"
 
@@ -60,6 +61,30 @@ TEST(ExecutorMemory, SubExecutorTakesAFunctionOrRefusesIt)
     const auto sub = norvik::threads::CreateSubExecutor(pool, 1);
     ExpectNothingLost(*sub, 0);
     ExpectNothingLost(*sub, 1);
+}
+
+TEST(ExecutorMemory, ClockThatRingsNeedsNone)
+{
+    constexpr int kFunctions = 100; // more than any container keeps room for
+    Executors::TaskLedger ledger;
+    int runs = 0;
+    uint64_t last = 0;
+    for (int count = 0; count < kFunctions; ++count)
+    {
+        norvik::Function work = [&runs] { ++runs; };
+        last = ledger.AddDelayed(work);
+    }
+    FailingMemory::FailAt(1, true);
+    for (uint64_t number = last - kFunctions + 1; number <= last; ++number)
+    {
+        EXPECT_TRUE(ledger.ReleaseDelayed(number));
+    }
+    FailingMemory::Stop();
+    EXPECT_FALSE(FailingMemory::sHasFailed);
+    while (ledger.RunNext())
+    {
+    }
+    EXPECT_EQ(runs, kFunctions);
 }
 
 // The one thread of the parent is busy when functions are posted, and has no memory when the first is through.
