@@ -217,12 +217,15 @@ void ExploreVariant(const Scenario& inScenario, int inVariant, std::size_t inSha
     }
     const double seconds = std::chrono::duration<double>(Clock::now() - start).count();
     const std::size_t total = count.mEnumerated + count.mRandom;
-    std::printf(
-        "%s, variant %d: %zu schedules, %zu of them %s with at most %d preemptions; %.0f points each, "
-        "%.0f a second\n",
-        inScenario.mName, inVariant, total, count.mEnumerated, count.mIsComplete ? "all" : "of those",
-        inOptions.mPreemptions, static_cast<double>(count.mPoints) / static_cast<double>(total),
-        static_cast<double>(total) / seconds);
+    std::printf("%s, variant %d: %zu schedules", inScenario.mName, inVariant, total);
+    if (inOptions.mPreemptions >= 0)
+    {
+        std::printf(", %zu of them %s with at most %d preemptions", count.mEnumerated,
+                    count.mIsComplete ? "all" : "some of those", inOptions.mPreemptions);
+    }
+    std::printf("; %.0f points each, %.0f a second\n",
+                static_cast<double>(count.mPoints) / static_cast<double>(total),
+                static_cast<double>(total) / seconds);
     std::fflush(stdout);
 }
 
@@ -288,16 +291,18 @@ bool IsReplayed(const Output& inFound)
     return isSame;
 }
 
-// Each scenario in a process of its own: an ordinary run of all, and then a longer one.
+// Each scenario in a process of its own: the ordinary run of all, which passes without the bug, and then a longer
+// one.
 int FindBug(const Options& inOptions)
 {
     std::size_t before = 0;
+    std::uint64_t seed = inOptions.mSeed;
     for (const std::size_t schedules : {kSchedules, kSchedulesForRareBugs})
     {
         for (const Scenario& scenario : Scenarios())
         {
-            const Output found = RunSelf(fmt::format("--scenario {} --schedules {} --seed {}", scenario.mName,
-                                                     schedules, inOptions.mSeed + schedules));
+            const Output found = RunSelf(
+                fmt::format("--scenario {} --schedules {} --seed {}", scenario.mName, schedules, seed));
             if (found.mStatus == 1)
             {
                 std::printf("%s is found, after %zu schedules of other scenarios\n%s", inOptions.mBug.c_str(),
@@ -306,6 +311,7 @@ int FindBug(const Options& inOptions)
             }
             before += schedules;
         }
+        ++seed;
     }
     std::printf("%s was not found\n", inOptions.mBug.c_str());
     return 1;
