@@ -194,25 +194,34 @@ private:
     ChromaPhase mPhase = ChromaPhase::kFull;
 };
 
-void ConvertYuv(const Picture& inSource, const Picture& inTarget)
+// Every row of a picture, or every second one.
+struct PickedRows
+{
+    std::int32_t first = 0;
+    std::int32_t step = 1;
+};
+
+void ConvertYuv(const Picture& inSource, const Picture& inTarget, const PickedRows& inPicked = {})
 {
     const YuvToBgraFactors factors = FactorsFor(inSource);
     YuvRows rows(inSource);
     for (std::int32_t y = 0; y < inTarget.height; ++y)
     {
-        rows.Prepare(y);
-        YuvRowToBgra(rows.Luma(), rows.U(), rows.V(), rows.Phase(), AlphaRow(inSource, inTarget, y), factors,
-                     inTarget.Row(0, y), static_cast<std::size_t>(inTarget.width));
+        const std::int32_t row = inPicked.first + y * inPicked.step;
+        rows.Prepare(row);
+        YuvRowToBgra(rows.Luma(), rows.U(), rows.V(), rows.Phase(), AlphaRow(inSource, inTarget, row),
+                     factors, inTarget.Row(0, y), static_cast<std::size_t>(inTarget.width));
     }
 }
 
-void PackYuv(const Picture& inSource, const Picture& inTarget)
+void PackYuv(const Picture& inSource, const Picture& inTarget, const PickedRows& inPicked = {})
 {
     YuvRows rows(inSource);
     for (std::int32_t y = 0; y < inTarget.height; ++y)
     {
-        rows.Prepare(y);
-        YuvRowToVuya(rows.Luma(), rows.U(), rows.V(), rows.Phase(), AlphaRow(inSource, inTarget, y),
+        const std::int32_t row = inPicked.first + y * inPicked.step;
+        rows.Prepare(row);
+        YuvRowToVuya(rows.Luma(), rows.U(), rows.V(), rows.Phase(), AlphaRow(inSource, inTarget, row),
                      inTarget.Row(0, y), static_cast<std::size_t>(inTarget.width));
     }
 }
@@ -484,6 +493,22 @@ std::int32_t ConvertPictures(const Picture& inSource, const Picture& inTarget, c
         ConvertYuv(inSource, inTarget);
     }
     return kIR_Success;
+}
+
+bool ConvertYuvField(const Picture& inSource, std::int32_t inField, const Picture& inTarget)
+{
+    const PickedRows picked = {inField == kIR_LowerField ? 1 : 0, 2};
+    if (IsForVuyaKernel(inSource, inTarget))
+    {
+        PackYuv(inSource, inTarget, picked);
+        return true;
+    }
+    if (IsForYuvKernels(inSource) && IsForBgraKernels(inSource, inTarget))
+    {
+        ConvertYuv(inSource, inTarget, picked);
+        return true;
+    }
+    return false;
 }
 
 std::int32_t UnPremultiplyPicture(const Picture& ioPicture, const Picture& inMatte)

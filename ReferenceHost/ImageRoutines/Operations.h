@@ -23,6 +23,10 @@ struct OverBlack
 std::int32_t ConvertPictures(const Picture& inSource, const Picture& inTarget,
                              const OverBlack& inOverBlack = {});
 
+// One field of a whole picture whose chroma rows the fields share, as a picture: the rows that the conversion of
+// the whole would give. False, and nothing done, if there is no kernel for the two.
+bool ConvertYuvField(const Picture& inSource, std::int32_t inField, const Picture& inTarget);
+
 // Any size, any fields.
 std::int32_t ScalePictures(const Picture& inSource, std::int32_t inSourceField, const Picture& inTarget,
                            std::int32_t inTargetField, std::int32_t inQuality);

@@ -634,14 +634,22 @@ std::int32_t ScalePictures(const Picture& inSource, std::int32_t inSourceField, 
     // picked.
     const bool sharesChroma = inSource.shiftY != 0 && !inSource.isFieldChroma;
     const bool isWhole = inSourceField == kIR_WholePicture && inTargetField == kIR_WholePicture;
-    const bool copies = CopiesRows(inSource.width, inSource.height, inSourceField, inTarget.width,
-                                   inTarget.height, inTargetField);
-    if (copies && !NeedsColourMapping(inSource) && (isWhole || !sharesChroma))
+    const bool copies =
+        !NeedsColourMapping(inSource) && CopiesRows(inSource.width, inSource.height, inSourceField,
+                                                    inTarget.width, inTarget.height, inTargetField);
+    if (copies)
     {
         const std::int32_t rows = inSourceField != kIR_WholePicture ? inSourceField : inTargetField;
-        return ConvertPictures(rows == kIR_WholePicture ? inSource : FieldOf(inSource, rows),
-                               inTargetField == kIR_WholePicture ? inTarget
-                                                                 : FieldOf(inTarget, inTargetField));
+        const Picture target =
+            inTargetField == kIR_WholePicture ? inTarget : FieldOf(inTarget, inTargetField);
+        if (isWhole || !sharesChroma)
+        {
+            return ConvertPictures(rows == kIR_WholePicture ? inSource : FieldOf(inSource, rows), target);
+        }
+        if (ConvertYuvField(inSource, rows, target))
+        {
+            return kIR_Success;
+        }
     }
     if (isWhole && CanHalveYuv(inSource, inTarget))
     {

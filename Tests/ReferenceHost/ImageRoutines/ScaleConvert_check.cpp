@@ -90,5 +90,31 @@ TEST_P(ScaleOnTarget, ScalesAnyCodeToAnyCodeAsTheReferenceDoes)
     }
 }
 
+// Rows that are taken as they are still want chroma from between the rows in memory.
+TEST_P(ScaleOnTarget, TakesOneFieldOfChromaThatFieldsShareAsTheReferenceDoes)
+{
+    std::mt19937 random(1812);
+    for (const std::uint32_t to : {0x006U, 0x00EU, 0x00DU, TestPictures::kBGRA8, TestPictures::kBGRX8})
+    {
+        for (const std::int32_t height : {2, 3, 12, 17})
+        {
+            for (const std::int32_t field : {kIR_UpperField, kIR_LowerField})
+            {
+                const std::int32_t rows = (height + (field == kIR_UpperField ? 1 : 0)) / 2;
+                const Job jobs[] = {{51, height, 51, rows, field, kIR_WholePicture, 4},
+                                    {51, height, 51, height, field, field, 4},
+                                    {51, height, 51, height, kIR_WholePicture, field, 4}};
+                for (const Job& job : jobs)
+                {
+                    Memory source(TestPictures::k420Frame709, job.sourceWidth, job.sourceHeight, 8, 4);
+                    Memory target(to, job.targetWidth, job.targetHeight, 16, 4);
+                    source.RandomiseModerately(random);
+                    EXPECT_TRUE(ScalesAsReference(source, target, job));
+                }
+            }
+        }
+    }
+}
+
 INSTANTIATE_TEST_SUITE_P(ScaleConvert, ScaleOnTarget, testing::ValuesIn(TestPictures::Targets()),
                          [](const auto& inInfo) { return inInfo.param; });
