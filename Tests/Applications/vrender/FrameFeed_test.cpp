@@ -8,6 +8,8 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <condition_variable>
+#include <mutex>
 #include <stdexcept>
 #include <thread>
 #include <vector>
@@ -55,6 +57,39 @@ Watch& NewWatch()
     TheWorld().mWatches.push_back(std::make_unique<Watch>(0));
     return *TheWorld().mWatches.back();
 }
+
+// No read ends until it's let go.
+class HeldReads final : public Foundation::IWorkObserver
+{
+public:
+    HeldReads() { Foundation::SetWorkObserver(this); }
+    ~HeldReads() override
+    {
+        LetGo();
+        ML::sVideoSourcePrefetcherQueue->WaitForTermination();
+        Foundation::SetWorkObserver(nullptr);
+    }
+    HeldReads(const HeldReads&) = delete;
+    HeldReads& operator=(const HeldReads&) = delete;
+
+    void LetGo() noexcept
+    {
+        const std::lock_guard<std::mutex> lock(mMutex);
+        mIsHeld = false;
+        mChanged.notify_all();
+    }
+
+    void OnWork(const Foundation::Work& inWork) noexcept override
+    {
+        std::unique_lock<std::mutex> lock(mMutex);
+        mChanged.wait(lock, [&] { return inWork.mKind != Foundation::WorkKind::kRead || !mIsHeld; });
+    }
+
+private:
+    std::mutex mMutex;
+    std::condition_variable mChanged;
+    bool mIsHeld = true;
+};
 
 class Feed : public testing::Test
 {
@@ -127,6 +162,40 @@ TEST_F(Feed, OrdersNoFurtherThanItsWindow)
     ASSERT_TRUE(feed.Take(frame));
     EXPECT_EQ(frame.mIndex, 5);
     EXPECT_EQ(mWatch.Counts().mQueued, 6u);
+}
+
+TEST_F(Feed, TheEarliestOfThoseThatAreReadIsTakenFirst)
+{
+    const auto waitForAnswers = [&](std::uint64_t inCount)
+    {
+        while (mWatch.Counts().mFinished < inCount)
+        {
+            std::this_thread::yield();
+        }
+    };
+    FrameFeed feed(SettingsOf(5));
+    waitForAnswers(5);
+    // Answers come one at a time: with the sixth, the first five are in the feed.
+    feed.Advance();
+    waitForAnswers(6);
+    for (std::int64_t i = 0; i < 5; ++i)
+    {
+        FrameFeed::Frame frame;
+        ASSERT_TRUE(feed.Take(frame));
+        EXPECT_EQ(frame.mIndex, i);
+    }
+}
+
+TEST_F(Feed, StoppedItCancelsWhatIsOpen)
+{
+    // Whatever reads a frame is held up before it's told to anybody.
+    HeldReads held;
+    FrameFeed::Settings settings = SettingsOf(kFrames);
+    settings.mRequest.mWidth = 96; // so that no other test has left these frames in the cache
+    FrameFeed feed(settings);
+    feed.Stop();
+    EXPECT_EQ(mWatch.Counts().mCancelled, static_cast<std::uint64_t>(kFrames));
+    held.LetGo();
 }
 
 TEST_F(Feed, StoppedInTheMiddleItGivesNothingAndWaitsForItsOrders)

@@ -146,6 +146,22 @@ TEST(Trace, TellsTheBeginAndTheEndOfEachRequest)
     }
 }
 
+TEST(Trace, IsWrittenWhileTheRunGoesOnSoThatNothingIsDropped)
+{
+    const ScratchFolder folder;
+    const std::string path = folder.File("trace.json");
+    // More than is kept in memory.
+    ASSERT_EQ(RunTool({"render", "bars:size=16x16:duration=20s", "null:", "--rate", "500", "--trace", path})
+                  .exitCode,
+              0);
+    const std::string trace = ReadFile(path);
+    EXPECT_NE(trace.find("\"otherData\": {\"dropped\": \"0\"}", trace.size() - 100), std::string::npos)
+        << trace.substr(trace.size() - 100);
+    EXPECT_NE(trace.find("\"name\": \"processors\", \"args\": {\"busy\": "), std::string::npos);
+    EXPECT_NE(trace.find("\"name\": \"requests\", \"args\": {\"open\": "), std::string::npos);
+    EXPECT_NE(trace.find("\"name\": \"memory units\", \"args\": {\"in use\": "), std::string::npos);
+}
+
 TEST(Trace, IsWholeWhenTheRunFails)
 {
     const ScratchFolder folder;
@@ -204,7 +220,14 @@ TEST(Statistics, CountWhatWasDone)
     {
         EXPECT_EQ(numbers.at(name), 0) << name;
     }
-    EXPECT_GT(numbers.at("decode_ms"), 0);
+    for (const char* name : {"decode_ms", "seconds", "processor_seconds", "most_reading"})
+    {
+        EXPECT_GT(numbers.at(name), 0) << name;
+    }
+    EXPECT_GE(numbers.at("most_open"), numbers.at("most_reading"));
+    EXPECT_GT(numbers.at("peak_memory"), 1 << 20);
+    EXPECT_EQ(numbers.at("frame_cache_stored"), 50);
+    EXPECT_GE(numbers.at("frame_cache_hits"), 50);
 }
 
 TEST(Statistics, AFrameThatIsShownTwiceIsMadeOnce)

@@ -2,6 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <thread>
+
+#include <pthread.h>
+
 using namespace vrender;
 using Foundation::WorkKind;
 using Foundation::WorkSpan;
@@ -49,6 +53,91 @@ TEST(Watch, CountsEventsAndFollowsRequests)
     EXPECT_TRUE(watch.TakeMoments().empty());
 }
 
+TEST(Watch, CountsWhatTheServiceDidNotRender)
+{
+    Watch watch(0);
+    Tell(RenderEventKind::kTimedOut, 1);
+    Tell(RenderEventKind::kCacheHit, 1);
+    Tell(RenderEventKind::kCacheHit, 2);
+    EXPECT_EQ(watch.Counts().mTimedOut, 1u);
+    EXPECT_EQ(watch.Counts().mCacheHits, 2u);
+    EXPECT_EQ(watch.Counts().mDroppedMoments, 0u);
+    EXPECT_TRUE(watch.TakeMoments().empty());
+}
+
+TEST(Watch, ARequestIsReadUntilItIsReadyOrOutOfTime)
+{
+    Watch watch(100);
+    for (const RenderEventKind kind :
+         {RenderEventKind::kQueued, RenderEventKind::kPrefetchBegun, RenderEventKind::kPrefetchBegun,
+          RenderEventKind::kTimedOut, RenderEventKind::kPrefetchBegun, RenderEventKind::kReady})
+    {
+        Tell(kind, 1);
+    }
+    std::vector<std::uint32_t> reading;
+    for (const Moment& moment : watch.TakeMoments())
+    {
+        reading.push_back(moment.mReading);
+    }
+    EXPECT_EQ(reading, (std::vector<std::uint32_t>{0, 1, 1, 0, 1, 0}));
+    EXPECT_EQ(watch.Counts().mMostReading, 1u);
+}
+
+TEST(Watch, ARenderOfTheServiceIsNotedWhereItBegan)
+{
+    Watch watch(100);
+    const std::int64_t before = watch.Now();
+    ML::ObserveRender(RenderEventKind::kRendered, 7, TVK::Guid(), 1, 1000);
+    const std::int64_t after = watch.Now();
+    const std::vector<Moment> moments = watch.TakeMoments();
+    ASSERT_EQ(moments.size(), 1u);
+    EXPECT_EQ(moments[0].mRequest, 7u);
+    EXPECT_EQ(moments[0].mDuration, 1000);
+    EXPECT_GE(moments[0].mWhen + 1000, before);
+    EXPECT_LE(moments[0].mWhen + 1000, after);
+}
+
+TEST(Watch, NamesTheThreadOfEachMoment)
+{
+    Watch watch(100);
+    Tell(RenderEventKind::kQueued, 1);
+    std::thread other(
+        []
+        {
+            pthread_setname_np(pthread_self(), "another");
+            Tell(RenderEventKind::kKeyed, 1);
+        });
+    other.join();
+    Tell(RenderEventKind::kReady, 1);
+    const std::vector<Moment> moments = watch.TakeMoments();
+    ASSERT_EQ(moments.size(), 3u);
+    EXPECT_EQ(moments[0].mThread, moments[2].mThread);
+    EXPECT_NE(moments[0].mThread, moments[1].mThread);
+    ASSERT_EQ(watch.ThreadNames().size(), 2u);
+    EXPECT_EQ(watch.ThreadNames()[moments[1].mThread], "another");
+}
+
+TEST(Watch, SamplesProcessorsFromTimeToTime)
+{
+    constexpr std::int64_t kLeastInterval = 20'000'000;
+    Watch watch(100);
+    std::vector<Moment> samples;
+    while (samples.size() < 3)
+    {
+        watch.SampleProcessors();
+        for (const Moment& moment : watch.TakeMoments())
+        {
+            EXPECT_EQ(moment.mKind, Moment::Kind::kProcessors);
+            samples.push_back(moment);
+        }
+    }
+    for (std::size_t i = 1; i < samples.size(); ++i)
+    {
+        EXPECT_GE(samples[i].mWhen - samples[i - 1].mWhen, kLeastInterval);
+        EXPECT_GT(samples[i].mValue, samples[i - 1].mValue);
+    }
+}
+
 TEST(Watch, CountsWorkByItsOutcome)
 {
     Watch watch(100);
@@ -61,11 +150,15 @@ TEST(Watch, CountsWorkByItsOutcome)
     }
     EXPECT_EQ(watch.Counts().Of(WorkKind::kDecode).mTimes, 1u);
     EXPECT_EQ(watch.Counts().Of(WorkKind::kDecode).mFailures, 1u);
+    EXPECT_EQ(watch.Counts().Of(WorkKind::kRead).mTimes, 0u);
     const std::vector<Moment> moments = watch.TakeMoments();
     ASSERT_EQ(moments.size(), 2u);
     EXPECT_TRUE(moments[0].mHasFailed);
     EXPECT_EQ(moments[1].mValue, 5);
     EXPECT_FALSE(moments[1].mHasFailed);
+    EXPECT_LE(moments[1].mWhen, moments[0].mWhen);
+    EXPECT_LE(moments[0].mWhen + moments[0].mDuration, moments[1].mWhen + moments[1].mDuration);
+    EXPECT_EQ(watch.Counts().Of(WorkKind::kDecode).mNanoseconds, moments[0].mDuration + moments[1].mDuration);
 }
 
 TEST(Watch, KeepsNoMoreThanItMayAndCountsTheRest)
