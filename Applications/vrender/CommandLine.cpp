@@ -139,6 +139,28 @@ void RefuseForeignOptions(const Options& inNamed, const Options& inOptions)
     }
 }
 
+// A choice that may be left out is put in where the next word is none, before a parser sees the words: it could not
+// tell the choice from the name of a file.
+std::vector<std::string> WithBareChoices(int inCount, const char* const* inWords)
+{
+    std::vector<std::string> words(inWords, inWords + inCount);
+    for (const OptionRow& row : OptionTable())
+    {
+        for (std::size_t i = 1; row.mBare != nullptr && i < words.size() && words[i] != "--"; ++i)
+        {
+            const std::vector<std::string> choices = SplitWords(row.mChoices);
+            const bool isBare = words[i] == std::string("--") + row.mName &&
+                                (i + 1 == words.size() ||
+                                 std::find(choices.begin(), choices.end(), words[i + 1]) == choices.end());
+            if (isBare)
+            {
+                words[i] += std::string("=") + row.mBare;
+            }
+        }
+    }
+    return words;
+}
+
 } // namespace
 
 Options ParseCommandLine(int inCount, const char* const* inWords)
@@ -167,7 +189,13 @@ Options ParseCommandLine(int inCount, const char* const* inWords)
     }
     try
     {
-        app.parse(inCount, inWords);
+        const std::vector<std::string> words = WithBareChoices(inCount, inWords);
+        std::vector<const char*> pointers;
+        for (const std::string& word : words)
+        {
+            pointers.push_back(word.c_str());
+        }
+        app.parse(inCount, pointers.data());
     }
     catch (const CLI::ParseError& error)
     {

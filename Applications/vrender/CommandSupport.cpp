@@ -1,5 +1,6 @@
 #include "Applications/vrender/CommandSupport.h"
 
+#include "Applications/vrender/ConformingOptions.h"
 #include "Applications/vrender/Console.h"
 #include "Applications/vrender/Signals.h"
 
@@ -105,6 +106,12 @@ std::int32_t FollowingSide(double inValue, bool inEven)
         std::clamp(std::round(inValue / step) * step, step, double{kLargestSide}));
 }
 
+std::uint64_t FramesHeldForOne(const Session::Clip& inClip)
+{
+    constexpr double kMostSamples = 128; // of a blend, whatever the speed
+    return 2 + static_cast<std::uint64_t>(std::min(kMostSamples, std::ceil(inClip.FramesForOne())));
+}
+
 } // namespace
 
 OpenInput OpenInputOf(const Options& inOptions, Session::AccessPattern inPattern, const Rational& inStillRate)
@@ -116,6 +123,7 @@ OpenInput OpenInputOf(const Options& inOptions, Session::AccessPattern inPattern
         clipOptions.mStreamIndex =
             static_cast<std::int32_t>(ParseInteger("--stream", inOptions.mStream, 0, kMostStreams));
     }
+    clipOptions.mConforming = ConformingOf(inOptions);
     input.mHost = OpenHost(inOptions, inPattern);
     clipOptions.mDecoderThreads = input.mHost->Threads();
     clipOptions.mPicturesBytes = input.mHost->Shares().mPicturesBytes;
@@ -216,7 +224,7 @@ Session::RenderRequest RequestFor(const FrameWriter& inWriter, const Options& in
 std::int64_t WindowOf(const OpenInput& inInput, const Session::RenderRequest& inRequest,
                       std::uint64_t inLaidOutBytes)
 {
-    const Media::MediaFacts& facts = inInput.mClip->Facts();
+    const Media::MediaFacts& facts = inInput.mClip->StreamFacts();
     Session::RenderRequest whole = inRequest;
     whole.mWidth = static_cast<std::uint32_t>(facts.mWidth);
     whole.mHeight = static_cast<std::uint32_t>(facts.mHeight);
@@ -225,7 +233,11 @@ std::int64_t WindowOf(const OpenInput& inInput, const Session::RenderRequest& in
     const bool isEnlarged = whole.mWidth < inRequest.mWidth || whole.mHeight < inRequest.mHeight;
     const bool isByWhole = facts.mRotation != 0 || isEnlarged ||
                            (isScaled && facts.mFieldType != norviktypes::kFieldType_Progressive);
-    const FrameWeight weight{BytesOfFrame(inRequest), inLaidOutBytes, isByWhole ? BytesOfFrame(whole) : 0};
+    // A conformed frame is made of two or more of the stream, and goes through a whole one.
+    const std::uint64_t wholes = inInput.mClip->ChainLinks().size() > 1 ? FramesHeldForOne(*inInput.mClip)
+                                 : isByWhole                            ? 1
+                                                                        : 0;
+    const FrameWeight weight{BytesOfFrame(inRequest), inLaidOutBytes, wholes * BytesOfFrame(whole)};
     return WindowFrames(inInput.mHost->Threads(), inInput.mHost->Shares().mWindowBytes, weight);
 }
 

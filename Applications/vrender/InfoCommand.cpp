@@ -1,5 +1,6 @@
 #include "Applications/vrender/CommandSupport.h"
 #include "Applications/vrender/Commands.h"
+#include "Applications/vrender/ConformingOptions.h"
 #include "Applications/vrender/Console.h"
 #include "Applications/vrender/Json.h"
 
@@ -207,7 +208,48 @@ void AddStreams(JsonWriter& ioJson, const MediaFacts& inFacts)
     ioJson.End();
 }
 
-std::string InfoJson(const std::string& inPath, const MediaFacts& inFacts)
+std::string ChainText(const Session::Clip& inClip)
+{
+    const MediaFacts& facts = inClip.Facts();
+    const norviktypes::PixelAspectRatio& aspect = facts.mPixelAspectRatio;
+    std::string links;
+    for (const std::string& link : inClip.ChainLinks())
+    {
+        links += (links.empty() ? "" : ", ") + link;
+    }
+    std::string rate = "no rate";
+    if (HasRate(facts))
+    {
+        rate = fmt::format("{} frames a second", RatioText(facts.mFrameRate));
+        rate += facts.mFrameCount < 0 ? ", without an end" : fmt::format(", {} frames", facts.mFrameCount);
+    }
+    return Row("chain", links) +
+           Row("output",
+               fmt::format("{}x{}, pixels {}:{}, {}, {}", facts.mWidth, facts.mHeight, aspect.GetNumerator(),
+                           aspect.GetDenominator(), FieldOrderName(facts.mFieldType), rate));
+}
+
+void AddChain(JsonWriter& ioJson, const Session::Clip& inClip)
+{
+    const MediaFacts& facts = inClip.Facts();
+    ioJson.BeginList("chain");
+    for (const std::string& link : inClip.ChainLinks())
+    {
+        ioJson.Text("", link);
+    }
+    ioJson.End();
+    ioJson.BeginObject("output");
+    ioJson.Integer("width", facts.mWidth);
+    ioJson.Integer("height", facts.mHeight);
+    ioJson.Text("pixel_aspect", fmt::format("{}:{}", facts.mPixelAspectRatio.GetNumerator(),
+                                            facts.mPixelAspectRatio.GetDenominator()));
+    ioJson.Text("field_order", FieldOrderName(facts.mFieldType));
+    AddTimes(ioJson, facts);
+    ioJson.End();
+}
+
+// inChain: the clip whose chain is told of as well; null: none.
+std::string InfoJson(const std::string& inPath, const MediaFacts& inFacts, const Session::Clip* inChain)
 {
     JsonWriter json(true);
     json.Text("file", inPath);
@@ -228,6 +270,10 @@ std::string InfoJson(const std::string& inPath, const MediaFacts& inFacts)
     json.Integer("rotation", inFacts.mRotation);
     json.Bool("still", inFacts.mIsStill);
     AddStreams(json, inFacts);
+    if (inChain != nullptr)
+    {
+        AddChain(json, *inChain);
+    }
     return json.Finish();
 }
 
@@ -235,10 +281,19 @@ std::string InfoJson(const std::string& inPath, const MediaFacts& inFacts)
 
 ExitCode RunInfo(const Options& inOptions)
 {
+    if (!inOptions.mChain && !ConformingOf(inOptions).IsEmpty())
+    {
+        throw ToolError(ExitCode::kUsage,
+                        "options for fields, speed, rate and shape need --chain, which tells "
+                        "what they do");
+    }
     const OpenInput input = OpenInputOf(inOptions, Session::AccessPattern::kScattered, {25, 1});
-    const MediaFacts& facts = input.mClip->Facts();
-    console::PrintData(inOptions.mJson ? InfoJson(inOptions.mInput, facts)
-                                       : InfoText(inOptions.mInput, facts));
+    const Session::Clip& clip = *input.mClip;
+    const Session::Clip* const chain = inOptions.mChain ? &clip : nullptr;
+    const MediaFacts& facts = clip.StreamFacts();
+    console::PrintData(inOptions.mJson
+                           ? InfoJson(inOptions.mInput, facts, chain)
+                           : InfoText(inOptions.mInput, facts) + (chain != nullptr ? ChainText(clip) : ""));
     return ExitCode::kDone;
 }
 

@@ -178,6 +178,35 @@ std::int64_t ParseInteger(const std::string& inOption, const std::string& inText
     return value;
 }
 
+double ParseSpeed(const std::string& inOption, const std::string& inText)
+{
+    double speed = 0;
+    // A NaN is in no range.
+    if (!ReadNumber(std::string_view(inText), speed) ||
+        !(std::abs(speed) >= 0.001 && std::abs(speed) <= 1000))
+    {
+        Refuse(inOption, inText, "a speed such as 2, 0.5 or -1, from 0.001 to 1000 forwards or backwards");
+    }
+    return speed;
+}
+
+norviktypes::PixelAspectRatio ParseAspect(const std::string& inOption, const std::string& inText)
+{
+    const std::string_view text = inText;
+    const std::size_t cut = text.find_first_of(":/");
+    std::uint32_t width = 0;
+    std::uint32_t height = 0;
+    const bool read = cut != std::string::npos && ReadNumber(text.substr(0, cut), width) &&
+                      ReadNumber(text.substr(cut + 1), height);
+    constexpr std::uint32_t kMostTimes = 100; // nothing is shown in pixels that are longer
+    if (!read || width == 0 || height == 0 || width > 100000 || height > 100000 ||
+        width > height * kMostTimes || height > width * kMostTimes)
+    {
+        Refuse(inOption, inText, "a pixel aspect such as 1:1 or 16:11, at most 100 times as wide as high");
+    }
+    return {width, height};
+}
+
 std::optional<std::string> ParseDiskCache(const std::string& inOption, const std::string& inText)
 {
     // The host names its directories in UTF-16.

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "norviktypes/PixelAspectRatio.h"
 #include "norviktypes/RenderQuality.h"
 
 #include <cstdint>
@@ -43,6 +44,12 @@ std::int64_t ParseBitrate(const std::string& inOption, const std::string& inText
 
 std::int64_t ParseInteger(const std::string& inOption, const std::string& inText, std::int64_t inLeast,
                           std::int64_t inMost);
+
+// How many times as fast: "2", "0.5", "-1"; from 0.001 to 1000, and as negative numbers.
+double ParseSpeed(const std::string& inOption, const std::string& inText);
+
+// "16:11", "16/11".
+norviktypes::PixelAspectRatio ParseAspect(const std::string& inOption, const std::string& inText);
 
 // The directory; nothing for "off". Names that aren't UTF-8 are refused.
 std::optional<std::string> ParseDiskCache(const std::string& inOption, const std::string& inText);

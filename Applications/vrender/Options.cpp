@@ -45,6 +45,20 @@ OptionRow Choice(const char* inName, const char* inValue, std::uint32_t inComman
     return Text(inName, inValue, inCommands, inText, inHelp, ValueKind::kChoice, inChoices);
 }
 
+OptionRow PulldownOption()
+{
+    OptionRow row =
+        Choice("remove-pulldown", "PHASE|auto", kCommand_Media, &Options::mRemovePulldown,
+               "auto WWSSW WSSWW SSWWW SWWWS WWWSS WWSWW WSWWW SWWWW WWWWS WWWSW",
+               "Get the frames of a film back out of telecined video, four for five. A phase tells what the "
+               "first five "
+               "video frames are: W holds a film frame whole, S is split between two; two S are 2:3 "
+               "pulldown, one is "
+               "2:3:3:2. auto, which is meant where no phase follows, looks for it in the first 30 frames.");
+    row.mBare = "auto";
+    return row;
+}
+
 OptionRow EncoderOption()
 {
     return {"option",
@@ -125,10 +139,46 @@ const std::vector<OptionRow>& OptionTable()
         Text("range", "A:B", kRangeUsers, &Options::mRange,
              "From A up to but not including B. Both are times; end as B is one past the last frame, and an "
              "empty A or B is the start or the end."),
-        Text(
-            "rate", "RATE", kCommand_Render, &Options::mRate,
-            "Frames a second of the output, such as 25, 29.97 or 30000/1001. Goes by the clock: output frame "
-            "n shows the source frame at n/RATE."),
+        Text("rate", "RATE", kCommand_Media, &Options::mRate,
+             "Frames a second of the output, such as 25, 29.97 or 30000/1001. Goes by the clock unless "
+             "--rate-by "
+             "or another option says otherwise: output frame n shows the source frame at n/RATE."),
+        Choice(
+            "rate-by", "WAY", kCommand_Media, &Options::mRateBy, "clock mix blend",
+            "How --rate is come to. clock shows whole frames; mix has each field show the frame of its own "
+            "moment; blend dissolves and averages. mix where --field, --speed or --interlace-consecutive is "
+            "given, else clock."),
+        Text("speed", "S", kCommand_Media, &Options::mSpeed,
+             "Play S times as fast, such as 0.5 or 2; backwards from the last frame with a negative number. "
+             "Fields "
+             "show the frames of their moments, unless --blend is given."),
+        Switch("blend", 0, kCommand_Media, &Options::mBlend,
+               "Blend frames where speed or rate are changed: the mean of what a frame plays, or a dissolve "
+               "between "
+               "two."),
+        Switch("deinterlace", 0, kCommand_Media, &Options::mDeinterlace,
+               "Make progressive frames of the first field of each frame. Progressive sources stay."),
+        Choice("field", "ORDER", kCommand_Media, &Options::mField, "upper lower progressive",
+               "Field order of the output. By default that of the source, or what other options make of it."),
+        Switch("reverse-dominance", 0, kCommand_Media, &Options::mReverseDominance,
+               "The source's fields are in the other order than its file tells."),
+        Switch("swap-fields", 0, kCommand_Media, &Options::mSwapFields,
+               "Have fields change places, so that the output has the other order of fields than the source. "
+               "With "
+               "--remove-pulldown: the other field than usual comes first in the source."),
+        Switch("remove-flicker", 0, kCommand_Media, &Options::mRemoveFlicker,
+               "Filter vertically, so that thin lines don't flicker where fields are shown one by one."),
+        Switch("interlace-consecutive", 0, kCommand_Media, &Options::mInterlaceConsecutive,
+               "Make the two fields of a frame of two successive frames, which plays at twice the speed."),
+        PulldownOption(),
+        Text("par", "W:H", kCommand_Media, &Options::mPar,
+             "Pixel aspect of the output, such as 1:1 or 16:11. The picture keeps its shape by another "
+             "width, unless "
+             "--size gives one."),
+        Choice(
+            "fit", "WAY", kCommand_Renders, &Options::mFit, "stretch inside fill",
+            "How the picture is put into a frame of --size, whose pixels are those of --par or else square: "
+            "stretched over it, whole with black beside it, or filling it with what juts out cut off."),
         Text("size", "WxH", kCommand_Renders, &Options::mSize,
              "Size of the output frames in pixels. -1 for one of the two keeps the shape of the picture."),
         Text("pix-fmt", "NAME", kCommand_Render | kCommand_Frame | kCommand_Explain, &Options::mPixelFormat,
@@ -162,6 +212,10 @@ const std::vector<OptionRow>& OptionTable()
             "they are handed to the encoder, row by row without padding."),
         Switch("again", 0, kCommand_Explain, &Options::mAgain,
                "Ask for the frame a second time, which tells what was kept of the first."),
+        Switch(
+            "chain", 0, kCommand_Info, &Options::mChain,
+            "Print as well what is done to a frame by the options for fields, speed, rate and shape, link by "
+            "link, and what comes out."),
         Switch("json", 0, kCommand_All, &Options::mJson,
                "Print the answer, or the statistics, as one JSON object."),
         Switch("stats", 0, kCommand_Pictures, &Options::mStats,

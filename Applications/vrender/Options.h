@@ -65,6 +65,19 @@ struct Options
     std::string mDiskCache;
     std::string mTrace;
     std::string mGenerate;
+    std::string mField;
+    std::string mSpeed;
+    std::string mRateBy;
+    std::string mRemovePulldown;
+    std::string mPar;
+    std::string mFit;
+    bool mDeinterlace = false;
+    bool mReverseDominance = false;
+    bool mSwapFields = false;
+    bool mRemoveFlicker = false;
+    bool mInterlaceConsecutive = false;
+    bool mBlend = false;
+    bool mChain = false;
     bool mOverwrite = false;
     bool mChecksum = false;
     bool mJson = false;
@@ -95,6 +108,7 @@ struct OptionRow
     std::string Options::*mText; // exactly one of these three is set
     std::vector<std::string> Options::*mList;
     bool Options::*mSwitch;
+    const char* mBare = nullptr; // the choice that is meant where none follows; null: one has to
 };
 
 struct ArgumentRow

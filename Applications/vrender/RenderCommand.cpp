@@ -49,6 +49,7 @@ Schedule MakeSchedule(const Options& inOptions, const Timeline& inTimeline, bool
 {
     Schedule schedule;
     schedule.mRange = RangeOrWhole("--range", inOptions.mRange, inTimeline);
+    // A rate that the clip was conformed to is that of the timeline.
     schedule.mRate = inOptions.mRate.empty() ? inTimeline.mRate : ParseRate("--rate", inOptions.mRate);
     schedule.mByClock =
         inTimeline.mHasGrid ? schedule.mRate != inTimeline.mRate : !inOptions.mRate.empty() || !inKeepsTimes;

@@ -3,8 +3,15 @@
 #include "MF/ISource.h"
 #include "ReferenceHost/Media/IMediaFacts.h"
 #include "ReferenceHost/Media/Media.h"
-#include "norvik/utility/Strings.h"
+#include "ReferenceHost/Session/PulldownDetection.h"
+#include "VF/VideoFrame.h"
+#include "norviktypes/Pulldown.h"
 
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cmath>
+#include <numeric>
 #include <utility>
 
 namespace Session
@@ -33,20 +40,31 @@ TickTime DurationOf(const BE::IVideoSourceRef& inSource)
     return duration;
 }
 
-norvik::WString WideName(const std::string& inText)
+// The pixel format in which pictures are put into a frame.
+norviktypes::PixelFormat PackedFormatFor(const norviktypes::PixelFormat& inFormat)
 {
-    return norvik::utility::UTF8to16(norvik::UTF8String(inText.begin(), inText.end()));
+    switch (norviktypes::DepthOfProperties(inFormat.mProperties))
+    {
+    case 8: return norviktypes::kPixelFormat_BGRA_4444_8u;
+    case 32: return norviktypes::kPixelFormat_BGRA_4444_32f;
+    default: return norviktypes::kPixelFormat_BGRA_4444_16u;
+    }
 }
 
-// The stream's own rate, fields and aspect, so that its frames are shown one for one.
-ML::IRenderableSourceRef MakeRenderable(const BE::IVideoSourceRef& inSource, const std::string& inPath)
+std::int32_t Rounded(double inValue)
 {
-    norviktypes::PixelAspectRatio ratio;
-    inSource->GetPixelAspectRatio(ratio);
-    return ML::CreateRenderableSource(inSource, MF::BinaryData(nullptr, 0), inSource->GetAlphaType(),
-                                      TVK::ParamColor<unsigned long>{}, false, false, RateOf(inSource),
-                                      inSource->GetFieldType(), ratio, norviktypes::ColorProfile{},
-                                      WideName(inPath));
+    return static_cast<std::int32_t>(std::floor(inValue + 0.5));
+}
+
+Media::Ratio InLowestTerms(std::int64_t inNumerator, std::int64_t inDenominator)
+{
+    const std::int64_t divisor = std::gcd(inNumerator, inDenominator);
+    return {inNumerator / divisor, inDenominator / divisor};
+}
+
+Media::OpenError BadUsage(const std::string& inPath, const std::string& inCause)
+{
+    return {Media::OpenErrorKind::kBadUsage, inPath + ": " + inCause};
 }
 
 } // namespace
@@ -71,21 +89,232 @@ std::unique_ptr<Clip> Clip::Open(const std::string& inPath, const ClipOptions& i
         outError = {Media::OpenErrorKind::kNotVideo, inPath + ": holds no video"};
         return nullptr;
     }
-    return std::unique_ptr<Clip>(new Clip(source, facts->GetFacts(), inPath));
+    std::unique_ptr<Clip> clip(new Clip(source, facts->GetFacts(), inPath, inOptions.mConforming));
+    return clip->Build(outError) ? std::move(clip) : nullptr;
 }
 
-Clip::Clip(BE::IVideoSourceRef inSource, Media::MediaFacts inFacts, std::string inPath)
+Clip::Clip(BE::IVideoSourceRef inSource, Media::MediaFacts inFacts, std::string inPath,
+           Conforming inConforming)
     : mSource(std::move(inSource))
-    , mRenderable(MakeRenderable(mSource, inPath))
-    , mFacts(std::move(inFacts))
+    , mStreamFacts(std::move(inFacts))
+    , mFacts(mStreamFacts)
     , mPath(std::move(inPath))
+    , mConforming(std::move(inConforming))
     , mFrameRate(RateOf(mSource))
     , mDuration(DurationOf(mSource))
 {
 }
 
+bool Clip::Build(Media::OpenError& outError)
+{
+    norviktypes::PulldownCadence cadence = mConforming.mCadence;
+    if (!IsFitFor(outError) || !FindCadence(cadence, outError))
+    {
+        return false;
+    }
+    mChain = BuildSourceChain(mSource, mPath, mStreamFacts, mConforming, cadence);
+    if (!mConforming.IsEmpty())
+    {
+        DescribeOutput(cadence);
+    }
+    if (mFacts.mFrameCount == 0)
+    {
+        outError = {Media::OpenErrorKind::kBadData, mPath + ": too few frames are there to make one of them"};
+        return false;
+    }
+    return true;
+}
+
+bool Clip::IsFitFor(Media::OpenError& outError) const
+{
+    const bool hasFields = norviktypes::IsInterlaced(mStreamFacts.mFieldType);
+    const bool removesPulldown = mConforming.mPulldown != PulldownRemoval::kNone;
+    const char* cause = nullptr;
+    if (mConforming.ChangesTime() && (mStreamFacts.mIsStill || mStreamFacts.mFrameRate.mNumerator <= 0))
+    {
+        cause = "is a still, which has no speed, no rate and no successive frames";
+    }
+    else if ((removesPulldown || mConforming.mInterlacesConsecutive) && !mStreamFacts.mHasFrameGrid)
+    {
+        cause =
+            "frames last unequally, so that pulldown can't be removed nor successive frames be interlaced";
+    }
+    else if (mConforming.ChangesTime() && !mStreamFacts.mHasFrameGrid && mConforming.mRate.mNumerator == 0)
+    {
+        cause = "frames last unequally; a rate for the output is needed to play them at another speed or to "
+                "blend "
+                "them";
+    }
+    else if (mConforming.mSpeed < 0 && !HasEnd())
+    {
+        cause = "has no end, so that it can't be played backwards";
+    }
+    else if (!hasFields && (mConforming.mReversesDominance || (mConforming.mSwapsFields && !removesPulldown)))
+    {
+        cause = "is progressive; there are no fields that could change places";
+    }
+    if (cause != nullptr)
+    {
+        outError = BadUsage(mPath, cause);
+    }
+    return cause == nullptr;
+}
+
+bool Clip::FindCadence(norviktypes::PulldownCadence& outCadence, Media::OpenError& outError) const
+{
+    if (mConforming.mPulldown != PulldownRemoval::kFound)
+    {
+        return true;
+    }
+    const std::int64_t frames =
+        HasEnd() ? std::min(kFramesToFindPulldown, mStreamFacts.mFrameCount) : kFramesToFindPulldown;
+    if (frames < kLeastFramesToFindPulldown)
+    {
+        outError = BadUsage(mPath, "has too few frames to find a pulldown in them; name its phase");
+        return false;
+    }
+    ML::CutlistRenderParams params;
+    params.mWidth = static_cast<std::uint32_t>(mStreamFacts.mWidth);
+    params.mHeight = static_cast<std::uint32_t>(mStreamFacts.mHeight);
+    params.mPixelAspectRatio = mStreamFacts.mPixelAspectRatio;
+    params.mFrameRate = mFrameRate;
+    const bool isUpperFirst =
+        DominanceOfFilm(mStreamFacts, mConforming.mSwapsFields) == norviktypes::kFieldType_UpperFirst;
+    FieldDifferences differences;
+    try
+    {
+        const SourceChain stream = BuildSourceChain(mSource, mPath, mStreamFacts, Conforming(), outCadence);
+        differences = MeasureFields(stream.mTop, params, frames, isUpperFirst);
+    }
+    catch (const ML::RenderRequestException&)
+    {
+        outError = {Media::OpenErrorKind::kBadData,
+                    mPath + ": its first frames can't be read, so that no pulldown can be found in them"};
+        return false;
+    }
+    const PulldownFinding finding = FindPulldown(differences);
+    outCadence = finding.mCadence;
+    if (finding.mScore >= kLeastPulldownScore)
+    {
+        return true;
+    }
+    const PulldownFinding other = FindPulldown(WithFieldsSwapped(differences));
+    std::string text =
+        fmt::format("no pulldown was found in the first {} frames: the best phase, {}, scores "
+                    "{:.2f}, less than {:.2f}",
+                    frames, NameOfCadence(finding.mCadence), finding.mScore, kLeastPulldownScore);
+    if (other.mScore >= kLeastPulldownScore)
+    {
+        text += fmt::format("; with fields swapped {} scores {:.2f}", NameOfCadence(other.mCadence),
+                            other.mScore);
+    }
+    outError = {Media::OpenErrorKind::kBadData, mPath + ": " + text};
+    return false;
+}
+
+void Clip::DescribeOutput(norviktypes::PulldownCadence inCadence)
+{
+    if (!mStreamFacts.mIsStill)
+    {
+        mFacts.mFieldType = mChain.mFieldType;
+    }
+    if (mConforming.ChangesTime())
+    {
+        DescribeTimes(inCadence);
+    }
+    DescribeShape();
+}
+
+// How long the frames last that come out of the chain.
+TickTime Clip::ChainLength(norviktypes::PulldownCadence inCadence) const
+{
+    if (!HasEnd())
+    {
+        return norviktypes::kTime_Max;
+    }
+    const std::int64_t frames = mStreamFacts.mFrameCount;
+    if (mConforming.mPulldown != PulldownRemoval::kNone)
+    {
+        // Those whose last field is there.
+        const norviktypes::FrameRate filmRate = norviktypes::FilmRateOfPulldown(mFrameRate);
+        std::int64_t film = frames * 4 / 5 + 2;
+        bool isMerged = false;
+        while (film > 0 && norviktypes::MapPulldownFrameTo2997Frame(TickTime::FromFrame(film - 1, filmRate),
+                                                                    mFrameRate, inCadence, isMerged) >=
+                               TickTime::FromFrame(frames, mFrameRate))
+        {
+            --film;
+        }
+        return TickTime::FromFrame(film, filmRate);
+    }
+    if (mConforming.mInterlacesConsecutive)
+    {
+        return TickTime::FromFrame(frames / 2, mFrameRate);
+    }
+    return mDuration;
+}
+
+void Clip::DescribeTimes(norviktypes::PulldownCadence inCadence)
+{
+    const TickTime length = ChainLength(inCadence);
+    norviktypes::FrameRate chainRate;
+    mChain.mTop->GetFrameRate(chainRate);
+    norviktypes::FrameRate momentRate;
+    mChain.mTop->GetFieldRate(momentRate);
+    const bool isFilm = mConforming.mPulldown != PulldownRemoval::kNone;
+    const Media::Ratio own = mStreamFacts.mFrameRate;
+    Media::Ratio rate = isFilm ? InLowestTerms(own.mNumerator * 4, own.mDenominator * 5) : own;
+    norviktypes::FrameRate outputRate = isFilm ? norviktypes::FilmRateOfPulldown(mFrameRate) : mFrameRate;
+    if (mConforming.mRate.mNumerator != 0)
+    {
+        rate = mConforming.mRate;
+        outputRate = norviktypes::FrameRate::FromRational(rate.mNumerator, rate.mDenominator);
+    }
+    mTimes = OutputTimes(length, chainRate, momentRate, outputRate, mConforming.mSpeed, mConforming.mBlends);
+    mFrameRate = outputRate;
+    // Labels count frames of the file at its speed.
+    if (rate != own || mConforming.mSpeed != 1 || mConforming.mInterlacesConsecutive)
+    {
+        mFacts.mStartTimecode = Media::StartTimecode();
+    }
+    mFacts.mFrameRate = rate;
+    mFacts.mHasFrameGrid = true;
+    mFacts.mFrameCount = length == norviktypes::kTime_Zero ? 0 : mTimes.FrameCount();
+    mDuration = HasEnd() ? TickTime::FromFrame(mFacts.mFrameCount, mFrameRate) : norviktypes::kTime_Max;
+    mFacts.mDuration = mDuration;
+}
+
+// The picture keeps its shape: another pixel aspect makes another width, unless a size was given.
+void Clip::DescribeShape()
+{
+    const norviktypes::PixelAspectRatio own = mStreamFacts.mPixelAspectRatio;
+    const double shape = own.AsDouble() * mStreamFacts.mWidth / mStreamFacts.mHeight;
+    if (mConforming.mPixelAspectRatio != norviktypes::kPixelAspectRatio_Any)
+    {
+        mFacts.mPixelAspectRatio = mConforming.mPixelAspectRatio;
+        mFacts.mWidth =
+            std::max(2, Rounded(shape * mStreamFacts.mHeight / mFacts.mPixelAspectRatio.AsDouble()));
+    }
+    if (mConforming.mWidth > 0 && mConforming.mHeight > 0)
+    {
+        mFacts.mWidth = mConforming.mWidth;
+        mFacts.mHeight = mConforming.mHeight;
+    }
+    if (mConforming.mFit != Fit::kStretch)
+    {
+        const double frameShape = mFacts.mPixelAspectRatio.AsDouble() * mFacts.mWidth / mFacts.mHeight;
+        const bool fillsWidth = (shape > frameShape) == (mConforming.mFit == Fit::kInside);
+        mPictureWidth = fillsWidth ? 1 : shape / frameShape;
+        mPictureHeight = fillsWidth ? frameShape / shape : 1;
+    }
+}
+
 std::int64_t Clip::FrameAt(const TickTime& inTime) const
 {
+    if (mConforming.ChangesTime())
+    {
+        return inTime >= mDuration ? -1 : std::max<std::int64_t>(0, inTime.ToFrame64(mFrameRate));
+    }
     const Media::IFrameNumbersRef numbers(mSource);
     return numbers ? numbers->GetFrameNumber(inTime) : -1;
 }
@@ -116,38 +345,96 @@ TickTime Clip::FrameStart(std::int64_t inNumber) const
     return TickTime(after);
 }
 
+// Two different moments ask for the two fields of a frame, not for one picture made of them.
+MF::FrameTime Clip::TimeInChain(const TickTime& inTime) const
+{
+    const TickTime frame(mFrameRate.GetTicks());
+    const TickTime field(mFrameRate.GetTicks() / 2);
+    switch (mFacts.mFieldType)
+    {
+    case norviktypes::kFieldType_UpperFirst:
+        return {mTimes.ToChain(inTime, field), mTimes.ToChain(inTime + field, field)};
+    case norviktypes::kFieldType_LowerFirst:
+        return {mTimes.ToChain(inTime + field, field), mTimes.ToChain(inTime, field)};
+    default: return MF::FrameTime(mTimes.ToChain(inTime, frame));
+    }
+}
+
+bool Clip::HasMargins() const noexcept
+{
+    return mPictureWidth != 1 || mPictureHeight != 1;
+}
+
+// Lines of fields stay on lines of the same field.
+PictureRect Clip::PictureIn(const RenderRequest& inRequest) const
+{
+    const auto width = static_cast<std::int32_t>(inRequest.mWidth);
+    const auto height = static_cast<std::int32_t>(inRequest.mHeight);
+    if (!HasMargins())
+    {
+        return {0, 0, width, height};
+    }
+    PictureRect rect;
+    rect.mWidth = std::max(2, Rounded(width * mPictureWidth));
+    rect.mHeight = std::max(2, Rounded(height * mPictureHeight));
+    rect.mLeft = (width - rect.mWidth) / 2;
+    rect.mTop = (height - rect.mHeight) / 2;
+    if (norviktypes::IsInterlaced(mFacts.mFieldType))
+    {
+        rect.mHeight += rect.mHeight % 2;
+        rect.mTop -= rect.mTop % 2;
+    }
+    return rect;
+}
+
+// Film is put together of whole frames, which are made smaller afterwards.
+RenderRequest Clip::ChainRequest(const RenderRequest& inRequest) const
+{
+    RenderRequest request = inRequest;
+    const PictureRect picture = PictureIn(inRequest);
+    request.mWidth = static_cast<std::uint32_t>(picture.mWidth);
+    request.mHeight = static_cast<std::uint32_t>(picture.mHeight);
+    if (HasMargins())
+    {
+        request.mPixelFormat = PackedFormatFor(inRequest.mPixelFormat);
+    }
+    if (mConforming.mPulldown != PulldownRemoval::kNone)
+    {
+        request.mWidth = static_cast<std::uint32_t>(mStreamFacts.mWidth);
+        request.mHeight = static_cast<std::uint32_t>(mStreamFacts.mHeight);
+        request.mPixelFormat = NeedsPackedFilm(mStreamFacts, mConforming.mSwapsFields)
+                                   ? PackedFormatFor(inRequest.mPixelFormat)
+                                   : request.mPixelFormat;
+    }
+    return request;
+}
+
 ML::CutlistRenderParams Clip::DescribeRender(const TickTime& inTime, const RenderRequest& inRequest,
                                              Urgency inUrgency) const
 {
+    const RenderRequest request = ChainRequest(inRequest);
+    const bool isFilm = mConforming.mPulldown != PulldownRemoval::kNone;
+    const norviktypes::PixelAspectRatio own = mStreamFacts.mPixelAspectRatio;
     ML::CutlistRenderParams params;
-    params.mFrameTime = MF::FrameTime(inTime);
-    // Two different moments ask for the two fields of a frame, not for one picture made of them.
-    const TickTime halfFrame(mFrameRate.GetTicks() / 2);
-    if (mFacts.mFieldType == norviktypes::kFieldType_UpperFirst)
-    {
-        params.mFrameTime.mSecondTime += halfFrame;
-    }
-    else if (mFacts.mFieldType == norviktypes::kFieldType_LowerFirst)
-    {
-        params.mFrameTime.mFirstTime += halfFrame;
-    }
-    params.mWidth = inRequest.mWidth;
-    params.mHeight = inRequest.mHeight;
-    params.mPixelFormat = inRequest.mPixelFormat;
-    params.mPixelAspectRatio = mFacts.mPixelAspectRatio;
+    params.mFrameTime = TimeInChain(inTime);
+    params.mWidth = request.mWidth;
+    params.mHeight = request.mHeight;
+    params.mPixelFormat = request.mPixelFormat;
+    params.mPixelAspectRatio = isFilm ? own : mFacts.mPixelAspectRatio;
     params.mRenderQuality = inRequest.mQuality;
     params.mDeinterlaceQuality = inRequest.mQuality;
-    params.mSourceWidth = static_cast<std::uint32_t>(mFacts.mWidth);
-    params.mSourceHeight = static_cast<std::uint32_t>(mFacts.mHeight);
-    params.mSourcePixelAspectRatio = mFacts.mPixelAspectRatio;
-    params.mScaleX = static_cast<double>(inRequest.mWidth) / mFacts.mWidth;
-    params.mScaleY = static_cast<double>(inRequest.mHeight) / mFacts.mHeight;
+    params.mSourceWidth = static_cast<std::uint32_t>(mStreamFacts.mWidth);
+    params.mSourceHeight = static_cast<std::uint32_t>(mStreamFacts.mHeight);
+    params.mSourcePixelAspectRatio = own;
+    params.mScaleX =
+        params.mPixelAspectRatio.AsDouble() * request.mWidth / (own.AsDouble() * mStreamFacts.mWidth);
+    params.mScaleY = static_cast<double>(request.mHeight) / mStreamFacts.mHeight;
     params.mFrameRate = mFrameRate;
     params.mFieldType = mFacts.mFieldType;
     params.mRenderFlags = inUrgency == Urgency::kLow ? ML::kRenderFlag_LowPriority : 0;
-    // The time that the stream really delivers: what is read ahead must be what is rendered.
+    // The time that the chain really delivers: what is read ahead must be what is rendered.
     MF::FrameTime conformed;
-    mRenderable->ConformFrameTime(params.mFrameTime, params, conformed);
+    mChain.mTop->ConformFrameTime(params.mFrameTime, params, conformed);
     params.mFrameTime = conformed;
     return params;
 }
@@ -156,24 +443,71 @@ MF::IVideoFrameRef Clip::Render(const TickTime& inTime, const RenderRequest& inR
 {
     const ML::CutlistRenderParams params = DescribeRender(inTime, inRequest, Urgency::kNormal);
     MF::IVideoFrameRef frame;
-    mRenderable->Render(params, params, frame);
-    // Streams never enlarge, and may deliver a format of their own.
-    MF::IVideoFrameRef shaped;
-    const std::int32_t status = ShapePicture(frame, inRequest, shaped);
-    if (status < 0)
+    mChain.mTop->Render(params, params, frame);
+    if (!frame)
     {
-        throw ML::RenderRequestException(status);
+        throw ML::RenderRequestException(VF::kFrameStatus_OutOfMemory);
     }
-    return shaped;
+    if (!mConforming.IsEmpty() && !mStreamFacts.mIsStill && frame->GetFieldType() != mFacts.mFieldType)
+    {
+        frame = VF::MakeWriteableVideoFrame(frame, inRequest.mQuality);
+        if (!frame)
+        {
+            throw ML::RenderRequestException(VF::kFrameStatus_OutOfMemory);
+        }
+        frame->SetFieldType(mFacts.mFieldType);
+    }
+    return FinishFrame(frame, inRequest);
+}
+
+// Streams never enlarge, and may deliver a format of their own.
+MF::IVideoFrameRef Clip::FinishFrame(const MF::IVideoFrameRef& inFrame, const RenderRequest& inRequest) const
+{
+    const auto check = [](std::int32_t inStatus)
+    {
+        if (inStatus < 0)
+        {
+            throw ML::RenderRequestException(inStatus);
+        }
+    };
+    MF::IVideoFrameRef shaped;
+    if (!HasMargins())
+    {
+        check(ShapePicture(inFrame, inRequest, shaped));
+        return shaped;
+    }
+    const PictureRect rect = PictureIn(inRequest);
+    const RenderRequest picture{static_cast<std::uint32_t>(rect.mWidth),
+                                static_cast<std::uint32_t>(rect.mHeight),
+                                PackedFormatFor(inRequest.mPixelFormat), inRequest.mQuality};
+    check(ShapePicture(inFrame, picture, shaped));
+    MF::IVideoFrameRef whole;
+    check(VF::CreateVideoFrame(whole, picture.mPixelFormat, inRequest.mWidth, inRequest.mHeight,
+                               mFacts.mPixelAspectRatio, true, false));
+    whole->SetFieldType(shaped->GetFieldType());
+    PlacePicture(shaped, whole, rect.mLeft, rect.mTop);
+    MF::IVideoFrameRef finished;
+    check(ShapePicture(whole, inRequest, finished));
+    return finished;
 }
 
 std::string Clip::FailureAt(const TickTime& inTime) const
 {
     const Media::IFrameFailureRef failure(mSource);
-    const std::string text = failure ? failure->DescribeFailure(inTime) : std::string();
-    if (!text.empty())
+    const norviktypes::FrameRate streamRate = RateOf(mSource);
+    const MF::FrameTime chain = TimeInChain(inTime);
+    const TickTime start = mConforming.mInterlacesConsecutive ? chain.Earlier() * 2 : chain.Earlier();
+    // A frame may be made of several, any of which may be the one.
+    const std::int64_t frames = mConforming.ChangesTime() && streamRate.IsCountable()
+                                    ? static_cast<std::int64_t>(std::ceil(FramesForOne())) + 2
+                                    : 1;
+    for (std::int64_t i = 0; failure && i < frames; ++i)
     {
-        return text;
+        const std::string text = failure->DescribeFailure(start + TickTime::FromFrame(i, streamRate));
+        if (!text.empty())
+        {
+            return text;
+        }
     }
     return mPath + ": frame " + std::to_string(FrameAt(inTime)) + " could not be made";
 }

@@ -4,19 +4,24 @@
 #include "MF/IVideoFrame.h"
 #include "ReferenceHost/Media/MediaFacts.h"
 #include "ReferenceHost/Media/OpenError.h"
+#include "ReferenceHost/Session/OutputTimes.h"
 #include "ReferenceHost/Session/Pictures.h"
 #include "ReferenceHost/Session/RenderService.h"
-#include "RenderableSources.h"
+#include "ReferenceHost/Session/SourceChain.h"
 
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <vector>
 
 // A piece of media, opened for rendering: its facts, its frames by number and by time, and frames of
 // any size and format through the library.
 //
 // Frame numbers count the frames of the stream from 0, on a frame grid or off it. Times are those of
 // the stream, which begins at 0.
+//
+// A clip may be conformed: to other fields, another speed, rate or shape. All but StreamFacts then tells of what
+// comes out of it: it looks like a clip that has been so from the start.
 //
 // Thread-safety: safe; any number of threads render at once.
 namespace Session
@@ -28,16 +33,23 @@ struct ClipOptions
     std::uint32_t mDecoderThreads = 1;
     std::uint64_t mPicturesBytes = 0; // for decoded pictures; 0: the host's default
     bool mKeepsLeadIn = true; // false: single looks; pictures decoded on the way to another aren't kept
+    Conforming mConforming;
 };
 
 class Clip
 {
 public:
-    // Null, and the reason in outError.
+    // Null, and the reason in outError; kBadUsage for a conforming that the stream is not fit for.
     static std::unique_ptr<Clip> Open(const std::string& inPath, const ClipOptions& inOptions,
                                       Media::OpenError& outError);
 
     const Media::MediaFacts& Facts() const noexcept { return mFacts; }
+    // As the file has it.
+    const Media::MediaFacts& StreamFacts() const noexcept { return mStreamFacts; }
+    // What is done on the way to a frame, the stream's own source first.
+    const std::vector<std::string>& ChainLinks() const noexcept { return mChain.mLinks; }
+    // How many frames of the stream are held at a time to make one.
+    double FramesForOne() const noexcept { return mTimes.FramesForOne(); }
     const norviktypes::FrameRate& FrameRate() const noexcept { return mFrameRate; }
     // False for a stream without an end: a still, or made pictures. Then FrameCount is -1.
     bool HasEnd() const noexcept { return mFacts.mFrameCount >= 0; }
@@ -51,25 +63,44 @@ public:
     std::int64_t FrameAt(const norviktypes::TickTime& inTime) const;
 
     // The frame shown at inTime, of exactly the size and format asked for, as whole frames with the
-    // fields of the stream. Throws ML::RenderRequestException, whose status FailureAt explains.
+    // clip's fields. Throws ML::RenderRequestException, whose status FailureAt explains.
     MF::IVideoFrameRef Render(const norviktypes::TickTime& inTime, const RenderRequest& inRequest) const;
     // One line with the media's name and the cause, after Render has failed at inTime.
     std::string FailureAt(const norviktypes::TickTime& inTime) const;
 
     // What Render asks the library for, and of whom: for those who have it read ahead.
-    const ML::IRenderableSourceRef& GetSource() const noexcept { return mRenderable; }
+    const ML::IRenderableSourceRef& GetSource() const noexcept { return mChain.mTop; }
     ML::CutlistRenderParams DescribeRender(const norviktypes::TickTime& inTime,
                                            const RenderRequest& inRequest, Urgency inUrgency) const;
 
 private:
-    Clip(BE::IVideoSourceRef inSource, Media::MediaFacts inFacts, std::string inPath);
+    Clip(BE::IVideoSourceRef inSource, Media::MediaFacts inFacts, std::string inPath,
+         Conforming inConforming);
+
+    bool Build(Media::OpenError& outError);
+    bool IsFitFor(Media::OpenError& outError) const;
+    bool FindCadence(norviktypes::PulldownCadence& outCadence, Media::OpenError& outError) const;
+    norviktypes::TickTime ChainLength(norviktypes::PulldownCadence inCadence) const;
+    void DescribeOutput(norviktypes::PulldownCadence inCadence);
+    void DescribeTimes(norviktypes::PulldownCadence inCadence);
+    void DescribeShape();
+    MF::FrameTime TimeInChain(const norviktypes::TickTime& inTime) const;
+    bool HasMargins() const noexcept;
+    PictureRect PictureIn(const RenderRequest& inRequest) const;
+    RenderRequest ChainRequest(const RenderRequest& inRequest) const;
+    MF::IVideoFrameRef FinishFrame(const MF::IVideoFrameRef& inFrame, const RenderRequest& inRequest) const;
 
     BE::IVideoSourceRef mSource;
-    ML::IRenderableSourceRef mRenderable;
+    Media::MediaFacts mStreamFacts;
     Media::MediaFacts mFacts;
     std::string mPath;
+    Conforming mConforming;
+    SourceChain mChain;
+    OutputTimes mTimes;
     norviktypes::FrameRate mFrameRate;
     norviktypes::TickTime mDuration;
+    double mPictureWidth = 1; // share of the frame that the picture takes; more than 1 where it juts out
+    double mPictureHeight = 1;
 };
 
 } // namespace Session

@@ -15,9 +15,9 @@ namespace Session
 namespace
 {
 
-constexpr std::int32_t kBytesPerPixel = 4;
+constexpr std::int32_t kBytesPerPixel = 4; // of 8 bits each
 
-// The pixels of an 8-bit frame of four components.
+// The pixels of a frame of four components.
 struct Canvas
 {
     explicit Canvas(const MF::IVideoFrameRef& inFrame)
@@ -28,16 +28,21 @@ struct Canvas
         mHeight = bounds.Height();
         mPixels = static_cast<std::uint8_t*>(VF::IVideoFramePixelsRef(inFrame)->GetPixels());
         mRowBytes = VF::IVideoFrameRasterRef(inFrame)->GetRowBytes();
+        norviktypes::PixelFormat format;
+        inFrame->GetPixelFormat(format);
+        mPixelBytes = static_cast<std::int32_t>(norviktypes::DepthOfProperties(format.mProperties)) *
+                      kBytesPerPixel / 8;
     }
 
     std::uint8_t* At(std::int32_t inX, std::int32_t inY) const
     {
         return mPixels + static_cast<std::ptrdiff_t>(inY) * mRowBytes +
-               static_cast<std::ptrdiff_t>(inX) * kBytesPerPixel;
+               static_cast<std::ptrdiff_t>(inX) * mPixelBytes;
     }
 
     std::uint8_t* mPixels = nullptr;
     std::int32_t mRowBytes = 0;
+    std::int32_t mPixelBytes = kBytesPerPixel;
     std::int32_t mWidth = 0;
     std::int32_t mHeight = 0;
 };
@@ -86,7 +91,7 @@ void PlacePicture(const MF::IVideoFrameRef& inSource, const MF::IVideoFrameRef& 
     for (std::int32_t y = top; y < bottom && left < right; ++y)
     {
         std::memcpy(target.At(inLeft + left, inTop + y), source.At(left, y),
-                    static_cast<std::size_t>(right - left) * kBytesPerPixel);
+                    static_cast<std::size_t>(right - left) * static_cast<std::size_t>(target.mPixelBytes));
     }
 }
 

@@ -55,8 +55,17 @@ std::int32_t LayOutPlanes(const void* inPixels, std::int32_t inRowBytes,
 std::int32_t ShapePicture(const MF::IVideoFrameRef& inFrame, const RenderRequest& inShape,
                           MF::IVideoFrameRef& outFrame);
 
+// A place in a frame, in pixels; it may jut out.
+struct PictureRect
+{
+    std::int32_t mLeft = 0;
+    std::int32_t mTop = 0;
+    std::int32_t mWidth = 0;
+    std::int32_t mHeight = 0;
+};
+
 // Copies inSource to the place (inLeft, inTop) of inTarget, without scaling; what lies outside is cut
-// off. Both are BGRA or BGRX of 8 bits.
+// off. Both have one packed format of four components.
 void PlacePicture(const MF::IVideoFrameRef& inSource, const MF::IVideoFrameRef& inTarget, std::int32_t inLeft,
                   std::int32_t inTop);
 
