@@ -94,7 +94,10 @@ public:
         outFrame = mFrames[mNext++ % kRing];
     }
     void GetFrameRate(FrameRate& outRate) override { outRate = kRate; }
-    void GetFieldRate(FrameRate& outRate) override { outRate = kRate * 2; }
+    void GetFieldRate(FrameRate& outRate) override
+    {
+        outRate = mFieldType == kFieldType_Progressive ? kRate : kRate * 2;
+    }
 
 private:
     const FieldType mFieldType;
@@ -242,6 +245,45 @@ void ScaleToHalf(benchmark::State& ioState)
             ParamsFor(format, kRenderQuality_Medium));
 }
 
+// At twice the speed a frame is made of two, and at half of it every second one.
+void Blend(benchmark::State& ioState, double inSpeed, const TickTime& inTime)
+{
+    const PixelFormat& format = kFormats[ioState.range(0)];
+    ML::CutlistRenderParams params = ParamsFor(format, kRenderQuality_High);
+    params.mFrameRate = kRate;
+    Measure(ioState, ML::TimeBlendSource(NewRing(format, kFieldType_Progressive), {}, inSpeed),
+            MF::FrameTime(inTime), params);
+}
+
+void BlendFast(benchmark::State& ioState)
+{
+    Blend(ioState, 2.0, FieldsOfFrame(4).mFirstTime);
+}
+
+void BlendSlow(benchmark::State& ioState)
+{
+    Blend(ioState, 0.5, FieldsOfFrame(4).mSecondTime);
+}
+
+// Four film frames by turns, of which one lies on two frames of video.
+void RemovePulldown(benchmark::State& ioState)
+{
+    const PixelFormat& format = kFormats[ioState.range(0)];
+    const auto source =
+        ML::RemovePulldownFromSource(NewRing(format, kFieldType_UpperFirst), kPulldownCadence_WWSSW);
+    FrameRate rate;
+    source->GetFrameRate(rate);
+    const ML::CutlistRenderParams params = ParamsFor(format, kRenderQuality_High);
+    std::int64_t number = 0;
+    for (auto _ : ioState)
+    {
+        MF::IVideoFrameRef frame;
+        source->Render(MF::FrameTime(TickTime::FromFrame(number++ % 4, rate)), params, frame);
+        benchmark::DoNotOptimize(PixelsOf(frame));
+    }
+    ioState.SetItemsProcessed(ioState.iterations());
+}
+
 BENCHMARK(Copy)->DenseRange(0, 2)->UseRealTime();
 BENCHMARK(Convert)->DenseRange(1, 2)->UseRealTime();
 BENCHMARK(SwapFields)->DenseRange(0, 2)->UseRealTime();
@@ -251,6 +293,9 @@ BENCHMARK(ReverseDominance)->DenseRange(0, 0)->UseRealTime();
 BENCHMARK(RemoveFlicker)->DenseRange(0, 2)->UseRealTime();
 BENCHMARK(DeinterlaceByLines)->DenseRange(0, 2)->UseRealTime();
 BENCHMARK(DeinterlaceByEdges)->DenseRange(0, 2)->UseRealTime();
+BENCHMARK(BlendFast)->DenseRange(0, 2)->UseRealTime();
+BENCHMARK(BlendSlow)->DenseRange(0, 2)->UseRealTime();
+BENCHMARK(RemovePulldown)->DenseRange(0, 2)->UseRealTime();
 BENCHMARK(ScaleToHalf)->ArgsProduct({{0, 1, 2}, {0, 1}})->UseRealTime();
 
 }

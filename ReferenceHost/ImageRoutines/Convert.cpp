@@ -58,7 +58,8 @@ bool DoesAlphaGoThrough(const Picture& inSource, const Picture& inTarget)
 
 bool IsForYuvKernels(const Picture& inSource)
 {
-    return inSource.storage != Storage::kPacked4 && HasYuvToBgra(inSource) && inSource.shiftX <= 1;
+    const bool isPackedWords = inSource.storage == Storage::kPacked4 && inSource.sample == Sample::kWord;
+    return !isPackedWords && HasYuvToBgra(inSource) && inSource.shiftX <= 1;
 }
 
 bool IsForBgraKernels(const Picture& inSource, const Picture& inTarget)
@@ -79,17 +80,13 @@ bool IsForVuyaKernel(const Picture& inSource, const Picture& inTarget)
            inSource.isFullRange == inTarget.isFullRange && (inSource.bits == 8 || !inSource.isFullRange);
 }
 
-const unsigned char* AlphaRow(const Picture& inSource, const Picture& inTarget, std::int32_t inY)
-{
-    return inSource.HasAlpha() && inTarget.HasAlpha() ? inSource.Row(3, inY) : nullptr;
-}
-
 void ConvertByteRgb(const Picture& inSource, const Picture& inTarget)
 {
+    const bool keepsAlpha = inSource.HasAlpha() && inTarget.HasAlpha();
     for (std::int32_t y = 0; y < inTarget.height; ++y)
     {
         RgbRowToBgra(inSource.Row(0, y), inSource.Row(1, y), inSource.Row(2, y),
-                     AlphaRow(inSource, inTarget, y), inTarget.Row(0, y),
+                     keepsAlpha ? inSource.Row(3, y) : nullptr, inTarget.Row(0, y),
                      static_cast<std::size_t>(inTarget.width));
     }
 }
@@ -98,11 +95,13 @@ void ConvertByteRgb(const Picture& inSource, const Picture& inTarget)
 class YuvRows
 {
 public:
-    explicit YuvRows(const Picture& inSource)
+    YuvRows(const Picture& inSource, const Picture& inTarget)
         : mSource(inSource)
+        , mKeepsAlpha(inSource.HasAlpha() && inTarget.HasAlpha())
         , mChromaCount(static_cast<std::size_t>(inSource.ChromaWidth()))
         , mChroma(2, mChromaCount + 2 * kChromaPad)
         , mLuma(1, static_cast<std::size_t>(inSource.width) + 8)
+        , mBytes(3, static_cast<std::size_t>(inSource.width))
         , mU(mChroma.Row(0) + kChromaPad)
         , mV(mChroma.Row(1) + kChromaPad)
     {
@@ -123,6 +122,7 @@ public:
             mRow = {mLuma.Row(0), false, 0};
             break;
         case Storage::kV210: UnpackV210(inY); break;
+        case Storage::kPacked4: SplitFourComponents(inY); break;
         default: PreparePlanes(inY); break;
         }
     }
@@ -131,6 +131,7 @@ public:
     const std::uint16_t* U() const { return mU; }
     const std::uint16_t* V() const { return mV; }
     ChromaPhase Phase() const { return mPhase; }
+    const unsigned char* Alpha() const { return mAlpha; }
 
 private:
     void PreparePlanes(std::int32_t inY)
@@ -152,6 +153,22 @@ private:
             blend.far = mSource.Row(plane, rows.far);
             BlendChroma(blend, plane == 1 ? mU : mV, mV, mChromaCount);
         }
+        mAlpha = mKeepsAlpha ? mSource.Row(3, inY) : nullptr;
+    }
+
+    void SplitFourComponents(std::int32_t inY)
+    {
+        auto* luma = reinterpret_cast<unsigned char*>(mLuma.Row(0));
+        unsigned char* alpha = mKeepsAlpha ? mBytes.Row(2) : nullptr;
+        BgraRowToPlanes(mSource.Row(0, inY), luma, mBytes.Row(0), mBytes.Row(1), alpha, mChromaCount);
+        for (std::size_t component = 0; component < 2; ++component)
+        {
+            const unsigned char* bytes = mBytes.Row(component);
+            BlendChroma({bytes, bytes, 0, false, false, 0, 32}, component == 0 ? mU : mV, nullptr,
+                        mChromaCount);
+        }
+        mRow = {luma, false, 0};
+        mAlpha = alpha;
     }
 
     void UnpackV210(std::int32_t inY)
@@ -185,12 +202,15 @@ private:
     }
 
     const Picture& mSource;
+    bool mKeepsAlpha;
     std::size_t mChromaCount;
     RowBuffers<std::uint16_t> mChroma;
     RowBuffers<std::uint16_t> mLuma;
+    RowBuffers<unsigned char> mBytes;
     std::uint16_t* mU;
     std::uint16_t* mV;
     SampleRow mRow = {nullptr, false, 0};
+    const unsigned char* mAlpha = nullptr;
     ChromaPhase mPhase = ChromaPhase::kFull;
 };
 
@@ -204,25 +224,23 @@ struct PickedRows
 void ConvertYuv(const Picture& inSource, const Picture& inTarget, const PickedRows& inPicked = {})
 {
     const YuvToBgraFactors factors = FactorsFor(inSource);
-    YuvRows rows(inSource);
+    YuvRows rows(inSource, inTarget);
     for (std::int32_t y = 0; y < inTarget.height; ++y)
     {
-        const std::int32_t row = inPicked.first + y * inPicked.step;
-        rows.Prepare(row);
-        YuvRowToBgra(rows.Luma(), rows.U(), rows.V(), rows.Phase(), AlphaRow(inSource, inTarget, row),
-                     factors, inTarget.Row(0, y), static_cast<std::size_t>(inTarget.width));
+        rows.Prepare(inPicked.first + y * inPicked.step);
+        YuvRowToBgra(rows.Luma(), rows.U(), rows.V(), rows.Phase(), rows.Alpha(), factors, inTarget.Row(0, y),
+                     static_cast<std::size_t>(inTarget.width));
     }
 }
 
 void PackYuv(const Picture& inSource, const Picture& inTarget, const PickedRows& inPicked = {})
 {
-    YuvRows rows(inSource);
+    YuvRows rows(inSource, inTarget);
     for (std::int32_t y = 0; y < inTarget.height; ++y)
     {
-        const std::int32_t row = inPicked.first + y * inPicked.step;
-        rows.Prepare(row);
-        YuvRowToVuya(rows.Luma(), rows.U(), rows.V(), rows.Phase(), AlphaRow(inSource, inTarget, row),
-                     inTarget.Row(0, y), static_cast<std::size_t>(inTarget.width));
+        rows.Prepare(inPicked.first + y * inPicked.step);
+        YuvRowToVuya(rows.Luma(), rows.U(), rows.V(), rows.Phase(), rows.Alpha(), inTarget.Row(0, y),
+                     static_cast<std::size_t>(inTarget.width));
     }
 }
 

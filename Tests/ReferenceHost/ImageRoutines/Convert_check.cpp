@@ -91,8 +91,8 @@ TEST_P(EachTarget, ConvertsAnyCodeToAnyCodeWithinOneStepOfTheReference)
 TEST_P(EachTarget, ConvertsVideoToBgraAtEveryWidth)
 {
     std::mt19937 random(31);
-    for (const std::uint32_t from :
-         {0x041U, 0x042U, 0x052U, 0x342U, 0x352U, 0x062U, 0x362U, 0x1071U, 0x012U, 0x022U, 0x332U})
+    for (const std::uint32_t from : {0x041U, 0x042U, 0x052U, 0x342U, 0x352U, 0x062U, 0x362U, 0x1071U, 0x012U,
+                                     0x022U, 0x332U, 0x005U, 0x00EU, 0x1005U})
     {
         const auto widths = static_cast<std::int32_t>(TestSupport::ScaledCount(150));
         for (std::int32_t width = 1; width <= 150; width += 150 / widths)
@@ -111,7 +111,7 @@ TEST_P(EachTarget, ConvertsVideoToPackedLumaAndChromaAtEveryWidth)
 {
     std::mt19937 random(37);
     for (const std::uint32_t from :
-         {0x042U, 0x052U, 0x342U, 0x352U, 0x062U, 0x362U, 0x1071U, 0x012U, 0x022U, 0x332U})
+         {0x042U, 0x052U, 0x342U, 0x352U, 0x062U, 0x362U, 0x1071U, 0x012U, 0x022U, 0x332U, 0x006U, 0x00EU})
     {
         const auto widths = static_cast<std::int32_t>(TestSupport::ScaledCount(150));
         for (std::int32_t width = 1; width <= 150; width += 150 / widths)
