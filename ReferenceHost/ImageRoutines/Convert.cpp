@@ -14,7 +14,7 @@ namespace ir
 namespace
 {
 
-bool IsSameKind(const Picture& inSource, const Picture& inTarget)
+bool IsSameButForAlpha(const Picture& inSource, const Picture& inTarget)
 {
     return inSource.storage == inTarget.storage && inSource.sample == inTarget.sample &&
            inSource.bits == inTarget.bits && inSource.lowZeroBits == inTarget.lowZeroBits &&
@@ -22,8 +22,29 @@ bool IsSameKind(const Picture& inSource, const Picture& inTarget)
            inSource.siting == inTarget.siting && inSource.isFieldChroma == inTarget.isFieldChroma &&
            inSource.ownField == inTarget.ownField && inSource.isGray == inTarget.isGray &&
            inSource.isFullRange == inTarget.isFullRange && inSource.matrix == inTarget.matrix &&
-           inSource.transfer == inTarget.transfer && inSource.primaries == inTarget.primaries &&
-           inSource.alpha == inTarget.alpha && inSource.alpha != PictureAlpha::kOpaque;
+           inSource.transfer == inTarget.transfer && inSource.primaries == inTarget.primaries;
+}
+
+bool IsSameKind(const Picture& inSource, const Picture& inTarget)
+{
+    return IsSameButForAlpha(inSource, inTarget) && inSource.alpha == inTarget.alpha &&
+           inSource.alpha != PictureAlpha::kOpaque;
+}
+
+// What the source has in memory as alpha means nothing, or nothing to the target; the target's is 1.
+bool IsCopiedOpaque(const Picture& inSource, const Picture& inTarget)
+{
+    return IsSameButForAlpha(inSource, inTarget) && inSource.storage == Storage::kPacked4 &&
+           inSource.sample == Sample::kByte &&
+           (inSource.alpha == PictureAlpha::kOpaque || inTarget.alpha == PictureAlpha::kOpaque);
+}
+
+void CopyOpaque(const Picture& inSource, const Picture& inTarget)
+{
+    for (std::int32_t y = 0; y < inTarget.height; ++y)
+    {
+        BgraRowToOpaque(inSource.Row(0, y), inTarget.Row(0, y), static_cast<std::size_t>(inTarget.width));
+    }
 }
 
 void CopyPicture(const Picture& inSource, const Picture& inTarget)
@@ -489,6 +510,10 @@ std::int32_t ConvertPictures(const Picture& inSource, const Picture& inTarget, c
     else if (IsSameKind(inSource, inTarget))
     {
         CopyPicture(inSource, inTarget);
+    }
+    else if (IsCopiedOpaque(inSource, inTarget))
+    {
+        CopyOpaque(inSource, inTarget);
     }
     else if (IsChromaIndependent(inSource, inTarget))
     {

@@ -513,6 +513,25 @@ void SplitBgraRow(const std::uint8_t* inRow, std::uint8_t* outRed, std::uint8_t*
     }
 }
 
+void CopyOpaqueRow(const std::uint8_t* inRow, std::uint8_t* outRow, std::size_t inWidth)
+{
+    std::size_t x = 0;
+#if HWY_TARGET != HWY_SCALAR
+    const hn::ScalableTag<std::uint32_t> d;
+    const hn::Repartition<std::uint8_t, decltype(d)> bytes;
+    const auto alpha = hn::BitCast(bytes, hn::Set(d, 0xFF000000U));
+    for (; x + hn::Lanes(d) <= inWidth; x += hn::Lanes(d))
+    {
+        hn::StoreU(hn::Or(hn::LoadU(bytes, inRow + x * 4), alpha), bytes, outRow + x * 4);
+    }
+#endif
+    for (; x < inWidth; ++x)
+    {
+        std::memmove(outRow + x * 4, inRow + x * 4, 3);
+        outRow[x * 4 + 3] = 255;
+    }
+}
+
 const char* NameOfTarget()
 {
     return hwy::TargetName(HWY_TARGET);
@@ -536,6 +555,7 @@ HWY_EXPORT(ConvertYuvRow);
 HWY_EXPORT(PackYuvRow);
 HWY_EXPORT(InterleaveRow);
 HWY_EXPORT(SplitBgraRow);
+HWY_EXPORT(CopyOpaqueRow);
 HWY_EXPORT(NameOfTarget);
 
 std::int16_t Q15(double inValue)
@@ -603,6 +623,11 @@ void BgraRowToPlanes(const unsigned char* inRow, unsigned char* outRed, unsigned
                      unsigned char* outBlue, unsigned char* outAlpha, std::size_t inWidth)
 {
     HWY_DYNAMIC_DISPATCH(SplitBgraRow)(inRow, outRed, outGreen, outBlue, outAlpha, inWidth);
+}
+
+void BgraRowToOpaque(const unsigned char* inRow, unsigned char* outRow, std::size_t inWidth)
+{
+    HWY_DYNAMIC_DISPATCH(CopyOpaqueRow)(inRow, outRow, inWidth);
 }
 
 const char* YuvToBgraTarget()

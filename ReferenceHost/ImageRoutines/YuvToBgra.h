@@ -91,6 +91,9 @@ void RgbRowToBgra(const unsigned char* inRed, const unsigned char* inGreen, cons
 void BgraRowToPlanes(const unsigned char* inRow, unsigned char* outRed, unsigned char* outGreen,
                      unsigned char* outBlue, unsigned char* outAlpha, std::size_t inWidth);
 
+// A copy with an alpha of 255; the two rows may be one.
+void BgraRowToOpaque(const unsigned char* inRow, unsigned char* outRow, std::size_t inWidth);
+
 // The name of the instruction set that these kernels run on now, from inside of one of them.
 const char* YuvToBgraTarget();
 

@@ -318,6 +318,23 @@ TEST(YuvToBgra, PacksRowsAsTheScalarTwin)
     }
 }
 
+TEST(YuvToBgra, CopiesRowsWithFullAlpha)
+{
+    const KernelCase copying = {"BGRA to opaque",
+                                {Bgra(KernelRole::Source), Bgra(KernelRole::Target)},
+                                [](const KernelCall& inCall)
+                                { ir::BgraRowToOpaque(inCall.Row(0), inCall.Row(1), inCall.Width()); },
+                                [](const KernelCall& inCall)
+                                {
+                                    for (std::size_t i = 0; i < inCall.Width() * 4; ++i)
+                                    {
+                                        inCall.Row(1)[i] = i % 4 == 3 ? 255 : inCall.Row(0)[i];
+                                    }
+                                },
+                                TargetOfRows};
+    EXPECT_TRUE(AgreesWithScalarTwin(copying, kTargets));
+}
+
 TEST(YuvToBgra, PutsPlanesTogetherAndTakesThemApart)
 {
     for (const bool hasAlpha : {true, false})
