@@ -51,6 +51,34 @@ norviktypes::PixelFormat PackedFormatFor(const norviktypes::PixelFormat& inForma
     }
 }
 
+// The pixel format in which film is put together. In packed ones lines are copied as they are, and fields go by the
+// frames' own order; in 4:2:0 they go by the height of the video.
+norviktypes::PixelFormat FilmFormatFor(const norviktypes::PixelFormat& inFormat, bool inNeedsPacked)
+{
+    constexpr std::uint32_t kIs709 = 0x20;
+    constexpr std::uint32_t kIsFull = 0x40;
+    if (inFormat == norviktypes::kPixelFormat_YUV_422_Planar_8u_709)
+    {
+        return norviktypes::kPixelFormat_UYVY_422_8u_709;
+    }
+    if (inFormat == norviktypes::kPixelFormat_YUV_422_Planar_10u_709)
+    {
+        return norviktypes::kPixelFormat_V210_422_10u_709;
+    }
+    if (!inNeedsPacked || !norviktypes::IsSubsampled(inFormat.mProperties))
+    {
+        return inFormat;
+    }
+    const bool is709 = (inFormat.mProperties & kIs709) != 0;
+    if (norviktypes::DepthOfProperties(inFormat.mProperties) > 8)
+    {
+        return is709 ? norviktypes::kPixelFormat_VUYA_4444_32f_709 : norviktypes::kPixelFormat_VUYA_4444_32f;
+    }
+    return (inFormat.mProperties & kIsFull) != 0 ? norviktypes::kPixelFormat_VUYA_4444_8u_601_Full
+           : is709                               ? norviktypes::kPixelFormat_VUYA_4444_8u_709
+                                                 : norviktypes::kPixelFormat_VUYA_4444_8u;
+}
+
 std::int32_t Rounded(double inValue)
 {
     return static_cast<std::int32_t>(std::floor(inValue + 0.5));
@@ -402,9 +430,8 @@ RenderRequest Clip::ChainRequest(const RenderRequest& inRequest) const
     {
         request.mWidth = static_cast<std::uint32_t>(mStreamFacts.mWidth);
         request.mHeight = static_cast<std::uint32_t>(mStreamFacts.mHeight);
-        request.mPixelFormat = NeedsPackedFilm(mStreamFacts, mConforming.mSwapsFields)
-                                   ? PackedFormatFor(inRequest.mPixelFormat)
-                                   : request.mPixelFormat;
+        request.mPixelFormat =
+            FilmFormatFor(request.mPixelFormat, NeedsPackedFilm(mStreamFacts, mConforming.mSwapsFields));
     }
     return request;
 }
