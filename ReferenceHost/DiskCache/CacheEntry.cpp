@@ -25,8 +25,8 @@ namespace
 
 using norvik::utility::RecycledMemory;
 
-constexpr std::string_view kMark = "VRCACHE1";
-constexpr std::size_t kEndSize = 24 + kMark.size();
+constexpr std::string_view kMark = "VRCACHE2";
+constexpr std::size_t kEndSize = 32 + kMark.size();
 constexpr mode_t kFileMode = 0600;
 
 // Between a file's creation and its lock another process may take it for abandoned, which happens once at most
@@ -97,23 +97,26 @@ private:
     std::array<std::uint64_t, 4> mLanes{1, 2, 3, 4};
 };
 
-std::uint64_t ChecksumOf(const EntryName& inName, const void* inBytes, std::uint64_t inByteCount) noexcept
+std::uint64_t ChecksumOf(const EntryName& inName, Maker inMaker, const void* inBytes,
+                         std::uint64_t inByteCount) noexcept
 {
     Checksum checksum;
     checksum.Mix(inBytes, inByteCount);
     checksum.Mix(inName.mName.data(), inName.mName.size());
     checksum.Mix(inName.mTag.data(), inName.mTag.size());
+    checksum.Mix(&inMaker, sizeof inMaker);
     return checksum.Value();
 }
 
-End EndOf(const EntryName& inName, const void* inBytes, std::uint64_t inByteCount) noexcept
+End EndOf(const EntryName& inName, Maker inMaker, const void* inBytes, std::uint64_t inByteCount) noexcept
 {
     End end{};
     PutNumber(&end[0], inByteCount, 8);
     PutNumber(&end[8], inName.mName.size(), 4);
     PutNumber(&end[12], inName.mTag.size(), 4);
-    PutNumber(&end[16], ChecksumOf(inName, inBytes, inByteCount), 8);
-    std::memcpy(&end[24], kMark.data(), kMark.size());
+    PutNumber(&end[16], inMaker, 8);
+    PutNumber(&end[24], ChecksumOf(inName, inMaker, inBytes, inByteCount), 8);
+    std::memcpy(&end[32], kMark.data(), kMark.size());
     return end;
 }
 
@@ -181,10 +184,10 @@ void SetTime(int inFile, std::int64_t inNanoseconds) noexcept
     ::futimens(inFile, times);
 }
 
-bool WriteContent(int inFile, const EntryName& inName, const void* inBytes, std::uint64_t inByteCount,
-                  std::int64_t inUsedNanoseconds)
+bool WriteContent(int inFile, const EntryName& inName, Maker inMaker, const void* inBytes,
+                  std::uint64_t inByteCount, std::int64_t inUsedNanoseconds)
 {
-    const End end = EndOf(inName, inBytes, inByteCount);
+    const End end = EndOf(inName, inMaker, inBytes, inByteCount);
     // The lock says to other processes that somebody is writing; it ends with this process.
     const bool isWritten =
         ::flock(inFile, LOCK_EX | LOCK_NB) == 0 && WriteAll(inFile, inBytes, inByteCount) &&
@@ -195,8 +198,8 @@ bool WriteContent(int inFile, const EntryName& inName, const void* inBytes, std:
 }
 
 // 0, or the system's number.
-int TryToWrite(int inDirectory, const EntryName& inName, const void* inBytes, std::uint64_t inByteCount,
-               std::int64_t inUsedNanoseconds)
+int TryToWrite(int inDirectory, const EntryName& inName, Maker inMaker, const void* inBytes,
+               std::uint64_t inByteCount, std::int64_t inUsedNanoseconds)
 {
     const std::string unfinished = NewUnfinishedName();
     const FileDescriptor file(::openat(inDirectory, unfinished.c_str(),
@@ -205,7 +208,7 @@ int TryToWrite(int inDirectory, const EntryName& inName, const void* inBytes, st
     {
         return errno;
     }
-    if (WriteContent(file.Get(), inName, inBytes, inByteCount, inUsedNanoseconds) &&
+    if (WriteContent(file.Get(), inName, inMaker, inBytes, inByteCount, inUsedNanoseconds) &&
         ::renameat(inDirectory, unfinished.c_str(), inDirectory, inName.FileName().c_str()) == 0)
     {
         return 0;
@@ -216,6 +219,13 @@ int TryToWrite(int inDirectory, const EntryName& inName, const void* inBytes, st
 }
 
 } // namespace
+
+Maker MakerOfText(std::string_view inVersions) noexcept
+{
+    Checksum checksum;
+    checksum.Mix(inVersions.data(), inVersions.size());
+    return checksum.Value();
+}
 
 bool EntryName::IsValid() const noexcept
 {
@@ -247,12 +257,12 @@ std::uint64_t FileSizeOf(const EntryName& inName, std::uint64_t inByteCount) noe
     return inByteCount + inName.mName.size() + inName.mTag.size() + kEndSize;
 }
 
-bool WriteEntryFile(int inDirectory, const EntryName& inName, const void* inBytes, std::uint64_t inByteCount,
-                    std::int64_t inUsedNanoseconds, int& outError)
+bool WriteEntryFile(int inDirectory, const EntryName& inName, Maker inMaker, const void* inBytes,
+                    std::uint64_t inByteCount, std::int64_t inUsedNanoseconds, int& outError)
 {
     for (int tries = 0; tries < kWriteTries; ++tries)
     {
-        outError = TryToWrite(inDirectory, inName, inBytes, inByteCount, inUsedNanoseconds);
+        outError = TryToWrite(inDirectory, inName, inMaker, inBytes, inByteCount, inUsedNanoseconds);
         if (outError != ENOENT && outError != EWOULDBLOCK)
         {
             break;
@@ -276,22 +286,24 @@ bool RemoveIfAbandoned(int inDirectory, const char* inFileName)
     return true;
 }
 
-bool OpenedEntry::Open(int inDirectory, const EntryName& inName, bool& outIsForeign)
+EntryState OpenedEntry::Open(int inDirectory, const EntryName& inName, Maker inMaker)
 {
     mName = inName;
     // Without O_NONBLOCK a pipe of that name would hold us up.
     mFile = FileDescriptor(
         ::openat(inDirectory, inName.FileName().c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
-    outIsForeign = !mFile && errno == ELOOP;
     if (!mFile)
     {
-        return false;
+        return errno == ELOOP ? EntryState::kForeign : EntryState::kGone;
     }
     struct stat status = {};
     const bool isFile =
         ::fstat(mFile.Get(), &status) == 0 && S_ISREG(status.st_mode) && status.st_uid == ::geteuid();
-    outIsForeign = !isFile || !ReadEnd(static_cast<std::uint64_t>(status.st_size));
-    return !outIsForeign;
+    if (!isFile || !ReadEnd(static_cast<std::uint64_t>(status.st_size)))
+    {
+        return EntryState::kForeign;
+    }
+    return mMaker == inMaker ? EntryState::kUsable : EntryState::kOfAnotherMaker;
 }
 
 bool OpenedEntry::ReadEnd(std::uint64_t inFileSize)
@@ -306,8 +318,9 @@ bool OpenedEntry::ReadEnd(std::uint64_t inFileSize)
         return false;
     }
     mByteCount = GetNumber(&end[0], 8);
-    mChecksum = GetNumber(&end[16], 8);
-    return std::memcmp(&end[24], kMark.data(), kMark.size()) == 0 && foundNames == names &&
+    mMaker = GetNumber(&end[16], 8);
+    mChecksum = GetNumber(&end[24], 8);
+    return std::memcmp(&end[32], kMark.data(), kMark.size()) == 0 && foundNames == names &&
            GetNumber(&end[8], 4) == mName.mName.size() && GetNumber(&end[12], 4) == mName.mTag.size() &&
            mByteCount == inFileSize - FileSizeOf(mName, 0);
 }
@@ -317,7 +330,7 @@ std::shared_ptr<const RecycledMemory> OpenedEntry::Read() const
     const std::shared_ptr<RecycledMemory> bytes = RecycledMemory::Create();
     bytes->Allocate(mByteCount);
     if (!ReadAll(mFile.Get(), bytes->Buffer(), mByteCount, 0) ||
-        ChecksumOf(mName, bytes->Buffer(), mByteCount) != mChecksum)
+        ChecksumOf(mName, mMaker, bytes->Buffer(), mByteCount) != mChecksum)
     {
         return nullptr;
     }

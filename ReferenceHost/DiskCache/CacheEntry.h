@@ -1,9 +1,9 @@
 // One entry as a file: its bytes as they are, so that any program reads a cached picture, and behind them what
-// tells that they are whole.
+// tells that they are whole, and who made them.
 //
 //   bytes, name, tag          as they are
-//   24 bytes, little-endian   size of the bytes (8), of name (4) and tag (4), checksum of all three (8)
-//   8 bytes                   "VRCACHE1"
+//   32 bytes, little-endian   size of the bytes (8), of name (4) and tag (4), maker (8), checksum of all (8)
+//   8 bytes                   "VRCACHE2"
 //
 // A file that is short, long, torn, renamed or from elsewhere doesn't fit its own end.
 //
@@ -23,6 +23,20 @@ namespace DiskCache
 
 inline constexpr std::size_t kMaximumNameSize = 128;
 inline constexpr std::size_t kMaximumTagSize = 16;
+
+// Who made an entry: a number for the versions of all that takes part in what its bytes are. Another version
+// may make other bytes under the same name.
+using Maker = std::uint64_t;
+Maker MakerOfText(std::string_view inVersions) noexcept;
+
+// Whose an entry is that is opened.
+enum class EntryState
+{
+    kUsable,
+    kOfAnotherMaker, // whole, as far as its end tells
+    kForeign,        // a file that is no entry of that name
+    kGone
+};
 
 // How the names of files begin that are being written.
 inline constexpr std::string_view kUnfinishedPrefix = ".unfinished-";
@@ -48,8 +62,8 @@ std::uint64_t FileSizeOf(const EntryName& inName, std::uint64_t inByteCount) noe
 // Begun below another name and renamed when everything is on the disk: nobody ever sees a part. False, and
 // nothing left behind, if it can't be written; outError is then the system's number. inUsedNanoseconds, since
 // the epoch, becomes the file's time: the system's own is too coarse for an order.
-bool WriteEntryFile(int inDirectory, const EntryName& inName, const void* inBytes, std::uint64_t inByteCount,
-                    std::int64_t inUsedNanoseconds, int& outError);
+bool WriteEntryFile(int inDirectory, const EntryName& inName, Maker inMaker, const void* inBytes,
+                    std::uint64_t inByteCount, std::int64_t inUsedNanoseconds, int& outError);
 
 // Removes what a process left that died while it wrote; not what is being written. Names that aren't of
 // unfinished entries are left alone, and give false.
@@ -59,8 +73,8 @@ bool RemoveIfAbandoned(int inDirectory, const char* inFileName);
 class OpenedEntry
 {
 public:
-    // False if there is none, or a file that isn't one; outIsForeign tells these apart.
-    bool Open(int inDirectory, const EntryName& inName, bool& outIsForeign);
+    // Only what is usable or of another maker can be read.
+    EntryState Open(int inDirectory, const EntryName& inName, Maker inMaker);
 
     std::uint64_t ByteCount() const noexcept { return mByteCount; }
 
@@ -77,6 +91,7 @@ private:
     EntryName mName;
     std::uint64_t mByteCount = 0;
     std::uint64_t mChecksum = 0;
+    Maker mMaker = 0;
 };
 
 } // namespace DiskCache

@@ -23,6 +23,7 @@ namespace
 {
 
 using DiskCache::EntryName;
+using DiskCache::EntryState;
 using DiskCache::FileDescriptor;
 using DiskCache::OpenedEntry;
 using Foundation::MutexLock;
@@ -65,19 +66,26 @@ std::string WithoutTrailingSlashes(std::string inPath)
     return inPath;
 }
 
+bool IsEntryState(EntryState inState) noexcept
+{
+    return inState == EntryState::kUsable || inState == EntryState::kOfAnotherMaker;
+}
+
 } // namespace
 
-ManagedDirectory::ManagedDirectory(std::string inPath, std::uint64_t inLimitBytes)
+ManagedDirectory::ManagedDirectory(std::string inPath, std::uint64_t inLimitBytes, DiskCache::Maker inMaker)
     : mPath(WithoutTrailingSlashes(std::move(inPath)))
     , mLimitBytes(inLimitBytes)
+    , mMaker(inMaker)
     , mDirectory(DiskCache::OpenCacheDirectory(mPath, mWhyNot))
 {
 }
 
 std::shared_ptr<ManagedDirectory> ManagedDirectory::Open(const std::string& inPath,
-                                                         std::uint64_t inLimitBytes, bool inClear)
+                                                         std::uint64_t inLimitBytes, bool inClear,
+                                                         DiskCache::Maker inMaker)
 {
-    const std::shared_ptr<ManagedDirectory> directory(new ManagedDirectory(inPath, inLimitBytes));
+    const std::shared_ptr<ManagedDirectory> directory(new ManagedDirectory(inPath, inLimitBytes, inMaker));
     directory->Look();
     if (inClear)
     {
@@ -89,28 +97,29 @@ std::shared_ptr<ManagedDirectory> ManagedDirectory::Open(const std::string& inPa
 bool ManagedDirectory::OpenEntry(const EntryName& inName, OpenedEntry& outEntry)
 {
     const std::string fileName = inName.FileName();
-    const std::int64_t now = SystemNow();
+    if (!IsKnown(fileName))
     {
-        const MutexLock lock(mIndexMutex);
-        const auto found = mIndex.find(fileName);
-        if (found == mIndex.end())
-        {
-            return false;
-        }
-        found->second.mUsedNanoseconds = now;
-    }
-    bool isForeign = false;
-    if (!outEntry.Open(mDirectory.Get(), inName, isForeign))
-    {
-        Forget(fileName);
-        if (isForeign)
-        {
-            ::unlinkat(mDirectory.Get(), fileName.c_str(), 0);
-        }
         return false;
     }
-    outEntry.NoteUse(now);
-    return true;
+    const EntryState state = outEntry.Open(mDirectory.Get(), inName, mMaker);
+    if (state == EntryState::kUsable)
+    {
+        const std::int64_t now = SystemNow();
+        NoteOpened(fileName, now, false);
+        outEntry.NoteUse(now);
+        return true;
+    }
+    if (state == EntryState::kOfAnotherMaker)
+    {
+        NoteOpened(fileName, 0, true);
+        return false;
+    }
+    Forget(fileName);
+    if (state == EntryState::kForeign)
+    {
+        ::unlinkat(mDirectory.Get(), fileName.c_str(), 0);
+    }
+    return false;
 }
 
 bool ManagedDirectory::Store(const EntryName& inName, const norvik::utility::RecycledMemory& inBytes)
@@ -122,16 +131,14 @@ bool ManagedDirectory::Store(const EntryName& inName, const norvik::utility::Rec
         return false;
     }
     const MutexLock maintenance(mMaintenance);
+    if (IsKnown(fileName) && OpenedEntry().Open(mDirectory.Get(), inName, mMaker) == EntryState::kUsable)
     {
-        const MutexLock lock(mIndexMutex);
-        if (mIndex.count(fileName) != 0)
-        {
-            return true;
-        }
+        return true;
     }
     int error = 0;
     const std::int64_t now = SystemNow();
-    if (!DiskCache::WriteEntryFile(mDirectory.Get(), inName, inBytes.Buffer(), inBytes.Size(), now, error))
+    if (!DiskCache::WriteEntryFile(mDirectory.Get(), inName, mMaker, inBytes.Buffer(), inBytes.Size(), now,
+                                   error))
     {
         NoteFailedWrite(error);
         return false;
@@ -139,8 +146,9 @@ bool ManagedDirectory::Store(const EntryName& inName, const norvik::utility::Rec
     bool isTooMuch = false;
     {
         const MutexLock lock(mIndexMutex);
-        mIndex[fileName] = {fileBytes, now};
-        mTotalBytes += fileBytes;
+        Known& known = mIndex[fileName];
+        mTotalBytes = mTotalBytes - known.mFileBytes + fileBytes;
+        known = {fileBytes, now};
         isTooMuch = mTotalBytes > mLimitBytes;
     }
     if (isTooMuch)
@@ -214,8 +222,7 @@ bool ManagedDirectory::IsEntry(const char* inFileName, std::uint64_t& outFileByt
     }
     outFileBytes = static_cast<std::uint64_t>(status.st_size);
     outUsedNanoseconds = NanosecondsOf(status.st_mtim);
-    bool isForeign = false;
-    return name.IsOfID() || OpenedEntry().Open(mDirectory.Get(), name, isForeign);
+    return name.IsOfID() || IsEntryState(OpenedEntry().Open(mDirectory.Get(), name, mMaker));
 }
 
 ManagedDirectory::Index ManagedDirectory::ReadEntriesLocked(std::vector<std::string>& outStrangers)
@@ -289,6 +296,25 @@ void ManagedDirectory::Forget(const std::string& inFileName)
     }
 }
 
+bool ManagedDirectory::IsKnown(const std::string& inFileName) const
+{
+    const MutexLock lock(mIndexMutex);
+    const auto found = mIndex.find(inFileName);
+    return found != mIndex.end() && !found->second.mIsOfAnotherMaker;
+}
+
+// What is of another maker isn't opened a second time, and hasn't been of use.
+void ManagedDirectory::NoteOpened(const std::string& inFileName, std::int64_t inNow, bool inIsOfAnotherMaker)
+{
+    const MutexLock lock(mIndexMutex);
+    const auto found = mIndex.find(inFileName);
+    if (found != mIndex.end())
+    {
+        found->second.mIsOfAnotherMaker = inIsOfAnotherMaker;
+        found->second.mUsedNanoseconds = inIsOfAnotherMaker ? found->second.mUsedNanoseconds : inNow;
+    }
+}
+
 void ManagedDirectory::NoteFailedWrite(int inError)
 {
     if (!mHasSaidThatWritingFails.exchange(true))
@@ -341,9 +367,8 @@ std::vector<EntryFacts> ManagedDirectory::Verify()
     for (const EntryFacts& facts : List())
     {
         OpenedEntry entry;
-        bool isForeign = false;
-        const bool isThere = entry.Open(mDirectory.Get(), facts.mName, isForeign);
-        if (isForeign || (isThere && !entry.Read()))
+        const EntryState state = entry.Open(mDirectory.Get(), facts.mName, mMaker);
+        if (state == EntryState::kForeign || (state != EntryState::kGone && !entry.Read()))
         {
             Drop(facts.mName);
             damaged.push_back(facts);

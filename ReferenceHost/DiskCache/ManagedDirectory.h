@@ -12,13 +12,16 @@
 // put there under a name of his own: it is a stranger, which is neither counted nor ever removed. A file that
 // has an id for its name is taken for an entry even if it is damaged.
 //
+// Entries of another maker, of another version of the program say, count, are checked and go like any others,
+// but are never given out. Who makes such an entry anew replaces it.
+//
 // Locks, in this order: mMaintenance, held while entries are written, counted and removed; mIndexMutex, never
 // held while the disk works.
 //
 // Thread-safety: safe.
 #pragma once
 
-#include "ReferenceHost/DiskCache/CacheEntry.h"
+#include "ReferenceHost/DiskCache/CacheMaker.h"
 #include "ReferenceHost/Foundation/Mutex.h"
 #include "norvik/utility/RecycledMemory.h"
 
@@ -44,9 +47,11 @@ class ManagedDirectory
 {
 public:
     // Never empty; whether the directory can be used is asked of it. inLimitBytes: of files, all in all.
-    // inClear removes the entries that are there.
+    // inClear removes the entries that are there. inMaker: who makes the entries that are stored, and whose
+    // entries are opened.
     static std::shared_ptr<ManagedDirectory> Open(const std::string& inPath, std::uint64_t inLimitBytes,
-                                                  bool inClear);
+                                                  bool inClear,
+                                                  DiskCache::Maker inMaker = DiskCache::GetMaker());
 
     // Empty if the directory is in use; else one line that says why it can't be. It then has no entries and
     // takes none.
@@ -55,10 +60,10 @@ public:
     std::uint64_t LimitBytes() const noexcept { return mLimitBytes; }
 
     // Opens an entry for reading and notes that it was of use. False at once if none is known; also if it
-    // turns out to be gone or foreign, and then it is not known any more, nor there.
+    // turns out to be gone or foreign, and then it is not known any more, nor there; or of another maker.
     bool OpenEntry(const DiskCache::EntryName& inName, DiskCache::OpenedEntry& outEntry);
 
-    // Writes an entry unless one of that name is known, and makes room. False if it isn't there afterwards.
+    // Writes an entry unless one of that name and of this maker is known, and makes room. False if it isn't there afterwards.
     bool Store(const DiskCache::EntryName& inName, const norvik::utility::RecycledMemory& inBytes);
 
     // Removes an entry whose bytes were found damaged.
@@ -86,10 +91,11 @@ private:
     {
         std::uint64_t mFileBytes = 0;
         std::int64_t mUsedNanoseconds = 0;
+        bool mIsOfAnotherMaker = false; // seen when it was opened
     };
     using Index = std::unordered_map<std::string, Known>; // by file name
 
-    ManagedDirectory(std::string inPath, std::uint64_t inLimitBytes);
+    ManagedDirectory(std::string inPath, std::uint64_t inLimitBytes, DiskCache::Maker inMaker);
 
     void ReadDirectoryLocked() VR_REQUIRES(mMaintenance);
     Index ReadEntriesLocked(std::vector<std::string>& outStrangers) VR_REQUIRES(mMaintenance);
@@ -98,10 +104,13 @@ private:
     void RemoveLocked(const std::vector<EntryFacts>& inOldestFirst, std::uint64_t inTargetBytes)
         VR_REQUIRES(mMaintenance);
     void Forget(const std::string& inFileName);
+    void NoteOpened(const std::string& inFileName, std::int64_t inNow, bool inIsOfAnotherMaker);
+    bool IsKnown(const std::string& inFileName) const;
     void NoteFailedWrite(int inError);
 
     const std::string mPath;
     const std::uint64_t mLimitBytes;
+    const DiskCache::Maker mMaker;
     std::string mWhyNot;
     DiskCache::FileDescriptor mDirectory;
     std::atomic<bool> mHasSaidThatWritingFails{false};

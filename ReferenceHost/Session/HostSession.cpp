@@ -1,10 +1,13 @@
 #include "ReferenceHost/Session/HostSession.h"
 
 #include "ReferenceHost/DiskCache/CacheDirectory.h"
+#include "ReferenceHost/DiskCache/CacheMaker.h"
 #include "ReferenceHost/Executors/SharedExecutors.h"
 #include "ReferenceHost/FrameLibrary/FramePool.h"
 #include "ReferenceHost/FrameLibrary/SharedVideoFrameCacheControl.h"
 #include "ReferenceHost/ImageRoutines/CpuTarget.h"
+#include "ReferenceHost/ImageRoutines/ScalerVersion.h"
+#include "ReferenceHost/Media/FFmpeg/FFmpegMedia.h"
 #include "norvik/debug/Debug.h"
 #include "norvik/utility/Machine.h"
 
@@ -75,6 +78,12 @@ void SelectTarget(const std::string& inName)
     throw std::invalid_argument("'" + inName + "' is no target of this machine, which has:" + names);
 }
 
+// Of all that has a part in what the pixels of a frame are.
+std::string VersionsOfPixels()
+{
+    return "VideoRenderer " VR_HOST_VERSION " " + Media::FFmpegVersions() + " " + ir::ScalerVersion();
+}
+
 // The library looks at this when it starts.
 void SetDiskCache(const std::optional<std::string>& inDirectory)
 {
@@ -98,6 +107,7 @@ HostSession::HostSession(const HostSettings& inSettings)
     const std::uint64_t frames = mShares.mWindowBytes + mShares.mCacheBytes;
     VF::FramePool::Instance().SetLimits(frames, frames);
     VF::SharedVideoFrameCache::SetBudget(mShares.mCacheBytes);
+    DiskCache::SetMaker(VersionsOfPixels());
     SetDiskCache(inSettings.mDiskCache);
     Executors::CreateSharedExecutors();
 }

@@ -6,11 +6,16 @@
 
 #include "ReferenceHost/Media/Media.h"
 
+#include <string>
+
 namespace Media
 {
 
 // The media with its facts (MediaObject.h), or an empty reference and the reason.
 BE::IMediaInfoRef OpenFFmpegMedia(const std::string& inPath, const OpenOptions& inOptions,
                                   OpenError& outError);
+
+// The libraries that decode pictures and unpack their formats, with the versions that are loaded.
+std::string FFmpegVersions();
 
 } // namespace Media

@@ -106,12 +106,14 @@ TEST(Watch, NamesTheThreadOfEachMoment)
         {
             pthread_setname_np(pthread_self(), "another");
             Tell(RenderEventKind::kKeyed, 1);
+            Tell(RenderEventKind::kPrefetchBegun, 1);
         });
     other.join();
     Tell(RenderEventKind::kReady, 1);
     const std::vector<Moment> moments = watch.TakeMoments();
-    ASSERT_EQ(moments.size(), 3u);
-    EXPECT_EQ(moments[0].mThread, moments[2].mThread);
+    ASSERT_EQ(moments.size(), 4u);
+    EXPECT_EQ(moments[0].mThread, moments[3].mThread);
+    EXPECT_EQ(moments[1].mThread, moments[2].mThread);
     EXPECT_NE(moments[0].mThread, moments[1].mThread);
     ASSERT_EQ(watch.ThreadNames().size(), 2u);
     EXPECT_EQ(watch.ThreadNames()[moments[1].mThread], "another");

@@ -199,6 +199,17 @@ TEST_F(DataCacheTest, EntryThatAnotherProcessWroteIsFoundByAskingForIt)
     EXPECT_TRUE(AreBytesOf(answer.mBytes, 1, 100));
 }
 
+TEST_F(DataCacheTest, EntryOfAnotherMakerIsRefusedAtOnceAndMadeAnew)
+{
+    Open()->WriteEntry(KeyText(1), mTag, BytesOf(1, kSize));
+    DiskCache::SetMaker("of tomorrow");
+    mDirectory.reset();
+    EXPECT_EQ(Read(*Open(), KeyText(1), mTag).mStatus, MF::kDataCache_NotFound);
+    Open()->WriteEntry(KeyText(1), mTag, BytesOf(2, kSize));
+    EXPECT_TRUE(AreBytesOf(Read(*Open(), KeyText(1), mTag).mBytes, 2, kSize));
+    DiskCache::SetMaker("");
+}
+
 TEST_F(DataCacheTest, DamagedEntryIsToldInTheCompletionAndDropped)
 {
     Open()->WriteEntry(KeyText(1), mTag, BytesOf(1, kSize));

@@ -98,7 +98,7 @@ void ExpectOnlyWholeFiles(const std::string& inPath)
         const std::string content = ReadFile(inPath + "/" + file);
         const std::uint64_t number = std::stoull(name.mName.substr(6));
         EXPECT_EQ(content.size(), DiskCache::FileSizeOf(name, SizeOf(number))) << file;
-        EXPECT_EQ(content.substr(content.size() - 8), "VRCACHE1") << file;
+        EXPECT_EQ(content.substr(content.size() - 8), "VRCACHE2") << file;
     }
 }
 

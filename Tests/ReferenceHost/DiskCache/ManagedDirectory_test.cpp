@@ -43,6 +43,11 @@ protected:
         return ManagedDirectory::Open(mPath, inLimit, inClear);
     }
 
+    Directory OpenAs(DiskCache::Maker inMaker, std::uint64_t inLimit = kAmple) const
+    {
+        return ManagedDirectory::Open(mPath, inLimit, false, inMaker);
+    }
+
     std::string FileOf(const EntryName& inName) const { return mPath + "/" + inName.FileName(); }
 
     // A directory with entry 1 in it, and the file of that.
@@ -535,6 +540,76 @@ TEST_F(ManagedDirectoryTest, ClearingRemovesEntriesOnly)
     WriteOne();
     EXPECT_TRUE(Open(kAmple, true)->List().empty());
     EXPECT_FALSE(Exists(FileOf(NameOf(1))));
+}
+
+TEST_F(ManagedDirectoryTest, EntryOfAnotherMakerIsNotThereUntilItIsMadeAnew)
+{
+    ASSERT_TRUE(OpenAs(1)->Store(NameOf(1), *BytesOf(1, kSize)));
+    const Directory directory = OpenAs(2);
+    EXPECT_FALSE(ReadOf(*directory, NameOf(1)));
+    EXPECT_FALSE(ReadOf(*directory, NameOf(1)));
+    EXPECT_TRUE(AreBytesOf(ReadOf(*OpenAs(1), NameOf(1)), 1, kSize)) << "its maker still uses it";
+    ASSERT_TRUE(directory->Store(NameOf(1), *BytesOf(5, 2 * kSize)));
+    EXPECT_TRUE(AreBytesOf(ReadOf(*directory, NameOf(1)), 5, 2 * kSize));
+    EXPECT_EQ(directory->TotalBytes(), DiskCache::FileSizeOf(NameOf(1), 2 * kSize));
+    EXPECT_TRUE(AreBytesOf(ReadOf(*OpenAs(2), NameOf(1)), 5, 2 * kSize));
+    EXPECT_FALSE(ReadOf(*OpenAs(1), NameOf(1)));
+}
+
+TEST_F(ManagedDirectoryTest, EntryOfAnotherMakerIsReplacedByWhoHasNotAskedForIt)
+{
+    ASSERT_TRUE(OpenAs(1)->Store(NameOf(1), *BytesOf(1, kSize)));
+    const Directory directory = OpenAs(2);
+    ASSERT_TRUE(directory->Store(NameOf(1), *BytesOf(5, kSize)));
+    EXPECT_TRUE(AreBytesOf(ReadOf(*directory, NameOf(1)), 5, kSize));
+}
+
+TEST_F(ManagedDirectoryTest, EntriesOfAnotherMakerAreListedCheckedAndCleared)
+{
+    ASSERT_TRUE(OpenAs(1)->Store(NameOf(1), *BytesOf(1, kSize)));
+    ASSERT_TRUE(OpenAs(1)->Store(NameOf(2), *BytesOf(2, kSize)));
+    const Directory directory = OpenAs(2);
+    EXPECT_FALSE(ReadOf(*directory, NameOf(1)));
+    EXPECT_EQ(directory->List().size(), 2u);
+    EXPECT_EQ(directory->TotalBytes(), 2 * DiskCache::FileSizeOf(NameOf(1), kSize));
+    EXPECT_TRUE(directory->Strangers().empty());
+    EXPECT_TRUE(directory->Verify().empty());
+    std::string file = ReadFile(FileOf(NameOf(2)));
+    file[kSize / 2] = static_cast<char>(file[kSize / 2] + 1);
+    WriteFile(FileOf(NameOf(2)), file);
+    EXPECT_EQ(directory->Verify().size(), 1u);
+    EXPECT_EQ(directory->Clear(), 1u);
+    EXPECT_EQ(FilesIn(mPath), (std::vector<std::string>{"CACHEDIR.TAG"}));
+}
+
+TEST_F(ManagedDirectoryTest, EntryWhoseMakerIsDamagedIsFound)
+{
+    std::string file = WriteOne();
+    const std::size_t maker = file.size() - 8 - 16;
+    file[maker] = static_cast<char>(file[maker] ^ 1);
+    WriteFile(FileOf(NameOf(1)), file);
+    EXPECT_EQ(Open()->Verify().size(), 1u);
+}
+
+TEST_F(ManagedDirectoryTest, EntryOfAnotherMakerIsOfNoUseByBeingAskedFor)
+{
+    ASSERT_TRUE(OpenAs(1)->Store(NameOf(1), *BytesOf(1, kSize)));
+    const Directory directory = OpenAs(2, 3 * DiskCache::FileSizeOf(NameOf(1), kSize));
+    ASSERT_TRUE(directory->Store(NameOf(2), *BytesOf(2, kSize)));
+    ASSERT_TRUE(directory->Store(NameOf(3), *BytesOf(3, kSize)));
+    EXPECT_FALSE(ReadOf(*directory, NameOf(1)));
+    ASSERT_TRUE(directory->Store(NameOf(4), *BytesOf(4, kSize)));
+    EXPECT_FALSE(Exists(FileOf(NameOf(1))));
+    EXPECT_TRUE(Exists(FileOf(NameOf(3))));
+}
+
+TEST(CacheMaker, EachTextHasItsOwn)
+{
+    EXPECT_EQ(DiskCache::GetMaker(), DiskCache::MakerOfText(""));
+    EXPECT_NE(DiskCache::MakerOfText("decoder 1.2"), DiskCache::MakerOfText("decoder 1.3"));
+    DiskCache::SetMaker("decoder 1.2");
+    EXPECT_EQ(DiskCache::GetMaker(), DiskCache::MakerOfText("decoder 1.2"));
+    DiskCache::SetMaker("");
 }
 
 TEST_F(ManagedDirectoryTest, ListTellsSizesFromTheOldestOn)
