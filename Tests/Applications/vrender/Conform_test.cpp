@@ -136,7 +136,7 @@ TEST(Conform, FilmComesBackByItsPhaseAsItDoesByLooking)
 TEST(Conform, FilmOfTheOtherDominanceComesBackWithSwappedFields)
 {
     ExpectFilm({"96x64", "top", "23", 1, "WSSWW", 1, "yuv444p"}, {"--remove-pulldown", "--swap-fields"});
-    ExpectFilm({"96x64", "top", "2332", 2, "SWWWW", 2, "yuv422p"}, {"--remove-pulldown", "--swap-fields"});
+    ExpectFilm({"96x64", "top", "2332", 1, "WSWWW", 1, "yuv422p"}, {"--remove-pulldown", "--swap-fields"});
     ExpectFilm({"96x592", "bottom", "23", 0, "WWSSW", 0, "yuv422p"}, {"--remove-pulldown", "--swap-fields"});
 }
 
