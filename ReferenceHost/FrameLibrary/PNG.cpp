@@ -21,7 +21,7 @@ using norvik::utility::RecycledMemory;
 using norviktypes::PixelFormat;
 
 // A cache must not be slower than what it spares.
-constexpr int kCacheCompressionLevel = 1;
+constexpr int kCacheCompressionLevel = 0;
 
 constexpr char kFormatKeyword[] = "Frame format";
 constexpr char kSizeKeyword[] = "Frame size";
@@ -193,6 +193,31 @@ bool ReadNotes(const PNGHeader& inHeader, FrameNotes& outNotes)
     return areRead;
 }
 
+// A fourth component of bytes that are all set, as the alpha of opaque pictures, need not be kept.
+bool IsLastComponentSet(const FramePixels& inPixels)
+{
+    FourComponentRows rows(inPixels);
+    for (std::uint32_t y = 0; y < inPixels.mHeight; ++y)
+    {
+        const std::uint8_t* const row = rows.GetRow(y);
+        unsigned all = 0xFF;
+        for (std::size_t x = 0; x < inPixels.mWidth; ++x)
+        {
+            all &= row[4 * x + 3];
+        }
+        if (all != 0xFF)
+        {
+            return false;
+        }
+    }
+    return true;
+}
+
+bool IsOfBytes(const PNGHeader& inHeader)
+{
+    return inHeader.mSamples == PNGSamples::RGBA && inHeader.mBits == 8;
+}
+
 // Whether the picture is the one that the notes tell of.
 bool Fits(const PNGHeader& inHeader, const FrameNotes& inNotes)
 {
@@ -202,8 +227,10 @@ bool Fits(const PNGHeader& inHeader, const FrameNotes& inNotes)
         return false;
     }
     const PNGHeader expected = HeaderFor(inNotes.mFormat, inNotes.mWidth, inNotes.mHeight);
+    const bool hasItsSamples = inHeader.mSamples == expected.mSamples ||
+                               (inHeader.mSamples == PNGSamples::RGB && IsOfBytes(expected));
     return inHeader.mWidth == expected.mWidth && inHeader.mHeight == expected.mHeight &&
-           inHeader.mBits == expected.mBits && inHeader.mSamples == expected.mSamples;
+           inHeader.mBits == expected.mBits && hasItsSamples;
 }
 
 bool ReadPixels(PNGReader& ioReader, const FramePixels& inPixels)
@@ -252,6 +279,10 @@ std::shared_ptr<const RecycledMemory> CompressPNG(const MF::IVideoFrameRef& inFr
     }
     PNGHeader header = HeaderFor(pixels.mFormat, pixels.mWidth, pixels.mHeight);
     header.mCompressionLevel = kCacheCompressionLevel;
+    if (IsOfBytes(header) && IsLastComponentSet(pixels))
+    {
+        header.mSamples = PNGSamples::RGB;
+    }
     AppendTexts(NotesOf(inFrame, pixels), header);
     std::vector<std::uint8_t> bytes;
     if (!Encode(header, pixels, bytes))

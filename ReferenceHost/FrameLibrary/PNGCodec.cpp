@@ -1,6 +1,7 @@
 #include "ReferenceHost/FrameLibrary/PNGCodec.h"
 
 #include <png.h>
+#include <zlib.h>
 
 #include <algorithm>
 #include <csetjmp>
@@ -162,9 +163,15 @@ void WriteAll(void* ioContext)
     const Writer& writer = *static_cast<Writer*>(ioContext);
     png_set_write_fn(writer.mPNG, &writer.mBytes, AppendBytes, FlushNothing);
     png_set_user_limits(writer.mPNG, kLargestSide, kLargestSide);
-    png_set_compression_level(writer.mPNG, writer.mHeader.mCompressionLevel);
-    // Of the filters, the one that pays best for its time.
-    png_set_filter(writer.mPNG, PNG_FILTER_TYPE_BASE, PNG_FILTER_SUB);
+    const bool isQuickest = writer.mHeader.mCompressionLevel == 0;
+    png_set_compression_level(writer.mPNG, isQuickest ? 1 : writer.mHeader.mCompressionLevel);
+    if (isQuickest)
+    {
+        png_set_compression_strategy(writer.mPNG, Z_RLE);
+    }
+    // Of the filters, the one that pays best for its time; what a row has in common with the one above it, a
+    // search finds for itself.
+    png_set_filter(writer.mPNG, PNG_FILTER_TYPE_BASE, isQuickest ? PNG_FILTER_UP : PNG_FILTER_SUB);
     WriteHeader(writer);
     SetWriteTransforms(writer);
     for (std::uint32_t y = 0; y < writer.mHeader.mHeight; ++y)
@@ -249,7 +256,8 @@ bool PNGReader::Impl::TakeHeader()
 {
     const int bits = png_get_bit_depth(mPNG, mInfo);
     const int colourType = png_get_color_type(mPNG, mInfo);
-    const bool isKnown = colourType == PNG_COLOR_TYPE_GRAY || colourType == PNG_COLOR_TYPE_RGBA;
+    const bool isKnown = colourType == PNG_COLOR_TYPE_GRAY || colourType == PNG_COLOR_TYPE_RGB ||
+                         colourType == PNG_COLOR_TYPE_RGBA;
     if (!isKnown || (bits != 8 && bits != 16) || png_get_interlace_type(mPNG, mInfo) != PNG_INTERLACE_NONE)
     {
         return false;
@@ -257,7 +265,9 @@ bool PNGReader::Impl::TakeHeader()
     mHeader.mWidth = png_get_image_width(mPNG, mInfo);
     mHeader.mHeight = png_get_image_height(mPNG, mInfo);
     mHeader.mBits = static_cast<std::uint32_t>(bits);
-    mHeader.mSamples = colourType == PNG_COLOR_TYPE_GRAY ? PNGSamples::Gray : PNGSamples::RGBA;
+    mHeader.mSamples = colourType == PNG_COLOR_TYPE_GRAY  ? PNGSamples::Gray
+                       : colourType == PNG_COLOR_TYPE_RGB ? PNGSamples::RGB
+                                                          : PNGSamples::RGBA;
     png_textp texts = nullptr;
     const int count = png_get_text(mPNG, mInfo, &texts, nullptr);
     for (int index = 0; index < count; ++index)
@@ -274,6 +284,10 @@ void PNGReader::Impl::ReadPicture(void* ioImpl)
     if (reader.mHeader.mBits == 16 && kIsLittleEndian)
     {
         png_set_swap(png);
+    }
+    if (reader.mHeader.mSamples == PNGSamples::RGB)
+    {
+        png_set_add_alpha(png, 0xFFFF, PNG_FILLER_AFTER);
     }
     if (reader.mHeader.mSamples != PNGSamples::Gray)
     {

@@ -19,7 +19,7 @@ namespace VF
 enum class PNGSamples
 {
     Gray,
-    RGB,  // for writing only: from B G R A, whose last is left out
+    RGB,  // from B G R A, whose last is left out, and back with all of it set
     RGBA, // from and to B G R A
 };
 
@@ -32,7 +32,7 @@ struct PNGHeader
     // Width of a pixel over its height; 0 says nothing.
     std::uint32_t mAspectNumerator = 0;
     std::uint32_t mAspectDenominator = 0;
-    // 1 is quick, 9 is small.
+    // 1 is quick, 9 is small; 0 is quickest, as only runs of one byte are looked for.
     int mCompressionLevel = 1;
     // Keyword (1 to 79 Latin-1 characters) and text.
     std::vector<std::pair<std::string, std::string>> mTexts;
@@ -63,7 +63,7 @@ bool EncodePNG(const PNGHeader& inHeader, IPNGRowSource& inRows, std::vector<std
 class PNGReader
 {
 public:
-    // The bytes outlive the reader. Null unless they begin as a PNG of gray or RGBA samples, with sides and
+    // The bytes outlive the reader. Null unless they begin as a PNG of gray, RGB or RGBA samples, with sides and
     // texts within sensible limits.
     static std::unique_ptr<PNGReader> Open(const void* inBytes, std::size_t inSize);
     ~PNGReader();

@@ -189,6 +189,45 @@ TEST(PNG, EachFormatOf8To16BitsComesBackExactly)
     }
 }
 
+// Such pictures are kept without what is the same in each pixel.
+TEST(PNG, WhoseLastByteIsSetComesBackExactlyAndTakesLess)
+{
+    std::size_t formats = 0;
+    for (const PixelFormatRow& row : kPixelFormatTable)
+    {
+        if (!IsPackedFourComponent(row.mFormat.mProperties) ||
+            DepthOfProperties(row.mFormat.mProperties) != 8)
+        {
+            continue;
+        }
+        SCOPED_TRACE(row.mText);
+        ++formats;
+        const IVideoFrameRef frame = NoisyFrame(row.mFormat, 61, 31);
+        VF::FramePixels pixels;
+        ASSERT_TRUE(VF::GetFramePixels(frame, pixels));
+        for (std::uint32_t y = 0; y < 31; ++y)
+        {
+            for (std::size_t x = 0; x < 61; ++x)
+            {
+                pixels.Row(0, y)[4 * x + 3] = 0xFF;
+            }
+        }
+        const std::vector<std::uint8_t> bytes = BytesOf(VF::CompressPNG(frame));
+        EXPECT_EQ(bytes[25], 2) << "RGB";
+        const IVideoFrameRef back = VF::DecompressPNG(FromBytes(bytes));
+        ASSERT_TRUE(back);
+        EXPECT_TRUE(HaveEqualPixels(back, frame));
+        pixels.Row(0, 30)[4 * 60 + 3] = 0xFE; // and one pixel that isn't so
+        const std::vector<std::uint8_t> more = BytesOf(VF::CompressPNG(frame));
+        EXPECT_EQ(more[25], 6) << "RGBA";
+        EXPECT_GT(more.size(), bytes.size());
+        const IVideoFrameRef moreBack = VF::DecompressPNG(FromBytes(more));
+        ASSERT_TRUE(moreBack);
+        EXPECT_TRUE(HaveEqualPixels(moreBack, frame));
+    }
+    EXPECT_GT(formats, 3u);
+}
+
 TEST(PNG, FloatFormatsAreRefused)
 {
     for (const PixelFormatRow& row : kPixelFormatTable)
