@@ -430,8 +430,10 @@ RenderRequest Clip::ChainRequest(const RenderRequest& inRequest) const
     {
         request.mWidth = static_cast<std::uint32_t>(mStreamFacts.mWidth);
         request.mHeight = static_cast<std::uint32_t>(mStreamFacts.mHeight);
-        request.mPixelFormat =
-            FilmFormatFor(request.mPixelFormat, NeedsPackedFilm(mStreamFacts, mConforming.mSwapsFields));
+        request.mPixelFormat = mChain.mFilmFormat != norviktypes::kPixelFormat_Any
+                                   ? mChain.mFilmFormat
+                                   : FilmFormatFor(request.mPixelFormat,
+                                                   NeedsPackedFilm(mStreamFacts, mConforming.mSwapsFields));
     }
     return request;
 }

@@ -1,10 +1,13 @@
 #include "ReferenceHost/Session/SourceChain.h"
 
+#include "ReferenceHost/FrameLibrary/FrameGeometry.h"
 #include "TVK/Allocated.h"
 #include "VF/VideoFrame.h"
 #include "norvik/utility/Strings.h"
 
 #include <array>
+#include <cstdint>
+#include <utility>
 
 namespace Session
 {
@@ -72,6 +75,186 @@ private:
     const FieldType mFieldType;
 };
 
+// 4:2:0, whatever it says of its chroma, and the packed 4:2:2 that holds its fields apart.
+struct ChromaFormats
+{
+    norviktypes::PixelFormat mOfFrames;
+    norviktypes::PixelFormat mOfFields;
+    norviktypes::PixelFormat mPacked;
+};
+constexpr std::array<ChromaFormats, 2> kChromaFormats = {
+    {{norviktypes::kPixelFormat_YUV_420_MPEG2_Frame_8u_601,
+      norviktypes::kPixelFormat_YUV_420_MPEG2_Field_8u_601, norviktypes::kPixelFormat_UYVY_422_8u_601},
+     {norviktypes::kPixelFormat_YUV_420_MPEG2_Frame_8u_709,
+      norviktypes::kPixelFormat_YUV_420_MPEG2_Field_8u_709, norviktypes::kPixelFormat_UYVY_422_8u_709}}};
+
+// The row that inFormat is of; null: it is of none.
+const ChromaFormats* FormatsOf(const norviktypes::PixelFormat& inFormat) noexcept
+{
+    for (const ChromaFormats& row : kChromaFormats)
+    {
+        if (inFormat == row.mOfFrames || inFormat == row.mOfFields || inFormat == row.mPacked)
+        {
+            return &row;
+        }
+    }
+    return nullptr;
+}
+
+// The bytes of a frame.
+struct Planes
+{
+    explicit Planes(const MF::IVideoFrameRef& inFrame)
+    {
+        TVK::Rect bounds;
+        inFrame->GetBounds(bounds);
+        mWidth = static_cast<std::uint32_t>(bounds.Width());
+        mHeight = static_cast<std::uint32_t>(bounds.Height());
+        inFrame->GetPixelFormat(mFormat);
+        mBytes = static_cast<std::uint8_t*>(VF::IVideoFramePixelsRef(inFrame)->GetPixels());
+        const auto rowBytes = static_cast<std::uint64_t>(VF::IVideoFrameRasterRef(inFrame)->GetRowBytes());
+        if (!VF::GetFrameGeometry(mFormat, rowBytes, mWidth, mHeight, mGeometry))
+        {
+            throw ML::RenderRequestException(VF::kFrameStatus_BadArgument);
+        }
+    }
+
+    std::uint8_t* Line(std::size_t inPlane, std::uint32_t inLine) const
+    {
+        const VF::FramePlane& plane = mGeometry.mPlanes[inPlane];
+        return mBytes + plane.mOffset + inLine * plane.mRowBytes;
+    }
+
+    norviktypes::PixelFormat mFormat;
+    std::uint32_t mWidth = 0;
+    std::uint32_t mHeight = 0;
+    std::uint8_t* mBytes = nullptr;
+    VF::FrameGeometry mGeometry;
+};
+
+MF::IVideoFrameRef FrameLike(const MF::IVideoFrameRef& inFrame, const norviktypes::PixelFormat& inFormat)
+{
+    TVK::Rect bounds;
+    inFrame->GetBounds(bounds);
+    norviktypes::PixelAspectRatio ratio;
+    inFrame->GetPixelAspectRatio(ratio);
+    MF::IVideoFrameRef frame;
+    if (VF::CreateVideoFrame(frame, inFormat, static_cast<std::uint32_t>(bounds.Width()),
+                             static_cast<std::uint32_t>(bounds.Height()), ratio, false, false) < 0)
+    {
+        throw ML::RenderRequestException(VF::kFrameStatus_OutOfMemory);
+    }
+    frame->SetFieldType(inFrame->GetFieldType());
+    frame->SetAlphaType(inFrame->GetAlphaType());
+    return frame;
+}
+
+// Each line gets the chroma line of its own field, so that lines of the two fields share none. Every second
+// chroma line of video is of one field, even where the file tells that it was made of whole frames.
+MF::IVideoFrameRef WithChromaOfFields(const MF::IVideoFrameRef& inFrame)
+{
+    const Planes from(inFrame);
+    const ChromaFormats* const formats = FormatsOf(from.mFormat);
+    if (formats == nullptr || from.mFormat == formats->mPacked)
+    {
+        return inFrame;
+    }
+    const MF::IVideoFrameRef packed = FrameLike(inFrame, formats->mPacked);
+    const Planes to(packed);
+    const std::uint32_t chromaLines = from.mGeometry.mPlanes[1].mLines;
+    for (std::uint32_t y = 0; y < from.mHeight; ++y)
+    {
+        std::uint32_t chroma = y / 4 * 2 + y % 2;
+        chroma = chroma < chromaLines ? chroma : chroma >= 2 ? chroma - 2 : 0;
+        const std::uint8_t* luma = from.Line(0, y);
+        const std::uint8_t* u = from.Line(1, chroma);
+        const std::uint8_t* v = from.Line(2, chroma);
+        std::uint8_t* out = to.Line(0, y);
+        for (std::uint32_t x = 0; x < from.mWidth; x += 2)
+        {
+            out[2 * x] = u[x / 2];
+            out[2 * x + 1] = luma[x];
+            out[2 * x + 2] = v[x / 2];
+            out[2 * x + 3] = luma[x + 1 < from.mWidth ? x + 1 : x];
+        }
+    }
+    return packed;
+}
+
+// The reverse of it, for a frame whose fields are of one moment.
+MF::IVideoFrameRef WithChromaOfFrames(const MF::IVideoFrameRef& inFrame)
+{
+    const Planes from(inFrame);
+    const ChromaFormats* const formats = FormatsOf(from.mFormat);
+    if (formats == nullptr || from.mFormat != formats->mPacked)
+    {
+        return inFrame;
+    }
+    const MF::IVideoFrameRef planar = FrameLike(inFrame, formats->mOfFrames);
+    const Planes to(planar);
+    for (std::uint32_t y = 0; y < from.mHeight; ++y)
+    {
+        const std::uint8_t* in = from.Line(0, y);
+        std::uint8_t* luma = to.Line(0, y);
+        for (std::uint32_t x = 0; x < from.mWidth; ++x)
+        {
+            luma[x] = in[2 * x + 1];
+        }
+    }
+    for (std::uint32_t y = 0; y < to.mGeometry.mPlanes[1].mLines; ++y)
+    {
+        const std::uint32_t line = y / 2 * 4 + y % 2;
+        const std::uint8_t* in = from.Line(0, line < from.mHeight ? line : from.mHeight - 1);
+        std::uint8_t* u = to.Line(1, y);
+        std::uint8_t* v = to.Line(2, y);
+        for (std::uint32_t x = 0; x < from.mWidth; x += 2)
+        {
+            u[x / 2] = in[2 * x];
+            v[x / 2] = in[2 * x + 2];
+        }
+    }
+    return planar;
+}
+
+// Frames of a source in another shape of their bytes.
+class RepackedSource : public TVK::Implements<RepackedSource, ML::IRenderableSource>
+{
+public:
+    using Repack = MF::IVideoFrameRef (*)(const MF::IVideoFrameRef&);
+
+    RepackedSource(ML::IRenderableSourceRef inSource, Repack inRepack)
+        : mSource(std::move(inSource))
+        , mRepack(inRepack)
+    {
+    }
+
+    void ConformFrameTime(const MF::FrameTime& inTime, const ML::CutlistRenderParams& inParams,
+                          MF::FrameTime& outTime) override
+    {
+        mSource->ConformFrameTime(inTime, inParams, outTime);
+    }
+    void CollectPrefetchItems(const MF::FrameTime& inTime, const ML::CutlistRenderParams& inParams,
+                              std::vector<ML::IRenderableNodePrefetchRef>& ioItems) override
+    {
+        mSource->CollectPrefetchItems(inTime, inParams, ioItems);
+    }
+    void Render(const MF::FrameTime& inTime, const ML::CutlistRenderParams& inParams,
+                MF::IVideoFrameRef& outFrame) override
+    {
+        mSource->Render(inTime, inParams, outFrame);
+        if (outFrame)
+        {
+            outFrame = mRepack(outFrame);
+        }
+    }
+    void GetFrameRate(norviktypes::FrameRate& outRate) override { mSource->GetFrameRate(outRate); }
+    void GetFieldRate(norviktypes::FrameRate& outRate) override { mSource->GetFieldRate(outRate); }
+
+private:
+    const ML::IRenderableSourceRef mSource;
+    const Repack mRepack;
+};
+
 // The stream's own rate, fields and aspect, so that its frames are shown one for one.
 ML::IRenderableSourceRef SourceOfStream(const BE::IVideoSourceRef& inStream, const std::string& inName)
 {
@@ -110,6 +293,9 @@ public:
         : mFacts(inFacts)
         , mConforming(inConforming)
     {
+        std::vector<norviktypes::PixelFormat> formats;
+        inStream->GetNativePixelFormat(formats);
+        mNativeFormat = formats.empty() ? norviktypes::kPixelFormat_Any : formats.front();
         Put("stream", SourceOfStream(inStream, inName));
     }
 
@@ -152,8 +338,21 @@ private:
             Put(isUpper ? "label upper first" : "label lower first",
                 ML::IRenderableSourceRef(new RelabelledSource(mChain.mTop, dominance)));
         }
+        const ChromaFormats* const formats = FormatsOf(mNativeFormat);
+        const bool hasSharedChroma = formats != nullptr && mNativeFormat != formats->mPacked;
+        if (hasSharedChroma)
+        {
+            mChain.mFilmFormat = mNativeFormat;
+            Put("part chroma of fields",
+                ML::IRenderableSourceRef(new RepackedSource(mChain.mTop, &WithChromaOfFields)));
+        }
         Put(std::string("remove pulldown ") + NameOfCadence(inCadence),
             ML::RemovePulldownFromSource(mChain.mTop, inCadence));
+        if (hasSharedChroma)
+        {
+            Put("join chroma of fields",
+                ML::IRenderableSourceRef(new RepackedSource(mChain.mTop, &WithChromaOfFrames)));
+        }
     }
 
     void AddFieldWork(FieldType inOfFields)
@@ -203,6 +402,7 @@ private:
 
     const Media::MediaFacts& mFacts;
     const Conforming& mConforming;
+    norviktypes::PixelFormat mNativeFormat;
     SourceChain mChain;
 };
 

@@ -3,6 +3,7 @@
 #include "BE/IVideoSource.h"
 #include "ReferenceHost/Session/Conforming.h"
 #include "RenderableSources.h"
+#include "norviktypes/PixelFormat.h"
 
 #include <string>
 #include <vector>
@@ -23,6 +24,8 @@ struct SourceChain
     ML::IRenderableSourceRef mTop;
     std::vector<std::string> mLinks; // what each does, the stream's own first
     norviktypes::FieldType mFieldType = norviktypes::kFieldType_Progressive; // of the output
+    // In which film is put together; any: as Clip chooses.
+    norviktypes::PixelFormat mFilmFormat = norviktypes::kPixelFormat_Any;
 };
 
 // inCadence is that of inConforming, or the one that was found.

@@ -128,6 +128,15 @@ TEST(Conform, FilmComesBackFromHighDefinitionWithTheUpperFieldFirst)
     ExpectFilm({"96x592", "top", "23", 3, "SWWWS", 3, "yuv444p"}, {"--remove-pulldown"});
 }
 
+TEST(Conform, FilmComesBackWithChromaThatFieldsShareInTheFile)
+{
+    ExpectFilm({"96x64", "bottom", "23", 0, "WWSSW", 0, "yuv420p"}, {"--remove-pulldown"});
+    ExpectFilm({"96x64", "bottom", "2332", 1, "WSWWW", 1, "yuv420p"}, {"--remove-pulldown"});
+    ExpectFilm({"96x592", "top", "23", 4, "WWWSS", 3, "yuv420p"}, {"--remove-pulldown"});
+    ExpectFilm({"97x66", "bottom", "23", 0, "WWSSW", 0, "yuv420p"}, {"--remove-pulldown"});
+    ExpectFilm({"96x64", "top", "23", 0, "WWSSW", 0, "yuv420p"}, {"--remove-pulldown", "--swap-fields"});
+}
+
 TEST(Conform, FilmComesBackByItsPhaseAsItDoesByLooking)
 {
     ExpectFilm({"96x64", "bottom", "23", 2, "SSWWW", 2, "yuv422p"}, {"--remove-pulldown", "SSWWW"});
