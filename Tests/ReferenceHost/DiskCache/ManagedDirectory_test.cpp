@@ -598,6 +598,7 @@ TEST_F(ManagedDirectoryTest, EntryOfAnotherMakerIsOfNoUseByBeingAskedFor)
     ASSERT_TRUE(directory->Store(NameOf(2), *BytesOf(2, kSize)));
     ASSERT_TRUE(directory->Store(NameOf(3), *BytesOf(3, kSize)));
     EXPECT_FALSE(ReadOf(*directory, NameOf(1)));
+    EXPECT_EQ(directory->List().front().mName.mName, "entry-1");
     ASSERT_TRUE(directory->Store(NameOf(4), *BytesOf(4, kSize)));
     EXPECT_FALSE(Exists(FileOf(NameOf(1))));
     EXPECT_TRUE(Exists(FileOf(NameOf(3))));
@@ -620,6 +621,7 @@ TEST_F(ManagedDirectoryTest, ListTellsSizesFromTheOldestOn)
         ASSERT_TRUE(directory->Store(NameOf(number), *BytesOf(number, kSize * number)));
     }
     EXPECT_TRUE(ReadOf(*directory, NameOf(1)));
+    EXPECT_EQ(directory->List().back().mName.mName, "entry-1");
     const auto list = Open()->List();
     ASSERT_EQ(list.size(), 3u);
     EXPECT_EQ(list[0].mName.mName, "entry-2");

@@ -228,6 +228,21 @@ TEST(PNG, WhoseLastByteIsSetComesBackExactlyAndTakesLess)
     EXPECT_GT(formats, 3u);
 }
 
+TEST(PNG, BytesThatAreSetInWordsAreNoComponent)
+{
+    const IVideoFrameRef frame = NoisyFrame(kPixelFormat_BGRA_4444_16u, 16, 2);
+    VF::FramePixels pixels;
+    ASSERT_TRUE(VF::GetFramePixels(frame, pixels));
+    for (std::size_t x = 0; x < 16; ++x)
+    {
+        pixels.Row(0, 0)[4 * x + 3] = 0xFF;
+        pixels.Row(0, 1)[4 * x + 3] = 0xFF;
+    }
+    const IVideoFrameRef back = VF::DecompressPNG(VF::CompressPNG(frame));
+    ASSERT_TRUE(back);
+    EXPECT_TRUE(HaveEqualPixels(back, frame));
+}
+
 TEST(PNG, FloatFormatsAreRefused)
 {
     for (const PixelFormatRow& row : kPixelFormatTable)
