@@ -80,6 +80,19 @@ class Media:
         return self.make("raw_2160.avi", ["-f", "lavfi", "-i", CHART.format(size="3840x2160", seconds=4),
                                           "-c:v", "rawvideo", "-pix_fmt", "yuv420p", *TAGS, *BITEXACT])
 
+    def fields(self):
+        """Two frames of the noisy clip to one of two fields, the upper one first."""
+        return self.make("fields_1080.mkv", ["-i", self.noisy(), "-vf", "tinterlace=interleave_top,setfield=tff",
+                                             "-c:v", "rawvideo", "-pix_fmt", "yuv420p", "-field_order", "tt",
+                                             *BITEXACT])
+
+    def telecined(self):
+        """Film frames of the noisy clip as 2:3 pulldown has them, the upper field first."""
+        return self.make("telecined_1080.mkv", ["-i", self.noisy(), "-vf", "setpts=N*1001/24000/TB,fps=24000/1001,"
+                                                "telecine=first_field=top:pattern=23,setfield=tff", "-t", "6.6",
+                                                "-c:v", "rawvideo", "-pix_fmt", "yuv420p", "-field_order", "tt",
+                                                *BITEXACT])
+
 
 class Run:
     """One process: wall and processor seconds, peak resident bytes, page faults that needed no disk."""
@@ -115,9 +128,9 @@ class Bench:
         part = ["--range", f"0:{frames}"] if frames else []
         return [self.vrender, "render", clip, "null:", "--threads", str(threads), "--pix-fmt", "bgra", *part, *more]
 
-    def peer(self, clip, threads, graph="format=bgra", frames=None):
+    def peer(self, clip, threads, graph="format=bgra", frames=None, source=()):
         part = ["-frames:v", str(frames)] if frames else []
-        return [*QUIET, "-threads", str(threads), "-filter_threads", str(threads), "-i", clip, "-an", "-vf", graph,
+        return [*QUIET, "-threads", str(threads), "-filter_threads", str(threads), *source, "-i", clip, "-an", "-vf", graph,
                 "-fps_mode", "passthrough", *part, "-f", "null", "-"]
 
     def row(self, name, ours, peer, ratio, aim):
@@ -134,9 +147,10 @@ class Bench:
                 result.append(Run(words, processors))
         return results
 
-    def whole(self, name, clip, frames, processors, aim, options=(), graph="format=bgra"):
+    def whole(self, name, clip, frames, processors, aim, options=(), graph="format=bgra", source=()):
         """Frames a second of the whole process."""
-        ours, peer = self.in_turn(processors, self.ours(clip, processors, *options), self.peer(clip, processors, graph))
+        ours, peer = self.in_turn(processors, self.ours(clip, processors, *options),
+                                  self.peer(clip, processors, graph, source=source))
 
         def text(runs):
             return (f"{frames / median(r.wall for r in runs):.1f} fps, CPU {median(r.user for r in runs):.2f} + "
@@ -212,6 +226,34 @@ class Bench:
                  f"{1000 * median(r.wall for r in many) / 40:.0f} ms each", "as above",
                  f"{median(r.wall for r in many) / sum(p.wall for _, p in pairs):.2f} times its time", "at most 1")
 
+    def conform(self):
+        """Fields, time and film on one core, frames of the output; then two cores against one."""
+        media = self.media
+        bwdif = "bwdif=mode=send_frame:deint=all,format=bgra"
+        for quality, aim in (("medium", "at least 170 %"), ("high", "at least 100 %")):
+            options = ("--deinterlace", "--quality", quality)
+            self.whole(f"1080i to progressive BGRA, {quality} quality, against bwdif", media.fields(), 125, 1, aim,
+                       options, bwdif)
+            # Raw video in Matroska is read through once when it is opened.
+            self.slope(f"the same, {quality} quality, opened already", media.fields(), 25, 125, 1,
+                       "at most " + {"medium": "0.59", "high": "1"}[quality], options, bwdif)
+        self.whole("1080p at twice the speed, blended, against tmix", media.raw(), 100, 1, "at least 300 %",
+                   ("--speed", "2", "--blend"), "tmix=frames=2,framestep=2,format=bgra")
+        # The rate that the peer fills up is that of its input, as a filter of time stamps alone would change nothing.
+        self.whole("1080p at half the speed, blended, against framerate", media.raw(), 400, 1, "at least 67 %",
+                   ("--speed", "0.5", "--blend"), "framerate=fps=25,format=bgra", ("-r", "12.5"))
+        self.whole("telecined 1080i to film, against fieldmatch and decimate", media.telecined(), 160, 1,
+                   "at least 100 %", ("--remove-pulldown", "auto"), "fieldmatch,decimate,format=bgra")
+        for graph, aim in (("scale=1920:1080:flags=area", "at least 135 %"), ("zscale=1920:1080", "at least 67 %")):
+            self.whole(f"2160p to 1080p BGRA, against {graph.partition('=')[0]}", media.raw_2160(), 100, 1, aim,
+                       ("--size", "1920x1080"), f"{graph},format=bgra")
+        for name, clip, options in (("2160p to 1080p", media.raw_2160(), ("--size", "1920x1080")),
+                                    ("1080p at twice the speed, blended", media.raw(), ("--speed", "2", "--blend"))):
+            pairs = [(Run(self.ours(clip, 1, *options), 1), Run(self.ours(clip, 2, *options), 2))
+                     for _ in range(self.runs)]
+            self.row(f"{name}, 2 cores against 1, by turns",
+                     f"{median(one.wall / two.wall for one, two in pairs):.2f} times as fast", "", "", "at least 1.6")
+
     def memory(self):
         """With as many threads as cores, fewer and many more, on two cores."""
         clips = (("1080p H.264, 10 s", self.media.noisy()), ("1080p H.264, 60 s", self.media.minute()),
@@ -286,7 +328,7 @@ class Bench:
                 self.row(f"page faults a frame, steady, {name}, {processors} core{'s' * (processors > 1)}",
                          f"{slope(a, b):.1f}", f"{slope(c, d):.1f}", "", "near zero (an 8 MB frame has 2025 pages)")
 
-    GROUPS = ("h264", "raw", "scale", "thumbnails", "diskcache", "memory", "faults")
+    GROUPS = ("h264", "raw", "scale", "conform", "thumbnails", "diskcache", "memory", "faults")
 
     def table(self):
         lines = ["| What | vrender | FFmpeg | vrender against FFmpeg | Aim |", "|---|---|---|---|---|"]
