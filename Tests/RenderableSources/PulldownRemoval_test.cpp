@@ -357,6 +357,45 @@ TEST_F(PulldownRemoval, FrameOfACacheIsNotWritten)
     EXPECT_TRUE(TestSupport::HaveEqualPixels(cached[1], FrameOfFilm(kBGRA, 8, 2, 2)));
 }
 
+TEST_F(PulldownRemoval, ProgressiveFrameThatHoldsTheFilmFrameIsPassedOnItself)
+{
+    const ML::IRenderableSourceRef source = ML::RemovePulldownFromSource(mInner, kPulldownCadence_WWSSW);
+    const MF::IVideoFrameRef cached = FrameOfFilm(kBGRA, 8, 1, 1);
+    cached->SetFieldType(kFieldType_Progressive);
+    cached->Freeze();
+    mInner->mFrameFunction = [&](const MF::FrameTime&) { return cached; };
+    EXPECT_EQ(RenderedFrame(source, FilmTime(1), mParams), cached);
+}
+
+// Taken for fields, every second line of the film would be made up.
+TEST_F(PulldownRemoval, FilmOfVideoWithFieldsIsBlendedWhole)
+{
+    const auto value = [](std::int64_t inFrame, std::uint32_t inRow)
+    { return static_cast<int>(40 + inFrame * 80 + inRow % 2 * 60); };
+    mInner->mFrameFunction = [&](const MF::FrameTime& inTime)
+    {
+        const MF::IVideoFrameRef frame = NewFrame(kPixelFormat_BGRX_4444_8u, kWidth, 8);
+        for (std::uint32_t row = 0; row < 8; ++row)
+        {
+            std::memset(TestSupport::RowOf(frame, row), value(inTime.mFirstTime.ToFrame64(kVideo), row),
+                        kWidth * 4);
+        }
+        frame->SetFieldType(kFieldType_UpperFirst);
+        frame->Freeze();
+        return frame;
+    };
+    mParams.mFrameRate = kFilm;
+    const ML::IRenderableSourceRef source =
+        ML::TimeBlendSource(ML::RemovePulldownFromSource(mInner, kPulldownCadence_WWSSW), {}, 0.5);
+    const MF::FrameTime between(FilmTime(0).mFirstTime + TickTime(kFilm.GetTicks() / 2));
+    const MF::IVideoFrameRef frame = RenderedFrame(source, between, mParams);
+    ASSERT_TRUE(frame);
+    for (std::uint32_t row = 0; row < 8; ++row)
+    {
+        EXPECT_NEAR(*TestSupport::RowOf(frame, row), (value(0, row) + value(1, row)) / 2, 1) << "row " << row;
+    }
+}
+
 TEST_F(PulldownRemoval, WithoutARhythmTheFrameOfTheTimeIsShown)
 {
     const ML::IRenderableSourceRef source = ML::RemovePulldownFromSource(mInner, kPulldownCadence_None);
