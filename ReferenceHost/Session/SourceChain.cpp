@@ -7,6 +7,7 @@
 
 #include <array>
 #include <cstdint>
+#include <functional>
 #include <utility>
 
 namespace Session
@@ -33,13 +34,16 @@ FieldType Flipped(FieldType inType) noexcept
     }
 }
 
-// Frames as they are, under another order of fields: where the file tells none, or the wrong one.
-class RelabelledSource : public TVK::Implements<RelabelledSource, ML::IRenderableSource>
+// Frames of a source that one operation has been through.
+class AlteredSource : public TVK::Implements<AlteredSource, ML::IRenderableSource>
 {
 public:
-    RelabelledSource(ML::IRenderableSourceRef inSource, FieldType inFieldType)
+    using Operation =
+        std::function<MF::IVideoFrameRef(const MF::IVideoFrameRef&, norviktypes::RenderQuality)>;
+
+    AlteredSource(ML::IRenderableSourceRef inSource, Operation inOperation)
         : mSource(std::move(inSource))
-        , mFieldType(inFieldType)
+        , mOperation(std::move(inOperation))
     {
     }
 
@@ -57,14 +61,9 @@ public:
                 MF::IVideoFrameRef& outFrame) override
     {
         mSource->Render(inTime, inParams, outFrame);
-        if (!outFrame || outFrame->GetFieldType() == mFieldType)
-        {
-            return;
-        }
-        outFrame = VF::MakeWriteableVideoFrame(outFrame, inParams.mRenderQuality);
         if (outFrame)
         {
-            outFrame->SetFieldType(mFieldType);
+            outFrame = mOperation(outFrame, inParams.mRenderQuality);
         }
     }
     void GetFrameRate(norviktypes::FrameRate& outRate) override { mSource->GetFrameRate(outRate); }
@@ -72,8 +71,24 @@ public:
 
 private:
     const ML::IRenderableSourceRef mSource;
-    const FieldType mFieldType;
+    const Operation mOperation;
 };
+
+// The frame as it is, under another order of fields: where the file tells none, or the wrong one.
+MF::IVideoFrameRef WithFieldType(const MF::IVideoFrameRef& inFrame, FieldType inFieldType,
+                                 norviktypes::RenderQuality inQuality)
+{
+    if (inFrame->GetFieldType() == inFieldType)
+    {
+        return inFrame;
+    }
+    MF::IVideoFrameRef frame = VF::MakeWriteableVideoFrame(inFrame, inQuality);
+    if (frame)
+    {
+        frame->SetFieldType(inFieldType);
+    }
+    return frame;
+}
 
 // 4:2:0, whatever it says of its chroma, and the packed 4:2:2 that holds its fields apart.
 struct ChromaFormats
@@ -151,7 +166,7 @@ MF::IVideoFrameRef FrameLike(const MF::IVideoFrameRef& inFrame, const norviktype
 
 // Each line gets the chroma line of its own field, so that lines of the two fields share none. Every second
 // chroma line of video is of one field, even where the file tells that it was made of whole frames.
-MF::IVideoFrameRef WithChromaOfFields(const MF::IVideoFrameRef& inFrame)
+MF::IVideoFrameRef WithChromaOfFields(const MF::IVideoFrameRef& inFrame, norviktypes::RenderQuality)
 {
     const Planes from(inFrame);
     const ChromaFormats* const formats = FormatsOf(from.mFormat);
@@ -182,7 +197,7 @@ MF::IVideoFrameRef WithChromaOfFields(const MF::IVideoFrameRef& inFrame)
 }
 
 // The reverse of it, for a frame whose fields are of one moment.
-MF::IVideoFrameRef WithChromaOfFrames(const MF::IVideoFrameRef& inFrame)
+MF::IVideoFrameRef WithChromaOfFrames(const MF::IVideoFrameRef& inFrame, norviktypes::RenderQuality)
 {
     const Planes from(inFrame);
     const ChromaFormats* const formats = FormatsOf(from.mFormat);
@@ -215,45 +230,6 @@ MF::IVideoFrameRef WithChromaOfFrames(const MF::IVideoFrameRef& inFrame)
     }
     return planar;
 }
-
-// Frames of a source in another shape of their bytes.
-class RepackedSource : public TVK::Implements<RepackedSource, ML::IRenderableSource>
-{
-public:
-    using Repack = MF::IVideoFrameRef (*)(const MF::IVideoFrameRef&);
-
-    RepackedSource(ML::IRenderableSourceRef inSource, Repack inRepack)
-        : mSource(std::move(inSource))
-        , mRepack(inRepack)
-    {
-    }
-
-    void ConformFrameTime(const MF::FrameTime& inTime, const ML::CutlistRenderParams& inParams,
-                          MF::FrameTime& outTime) override
-    {
-        mSource->ConformFrameTime(inTime, inParams, outTime);
-    }
-    void CollectPrefetchItems(const MF::FrameTime& inTime, const ML::CutlistRenderParams& inParams,
-                              std::vector<ML::IRenderableNodePrefetchRef>& ioItems) override
-    {
-        mSource->CollectPrefetchItems(inTime, inParams, ioItems);
-    }
-    void Render(const MF::FrameTime& inTime, const ML::CutlistRenderParams& inParams,
-                MF::IVideoFrameRef& outFrame) override
-    {
-        mSource->Render(inTime, inParams, outFrame);
-        if (outFrame)
-        {
-            outFrame = mRepack(outFrame);
-        }
-    }
-    void GetFrameRate(norviktypes::FrameRate& outRate) override { mSource->GetFrameRate(outRate); }
-    void GetFieldRate(norviktypes::FrameRate& outRate) override { mSource->GetFieldRate(outRate); }
-
-private:
-    const ML::IRenderableSourceRef mSource;
-    const Repack mRepack;
-};
 
 // The stream's own rate, fields and aspect, so that its frames are shown one for one.
 ML::IRenderableSourceRef SourceOfStream(const BE::IVideoSourceRef& inStream, const std::string& inName)
@@ -329,29 +305,33 @@ private:
         mChain.mLinks.push_back(inLink);
     }
 
+    void PutOperation(const std::string& inLink, const AlteredSource::Operation& inOperation)
+    {
+        Put(inLink, ML::IRenderableSourceRef(new AlteredSource(mChain.mTop, inOperation)));
+    }
+
     void AddPulldownRemoval(norviktypes::PulldownCadence inCadence)
     {
         const FieldType dominance = DominanceOfFilm(mFacts, mConforming.mSwapsFields);
         if (dominance != mFacts.mFieldType)
         {
             const bool isUpper = dominance == norviktypes::kFieldType_UpperFirst;
-            Put(isUpper ? "label upper first" : "label lower first",
-                ML::IRenderableSourceRef(new RelabelledSource(mChain.mTop, dominance)));
+            PutOperation(isUpper ? "label upper first" : "label lower first",
+                         [dominance](const MF::IVideoFrameRef& inFrame, norviktypes::RenderQuality inQuality)
+                         { return WithFieldType(inFrame, dominance, inQuality); });
         }
         const ChromaFormats* const formats = FormatsOf(mNativeFormat);
         const bool hasSharedChroma = formats != nullptr && mNativeFormat != formats->mPacked;
         if (hasSharedChroma)
         {
             mChain.mFilmFormat = mNativeFormat;
-            Put("part chroma of fields",
-                ML::IRenderableSourceRef(new RepackedSource(mChain.mTop, &WithChromaOfFields)));
+            PutOperation("part chroma of fields", &WithChromaOfFields);
         }
         Put(std::string("remove pulldown ") + NameOfCadence(inCadence),
             ML::RemovePulldownFromSource(mChain.mTop, inCadence));
         if (hasSharedChroma)
         {
-            Put("join chroma of fields",
-                ML::IRenderableSourceRef(new RepackedSource(mChain.mTop, &WithChromaOfFrames)));
+            PutOperation("join chroma of fields", &WithChromaOfFrames);
         }
     }
 

@@ -54,6 +54,13 @@ MF::IVideoFrameRef ConformToRenderSize(const MF::IVideoFrameRef& inFrame,
 // True for a full-size substitute that is not of render size itself.
 bool NeedsScaleToRenderSize(const MF::IVideoFrameRef& inFrame, const CutlistRenderParams& inParams);
 
+// inParams with the size and the aspect that inFrame has, so that it is not scaled.
+CutlistRenderParams ParamsAtSizeOf(const MF::IVideoFrameRef& inFrame, const CutlistRenderParams& inParams);
+
+// The same, but a substitute is scaled to the render size, as its neighbours may be of that size.
+CutlistRenderParams ParamsAtSizeMeantBy(const MF::IVideoFrameRef& inFrame,
+                                        const CutlistRenderParams& inParams);
+
 // A frame whose rows can be walked with one pointer, substitutes at render size, others at their own. The
 // frame itself where it's that already; else in the params' format.
 MF::IVideoFrameRef MakeAddressableAtRenderSize(const MF::IVideoFrameRef& inFrame,

@@ -22,21 +22,6 @@ FrameImage LinesOf(const FrameImage& inImage, BlendedLines inLines)
     return inLines == BlendedLines::All ? inImage : inImage.Field(inLines == BlendedLines::Lower);
 }
 
-// Frames keep their own size; scaling is another decorator's work. But one that stands for another size is
-// scaled to it, as its neighbours may be of that size.
-CutlistRenderParams ParamsOfFrame(const MF::IVideoFrameRef& inFrame, const CutlistRenderParams& inParams)
-{
-    CutlistRenderParams params = inParams;
-    if (!NeedsScaleToRenderSize(inFrame, inParams))
-    {
-        const TVK::Rect bounds = BoundsOfFrame(inFrame);
-        params.mWidth = static_cast<std::uint32_t>(bounds.Width());
-        params.mHeight = static_cast<std::uint32_t>(bounds.Height());
-        inFrame->GetPixelAspectRatio(params.mPixelAspectRatio);
-    }
-    return params;
-}
-
 // inFrame scaled to the target and in its format; empty if that cannot be made.
 MF::IVideoFrameRef CopyLike(const MF::IVideoFrameRef& inTarget, const MF::IVideoFrameRef& inFrame,
                             norviktypes::RenderQuality inQuality)
@@ -110,7 +95,7 @@ MF::IVideoFrameRef BlendedFrames::RenderFrame(const MF::FrameTime& inTime, std::
 BlendedFrames::Image BlendedFrames::MakeImage(const MF::IVideoFrameRef& inFrame,
                                               norviktypes::FieldType inField) const
 {
-    CutlistRenderParams params = ParamsOfFrame(inFrame, mParams);
+    CutlistRenderParams params = ParamsAtSizeMeantBy(inFrame, mParams);
     const bool isLower = inField == norviktypes::kFieldType_LowerFirst;
     const bool hasFields = norviktypes::IsInterlaced(inFrame->GetFieldType());
     if (hasFields && !norviktypes::IsSubsampled(FormatOfFrame(inFrame).mProperties))

@@ -90,20 +90,6 @@ MF::IVideoFrameRef FieldAtRenderSize(const MF::IVideoFrameRef& inFrame, bool inU
     return frame;
 }
 
-// Frames that are to be woven keep their own size, unless they stand for another one.
-CutlistRenderParams ParamsAtSizeOf(const MF::IVideoFrameRef& inFrame, const CutlistRenderParams& inParams)
-{
-    CutlistRenderParams params = inParams;
-    if (!NeedsScaleToRenderSize(inFrame, inParams))
-    {
-        const TVK::Rect bounds = BoundsOfFrame(inFrame);
-        params.mWidth = static_cast<std::uint32_t>(bounds.Width());
-        params.mHeight = static_cast<std::uint32_t>(bounds.Height());
-        inFrame->GetPixelAspectRatio(params.mPixelAspectRatio);
-    }
-    return params;
-}
-
 } // namespace
 
 void CopyField(const MF::IVideoFrameRef& inSource, const MF::IVideoFrameRef& inTarget, bool inUseLowerField,
@@ -176,7 +162,7 @@ MF::IVideoFrameRef InterleaveFrames(const MF::FrameTime& inTimes, const CutlistR
     const bool useLowerOfA = inTimesA.mSecondTime == inTimes.mSecondTime;
     const bool useLowerOfB = inTimesB.mFirstTime != inTimes.mFirstTime;
     const MF::IVideoFrameRef& model = inFrameA ? inFrameA : inFrameB;
-    const CutlistRenderParams params = ParamsAtSizeOf(model, inParams);
+    const CutlistRenderParams params = ParamsAtSizeMeantBy(model, inParams);
     if (inTimes.mFirstTime == inTimes.mSecondTime && inFrameA == inFrameB)
     {
         return DeinterlaceFrame(inFrameA, params.mDeinterlaceQuality, useLowerOfA, params, false);

@@ -167,6 +167,22 @@ MF::IVideoFrameRef ConformToRenderSize(const MF::IVideoFrameRef& inFrame, const 
     return CopyInto(CreateRenderSizeFrame(params, false, false), inFrame, inParams.mRenderQuality);
 }
 
+CutlistRenderParams ParamsAtSizeOf(const MF::IVideoFrameRef& inFrame, const CutlistRenderParams& inParams)
+{
+    const TVK::Rect bounds = BoundsOfFrame(inFrame);
+    CutlistRenderParams params = inParams;
+    params.mWidth = static_cast<std::uint32_t>(bounds.Width());
+    params.mHeight = static_cast<std::uint32_t>(bounds.Height());
+    inFrame->GetPixelAspectRatio(params.mPixelAspectRatio);
+    return params;
+}
+
+CutlistRenderParams ParamsAtSizeMeantBy(const MF::IVideoFrameRef& inFrame,
+                                        const CutlistRenderParams& inParams)
+{
+    return NeedsScaleToRenderSize(inFrame, inParams) ? inParams : ParamsAtSizeOf(inFrame, inParams);
+}
+
 bool NeedsScaleToRenderSize(const MF::IVideoFrameRef& inFrame, const CutlistRenderParams& inParams)
 {
     const TVK::Rect renderSize = RectOfSize(inParams.mWidth, inParams.mHeight);

@@ -1,24 +1,13 @@
 #include "RenderableSourceDeinterlace.h"
 
 #include "FieldOperations.h"
-#include "FrameImage.h"
+#include "FrameConforming.h"
 
 namespace ML
 {
 
 namespace
 {
-
-// A frame keeps the size that its source gave it; scaling is another decorator's work.
-CutlistRenderParams ParamsAtSizeOf(const MF::IVideoFrameRef& inFrame, const CutlistRenderParams& inParams)
-{
-    const TVK::Rect bounds = BoundsOfFrame(inFrame);
-    CutlistRenderParams params = inParams;
-    params.mWidth = static_cast<std::uint32_t>(bounds.Width());
-    params.mHeight = static_cast<std::uint32_t>(bounds.Height());
-    inFrame->GetPixelAspectRatio(params.mPixelAspectRatio);
-    return params;
-}
 
 } // namespace
 

@@ -16,16 +16,6 @@ namespace
 // The most lines of video that begins with its lower field.
 constexpr std::int32_t kMostStandardLines = 576;
 
-CutlistRenderParams ParamsAtSizeOf(const MF::IVideoFrameRef& inFrame, const CutlistRenderParams& inParams)
-{
-    const TVK::Rect bounds = BoundsOfFrame(inFrame);
-    CutlistRenderParams params = inParams;
-    params.mWidth = static_cast<std::uint32_t>(bounds.Width());
-    params.mHeight = static_cast<std::uint32_t>(bounds.Height());
-    inFrame->GetPixelAspectRatio(params.mPixelAspectRatio);
-    return params;
-}
-
 // A film frame has one moment, whatever the video says of itself: fields would be scaled and blended apart.
 MF::IVideoFrameRef AsFilmFrame(const MF::IVideoFrameRef& inFrame, norviktypes::RenderQuality inQuality)
 {
