@@ -173,8 +173,7 @@ const std::vector<OptionRow>& OptionTable()
         PulldownOption(),
         Text("par", "W:H", kCommand_Media, &Options::mPar,
              "Pixel aspect of the output, such as 1:1 or 16:11. The picture keeps its shape by another "
-             "width, unless "
-             "--size gives one."),
+             "width, unless it is given a size."),
         Choice(
             "fit", "WAY", kCommand_Renders, &Options::mFit, "stretch inside fill",
             "How the picture is put into a frame of --size, whose pixels are those of --par or else square: "

@@ -255,7 +255,7 @@ TEST(Generate, ManualPageAndCompletionsAreAcceptedByTheirReaders)
                   "source '" + folder.File("bash") +
                       "'; COMP_WORDS=(vrender render --ra); COMP_CWORD=2; _vrender; "
                       "echo ${COMPREPLY[@]}"};
-    EXPECT_EQ(RunChild(bash).out, "--range --rate\n");
+    EXPECT_EQ(RunChild(bash).out, "--range --rate --rate-by\n");
     // A name with a blank is one word, as an argument and behind an option.
     WriteFile(folder.File("two words.mov"), "x");
     for (const char* line : {"COMP_WORDS=(vrender render two); COMP_CWORD=2",
