@@ -6,23 +6,12 @@
 
 #include "CutlistRenderParams.h"
 #include "MF/IVideoFrame.h"
+#include "ML/SubTreeRender.h"
 
 #include <cstdint>
 
 namespace ML
 {
-
-// Fetches other frames of the chain beneath an operator, for effects that look at neighbours in time.
-class SubTreeRender : public TVKUnknown
-{
-public:
-    static constexpr TVK::Guid kInterfaceID = TVK::InterfaceIDs::kSubTreeRender;
-
-    // outFrame is empty if nothing is there, or black with inBlackIfEmpty where there is no chain at all.
-    virtual void RenderFrame(const norviktypes::TickTime& inTime, MF::IVideoFrameRef& outFrame,
-                             bool inBlackIfEmpty) = 0;
-};
-using SubTreeRenderRef = TVK::InterfaceRef<SubTreeRender>;
 
 class IRenderableNodeOperator : public TVKUnknown
 {

@@ -133,6 +133,13 @@ public:
     virtual bool HasNoFrameGrid() const = 0;
     // True, with its cadence, where pulldown is to be removed from the stream; else nothing is written.
     virtual bool GetPulldown(norviktypes::PulldownCadence& outCadence) const = 0;
+    // True where the picture at a time depends on what has been read ahead, so that the ids of the prefetches
+    // belong to the frame's hash.
+    virtual bool FramesDependOnPrefetchState() const { return false; }
+    // Looks again for media that was not there. inWait is true where the caller can wait for the answer.
+    virtual void Refresh(bool /*inWait*/) {}
+    // The formats in which the compressed frames can be copied without decoding them.
+    virtual void GetSmartRenderFormats(std::vector<norviktypes::PixelFormat>&) const {}
 };
 using IVideoStreamInfoRef = TVK::InterfaceRef<IVideoStreamInfo>;
 

@@ -29,4 +29,11 @@ public:
 };
 using ITimeTransformRef = TVK::InterfaceRef<ITimeTransform>;
 
+// Maps t to inStart + inSpeed * (t - inOffset), rounded to the nearest tick.
+//
+// inDuration  length of what is mapped; it informs and takes part in the hash, and clamps nothing.
+ML_EXPORT ITimeTransformRef CreateTimeTransform(const norviktypes::TickTime& inStart, double inSpeed,
+                                                const norviktypes::TickTime& inDuration,
+                                                const norviktypes::TickTime& inOffset);
+
 } // namespace MF

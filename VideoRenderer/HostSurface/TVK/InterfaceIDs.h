@@ -34,6 +34,27 @@ inline constexpr Guid kAsyncVideoSource{"41B7A3D3-1B0F-4317-AC0A-93CE19CF2AD5"};
 inline constexpr Guid kMediaInfo{"6FDEF025-22F6-4F57-9605-D0A7DDA8B31B"};
 inline constexpr Guid kDirectories{"6D7C69E4-8AC9-4407-AF7C-62C97DF16052"};
 
+inline constexpr Guid kMediaDescription{"3AC49A79-4E66-451E-8BD5-089C6DFA1155"};
+inline constexpr Guid kMasterClip{"03278D61-E522-4BD7-841E-B8034600B451"};
+inline constexpr Guid kClip{"D9B225DB-90EA-4069-BD98-B04E62DF55D0"};
+inline constexpr Guid kTimeRemapParameter{"51742E61-B2C7-418F-9D51-F4529F00C834"};
+inline constexpr Guid kEffect{"B378D992-EC0B-4DC3-9F31-F08329AFF882"};
+inline constexpr Guid kEffectChain{"52510D13-A36C-4640-A250-D419CFDDEEA3"};
+inline constexpr Guid kTrackItem{"A3FD4971-B68B-46FA-859F-633D2F2C6103"};
+inline constexpr Guid kTransitionItem{"98B296BC-5A23-47F2-9BC9-8CA6310F3D3A"};
+inline constexpr Guid kTrack{"FA1E198A-4AFB-47F2-A085-56753EEC8A8E"};
+inline constexpr Guid kTrackEnabled{"B38D68E8-3B07-4DB4-823F-03669BC22CA5"};
+inline constexpr Guid kTrackList{"D1215FDD-6C9F-47CB-9A6A-11F5257826D3"};
+inline constexpr Guid kTimeBase{"D5F44C8D-68AD-4958-A88C-13D26BE78592"};
+inline constexpr Guid kSequence{"D401A945-A125-4D9E-9646-8182B5E3F858"};
+inline constexpr Guid kPreviewStream{"158B6642-4994-420C-8AD6-7A2BC646CDA8"};
+inline constexpr Guid kVideoFilter{"4873152E-0957-4372-86FF-4DF477F620B2"};
+inline constexpr Guid kVideoTransition{"90914115-828E-4938-A6F8-6A0A2A0400BC"};
+inline constexpr Guid kLayerRender{"79C30BEF-1BE1-42C7-AB9B-BDE7C9B372E0"};
+inline constexpr Guid kTimelineSuiteObject{"3BD8DA8B-063A-4F76-91EA-5B1DB6B603FC"};
+inline constexpr Guid kRenderableCutlistFactory{"6EF8B068-0B18-405B-B042-09F630BD15C7"};
+inline constexpr Guid kPreviewNode{"41CD3EBD-AFB0-4E65-8B3F-69C15A786856"};
+
 inline constexpr Guid kRenderableSource{"AECA09FC-9C02-412D-AE18-E5DCDDA00B6B"};
 inline constexpr Guid kRenderableVideoSource{"FBF4018D-C935-474F-B122-F79664AC1EC4"};
 inline constexpr Guid kRenderableNodePrefetch{"AF262385-FE46-4E3E-9540-82D64A9EDCFD"};
