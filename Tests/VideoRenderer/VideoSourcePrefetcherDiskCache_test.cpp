@@ -1,6 +1,7 @@
 #include "MF/PixelFormats.h"
 #include "Tests/Support/Fakes/FakeDataCache.h"
 #include "Tests/Support/FrameTools.h"
+#include "Tests/Support/Paths.h"
 #include "Tests/VideoRenderer/PrefetchTests.h"
 #include "VF/PNG.h"
 #include "VF/SharedVideoFrameCache.h"
@@ -314,9 +315,7 @@ protected:
     PrefetcherHostDiskCache()
     {
         CloseDiskCache();
-        char path[] = "/tmp/prefetcher-XXXXXX";
-        mDirectory = mkdtemp(path);
-        setenv("XDG_CACHE_HOME", mDirectory.c_str(), 1);
+        setenv("XDG_CACHE_HOME", mFolder.Path().c_str(), 1);
         norvik::debug::DebugDatabase::Instance().SetEntry("ML.EnableDiskCache", "true");
     }
     ~PrefetcherHostDiskCache() override
@@ -324,10 +323,9 @@ protected:
         CloseDiskCache();
         norvik::debug::DebugDatabase::Instance().ClearEntry("ML.EnableDiskCache");
         unsetenv("XDG_CACHE_HOME");
-        std::filesystem::remove_all(mDirectory);
     }
 
-    std::filesystem::path mDirectory;
+    const TestSupport::ScratchFolder mFolder;
 };
 
 TEST_F(PrefetcherHostDiskCache, FrameOfAnEarlierRunIsReadFromTheDisk)
@@ -340,7 +338,7 @@ TEST_F(PrefetcherHostDiskCache, FrameOfAnEarlierRunIsReadFromTheDisk)
     mRender->RunAll();
     item->CancelPrefetch();
     CloseDiskCache(); // finishes the write
-    EXPECT_TRUE(std::filesystem::is_directory(mDirectory / "VideoRenderer" / "ThumbnailCache"));
+    EXPECT_TRUE(std::filesystem::is_directory(mFolder.File("VideoRenderer/ThumbnailCache")));
     TestSupport::EmptyFrameCache();
     mSource->TakeNotes();
 
