@@ -66,6 +66,7 @@ inline constexpr Guid kRenderableNodeOperator{"16C7C14E-D5D9-411E-BA38-505B06B6A
 inline constexpr Guid kRenderableKeyframeOwner{"DBFE94BA-5D14-4047-83FA-E8B04D0A7324"};
 inline constexpr Guid kRenderableTimeTransformOwner{"D3672EEE-EAD3-4904-BD99-2AFBFE671C93"};
 inline constexpr Guid kRenderableNodeIntrinsicParameterProvider{"909B960F-4C59-4A09-8C93-1F3517037268"};
+inline constexpr Guid kRenderableMediaGeometry{"A91394BB-E7C6-4009-ABD9-1A329D7F8B42"};
 inline constexpr Guid kSubTreeRender{"56BDEADD-225E-4778-9F45-9CA62C96FDA8"};
 inline constexpr Guid kMutableCutlist{"7E8789B9-2B1F-4D1F-BBE8-3E48A5B060D4"};
 inline constexpr Guid kBitmapMedia{"A4FBA864-2815-4F35-9CA3-0AB0383A7BF2"};
