@@ -12,6 +12,10 @@
 namespace BE
 {
 
+// Media with captions has streams of this type.
+inline constexpr TVK::Guid kMediaType_Captions{"5B1A6B6E-31E7-4C43-9A0E-7C8D44D6C1F2"};
+
+// Whether the clip's media has captions; those of a nested sequence are its own clips' affair.
 ML_EXPORT bool ClipContainsCaptions(const IClipRef& inClip);
 
 // Several mappings, one behind the other: the first one added is applied first. Adding ends where the
