@@ -1,0 +1,45 @@
+#include "ReferenceHost/Effects/BuiltIn/BuiltInTable.h"
+#include "ReferenceHost/Effects/EffectTransition.h"
+#include "ReferenceHost/ImageRoutines/Colour.h"
+#include "ReferenceHost/ImageRoutines/ComposePictures.h"
+
+namespace Effects
+{
+namespace
+{
+
+// The weights 1 - inShareOfSecond and inShareOfSecond.
+void Mix(const ir::Picture& inFirst, const ir::Picture& inSecond, double inShareOfSecond,
+         const ir::Picture& outTarget)
+{
+    const ir::Picture pictures[2] = {inFirst, inSecond};
+    const double weights[2] = {1.0 - inShareOfSecond, inShareOfSecond};
+    ir::MixPictures(pictures, weights, 2, outTarget);
+}
+
+class CrossDissolve final : public EffectTransition
+{
+public:
+    CrossDissolve(const EffectDescription& inDescription, const ML::TransitionInfo& inInfo,
+                  const BE::ParameterListRef& inParameters)
+        : EffectTransition(inDescription, inInfo, inParameters)
+    {
+    }
+
+protected:
+    std::int32_t Draw(const TransitionCall& inCall) const override
+    {
+        Mix(inCall.from, inCall.to, inCall.progress, inCall.target);
+        return 0;
+    }
+};
+
+} // namespace
+
+void AddDissolves(BuiltInTable& ioTable)
+{
+    ioTable.push_back(
+        TransitionRow<CrossDissolve>("cross-dissolve", "VX.ZNTR Cross Dissolve New", "Cross Dissolve", {}));
+}
+
+} // namespace Effects
