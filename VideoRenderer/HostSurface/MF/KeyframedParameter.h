@@ -35,12 +35,14 @@ public:
     virtual bool IsTimeVarying() const = 0;
     // The kind of control; kParameterType_Layer picks a track.
     virtual std::uint32_t GetType() const = 0;
-    // All that its values depend on, as text: equal texts give equal pictures.
+    // All that its values depend on, as text on one line: equal texts give equal pictures.
     virtual norvik::UTF8String GetText() const = 0;
 };
 using IKeyframedParameterRef = TVK::InterfaceRef<IKeyframedParameter>;
 
+// Its value is an unsigned 32-bit number: the index of a track, from the bottom, or kLayer_NotSet.
 inline constexpr std::uint32_t kParameterType_Layer = 13;
+inline constexpr std::uint32_t kLayer_NotSet = 0xFFFFFFFFu;
 
 using KeyframeStore = std::vector<IKeyframedParameterRef>;
 

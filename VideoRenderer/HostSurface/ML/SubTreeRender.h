@@ -31,6 +31,8 @@ public:
 
     // inParameter: place of the parameter in the list. 0 with an empty frame where the parameter is not set,
     // points to the effect's own track, or nothing plays there; negative if the layer could not be rendered.
+    // outFrame is at the output's place and of its size, of the format of the frame that the filter was given,
+    // and never to be changed.
     virtual std::int32_t RenderLayer(std::uint32_t inParameter, MF::IVideoFrameRef& outFrame) = 0;
 };
 using LayerRenderRef = TVK::InterfaceRef<LayerRender>;

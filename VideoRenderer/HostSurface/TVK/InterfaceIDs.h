@@ -54,6 +54,7 @@ inline constexpr Guid kLayerRender{"79C30BEF-1BE1-42C7-AB9B-BDE7C9B372E0"};
 inline constexpr Guid kTimelineSuiteObject{"3BD8DA8B-063A-4F76-91EA-5B1DB6B603FC"};
 inline constexpr Guid kRenderableCutlistFactory{"6EF8B068-0B18-405B-B042-09F630BD15C7"};
 inline constexpr Guid kPreviewNode{"41CD3EBD-AFB0-4E65-8B3F-69C15A786856"};
+inline constexpr Guid kRenderableNodeTransition{"9ABD93DD-F0B6-49B9-B347-34B98605FB85"};
 
 inline constexpr Guid kRenderableSource{"AECA09FC-9C02-412D-AE18-E5DCDDA00B6B"};
 inline constexpr Guid kRenderableVideoSource{"FBF4018D-C935-474F-B122-F79664AC1EC4"};
