@@ -60,12 +60,14 @@ private:
     std::unique_ptr<Impl> mImpl;
 };
 
-// Implements for a class that can be held weakly; IWeakReferenceCapable is added to its interfaces. The
+// The weak references of an object of class Counted, which has IWeakReferenceCapable among its interfaces. The
 // broker is made when somebody first asks for it.
-template <class T, class... Interfaces>
-class ImplementsWeak : public Implements<T, Interfaces..., IWeakReferenceCapable>
+template <class Counted>
+class HasWeakReference : public Counted
 {
 public:
+    using Counted::Counted;
+
     InterfaceRef<IWeakReference> GetWeakReference() const override
     {
         WeakReferenceBroker* broker = mBroker.load(std::memory_order_acquire);
@@ -77,9 +79,9 @@ public:
     }
 
 protected:
-    ImplementsWeak() = default;
+    HasWeakReference() = default;
 
-    ~ImplementsWeak() override
+    ~HasWeakReference() override
     {
         if (WeakReferenceBroker* broker = mBroker.load(std::memory_order_acquire))
         {
@@ -113,6 +115,23 @@ private:
     }
 
     mutable std::atomic<WeakReferenceBroker*> mBroker{nullptr};
+};
+
+// Implements and Extends for classes that can be held weakly; IWeakReferenceCapable is added to the interfaces.
+template <class T, class... Interfaces>
+class ImplementsWeak : public HasWeakReference<Implements<T, Interfaces..., IWeakReferenceCapable>>
+{
+protected:
+    ImplementsWeak() = default;
+    ~ImplementsWeak() override = default;
+};
+
+template <class Base, class... Interfaces>
+class ExtendsWeak : public HasWeakReference<Extends<Base, Interfaces..., IWeakReferenceCapable>>
+{
+protected:
+    ExtendsWeak() = default;
+    ~ExtendsWeak() override = default;
 };
 
 // A weak reference to interface T, as a value. Empty when made from an empty reference or from an object that
