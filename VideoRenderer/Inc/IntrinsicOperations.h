@@ -47,6 +47,10 @@ MF::IVideoFrameRef ApplyIntrinsicsIfNeeded(const MF::IVideoFrameRef& inFrame,
                                            const NodeIntrinsicParameters& inSecondField,
                                            const CutlistRenderParams& inRenderParams);
 
+// inFormat with room for an alpha of its own: straight where it has none or says that all is opaque.
+// kPixelFormat_Invalid where there is no such format.
+norviktypes::PixelFormat FormatWithAlpha(const norviktypes::PixelFormat& inFormat);
+
 // A frame with straight alpha laid over black, and opaque from then on. Others as they are.
 MF::IVideoFrameRef FlattenFrameOnBlack(const MF::IVideoFrameRef& inFrame,
                                        norviktypes::RenderQuality inQuality);

@@ -24,6 +24,7 @@
 #include "TVK/Allocated.h"
 #include "TVK/HashValue.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <utility>
 #include <vector>
@@ -76,6 +77,11 @@ protected:
 
     RenderableNodeCommonImpl() = default;
     ~RenderableNodeCommonImpl() override = default;
+
+    // What one input wants ready, in its own time.
+    void GetPrefetchesOfInput(std::size_t inIndex, const MF::FrameTime& inFrameTime,
+                              const CutlistRenderParams& inRenderParams,
+                              std::vector<IRenderableNodePrefetchRef>& ioPrefetches);
 
     bool IsMutable() const noexcept { return mMutable; }
     const std::vector<Input>& Inputs() const noexcept { return mInputs; }

@@ -267,21 +267,7 @@ bool CanBeDrawnInto(const MF::IVideoFrameRef& inLower, const MF::IVideoFrameRef&
 norviktypes::PixelFormat FormatOfTarget(const MF::IVideoFrameRef& inFrame,
                                         norviktypes::RenderQuality inQuality)
 {
-    const norviktypes::PixelFormat format =
-        norviktypes::Select4444PixelFormat(FormatOfFrame(inFrame), inQuality);
-    const std::uint32_t tone = norviktypes::ToneOfProperties(format.mProperties);
-    if (tone != norviktypes::kAlphaChannel_None && tone != norviktypes::kAlphaChannel_Opaque)
-    {
-        return format;
-    }
-    const std::uint32_t properties = (format.mProperties & ~kToneOtherBits) | kToneStraight;
-    const std::uint32_t name = norviktypes::GuessNameForProperties(properties);
-    if (name == norviktypes::kPixelFormatName_Unknown)
-    {
-        return norviktypes::kPixelFormat_Invalid;
-    }
-    return name == 0 ? norviktypes::kPixelFormat_Any
-                     : norviktypes::PixelFormat{name, (properties & ~kKindCompressed) | kKindUncompressed};
+    return FormatWithAlpha(norviktypes::Select4444PixelFormat(FormatOfFrame(inFrame), inQuality));
 }
 
 // A cleared target is known to hold nothing; a copy holds what the lower frame does.
@@ -331,6 +317,23 @@ bool HasFieldsOfOutput(const MF::IVideoFrameRef& inFrame, const CutlistRenderPar
 }
 
 } // namespace
+
+norviktypes::PixelFormat FormatWithAlpha(const norviktypes::PixelFormat& inFormat)
+{
+    const std::uint32_t tone = norviktypes::ToneOfProperties(inFormat.mProperties);
+    if (tone != norviktypes::kAlphaChannel_None && tone != norviktypes::kAlphaChannel_Opaque)
+    {
+        return inFormat;
+    }
+    const std::uint32_t properties = (inFormat.mProperties & ~kToneOtherBits) | kToneStraight;
+    const std::uint32_t name = norviktypes::GuessNameForProperties(properties);
+    if (name == norviktypes::kPixelFormatName_Unknown)
+    {
+        return norviktypes::kPixelFormat_Invalid;
+    }
+    return name == 0 ? norviktypes::kPixelFormat_Any
+                     : norviktypes::PixelFormat{name, (properties & ~kKindCompressed) | kKindUncompressed};
+}
 
 bool FrameAlreadyConformsToOutput(const MF::IVideoFrameRef& inFrame,
                                   const CutlistRenderParams& inRenderParams)

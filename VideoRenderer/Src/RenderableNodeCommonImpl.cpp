@@ -98,23 +98,30 @@ void RenderableNodeCommonImpl::GetPrefetchesForFrame(const MF::FrameTime& inFram
                                                      std::vector<IRenderableNodePrefetchRef>& ioPrefetches)
 {
     CheckFrozen(mMutable, "ML::RenderableNodeCommonImpl::GetPrefetchesForFrame");
-    const MF::ITimeTransformRef transform = GetTimeTransform();
-    for (const auto& [node, offset] : mInputs)
+    for (std::size_t i = 0; i < mInputs.size(); ++i)
     {
-        const IRenderableNodePrefetchProviderRef provider(node);
-        if (!provider)
-        {
-            continue;
-        }
-        MF::FrameTime inputTime = inFrameTime - offset;
-        if (transform)
-        {
-            inputTime = {transform->MapTime(inputTime.mFirstTime, 0),
-                         transform->MapTime(inputTime.mSecondTime, 0)};
-        }
-        provider->GetPrefetchesForFrame(inputTime, inRenderParams, ioPrefetches);
+        GetPrefetchesOfInput(i, inFrameTime, inRenderParams, ioPrefetches);
     }
     AddOwnPrefetchesForFrame(inFrameTime, inRenderParams, ioPrefetches);
+}
+
+void RenderableNodeCommonImpl::GetPrefetchesOfInput(std::size_t inIndex, const MF::FrameTime& inFrameTime,
+                                                    const CutlistRenderParams& inRenderParams,
+                                                    std::vector<IRenderableNodePrefetchRef>& ioPrefetches)
+{
+    const auto& [node, offset] = mInputs[inIndex];
+    const IRenderableNodePrefetchProviderRef provider(node);
+    if (!provider)
+    {
+        return;
+    }
+    MF::FrameTime inputTime = inFrameTime - offset;
+    if (const MF::ITimeTransformRef transform = GetTimeTransform())
+    {
+        inputTime = {transform->MapTime(inputTime.mFirstTime, 0),
+                     transform->MapTime(inputTime.mSecondTime, 0)};
+    }
+    provider->GetPrefetchesForFrame(inputTime, inRenderParams, ioPrefetches);
 }
 
 void RenderableNodeCommonImpl::HashNodeType(TVK::HashValue& ioHash) const
