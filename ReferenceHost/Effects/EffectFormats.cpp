@@ -58,12 +58,13 @@ bool AreAlike(const ir::Picture& inA, const ir::Picture& inB) noexcept
            inA.alpha == inB.alpha && inA.isFullRange == inB.isFullRange;
 }
 
-void CopyPixels(const ir::Picture& inSource, const ir::Picture& outTarget, std::int32_t inX, std::int32_t inY,
+void CopyPixels(const ir::Picture& inSource, std::int32_t inSourceX, std::int32_t inSourceY,
+                const ir::Picture& outTarget, std::int32_t inTargetX, std::int32_t inTargetY,
                 std::int32_t inWidth)
 {
     const std::ptrdiff_t pixel = PixelBytes(inSource);
-    std::memcpy(outTarget.Row(0, inY) + pixel * inX, inSource.Row(0, inY) + pixel * inX,
-                static_cast<std::size_t>(pixel * inWidth));
+    std::memcpy(outTarget.Row(0, inTargetY) + pixel * inTargetX,
+                inSource.Row(0, inSourceY) + pixel * inSourceX, static_cast<std::size_t>(pixel * inWidth));
 }
 
 } // namespace Effects

@@ -27,8 +27,10 @@ ir::Picture PartOf(const ir::Picture& inPicture, std::int32_t inX, std::int32_t 
 // Whether two pictures have one size and one kind of pixel.
 bool AreAlike(const ir::Picture& inA, const ir::Picture& inB) noexcept;
 
-// Copies pixels between pictures that are alike; both lie within them and don't share memory.
-void CopyPixels(const ir::Picture& inSource, const ir::Picture& outTarget, std::int32_t inX, std::int32_t inY,
+// Copies pixels of a row between pictures that are alike; both stretches lie within their pictures and share no
+// memory.
+void CopyPixels(const ir::Picture& inSource, std::int32_t inSourceX, std::int32_t inSourceY,
+                const ir::Picture& outTarget, std::int32_t inTargetX, std::int32_t inTargetY,
                 std::int32_t inWidth);
 
 } // namespace Effects

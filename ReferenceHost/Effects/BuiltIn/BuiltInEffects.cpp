@@ -13,6 +13,9 @@ public:
     BuiltInProvider()
     {
         AddDissolves(mTable);
+        AddWipes(mTable);
+        AddSlides(mTable);
+        AddLumaWipe(mTable);
         for (const BuiltIn& row : mTable)
         {
             mEffects.push_back(row.mDescription);

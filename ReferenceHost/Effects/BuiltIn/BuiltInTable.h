@@ -53,5 +53,8 @@ BuiltIn TransitionRow(std::string inName, std::string inMatchName, std::string i
 }
 
 void AddDissolves(BuiltInTable& ioTable);
+void AddWipes(BuiltInTable& ioTable);
+void AddSlides(BuiltInTable& ioTable);
+void AddLumaWipe(BuiltInTable& ioTable);
 
 } // namespace Effects

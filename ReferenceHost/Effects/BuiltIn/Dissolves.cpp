@@ -1,7 +1,9 @@
 #include "ReferenceHost/Effects/BuiltIn/BuiltInTable.h"
 #include "ReferenceHost/Effects/EffectTransition.h"
-#include "ReferenceHost/ImageRoutines/Colour.h"
+#include "ReferenceHost/Effects/SolidRow.h"
 #include "ReferenceHost/ImageRoutines/ComposePictures.h"
+
+#include <cmath>
 
 namespace Effects
 {
@@ -34,12 +36,35 @@ protected:
     }
 };
 
+// To a colour in the first half, from it in the second.
+class DipToColor final : public EffectTransition
+{
+public:
+    DipToColor(const EffectDescription& inDescription, const ML::TransitionInfo& inInfo,
+               const BE::ParameterListRef& inParameters)
+        : EffectTransition(inDescription, inInfo, inParameters)
+    {
+    }
+
+protected:
+    std::int32_t Draw(const TransitionCall& inCall) const override
+    {
+        const SolidRow color(inCall.parameters.ColorOf(0), inCall.target);
+        const bool isFirstHalf = inCall.progress < 0.5;
+        const double shareOfColor = 1.0 - std::abs(2.0 * inCall.progress - 1.0);
+        Mix(isFirstHalf ? inCall.from : inCall.to, color.AsPicture(), shareOfColor, inCall.target);
+        return 0;
+    }
+};
+
 } // namespace
 
 void AddDissolves(BuiltInTable& ioTable)
 {
     ioTable.push_back(
         TransitionRow<CrossDissolve>("cross-dissolve", "VX.ZNTR Cross Dissolve New", "Cross Dissolve", {}));
+    ioTable.push_back(
+        TransitionRow<DipToColor>("dip-to-color", "", "Dip to Color", {ColorParameter("Color", 0, 0, 0)}));
 }
 
 } // namespace Effects

@@ -1,0 +1,141 @@
+#include "ReferenceHost/Effects/GrayMap.h"
+
+#include "ReferenceHost/FrameLibrary/PNGCodec.h"
+#include "ReferenceHost/ImageRoutines/Colour.h"
+#include "norvik/logging/Logging.h"
+
+#include <algorithm>
+#include <cstring>
+#include <fstream>
+#include <iterator>
+#include <utility>
+
+namespace Effects
+{
+namespace
+{
+
+class GrayRows final : public VF::IPNGRowTarget
+{
+public:
+    explicit GrayRows(const VF::PNGHeader& inHeader) : mHeader(inHeader), mRow(VF::PNGRowBytes(inHeader))
+    {
+        mPixels.reserve(std::size_t{inHeader.mWidth} * inHeader.mHeight);
+    }
+
+    std::uint8_t* PlaceForRow(std::uint32_t) noexcept override { return mRow.data(); }
+
+    void RowIsThere(std::uint32_t) noexcept override
+    {
+        for (std::size_t x = 0; x < mHeader.mWidth; ++x)
+        {
+            mPixels.push_back(static_cast<float>(PixelAt(x)));
+        }
+    }
+
+    std::vector<float> TakePixels() { return std::move(mPixels); }
+
+private:
+    // Samples of a pixel: one of grey, else B, G and R and a fourth.
+    double PixelAt(std::size_t inX) const
+    {
+        if (mHeader.mSamples == VF::PNGSamples::Gray)
+        {
+            return SampleAt(inX);
+        }
+        return ir::kGrayWeights[0] * SampleAt(4 * inX + 2) + ir::kGrayWeights[1] * SampleAt(4 * inX + 1) +
+               ir::kGrayWeights[2] * SampleAt(4 * inX);
+    }
+
+    double SampleAt(std::size_t inIndex) const
+    {
+        if (mHeader.mBits == 8)
+        {
+            return mRow[inIndex] / 255.0;
+        }
+        std::uint16_t word = 0;
+        std::memcpy(&word, &mRow[2 * inIndex], sizeof(word));
+        return word / 65535.0;
+    }
+
+    VF::PNGHeader mHeader;
+    std::vector<std::uint8_t> mRow;
+    std::vector<float> mPixels;
+};
+
+// The two samples that a place lies between, and the share of the second.
+struct Between
+{
+    std::size_t first;
+    std::size_t second;
+    float share;
+};
+
+Between Locate(std::int32_t inIndex, std::int32_t inCount, std::size_t inSamples)
+{
+    const double place = (inIndex + 0.5) * static_cast<double>(inSamples) / inCount - 0.5;
+    const double held = std::clamp(place, 0.0, static_cast<double>(inSamples) - 1.0);
+    const auto first = static_cast<std::size_t>(held);
+    return {first, std::min(first + 1, inSamples - 1), static_cast<float>(held - static_cast<double>(first))};
+}
+
+} // namespace
+
+GrayMap::GrayMap(std::uint32_t inWidth, std::uint32_t inHeight, std::vector<float> inPixels)
+    : mWidth(inWidth)
+    , mHeight(inHeight)
+    , mPixels(std::move(inPixels))
+{
+}
+
+std::shared_ptr<const GrayMap> GrayMap::Load(const std::string& inPath, std::string& outError)
+{
+    std::ifstream file(inPath, std::ios::binary);
+    const std::vector<char> bytes((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
+    const auto reader = file ? VF::PNGReader::Open(bytes.data(), bytes.size()) : nullptr;
+    if (reader == nullptr || !reader->CanHoldPicture())
+    {
+        outError = inPath + (file ? ": no PNG picture" : ": can't be read");
+        return nullptr;
+    }
+    GrayRows rows(reader->Header());
+    if (!reader->ReadRows(rows))
+    {
+        outError = inPath + ": a damaged PNG picture";
+        return nullptr;
+    }
+    return std::make_shared<GrayMap>(reader->Header().mWidth, reader->Header().mHeight, rows.TakePixels());
+}
+
+void GrayMap::ReadRow(std::int32_t inY, std::int32_t inWidth, std::int32_t inHeight, float* outRow) const
+{
+    const Between rows = Locate(inY, inHeight, mHeight);
+    const float* upper = &mPixels[rows.first * mWidth];
+    const float* lower = &mPixels[rows.second * mWidth];
+    for (std::int32_t x = 0; x < inWidth; ++x)
+    {
+        const Between columns = Locate(x, inWidth, mWidth);
+        const float left = upper[columns.first] + (lower[columns.first] - upper[columns.first]) * rows.share;
+        const float right =
+            upper[columns.second] + (lower[columns.second] - upper[columns.second]) * rows.share;
+        outRow[x] = left + (right - left) * columns.share;
+    }
+}
+
+std::shared_ptr<const GrayMap> GrayMapFile::Get(const std::string& inPath)
+{
+    const std::lock_guard lock(mLock);
+    if (inPath != mPath)
+    {
+        std::string error;
+        mPath = inPath;
+        mMap = inPath.empty() ? nullptr : GrayMap::Load(inPath, error);
+        if (!error.empty())
+        {
+            norvik::logging::LogText(norvik::logging::kLogLevel_Warning, "effects", error.c_str());
+        }
+    }
+    return mMap;
+}
+
+} // namespace Effects
