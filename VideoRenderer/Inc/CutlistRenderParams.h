@@ -16,7 +16,9 @@
 namespace ML
 {
 
-// Values of mRenderFlags.
+// Values of mRenderFlags. Parts are what a frame is made of: the frames of media, and those that effects get.
+inline constexpr std::uint32_t kRenderFlag_CacheParts = 1;
+inline constexpr std::uint32_t kRenderFlag_CachePartsOfStills = 2; // of media that never changes
 inline constexpr std::uint32_t kRenderFlag_CacheAlways = 8;
 inline constexpr std::uint32_t kRenderFlag_CacheStills = 16; // frames that stand still for a while
 // Set by the library for requests of low priority: what they read may come from the disk cache.

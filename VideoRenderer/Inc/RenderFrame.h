@@ -134,8 +134,8 @@ public:
     virtual void SetRenderSingleField(bool inRenderSingleField) = 0;
     // Always kRenderFrameCompleted.
     virtual std::int32_t GetStatus() const = 0;
-    // Which frames go into the frame cache: 8 all, 16 those that stand still. At first 10, of which the 2 is
-    // only carried. 0: the cache is not looked into either.
+    // Which frames go into the frame cache: 8 all, 16 those that stand still; and of what they are made of,
+    // 1 all, 2 that of media which never changes. At first 10. 0: the cache is not looked into either.
     virtual void SetRenderFlags(std::uint32_t inFlags) = 0;
     // Does nothing.
     virtual void Reserved() = 0;

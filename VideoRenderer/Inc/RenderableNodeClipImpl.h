@@ -122,13 +122,26 @@ protected:
     bool mHasCaptions = false;
     bool mRunsEffects = false; // has an effect that is more than a way to lie on the output
 
+    // The part of the intrinsic parameters that the item says, at inTime (media time).
+    void EvaluateIntrinsics(const norviktypes::TickTime& inTime, NodeIntrinsicParameters& ioParameters) const;
+
 private:
-    class SubTree;
+    struct Building;
+
+    void SetTimeTransform(Building& ioBuilding);
+    void AppendEffects(const Building& inBuilding);
+    MF::IRenderableNodeRef CreateEffect(const Building& inBuilding, const BE::IEffectRef& inEffect) const;
+    void AppendIntrinsics(const std::vector<MF::IRenderableNodeRef>& inIntrinsics,
+                          const std::vector<MF::IRenderableNodeRef>& inMoving);
+    void SetProperties(const Building& inBuilding);
 
     ClipTime TimeOfFirstInput() const;
+    // From the node's time to that of the media, of a clip that is not retimed.
+    norviktypes::TickTime DistanceToMedia() const;
     TVK::InterfaceRef<ClipNodeProducer> MakeProducer(const ClipTime& inTime, const MF::FrameTime& inFrameTime,
                                                      const CutlistRenderParams& inRenderParams,
-                                                     std::size_t inOperatorCount);
+                                                     std::size_t inOperatorCount,
+                                                     bool inFirstOperatorIsLimit);
 
     std::vector<IRenderableNodeProducerProviderRef> mSubTrees;
 };
