@@ -11,11 +11,14 @@ function(vr_find_sources out folder)
     set(${out} ${found} PARENT_SCOPE)
 endfunction()
 
-# vr_add_host_component(NAME LIBRARIES ...): ReferenceHost/NAME as the object library HostNAME, which becomes
-# a part of the shared host.
+# vr_add_host_component(NAME [FOLDER f] [EXCLUDE regex] LIBRARIES ...): ReferenceHost/NAME, or the folder f of
+# ReferenceHost, as the object library HostNAME, which becomes a part of the shared host.
 function(vr_add_host_component name)
-    cmake_parse_arguments(arg "" "" "LIBRARIES" ${ARGN})
-    vr_find_sources(sources "${CMAKE_CURRENT_SOURCE_DIR}/${name}")
+    cmake_parse_arguments(arg "" "FOLDER;EXCLUDE" "LIBRARIES" ${ARGN})
+    if(NOT arg_FOLDER)
+        set(arg_FOLDER ${name})
+    endif()
+    vr_find_sources(sources "${CMAKE_CURRENT_SOURCE_DIR}/${arg_FOLDER}" EXCLUDE "${arg_EXCLUDE}")
     if(NOT sources)
         return()
     endif()

@@ -9,6 +9,8 @@ find_package(PkgConfig REQUIRED)
 pkg_check_modules(Highway REQUIRED IMPORTED_TARGET libhwy)
 pkg_check_modules(Zimg REQUIRED IMPORTED_TARGET zimg)
 pkg_check_modules(Png REQUIRED IMPORTED_TARGET libpng)
+pkg_check_modules(Zip REQUIRED IMPORTED_TARGET libzip)
+pkg_check_modules(RapidJson REQUIRED IMPORTED_TARGET RapidJSON)
 pkg_check_modules(FFmpeg REQUIRED IMPORTED_TARGET libavformat libavcodec libavutil libswscale)
 
 if(VR_BUILD_TESTS)

@@ -9,7 +9,7 @@ set -eu
 
 packages="build-essential cmake ninja-build ccache pkg-config git ca-certificates python3
     libboost-dev libboost-thread-dev libboost-system-dev libboost-date-time-dev
-    libfmt-dev libspdlog-dev libhwy-dev libzimg-dev libpng-dev libcli11-dev
+    libfmt-dev libspdlog-dev libhwy-dev libzimg-dev libpng-dev libcli11-dev rapidjson-dev libzip-dev
     libavformat-dev libavcodec-dev libavutil-dev libswscale-dev ffmpeg
     libgtest-dev libgmock-dev libbenchmark-dev"
 

@@ -1,0 +1,277 @@
+#include "ReferenceHost/Project/Otio/Metadata.h"
+#include "ReferenceHost/Project/Otio/TimeValues.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <fmt/format.h>
+#include <functional>
+#include <iterator>
+
+namespace Otio
+{
+
+using norviktypes::FrameRate;
+using norviktypes::TickTime;
+
+namespace
+{
+
+// By the number that the dialect writes.
+constexpr BlendMode kModes[] = {BlendMode::kNormal,     BlendMode::kPlusLighter, BlendMode::kSubtract,
+                                BlendMode::kDifference, BlendMode::kMultiply,    BlendMode::kScreen,
+                                BlendMode::kOverlay,    BlendMode::kHardLight,   BlendMode::kSoftLight,
+                                BlendMode::kDarken,     BlendMode::kLighten,     BlendMode::kColorDodge,
+                                BlendMode::kColorBurn,  BlendMode::kExclusion};
+
+constexpr std::int64_t kComposite = 1;
+constexpr std::int64_t kTransform = 2;
+
+using Mapping = std::function<double(double)>;
+
+// One effect of the dialect; its parameters go into settings, on top of which ours stand.
+class DialectReader
+{
+public:
+    DialectReader(ReadContext& inContext, const FrameRate& inRate, ItemSettings& inSettings)
+        : mContext(inContext)
+        , mSettings(inSettings)
+        , mRate(inRate.IsCountable() ? inRate : FrameRate::FromRational(24, 1))
+    {
+    }
+
+    void Read(const JsonValue& inDialect, PathID inPath)
+    {
+        Fields fields(mContext, inDialect, inPath);
+        const std::string name = fields.Text("Effect Name");
+        const std::int64_t type = fields.Integer("Type", 0, -1000000, 1000000);
+        const JsonValue* const list = fields.FindArray("Parameters");
+        if (!fields.Truth("Enabled", true) || list == nullptr)
+        {
+            return;
+        }
+        const PathID path = fields.PathOf("Parameters");
+        for (rapidjson::SizeType index = 0; index < list->Size(); ++index)
+        {
+            if ((*list)[index].IsObject())
+            {
+                ReadParameter((*list)[index], mContext.mPaths.Index(path, index), type, name);
+            }
+        }
+    }
+
+private:
+    void ReadParameter(const JsonValue& inParameter, PathID inPath, std::int64_t inType,
+                       const std::string& inEffect)
+    {
+        Fields fields(mContext, inParameter, inPath);
+        const std::string id = fields.Text("Parameter ID");
+        const JsonValue* const value = fields.Find("Parameter Value");
+        const JsonValue* const keys = fields.FindObject("Key Frames");
+        const JsonValue* const usual = fields.Find("Default Parameter Value");
+        const bool isMoving = keys != nullptr && keys->MemberCount() > 0;
+        if (!isMoving && (value == nullptr || (usual != nullptr && *value == *usual)))
+        {
+            return;
+        }
+        const bool isKnown = (inType == kTransform && ReadTransform(id, fields, value, keys)) ||
+                             (inType == kComposite && ReadComposite(id, fields, value, keys));
+        if (!isKnown)
+        {
+            mContext.mProblems.Warn(
+                "unknown-effect", mContext.Pointer(inPath),
+                fmt::format("\"{}\" of the effect \"{}\" has no equivalent; ignored", id, inEffect));
+        }
+    }
+
+    bool ReadTransform(const std::string& inID, Fields& inFields, const JsonValue* inValue,
+                       const JsonValue* inKeys)
+    {
+        Transform transform = mSettings.mTransform.value_or(Transform());
+        const auto read = [&](Scalar& outScalar, const Mapping& inMapping)
+        {
+            outScalar = ReadScalar(inFields, inValue, inKeys, inMapping);
+            mSettings.mTransform = transform;
+            return true;
+        };
+        if (inID == "transformationZoomX" || inID == "transformationZoomY")
+        {
+            return read(transform.mScale[inID.back() == 'X' ? 0 : 1], [](double inZoom) { return inZoom; });
+        }
+        if (inID == "transformationPan")
+        {
+            return read(transform.mPosition[0], [](double inPan) { return 0.5 + inPan; });
+        }
+        // The dialect's second axis points up, and its angles turn the other way round.
+        if (inID == "transformationTilt")
+        {
+            return read(transform.mPosition[1], [](double inTilt) { return 0.5 - inTilt; });
+        }
+        if (inID == "transformationRotationAngle")
+        {
+            return read(transform.mRotation, [](double inAngle) { return -inAngle; });
+        }
+        return false;
+    }
+
+    bool ReadComposite(const std::string& inID, Fields& inFields, const JsonValue* inValue,
+                       const JsonValue* inKeys)
+    {
+        if (inID == "opacity")
+        {
+            mSettings.mOpacity =
+                ReadScalar(inFields, inValue, inKeys,
+                           [](double inPercent) { return std::clamp(inPercent / 100.0, 0.0, 1.0); });
+            return true;
+        }
+        if (inID != "composite mode" && inID != "compositeMode")
+        {
+            return false;
+        }
+        if (inValue != nullptr && inValue->IsInt() && inValue->GetInt() >= 0 &&
+            inValue->GetInt() < static_cast<int>(std::size(kModes)))
+        {
+            mSettings.mBlend = kModes[inValue->GetInt()];
+            return true;
+        }
+        mContext.mProblems.Warn("unknown-blend", mContext.Pointer(inFields.Path()),
+                                "a composite mode without equivalent; normal is used");
+        return true;
+    }
+
+    Scalar ReadScalar(Fields& inFields, const JsonValue* inValue, const JsonValue* inKeys,
+                      const Mapping& inMapping)
+    {
+        Scalar scalar;
+        if (inValue != nullptr && IsFinite(*inValue))
+        {
+            scalar.mValue = inMapping(inValue->GetDouble());
+        }
+        else if (inValue != nullptr || inKeys == nullptr)
+        {
+            mContext.mProblems.Fail("not-finite", inFields.PointerOf("Parameter Value"),
+                                    "a finite number is expected");
+            scalar.mValue = inMapping(0.0);
+        }
+        if (inKeys != nullptr)
+        {
+            ReadKeys(*inKeys, inFields.PathOf("Key Frames"), inMapping, scalar);
+        }
+        return scalar;
+    }
+
+    void ReadKeys(const JsonValue& inKeys, PathID inPath, const Mapping& inMapping, Scalar& ioScalar)
+    {
+        if (inKeys.MemberCount() > kMostKeyframes)
+        {
+            mContext.mProblems.Fail("too-large", mContext.Pointer(inPath),
+                                    fmt::format("more than {} keyframes; ignored", kMostKeyframes));
+            return;
+        }
+        for (const auto& member : inKeys.GetObject())
+        {
+            Key key;
+            if (!ReadKey(member.name, member.value, inMapping, key))
+            {
+                mContext.mProblems.Fail("bad-key", mContext.Pointer(inPath, TextOf(member.name)),
+                                        "a keyframe needs a frame and a \"Value\"; left out");
+                continue;
+            }
+            ioScalar.mKeys.push_back(key);
+        }
+        const auto isEarlier = [](const Key& inA, const Key& inB) { return inA.mTime < inB.mTime; };
+        std::stable_sort(ioScalar.mKeys.begin(), ioScalar.mKeys.end(), isEarlier);
+        const auto isSame = [](const Key& inA, const Key& inB) { return inA.mTime == inB.mTime; };
+        ioScalar.mKeys.erase(std::unique(ioScalar.mKeys.begin(), ioScalar.mKeys.end(), isSame),
+                             ioScalar.mKeys.end());
+        if (!ioScalar.mKeys.empty())
+        {
+            ioScalar.mValue = ioScalar.mKeys.front().mValue;
+        }
+    }
+
+    bool ReadKey(const JsonValue& inFrame, const JsonValue& inKey, const Mapping& inMapping,
+                 Key& outKey) const
+    {
+        const std::string_view frame = TextOf(inFrame);
+        std::int64_t number = 0;
+        const auto [end, fault] = std::from_chars(frame.data(), frame.data() + frame.size(), number);
+        const JsonValue* value = &inKey;
+        if (inKey.IsObject())
+        {
+            const auto found = inKey.FindMember("Value");
+            value = found == inKey.MemberEnd() ? nullptr : &found->value;
+        }
+        if (fault != std::errc() || end != frame.data() + frame.size() || value == nullptr ||
+            !IsFinite(*value) || std::abs(static_cast<double>(number)) > 1e9)
+        {
+            return false;
+        }
+        outKey.mTime = Scaled(TickTime(mRate.GetTicks()), static_cast<double>(number));
+        outKey.mValue = inMapping(value->GetDouble());
+        return true;
+    }
+
+    static bool IsFinite(const JsonValue& inValue)
+    {
+        return inValue.IsNumber() && std::isfinite(inValue.GetDouble());
+    }
+
+    ReadContext& mContext;
+    ItemSettings& mSettings;
+    const FrameRate mRate;
+};
+
+}
+
+bool ReadDialectEffect(ReadContext& inContext, const JsonValue& inEffect, PathID inPath,
+                       const FrameRate& inRate, std::shared_ptr<ItemSettings>& ioSettings)
+{
+    const auto metadata = inEffect.FindMember("metadata");
+    if (metadata == inEffect.MemberEnd() || !metadata->value.IsObject())
+    {
+        return false;
+    }
+    const auto dialect = metadata->value.FindMember("Resolve_OTIO");
+    if (dialect == metadata->value.MemberEnd() || !dialect->value.IsObject())
+    {
+        return false;
+    }
+    const PathID path = inContext.mPaths.Key(inContext.mPaths.Key(inPath, "metadata"), "Resolve_OTIO");
+    if (ioSettings == nullptr)
+    {
+        ioSettings = std::make_shared<ItemSettings>();
+        ioSettings->mPath = path;
+    }
+    DialectReader(inContext, inRate, *ioSettings).Read(dialect->value, path);
+    return true;
+}
+
+bool FindDialectColor(const JsonValue& inList, ParameterValue& outColor)
+{
+    if (!inList.IsArray())
+    {
+        return false;
+    }
+    for (const JsonValue& effect : inList.GetArray())
+    {
+        const bool hasList =
+            effect.IsObject() && effect.HasMember("Parameters") && effect["Parameters"].IsArray();
+        for (rapidjson::SizeType index = 0; hasList && index < effect["Parameters"].Size(); ++index)
+        {
+            const JsonValue& parameter = effect["Parameters"][index];
+            const bool isColor = parameter.IsObject() && parameter.HasMember("Parameter ID") &&
+                                 parameter["Parameter ID"] == "color" &&
+                                 parameter.HasMember("Parameter Value") &&
+                                 parameter["Parameter Value"].IsString();
+            if (isColor)
+            {
+                outColor = std::string(TextOf(parameter["Parameter Value"]));
+                return true;
+            }
+        }
+    }
+    return false;
+}
+
+}
