@@ -66,8 +66,8 @@ public:
     virtual MF::IRenderableNodeRef AsNode() { return MF::IRenderableNodeRef(this); }
 
 private:
-    class TransitionNodeProducer* MakeProducer(const MF::FrameTime& inFrameTime,
-                                               const CutlistRenderParams& inRenderParams);
+    TVK::InterfaceRef<class TransitionNodeProducer> MakeProducer(const MF::FrameTime& inFrameTime,
+                                                                 const CutlistRenderParams& inRenderParams);
     void SetTransitionProperties();
 
     IVideoTransitionRef mTransition;
@@ -88,6 +88,7 @@ public:
     // is a contract violation.
     void SetInputs(const std::vector<Input>& inInputs, const MF::FrameTime& inFrameTime,
                    const CutlistRenderParams& inRenderParams);
+    // inStart and inEnd are on the axis of the frame times.
     void SetTransition(const IVideoTransitionRef& inTransition, const norviktypes::TickTime& inStart,
                        const norviktypes::TickTime& inEnd, const TVK::Guid& inNodeHash);
     void SetPresetFrames(const MF::IVideoFrameRef& inFrameA, const MF::IVideoFrameRef& inFrameB);
@@ -111,6 +112,8 @@ private:
                         const CutlistRenderParams& inRenderParams);
     std::int32_t GetSideFrame(const Side& inSide, const MF::FrameTime& inFrameTime,
                               const CutlistRenderParams& inRenderParams, MF::IVideoFrameRef& outFrame) const;
+    static TransitionInputInfo InfoOfSide(const Side& inSide, const MF::FrameTime& inFrameTime,
+                                          const CutlistRenderParams& inRenderParams);
     static void HashSide(TVK::HashValue& ioHash, const Side& inSide, const MF::FrameTime& inFrameTime,
                          const CutlistRenderParams& inRenderParams);
     std::int32_t RenderTransition(const MF::FrameTime& inFrameTime, const CutlistRenderParams& inParams,
