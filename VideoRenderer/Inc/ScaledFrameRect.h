@@ -11,17 +11,17 @@
 namespace ML
 {
 
-// Sets outRect to the picture's rectangle in output pixels: width and height, at the place where outRect
-// begins already.
+// Sets outRect to the picture's rectangle in pixels of what is rendered. A picture of its own size begins where
+// inFrameRect does, a stretched one where inDestRect does, any other where outRect begins already.
 //
 // inPolicy      kScaleToFrame_ of BE/IClip.h.
 // inScaleX, inScaleY  of the render: output size over full size.
-// inOutputRect, inOutputRatio  the full size that a fitted or filling picture is measured against.
+// inOutputRect, inOutputRatio  the full size, against which a picture is fitted.
 // inDestRect, inDestRatio      what is rendered, and the shape of its pixels.
 // inPairLines   an odd height grows by one, so that both fields have as many lines.
 //
-// Never narrower than 2 pixels nor lower than 1. All arithmetic of a picture that is not fitted is in 32-bit
-// floats, so that every caller gets the same rectangle.
+// Never narrower than 2 pixels nor lower than 1, whatever is divided by what. A picture of its own size gets an
+// even width where it is made smaller for an output of even width, as subsampled formats want it.
 void ComputeScaledFrameRect(const TVK::Rect& inFrameRect, const norviktypes::PixelAspectRatio& inFrameRatio,
                             std::uint32_t inPolicy, double inScaleX, double inScaleY,
                             const TVK::Rect& inOutputRect, const norviktypes::PixelAspectRatio& inOutputRatio,

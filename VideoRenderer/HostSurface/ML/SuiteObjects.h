@@ -27,4 +27,15 @@ using TimelineSuiteObjectRef = TVK::InterfaceRef<ITimelineSuiteObject>;
 
 ML_EXPORT TimelineSuiteObjectRef CreateTimelineSuiteObject();
 
+// A clip as plug-ins see it.
+class ML_EXPORT IClipSuiteObject : public TVKUnknown
+{
+public:
+    static constexpr TVK::Guid kInterfaceID = TVK::InterfaceIDs::kClipSuiteObject;
+
+    // What its frames are read from; empty while the media is offline.
+    virtual TVK::TVKUnknownRef GetSource() const = 0;
+};
+using ClipSuiteObjectRef = TVK::InterfaceRef<IClipSuiteObject>;
+
 } // namespace ML

@@ -52,6 +52,7 @@ inline constexpr Guid kVideoFilter{"4873152E-0957-4372-86FF-4DF477F620B2"};
 inline constexpr Guid kVideoTransition{"90914115-828E-4938-A6F8-6A0A2A0400BC"};
 inline constexpr Guid kLayerRender{"79C30BEF-1BE1-42C7-AB9B-BDE7C9B372E0"};
 inline constexpr Guid kTimelineSuiteObject{"3BD8DA8B-063A-4F76-91EA-5B1DB6B603FC"};
+inline constexpr Guid kClipSuiteObject{"228373CE-7619-4BB3-9BF3-15832B224C68"};
 inline constexpr Guid kRenderableCutlistFactory{"6EF8B068-0B18-405B-B042-09F630BD15C7"};
 inline constexpr Guid kPreviewNode{"41CD3EBD-AFB0-4E65-8B3F-69C15A786856"};
 inline constexpr Guid kRenderableNodeTransition{"9ABD93DD-F0B6-49B9-B347-34B98605FB85"};
@@ -68,6 +69,7 @@ inline constexpr Guid kRenderableKeyframeOwner{"DBFE94BA-5D14-4047-83FA-E8B04D0A
 inline constexpr Guid kRenderableTimeTransformOwner{"D3672EEE-EAD3-4904-BD99-2AFBFE671C93"};
 inline constexpr Guid kRenderableNodeIntrinsicParameterProvider{"909B960F-4C59-4A09-8C93-1F3517037268"};
 inline constexpr Guid kRenderableMediaGeometry{"A91394BB-E7C6-4009-ABD9-1A329D7F8B42"};
+inline constexpr Guid kVideoStreamSuiteObject{"FA405CE5-6D39-420B-BE10-2D7A61909526"};
 inline constexpr Guid kSubTreeRender{"56BDEADD-225E-4778-9F45-9CA62C96FDA8"};
 inline constexpr Guid kMutableCutlist{"7E8789B9-2B1F-4D1F-BBE8-3E48A5B060D4"};
 inline constexpr Guid kBitmapMedia{"A4FBA864-2815-4F35-9CA3-0AB0383A7BF2"};
