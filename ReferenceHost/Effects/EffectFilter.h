@@ -35,6 +35,9 @@ struct FilterCall
 class EffectFilter : public TVK::Implements<EffectFilter, ML::IVideoFilter>
 {
 public:
+    // inDescription outlives the filter.
+    explicit EffectFilter(const EffectDescription& inDescription);
+
     norvik::utility::ImmutableString GetMatchName() const override;
     void GetPixelFormats(const MF::IVideoFrameRef& inFrame, const norviktypes::PixelFormat& inFormat,
                          std::vector<norviktypes::PixelFormat>& outFormats) const override;
@@ -52,9 +55,6 @@ public:
     const EffectDescription& Description() const noexcept { return mDescription; }
 
 protected:
-    // inDescription outlives the filter.
-    explicit EffectFilter(const EffectDescription& inDescription);
-
     // The picture would come out as it went in.
     virtual bool IsIdle(const FilterCall&) const { return false; }
     // Both pictures are of one size and one of the working formats; outTarget's pixels are undefined. 0 or
@@ -82,9 +82,10 @@ public:
 // the same in every format.
 class PixelFilter : public EffectFilter
 {
-protected:
+public:
     using EffectFilter::EffectFilter;
 
+protected:
     // Never null. inPicture tells the size; its pixels belong to nobody yet.
     virtual std::unique_ptr<IRowOperation> Prepare(const FilterCall& inCall,
                                                    const ir::Picture& inPicture) const = 0;

@@ -36,6 +36,10 @@ struct TransitionCall
 class EffectTransition : public TVK::Implements<EffectTransition, ML::IVideoTransition>
 {
 public:
+    // inDescription outlives the transition; inParameters may be null.
+    EffectTransition(const EffectDescription& inDescription, const ML::TransitionInfo& inInfo,
+                     const BE::ParameterListRef& inParameters);
+
     void GetInfo(ML::TransitionInfo& outInfo) const override { outInfo = mInfo; }
     bool KeepsOpaque() const override { return true; }
     void GetPixelFormats(std::vector<norviktypes::PixelFormat>& outFormats) const override;
@@ -46,10 +50,6 @@ public:
     const EffectDescription& Description() const noexcept { return mDescription; }
 
 protected:
-    // inDescription outlives the transition; inParameters may be null.
-    EffectTransition(const EffectDescription& inDescription, const ML::TransitionInfo& inInfo,
-                     const BE::ParameterListRef& inParameters);
-
     // 0 or negative. May throw std::bad_alloc.
     virtual std::int32_t Draw(const TransitionCall& inCall) const = 0;
 

@@ -16,6 +16,9 @@ public:
         AddWipes(mTable);
         AddSlides(mTable);
         AddLumaWipe(mTable);
+        AddColorFilters(mTable);
+        AddToneFilters(mTable);
+        AddCubeFilter(mTable);
         for (const BuiltIn& row : mTable)
         {
             mEffects.push_back(row.mDescription);

@@ -56,5 +56,8 @@ void AddDissolves(BuiltInTable& ioTable);
 void AddWipes(BuiltInTable& ioTable);
 void AddSlides(BuiltInTable& ioTable);
 void AddLumaWipe(BuiltInTable& ioTable);
+void AddColorFilters(BuiltInTable& ioTable);
+void AddToneFilters(BuiltInTable& ioTable);
+void AddCubeFilter(BuiltInTable& ioTable);
 
 } // namespace Effects

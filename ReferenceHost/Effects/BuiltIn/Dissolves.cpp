@@ -22,11 +22,7 @@ void Mix(const ir::Picture& inFirst, const ir::Picture& inSecond, double inShare
 class CrossDissolve final : public EffectTransition
 {
 public:
-    CrossDissolve(const EffectDescription& inDescription, const ML::TransitionInfo& inInfo,
-                  const BE::ParameterListRef& inParameters)
-        : EffectTransition(inDescription, inInfo, inParameters)
-    {
-    }
+    using EffectTransition::EffectTransition;
 
 protected:
     std::int32_t Draw(const TransitionCall& inCall) const override
@@ -40,11 +36,7 @@ protected:
 class DipToColor final : public EffectTransition
 {
 public:
-    DipToColor(const EffectDescription& inDescription, const ML::TransitionInfo& inInfo,
-               const BE::ParameterListRef& inParameters)
-        : EffectTransition(inDescription, inInfo, inParameters)
-    {
-    }
+    using EffectTransition::EffectTransition;
 
 protected:
     std::int32_t Draw(const TransitionCall& inCall) const override

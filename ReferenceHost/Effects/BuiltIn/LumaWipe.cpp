@@ -18,11 +18,7 @@ constexpr std::size_t kInvert = 2;
 class LumaWipe final : public EffectTransition
 {
 public:
-    LumaWipe(const EffectDescription& inDescription, const ML::TransitionInfo& inInfo,
-             const BE::ParameterListRef& inParameters)
-        : EffectTransition(inDescription, inInfo, inParameters)
-    {
-    }
+    using EffectTransition::EffectTransition;
 
 protected:
     std::int32_t Draw(const TransitionCall& inCall) const override

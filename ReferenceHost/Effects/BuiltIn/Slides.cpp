@@ -61,11 +61,7 @@ template <bool kMovesBoth>
 class Slide final : public EffectTransition
 {
 public:
-    Slide(const EffectDescription& inDescription, const ML::TransitionInfo& inInfo,
-          const BE::ParameterListRef& inParameters)
-        : EffectTransition(inDescription, inInfo, inParameters)
-    {
-    }
+    using EffectTransition::EffectTransition;
 
 protected:
     std::int32_t Draw(const TransitionCall& inCall) const override

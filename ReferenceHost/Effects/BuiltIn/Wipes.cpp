@@ -303,11 +303,7 @@ Place CenterOf(const TransitionCall& inCall, const Canvas& inCanvas, std::size_t
 class LinearWipe final : public EffectTransition
 {
 public:
-    LinearWipe(const EffectDescription& inDescription, const ML::TransitionInfo& inInfo,
-               const BE::ParameterListRef& inParameters)
-        : EffectTransition(inDescription, inInfo, inParameters)
-    {
-    }
+    using EffectTransition::EffectTransition;
 
 protected:
     std::int32_t Draw(const TransitionCall& inCall) const override
@@ -323,11 +319,7 @@ protected:
 class ClockWipe final : public EffectTransition
 {
 public:
-    ClockWipe(const EffectDescription& inDescription, const ML::TransitionInfo& inInfo,
-              const BE::ParameterListRef& inParameters)
-        : EffectTransition(inDescription, inInfo, inParameters)
-    {
-    }
+    using EffectTransition::EffectTransition;
 
 protected:
     std::int32_t Draw(const TransitionCall& inCall) const override
@@ -358,11 +350,7 @@ protected:
 class IrisWipe final : public EffectTransition
 {
 public:
-    IrisWipe(const EffectDescription& inDescription, const ML::TransitionInfo& inInfo,
-             const BE::ParameterListRef& inParameters)
-        : EffectTransition(inDescription, inInfo, inParameters)
-    {
-    }
+    using EffectTransition::EffectTransition;
 
 protected:
     std::int32_t Draw(const TransitionCall& inCall) const override
