@@ -16,6 +16,9 @@
 
 #include "MF/IRenderableCutlist.h"
 
+#include <cstdint>
+#include <vector>
+
 namespace ML
 {
 
@@ -40,5 +43,22 @@ IMutableCutlistRef CreateMutableCutlist(const norvik::utility::ImmutableString& 
 // Replaces the label while the cutlist is mutable. The label takes no part in the hash.
 void SetCutlistStreamLabel(const IMutableCutlistRef& inCutlist,
                            const norvik::utility::ImmutableString& inStreamLabel);
+
+// A finished cutlist that takes the place of others in a range of time.
+struct CutlistPiece
+{
+    MF::TimeRange mRange;
+    MF::IRenderableCutlistRef mCutlist;
+};
+
+// inBase with the pieces in place of what it has in their ranges, segments clipped at the limits. The ranges
+// are in order and do not overlap. All cutlists are finished ones that were made here. What is not touched is
+// neither asked nor hashed again, so that a splice costs little more than a copy of the list.
+MF::IRenderableCutlistRef SpliceCutlists(const MF::IRenderableCutlistRef& inBase,
+                                         const std::vector<CutlistPiece>& inPieces);
+
+// Appends the ranges of the segments whose nodes lack one of inFlags and that do not lie within inOutside.
+void AppendSegmentsLacking(const MF::IRenderableCutlistRef& inCutlist, std::uint32_t inFlags,
+                           const MF::TimeRange& inOutside, std::vector<MF::TimeRange>& ioRanges);
 
 } // namespace ML

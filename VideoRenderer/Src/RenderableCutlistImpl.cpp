@@ -7,7 +7,7 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <map>
+#include <cstring>
 #include <utility>
 #include <vector>
 
@@ -33,8 +33,84 @@ struct Segment
     // From the node's time to the cutlist's.
     TickTime Shift() const noexcept { return mStart - mNodeOffset; }
     MF::FrameTime ToNodeTime(const MF::FrameTime& inTime) const noexcept { return inTime - Shift(); }
+    // The node plays on without a seam.
+    bool IsContinuedBy(const Segment& inNext) const noexcept
+    {
+        return mNodeHash == inNext.mNodeHash && mEnd == inNext.mStart && Shift() == inNext.Shift();
+    }
 };
 static_assert(sizeof(Segment) == 40, "segments lie closely, as lookups walk over them");
+
+// The nodes of a cutlist, one for each hash, found by a table of their places: a cutlist of thousands of nodes
+// is made anew with every edit, and a tree of as many entries would take longer than all else.
+class NodeTable
+{
+public:
+    static constexpr std::uint32_t kNone = 0xFFFFFFFFu;
+
+    std::size_t Size() const noexcept { return mNodes.size(); }
+    const MF::IRenderableNodeRef& operator[](std::uint32_t inPlace) const { return mNodes[inPlace]; }
+
+    // The place of the node of that hash; kNone without one.
+    std::uint32_t Find(const TVK::Guid& inHash) const noexcept
+    {
+        return mPlaces.empty() ? kNone : mPlaces[SlotOf(inHash)];
+    }
+    // The place of the node of that hash, which is inNode only where there was none before.
+    std::uint32_t Insert(const TVK::Guid& inHash, const MF::IRenderableNodeRef& inNode)
+    {
+        Reserve(mNodes.size() + 1);
+        std::uint32_t& place = mPlaces[SlotOf(inHash)];
+        if (place == kNone)
+        {
+            place = static_cast<std::uint32_t>(mNodes.size());
+            mHashes.push_back(inHash);
+            mNodes.push_back(inNode);
+        }
+        return place;
+    }
+    void Replace(std::uint32_t inPlace, const MF::IRenderableNodeRef& inNode) { mNodes[inPlace] = inNode; }
+    void Reserve(std::size_t inCount);
+
+private:
+    // Where the hash is, or belongs. Hashes are as good as random: any of their bits spread them.
+    std::size_t SlotOf(const TVK::Guid& inHash) const noexcept
+    {
+        std::uint64_t bits = 0;
+        std::memcpy(&bits, &inHash, sizeof bits);
+        const std::size_t mask = mPlaces.size() - 1;
+        std::size_t slot = static_cast<std::size_t>(bits ^ bits >> 32) & mask;
+        while (mPlaces[slot] != kNone && !(mHashes[mPlaces[slot]] == inHash))
+        {
+            slot = (slot + 1) & mask;
+        }
+        return slot;
+    }
+
+    std::vector<TVK::Guid> mHashes;
+    std::vector<MF::IRenderableNodeRef> mNodes;
+    std::vector<std::uint32_t> mPlaces; // a power of two of slots, at most half of them taken
+};
+
+void NodeTable::Reserve(std::size_t inCount)
+{
+    if (inCount * 2 <= mPlaces.size())
+    {
+        return;
+    }
+    std::size_t slots = std::max<std::size_t>(16, mPlaces.size() * 2);
+    while (slots < inCount * 2)
+    {
+        slots *= 2;
+    }
+    mPlaces.assign(slots, kNone);
+    for (std::size_t i = 0; i < mHashes.size(); ++i)
+    {
+        mPlaces[SlotOf(mHashes[i])] = static_cast<std::uint32_t>(i);
+    }
+    mHashes.reserve(inCount);
+    mNodes.reserve(inCount);
+}
 
 class MutableCutlist final : public TVK::Implements<MutableCutlist, MF::IRenderableExtendedStillInfo,
                                                     MF::ISmartRenderSegmentInfo, IMutableCutlist>
@@ -80,29 +156,49 @@ public:
 
     void SetStreamLabel(const norvik::utility::ImmutableString& inStreamLabel);
 
+    // Room for what is to be copied.
+    void ReserveSegments(std::size_t inCount);
+    // The segments of inSource that lie in inRange, clipped to it. Calls come in the order of time, and
+    // FinishCopying after the last one in place of Finalize.
+    void CopySegments(const MutableCutlist& inSource, const TimeRange& inRange);
+    void FinishCopying();
+    void AppendSegmentsLacking(std::uint32_t inFlags, const TimeRange& inOutside,
+                               std::vector<TimeRange>& ioRanges) const;
+
 private:
     using Segments = std::vector<Segment>;
 
+    // What is known of a segment beside its record.
+    struct Facts
+    {
+        MF::IRenderableNode* mNode = nullptr; // held by mNodes: a lookup doesn't go through the table
+        std::uint32_t mFlags = 0;             // the node's
+        std::uint32_t mFirstStillRange = 0;   // of those that are the segment's own
+        std::uint32_t mStillRangeCount = 0;
+    };
+
     void NormalizeSegments();
     void FindSegmentNodes();
+    void CopySegment(const Segment& inSegment, const MutableCutlist& inSource, std::size_t inIndex);
     void ComputeHash();
     void ComputeStillRanges();
-    void AppendStillRangesOf(const Segment& inSegment, const MF::IRenderableNodeRef& inNode);
+    void AppendStillRangesOf(std::size_t inIndex);
 
     // The segment that inTime belongs to if it belongs to any: the last one that starts at or before it, or
     // the first one. The end of an empty list.
     Segments::const_iterator SegmentAround(const TickTime& inTime) const;
     MF::IRenderableNode* NodeOf(Segments::const_iterator inSegment) const
     {
-        return mSegmentNodes[static_cast<std::size_t>(inSegment - mSegments.begin())];
+        return mFacts[static_cast<std::size_t>(inSegment - mSegments.begin())].mNode;
     }
     std::vector<TimeRange>::const_iterator FirstRangeNotBelow(const TickTime& inTime) const;
 
     bool mMutable = true;
     Segments mSegments;
-    // The node of each segment, held by mNodes: finding one by its hash costs as much as finding its segment.
-    std::vector<MF::IRenderableNode*> mSegmentNodes;
-    std::map<TVK::Guid, MF::IRenderableNodeRef, norvik::utility::GuidLessSigned> mNodes;
+    std::vector<Facts> mFacts; // by segment
+    // While segments are copied: the cutlist that knows the still ranges of a segment, where it came whole.
+    std::vector<const MutableCutlist*> mStillSources;
+    NodeTable mNodes;
     TVK::Guid mHashValue;
     std::vector<TimeRange> mStillRanges;
     norvik::utility::ImmutableString mStreamLabel;
@@ -125,7 +221,7 @@ void MutableCutlist::AddSegment(const TickTime& inStart, const TickTime& inEnd, 
         return;
     }
     const TVK::Guid hash = inNode->GetHashValue();
-    mNodes[hash] = inNode;
+    mNodes.Replace(mNodes.Insert(hash, inNode), inNode);
     mSegments.push_back({inStart, inEnd, inNodeOffset, hash});
 }
 
@@ -161,8 +257,7 @@ void MutableCutlist::NormalizeSegments()
             {
                 continue;
             }
-            if (segment.mNodeHash == last.mNodeHash && segment.mStart == last.mEnd &&
-                segment.mNodeOffset == last.mNodeOffset + (last.mEnd - last.mStart))
+            if (last.IsContinuedBy(segment))
             {
                 last.mEnd = segment.mEnd;
                 continue;
@@ -176,12 +271,77 @@ void MutableCutlist::NormalizeSegments()
 
 void MutableCutlist::FindSegmentNodes()
 {
-    mSegmentNodes.reserve(mSegments.size());
+    mFacts.reserve(mSegments.size());
     for (const Segment& segment : mSegments)
     {
-        MF::IRenderableNodeRef node;
-        GetRenderableNodeFromHashValue(segment.mNodeHash, node);
-        mSegmentNodes.push_back(&*node);
+        MF::IRenderableNode& node = *mNodes[mNodes.Find(segment.mNodeHash)];
+        mFacts.push_back({&node, node.GetInformativeFlags(), 0, 0});
+    }
+}
+
+void MutableCutlist::ReserveSegments(std::size_t inCount)
+{
+    mNodes.Reserve(inCount);
+    mSegments.reserve(inCount);
+    mFacts.reserve(inCount);
+    mStillSources.reserve(inCount);
+}
+
+void MutableCutlist::CopySegments(const MutableCutlist& inSource, const TimeRange& inRange)
+{
+    for (auto source = inSource.SegmentAround(inRange.mStart);
+         source != inSource.mSegments.end() && source->mStart < inRange.mEnd; ++source)
+    {
+        Segment segment = *source;
+        segment.mStart = std::max(segment.mStart, inRange.mStart);
+        segment.mEnd = std::min(segment.mEnd, inRange.mEnd);
+        segment.mNodeOffset += segment.mStart - source->mStart;
+        if (segment.mStart < segment.mEnd)
+        {
+            CopySegment(segment, inSource, static_cast<std::size_t>(source - inSource.mSegments.begin()));
+        }
+    }
+}
+
+// A segment that goes on where the last one ends becomes part of it, as in a cutlist that is built. Its still
+// ranges are asked for anew then, and also where it was cut.
+void MutableCutlist::CopySegment(const Segment& inSegment, const MutableCutlist& inSource,
+                                 std::size_t inIndex)
+{
+    if (!mSegments.empty() && mSegments.back().IsContinuedBy(inSegment))
+    {
+        mSegments.back().mEnd = inSegment.mEnd;
+        mStillSources.back() = nullptr;
+        return;
+    }
+    const Segment& source = inSource.mSegments[inIndex];
+    const bool isWhole = source.mStart == inSegment.mStart && source.mEnd == inSegment.mEnd;
+    Facts facts = inSource.mFacts[inIndex];
+    facts.mNode = mNodes[mNodes.Insert(inSegment.mNodeHash, MF::IRenderableNodeRef(facts.mNode))].get();
+    mSegments.push_back(inSegment);
+    mFacts.push_back(facts);
+    mStillSources.push_back(isWhole ? &inSource : nullptr);
+}
+
+void MutableCutlist::FinishCopying()
+{
+    mMutable = false;
+    ComputeHash();
+    ComputeStillRanges();
+    std::vector<const MutableCutlist*>().swap(mStillSources);
+}
+
+void MutableCutlist::AppendSegmentsLacking(std::uint32_t inFlags, const TimeRange& inOutside,
+                                           std::vector<TimeRange>& ioRanges) const
+{
+    for (std::size_t i = 0; i < mSegments.size(); ++i)
+    {
+        const Segment& segment = mSegments[i];
+        const bool reachesOutside = segment.mStart < inOutside.mStart || inOutside.mEnd < segment.mEnd;
+        if ((mFacts[i].mFlags & inFlags) != inFlags && reachesOutside)
+        {
+            ioRanges.push_back({segment.mStart, segment.mEnd});
+        }
     }
 }
 
@@ -201,14 +361,17 @@ void MutableCutlist::ComputeHash()
 void MutableCutlist::ComputeStillRanges()
 {
     TickTime cursor = norviktypes::kTime_Zero;
-    for (auto segment = mSegments.cbegin(); segment != mSegments.cend(); ++segment)
+    for (std::size_t i = 0; i < mSegments.size(); ++i)
     {
-        if (cursor < segment->mStart)
+        if (cursor < mSegments[i].mStart)
         {
-            mStillRanges.push_back({cursor, segment->mStart});
+            mStillRanges.push_back({cursor, mSegments[i].mStart});
         }
-        cursor = segment->mEnd;
-        AppendStillRangesOf(*segment, NodeOf(segment));
+        cursor = mSegments[i].mEnd;
+        const std::size_t before = mStillRanges.size();
+        AppendStillRangesOf(i);
+        mFacts[i].mFirstStillRange = static_cast<std::uint32_t>(before);
+        mFacts[i].mStillRangeCount = static_cast<std::uint32_t>(mStillRanges.size() - before);
     }
     if (cursor < norviktypes::kTime_Max)
     {
@@ -216,22 +379,30 @@ void MutableCutlist::ComputeStillRanges()
     }
 }
 
-void MutableCutlist::AppendStillRangesOf(const Segment& inSegment, const MF::IRenderableNodeRef& inNode)
+void MutableCutlist::AppendStillRangesOf(std::size_t inIndex)
 {
     constexpr std::uint32_t kNeverChanges = MF::kNodeFlag_StaticParameters | MF::kNodeFlag_Still;
-    if ((inNode->GetInformativeFlags() & kNeverChanges) == kNeverChanges)
+    const Segment& segment = mSegments[inIndex];
+    const Facts& facts = mFacts[inIndex];
+    if ((facts.mFlags & kNeverChanges) == kNeverChanges)
     {
-        mStillRanges.push_back({inSegment.mStart, inSegment.mEnd});
+        mStillRanges.push_back({segment.mStart, segment.mEnd});
         return;
     }
-    if (const IRenderableNodeProducerProviderRef provider{inNode})
+    if (!mStillSources.empty() && mStillSources[inIndex] != nullptr)
+    {
+        const auto first = mStillSources[inIndex]->mStillRanges.begin() + facts.mFirstStillRange;
+        mStillRanges.insert(mStillRanges.end(), first, first + facts.mStillRangeCount);
+        return;
+    }
+    if (const IRenderableNodeProducerProviderRef provider{MF::IRenderableNodeRef(facts.mNode)})
     {
         std::vector<TimeRange> ranges;
-        provider->GetStillRanges(inSegment.mNodeOffset,
-                                 inSegment.mNodeOffset + (inSegment.mEnd - inSegment.mStart), ranges);
+        provider->GetStillRanges(segment.mNodeOffset, segment.mNodeOffset + (segment.mEnd - segment.mStart),
+                                 ranges);
         for (const TimeRange& range : ranges)
         {
-            mStillRanges.push_back({range.mStart + inSegment.Shift(), range.mEnd + inSegment.Shift()});
+            mStillRanges.push_back({range.mStart + segment.Shift(), range.mEnd + segment.Shift()});
         }
     }
 }
@@ -271,12 +442,12 @@ std::int32_t MutableCutlist::GetRenderableNodeFromHashValue(const TVK::Guid& inH
 {
     ML_INPUT_CONTRACT(!mMutable, "!mMutable", kFile,
                       "ML::`anonymous-namespace'::MutableCutlist::GetRenderableNodeFromHashValue", __LINE__);
-    const auto entry = mNodes.find(inHash);
-    if (entry == mNodes.end())
+    const std::uint32_t place = mNodes.Find(inHash);
+    if (place == NodeTable::kNone)
     {
         return MF::kStatus_NoSuchEntry;
     }
-    outNode = entry->second;
+    outNode = mNodes[place];
     return TVK::kStatus_OK;
 }
 
@@ -403,23 +574,23 @@ void MutableCutlist::GetSmartRenderSegments(const TickTime& inStart, const TickT
                                             const norviktypes::PixelFormat& inPixelFormat, bool inIsPreview,
                                             MF::SmartRenderSegments& ioSegments) const
 {
-    for (const Segment& segment : mSegments)
+    for (auto found = SegmentAround(inStart); found != mSegments.end() && found->mStart < inEnd; ++found)
     {
+        const Segment& segment = *found;
         const TimeRange asked{std::max(inStart, segment.mStart), std::min(inEnd, segment.mEnd)};
-        const auto node = mNodes.find(segment.mNodeHash);
-        if (asked.mStart >= asked.mEnd || node == mNodes.end())
+        if (asked.mStart >= asked.mEnd)
         {
             continue;
         }
-        const IRenderableNodeProducerProviderRef provider(node->second);
+        const IRenderableNodeProducerProviderRef provider{MF::IRenderableNodeRef(NodeOf(found))};
         if (!provider)
         {
             continue;
         }
-        MF::SmartRenderSegments found;
+        MF::SmartRenderSegments stretches;
         provider->GetSmartRenderSegments(asked.mStart - segment.Shift(), asked.mEnd - segment.Shift(),
-                                         inPixelFormat, inIsPreview, found);
-        for (auto& [start, entry] : found)
+                                         inPixelFormat, inIsPreview, stretches);
+        for (auto& [start, entry] : stretches)
         {
             entry.mStart += segment.Shift();
             entry.mEnd += segment.Shift();
@@ -439,6 +610,35 @@ void SetCutlistStreamLabel(const IMutableCutlistRef& inCutlist,
                            const norvik::utility::ImmutableString& inStreamLabel)
 {
     dynamic_cast<MutableCutlist&>(*inCutlist).SetStreamLabel(inStreamLabel);
+}
+
+MF::IRenderableCutlistRef SpliceCutlists(const MF::IRenderableCutlistRef& inBase,
+                                         const std::vector<CutlistPiece>& inPieces)
+{
+    const auto& base = dynamic_cast<const MutableCutlist&>(*inBase);
+    const TVK::InterfaceRef<MutableCutlist> spliced(new MutableCutlist(base.GetStreamLabel()));
+    std::size_t count = base.GetSegmentCount() + inPieces.size();
+    for (const CutlistPiece& piece : inPieces)
+    {
+        count += piece.mCutlist->GetSegmentCount();
+    }
+    spliced->ReserveSegments(count);
+    TickTime copiedTo = norviktypes::kTime_Min;
+    for (const CutlistPiece& piece : inPieces)
+    {
+        spliced->CopySegments(base, {copiedTo, piece.mRange.mStart});
+        spliced->CopySegments(dynamic_cast<const MutableCutlist&>(*piece.mCutlist), piece.mRange);
+        copiedTo = piece.mRange.mEnd;
+    }
+    spliced->CopySegments(base, {copiedTo, norviktypes::kTime_Max});
+    spliced->FinishCopying();
+    return MF::IRenderableCutlistRef(spliced.get());
+}
+
+void AppendSegmentsLacking(const MF::IRenderableCutlistRef& inCutlist, std::uint32_t inFlags,
+                           const MF::TimeRange& inOutside, std::vector<MF::TimeRange>& ioRanges)
+{
+    dynamic_cast<const MutableCutlist&>(*inCutlist).AppendSegmentsLacking(inFlags, inOutside, ioRanges);
 }
 
 } // namespace ML

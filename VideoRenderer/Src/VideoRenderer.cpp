@@ -1,5 +1,6 @@
 #include "VideoRenderer.h"
 
+#include "CutlistFactory.h"
 #include "RenderFrame.h"
 #include "RenderFrameQueue.h"
 #include "RenderFrameRequest.h"
@@ -84,6 +85,7 @@ int Initialize()
                                             &CreateRenderFrame, &GetRenderFrameClassID);
         service.mQueue = RenderFrameQueue::Create();
         VideoSourcePrefetcher::StartPrefetchers();
+        MF::SetCutlistFactory(GetCutlistFactoryInstance());
     }
     ++service.mInitializeCount;
     return 0;
@@ -98,6 +100,7 @@ int Shutdown()
         service.mQueue->Shutdown();
         service.mQueue.reset();
         VideoSourcePrefetcher::StopPrefetchers();
+        MF::SetCutlistFactory({});
     }
     return 0;
 }

@@ -1,0 +1,27 @@
+// Nested sequences taken apart: their items in place of the clip that shows them.
+//
+// What comes of it tells which media are seen when. How the nested sequence's own size and grid change the
+// pictures it does not tell.
+//
+// Thread-safety: called where the project may be read.
+#pragma once
+
+#include "CutlistFactory_Tracks.h"
+
+#include <cstdint>
+#include <vector>
+
+namespace ML
+{
+
+// Sequences within sequences, and no deeper.
+inline constexpr std::uint32_t kMostNestedSequences = 64;
+
+// inTracks, built for inContext, with each clip of a sequence replaced by what the sequence shows there, at all
+// depths. A track becomes as many as its clips need, all of them with its index. A clip whose time does not run
+// as the sequence's does, and one with effects over the whole of its picture, cannot be taken apart and stays.
+std::vector<TrackItemList> ExpandNestedSequences(const TrackContext& inContext,
+                                                 const std::vector<TrackItemList>& inTracks,
+                                                 std::uint32_t inDepth = 0);
+
+} // namespace ML
