@@ -1,9 +1,8 @@
-// A transition that answers what a test says and remembers how it was called, and the item that bears it.
+// A transition that answers what a test says and remembers how it was called.
 //
 // Thread-safety: one thread at a time.
 #pragma once
 
-#include "BE/ITrackItem.h"
 #include "ML/VideoTransition.h"
 #include "TVK/Allocated.h"
 
@@ -60,18 +59,5 @@ public:
     }
 };
 using FakeVideoTransitionRef = TVK::InterfaceRef<FakeVideoTransition>;
-
-class FakeTransitionItem final : public TVK::Implements<FakeTransitionItem, BE::ITransitionItem>
-{
-public:
-    norviktypes::TickTime mStart;
-    norviktypes::TickTime mEnd;
-    ML::IVideoTransitionRef mTransition;
-
-    norviktypes::TickTime GetStart() const override { return mStart; }
-    norviktypes::TickTime GetEnd() const override { return mEnd; }
-    ML::IVideoTransitionRef GetTransition() const override { return mTransition; }
-};
-using FakeTransitionItemRef = TVK::InterfaceRef<FakeTransitionItem>;
 
 } // namespace TestSupport
