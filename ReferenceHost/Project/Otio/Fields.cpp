@@ -202,7 +202,7 @@ Time Fields::ReadTime(const JsonValue& inValue, PathID inPath)
     const double rateNumber = rate == nullptr ? 1.0 : rate->GetDouble();
     const TimeFault fault =
         ToTicks(value == nullptr ? 0.0 : value->GetDouble(), rateNumber, time.mTime, time.mRate);
-    if (fault != TimeFault::kNone)
+    if (fault != TimeFault::kFine)
     {
         mContext.mProblems.Fail("bad-time", mContext.Pointer(inPath),
                                 fmt::format("{}; taken as zero", TimeFaultText(fault)));

@@ -362,7 +362,7 @@ private:
     {
         const JsonValue* const time = inFields.FindArray("t");
         return time != nullptr && time->Size() == 2 && (*time)[0].IsNumber() && (*time)[1].IsNumber() &&
-               ToTicks((*time)[0].GetDouble(), (*time)[1].GetDouble(), outTime, outRate) == TimeFault::kNone;
+               ToTicks((*time)[0].GetDouble(), (*time)[1].GetDouble(), outTime, outRate) == TimeFault::kFine;
     }
 
     void ReadMotion(Fields& inFields, const FrameRate& inRate, Key& ioKey)

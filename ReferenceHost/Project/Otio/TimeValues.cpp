@@ -129,7 +129,7 @@ TimeFault ToTicks(double inValue, double inRate, TickTime& outTime, FrameRate& o
     }
     if (inValue == 0.0)
     {
-        return TimeFault::kNone;
+        return TimeFault::kFine;
     }
     if (!hasRate)
     {
@@ -146,14 +146,14 @@ TimeFault ToTicks(double inValue, double inRate, TickTime& outTime, FrameRate& o
     const __int128 ticks =
         DivideToNearest(static_cast<__int128>(frames) * kTicksPerSecond * rate.mSeconds, rate.mFrames);
     outTime = TickTime(static_cast<std::int64_t>(ticks) + std::llround(rest * ticksPerFrame));
-    return TimeFault::kNone;
+    return TimeFault::kFine;
 }
 
 const char* TimeFaultText(TimeFault inFault)
 {
     switch (inFault)
     {
-    case TimeFault::kNone: return "a time";
+    case TimeFault::kFine: return "a time";
     case TimeFault::kNotFinite: return "a time that is not a finite number";
     case TimeFault::kNoRate: return "a time whose rate is not above zero, or out of range";
     case TimeFault::kTooLong: return "a time beyond 52 days";

@@ -48,7 +48,7 @@ bool IsUsualRate(double inRate);
 
 enum class TimeFault : std::uint8_t
 {
-    kNone,
+    kFine,
     kNotFinite, // value or rate is NaN or infinite
     kNoRate,    // a rate of zero or below, or out of range, with a value other than 0
     kTooLong,   // beyond kLongestTime
