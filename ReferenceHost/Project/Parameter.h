@@ -70,8 +70,10 @@ struct ParameterContent
     std::vector<ParameterKey> mKeys;
 };
 
-// Contract: at most kMostKeyframes, their times rising and inside the time axis, all of one type of value,
-// numbers finite, influences from 0 to 1.
+// At most kMostKeyframes, their times rising and inside the time axis, all of one type of value, numbers finite,
+// influences from 0 to 1.
+bool IsWellFormed(const ParameterContent& inContent);
+// Contract: well formed.
 MF::IKeyframedParameterRef CreateParameter(ParameterContent inContent);
 
 // Parameters of one value.

@@ -90,7 +90,19 @@ class Sequence;
 using SequenceRef = TVK::InterfaceRef<Sequence>;
 class SequenceState;
 
-class Sequence final : public TVK::ImplementsWeak<Sequence, BE::ISequence, BE::ITrackList, BE::ITimeBase>
+// A face by which this host knows its own sequences and snapshots of them.
+class ISequenceOfHost : public TVKUnknown
+{
+public:
+    static constexpr TVK::Guid kInterfaceID{"E0B7E0C4-5B46-4C3E-93E4-0B9C6B3F2D68"};
+
+    // Null once the sequence is gone.
+    virtual std::shared_ptr<SequenceState> GetState() const = 0;
+};
+using ISequenceOfHostRef = TVK::InterfaceRef<ISequenceOfHost>;
+
+class Sequence final
+    : public TVK::ImplementsWeak<Sequence, BE::ISequence, BE::ITrackList, BE::ITimeBase, ISequenceOfHost>
 {
 public:
     // Without tracks. Contract: a rate on which frames can be counted and a rectangle that is not empty.
@@ -195,6 +207,7 @@ public:
     std::uint32_t GetVideoTrackCount() const override;
     TVK::TVKUnknownRef GetVideoTrack(std::uint32_t inIndex) const override;
     norviktypes::FrameRate GetFrameRate() const override;
+    std::shared_ptr<SequenceState> GetState() const override { return mState; }
 
 private:
     explicit Sequence(const SequenceSettings& inSettings);

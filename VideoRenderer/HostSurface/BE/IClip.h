@@ -39,7 +39,8 @@ public:
     // The order of fields that its frames are brought to; kFieldType_FromSource: no order of its own.
     virtual norviktypes::FieldType GetConformFieldType() const = 0;
 
-    // The part of the media that plays, before speed.
+    // The part of the media that plays. A clip that plays backwards begins a frame of its stream before the out
+    // point, or a field where it has fields.
     virtual norviktypes::TickTime GetInPoint() const = 0;
     virtual norviktypes::TickTime GetOutPoint() const = 0;
     // Where it lies by itself, on the axis that its track item has, and how long it plays.

@@ -1,0 +1,48 @@
+#include "ReferenceHost/Project/ProjectModel.h"
+
+#include "norvik/config/Contract.h"
+
+#include <algorithm>
+
+namespace Project
+{
+
+SequenceRef ProjectModel::AddSequence(const SequenceSettings& inSettings)
+{
+    mSequences.push_back(Sequence::Create(inSettings));
+    if (!mMainSequence)
+    {
+        mMainSequence = mSequences.back();
+    }
+    return mSequences.back();
+}
+
+SequenceRef ProjectModel::FindSequence(std::string_view inName) const
+{
+    const auto found = std::find_if(mSequences.begin(), mSequences.end(),
+                                    [&](const SequenceRef& inSequence)
+                                    { return inSequence->GetSettings().mName == inName; });
+    return found == mSequences.end() ? SequenceRef() : *found;
+}
+
+void ProjectModel::SetMainSequence(const SequenceRef& inSequence)
+{
+    const bool isHere =
+        std::any_of(mSequences.begin(), mSequences.end(),
+                    [&](const SequenceRef& inOther) { return inOther.get() == inSequence.get(); });
+    ML_INPUT_CONTRACT(isHere, "inSequence is of this project", "ReferenceHost/Project/ProjectModel",
+                      "Project::ProjectModel::SetMainSequence", __LINE__);
+    mMainSequence = inSequence;
+}
+
+BE::IMasterClipRef ProjectModel::GetMasterClip(std::string_view inName, std::string_view inMediaInstance)
+{
+    const auto found = mMasterClips.find(inMediaInstance);
+    if (found != mMasterClips.end())
+    {
+        return found->second;
+    }
+    return mMasterClips.emplace(inMediaInstance, CreateMasterClip(inName, inMediaInstance)).first->second;
+}
+
+} // namespace Project
