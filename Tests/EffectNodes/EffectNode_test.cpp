@@ -109,12 +109,15 @@ TEST_F(EffectNode, DropsAStreamLabelThatTheFilterDoesNotKnow)
     EXPECT_EQ(Node()->GetHashValue(), plain);
 }
 
-TEST_F(EffectNode, SaysItsDurationOnlyIfTheFilterVariesByItself)
+TEST_F(EffectNode, SaysItsTimeOnlyIfTheFilterVariesByItself)
 {
+    mSettings.mEffectStart = Frames(3);
     mSettings.mEffectDuration = Frames(10);
     EXPECT_EQ(Property("EffectNode::EffectDuration"), "(none)");
+    EXPECT_EQ(Property("EffectNode::EffectStart"), "(none)");
     mFilter->mVariesByItself = true;
     EXPECT_EQ(Property("EffectNode::EffectDuration"), ML::PropertyText::OfTime(Frames(10)));
+    EXPECT_EQ(Property("EffectNode::EffectStart"), ML::PropertyText::OfTime(Frames(3)));
 }
 
 TEST_F(EffectNode, SaysOpaqueDataThatTheFilterGives)

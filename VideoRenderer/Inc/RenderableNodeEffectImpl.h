@@ -40,8 +40,7 @@ struct EffectNodeSettings
     IVideoFilterRef mFilter;
     norvik::utility::ImmutableString mStreamLabel; // kept only if the filter knows it
     BE::ParameterListRef mParameters;
-    // In the times that operators are asked with. The start is told to the filter and takes no part in the
-    // hash, so equal effects are to have equal ones.
+    // In the times that operators are asked with.
     norviktypes::TickTime mEffectStart;
     norviktypes::TickTime mEffectDuration;
     // The sequence, for effects that look at other tracks. May be empty: there are none then.

@@ -81,6 +81,8 @@ void RenderableNodeEffectImpl::SetFilterProperties()
     SetCommonProperty(Key("EffectNode::StreamLabel"), mStreamLabel.ToString(), true);
     if (mFilter->VariesByItself())
     {
+        // Two uses of one piece of media meet at the same media time, but not at the same time of the effect.
+        SetCommonProperty(Key("EffectNode::EffectStart"), PropertyText::OfTime(mEffectStart), true);
         SetCommonProperty(Key("EffectNode::EffectDuration"), PropertyText::OfTime(mEffectDuration), true);
     }
     MF::BinaryData data;
