@@ -1,10 +1,12 @@
 #include "CutlistRenderer.h"
+#include "MediaNodeProducer.h"
 #include "RenderableCutlistImpl.h"
 #include "RenderableNodeSolidColorImpl.h"
 
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
+#include <memory>
 #include <random>
 #include <utility>
 #include <vector>
@@ -202,6 +204,47 @@ void FinalizeCutlist(benchmark::State& ioState)
     }
 }
 
+// A source of nothing, so that only the node is timed.
+class NoSource final : public TVK::Implements<NoSource, ML::IRenderableSource>
+{
+public:
+    void ConformFrameTime(const MF::FrameTime& inTime, const ML::CutlistRenderParams&,
+                          MF::FrameTime& outTime) override
+    {
+        outTime = inTime;
+    }
+    void CollectPrefetchItems(const MF::FrameTime&, const ML::CutlistRenderParams&,
+                              std::vector<ML::IRenderableNodePrefetchRef>&) override
+    {
+    }
+    void Render(const MF::FrameTime&, const ML::CutlistRenderParams&, MF::IVideoFrameRef&) override {}
+    void GetFrameRate(norviktypes::FrameRate&) override {}
+    void GetFieldRate(norviktypes::FrameRate&) override {}
+};
+
+// Media without and with fields: the producer of each frame, and its hash.
+void FrameHashOfMedia(benchmark::State& ioState)
+{
+    const auto settings = std::make_shared<ML::MediaNodeSettings>();
+    settings->mSource = ML::IRenderableSourceRef(new NoSource);
+    settings->mFrameRect = settings->mMediaRect = {0, 0, 1920, 1080};
+    const bool hasFields = ioState.range(0) != 0;
+    settings->mFieldType =
+        hasFields ? norviktypes::kFieldType_UpperFirst : norviktypes::kFieldType_Progressive;
+    std::int64_t frame = 0;
+    for (auto _ : ioState)
+    {
+        ML::CutlistRenderParams params = Params(++frame);
+        params.mFieldType = settings->mFieldType;
+        const auto producer =
+            ML::CreateMediaNodeProducer(settings, TVK::Guid{1, 2}, params.mFrameTime, params);
+        TVK::Guid hash;
+        producer->GetFrameHash(hash, params.mFrameTime, params, TVK::Guid());
+        benchmark::DoNotOptimize(hash);
+    }
+}
+
+BENCHMARK(FrameHashOfMedia)->ArgName("fields")->Arg(0)->Arg(1);
 BENCHMARK(FrameHash)->ArgName("levels")->Arg(1)->Arg(5);
 BENCHMARK(FindNodeForTime)->ArgNames({"segments", "nodes"})->Args({10000, 10000})->Args({10000, 100});
 BENCHMARK(FinalizeCutlist)
