@@ -19,6 +19,11 @@ public:
         AddColorFilters(mTable);
         AddToneFilters(mTable);
         AddCubeFilter(mTable);
+        AddBlurFilters(mTable);
+        AddTransformFilter(mTable);
+        AddCornerPinFilter(mTable);
+        AddGarbageMatteFilter(mTable);
+        AddTimecodeFilter(mTable);
         for (const BuiltIn& row : mTable)
         {
             mEffects.push_back(row.mDescription);

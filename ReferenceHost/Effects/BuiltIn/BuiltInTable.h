@@ -59,5 +59,10 @@ void AddLumaWipe(BuiltInTable& ioTable);
 void AddColorFilters(BuiltInTable& ioTable);
 void AddToneFilters(BuiltInTable& ioTable);
 void AddCubeFilter(BuiltInTable& ioTable);
+void AddBlurFilters(BuiltInTable& ioTable);
+void AddTransformFilter(BuiltInTable& ioTable);
+void AddCornerPinFilter(BuiltInTable& ioTable);
+void AddGarbageMatteFilter(BuiltInTable& ioTable);
+void AddTimecodeFilter(BuiltInTable& ioTable);
 
 } // namespace Effects

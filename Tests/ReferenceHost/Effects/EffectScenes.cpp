@@ -197,17 +197,23 @@ bool IsLinear(const norviktypes::PixelFormat& inFormat)
     return inFormat == MF::kPixelFormat_BGRA_4444_32f_Linear;
 }
 
+// Both are odd about 0.
 double Encode(double inLinear)
 {
-    return inLinear < 0.018053968510807 ? 4.5 * inLinear
-                                        : 1.09929682680944 * std::pow(inLinear, 0.45) - 0.09929682680944;
+    const double size = std::abs(inLinear);
+    const double coded = size < 0.018053968510807
+                             ? 4.5 * size
+                             : 1.09929682680944 * std::pow(size, 0.45) - 0.09929682680944;
+    return std::copysign(coded, inLinear);
 }
 
 double Decode(double inCoded)
 {
-    return inCoded < 4.5 * 0.018053968510807
-               ? inCoded / 4.5
-               : std::pow((inCoded + 0.09929682680944) / 1.09929682680944, 1 / 0.45);
+    const double size = std::abs(inCoded);
+    const double linear = size < 4.5 * 0.018053968510807
+                              ? size / 4.5
+                              : std::pow((size + 0.09929682680944) / 1.09929682680944, 1 / 0.45);
+    return std::copysign(linear, inCoded);
 }
 
 const std::vector<Format>& Formats()
