@@ -201,9 +201,8 @@ bool IsLinear(const norviktypes::PixelFormat& inFormat)
 double Encode(double inLinear)
 {
     const double size = std::abs(inLinear);
-    const double coded = size < 0.018053968510807
-                             ? 4.5 * size
-                             : 1.09929682680944 * std::pow(size, 0.45) - 0.09929682680944;
+    const double coded =
+        size < 0.018053968510807 ? 4.5 * size : 1.09929682680944 * std::pow(size, 0.45) - 0.09929682680944;
     return std::copysign(coded, inLinear);
 }
 
@@ -342,13 +341,17 @@ void ExpectPixelFormula(const std::string& inName, const Values& inValues,
     }
 }
 
+void SavePicture(const MF::IVideoFrameRef& inFrame, const std::string& inPath)
+{
+    std::string error;
+    EXPECT_TRUE(VF::WritePNGFile(inFrame, inPath, error)) << error;
+}
+
 void KeepForPeople(const MF::IVideoFrameRef& inFrame, const std::string& inName)
 {
-    const char* folder = std::getenv("VR_EFFECT_PICTURES");
-    std::string error;
-    if (folder != nullptr)
+    if (const char* folder = std::getenv("VR_EFFECT_PICTURES"))
     {
-        EXPECT_TRUE(VF::WritePNGFile(inFrame, std::string(folder) + "/" + inName + ".png", error)) << error;
+        SavePicture(inFrame, std::string(folder) + "/" + inName + ".png");
     }
 }
 

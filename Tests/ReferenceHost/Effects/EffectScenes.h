@@ -85,6 +85,7 @@ testing::AssertionResult AreNear(const Scene& inResult, const Scene& inExpected,
 void ExpectPixelFormula(const std::string& inName, const Values& inValues,
                         const std::function<Pixel(const Pixel&)>& inFormula);
 
+void SavePicture(const MF::IVideoFrameRef& inFrame, const std::string& inPath);
 // Writes a picture for people where VR_EFFECT_PICTURES names a folder.
 void KeepForPeople(const MF::IVideoFrameRef& inFrame, const std::string& inName);
 
