@@ -14,6 +14,7 @@
 #include "Tests/Support/Fakes/FakeTrackItem.h"
 #include "Tests/Support/Fakes/FakeVideoFilter.h"
 #include "Tests/Support/Fakes/FakeVideoSource.h"
+#include "Tests/Support/FrameTools.h"
 
 #include <gtest/gtest.h>
 
@@ -44,12 +45,17 @@ public:
     const MF::KeyframeStore& GetKeyframes() const override { return mKeyframes; }
 };
 
-// Of a sequence in which nothing plays.
-class EmptyCutlists final
-    : public TVK::Implements<EmptyCutlists, MF::IRenderableCutlistProvider, MF::ISequenceVideoProperties>
+// Of a sequence in which nothing plays, or one node at a time.
+class Cutlists final
+    : public TVK::Implements<Cutlists, MF::IRenderableCutlistProvider, MF::ISequenceVideoProperties>
 {
 public:
-    EmptyCutlists() { mCutlist->Finalize(); }
+    Cutlists() { mCutlist->Finalize(); }
+    Cutlists(const MF::IRenderableNodeRef& inNode, const TickTime& inStart, const TickTime& inEnd)
+    {
+        mCutlist->AddSegment(inStart, inEnd, TickTime(), inNode);
+        mCutlist->Finalize();
+    }
 
     std::int32_t GetPrimaryCutlist(MF::IRenderableCutlistRef& outCutlist, const ImmutableString&,
                                    bool) override
@@ -82,7 +88,7 @@ private:
 FakeSequenceRef MakeNestedSequence()
 {
     FakeSequenceRef sequence(new FakeSequence());
-    sequence->mCutlistProvider = new EmptyCutlists();
+    sequence->mCutlistProvider = new Cutlists();
     return sequence;
 }
 
@@ -801,6 +807,82 @@ TEST(ClipBuilding, RendersTheMediaThroughItsEffects)
     const std::vector<FakeVideoSource::Request> requests = scene.mStream->TakeRequests();
     ASSERT_FALSE(requests.empty());
     EXPECT_EQ(requests.back().mTime, Frames(112));
+}
+
+// An effect that looks at the track below, at the same time of the sequence.
+struct SceneWithLayer : Scene
+{
+    MediaRef mBelow = MakeMedia();
+
+    explicit SceneWithLayer(std::uint32_t inLayer)
+    {
+        const FakeTrackRef upper(new FakeTrack());
+        upper->mIndex = 1;
+        upper->mItems = {mItem};
+        mSequence->mTracks = {FakeTrackRef(new FakeTrack()), upper};
+        mSequence->mTrackCutlistProviders = {
+            new Cutlists(MF::IRenderableNodeRef(mBelow.get()), Frames(400), Frames(900)), {}};
+        mTrack = 1;
+        const FakeEffectRef matte = MakeItemEffect("matte", {MakeLayerParameter(inLayer)});
+        matte->mLayerIndex = 1;
+        mItem->mEffects = MakeEffectChain({matte});
+    }
+
+    // Where the track below is read when frame 512 of the sequence is to be shown, frame 12 of the item.
+    std::vector<FrameTime> LayerPrefetches() const
+    {
+        std::vector<ML::IRenderableNodePrefetchRef> prefetches;
+        ML::CutlistRenderParams params = Params();
+        params.mFrameTime = At(512);
+        ML::IRenderableNodePrefetchProviderRef(Node())->GetPrefetchesForFrame(At(12), params, prefetches);
+        EXPECT_EQ(prefetches.size(), 1u) << "the clip's own media";
+        return mBelow->mPrefetched;
+    }
+};
+
+TEST(ClipBuilding, WantsReadTheTracksThatItsEffectsLookAt)
+{
+    EXPECT_EQ(SceneWithLayer(0).LayerPrefetches(), std::vector<FrameTime>{At(112)});
+    EXPECT_TRUE(SceneWithLayer(MF::kLayer_NotSet).LayerPrefetches().empty());
+    EXPECT_TRUE(SceneWithLayer(1).LayerPrefetches().empty()) << "its own track";
+    EXPECT_TRUE(SceneWithLayer(7).LayerPrefetches().empty()) << "no such track";
+}
+
+TEST(ClipBuilding, WithoutASequenceEffectsLookAtNoTrack)
+{
+    SceneWithLayer scene(0);
+    scene.mSequence.reset();
+    EXPECT_TRUE(scene.LayerPrefetches().empty());
+}
+
+// Nothing is read again because a parameter was changed: the media's frame is in the cache by a name of its own.
+TEST(ClipBuilding, AChangedEffectReadsNoMedia)
+{
+    EmptyFrameCache();
+    Scene scene;
+    const FakeEffectRef effect = MakeItemEffect("A", {MakeNumberParameter(1.0)});
+    scene.mItem->mEffects = MakeEffectChain({effect});
+    ML::CutlistRenderParams params = Params();
+    params.mRenderFlags = ML::kRenderFlag_CacheParts;
+    const auto render = [&](const TickTime& time)
+    {
+        const MF::FrameTime frameTime(time);
+        const ML::IRenderableNodeProducerRef producer =
+            ML::IRenderableNodeProducerProviderRef(scene.Node())->GetProducerForFrame(frameTime, params);
+        MF::IVideoFrameRef frame;
+        EXPECT_EQ(producer->GetFrame(frameTime, params, frame), 0);
+        TVK::Guid hash;
+        producer->GetFrameHash(hash, frameTime, params, TVK::Guid());
+        return hash;
+    };
+    const TVK::Guid before = render(Frames(12));
+    EXPECT_FALSE(scene.mStream->TakeRequests().empty());
+    effect->mParameters = {MakeNumberParameter(2.0)};
+    EXPECT_NE(render(Frames(12)), before);
+    EXPECT_TRUE(scene.mStream->TakeRequests().empty());
+    render(Frames(13));
+    EXPECT_FALSE(scene.mStream->TakeRequests().empty()) << "another frame is another matter";
+    EmptyFrameCache();
 }
 
 TEST(ClipBuilding, WantsAnItemWithAClip)

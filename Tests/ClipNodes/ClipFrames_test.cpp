@@ -395,6 +395,24 @@ TEST_F(ClipFrames, AFullSizeSubstituteReachesEffectsAsItIs)
     EXPECT_EQ(origin, (TVK::Point{-1, -1}));
 }
 
+TEST_F(ClipFrames, AFullSizeSubstituteWithFieldsIsNotCutForARenderOfOneField)
+{
+    const MediaRef media = MakeMedia();
+    media->mWidth = 32;
+    media->mHeight = 16;
+    media->mFieldType = norviktypes::kFieldType_UpperFirst;
+    media->mOnFrame = [](const MF::IVideoFrameRef& frame) { TestSupport::MakeSubstitute(frame); };
+    ML::CutlistRenderParams params = Params();
+    params.mSourceWidth = 32;
+    params.mSourceHeight = 16;
+    params.mFieldToRender = 1;
+    const EffectRef effect = MakeEffect(1);
+    Render(*MakeClip(media, {effect}), At(2), params);
+    TVK::Point origin;
+    effect->mCalls[0].mFrame->GetOrigin(origin);
+    EXPECT_EQ(origin, (TVK::Point{-1, -1}));
+}
+
 TEST_F(ClipFrames, FieldsOfAnotherOrderReachEffectsInThatOfTheRender)
 {
     const MediaRef media = MakeMedia();
