@@ -44,8 +44,9 @@ public:
                                                   const Label& inStreamLabel,
                                                   IRenderableCutlistRef& outCutlist) = 0;
     // Rebuilds what a change between inStart and inEnd touches and splices it into inPrevious. Equals what
-    // CreateCutlistForSequence gives. Without a previous cutlist, or with an end of the time axis for a limit,
-    // everything is built anew.
+    // CreateCutlistForSequence gives. A change spans the whole of each item that is not what it was, before and
+    // after; a transition that comes or goes alters both its neighbours. Without a previous cutlist, or with an
+    // end of the time axis for a limit, everything is built anew.
     virtual std::int32_t
     UpdateCutlistForSequence(const TVK::TVKUnknownRef& inSequence, const Label& inStreamLabel,
                              const norviktypes::TickTime& inStart, const norviktypes::TickTime& inEnd,
