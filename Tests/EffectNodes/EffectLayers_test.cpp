@@ -309,7 +309,9 @@ TEST_F(EffectLayersTest, SpanIsInWholeFrames)
     const MF::IRenderableNodeRef node = Node();
     EXPECT_EQ(Render(node, 10), 0);
     EXPECT_TRUE(mLayer) << "the frame in which the item starts";
-    EXPECT_EQ(Render(node, 19), 0);
+    ML::CutlistRenderParams params = ParamsAt(19);
+    params.mFrameTime = FrameTime(Frames(20) - TickTime(1));
+    EXPECT_EQ(RenderWith(node, params), 0);
     EXPECT_TRUE(mLayer) << "the frame in which it ends";
     EXPECT_EQ(Render(node, 20), 0);
     EXPECT_FALSE(mLayer);
@@ -346,6 +348,66 @@ TEST_F(EffectLayersTest, SegmentsBeforeTheSpanAreSkipped)
             EXPECT_EQ(PixelAt(mLayer, 0, 0)[0], frame / 2);
         }
     }
+}
+
+// Counts how often its segments are looked at.
+class CountingCutlist final : public TVK::Implements<CountingCutlist, MF::IRenderableCutlist>
+{
+public:
+    explicit CountingCutlist(const MF::IRenderableCutlistRef& inInner) : mInner(inInner) {}
+
+    mutable int mLooks = 0;
+
+    std::uint32_t GetSegmentCount() const override { return mInner->GetSegmentCount(); }
+    TVK::Guid GetHashValue() const override { return mInner->GetHashValue(); }
+    std::int32_t GetNthSegmentDescription(std::uint32_t inIndex, TickTime& outStart, TickTime& outEnd,
+                                          TickTime& outOffset, TVK::Guid& outHash) const override
+    {
+        ++mLooks;
+        return mInner->GetNthSegmentDescription(inIndex, outStart, outEnd, outOffset, outHash);
+    }
+    std::int32_t GetRenderableNodeFromHashValue(const TVK::Guid& inHash,
+                                                MF::IRenderableNodeRef& outNode) const override
+    {
+        return mInner->GetRenderableNodeFromHashValue(inHash, outNode);
+    }
+    std::int32_t FindNodeForTime(const FrameTime&, MF::IRenderableNodeRef&, FrameTime&) const override
+    {
+        return -1;
+    }
+    std::int32_t FindNodeForTimeRange(const FrameTime&, const FrameTime&, MF::IRenderableNodeRef&,
+                                      FrameTime&) const override
+    {
+        return -1;
+    }
+    std::int32_t FindSegmentForTime(const TickTime&, std::uint32_t&, TickTime&, TickTime&, TickTime&,
+                                    TVK::Guid&) const override
+    {
+        return -1;
+    }
+    ImmutableString GetStreamLabel() const override { return {}; }
+
+private:
+    const MF::IRenderableCutlistRef mInner;
+};
+
+TEST_F(EffectLayersTest, LongTrackCostsNoMoreThanAShortOne)
+{
+    constexpr std::int64_t kLength = 4096;
+    const MF::IRenderableNodeRef nodes[2] = {MakeLayer(50), MakeLayer(60)};
+    const ML::IMutableCutlistRef track = ML::CreateMutableCutlist();
+    for (std::int64_t frame = 0; frame < kLength; ++frame)
+    {
+        track->AddSegment(Frames(frame), Frames(frame + 1), Frames(0), nodes[frame % 2]);
+    }
+    track->Finalize();
+    const TVK::InterfaceRef<CountingCutlist> counting(new CountingCutlist(MF::IRenderableCutlistRef(track)));
+    PlayOnMatteTrack(MF::IRenderableCutlistRef(counting));
+    mItem->mStart = Frames(2000);
+    mItem->mEnd = Frames(2010);
+    EXPECT_EQ(Render(Node(), 2009), 0);
+    EXPECT_TRUE(IsFilledWith(mLayer, kOther));
+    EXPECT_LE(counting->mLooks, 13 + 11) << "a search, and what plays during the effect";
 }
 
 // The picture.
