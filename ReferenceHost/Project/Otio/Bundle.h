@@ -19,7 +19,7 @@ namespace Otio
 
 enum class BundleKind : std::uint8_t
 {
-    kNone,
+    kPlainFile,
     kFolder,
     kArchive,
 };
@@ -57,7 +57,7 @@ private:
     std::string mPath;
     std::string mFolder;
     std::string mText;
-    BundleKind mKind = BundleKind::kNone;
+    BundleKind mKind = BundleKind::kPlainFile;
     std::map<std::string, FilePart, std::less<>> mEntries;
 };
 

@@ -88,7 +88,7 @@ std::string GeneratorText(const MediaReference& inReference)
 
 FileLocator::FileLocator(const DocumentOptions& inOptions, const Bundle& inBundle, FactsFunction inFacts)
     : mBundle(inBundle)
-    , mPaths(inOptions, inBundle.Folder(), inBundle.Kind() != BundleKind::kNone)
+    , mPaths(inOptions, inBundle.Folder(), inBundle.Kind() != BundleKind::kPlainFile)
     , mFacts(std::move(inFacts))
 {
 }

@@ -97,10 +97,8 @@ const MediaFacts* MediaTable::Facts(std::size_t inMedia)
         {
             mFacts[inMedia] = facts;
         }
-        else if (mMedia[inMedia].mKind != MediaKind::kMissing)
+        else
         {
-            mProblems.Warn("missing-media", mPaths.Text(mMedia[inMedia].mPath),
-                           fmt::format("\"{}\" can't be opened", mMedia[inMedia].mFile));
             mMedia[inMedia].mKind = MediaKind::kMissing;
         }
     }

@@ -27,7 +27,7 @@ public:
     virtual LocatedMedia Locate(const MediaReference& inReference, const std::string& inPointer,
                                 ProblemList& ioProblems) = 0;
 
-    // False for media that can't be opened. Called at most once for each medium, and only where a document
+    // False for media that can't be opened, which then counts as missing. Called at most once for each medium, and only where a document
     // leaves open what it tells.
     virtual bool GetFacts(const LocatedMedia& inMedia, MediaFacts& outFacts) = 0;
 };

@@ -1,0 +1,299 @@
+#include "ReferenceHost/Project/Import/EffectMaker.h"
+
+#include "IR/BlendModes.h"
+#include "ReferenceHost/Project/EffectItem.h"
+
+#include <algorithm>
+#include <cmath>
+#include <fmt/format.h>
+#include <utility>
+
+namespace Import
+{
+
+using Effects::ParameterDescription;
+using Effects::ParameterKind;
+using Otio::BlendMode;
+using Otio::Scalar;
+
+namespace
+{
+
+constexpr const char* kDissolve = "vrender:cross-dissolve";
+
+std::uint32_t BlendCode(BlendMode inMode)
+{
+    switch (inMode)
+    {
+    case BlendMode::kNormal: return kIR_Blend_Normal;
+    case BlendMode::kMultiply: return kIR_Blend_Multiply;
+    case BlendMode::kScreen: return kIR_Blend_Screen;
+    case BlendMode::kOverlay: return kIR_Blend_Overlay;
+    case BlendMode::kDarken: return kIR_Blend_Darken;
+    case BlendMode::kLighten: return kIR_Blend_Lighten;
+    case BlendMode::kColorDodge: return kIR_Blend_ColorDodge;
+    case BlendMode::kColorBurn: return kIR_Blend_ColorBurn;
+    case BlendMode::kHardLight: return kIR_Blend_HardLight;
+    case BlendMode::kSoftLight: return kIR_Blend_SoftLight;
+    case BlendMode::kDifference: return kIR_Blend_Difference;
+    case BlendMode::kExclusion: return kIR_Blend_Exclusion;
+    case BlendMode::kHue: return kIR_Blend_Hue;
+    case BlendMode::kSaturation: return kIR_Blend_Saturation;
+    case BlendMode::kColor: return kIR_Blend_Color;
+    case BlendMode::kLuminosity: return kIR_Blend_Luminosity;
+    case BlendMode::kPlusLighter: return kIR_Blend_LinearDodge;
+    case BlendMode::kSubtract: return kIR_Blend_Subtract;
+    }
+    return kIR_Blend_Normal;
+}
+
+bool AreAlike(const Scalar& inA, const Scalar& inB)
+{
+    return inA.mValue == inB.mValue &&
+           std::equal(inA.mKeys.begin(), inA.mKeys.end(), inB.mKeys.begin(), inB.mKeys.end(),
+                      [](const Otio::Key& inLeft, const Otio::Key& inRight)
+                      {
+                          return inLeft.mTime == inRight.mTime && inLeft.mValue == inRight.mValue &&
+                                 inLeft.mMotion == inRight.mMotion && inLeft.mIn.mTime == inRight.mIn.mTime &&
+                                 inLeft.mIn.mValue == inRight.mIn.mValue &&
+                                 inLeft.mOut.mTime == inRight.mOut.mTime &&
+                                 inLeft.mOut.mValue == inRight.mOut.mValue;
+                      });
+}
+
+BE::IEffectRef MakeMotion(const Otio::Transform& inTransform, const KeyAxis& inAxis)
+{
+    Project::MotionContent motion;
+    motion.mPosition = MakePoint(inTransform.mPosition[0], inTransform.mPosition[1], inAxis);
+    motion.mAnchor = MakePoint(inTransform.mAnchor[0], inTransform.mAnchor[1], inAxis);
+    motion.mScale = MakeNumber(inTransform.mScale[1], inAxis, 100.0, 3);
+    if (!AreAlike(inTransform.mScale[0], inTransform.mScale[1]))
+    {
+        motion.mScaleWidth = MakeNumber(inTransform.mScale[0], inAxis, 100.0, 3);
+    }
+    motion.mRotation = MakeNumber(inTransform.mRotation, inAxis, 1.0, 2);
+    return Project::CreateMotion(motion);
+}
+
+MF::IKeyframedParameterRef DefaultOf(const ParameterDescription& inDescription)
+{
+    const Effects::ParameterValue& value = inDescription.mDefault;
+    const auto control = static_cast<std::uint32_t>(inDescription.mKind);
+    switch (inDescription.mKind)
+    {
+    case ParameterKind::kBool: return Project::CreateSwitch(value.mNumber >= 0.5);
+    case ParameterKind::kChoice:
+        return Project::CreateChoice(static_cast<std::uint32_t>(std::max(value.mNumber, 0.0)));
+    case ParameterKind::kColor: return Project::CreateColor(value.mColor);
+    case ParameterKind::kPoint: return Project::CreatePoint(value.mPoint.x, value.mPoint.y);
+    case ParameterKind::kText:
+    case ParameterKind::kFile: return Project::CreateText(value.mText, control);
+    case ParameterKind::kLayer: return Project::CreateChoice(Effects::kNoLayer, control);
+    case ParameterKind::kNumber:
+    case ParameterKind::kAngle:
+    case ParameterKind::kPercent: break;
+    }
+    return Project::CreateNumber(value.mNumber, control);
+}
+
+}
+
+std::vector<BE::IEffectRef> EffectMaker::MakeEffects(const Otio::Item& inItem, const KeyAxis& inAxis)
+{
+    std::vector<BE::IEffectRef> effects;
+    if (inItem.mSettings != nullptr && inItem.mSettings->ChangesPicture())
+    {
+        const Otio::ItemSettings& settings = *inItem.mSettings;
+        if (settings.mTransform)
+        {
+            effects.push_back(MakeMotion(*settings.mTransform, inAxis));
+        }
+        if (settings.mOpacity || settings.mBlend)
+        {
+            effects.push_back(
+                Project::CreateOpacity(MakeNumber(settings.mOpacity.value_or(Scalar(1.0)), inAxis, 100.0, 3),
+                                       BlendCode(settings.mBlend.value_or(BlendMode::kNormal))));
+        }
+    }
+    if (inItem.mEffects == nullptr)
+    {
+        return effects;
+    }
+    for (auto effect = inItem.mEffects->rbegin(); effect != inItem.mEffects->rend(); ++effect)
+    {
+        if (BE::IEffectRef made = MakeEffect(**effect, inAxis))
+        {
+            effects.push_back(std::move(made));
+        }
+    }
+    return effects;
+}
+
+BE::IEffectRef EffectMaker::MakeEffect(const Otio::Effect& inEffect, const KeyAxis& inAxis)
+{
+    const Effects::EffectDescription* const description = mRegistry.Find(inEffect.mEffectName);
+    Project::EffectContent content;
+    if (description != nullptr && description->mKind == Effects::EffectKind::kFilter)
+    {
+        content.mFilter = mRegistry.CreateFilter(inEffect.mEffectName);
+    }
+    if (!content.mFilter)
+    {
+        mProblems.Warn("unknown-effect", mPaths.Text(inEffect.mPath),
+                       fmt::format("no effect is called \"{}\"; left out", inEffect.mEffectName));
+        return {};
+    }
+    content.mMatchName = content.mFilter->GetMatchName();
+    content.mParameters = MakeParameters(*description, inEffect.mParameters, inAxis);
+    const auto layer = std::find_if(description->mParameters.begin(), description->mParameters.end(),
+                                    [](const ParameterDescription& inParameter)
+                                    { return inParameter.mKind == ParameterKind::kLayer; });
+    if (layer != description->mParameters.end())
+    {
+        content.mLayerIndex = static_cast<std::uint32_t>(layer - description->mParameters.begin()) + 1;
+    }
+    return Project::CreateEffect(std::move(content));
+}
+
+ML::IVideoTransitionRef EffectMaker::MakeTransition(const Otio::Transition& inTransition,
+                                                    const norviktypes::FrameRate& inFrameRate)
+{
+    const bool isDissolve = inTransition.mType == "SMPTE_Dissolve";
+    const Effects::EffectDescription* description =
+        isDissolve ? mRegistry.Find(kDissolve) : mRegistry.Find(inTransition.mType);
+    if (description == nullptr || description->mKind != Effects::EffectKind::kTransition)
+    {
+        mProblems.Warn(
+            "unknown-transition", mPaths.Text(inTransition.mPath),
+            fmt::format("no transition is called \"{}\"; a dissolve is shown", inTransition.mType));
+        description = mRegistry.Find(kDissolve);
+    }
+    ML::TransitionInfo info;
+    info.mDuration = inTransition.mInOffset + inTransition.mOutOffset;
+    KeyAxis axis;
+    axis.mFrameRate = inFrameRate;
+    axis.mDuration = info.mDuration;
+    auto parameters = std::make_shared<const MF::KeyframeStore>(
+        MakeParameters(*description, inTransition.mParameters, axis));
+    return mRegistry.CreateTransition(description->mId, info, parameters);
+}
+
+MF::KeyframeStore EffectMaker::MakeParameters(const Effects::EffectDescription& inDescription,
+                                              const std::vector<Otio::Parameter>& inParameters,
+                                              const KeyAxis& inAxis)
+{
+    std::vector<const Otio::Parameter*> given(inDescription.mParameters.size(), nullptr);
+    for (const Otio::Parameter& parameter : inParameters)
+    {
+        const std::ptrdiff_t index = inDescription.IndexOf(parameter.mName);
+        if (index < 0)
+        {
+            mProblems.Warn(
+                "unknown-parameter", mPaths.Text(parameter.mPath),
+                fmt::format("{} has no parameter \"{}\"; ignored", inDescription.mId, parameter.mName));
+            continue;
+        }
+        given[static_cast<std::size_t>(index)] = &parameter;
+    }
+    MF::KeyframeStore store;
+    for (std::size_t index = 0; index < given.size(); ++index)
+    {
+        store.push_back(MakeParameter(inDescription.mParameters[index], given[index], inAxis));
+    }
+    return store;
+}
+
+MF::IKeyframedParameterRef EffectMaker::MakeParameter(const ParameterDescription& inDescription,
+                                                      const Otio::Parameter* inParameter,
+                                                      const KeyAxis& inAxis)
+{
+    if (inParameter == nullptr)
+    {
+        return DefaultOf(inDescription);
+    }
+    const std::string pointer = mPaths.Text(inParameter->mPath);
+    MF::IKeyframedParameterRef made;
+    if (const auto* const isOn = std::get_if<bool>(&inParameter->mValue))
+    {
+        made = inDescription.mKind == ParameterKind::kBool ? Project::CreateSwitch(*isOn)
+                                                           : MF::IKeyframedParameterRef();
+    }
+    else if (const auto* const text = std::get_if<std::string>(&inParameter->mValue))
+    {
+        made = FromText(inDescription, *text, pointer);
+    }
+    else
+    {
+        made = FromNumbers(inDescription, std::get<std::vector<Scalar>>(inParameter->mValue), inAxis);
+    }
+    if (!made)
+    {
+        mProblems.Warn("wrong-type", pointer,
+                       fmt::format("no value for a parameter of kind {}; its default is used",
+                                   Effects::NameOf(inDescription.mKind)));
+        return DefaultOf(inDescription);
+    }
+    return made;
+}
+
+MF::IKeyframedParameterRef EffectMaker::FromText(const ParameterDescription& inDescription,
+                                                 const std::string& inText, const std::string& inPointer)
+{
+    const auto control = static_cast<std::uint32_t>(inDescription.mKind);
+    TVK::ParamColor<std::uint32_t> color;
+    if (inDescription.mKind == ParameterKind::kText)
+    {
+        return Project::CreateText(inText);
+    }
+    if (inDescription.mKind == ParameterKind::kFile)
+    {
+        const std::string path = inText.empty() ? std::string() : mFindFile(inText);
+        if (path.empty() && !inText.empty())
+        {
+            mProblems.Warn("missing-media", inPointer, fmt::format("\"{}\" is not there", inText));
+        }
+        return Project::CreateText(path, control);
+    }
+    if (inDescription.mKind == ParameterKind::kColor && ParseColor(inText, color))
+    {
+        return Project::CreateColor(color);
+    }
+    const auto choice = std::find(inDescription.mChoices.begin(), inDescription.mChoices.end(), inText);
+    if (inDescription.mKind == ParameterKind::kChoice && choice != inDescription.mChoices.end())
+    {
+        return Project::CreateChoice(static_cast<std::uint32_t>(choice - inDescription.mChoices.begin()));
+    }
+    return {};
+}
+
+MF::IKeyframedParameterRef EffectMaker::FromNumbers(const ParameterDescription& inDescription,
+                                                    const std::vector<Scalar>& inNumbers,
+                                                    const KeyAxis& inAxis)
+{
+    const auto control = static_cast<std::uint32_t>(inDescription.mKind);
+    const bool isOne = inNumbers.size() == 1;
+    const double whole = isOne ? std::round(inNumbers[0].mValue) : -1.0;
+    switch (inDescription.mKind)
+    {
+    case ParameterKind::kNumber:
+    case ParameterKind::kAngle:
+    case ParameterKind::kPercent:
+        return isOne ? MakeNumber(inNumbers[0], inAxis, 1.0, control) : MF::IKeyframedParameterRef();
+    case ParameterKind::kChoice:
+    case ParameterKind::kLayer:
+        return whole >= 0.0 && whole < 1e6 ? Project::CreateChoice(static_cast<std::uint32_t>(whole), control)
+                                           : MF::IKeyframedParameterRef();
+    case ParameterKind::kBool:
+        return isOne ? Project::CreateSwitch(whole >= 1.0) : MF::IKeyframedParameterRef();
+    case ParameterKind::kPoint:
+        return inNumbers.size() == 2 ? MakePoint(inNumbers[0], inNumbers[1], inAxis)
+                                     : MF::IKeyframedParameterRef();
+    case ParameterKind::kColor:
+        return inNumbers.size() >= 3 ? MakeColor(inNumbers, inAxis) : MF::IKeyframedParameterRef();
+    case ParameterKind::kText:
+    case ParameterKind::kFile: break;
+    }
+    return {};
+}
+
+}

@@ -1,0 +1,96 @@
+#include "ReferenceHost/Project/Import/MediaOpener.h"
+
+#include "BE/IVideoSource.h"
+#include "MF/ISource.h"
+#include "ReferenceHost/Media/Stills/SequencePattern.h"
+
+#include <fmt/format.h>
+#include <vector>
+
+namespace Import
+{
+
+using norviktypes::TickTime;
+
+namespace
+{
+
+std::string WithEscapedPercents(const std::string& inText)
+{
+    std::string text;
+    for (const char letter : inText)
+    {
+        text += letter == '%' ? "%%" : std::string(1, letter);
+    }
+    return text;
+}
+
+}
+
+std::string OpeningText(const Otio::LocatedMedia& inMedia)
+{
+    if (inMedia.mKind != Otio::MediaKind::kImageSequence)
+    {
+        return inMedia.mFile;
+    }
+    const Otio::ImageNumbers& images = inMedia.mImages;
+    const std::string separator = inMedia.mFile.empty() || inMedia.mFile.back() == '/' ? "" : "/";
+    const std::string number = images.mPadding > 1 ? fmt::format("%0{}d", images.mPadding) : "%d";
+    return inMedia.mFile + separator + WithEscapedPercents(images.mPrefix) + number +
+           WithEscapedPercents(images.mSuffix);
+}
+
+BE::IMediaInfoRef OpenLocatedMedia(const Otio::LocatedMedia& inMedia, const Media::OpenOptions& inOptions,
+                                   std::string& outError)
+{
+    if (inMedia.mSize != 0)
+    {
+        outError = fmt::format("\"{}\": media inside of archives can't be read; unpack it", inMedia.mWanted);
+        return {};
+    }
+    Media::OpenOptions options = inOptions;
+    options.mSequenceRate = inMedia.mImages.mRate;
+    Media::OpenError error;
+    BE::IMediaInfoRef media = Media::OpenMedia(OpeningText(inMedia), options, error);
+    outError = error.mText;
+    return media;
+}
+
+Otio::MediaFacts FactsOf(const BE::IMediaInfoRef& inMedia)
+{
+    Otio::MediaFacts facts;
+    const MF::ISourceRef stream = inMedia && inMedia->HasMediaType(BE::kMediaType_Video)
+                                      ? inMedia->GetStream(BE::kMediaType_Video, 0)
+                                      : MF::ISourceRef();
+    const BE::IVideoSourceRef source(stream);
+    if (!source)
+    {
+        return facts;
+    }
+    TickTime duration;
+    stream->GetDuration(duration);
+    facts.mDuration = duration >= norviktypes::kTime_Max ? TickTime() : duration;
+    facts.mStartTimecode = inMedia->GetStartTimecode();
+    source->GetFrameRate(facts.mRate);
+    TVK::Rect bounds;
+    source->GetBounds(bounds);
+    facts.mWidth = static_cast<std::uint32_t>(bounds.right - bounds.left);
+    facts.mHeight = static_cast<std::uint32_t>(bounds.bottom - bounds.top);
+    return facts;
+}
+
+bool FindFirstImage(const Otio::LocatedMedia& inMedia, TickTime& outTime)
+{
+    Media::SequencePattern pattern;
+    std::vector<std::int64_t> numbers;
+    const bool isListed = inMedia.mImages.mStep == 1 &&
+                          Media::ParseSequencePattern(OpeningText(inMedia), pattern) &&
+                          Media::ListSequence(pattern, numbers) && !numbers.empty();
+    if (isListed)
+    {
+        outTime = TickTime::FromFrame(inMedia.mImages.mStart - numbers.front(), inMedia.mImages.mRate);
+    }
+    return isListed;
+}
+
+}

@@ -1,0 +1,229 @@
+#include "ReferenceHost/Project/Import/SequenceBuilder.h"
+
+#include "BE/IVideoSource.h"
+#include "ReferenceHost/Media/Synthetic/SyntheticMedia.h"
+
+#include <fmt/format.h>
+#include <utility>
+
+namespace Import
+{
+
+using norviktypes::FrameRate;
+using norviktypes::TickTime;
+
+namespace
+{
+
+constexpr std::uint32_t kUsualWidth = 1920;
+constexpr std::uint32_t kUsualHeight = 1080;
+
+TVK::Rect RectOf(std::uint32_t inWidth, std::uint32_t inHeight)
+{
+    TVK::Rect rect;
+    rect.right = static_cast<std::int32_t>(inWidth);
+    rect.bottom = static_cast<std::int32_t>(inHeight);
+    return rect;
+}
+
+norviktypes::FieldType FieldTypeOf(Otio::FieldOrder inOrder)
+{
+    return inOrder == Otio::FieldOrder::kUpperFirst   ? norviktypes::kFieldType_UpperFirst
+           : inOrder == Otio::FieldOrder::kLowerFirst ? norviktypes::kFieldType_LowerFirst
+                                                      : norviktypes::kFieldType_Progressive;
+}
+
+std::string NameOf(const Otio::LocatedMedia& inMedia)
+{
+    return inMedia.mName.empty() ? inMedia.mWanted : inMedia.mName;
+}
+
+}
+
+bool SequenceBuilder::Build()
+{
+    const Otio::Timeline& timeline = mTarget.mTimeline;
+    if (timeline.mMain == Otio::kNone)
+    {
+        return false;
+    }
+    const Project::SequenceSettings main = MainSettings();
+    for (const Otio::SequenceOfTracks& sequence : timeline.mSequences)
+    {
+        Project::SequenceSettings settings = main;
+        settings.mName = sequence.mName;
+        if (sequence.mCanvas && mSequences.size() != timeline.mMain)
+        {
+            ApplyCanvas(*sequence.mCanvas, true, settings);
+        }
+        mSequences.push_back(BuildSequence(sequence, settings));
+    }
+    mTarget.mMain = mSequences[timeline.mMain];
+    mTarget.mProject.SetMainSequence(mTarget.mMain);
+    return true;
+}
+
+Project::SequenceSettings SequenceBuilder::MainSettings()
+{
+    const Otio::Timeline& timeline = mTarget.mTimeline;
+    Project::SequenceSettings settings;
+    settings.mFrameRate = timeline.mRate;
+    settings.mPixelAspectRatio = norviktypes::kPixelAspectRatio_Square;
+    const bool isChosen = mOptions.mWidth > 0 && mOptions.mHeight > 0;
+    const bool hasCanvas = timeline.mCanvas && timeline.mCanvas->mWidth > 0;
+    if (timeline.mCanvas)
+    {
+        ApplyCanvas(*timeline.mCanvas, !isChosen, settings);
+    }
+    if (isChosen)
+    {
+        settings.mFrameRect = RectOf(mOptions.mWidth, mOptions.mHeight);
+    }
+    else if (!hasCanvas && !SizeOfFirstVideo(settings))
+    {
+        settings.mFrameRect = RectOf(kUsualWidth, kUsualHeight);
+        mProblems.Warn(
+            "no-size", "",
+            fmt::format("nothing tells the size of the picture; {}x{} is used", kUsualWidth, kUsualHeight));
+    }
+    return settings;
+}
+
+void SequenceBuilder::ApplyCanvas(const Otio::Canvas& inCanvas, bool inHasOwnSize,
+                                  Project::SequenceSettings& ioSettings) const
+{
+    if (inHasOwnSize && inCanvas.mWidth > 0)
+    {
+        ioSettings.mFrameRect = RectOf(inCanvas.mWidth, inCanvas.mHeight);
+        ioSettings.mPixelAspectRatio = {inCanvas.mPixelWidth, inCanvas.mPixelHeight};
+    }
+    if (inCanvas.mFields)
+    {
+        ioSettings.mFieldType = FieldTypeOf(*inCanvas.mFields);
+    }
+}
+
+bool SequenceBuilder::SizeOfFirstVideo(Project::SequenceSettings& ioSettings) const
+{
+    const std::size_t first = mTarget.mTimeline.mFirstVideo;
+    const BE::IMediaInfoRef media = first == Otio::kNone ? BE::IMediaInfoRef() : mTarget.mMedia[first];
+    const Otio::MediaFacts facts = FactsOf(media);
+    if (facts.mWidth == 0 || facts.mHeight == 0)
+    {
+        return false;
+    }
+    ioSettings.mFrameRect = RectOf(facts.mWidth, facts.mHeight);
+    const BE::IVideoSourceRef source(media->GetStream(BE::kMediaType_Video, 0));
+    source->GetPixelAspectRatio(ioSettings.mPixelAspectRatio);
+    return true;
+}
+
+Project::SequenceRef SequenceBuilder::BuildSequence(const Otio::SequenceOfTracks& inSequence,
+                                                    const Project::SequenceSettings& inSettings)
+{
+    Project::SequenceRef sequence = mTarget.mProject.AddSequence(inSettings);
+    for (const Otio::TrackOfItems& track : inSequence.mTracks)
+    {
+        BuildTrack(track, *sequence);
+    }
+    return sequence;
+}
+
+void SequenceBuilder::BuildTrack(const Otio::TrackOfItems& inTrack, Project::Sequence& ioSequence)
+{
+    const std::size_t index = ioSequence.AddTrack();
+    const FrameRate rate = ioSequence.GetFrameRate();
+    for (const Otio::Item& item : inTrack.mItems)
+    {
+        const Project::EditStatus status = ioSequence.AddItem(index, MakeClip(item, rate));
+        if (status != Project::EditStatus::kOK)
+        {
+            mProblems.Fail("refused", mPaths.Text(item.mPath),
+                           fmt::format("can't be shown: {}", Project::ToText(status)));
+        }
+    }
+    for (const Otio::Transition& transition : inTrack.mTransitions)
+    {
+        Project::TransitionItem made;
+        made.mCut = transition.mCut;
+        made.mInOffset = transition.mInOffset;
+        made.mOutOffset = transition.mOutOffset;
+        made.mTransition = mEffects.MakeTransition(transition, rate);
+        const Project::EditStatus status = ioSequence.AddTransition(index, made);
+        if (status != Project::EditStatus::kOK)
+        {
+            mProblems.Fail("refused", mPaths.Text(transition.mPath),
+                           fmt::format("can't be shown: {}; a cut", Project::ToText(status)));
+        }
+    }
+}
+
+Project::ClipItem SequenceBuilder::MakeClip(const Otio::Item& inItem, const FrameRate& inRate)
+{
+    Project::ClipItem clip;
+    clip.mName = inItem.mName;
+    clip.mStart = inItem.mStart;
+    clip.mDuration = inItem.mDuration;
+    clip.mInPoint = inItem.mRun.mIn;
+    clip.mSpeed = inItem.mRun.mSpeed;
+    clip.mBlendsFrames = inItem.mRun.mBlendsFrames;
+    clip.mScaleToFrame = mOptions.mScaleToFrame;
+    if (inItem.mSequence != Otio::kNone)
+    {
+        clip.mSequence = mSequences[inItem.mSequence];
+    }
+    else if (inItem.IsBlack())
+    {
+        SetBlack(clip);
+    }
+    else
+    {
+        SetMedia(inItem, clip);
+    }
+    KeyAxis axis;
+    axis.mSlope = clip.mSpeed == 0.0 ? 1.0 : clip.mSpeed;
+    axis.mShift = Project::ToMediaTime(clip, TickTime(), inRate);
+    axis.mFrameRate = inRate;
+    axis.mDuration = clip.mDuration;
+    clip.mEffects = mEffects.MakeEffects(inItem, axis);
+    return clip;
+}
+
+void SequenceBuilder::SetMedia(const Otio::Item& inItem, Project::ClipItem& ioClip)
+{
+    const Otio::LocatedMedia& media = mTarget.mTimeline.mMedia[inItem.mMedia];
+    ioClip.mMedia = mTarget.mMedia[inItem.mMedia];
+    ioClip.mMasterClip = mTarget.mProject.GetMasterClip(
+        NameOf(media), media.mFile.empty() ? media.mWanted : OpeningText(media));
+    TickTime shift;
+    if (media.mKind == Otio::MediaKind::kImageSequence && !FindFirstImage(media, shift))
+    {
+        mProblems.Warn("unknown-images", mPaths.Text(media.mPath),
+                       "only images whose numbers rise by one are read; others leave frames that can't be");
+    }
+    ioClip.mInPoint += shift;
+    if (inItem.mRun.mAvailable)
+    {
+        ioClip.mAvailable =
+            MF::TimeRange{inItem.mRun.mAvailable->mStart + shift, inItem.mRun.mAvailable->mEnd + shift};
+    }
+    if (!ioClip.mMedia)
+    {
+        ioClip.mMediaRate = inItem.mRun.mRate;
+    }
+}
+
+void SequenceBuilder::SetBlack(Project::ClipItem& ioClip)
+{
+    if (!mBlack)
+    {
+        Media::SyntheticSettings settings;
+        settings.mKind = Media::SyntheticKind::kColor;
+        settings.mColor = TVK::ParamColor<std::uint32_t>::FromComponents(0, 0, 0, 255);
+        mBlack = Media::CreateSyntheticMedia(settings);
+    }
+    ioClip.mMedia = mBlack;
+    ioClip.mMasterClip = mTarget.mProject.GetMasterClip("black", "black");
+}
+
+}
