@@ -243,6 +243,18 @@ TEST_F(TransitionProducer, RefusesAnOutputThatCannotBeMade)
     EXPECT_TRUE(mTransition->mCalls.empty());
 }
 
+TEST_F(TransitionProducer, RefusesAFormatThatNoFrameHas)
+{
+    mTransition->mFormats = {norviktypes::PixelFormat{norviktypes::FourCC("none"), 0x000FFFFF}};
+    EXPECT_EQ(Render(At(5)), kRefused) << "both frames are still of one format";
+    mA.reset();
+    EXPECT_EQ(Render(At(5)), kRefused);
+    mA = MakeLayer(100);
+    mB.reset();
+    EXPECT_EQ(Render(At(5)), kRefused);
+    EXPECT_TRUE(mTransition->mCalls.empty()) << "a transition never gets a format that it does not take";
+}
+
 TEST_F(TransitionProducer, LaysEachInputAtItsPlace)
 {
     std::vector<TickTime> times;
@@ -471,7 +483,8 @@ TEST(ConformTransitionInputs, TouchesNoFrameThatFits)
     const MF::IVideoFrameRef a = FrameOf(kPixelFormat_BGRA_4444_8u);
     MF::IVideoFrameRef frameA = a;
     MF::IVideoFrameRef frameB;
-    ML::ConformTransitionInputs(ParamsAt(), frameA, frameB, ML::IVideoTransitionRef(transition));
+    EXPECT_EQ(ML::ConformTransitionInputs(ParamsAt(), frameA, frameB, ML::IVideoTransitionRef(transition)),
+              kPixelFormat_BGRA_4444_8u);
     EXPECT_EQ(frameA, a);
     EXPECT_EQ(frameB, ML::GetBlackVideoFrame(ParamsAt())) << "the black frame that all share";
 }

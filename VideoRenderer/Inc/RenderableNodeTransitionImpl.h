@@ -129,10 +129,11 @@ private:
     TVK::Guid mNodeHash;
 };
 
-// Brings both frames to one format that the transition takes, and to the render size; a missing one becomes
-// black. Frames that cannot be made come back empty or in their own format.
-void ConformTransitionInputs(const CutlistRenderParams& inParams, MF::IVideoFrameRef& ioFrameA,
-                             MF::IVideoFrameRef& ioFrameB, const IVideoTransitionRef& inTransition);
+// Brings both frames to one format that the transition takes, which is the result, and to the render size; a
+// missing one becomes black. Frames that cannot be made come back empty or in their own format.
+norviktypes::PixelFormat ConformTransitionInputs(const CutlistRenderParams& inParams,
+                                                 MF::IVideoFrameRef& ioFrameA, MF::IVideoFrameRef& ioFrameB,
+                                                 const IVideoTransitionRef& inTransition);
 
 // The format for both frames, which may be empty: the nearest one for each among the accepted; of two, the
 // one nearer to the params'.

@@ -19,10 +19,16 @@ using norviktypes::PixelFormat;
 
 constexpr const char* kFile = "Src/RenderableNodeTransitionImpl";
 
+// Where memory runs out a frame is missing or in a format that a transition doesn't know.
+bool IsOfFormat(const MF::IVideoFrameRef& inFrame, const PixelFormat& inFormat)
+{
+    return inFrame && FormatOfFrame(inFrame) == inFormat;
+}
+
 } // namespace
 
-void ConformTransitionInputs(const CutlistRenderParams& inParams, MF::IVideoFrameRef& ioFrameA,
-                             MF::IVideoFrameRef& ioFrameB, const IVideoTransitionRef& inTransition)
+PixelFormat ConformTransitionInputs(const CutlistRenderParams& inParams, MF::IVideoFrameRef& ioFrameA,
+                                    MF::IVideoFrameRef& ioFrameB, const IVideoTransitionRef& inTransition)
 {
     std::vector<PixelFormat> accepted;
     inTransition->GetPixelFormats(accepted);
@@ -31,6 +37,7 @@ void ConformTransitionInputs(const CutlistRenderParams& inParams, MF::IVideoFram
     const MF::IVideoFrameRef black = ioFrameA && ioFrameB ? MF::IVideoFrameRef() : GetBlackVideoFrame(params);
     ioFrameA = ioFrameA ? ConformToOutput(params, ioFrameA) : black;
     ioFrameB = ioFrameB ? ConformToOutput(params, ioFrameB) : black;
+    return params.mPixelFormat;
 }
 
 PixelFormat ChooseSharedFormat(const CutlistRenderParams& inParams, const MF::IVideoFrameRef& inFrameA,
@@ -123,9 +130,8 @@ std::int32_t TransitionNodeProducer::GetFrame(const MF::FrameTime& inFrameTime,
             return status;
         }
     }
-    ConformTransitionInputs(inRenderParams, frameA, frameB, mTransition);
-    // Where memory ran out a frame is missing or in a format that the transition does not know.
-    if (!frameA || !frameB || FormatOfFrame(frameA) != FormatOfFrame(frameB))
+    const PixelFormat format = ConformTransitionInputs(inRenderParams, frameA, frameB, mTransition);
+    if (!IsOfFormat(frameA, format) || !IsOfFormat(frameB, format))
     {
         return MF::kStatus_NoSuchEntry;
     }
