@@ -14,6 +14,13 @@ using namespace MediaNodeTests;
 using TestSupport::FakeProducerNode;
 using TestSupport::FakeProducerNodeRef;
 
+// Of the producer that was asked for its hash last.
+std::uint32_t& NumberOfLastHash()
+{
+    static std::uint32_t sNumber = 0;
+    return sNumber;
+}
+
 // Gives one frame, and hashes as its number and the base.
 class FakeProducer final : public TVK::Implements<FakeProducer, ML::IRenderableNodeProducer>
 {
@@ -29,6 +36,7 @@ public:
     void GetFrameHash(TVK::Guid& outHash, const MF::FrameTime&, const ML::CutlistRenderParams&,
                       const TVK::Guid& inBase) override
     {
+        NumberOfLastHash() = mNumber;
         TVK::HashValue hash(inBase);
         hash.MixU32(mNumber);
         outHash = hash.AsGuid();
@@ -245,44 +253,64 @@ TEST(NestedSequence, StillRangesAreThoseOfItsCutlist)
               FrameHashOf(node, MF::FrameTime(Frames(3)), params));
 }
 
+// The first byte of the picture at frame 3: the number of the cutlist that it comes from.
+int ShownBy(const NodeRef& inNode, const ML::CutlistRenderParams& inParams)
+{
+    const MF::FrameTime time{Frames(3)};
+    MF::IVideoFrameRef frame;
+    inNode->GetProducerForFrame(time, inParams)->GetFrame(time, inParams, frame);
+    return frame ? TestSupport::PixelAt(frame, 0, 0)[0] : -1;
+}
+
 TEST(NestedSequence, FramesHashWithTheCutlistThatTheyComeFrom)
 {
     Nest nest;
     const NodeRef node = nest.Build();
     ML::CutlistRenderParams params = Params(64, 36);
-    const TVK::Guid whole = FrameHashOf(node, MF::FrameTime(Frames(3)), params);
+    const TVK::Guid first = FrameHashOf(node, MF::FrameTime(Frames(3)), params);
+    EXPECT_EQ(ShownBy(node, params), 1);
     params.mUseSecondCutlist = 1;
-    EXPECT_EQ(FrameHashOf(node, MF::FrameTime(Frames(3)), params), whole)
-        << "a clip's sequence is shown whole";
-    MF::IVideoFrameRef frame;
-    node->GetProducerForFrame(MF::FrameTime(Frames(3)), params)
-        ->GetFrame(MF::FrameTime(Frames(3)), params, frame);
-    EXPECT_EQ(TestSupport::PixelAt(frame, 0, 0)[0], 1);
+    EXPECT_NE(FrameHashOf(node, MF::FrameTime(Frames(3)), params), first);
+    EXPECT_EQ(ShownBy(node, params), 2);
 }
 
-TEST(NestedSequence, SequenceByItselfMayComeOutOfItsOtherCutlist)
+TEST(NestedSequence, CutlistsThatAreOneGiveOneFrame)
 {
     Nest nest;
-    const TVK::InterfaceRef<SequenceClip> clip(new SequenceClip);
-    clip->mItself = nest.mSequence;
-    clip->mOutPoint = Frames(25);
-    nest.mClip = clip;
+    nest.mProvider->mSecond = nest.mProvider->mFirst;
     const NodeRef node = nest.Build();
     ML::CutlistRenderParams params = Params(64, 36);
-    const MF::FrameTime time{Frames(3)};
-    const auto shown = [&]
-    {
-        MF::IVideoFrameRef frame;
-        node->GetProducerForFrame(time, params)->GetFrame(time, params, frame);
-        return TestSupport::PixelAt(frame, 0, 0)[0];
-    };
-    const TVK::Guid whole = FrameHashOf(node, time, params);
-    EXPECT_EQ(shown(), 1);
+    const TVK::Guid first = FrameHashOf(node, MF::FrameTime(Frames(3)), params);
     params.mUseSecondCutlist = 1;
-    EXPECT_NE(FrameHashOf(node, time, params), whole);
-    EXPECT_EQ(shown(), 2);
+    EXPECT_EQ(FrameHashOf(node, MF::FrameTime(Frames(3)), params), first);
+}
+
+// The piece that plays in the first cutlist is hashed, or that in the second.
+TEST(NestedSequence, ClipIsNamedByTheFirstCutlistAndASequenceByItselfByTheSecond)
+{
+    Nest nest;
+    const TVK::InterfaceRef<SequenceClip> itself(new SequenceClip);
+    itself->mItself = nest.mSequence;
+    itself->mOutPoint = Frames(25);
+    ML::CutlistRenderParams params = Params(64, 36);
+    params.mUseSecondCutlist = 1;
+    const auto asks = [&](const TestSupport::FakeClipRef& inClip)
+    {
+        Nest asked = nest;
+        asked.mClip = inClip;
+        const NodeRef node = asked.Build();
+        NumberOfLastHash() = 0;
+        FrameHashOf(node, MF::FrameTime(Frames(3)), params);
+        return NumberOfLastHash();
+    };
+    const TestSupport::FakeClipRef itselfAsClip(itself.get());
+    EXPECT_EQ(asks(nest.mClip), 1u);
+    EXPECT_EQ(asks(itselfAsClip), 2u);
     params.mScaleX = params.mScaleY = 0.5;
-    EXPECT_EQ(shown(), 1) << "at another size than its own";
+    EXPECT_EQ(asks(itselfAsClip), 1u) << "at another size than its own";
+    params.mScaleX = params.mScaleY = 1.0;
+    params.mUseSecondCutlist = 0;
+    EXPECT_EQ(asks(itselfAsClip), 1u);
 }
 
 TEST(NestedSequence, WithoutCutlistsItIsBlackAndStill)
@@ -303,13 +331,11 @@ TEST(NestedSequence, TimelineHasANumberAsLongAsTheNodeLives)
     NodeRef node = nest.Build();
     const auto id =
         static_cast<std::uint32_t>(std::stoul(Property(node, "MediaNode::SelectedMulticamTrackTimelineID")));
-    {
-        const ML::TimelineSuiteObjectRef timeline(ML::GetRefFromCallbackInstanceID(id));
-        ASSERT_TRUE(timeline);
-        EXPECT_TRUE(timeline->GetSequence() == nest.mSequence);
-        EXPECT_TRUE(timeline->GetCutlistProvider() == nest.mProvider);
-        EXPECT_EQ(timeline->GetFrameRate(), kRate);
-    }
+    const ML::TimelineSuiteObjectRef timeline(ML::GetRefFromCallbackInstanceID(id));
+    ASSERT_TRUE(timeline);
+    EXPECT_TRUE(timeline->GetSequence() == nest.mSequence);
+    EXPECT_TRUE(timeline->GetCutlistProvider() == nest.mProvider);
+    EXPECT_EQ(timeline->GetFrameRate(), kRate);
     node.reset();
     EXPECT_FALSE(ML::GetRefFromCallbackInstanceID(id));
 }

@@ -241,6 +241,21 @@ TEST_F(MediaNodeProducerTest, HalfWideSubstituteForTheWholeRenderIsLeftToTheRend
     params.mSourceHeight = 36;
     params.mScaleX = params.mScaleY = 0.25;
     EXPECT_EQ(BoundsOf(FrameAt(MF::FrameTime(Frames(0)), params)), TVK::Rect(0, 0, 32, 36));
+    params.mWidth = params.mSourceWidth = 128;
+    EXPECT_EQ(BoundsOf(FrameAt(MF::FrameTime(Frames(0)), params)), TVK::Rect(0, 0, 16, 9))
+        << "the picture is not the whole render";
+}
+
+TEST_F(MediaNodeProducerTest, MediaThatHappensToBeHalfAsWideStandsForNothingElse)
+{
+    mSettings->mFrameRect = mSettings->mMediaRect = {0, 0, 32, 36};
+    mSettings->mScaleToFramePolicy = BE::kScaleToFrame_Stretch;
+    mChain->mFrame = TestSupport::NewFrame(kPixelFormat_UYVY_422_8u_601, 32, 36);
+    TestSupport::MakeSubstitute(mChain->mFrame);
+    ML::CutlistRenderParams params = Params(16, 9);
+    params.mSourceWidth = 64;
+    params.mSourceHeight = 36;
+    EXPECT_EQ(BoundsOf(FrameAt(MF::FrameTime(Frames(0)), params)), TVK::Rect(0, 0, 16, 9));
 }
 
 TEST_F(MediaNodeProducerTest, RenderSizeIsTheParamsOrHalfWideAndFullHeight)

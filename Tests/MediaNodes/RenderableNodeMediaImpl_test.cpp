@@ -255,6 +255,18 @@ TEST(MediaNode, MediaInMemoryGoesByItsContent)
     EXPECT_NE(scene.Build()->GetHashValue(), node->GetHashValue());
 }
 
+TEST(MediaNode, ClipsWithoutAMasterClipAreToldApartByTheirFiles)
+{
+    Scene scene;
+    scene.mClip->mMasterClip = {};
+    EXPECT_EQ(Property(scene.Build(), "MediaNode::MediaModState"), "/media/clip.mov");
+    scene.mMedia->mPath = {};
+    const NodeRef node = scene.Build();
+    EXPECT_NE(Property(node, "MediaNode::MediaModState"), "absent");
+    scene.mMedia->mContentHash = "other";
+    EXPECT_NE(scene.Build()->GetHashValue(), node->GetHashValue());
+}
+
 TEST(MediaNode, ColourProfileIsSaidByNameAndBytes)
 {
     Scene scene;
@@ -562,17 +574,26 @@ TEST(MediaNode, PlugInsReachTheClipByItsNumberAsLongAsTheNodeLives)
     scene.mFieldType = kFieldType_UpperFirst;
     NodeRef node = scene.Build();
     const auto id = static_cast<std::uint32_t>(std::stoul(Property(node, "MediaNode::ClipID")));
-    {
-        const TVK::TVKUnknownRef object = ML::GetRefFromCallbackInstanceID(id);
-        const ML::ClipSuiteObjectRef clip(object);
-        ASSERT_TRUE(clip);
-        EXPECT_TRUE(clip->GetSource() == scene.mStream);
-        const TVK::InterfaceRef<ML::VideoStreamWithSequenceFieldTypeSuiteObject> own(object);
-        EXPECT_EQ(own->GetSequenceFieldType(), kFieldType_UpperFirst);
-        EXPECT_TRUE(own->GetClip() == scene.mClip);
-    }
+    const TVK::TVKUnknownRef object = ML::GetRefFromCallbackInstanceID(id);
+    const ML::ClipSuiteObjectRef clip(object);
+    ASSERT_TRUE(clip);
+    EXPECT_TRUE(clip->GetSource() == scene.mStream);
+    const TVK::InterfaceRef<ML::VideoStreamWithSequenceFieldTypeSuiteObject> own(object);
+    EXPECT_EQ(own->GetSequenceFieldType(), kFieldType_UpperFirst);
+    EXPECT_TRUE(own->GetClip() == scene.mClip);
     node.reset();
-    EXPECT_FALSE(ML::GetRefFromCallbackInstanceID(id));
+    EXPECT_FALSE(ML::GetRefFromCallbackInstanceID(id)) << "also where somebody holds on to it";
+}
+
+TEST(MediaNode, PlugInsDoNotKeepTheClip)
+{
+    const Scene scene;
+    NodeRef node = scene.Build();
+    const auto id = static_cast<std::uint32_t>(std::stoul(Property(node, "MediaNode::ClipID")));
+    const TVK::WeakRef<TVKUnknown> weak{ML::GetRefFromCallbackInstanceID(id)};
+    EXPECT_TRUE(weak.Resolve());
+    node.reset();
+    EXPECT_FALSE(weak.Resolve());
 }
 
 // Gives the setting for the length of a test.

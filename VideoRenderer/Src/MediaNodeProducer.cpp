@@ -80,6 +80,26 @@ TickTime HoldTimeFor(const MediaNodeSettings& inSettings, const MF::FrameTime& i
     return range->Contains(next) ? range->mStart + inSettings.mContentStart : norviktypes::kTime_Invalid;
 }
 
+// A frame of full size, or of half its width, that stands for the size of the picture can only be told from one
+// that stands for the render size by who asked for it. So it is scaled here, unless the two are one.
+bool StandsForPictureOnly(const MF::IVideoFrameRef& inFrame, const CutlistRenderParams& inOfPicture,
+                          const CutlistRenderParams& inOfRender)
+{
+    Rect bounds;
+    inFrame->GetBounds(bounds);
+    if (bounds == RectOfSize(inOfPicture.mWidth, inOfPicture.mHeight))
+    {
+        return false;
+    }
+    const bool standsForPicture =
+        NeedsScaleToRenderSize(inFrame, inOfPicture) || FrameHasRenderSize(inFrame, inOfPicture);
+    const bool isWholeRender =
+        inOfPicture.mWidth == inOfRender.mWidth && inOfPicture.mHeight == inOfRender.mHeight &&
+        inOfPicture.mSourceWidth == inOfRender.mSourceWidth &&
+        inOfPicture.mSourceHeight == inOfRender.mSourceHeight && FrameHasRenderSize(inFrame, inOfRender);
+    return standsForPicture && !isWholeRender;
+}
+
 class MediaNodeProducer final
     : public TVK::Implements<MediaNodeProducer, IRenderableNodeProducer, IRenderableNodePrefetchProvider>
 {
@@ -109,7 +129,7 @@ private:
 
     bool IsHeld() const noexcept { return mHoldTime != norviktypes::kTime_Invalid; }
     MF::FrameTime MediaTime(const MF::FrameTime& inFrameTime) const noexcept;
-    bool UsesRenderCutlist(const CutlistRenderParams& inRenderParams, const Rect& inRect) const noexcept;
+    bool UsesRenderCutlist(const CutlistRenderParams& inOfPicture) const noexcept;
     ChainRequest RequestFor(const MF::FrameTime& inFrameTime,
                             const CutlistRenderParams& inRenderParams) const;
     void LookAgainForMedia(const CutlistRenderParams& inRenderParams) const;
@@ -117,6 +137,8 @@ private:
     void MixWhatOnlySomeFramesGoBy(TVK::HashValue& ioHash, const CutlistRenderParams& inRenderParams) const;
     void MixPrefetches(TVK::HashValue& ioHash, const MF::FrameTime& inFrameTime,
                        const CutlistRenderParams& inRenderParams);
+    TVK::Guid HashOfNested(TVK::HashValue& ioHash, const MF::FrameTime& inFrameTime,
+                           const CutlistRenderParams& inRenderParams) const;
     MF::IVideoFrameRef WithFieldsOf(MF::IVideoFrameRef inFrame, const ChainRequest& inRequest) const;
     MF::IVideoFrameRef FrameOfChain(const MF::FrameTime& inFrameTime,
                                     const CutlistRenderParams& inRenderParams) const;
@@ -137,13 +159,12 @@ MF::FrameTime MediaNodeProducer::MediaTime(const MF::FrameTime& inFrameTime) con
     return inFrameTime - earlier + mHoldTime;
 }
 
-// A clip's sequence is always shown whole; only a sequence by itself may come out of what was made for just
-// this size.
-bool MediaNodeProducer::UsesRenderCutlist(const CutlistRenderParams& inRenderParams,
-                                          const Rect& inRect) const noexcept
+// A clip's frame is named by the whole sequence; that of a sequence by itself may be named by what was made for
+// just its size.
+bool MediaNodeProducer::UsesRenderCutlist(const CutlistRenderParams& inOfPicture) const noexcept
 {
-    return !mSettings->mIsSequenceOfClip && inRenderParams.mUseSecondCutlist != 0 &&
-           inRect == mSettings->mFrameRect;
+    return !mSettings->mIsSequenceOfClip && inOfPicture.mUseSecondCutlist != 0 &&
+           RectOfSize(inOfPicture.mWidth, inOfPicture.mHeight) == mSettings->mFrameRect;
 }
 
 MediaNodeProducer::ChainRequest MediaNodeProducer::RequestFor(const MF::FrameTime& inFrameTime,
@@ -169,7 +190,6 @@ MediaNodeProducer::ChainRequest MediaNodeProducer::RequestFor(const MF::FrameTim
                      static_cast<float>(ofMedia.GetDenominator()) * static_cast<float>(rect.Width()) /
                      (static_cast<float>(ofMedia.GetNumerator()) *
                       static_cast<float>(ofRender.GetDenominator()) * static_cast<float>(media.Width()));
-    params.mUseSecondCutlist = UsesRenderCutlist(inRenderParams, rect) ? inRenderParams.mUseSecondCutlist : 0;
     mSettings->mSource->ConformFrameTime(params.mFrameTime, params, request.mTime);
     return request;
 }
@@ -258,16 +278,31 @@ void MediaNodeProducer::GetFrameHash(TVK::Guid& outHash, const MF::FrameTime& in
     {
         MixPrefetches(hash, inFrameTime, inRenderParams);
     }
-    if (!mSettings->mFullCutlist || !mSettings->mRenderCutlist || !mSettings->mSource)
+    if (mSettings->mFullCutlist && mSettings->mRenderCutlist && mSettings->mSource)
     {
-        outHash = hash.AsGuid();
+        outHash = HashOfNested(hash, inFrameTime, inRenderParams);
         return;
+    }
+    outHash = hash.AsGuid();
+}
+
+// The sources show the second cutlist wherever the render asks for it, so a frame of it must not be taken for
+// one of the first.
+TVK::Guid MediaNodeProducer::HashOfNested(TVK::HashValue& ioHash, const MF::FrameTime& inFrameTime,
+                                          const CutlistRenderParams& inRenderParams) const
+{
+    const MF::IRenderableCutlistRef& full = mSettings->mFullCutlist;
+    const MF::IRenderableCutlistRef& forRender = mSettings->mRenderCutlist;
+    if (inRenderParams.mUseSecondCutlist != 0 && forRender->GetHashValue() != full->GetHashValue())
+    {
+        ioHash.MixGuid(forRender->GetHashValue());
     }
     ChainRequest request = RequestFor(inFrameTime, inRenderParams);
     request.mParams.mFrameTime = request.mTime;
-    ComputeFrameHash(
-        outHash, request.mParams.mUseSecondCutlist != 0 ? mSettings->mRenderCutlist : mSettings->mFullCutlist,
-        request.mParams, hash.AsGuid());
+    TVK::Guid hash;
+    ComputeFrameHash(hash, UsesRenderCutlist(request.mParams) ? forRender : full, request.mParams,
+                     ioHash.AsGuid());
+    return hash;
 }
 
 // Fields that a still or a held frame has are of one moment.
@@ -284,8 +319,6 @@ MF::IVideoFrameRef MediaNodeProducer::WithFieldsOf(MF::IVideoFrameRef inFrame,
     return inFrame;
 }
 
-// A frame of full size that stands for the size of the picture can only be told from one that stands for the
-// render size by who asked for it, so it is scaled here unless the two are one.
 MF::IVideoFrameRef MediaNodeProducer::FrameOfChain(const MF::FrameTime& inFrameTime,
                                                    const CutlistRenderParams& inRenderParams) const
 {
@@ -297,10 +330,7 @@ MF::IVideoFrameRef MediaNodeProducer::FrameOfChain(const MF::FrameTime& inFrameT
         return frame;
     }
     frame = WithFieldsOf(frame, request);
-    const bool fillsRender = request.mParams.mWidth == inRenderParams.mWidth &&
-                             request.mParams.mHeight == inRenderParams.mHeight &&
-                             FrameHasRenderSize(frame, inRenderParams);
-    if (!fillsRender && NeedsScaleToRenderSize(frame, request.mParams))
+    if (StandsForPictureOnly(frame, request.mParams, inRenderParams))
     {
         frame = ConformToRenderSize(frame, request.mParams);
     }

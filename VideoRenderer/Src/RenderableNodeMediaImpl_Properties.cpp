@@ -49,7 +49,13 @@ UTF8String RenderableNodeMediaImpl::ModificationStateText(const norvik::WString&
     const bool hasState = mDescription && mDescription->GetModificationState(state);
     if (!hasState && mMedia->IsFileSource())
     {
-        return PropertyText::OfWideText(inMediaInstance);
+        // Clips without a master clip have no instance text, and are still not all of one file.
+        const UTF8String file = inMediaInstance.empty() ? mMedia->GetPath().ToString()
+                                                        : PropertyText::OfWideText(inMediaInstance);
+        if (!file.empty())
+        {
+            return file;
+        }
     }
     const norvik::WString text =
         norvik::utility::UTF8to16((hasState ? state : StateOfContent(mMedia)).AsUTF8String());
