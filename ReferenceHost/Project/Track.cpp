@@ -89,7 +89,7 @@ void TrackSnapshot::GetItemsInSpan(const norviktypes::TickTime& inStart, const n
     for (auto place = mItems.FirstEndingBehind(inStart); !mItems.IsEnd(place); place = mItems.Next(place))
     {
         const TrackItemRef& item = mItems.At(place);
-        if (item->GetStart() >= inEnd)
+        if (item->GetStart() >= inEnd || inStart >= inEnd)
         {
             return;
         }
