@@ -1,5 +1,6 @@
 #include "ReferenceHost/Media/MediaObject.h"
 
+#include "BE/IMediaDescription.h"
 #include "ReferenceHost/Media/IMediaFacts.h"
 #include "TVK/Allocated.h"
 
@@ -18,7 +19,8 @@ norvik::UTF8String ToUTF8String(const std::string& inText)
     return norvik::UTF8String(inText.data(), inText.size());
 }
 
-class MediaObject final : public TVK::Implements<MediaObject, BE::IMediaInfo, IMediaFacts>
+class MediaObject final
+    : public TVK::Implements<MediaObject, BE::IMediaInfo, BE::IMediaDescription, IMediaFacts>
 {
 public:
     explicit MediaObject(std::shared_ptr<const MediaDescription> inDescription)
@@ -73,6 +75,18 @@ public:
     norviktypes::TickTime GetStartTimecode() const override { return mDescription->mStartTimecode; }
     norviktypes::ColorProfile GetColorProfile() const override { return norviktypes::ColorProfile(); }
     norvik::UTF8String GetContentHash() override { return mDescription->mContentID().AsUTF8String(); }
+    norvik::UTF8String GetImplementationID() const override
+    {
+        return ToUTF8String(mDescription->mFacts.mCodec);
+    }
+    // What its one stream was when it was made, as the frames of that stream are named.
+    bool GetModificationState(TVK::Guid& outState) const override
+    {
+        const BE::IVideoSourceRef stream(const_cast<MediaObject*>(this)->GetStream(MF::kMediaType_Video, 0));
+        stream->GetSourceID(outState);
+        return true;
+    }
+    norviktypes::TickTime GetDuration() const override { return mDescription->mFacts.mDuration; }
     BE::IMediaInfoRef Clone() override { return new MediaObject(mDescription); }
 
 private:

@@ -30,7 +30,8 @@ public:
     // Which reader the media goes through.
     virtual norvik::UTF8String GetImplementationID() const { return {}; }
     virtual std::uint32_t GetStreamGroup() const { return 0; }
-    // False for media that has no modification state of its own; the state changes with the content.
+    // False for media that has no modification state of its own. The state changes with the content, and no two
+    // pieces of media share one: it is what names them in hashes.
     virtual bool GetModificationState(TVK::Guid&) const { return false; }
     // The part of the media that counts as its content, where not all of it does.
     virtual bool GetContentRange(MF::TimeRange&) const { return false; }
