@@ -20,7 +20,7 @@ constexpr int kNoTrack = -1;
 // A shorter overlay is not repeated.
 constexpr TickTime kShortestRepeated(norviktypes::kTicksPerSecond);
 // A still may last to the end of the time axis.
-constexpr std::uint32_t kMostRepeats = 1000000;
+constexpr std::uint32_t kMostRepeats = 100000;
 
 struct SegmentOfCutlist
 {
