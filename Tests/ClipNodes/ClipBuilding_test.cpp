@@ -533,6 +533,15 @@ TEST(ClipBuilding, AnItemBehindTheEndOfItsMediaIsSeenNowhere)
     EXPECT_EQ(PropertyOf(node, "ClipNode::EffectiveTrackItemEndAsTicks"), start);
 }
 
+TEST(ClipBuilding, AnItemInFrontOfItsMediaIsSeenNowhere)
+{
+    Scene scene;
+    scene.mClip->mInPoint = Frames(-300);
+    const MF::IRenderableNodeRef node = scene.Node();
+    EXPECT_EQ(PropertyOf(node, "ClipNode::EffectiveTrackItemStartAsTicks"), TicksOf(Frames(750)));
+    EXPECT_EQ(PropertyOf(node, "ClipNode::EffectiveTrackItemEndAsTicks"), TicksOf(Frames(750)));
+}
+
 TEST(ClipBuilding, OfMediaWithAContentRangeThatCounts)
 {
     Scene scene;
@@ -721,6 +730,20 @@ TEST(ClipBuilding, EffectsAreToldTheMediaTimesOfTheClip)
     MF::IRenderableNodeRef node;
     scene.Node()->GetNthOperator(0, node);
     EXPECT_EQ(PropertyOf(node, "EffectNode::EffectDuration"), TicksOf(Frames(500)));
+}
+
+TEST(ClipBuilding, EffectsAreMadeForTheStreamThatIsAskedFor)
+{
+    const FakeEffectRef effect = MakeItemEffect("A");
+    const auto filter = FakeVideoFilterRef(new FakeVideoFilter());
+    filter->mStreamLabels = {ImmutableString::CreateStatic("label")};
+    effect->mFilter = filter;
+    Scene scene;
+    scene.mLabel = ImmutableString::CreateStatic("label");
+    scene.mItem->mEffects = MakeEffectChain({effect});
+    MF::IRenderableNodeRef node;
+    scene.Node()->GetNthOperator(0, node);
+    EXPECT_EQ(PropertyOf(node, "EffectNode::StreamLabel"), "label");
 }
 
 TEST(ClipBuilding, MotionAndOpacityAsUsualLeaveNoTrace)

@@ -337,12 +337,25 @@ TEST_F(ClipFrames, TheFrameBeforeEffectsIsConformedOnce)
     TVK::Rect bounds;
     effect->mCalls[0].mFrame->GetBounds(bounds);
     EXPECT_EQ(bounds, (TVK::Rect{0, 0, 16, 8}));
+    TVK::Guid key;
+    clip->GetProducerBelowOperator(0, At(2), Params())->GetFrameHash(key, At(2), Params(), TVK::Guid());
+    EXPECT_EQ(VF::SharedVideoFrameCache::RetrieveFromCache(key), effect->mCalls[0].mFrame)
+        << "by the name that the first effect's view of the chain has for it";
     // Without the flag they are equal frames, but not one.
     TestSupport::EmptyFrameCache();
     Render(*clip, At(2));
     Render(*clip, At(2));
     EXPECT_NE(effect->mCalls[2].mFrame, effect->mCalls[3].mFrame);
     EXPECT_TRUE(TestSupport::HaveEqualPixels(effect->mCalls[1].mFrame, effect->mCalls[3].mFrame));
+}
+
+TEST_F(ClipFrames, AFrameThatNeedsNoConformingIsKeptOnce)
+{
+    const ClipRef clip = MakeClip(MakeMedia(), {MakeEffect(1)});
+    Render(*clip, At(2), CachingParams());
+    TVK::Guid key;
+    clip->GetProducerBelowOperator(0, At(2), Params())->GetFrameHash(key, At(2), Params(), TVK::Guid());
+    EXPECT_FALSE(VF::SharedVideoFrameCache::RetrieveFromCache(key));
 }
 
 TEST_F(ClipFrames, WithoutEffectsKeepTheSizeOfTheMedia)

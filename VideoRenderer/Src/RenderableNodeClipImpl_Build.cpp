@@ -96,9 +96,8 @@ TickTime LengthOfMedia(const BE::IClipRef& inClip)
     {
         return sequence->GetDuration();
     }
-    const BE::IMediaInfoRef media = inClip->GetMedia();
-    const BE::IMediaDescriptionRef description(media);
-    if (!description || media->IsStill())
+    const BE::IMediaDescriptionRef description(inClip->GetMedia());
+    if (!description)
     {
         return norviktypes::kTime_Max;
     }
@@ -215,7 +214,7 @@ struct RenderableNodeClipImpl::Building
     BE::ITrackItemRef mItem;
     BE::IClipRef mClip;
     ImmutableString mStreamLabel;
-    std::uint64_t mTrackIndex = kNoTrackIndex;
+    std::uint64_t mTrackIndex = 0;
     TickTime mMediaStart; // media time of the item's start
     MF::TimeRange mEffectiveSpan;
 };
@@ -320,7 +319,7 @@ MF::IRenderableNodeRef RenderableNodeClipImpl::CreateEffect(const Building& inBu
     settings.mCutlistContext = inBuilding.mSequence;
     settings.mTrackItem = inBuilding.mItem;
     settings.mLayerIndex = inEffect->GetLayerIndex();
-    settings.mTrackIndex = inBuilding.mSequence ? inBuilding.mTrackIndex : kNoTrackIndex;
+    settings.mTrackIndex = inBuilding.mTrackIndex;
     return CreateEffectNode(settings);
 }
 
