@@ -308,7 +308,7 @@ public:
             Yuv yuv = ToYuv(static_cast<double>(ioRow.c[0][x]), static_cast<double>(ioRow.c[1][x]),
                             static_cast<double>(ioRow.c[2][x]));
             yuv.y = mMethod == kChromaOnly ? yuv.y : std::clamp(yuv.y, mLeast, mMost);
-            const double chroma = std::hypot(yuv.u, yuv.v);
+            const double chroma = std::sqrt(yuv.u * yuv.u + yuv.v * yuv.v);
             if (mMethod != kLumaOnly && chroma > mChroma)
             {
                 yuv.u *= mChroma / chroma;

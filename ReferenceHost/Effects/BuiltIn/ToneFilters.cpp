@@ -47,7 +47,7 @@ struct Levels
     {
         const double range = std::max(inWhite - inBlack, 1e-6);
         const double place = std::clamp((inValue - inBlack) / range, 0.0, 1.0);
-        return outBlack + (outWhite - outBlack) * std::pow(place, 1.0 / gamma);
+        return outBlack + (outWhite - outBlack) * (gamma == 1.0 ? place : std::pow(place, 1.0 / gamma));
     }
 };
 
