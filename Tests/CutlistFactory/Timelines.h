@@ -9,10 +9,13 @@
 #include "MF/IRenderableCutlist.h"
 #include "RenderableNodeParameters.h"
 #include "Tests/Support/Fakes/FakeClip.h"
+#include "Tests/Support/Fakes/FakeEffect.h"
+#include "Tests/Support/Fakes/FakeKeyframedParameter.h"
 #include "Tests/Support/Fakes/FakeMediaInfo.h"
 #include "Tests/Support/Fakes/FakeSequence.h"
 #include "Tests/Support/Fakes/FakeTrack.h"
 #include "Tests/Support/Fakes/FakeTrackItem.h"
+#include "Tests/Support/Fakes/FakeVideoFilter.h"
 #include "Tests/Support/Fakes/FakeVideoTransition.h"
 
 #include <cstdint>
@@ -59,6 +62,7 @@ inline Clip MakeClip(const norviktypes::TickTime& inStart, const norviktypes::Ti
     clip.mMedia->mAvailability = BE::MediaAvailability::kPending;
     clip.mMedia->mHasModificationState = true;
     clip.mMedia->mModificationState = TVK::Guid(1, inMedia);
+    clip.mClip->mContentID = TVK::Guid(2, inMedia);
     clip.mClip->mMasterClip = master;
     clip.mClip->mMedia = clip.mMedia;
     clip.mClip->mInPoint = inInPoint;
@@ -105,6 +109,21 @@ inline void Join(const Clip& inLeft, const Clip& inRight, const TestSupport::Fak
 {
     inLeft.mItem->mTransitionAtEnd = inItem;
     inRight.mItem->mTransitionAtStart = inItem;
+}
+
+// An effect that looks at another track, so that the clip's segments may change with what is edited elsewhere.
+inline void AddMatte(const Clip& inClip, std::uint32_t inTrack)
+{
+    const TVK::InterfaceRef<TestSupport::FakeKeyframedParameter> layer(
+        new TestSupport::FakeKeyframedParameter);
+    layer->mValueType = MF::kKeyframeValueType<std::uint32_t>;
+    layer->mControlType = MF::kParameterType_Layer;
+    layer->mNumber = inTrack;
+    const TestSupport::FakeEffectRef effect(new TestSupport::FakeEffect);
+    effect->mFilter = ML::IVideoFilterRef(new TestSupport::FakeVideoFilter);
+    effect->mParameters.push_back(MF::IKeyframedParameterRef(layer));
+    effect->mLayerIndex = 1;
+    inClip.mItem->mEffects = TestSupport::MakeEffectChain({BE::IEffectRef(effect)});
 }
 
 inline TestSupport::FakeTrackRef MakeTrack(const std::vector<Clip>& inClips, std::uint64_t inIndex = 0)

@@ -2,7 +2,6 @@
 #include "RenderableCutlistImpl.h"
 #include "Tests/CutlistFactory/Timelines.h"
 #include "Tests/Support/Fakes/FakeEffect.h"
-#include "Tests/Support/Fakes/FakeKeyframedParameter.h"
 #include "Tests/Support/Fakes/FakeNode.h"
 #include "Tests/Support/Fakes/FakeVideoFilter.h"
 #include "Tests/Support/Scale.h"
@@ -312,6 +311,11 @@ private:
         inClip.mClip->mSpeed = Below(5) == 0 ? 1.5 : 1.0;
         inClip.mClip->mIsBackwards = Below(7) == 0;
         inClip.mItem->mEffects.reset();
+        if (Below(8) == 0)
+        {
+            Timelines::AddMatte(inClip, static_cast<std::uint32_t>(Below(4)));
+            return;
+        }
         if (Below(4) != 0)
         {
             return;
