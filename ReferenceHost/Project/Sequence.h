@@ -15,7 +15,8 @@
 // kMostNestedSequences lie inside each other; edits that would break that are refused.
 //
 // Items of a track don't overlap. A transition belongs to a cut, and an edit that moves an end of an item away from
-// its transition removes it. Edits return a status and change nothing if it is not kOK.
+// its transition removes it. An item that comes to lie at the cut of a fade takes part in it if it is long enough, or
+// else ends it. Edits return a status and change nothing if it is not kOK.
 //
 // Ownership: items hold what they show, nested sequences too. Cutlists and nodes hold snapshots, which don't hold
 // the sequence; once the last reference to it is gone its providers fail.

@@ -311,8 +311,10 @@ EditStatus SequenceState::AddItem(std::size_t inTrack, ClipItem inItem, ItemID* 
                 return EditStatus::kOverlap;
             }
             const ItemID id = ++mLastID;
+            TransitionObjectRef met[2];
+            MeetNeighboursLocked(inTrack, range, met);
             const TrackItemRef item =
-                MakeItemLocked(id, std::make_shared<const ClipItem>(std::move(inItem)), {}, {});
+                MakeItemLocked(id, std::make_shared<const ClipItem>(std::move(inItem)), met[0], met[1]);
             PutLocked(inTrack, item);
             MarkLocked(item->GetReach(), inTrack);
             if (outID != nullptr)
@@ -397,6 +399,7 @@ EditStatus SequenceState::SetItem(ItemID inID, std::size_t inTrack, ClipItem inI
             }
             FindLocked(inID, place, track);
             TakeLocked(track, place);
+            MeetNeighboursLocked(inTrack, range, kept);
             const TrackItemRef item =
                 MakeItemLocked(inID, std::make_shared<const ClipItem>(std::move(inItem)), kept[0], kept[1]);
             PutLocked(inTrack, item);
@@ -497,6 +500,7 @@ EditStatus SequenceState::ShiftItems(std::size_t inTrack, const TickTime& inFrom
                                      TransitionObjectRef(items.At(place)->GetTransitionObject(false)));
             }
             ShiftFromLocked(inTrack, first, inDistance);
+            PartAtLocked(inTrack, first + inDistance);
             return EditStatus::kOK;
         });
 }

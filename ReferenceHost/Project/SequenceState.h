@@ -173,6 +173,13 @@ private:
                              const TransitionObjectRef& inTransition);
     void DropTransitionLocked(std::size_t inTrack, const TransitionObjectRef& inTransition);
     EditStatus CheckTransitionLocked(std::size_t inTrack, const TransitionItem& inTransition) const;
+    // For an item that is about to lie in inRange: takes over the transition at a cut that it meets, where it is
+    // long enough, and drops those that would reach into it.
+    void MeetNeighboursLocked(std::size_t inTrack, const MF::TimeRange& inRange,
+                              TransitionObjectRef (&ioTransitions)[2]);
+    TrackItemRef NeighbourLocked(std::size_t inTrack, const MF::TimeRange& inRange, bool inBehind) const;
+    // Drops what reaches from the items in front of inTime into those behind it, and the reverse, or meets there.
+    void PartAtLocked(std::size_t inTrack, const norviktypes::TickTime& inTime);
     void ShiftFromLocked(std::size_t inTrack, const norviktypes::TickTime& inFirst,
                          const norviktypes::TickTime& inDistance);
     void TracksMovedLocked(std::size_t inIndex);

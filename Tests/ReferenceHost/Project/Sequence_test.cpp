@@ -250,6 +250,32 @@ TEST(Sequence, FadesDoNotReachIntoOtherItems)
     EXPECT_EQ(scene.Dissolve(100, 10, 0), EditStatus::kOK);
 }
 
+TEST(Sequence, AnItemThatComesToTheCutOfAFadeTakesPartInIt)
+{
+    SequenceScene scene;
+    scene.Add(0, 100);
+    ASSERT_EQ(scene.Dissolve(100, 20, 10), EditStatus::kOK);
+    scene.Add(100, 200);
+    EXPECT_TRUE(scene.Seen()[1]->GetTransition(false));
+    EXPECT_EQ(scene.Seen()[0]->GetTransition(true), scene.Seen()[1]->GetTransition(false));
+}
+
+TEST(Sequence, FadesThatReachIntoANewItemGo)
+{
+    SequenceScene scene;
+    scene.Add(0, 100);
+    scene.Dissolve(100, 20, 10);
+    scene.Add(100, 105);
+    EXPECT_FALSE(scene.Seen()[0]->GetTransition(true));
+    EXPECT_FALSE(scene.Seen()[1]->GetTransition(false));
+
+    SequenceScene other;
+    other.Add(100, 200);
+    other.Dissolve(100, 20, 10);
+    other.Add(80, 90);
+    EXPECT_FALSE(other.Seen()[1]->GetTransition(false));
+}
+
 TEST(Sequence, EditsThatMoveACutTakeItsTransitionAway)
 {
     SequenceScene scene;
