@@ -24,7 +24,6 @@ public:
     Clip(std::shared_ptr<const ClipItem> inItem, const ClipSurroundings& inSurroundings)
         : mItem(std::move(inItem))
         , mAround(inSurroundings)
-        , mMediaRate(MediaRateOf(*mItem, mAround.mRate))
     {
     }
 
@@ -75,7 +74,7 @@ public:
 
     TickTime GetOutPoint() const override
     {
-        return IsBackwards() ? FirstMediaTime(*mItem, mAround.mRate, mMediaRate) + StepOfBackwardsPlay()
+        return IsBackwards() ? FirstMediaTime(*mItem, mAround.mRate, MediaRate()) + StepOfBackwardsPlay()
                              : GetInPoint() + mItem->mDuration * GetSpeed();
     }
 
@@ -92,7 +91,7 @@ public:
         if (mItem->mHoldTime || IsFrozen())
         {
             const TickTime held = mItem->mHoldTime.value_or(mItem->mInPoint);
-            outTime = Held(held + NudgeOf(mMediaRate), mItem->mAvailable);
+            outTime = Held(held + NudgeOf(MediaRate()), mItem->mAvailable);
         }
     }
 
@@ -105,7 +104,7 @@ public:
     {
         const bool isRetimed = GetSpeed() != 1.0 || IsBackwards() || !mItem->mTimeRemap.empty();
         return isRetimed || ShowsMoreThanThereIs()
-                   ? CreateTimeRemap(MakeCurve(), mMediaRate, mItem->mAvailable)
+                   ? CreateTimeRemap(MakeCurve(), MediaRate(), mItem->mAvailable)
                    : BE::ITimeRemapParameterRef();
     }
 
@@ -138,13 +137,17 @@ public:
     }
 
 private:
+    // Asked for when it is needed: a clip is made while its sequence is locked, and media and other sequences have
+    // locks of their own.
+    norviktypes::FrameRate MediaRate() const { return MediaRateOf(*mItem, mAround.mRate); }
+
     bool IsFrozen() const { return mItem->mSpeed == 0.0; }
 
     // A time that falls short of its frame by less than counts means that frame.
     TickTime OnFrameIfNear(const TickTime& inTime) const
     {
-        const TickTime nearest = inTime.AlignToNearestFrame(mMediaRate);
-        return inTime < nearest && nearest - inTime < NudgeOf(mMediaRate) ? nearest : inTime;
+        const TickTime nearest = inTime.AlignToNearestFrame(MediaRate());
+        return inTime < nearest && nearest - inTime < NudgeOf(MediaRate()) ? nearest : inTime;
     }
 
     bool ShowsMoreThanThereIs() const
@@ -191,7 +194,6 @@ private:
 
     const std::shared_ptr<const ClipItem> mItem;
     const ClipSurroundings mAround;
-    const norviktypes::FrameRate mMediaRate;
 };
 
 void MixContent(TVK::HashValue& ioHash, const ClipItem& inItem)

@@ -410,30 +410,30 @@ EditStatus SequenceState::SetItem(ItemID inID, std::size_t inTrack, ClipItem inI
 
 EditStatus SequenceState::SplitItem(ItemID inID, const TickTime& inTime, ItemID* outSecond)
 {
+    const TrackItemRef before = GetItem(inID);
+    if (!before)
+    {
+        return EditStatus::kNoSuchItem;
+    }
+    const TransitionObjectRef atStart = before->GetTransitionObject(false);
+    const TransitionObjectRef atEnd = before->GetTransitionObject(true);
+    const TickTime earliest = atStart ? std::max(before->GetStart(), atStart->GetEnd()) : before->GetStart();
+    const TickTime latest = atEnd ? std::min(before->GetEnd(), atEnd->GetStart()) : before->GetEnd();
+    if (inTime <= before->GetStart() || inTime >= before->GetEnd() || inTime < earliest || inTime > latest)
+    {
+        return EditStatus::kBadTime;
+    }
+    const norviktypes::FrameRate rate = GetSettings().mFrameRate;
+    auto first = std::make_shared<ClipItem>(*before->GetContent());
+    auto second = std::make_shared<ClipItem>(*before->GetContent());
+    Cut(*first, before->GetStart(), inTime, rate);
+    Cut(*second, inTime, before->GetEnd(), rate);
     return Perform(
         [&]
         {
             ItemList::Place place;
             std::size_t track = 0;
-            const TrackItemRef before = FindLocked(inID, place, track);
-            if (!before)
-            {
-                return EditStatus::kNoSuchItem;
-            }
-            const TransitionObjectRef atStart = before->GetTransitionObject(false);
-            const TransitionObjectRef atEnd = before->GetTransitionObject(true);
-            const TickTime earliest =
-                atStart ? std::max(before->GetStart(), atStart->GetEnd()) : before->GetStart();
-            const TickTime latest = atEnd ? std::min(before->GetEnd(), atEnd->GetStart()) : before->GetEnd();
-            if (inTime <= before->GetStart() || inTime >= before->GetEnd() || inTime < earliest ||
-                inTime > latest)
-            {
-                return EditStatus::kBadTime;
-            }
-            auto first = std::make_shared<ClipItem>(*before->GetContent());
-            auto second = std::make_shared<ClipItem>(*before->GetContent());
-            Cut(*first, before->GetStart(), inTime, mSettings.mFrameRate);
-            Cut(*second, inTime, before->GetEnd(), mSettings.mFrameRate);
+            FindLocked(inID, place, track);
             const ItemID id = ++mLastID;
             TakeLocked(track, place);
             PutLocked(track, MakeItemLocked(inID, std::move(first), atStart, {}));
