@@ -6,6 +6,7 @@
 #include "Tests/Support/Fakes/FakeEffect.h"
 #include "Tests/Support/Fakes/FakeNode.h"
 #include "Tests/Support/Fakes/FakeVideoFilter.h"
+#include "Tests/Support/Fakes/FakeVideoSource.h"
 
 #include <gtest/gtest.h>
 
@@ -309,6 +310,34 @@ TEST_F(CutlistFactory, MediaContentIsSeenByItsVideoStream)
     EXPECT_EQ(Timelines::SegmentsOf(ofContent), Timelines::SegmentsOf(ofStream));
 }
 
+TEST_F(CutlistFactory, MediaContentIsSeenByWhatItsStreamSays)
+{
+    const TestSupport::FakeMediaInfoRef media(new TestSupport::FakeMediaInfo);
+    const TVK::InterfaceRef<TestSupport::FakeVideoSource> stream(new TestSupport::FakeVideoSource);
+    stream->mDuration = Frames(40);
+    stream->mBounds = {0, 0, 32, 18};
+    media->mAvailability = BE::MediaAvailability::kPending;
+    media->mStream = stream;
+    media->mVideoSubType = 17;
+    IRenderableCutlistRef cutlist;
+    ASSERT_EQ(mFactory->CreateCutlistForMediaContent(media, mLabel, cutlist), 0);
+    EXPECT_EQ(Timelines::ShownBy(cutlist), (ShownList{{0, 40, 0, 1}}));
+    const auto stack = Timelines::NodeOf(cutlist, Timelines::SegmentsOf(cutlist)[0]);
+    const auto node = Timelines::NthInput(stack, 0).first;
+    const auto property = [&node](const char* inKey)
+    {
+        norvik::UTF8String value;
+        node->GetProperty(ImmutableString::CreateStatic(inKey), value);
+        return value;
+    };
+    EXPECT_EQ(property("MediaNode::StreamFrameWidth"), "32");
+    EXPECT_EQ(property("MediaNode::StreamFrameHeight"), "18");
+    EXPECT_EQ(property("MediaNode::MediaIsOffline"), "1");
+    EXPECT_EQ(property("MediaNode::MediaIsPending"), "1");
+    EXPECT_EQ(property("MediaNode::StreamFrameVidSubType"), "17");
+    EXPECT_EQ(property("MediaNode::MediaInstanceString"), "/media/clip.mov");
+}
+
 // ---- overlays ----
 
 class Overlays : public CutlistFactory
@@ -522,6 +551,7 @@ TEST_F(BothForms, SequenceWithinItselfComesToAnEnd)
     sequence->mTracks.emplace_back(MakeTrack({Nested(sequence, 0, 10, 0)}));
     Create(sequence);
     EXPECT_EQ(mSegments->GetSegmentCount(), 1u);
+    sequence->mTracks.clear(); // who holds itself would stay
 }
 
 TEST_F(BothForms, ClipsOnBothSidesOfANestedOneStayOnTheirTrack)

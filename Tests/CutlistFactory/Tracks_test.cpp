@@ -369,7 +369,7 @@ TEST_F(Tracks, RangeAsksForItsOwnItemsOnly)
 TEST_F(Tracks, WalkOfTracksEndsAtWhatIsNone)
 {
     const auto sequence = Timelines::MakeSequence({MakeTrack({MakeClip(Frames(0), Frames(10), 1)})});
-    sequence->mTracks.emplace_back(sequence);
+    sequence->mTracks.emplace_back(Timelines::MakeSequence({}));
     sequence->mTracks.emplace_back(MakeTrack({MakeClip(Frames(0), Frames(10), 1)}));
     ML::TrackContext context = Context();
     context.mSequence = sequence;

@@ -1,3 +1,4 @@
+#include "CutlistFactory.h"
 #include "ML/SharedExecutors.h"
 #include "Tests/Support/FrameTools.h"
 #include "Tests/VideoRenderer/QueueTests.h"
@@ -306,6 +307,57 @@ TEST_F(VideoRendererLifeDeathTest, LastShutdownStopsRendersThenPassesThenReads)
                             "low wait",      "passes cancel", "passes close", "passes wait", "video close",
                             "video wait",    "image close",   "image wait"};
     EXPECT_EXIT({ std::_Exit(notesOfLife() == expected ? 0 : 1); }, testing::ExitedWithCode(0), "");
+}
+
+// The same, but they write down whether cutlists can be made meanwhile.
+class WatchingExecutor final : public norvik::threads::AsyncThreadedExecutor
+{
+public:
+    explicit WatchingExecutor(Texts& ioNotes) : mNotes(ioNotes) {}
+    void Post(norvik::Function, std::uint32_t) override {}
+    bool IsCurrentThread() const override { return false; }
+    void CancelPending() override {}
+    void Close() override {}
+    void WaitForTermination() override { mNotes.push_back(MF::GetCutlistFactory() ? "factory" : "none"); }
+
+private:
+    Texts& mNotes;
+};
+
+TEST_F(VideoRendererLifeDeathTest, CutlistsCanBeMadeUntilAllElseHasStopped)
+{
+    const auto notesOfLife = [this]
+    {
+        Texts notes;
+        mQueue.reset();
+        ML::sNormalPriorityRenderQueue = boost::make_shared<WatchingExecutor>(notes);
+        ML::sLowPriorityRenderQueue.reset();
+        ML::sVideoSourcePrefetcherQueue.reset();
+        ML::sImageSourcePrefetcherQueue = boost::make_shared<WatchingExecutor>(notes);
+        ML::RenderFrameQueue::Impl::SetExecutor(boost::make_shared<WatchingExecutor>(notes));
+        const auto note = [&notes] { notes.push_back(MF::GetCutlistFactory() ? "factory" : "none"); };
+        note();
+        ML::VideoRenderer::Initialize();
+        ML::VideoRenderer::Initialize();
+        note();
+        ML::VideoRenderer::Shutdown();
+        note();
+        ML::VideoRenderer::Shutdown();
+        note();
+        return notes;
+    };
+    const Texts expected = {"none", "factory", "factory", "factory", "factory", "factory", "none"};
+    EXPECT_EXIT({ std::_Exit(notesOfLife() == expected ? 0 : 1); }, testing::ExitedWithCode(0), "");
+}
+
+TEST_F(VideoRendererLifeDeathTest, CutlistFactoryIsTheLibrarysOwn)
+{
+    EXPECT_EXIT(
+        {
+            ML::VideoRenderer::Initialize();
+            std::_Exit(MF::GetCutlistFactory() == ML::GetCutlistFactoryInstance() ? 0 : 1);
+        },
+        testing::ExitedWithCode(0), "");
 }
 
 } // namespace

@@ -1,7 +1,7 @@
 #include "CutlistFactory.h"
 
-#include "BE/IMediaInfo.h"
 #include "BE/IPreviewStream.h"
+#include "CutlistFactory_Content.h"
 #include "CutlistFactory_Nested.h"
 #include "CutlistFactory_Overlays.h"
 #include "CutlistFactory_Stacks.h"
@@ -193,8 +193,8 @@ std::int32_t CutlistFactory::CreateCutlistForMediaContent(const TVK::TVKUnknownR
                                                           const Label& inStreamLabel,
                                                           IRenderableCutlistRef& outCutlist)
 {
-    const BE::IMediaInfoRef media(inMediaContent);
-    return CreateCutlistForVideoStream(media->GetStream(BE::kMediaType_Video, 0), inStreamLabel, outCutlist);
+    return CreateCutlistForVideoStream(PreviewStreamOf(BE::IMediaInfoRef(inMediaContent)), inStreamLabel,
+                                       outCutlist);
 }
 
 std::int32_t CutlistFactory::CreateCutlistForVideoStream(const TVK::TVKUnknownRef& inStream,
