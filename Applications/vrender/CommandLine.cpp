@@ -204,7 +204,8 @@ Options ParseCommandLine(int inCount, const char* const* inWords)
     if (options.mCommand == kCommand_None && !options.mVersion && options.mGenerate.empty())
     {
         Refuse(named,
-               "a command is required: render, frame, thumbnails, contact-sheet, info, explain or cache");
+               "a command is required: render, frame, thumbnails, contact-sheet, info, explain, validate, "
+               "compare or cache");
     }
     named.mCommand = options.mCommand;
     RefuseForeignOptions(named, options);

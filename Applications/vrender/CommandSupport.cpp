@@ -3,6 +3,7 @@
 #include "Applications/vrender/ConformingOptions.h"
 #include "Applications/vrender/Console.h"
 #include "Applications/vrender/Signals.h"
+#include "Applications/vrender/StillsSelection.h"
 
 #include <fmt/format.h>
 
@@ -12,6 +13,7 @@
 #include <limits>
 #include <numeric>
 #include <stdexcept>
+#include <utility>
 
 namespace vrender
 {
@@ -20,6 +22,7 @@ namespace
 {
 
 constexpr std::int64_t kMostThreads = 256;
+constexpr std::uint64_t kProblemsToTell = 20;
 constexpr std::int64_t kMostStreams = 100000;
 constexpr std::int32_t kLargestSide = 16384;
 constexpr std::uint64_t kLargestRatio = std::uint64_t{1} << 46;
@@ -35,7 +38,7 @@ std::optional<std::string> DiskCacheOf(const Options& inOptions)
     return isOverview ? std::optional<std::string>(std::string()) : std::nullopt;
 }
 
-std::unique_ptr<Session::HostSession> OpenHost(const Options& inOptions, Session::AccessPattern inPattern)
+std::shared_ptr<Session::HostSession> MakeSession(const Options& inOptions, Session::AccessPattern inPattern)
 {
     Session::HostSettings settings;
     settings.mPattern = inPattern;
@@ -52,7 +55,7 @@ std::unique_ptr<Session::HostSession> OpenHost(const Options& inOptions, Session
     settings.mDiskCache = DiskCacheOf(inOptions);
     try
     {
-        return std::make_unique<Session::HostSession>(settings);
+        return std::make_shared<Session::HostSession>(settings);
     }
     catch (const std::invalid_argument& error)
     {
@@ -60,24 +63,13 @@ std::unique_ptr<Session::HostSession> OpenHost(const Options& inOptions, Session
     }
 }
 
-ExitCode CodeOf(Media::OpenErrorKind inKind)
+Timeline TimelineOf(const Session::Material& inMaterial, const std::string& inName,
+                    const Rational& inStillRate)
 {
-    switch (inKind)
-    {
-    case Media::OpenErrorKind::kNoInput: return ExitCode::kNoInput;
-    case Media::OpenErrorKind::kCodecMissing: return ExitCode::kCodecMissing;
-    case Media::OpenErrorKind::kIOError: return ExitCode::kIOError;
-    case Media::OpenErrorKind::kBadUsage: return ExitCode::kUsage;
-    default: return ExitCode::kBadData;
-    }
-}
-
-Timeline TimelineOf(const Session::Clip& inClip, const std::string& inName, const Rational& inStillRate)
-{
-    const Media::MediaFacts& facts = inClip.Facts();
+    const Media::MediaFacts& facts = inMaterial.Facts();
     Timeline timeline;
     timeline.mName = inName;
-    timeline.mFrameCount = inClip.HasEnd() && !facts.mIsStill ? inClip.FrameCount() : -1;
+    timeline.mFrameCount = inMaterial.HasEnd() && !facts.mIsStill ? inMaterial.FrameCount() : -1;
     timeline.mHasTimecode = facts.mStartTimecode.mIsPresent;
     timeline.mTimecodeStart = facts.mStartTimecode.mFrames;
     timeline.mIsDropFrame = facts.mStartTimecode.mIsDropFrame;
@@ -93,9 +85,9 @@ Timeline TimelineOf(const Session::Clip& inClip, const std::string& inName, cons
     }
     timeline.mRate = {facts.mFrameRate.mNumerator, facts.mFrameRate.mDenominator};
     timeline.mHasGrid = facts.mHasFrameGrid;
-    timeline.mDuration = inClip.Duration();
-    timeline.mFrameStart = [&inClip](std::int64_t inFrame) { return inClip.FrameStart(inFrame); };
-    timeline.mFrameAt = [&inClip](norviktypes::TickTime inTime) { return inClip.FrameAt(inTime); };
+    timeline.mDuration = inMaterial.Duration();
+    timeline.mFrameStart = [&inMaterial](std::int64_t inFrame) { return inMaterial.FrameStart(inFrame); };
+    timeline.mFrameAt = [&inMaterial](norviktypes::TickTime inTime) { return inMaterial.FrameAt(inTime); };
     return timeline;
 }
 
@@ -106,17 +98,9 @@ std::int32_t FollowingSide(double inValue, bool inEven)
         std::clamp(std::round(inValue / step) * step, step, double{kLargestSide}));
 }
 
-std::uint64_t FramesHeldForOne(const Session::Clip& inClip)
+std::unique_ptr<Session::Clip> OpenClip(const ToolHost& inHost, const Options& inOptions,
+                                        Session::AccessPattern inPattern)
 {
-    constexpr double kMostSamples = 128; // of a blend, whatever the speed
-    return 2 + static_cast<std::uint64_t>(std::min(kMostSamples, std::ceil(inClip.FramesForOne())));
-}
-
-} // namespace
-
-OpenInput OpenInputOf(const Options& inOptions, Session::AccessPattern inPattern, const Rational& inStillRate)
-{
-    OpenInput input;
     Session::ClipOptions clipOptions;
     if (!inOptions.mStream.empty())
     {
@@ -124,25 +108,227 @@ OpenInput OpenInputOf(const Options& inOptions, Session::AccessPattern inPattern
             static_cast<std::int32_t>(ParseInteger("--stream", inOptions.mStream, 0, kMostStreams));
     }
     clipOptions.mConforming = ConformingOf(inOptions);
-    input.mHost = OpenHost(inOptions, inPattern);
-    clipOptions.mDecoderThreads = input.mHost->Threads();
-    clipOptions.mPicturesBytes = input.mHost->Shares().mPicturesBytes;
+    clipOptions.mDecoderThreads = inHost.mSession->Threads();
+    clipOptions.mPicturesBytes = inHost.mSession->Shares().mPicturesBytes / inHost.mInputs;
     clipOptions.mKeepsLeadIn = inPattern == Session::AccessPattern::kForward;
     Media::OpenError error;
-    input.mClip = Session::Clip::Open(inOptions.mInput, clipOptions, error);
-    if (!input.mClip)
+    std::unique_ptr<Session::Clip> clip = Session::Clip::Open(inOptions.mInput, clipOptions, error);
+    if (!clip)
     {
         // A stream that isn't there is the command line's mistake, not the file's.
         const bool isWrongStream =
             clipOptions.mStreamIndex >= 0 && error.mKind == Media::OpenErrorKind::kNotVideo;
         throw ToolError(isWrongStream ? ExitCode::kUsage : CodeOf(error.mKind), error.mText);
     }
-    input.mTimeline = TimelineOf(*input.mClip, inOptions.mInput, inStillRate);
-    if ((inOptions.mCommand & kCommand_Renders) != 0)
+    return clip;
+}
+
+// A timeline has its own picture and times. Its size is that of the output, and its media are fitted into it.
+void CheckOptionsOfInput(const Options& inOptions)
+{
+    if (!Session::IsTimelineFile(inOptions.mInput))
     {
-        input.mService = std::make_unique<Session::RenderService>();
+        ConformingOf(inOptions);
+        if (!inOptions.mAt.empty())
+        {
+            throw ToolError(ExitCode::kUsage, "--at: " + inOptions.mInput + " is no timeline");
+        }
+        return;
     }
+    Options others = inOptions;
+    others.mFit.clear();
+    if (!ConformingOf(others).IsEmpty() || !inOptions.mStream.empty())
+    {
+        throw ToolError(ExitCode::kUsage, inOptions.mInput +
+                                              ": is a timeline; options for fields, speed, blending, "
+                                              "pixel aspect and streams are for media");
+    }
+}
+
+// Each once, and not thousands of them.
+void SayProblems(const std::string& inPath, const Session::OpenedTimeline& inDocument)
+{
+    std::uint64_t told = 0;
+    for (const Session::TimelineProblem& problem : inDocument.mProblems)
+    {
+        if (told == kProblemsToTell)
+        {
+            break;
+        }
+        console::Say(inPath + ": " + problem.Line());
+        ++told;
+    }
+    const std::uint64_t all = inDocument.mErrors + inDocument.mWarnings;
+    if (all > told)
+    {
+        console::Say(fmt::format("{}: {} more; vrender validate lists them", inPath, all - told));
+    }
+}
+
+void RefuseMissing(const Options& inOptions, const Session::OpenedTimeline& inDocument)
+{
+    if (inOptions.mCommand != kCommand_Render || !inOptions.mOnMissing.empty() ||
+        !inDocument.HasMissingMedia())
+    {
+        return;
+    }
+    std::size_t missing = 0;
+    std::string first;
+    for (const Session::TimelineMedia& media : inDocument.mMedia)
+    {
+        if (media.mIsMissing)
+        {
+            first = missing == 0 ? media.mFile : first;
+            ++missing;
+        }
+    }
+    throw ToolError(ExitCode::kNoInput,
+                    fmt::format("{}: {} media {} missing, the first is '{}'; --on-missing renders without",
+                                inOptions.mInput, missing, missing == 1 ? "is" : "are", first));
+}
+
+void OpenDocument(const ToolHost& inHost, const Options& inOptions, Session::AccessPattern inPattern,
+                  OpenInput& ioInput)
+{
+    const auto document = std::make_shared<Session::OpenedTimeline>(
+        Session::OpenTimeline(inOptions.mInput, TimelineOptionsOf(inOptions, inHost, inPattern)));
+    SayProblems(inOptions.mInput, *document);
+    if (!document->mTimeline)
+    {
+        throw ToolError(CodeOf(document->mError.mKind), document->mError.mText);
+    }
+    if (inOptions.mStrict && document->mErrors > 0)
+    {
+        throw ToolError(ExitCode::kBadData, fmt::format("{}: {} error{}", inOptions.mInput, document->mErrors,
+                                                        document->mErrors == 1 ? "" : "s"));
+    }
+    RefuseMissing(inOptions, *document);
+    ioInput.mSequence = document->mTimeline.get();
+    ioInput.mMaterial = std::move(document->mTimeline);
+    ioInput.mDocument = document;
+}
+
+} // namespace
+
+Session::TimelineOptions TimelineOptionsOf(const Options& inOptions, const ToolHost& inHost,
+                                           Session::AccessPattern inPattern)
+{
+    Session::TimelineOptions options;
+    options.mIsStrict = inOptions.mStrict;
+    options.mTimeline = inOptions.mTimeline;
+    options.mMediaKey = inOptions.mMediaKey;
+    options.mMediaFolders = inOptions.mMediaFolders;
+    for (const std::string& mapping : inOptions.mPathMappings)
+    {
+        const std::size_t equals = mapping.find('=');
+        if (equals == std::string::npos || equals == 0)
+        {
+            throw ToolError(ExitCode::kUsage, "--map-path: '" + mapping + "' is not FROM=TO");
+        }
+        options.mPathMappings.emplace_back(mapping.substr(0, equals), mapping.substr(equals + 1));
+    }
+    options.mBeyond = inOptions.mOutOfRange == "black"   ? Session::BeyondMedia::kBlack
+                      : inOptions.mOutOfRange == "error" ? Session::BeyondMedia::kError
+                                                         : Session::BeyondMedia::kHold;
+    options.mMissing = inOptions.mOnMissing == "black"         ? Session::MissingMedia::kBlack
+                       : inOptions.mOnMissing == "transparent" ? Session::MissingMedia::kTransparent
+                                                               : Session::MissingMedia::kCard;
+    options.mFit = inOptions.mFit == "fill"      ? Session::MediaFit::kFill
+                   : inOptions.mFit == "stretch" ? Session::MediaFit::kStretch
+                   : inOptions.mFit == "none"    ? Session::MediaFit::kNone
+                                                 : Session::MediaFit::kInside;
+    // The size of an output is that of the timeline's picture; small pictures are of the picture as it is.
+    const bool isOverview = (inOptions.mCommand & (kCommand_Thumbnails | kCommand_ContactSheet)) != 0;
+    const PictureSize size =
+        inOptions.mSize.empty() || isOverview ? PictureSize() : ParseSize("--size", inOptions.mSize);
+    if (size.mWidth > 0 && size.mHeight > 0)
+    {
+        options.mWidth = static_cast<std::uint32_t>(size.mWidth);
+        options.mHeight = static_cast<std::uint32_t>(size.mHeight);
+    }
+    const bool isForward = inPattern == Session::AccessPattern::kForward;
+    options.mKeeping = isForward ? Session::Timeline::Keeping::kStills : Session::Timeline::Keeping::kAll;
+    options.mDecoderThreads = inHost.mSession->Threads();
+    options.mPicturesBytes = inHost.mSession->Shares().mPicturesBytes / inHost.mInputs;
+    options.mKeepsLeadIn = isForward;
+    return options;
+}
+
+ExitCode WithWhatIsMissing(ExitCode inCode, const OpenInput& inInput)
+{
+    if (inCode != ExitCode::kDone || inInput.mSequence == nullptr)
+    {
+        return inCode;
+    }
+    const std::int64_t missing = inInput.mSequence->FramesWithMissingMedia();
+    if (missing > 0)
+    {
+        console::Say(fmt::format("{} frame{} what stands for missing media", missing,
+                                 missing == 1 ? " shows" : "s show"));
+    }
+    return missing > 0 || inInput.mDocument->mErrors > 0 ? ExitCode::kDoneWithSubstitutes : ExitCode::kDone;
+}
+
+ExitCode CodeOf(Media::OpenErrorKind inKind)
+{
+    switch (inKind)
+    {
+    case Media::OpenErrorKind::kNoInput: return ExitCode::kNoInput;
+    case Media::OpenErrorKind::kCodecMissing: return ExitCode::kCodecMissing;
+    case Media::OpenErrorKind::kIOError: return ExitCode::kIOError;
+    case Media::OpenErrorKind::kBadUsage: return ExitCode::kUsage;
+    default: return ExitCode::kBadData;
+    }
+}
+
+std::string LabelOfFrame(std::int64_t inFrame, const Timeline& inTimeline)
+{
+    if (inTimeline.mHasTimecode)
+    {
+        return TimecodeOfFrame(inFrame, inTimeline);
+    }
+    const std::int64_t milliseconds =
+        inTimeline.mFrameStart(inFrame).GetTicks() / (norviktypes::kTicksPerSecond / 1000);
+    return fmt::format("{:02}:{:02}:{:02}.{:03}", milliseconds / 3600000, milliseconds / 60000 % 60,
+                       milliseconds / 1000 % 60, milliseconds % 1000);
+}
+
+ToolHost OpenHost(const Options& inOptions, Session::AccessPattern inPattern, std::uint64_t inInputs)
+{
+    return {MakeSession(inOptions, inPattern), nullptr, inInputs};
+}
+
+OpenInput OpenInputIn(ToolHost& ioHost, const Options& inOptions, Session::AccessPattern inPattern,
+                      const Rational& inStillRate)
+{
+    OpenInput input;
+    input.mHost = ioHost.mSession;
+    input.mWindowBytes = input.mHost->Shares().mWindowBytes / ioHost.mInputs;
+    if (Session::IsTimelineFile(inOptions.mInput))
+    {
+        OpenDocument(ioHost, inOptions, inPattern, input);
+    }
+    else
+    {
+        std::unique_ptr<Session::Clip> clip = OpenClip(ioHost, inOptions, inPattern);
+        input.mClip = clip.get();
+        input.mMaterial = std::move(clip);
+    }
+    input.mTimeline = TimelineOf(*input.mMaterial, inOptions.mInput, inStillRate);
+    if ((inOptions.mCommand & kCommand_UseService) != 0 && !ioHost.mService)
+    {
+        ioHost.mService = std::make_shared<Session::RenderService>();
+    }
+    input.mService = ioHost.mService;
     return input;
+}
+
+OpenInput OpenInputOf(const Options& inOptions, Session::AccessPattern inPattern, const Rational& inStillRate)
+{
+    // Options that can't be meant are told of before the host comes up.
+    CheckOptionsOfInput(inOptions);
+    ToolHost host = OpenHost(inOptions, inPattern);
+    return OpenInputIn(host, inOptions, inPattern, inStillRate);
 }
 
 double DisplayShape(const Media::MediaFacts& inFacts)
@@ -193,7 +379,7 @@ norviktypes::PixelAspectRatio AspectAtSize(const Media::MediaFacts& inFacts, con
 OutputDescription DescribeOutput(const Options& inOptions, const OpenInput& inInput,
                                  const PictureSize& inSize)
 {
-    const Media::MediaFacts& facts = inInput.mClip->Facts();
+    const Media::MediaFacts& facts = inInput.mMaterial->Facts();
     OutputDescription output;
     output.mPath = inOptions.mOutput;
     output.mFormat = inOptions.mFormat;
@@ -224,21 +410,13 @@ Session::RenderRequest RequestFor(const FrameWriter& inWriter, const Options& in
 std::int64_t WindowOf(const OpenInput& inInput, const Session::RenderRequest& inRequest,
                       std::uint64_t inLaidOutBytes)
 {
-    const Media::MediaFacts& facts = inInput.mClip->StreamFacts();
+    const Session::Workings workings = inInput.mMaterial->WorkingsOf(inRequest);
     Session::RenderRequest whole = inRequest;
-    whole.mWidth = static_cast<std::uint32_t>(facts.mWidth);
-    whole.mHeight = static_cast<std::uint32_t>(facts.mHeight);
-    // Turned pictures, fields that are scaled and pictures that are enlarged are made as a whole frame first.
-    const bool isScaled = whole.mWidth != inRequest.mWidth || whole.mHeight != inRequest.mHeight;
-    const bool isEnlarged = whole.mWidth < inRequest.mWidth || whole.mHeight < inRequest.mHeight;
-    const bool isByWhole = facts.mRotation != 0 || isEnlarged ||
-                           (isScaled && facts.mFieldType != norviktypes::kFieldType_Progressive);
-    // A conformed frame is made of two or more of the stream, and goes through a whole one.
-    const std::uint64_t wholes = inInput.mClip->ChainLinks().size() > 1 ? FramesHeldForOne(*inInput.mClip)
-                                 : isByWhole                            ? 1
-                                                                        : 0;
-    const FrameWeight weight{BytesOfFrame(inRequest), inLaidOutBytes, wholes * BytesOfFrame(whole)};
-    return WindowFrames(inInput.mHost->Threads(), inInput.mHost->Shares().mWindowBytes, weight);
+    whole.mWidth = static_cast<std::uint32_t>(workings.mWidth);
+    whole.mHeight = static_cast<std::uint32_t>(workings.mHeight);
+    const FrameWeight weight{BytesOfFrame(inRequest), inLaidOutBytes,
+                             workings.mFrames == 0 ? 0 : workings.mFrames * BytesOfFrame(whole)};
+    return WindowFrames(inInput.mHost->Threads(), inInput.mWindowBytes, weight);
 }
 
 FrameFeed::Settings FramesOf(const OpenInput& inInput, const Options& inOptions,
@@ -246,7 +424,7 @@ FrameFeed::Settings FramesOf(const OpenInput& inInput, const Options& inOptions,
 {
     FrameFeed::Settings frames;
     frames.mService = inInput.mService.get();
-    frames.mClip = inInput.mClip.get();
+    frames.mMaterial = inInput.mMaterial.get();
     frames.mRequest = inRequest;
     // What is worth keeping on disk is not urgent.
     frames.mUrgency = DiskCacheOf(inOptions) ? Session::Urgency::kLow : Session::Urgency::kNormal;
@@ -269,6 +447,39 @@ PipelineJob JobFor(const OpenInput& inInput, const Options& inOptions, const Pic
         job.mFrames.mUrgency = Session::Urgency::kLow;
     }
     return job;
+}
+
+std::vector<std::int64_t> FramesOfStills(const Options& inOptions, const OpenInput& inInput,
+                                         const FrameRange& inRange, std::int64_t inCount)
+{
+    if (inOptions.mAt.empty())
+    {
+        return SelectFrames(inRange, inInput.mTimeline, inOptions.mEvery, inCount);
+    }
+    if (!inOptions.mEvery.empty() || !inOptions.mCount.empty())
+    {
+        throw ToolError(ExitCode::kUsage,
+                        "--at says which frames are shown, so that --every and --count say nothing");
+    }
+    std::vector<norviktypes::TickTime> times;
+    if (inOptions.mAt == "cuts")
+    {
+        times = inInput.mSequence->Cuts();
+    }
+    else
+    {
+        for (const Session::TimelineMark& mark : inInput.mDocument->mMarkers)
+        {
+            times.push_back(mark.mTime);
+        }
+    }
+    const std::vector<std::int64_t> frames = FramesAt(inRange, inInput.mTimeline, times);
+    if (frames.empty())
+    {
+        throw ToolError(ExitCode::kUsage,
+                        "--at: " + inOptions.mInput + ": has no " + inOptions.mAt + " there");
+    }
+    return frames;
 }
 
 ExitCode WriteFrames(PipelineJob& ioJob)

@@ -17,6 +17,10 @@ ExitCode RunThumbnails(const Options& inOptions);
 ExitCode RunContactSheet(const Options& inOptions);
 ExitCode RunExplain(const Options& inOptions);
 ExitCode RunInfo(const Options& inOptions);
+// Of a document; RunInfo comes here.
+ExitCode RunTimelineInfo(const Options& inOptions);
+ExitCode RunValidate(const Options& inOptions);
+ExitCode RunCompare(const Options& inOptions);
 ExitCode RunCache(const Options& inOptions);
 
 // Name, version and the parts with their licences.

@@ -91,6 +91,10 @@ void AddTime(const Options& inOptions, Session::Conforming& ioConforming)
 void AddShape(const Options& inOptions, Session::Conforming& ioConforming)
 {
     const bool fits = !inOptions.mFit.empty();
+    if (inOptions.mFit == "none")
+    {
+        Refuse("--fit none is for timelines");
+    }
     if (!inOptions.mPar.empty())
     {
         ioConforming.mPixelAspectRatio = ParseAspect("--par", inOptions.mPar);
@@ -114,7 +118,8 @@ void AddShape(const Options& inOptions, Session::Conforming& ioConforming)
     {
         ioConforming.mPixelAspectRatio = norviktypes::kPixelAspectRatio_Square;
     }
-    ioConforming.mFit = inOptions.mFit == "inside" ? Session::Fit::kInside
+    const bool isInside = inOptions.mFit == "inside" || inOptions.mFit == "fit";
+    ioConforming.mFit = isInside                   ? Session::Fit::kInside
                         : inOptions.mFit == "fill" ? Session::Fit::kFill
                                                    : Session::Fit::kStretch;
 }

@@ -55,19 +55,6 @@ Grid MakeGrid(const PictureSize& inPicture, std::size_t inPictures, std::int64_t
     return grid;
 }
 
-// The file's own timecode where it has one, else the time since its first frame.
-std::string LabelOf(std::int64_t inFrame, const Timeline& inTimeline)
-{
-    if (inTimeline.mHasTimecode)
-    {
-        return TimecodeOfFrame(inFrame, inTimeline);
-    }
-    const std::int64_t milliseconds =
-        inTimeline.mFrameStart(inFrame).GetTicks() / (norviktypes::kTicksPerSecond / 1000);
-    return fmt::format("{:02}:{:02}:{:02}.{:03}", milliseconds / 3600000, milliseconds / 60000 % 60,
-                       milliseconds / 1000 % 60, milliseconds % 1000);
-}
-
 void CheckSheet(std::int32_t inStatus, const PictureSize& inSize)
 {
     if (inStatus == VF::kFrameStatus_BadArgument)
@@ -119,7 +106,7 @@ public:
 private:
     void Work();
     FrameFeed::Settings FrameSettings(const Options& inOptions, RunReport& ioReport) const;
-    void PaintCell(std::size_t inCell);
+    void PaintCell(const FrameFeed::Frame& inFrame);
 
     const OpenInput& mInput;
     const Grid mGrid;
@@ -159,7 +146,7 @@ void SheetPainter::Work()
         FrameFeed::Frame frame;
         while (mFeed.Take(frame))
         {
-            PaintCell(static_cast<std::size_t>(frame.mIndex));
+            PaintCell(frame);
             frame.mHold.reset();
             mFeed.Advance();
         }
@@ -172,24 +159,25 @@ void SheetPainter::Work()
     }
 }
 
-void SheetPainter::PaintCell(std::size_t inCell)
+void SheetPainter::PaintCell(const FrameFeed::Frame& inFrame)
 {
-    const auto cell = static_cast<std::int32_t>(inCell);
+    const auto cell = static_cast<std::int32_t>(inFrame.mIndex);
+    const std::int64_t number = mFrames[static_cast<std::size_t>(inFrame.mIndex)];
     const std::int32_t left = kMargin + cell % mGrid.mColumns * mGrid.CellWidth();
     const std::int32_t top = kMargin + cell / mGrid.mColumns * mGrid.CellHeight();
-    const norviktypes::TickTime time = mInput.mTimeline.mFrameStart(mFrames[inCell]);
+    const norviktypes::TickTime time = mInput.mTimeline.mFrameStart(number);
     try
     {
-        Foundation::WorkSpan span(Foundation::WorkKind::kRender, mFrames[inCell]);
-        Session::PlacePicture(mInput.mClip->Render(time, mRequest), mSheet, left, top);
+        Foundation::WorkSpan span(Foundation::WorkKind::kRender, number);
+        Session::PlacePicture(mInput.mMaterial->Render(time, mRequest, inFrame.mHold), mSheet, left, top);
         span.Succeed();
     }
     catch (const ML::RenderRequestException&)
     {
         ++mFailures;
-        console::Say(mInput.mClip->FailureAt(time) + "; its place stays black");
+        console::Say(mInput.mMaterial->FailureAt(time) + "; its place stays black");
     }
-    const std::string label = LabelOf(mFrames[inCell], mInput.mTimeline);
+    const std::string label = LabelOfFrame(number, mInput.mTimeline);
     const std::int32_t width = Session::LabelWidth(label, mGrid.mLabelScale);
     Session::DrawLabel(mSheet, left + std::max(0, (mGrid.mPicture.mWidth - width) / 2),
                        top + mGrid.mPicture.mHeight + kLabelGap, mGrid.mLabelScale, label);
@@ -208,8 +196,8 @@ ExitCode RunContactSheet(const Options& inOptions)
     RunReport report(inOptions);
     const OpenInput input = OpenInputOf(inOptions, Session::AccessPattern::kScattered, {25, 1});
     const FrameRange range = RangeOrWhole("--range", inOptions.mRange, input.mTimeline);
-    const std::vector<std::int64_t> frames = SelectFrames(range, input.mTimeline, inOptions.mEvery, count);
-    const Media::MediaFacts& facts = input.mClip->Facts();
+    const std::vector<std::int64_t> frames = FramesOfStills(inOptions, input, range, count);
+    const Media::MediaFacts& facts = input.mMaterial->Facts();
     const PictureSize size =
         ResolveSize(inOptions.mSize, {std::min(kDefaultWidth, facts.mWidth), -1}, DisplayShape(facts), false);
     const Grid grid = MakeGrid(size, frames.size(), columns);
@@ -240,7 +228,7 @@ ExitCode RunContactSheet(const Options& inOptions)
     }
     writer->Finish();
     writer->Commit();
-    return failures == 0 ? ExitCode::kDone : ExitCode::kDoneWithSubstitutes;
+    return WithWhatIsMissing(failures == 0 ? ExitCode::kDone : ExitCode::kDoneWithSubstitutes, input);
 }
 
 } // namespace vrender

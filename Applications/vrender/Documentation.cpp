@@ -23,7 +23,7 @@ struct ExitRow
 
 constexpr ExitRow kExits[] = {
     {ExitCode::kDone, "Done."},
-    {ExitCode::kFailed, "Failed for a cause that has no number of its own."},
+    {ExitCode::kFailed, "Failed for a cause that has no number of its own; compare: they differ."},
     {ExitCode::kDoneWithSubstitutes,
      "Done, but some frames could not be read and show the frame before them."},
     {ExitCode::kUsage, "The command line is wrong, or asks for a range that the media doesn't have."},

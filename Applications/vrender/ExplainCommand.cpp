@@ -38,12 +38,12 @@ void Ask(const FrameFeed::Settings& inFrames, std::int64_t inNumber, std::string
     WorkSpan span(WorkKind::kRender, inNumber);
     try
     {
-        inFrames.mClip->Render(inFrames.mTimeOf(0), inFrames.mRequest);
+        inFrames.mMaterial->Render(inFrames.mTimeOf(0), inFrames.mRequest, frame.mHold);
         span.Succeed();
     }
     catch (const ML::RenderRequestException&)
     {
-        outFailure = inFrames.mClip->FailureAt(inFrames.mTimeOf(0));
+        outFailure = inFrames.mMaterial->FailureAt(inFrames.mTimeOf(0));
     }
 }
 
@@ -171,7 +171,7 @@ ExitCode RunExplain(const Options& inOptions)
     Watch watch(kMostMoments);
     OpenInput input = OpenInputOf(inOptions, Session::AccessPattern::kScattered, {25, 1});
     const std::int64_t frame = ResolveFrame("--time", time, input.mTimeline);
-    const Media::MediaFacts& facts = input.mClip->Facts();
+    const Media::MediaFacts& facts = input.mMaterial->Facts();
     const double shape = static_cast<double>(facts.mWidth) / facts.mHeight;
     const PictureSize size = ResolveSize(inOptions.mSize, {facts.mWidth, facts.mHeight}, shape, false);
     OutputDescription output = DescribeOutput(inOptions, input, size);

@@ -10,7 +10,7 @@ ExitCode RunFrame(const Options& inOptions)
     RunReport report(inOptions);
     const OpenInput input = OpenInputOf(inOptions, Session::AccessPattern::kScattered, {25, 1});
     const std::int64_t frame = ResolveFrame("--time", time, input.mTimeline);
-    const Media::MediaFacts& facts = input.mClip->Facts();
+    const Media::MediaFacts& facts = input.mMaterial->Facts();
     const double shape = static_cast<double>(facts.mWidth) / facts.mHeight;
     const PictureSize size = ResolveSize(inOptions.mSize, {facts.mWidth, facts.mHeight}, shape, false);
 
@@ -26,7 +26,7 @@ ExitCode RunFrame(const Options& inOptions)
     job.mFrames.mCount = 1;
     job.mFrames.mTimeOf = [&](std::int64_t) { return input.mTimeline.mFrameStart(frame); };
     job.mNumberOf = [&](std::int64_t) { return frame; };
-    return WriteFrames(job);
+    return WithWhatIsMissing(WriteFrames(job), input);
 }
 
 } // namespace vrender

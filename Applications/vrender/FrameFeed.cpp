@@ -41,9 +41,20 @@ bool FrameFeed::Take(Frame& outFrame)
     {
         return false;
     }
-    const auto first = mRead.begin();
-    outFrame = {first->first, std::move(first->second)};
-    mRead.erase(first);
+    return TakeThat(mRead.begin(), outFrame);
+}
+
+bool FrameFeed::TakeOne(std::int64_t inIndex, Frame& outFrame)
+{
+    std::unique_lock<std::mutex> lock(mMutex);
+    mChanged.wait(lock, [&] { return mIsStopped || mRead.count(inIndex) != 0; });
+    return !mIsStopped && TakeThat(mRead.find(inIndex), outFrame);
+}
+
+bool FrameFeed::TakeThat(std::map<std::int64_t, Session::ReadHold>::iterator inWhich, Frame& outFrame)
+{
+    outFrame = {inWhich->first, std::move(inWhich->second)};
+    mRead.erase(inWhich);
     if (++mTaken == mSettings.mCount)
     {
         // The others wait for frames that won't come.
@@ -54,16 +65,15 @@ bool FrameFeed::Take(Frame& outFrame)
 
 // False: there is none. The order counts as open before it's made, since its answer may come before that
 // returns.
-bool FrameFeed::OpenNext(std::int64_t& outIndex, Session::OrderID& outID)
+bool FrameFeed::OpenNext(std::int64_t& outIndex)
 {
     const std::lock_guard<std::mutex> lock(mMutex);
     if (mIsStopped || mNext >= mSettings.mCount)
     {
         return false;
     }
-    outID = Session::RenderService::NextID();
-    mOpen.insert(outID);
     outIndex = mNext++;
+    mOpen.emplace(outIndex, 0);
     return true;
 }
 
@@ -74,36 +84,56 @@ void FrameFeed::Advance()
         mSettings.mReport->Tick();
     }
     std::int64_t index = 0;
-    Session::OrderID id = 0;
-    if (!OpenNext(index, id))
+    if (!OpenNext(index))
     {
         return;
     }
+    Session::OrderID id = 0;
     try
     {
-        mSettings.mService->Order(
-            id, {mSettings.mClip, mSettings.mTimeOf(index), mSettings.mRequest, mSettings.mUrgency},
-            [this, index, id](Session::ReadHold inHold, bool) { OnRead(index, id, std::move(inHold)); });
+        id = mSettings.mService->Order(
+            {mSettings.mMaterial, mSettings.mTimeOf(index), mSettings.mRequest, mSettings.mUrgency},
+            [this, index](Session::ReadHold inHold, bool) { OnRead(index, std::move(inHold)); });
     }
     catch (...)
     {
-        Close(id);
+        Close(index);
         throw;
+    }
+    NoteID(index, id);
+}
+
+// An order whose id wasn't known when the feed was stopped is cancelled now.
+void FrameFeed::NoteID(std::int64_t inIndex, Session::OrderID inID)
+{
+    bool isToBeCancelled = false;
+    {
+        const std::lock_guard<std::mutex> lock(mMutex);
+        const auto open = mOpen.find(inIndex);
+        if (open != mOpen.end())
+        {
+            open->second = inID;
+            isToBeCancelled = mIsStopped;
+        }
+    }
+    if (isToBeCancelled && inID != 0)
+    {
+        mSettings.mService->Cancel(inID);
     }
 }
 
-void FrameFeed::Close(Session::OrderID inID)
+void FrameFeed::Close(std::int64_t inIndex)
 {
     const std::lock_guard<std::mutex> lock(mMutex);
-    mOpen.erase(inID);
+    mOpen.erase(inIndex);
     mChanged.notify_all();
 }
 
 // A cancelled order is taken like any other, unless the feed has ended.
-void FrameFeed::OnRead(std::int64_t inIndex, Session::OrderID inID, Session::ReadHold inHold)
+void FrameFeed::OnRead(std::int64_t inIndex, Session::ReadHold inHold)
 {
     const std::lock_guard<std::mutex> lock(mMutex);
-    mOpen.erase(inID);
+    mOpen.erase(inIndex);
     if (mIsStopped)
     {
         // Its frame goes with the argument, after the unlock.
@@ -111,7 +141,7 @@ void FrameFeed::OnRead(std::int64_t inIndex, Session::OrderID inID, Session::Rea
         return;
     }
     mRead.emplace(inIndex, std::move(inHold));
-    mChanged.notify_one();
+    mChanged.notify_all();
 }
 
 void FrameFeed::Stop() noexcept
@@ -123,7 +153,13 @@ void FrameFeed::Stop() noexcept
             const std::lock_guard<std::mutex> lock(mMutex);
             mIsStopped = true;
             mChanged.notify_all();
-            open.assign(mOpen.begin(), mOpen.end());
+            for (const auto& [index, id] : mOpen)
+            {
+                if (id != 0)
+                {
+                    open.push_back(id);
+                }
+            }
         }
         for (const Session::OrderID id : open)
         {

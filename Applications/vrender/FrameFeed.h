@@ -1,7 +1,6 @@
 #pragma once
 
 #include "Applications/vrender/RunReport.h"
-#include "ReferenceHost/Session/Clip.h"
 #include "ReferenceHost/Session/RenderService.h"
 
 #include <condition_variable>
@@ -9,7 +8,6 @@
 #include <functional>
 #include <map>
 #include <mutex>
-#include <set>
 
 // The frames of a list, ordered from the render service a window ahead, and handed to the threads that render
 // them as they have been read.
@@ -29,7 +27,7 @@ public:
     struct Settings
     {
         Session::RenderService* mService = nullptr;
-        const Session::Clip* mClip = nullptr;
+        const Session::Material* mMaterial = nullptr;
         Session::RenderRequest mRequest;
         Session::Urgency mUrgency = Session::Urgency::kNormal;
         std::int64_t mCount = 0;
@@ -38,7 +36,7 @@ public:
         RunReport* mReport = nullptr;                               // may be null
     };
 
-    // A frame that has been read. Rendering it is what is left to do; then the hold is let go.
+    // A frame that the service has done its part of. Rendering it is what is left to do; then the hold is let go.
     struct Frame
     {
         std::int64_t mIndex = 0;
@@ -53,6 +51,8 @@ public:
     // Waits for a frame that nobody has taken yet, the earliest of those that are read. False: there are no
     // more, or the feed was stopped.
     bool Take(Frame& outFrame);
+    // The same for the frame of one index, which nobody takes otherwise.
+    bool TakeOne(std::int64_t inIndex, Frame& outFrame);
 
     // The frame of the next index enters the window.
     void Advance();
@@ -61,9 +61,11 @@ public:
     void Stop() noexcept;
 
 private:
-    bool OpenNext(std::int64_t& outIndex, Session::OrderID& outID);
-    void OnRead(std::int64_t inIndex, Session::OrderID inID, Session::ReadHold inHold);
-    void Close(Session::OrderID inID);
+    bool OpenNext(std::int64_t& outIndex);
+    void NoteID(std::int64_t inIndex, Session::OrderID inID);
+    void OnRead(std::int64_t inIndex, Session::ReadHold inHold);
+    void Close(std::int64_t inIndex);
+    bool TakeThat(std::map<std::int64_t, Session::ReadHold>::iterator inWhich, Frame& outFrame);
 
     const Settings mSettings;
 
@@ -73,7 +75,7 @@ private:
     std::int64_t mNext = 0;  // to be ordered
     std::int64_t mTaken = 0; // how many
     bool mIsStopped = false;
-    std::set<Session::OrderID> mOpen; // ordered and not answered
+    std::map<std::int64_t, Session::OrderID> mOpen; // ordered and not answered; 0: the id isn't known yet
     std::map<std::int64_t, Session::ReadHold> mRead;
 };
 

@@ -281,6 +281,10 @@ std::string InfoJson(const std::string& inPath, const MediaFacts& inFacts, const
 
 ExitCode RunInfo(const Options& inOptions)
 {
+    if (Session::IsTimelineFile(inOptions.mInput))
+    {
+        return RunTimelineInfo(inOptions);
+    }
     if (!inOptions.mChain && !ConformingOf(inOptions).IsEmpty())
     {
         throw ToolError(ExitCode::kUsage,

@@ -3,6 +3,8 @@
 #include "Applications/vrender/ExitCodes.h"
 #include "norvik/utility/Strings.h"
 
+#include <fmt/format.h>
+
 #include <array>
 #include <charconv>
 #include <cmath>
@@ -176,6 +178,17 @@ std::int64_t ParseInteger(const std::string& inOption, const std::string& inText
                "a whole number from " + std::to_string(inLeast) + " to " + std::to_string(inMost));
     }
     return value;
+}
+
+double ParseNumber(const std::string& inOption, const std::string& inText, double inLeast, double inMost)
+{
+    double number = 0;
+    // A NaN is in no range.
+    if (!ReadNumber(std::string_view(inText), number) || !(number >= inLeast && number <= inMost))
+    {
+        Refuse(inOption, inText, fmt::format("a number from {:g} to {:g}", inLeast, inMost));
+    }
+    return number;
 }
 
 double ParseSpeed(const std::string& inOption, const std::string& inText)

@@ -45,6 +45,8 @@ std::int64_t ParseBitrate(const std::string& inOption, const std::string& inText
 std::int64_t ParseInteger(const std::string& inOption, const std::string& inText, std::int64_t inLeast,
                           std::int64_t inMost);
 
+double ParseNumber(const std::string& inOption, const std::string& inText, double inLeast, double inMost);
+
 // How many times as fast: "2", "0.5", "-1"; from 0.001 to 1000, and as negative numbers.
 double ParseSpeed(const std::string& inOption, const std::string& inText);
 

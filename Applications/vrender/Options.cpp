@@ -6,10 +6,11 @@ namespace vrender
 namespace
 {
 
-const ArgumentRow kInput = {
-    "IN", ValueKind::kFile,
-    "a media file, a still, a numbered sequence (name%05d.png) or a made picture (bars:, color:, counter:)",
-    &Options::mInput, nullptr};
+const ArgumentRow kInput = {"IN", ValueKind::kFile,
+                            "a media file, a still, a numbered sequence (name%05d.png), a made picture "
+                            "(bars:, color:, counter:) or a "
+                            "timeline (.otio, .otioz, .otiod)",
+                            &Options::mInput, nullptr};
 const ArgumentRow kOutput = {
     "OUT", ValueKind::kFile,
     "the file to write; '-' is standard output, null: throws the frames away, a name with %05d makes one "
@@ -24,6 +25,12 @@ const ArgumentRow kAction = {
     "list tells the frames that are kept, the one used longest ago first; verify reads them "
     "all and removes those that are damaged; clear removes them all",
     &Options::mAction, "list verify clear"};
+
+const ArgumentRow kFirst = {
+    "A", ValueKind::kFile,
+    "media, a still, a numbered sequence, a made picture, a timeline, or a folder of stills",
+    &Options::mInput, nullptr};
+const ArgumentRow kSecond = {"B", ValueKind::kFile, "what A is compared with", &Options::mOther, nullptr};
 
 OptionRow Text(const char* inName, const char* inValue, std::uint32_t inCommands,
                std::string Options::*inText, const char* inHelp, ValueKind inKind = ValueKind::kText,
@@ -57,6 +64,15 @@ OptionRow PulldownOption()
                "2:3:3:2. auto, which is meant where no phase follows, looks for it in the first 30 frames.");
     row.mBare = "auto";
     return row;
+}
+
+const ArgumentRow kDocument = {"IN", ValueKind::kFile, "a timeline (.otio, .otioz, .otiod)", &Options::mInput,
+                               nullptr};
+
+OptionRow List(const char* inName, const char* inValue, std::uint32_t inCommands,
+               std::vector<std::string> Options::*inList, const char* inHelp, ValueKind inKind)
+{
+    return {inName, 0, inValue, inHelp, inCommands, inKind, nullptr, nullptr, inList, nullptr};
 }
 
 OptionRow EncoderOption()
@@ -116,6 +132,21 @@ const std::vector<CommandRow>& CommandTable()
          "what became of the request and who worked on it: each step with its time in milliseconds and its "
          "thread. Exit code and messages are those of the command frame.",
          {&kInput, nullptr}},
+        {kCommand_Validate,
+         "validate",
+         "Tells what is wrong in a timeline.",
+         "Reads the timeline IN with its media and prints a line for everything that is wrong or that is "
+         "only "
+         "approximated, each with its place in the document as a JSON pointer. Ends with 65 where there are "
+         "errors; warnings end with 0.",
+         {&kDocument, nullptr}},
+        {kCommand_Compare,
+         "compare",
+         "Tells how far two inputs are apart.",
+         "Lays A and B side by side, frame by frame, and prints PSNR, the largest difference and the first "
+         "frame that differs. Ends with 1 where they differ by more than --max-diff and --min-psnr allow, in "
+         "size or in length. Differences are counted in steps of 8 bits.",
+         {&kFirst, &kSecond}},
         {kCommand_Cache,
          "cache",
          "Lists, checks or removes the frames that are kept on disk.",
@@ -175,9 +206,13 @@ const std::vector<OptionRow>& OptionTable()
              "Pixel aspect of the output, such as 1:1 or 16:11. The picture keeps its shape by another "
              "width, unless it is given a size."),
         Choice(
-            "fit", "WAY", kCommand_Renders, &Options::mFit, "stretch inside fill",
+            "fit", "WAY", kCommand_Renders, &Options::mFit, "stretch inside fill fit none",
             "How the picture is put into a frame of --size, whose pixels are those of --par or else square: "
-            "stretched over it, whole with black beside it, or filling it with what juts out cut off."),
+            "stretched over it, whole with black beside it (inside, or fit), or filling it with what juts "
+            "out cut "
+            "off. Of a timeline: how media of another shape are put into its picture, fit by default; none "
+            "leaves "
+            "them as large as they are."),
         Text("size", "WxH", kCommand_Renders, &Options::mSize,
              "Size of the output frames in pixels. -1 for one of the two keeps the shape of the picture."),
         Text("pix-fmt", "NAME", kCommand_Render | kCommand_Frame | kCommand_Explain, &Options::mPixelFormat,
@@ -199,6 +234,37 @@ const std::vector<OptionRow>& OptionTable()
              "Number of pictures, spread evenly over the range. 20 by default."),
         Text("every", "TIME", kManyStills, &Options::mEvery,
              "Distance between two pictures: a number of frames, or seconds as in 10s."),
+        Choice("at", "WHAT", kManyStills, &Options::mAt, "cuts markers",
+               "Show a timeline where its clips begin and end, or at its markers."),
+        Text("timeline", "NAME|N", kCommand_Documents, &Options::mTimeline,
+             "Which timeline of a document with several, by its name or by its number counted from 0. The "
+             "first "
+             "by default."),
+        Switch(
+            "strict", 0, kCommand_Documents, &Options::mStrict,
+            "Take broken rules of a timeline that have a cure, such as transitions that overlap, for errors, "
+            "and end with 65 where there are errors."),
+        Choice("out-of-range", "WAY", kCommand_Documents, &Options::mOutOfRange, "hold black error",
+               "What a timeline shows where a clip asks for more than its media has: the nearest frame, "
+               "which is "
+               "the default, black, or the nearest frame with an error told."),
+        List("map-path", "FROM=TO", kCommand_Documents, &Options::mPathMappings,
+             "Media of a timeline whose path begins with FROM is looked for at TO. May be given several "
+             "times; "
+             "the longest FROM that fits counts.",
+             ValueKind::kText),
+        List("media-dir", "DIR", kCommand_Documents, &Options::mMediaFolders,
+             "Media of a timeline that is not where the document says is looked for in DIR, and in the "
+             "folders "
+             "in it, by the name of its file. May be given several times.",
+             ValueKind::kDirectory),
+        Text("media-key", "KEY", kCommand_Documents, &Options::mMediaKey,
+             "Which media reference of the clips of a timeline is shown, such as that of proxies. Clips "
+             "without "
+             "it show their active one."),
+        Choice("on-missing", "WAY", kCommand_Documents, &Options::mOnMissing, "card black transparent",
+               "What stands where media of a timeline is missing. The other commands show a card by default; "
+               "render ends with 66 before the first frame unless this is given."),
         Text("columns", "N", kCommand_ContactSheet, &Options::mColumns, "Pictures in one row. 5 by default."),
         Text("stream", "N", kCommand_Media, &Options::mStream,
              "Video stream to read, by its index in the file. By default the one that the file marks, or the "
@@ -230,13 +296,19 @@ const std::vector<OptionRow>& OptionTable()
             "progress-format", "FORMAT", kCommand_Render, &Options::mProgressFormat, "keys json",
             "Form of that report. keys writes key=value lines as FFmpeg does, json one object a line. A FILE "
             "that ends in .jsonl means json."),
-        Text("threads", "N", kCommand_Media, &Options::mThreads,
+        Text("max-diff", "N", kCommand_Compare, &Options::mMaxDiff,
+             "The largest difference of a component that counts as none, in steps of 8 bits, such as 1 or "
+             "0.5. 0 "
+             "by default, and without a limit where only --min-psnr is given."),
+        Text("min-psnr", "DB", kCommand_Compare, &Options::mMinPSNR,
+             "The lowest PSNR that a frame may have, in decibels."),
+        Text("threads", "N", kCommand_Documents, &Options::mThreads,
              "Threads of decoders, pools and executors alike. By default one for each processor that the "
              "process may use."),
-        Text("memory", "SIZE", kCommand_Media, &Options::mMemory,
+        Text("memory", "SIZE", kCommand_Documents, &Options::mMemory,
              "Memory for frames, caches and frames in flight together; a bare number counts MiB, M and G are "
              "understood. By default a quarter of the machine's memory, at most 4G."),
-        Text("cpu", "TARGET", kCommand_Media, &Options::mCpu,
+        Text("cpu", "TARGET", kCommand_Documents, &Options::mCpu,
              "Use the kernels of one SIMD target, such as SSE4 or AVX2. auto takes the best one."),
         Text("disk-cache", "DIR|off", kCommand_Renders | kCommand_Cache, &Options::mDiskCache,
              "Where frames that were read are kept for later runs: in a folder of their own below DIR, which "

@@ -28,10 +28,14 @@ enum Command : std::uint32_t
     kCommand_Info = 16,
     kCommand_Cache = 32,
     kCommand_Explain = 64,
+    kCommand_Compare = 128,
+    kCommand_Validate = 256,
     kCommand_Pictures = 15,
-    kCommand_Renders = 79, // which ask for frames
+    kCommand_Renders = 79, // which make pictures of an input
     kCommand_Media = 95,   // which open an input
-    kCommand_All = 127
+    kCommand_UseService = kCommand_Renders | kCommand_Compare,
+    kCommand_Documents = kCommand_Media | kCommand_Compare | kCommand_Validate, // which open timelines
+    kCommand_All = 511
 };
 
 // What was typed. An empty text is an option that wasn't given.
@@ -40,6 +44,7 @@ struct Options
     Command mCommand = kCommand_None;
     std::string mInput;
     std::string mOutput;
+    std::string mOther;
     std::string mAction;
 
     std::string mTime;
@@ -71,6 +76,15 @@ struct Options
     std::string mRemovePulldown;
     std::string mPar;
     std::string mFit;
+    std::string mAt;
+    std::string mTimeline;
+    std::string mOutOfRange;
+    std::string mMediaKey;
+    std::string mOnMissing;
+    std::vector<std::string> mPathMappings;
+    std::vector<std::string> mMediaFolders;
+    std::string mMaxDiff;
+    std::string mMinPSNR;
     bool mDeinterlace = false;
     bool mReverseDominance = false;
     bool mSwapFields = false;
@@ -78,6 +92,7 @@ struct Options
     bool mInterlaceConsecutive = false;
     bool mBlend = false;
     bool mChain = false;
+    bool mStrict = false;
     bool mOverwrite = false;
     bool mChecksum = false;
     bool mJson = false;

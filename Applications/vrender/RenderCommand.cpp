@@ -161,13 +161,13 @@ void AddSchedule(const Schedule& inSchedule, const Timeline& inTimeline, OutputD
 void SayWhatIsLeftOut(const OpenInput& inInput, const Schedule& inSchedule, const Options& inOptions,
                       const FrameWriter& inWriter)
 {
-    if (inInput.mClip->Facts().mHasAudio)
+    if (inInput.mMaterial->Facts().mHasAudio)
     {
         console::Say(inOptions.mInput + ": sound is not carried over");
     }
     const bool keepsAlpha =
         norviktypes::ToneOfProperties(inWriter.RenderFormat().mProperties) == kStraightTone;
-    if (inInput.mClip->Facts().mAlpha != "none" && !keepsAlpha)
+    if (inInput.mMaterial->Facts().mAlpha != "none" && !keepsAlpha)
     {
         console::Say(inOptions.mInput + ": " + inWriter.Description() + " holds no alpha, which is left out");
     }
@@ -189,7 +189,7 @@ ExitCode RunRender(const Options& inOptions)
     const Rational stillRate = inOptions.mRate.empty() ? kStillRate : ParseRate("--rate", inOptions.mRate);
     RunReport report(inOptions);
     const OpenInput input = OpenInputOf(inOptions, Session::AccessPattern::kForward, stillRate);
-    const Media::MediaFacts& facts = input.mClip->Facts();
+    const Media::MediaFacts& facts = input.mMaterial->Facts();
     const double shape = static_cast<double>(facts.mWidth) / facts.mHeight;
     const PictureSize size = ResolveSize(inOptions.mSize, {facts.mWidth, facts.mHeight}, shape, true);
 
@@ -210,7 +210,7 @@ ExitCode RunRender(const Options& inOptions)
     };
     job.mNumberOf = [&](std::int64_t inIndex) { return schedule.mRange.mFirst + inIndex; };
     job.mProgress = &progress;
-    return WriteFrames(job);
+    return WithWhatIsMissing(WriteFrames(job), input);
 }
 
 } // namespace vrender

@@ -3,6 +3,7 @@
 #include "Applications/vrender/Console.h"
 #include "Applications/vrender/Signals.h"
 #include "ReferenceHost/Foundation/WorkObserver.h"
+#include "RenderableSources.h"
 #include "VF/VideoFrame.h"
 
 #include <algorithm>
@@ -139,7 +140,7 @@ void Pipeline::Work()
     }
 }
 
-// What was read for the frame is let go at the end.
+// What its order got is let go at the end.
 Slot Pipeline::MakeFrame(FrameFeed::Frame inFrame) const
 {
     Slot slot;
@@ -149,12 +150,12 @@ Slot Pipeline::MakeFrame(FrameFeed::Frame inFrame) const
     try
     {
         WorkSpan span(WorkKind::kRender, mJob.mNumberOf(inFrame.mIndex));
-        frame = mJob.mFrames.mClip->Render(time, mJob.mFrames.mRequest);
+        frame = mJob.mFrames.mMaterial->Render(time, mJob.mFrames.mRequest, inFrame.mHold);
         span.Succeed();
     }
     catch (const ML::RenderRequestException&)
     {
-        slot.mFailure = mJob.mFrames.mClip->FailureAt(time);
+        slot.mFailure = mJob.mFrames.mMaterial->FailureAt(time);
         return slot;
     }
     WorkSpan span(WorkKind::kLayOut, mJob.mNumberOf(inFrame.mIndex));

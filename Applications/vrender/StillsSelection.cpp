@@ -3,6 +3,7 @@
 #include "Applications/vrender/ExitCodes.h"
 
 #include <algorithm>
+#include <set>
 
 namespace vrender
 {
@@ -76,6 +77,21 @@ std::vector<std::int64_t> SelectFrames(const FrameRange& inRange, const Timeline
         frames.push_back(inRange.mFirst + (2 * i + 1) * available / (2 * count));
     }
     return frames;
+}
+
+std::vector<std::int64_t> FramesAt(const FrameRange& inRange, const Timeline& inTimeline,
+                                   const std::vector<norviktypes::TickTime>& inTimes)
+{
+    std::set<std::int64_t> frames;
+    for (const norviktypes::TickTime& time : inTimes)
+    {
+        const std::int64_t frame = time < norviktypes::kTime_Zero ? -1 : inTimeline.mFrameAt(time);
+        if (frame >= inRange.mFirst && frame < inRange.mEnd)
+        {
+            frames.insert(frame);
+        }
+    }
+    return {frames.begin(), frames.end()};
 }
 
 } // namespace vrender

@@ -18,4 +18,8 @@ namespace vrender
 std::vector<std::int64_t> SelectFrames(const FrameRange& inRange, const Timeline& inTimeline,
                                        const std::string& inEvery, std::int64_t inCount);
 
+// The frames of inRange that are shown at inTimes, each once and in order.
+std::vector<std::int64_t> FramesAt(const FrameRange& inRange, const Timeline& inTimeline,
+                                   const std::vector<norviktypes::TickTime>& inTimes);
+
 } // namespace vrender

@@ -48,8 +48,8 @@ ExitCode RunThumbnails(const Options& inOptions)
     RunReport report(inOptions);
     const OpenInput input = OpenInputOf(inOptions, Session::AccessPattern::kScattered, {25, 1});
     const FrameRange range = RangeOrWhole("--range", inOptions.mRange, input.mTimeline);
-    const std::vector<std::int64_t> frames = SelectFrames(range, input.mTimeline, inOptions.mEvery, count);
-    const Media::MediaFacts& facts = input.mClip->Facts();
+    const std::vector<std::int64_t> frames = FramesOfStills(inOptions, input, range, count);
+    const Media::MediaFacts& facts = input.mMaterial->Facts();
     const double shape = DisplayShape(facts);
     const PictureSize size =
         ResolveSize(inOptions.mSize, {std::min(kDefaultWidth, facts.mWidth), -1}, shape, false);
@@ -71,7 +71,7 @@ ExitCode RunThumbnails(const Options& inOptions)
     job.mFrames.mTimeOf = [&](std::int64_t inIndex)
     { return input.mTimeline.mFrameStart(frames[static_cast<std::size_t>(inIndex)]); };
     job.mNumberOf = [&](std::int64_t inIndex) { return frames[static_cast<std::size_t>(inIndex)]; };
-    return WriteFrames(job);
+    return WithWhatIsMissing(WriteFrames(job), input);
 }
 
 } // namespace vrender

@@ -4,6 +4,7 @@
 #include "ReferenceHost/Media/IMediaFacts.h"
 #include "ReferenceHost/Media/Media.h"
 #include "ReferenceHost/Session/PulldownDetection.h"
+#include "ReferenceHost/Session/ReadAhead.h"
 #include "VF/VideoFrame.h"
 #include "norviktypes/Pulldown.h"
 
@@ -38,17 +39,6 @@ TickTime DurationOf(const BE::IVideoSourceRef& inSource)
         stream->GetDuration(duration);
     }
     return duration;
-}
-
-// The pixel format in which pictures are put into a frame.
-norviktypes::PixelFormat PackedFormatFor(const norviktypes::PixelFormat& inFormat)
-{
-    switch (norviktypes::DepthOfProperties(inFormat.mProperties))
-    {
-    case 8: return norviktypes::kPixelFormat_BGRA_4444_8u;
-    case 32: return norviktypes::kPixelFormat_BGRA_4444_32f;
-    default: return norviktypes::kPixelFormat_BGRA_4444_16u;
-    }
 }
 
 // The pixel format in which film is put together. In packed ones lines are copied as they are, and fields go by the
@@ -468,6 +458,34 @@ ML::CutlistRenderParams Clip::DescribeRender(const TickTime& inTime, const Rende
     return params;
 }
 
+// Turned pictures, fields that are scaled and pictures that are enlarged are made as a whole frame first. A
+// conformed frame is made of two or more of the stream, and goes through a whole one.
+Workings Clip::WorkingsOf(const RenderRequest& inRequest) const
+{
+    constexpr double kMostSamples = 128; // of a blend, whatever the speed
+    const std::int32_t width = mStreamFacts.mWidth;
+    const std::int32_t height = mStreamFacts.mHeight;
+    const auto newWidth = static_cast<std::int32_t>(inRequest.mWidth);
+    const auto newHeight = static_cast<std::int32_t>(inRequest.mHeight);
+    const bool isScaled = width != newWidth || height != newHeight;
+    const bool isEnlarged = width < newWidth || height < newHeight;
+    const bool isByWhole = mStreamFacts.mRotation != 0 || isEnlarged ||
+                           (isScaled && mStreamFacts.mFieldType != norviktypes::kFieldType_Progressive);
+    const auto blended = static_cast<std::uint64_t>(std::min(kMostSamples, std::ceil(mTimes.FramesForOne())));
+    return {mChain.mLinks.size() > 1 ? 2 + blended : isByWhole ? 1u : 0u, width, height};
+}
+
+OrderID Clip::Order(const TickTime& inTime, const RenderRequest& inRequest, Urgency inUrgency,
+                    const ReadAnswer& inAnswer) const
+{
+    return OrderRead(mChain.mTop, DescribeRender(inTime, inRequest, inUrgency), inAnswer);
+}
+
+MF::IVideoFrameRef Clip::Render(const TickTime& inTime, const RenderRequest& inRequest, const ReadHold&) const
+{
+    return Render(inTime, inRequest);
+}
+
 MF::IVideoFrameRef Clip::Render(const TickTime& inTime, const RenderRequest& inRequest) const
 {
     const ML::CutlistRenderParams params = DescribeRender(inTime, inRequest, Urgency::kNormal);
@@ -528,7 +546,7 @@ std::string Clip::FailureAt(const TickTime& inTime) const
     const TickTime start = mConforming.mInterlacesConsecutive ? chain.Earlier() * 2 : chain.Earlier();
     // A frame may be made of several, any of which may be the one.
     const std::int64_t frames = mConforming.ChangesTime() && streamRate.IsCountable()
-                                    ? static_cast<std::int64_t>(std::ceil(FramesForOne())) + 2
+                                    ? static_cast<std::int64_t>(std::ceil(mTimes.FramesForOne())) + 2
                                     : 1;
     for (std::int64_t i = 0; failure && i < frames; ++i)
     {

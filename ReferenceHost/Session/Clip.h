@@ -4,9 +4,8 @@
 #include "MF/IVideoFrame.h"
 #include "ReferenceHost/Media/MediaFacts.h"
 #include "ReferenceHost/Media/OpenError.h"
+#include "ReferenceHost/Session/Material.h"
 #include "ReferenceHost/Session/OutputTimes.h"
-#include "ReferenceHost/Session/Pictures.h"
-#include "ReferenceHost/Session/RenderService.h"
 #include "ReferenceHost/Session/SourceChain.h"
 
 #include <cstdint>
@@ -14,11 +13,12 @@
 #include <string>
 #include <vector>
 
-// A piece of media, opened for rendering: its facts, its frames by number and by time, and frames of
-// any size and format through the library.
+// A piece of media, opened for rendering.
 //
 // Frame numbers count the frames of the stream from 0, on a frame grid or off it. Times are those of
 // the stream, which begins at 0.
+//
+// What an order has read ahead makes a frame cheaper to render; without one it is read when it is rendered.
 //
 // A clip may be conformed: to other fields, another speed, rate or shape. All but StreamFacts then tells of what
 // comes out of it: it looks like a clip that has been so from the start.
@@ -36,42 +36,31 @@ struct ClipOptions
     Conforming mConforming;
 };
 
-class Clip
+class Clip final : public Material
 {
 public:
     // Null, and the reason in outError; kBadUsage for a conforming that the stream is not fit for.
     static std::unique_ptr<Clip> Open(const std::string& inPath, const ClipOptions& inOptions,
                                       Media::OpenError& outError);
 
-    const Media::MediaFacts& Facts() const noexcept { return mFacts; }
+    const Media::MediaFacts& Facts() const noexcept override { return mFacts; }
     // As the file has it.
     const Media::MediaFacts& StreamFacts() const noexcept { return mStreamFacts; }
     // What is done on the way to a frame, the stream's own source first.
     const std::vector<std::string>& ChainLinks() const noexcept { return mChain.mLinks; }
-    // How many frames of the stream are held at a time to make one.
-    double FramesForOne() const noexcept { return mTimes.FramesForOne(); }
-    const norviktypes::FrameRate& FrameRate() const noexcept { return mFrameRate; }
-    // False for a stream without an end: a still, or made pictures. Then FrameCount is -1.
-    bool HasEnd() const noexcept { return mFacts.mFrameCount >= 0; }
-    std::int64_t FrameCount() const noexcept { return mFacts.mFrameCount; }
-    // kTime_Max where there is no end.
-    const norviktypes::TickTime& Duration() const noexcept { return mDuration; }
+    const norviktypes::FrameRate& FrameRate() const noexcept override { return mFrameRate; }
+    const norviktypes::TickTime& Duration() const noexcept override { return mDuration; }
+    norviktypes::TickTime FrameStart(std::int64_t inNumber) const override;
+    std::int64_t FrameAt(const norviktypes::TickTime& inTime) const override;
+    Workings WorkingsOf(const RenderRequest& inRequest) const override;
+    OrderID Order(const norviktypes::TickTime& inTime, const RenderRequest& inRequest, Urgency inUrgency,
+                  const ReadAnswer& inAnswer) const override;
+    MF::IVideoFrameRef Render(const norviktypes::TickTime& inTime, const RenderRequest& inRequest,
+                              const ReadHold& inHold) const override;
+    std::string FailureAt(const norviktypes::TickTime& inTime) const override;
 
-    // When frame inNumber begins; the duration for a number at or past the end.
-    norviktypes::TickTime FrameStart(std::int64_t inNumber) const;
-    // The frame shown at inTime; -1 at or past the end.
-    std::int64_t FrameAt(const norviktypes::TickTime& inTime) const;
-
-    // The frame shown at inTime, of exactly the size and format asked for, as whole frames with the
-    // clip's fields. Throws ML::RenderRequestException, whose status FailureAt explains.
+    // Without an order.
     MF::IVideoFrameRef Render(const norviktypes::TickTime& inTime, const RenderRequest& inRequest) const;
-    // One line with the media's name and the cause, after Render has failed at inTime.
-    std::string FailureAt(const norviktypes::TickTime& inTime) const;
-
-    // What Render asks the library for, and of whom: for those who have it read ahead.
-    const ML::IRenderableSourceRef& GetSource() const noexcept { return mChain.mTop; }
-    ML::CutlistRenderParams DescribeRender(const norviktypes::TickTime& inTime,
-                                           const RenderRequest& inRequest, Urgency inUrgency) const;
 
 private:
     Clip(BE::IVideoSourceRef inSource, Media::MediaFacts inFacts, std::string inPath,
@@ -84,6 +73,8 @@ private:
     void DescribeOutput(norviktypes::PulldownCadence inCadence);
     void DescribeTimes(norviktypes::PulldownCadence inCadence);
     void DescribeShape();
+    ML::CutlistRenderParams DescribeRender(const norviktypes::TickTime& inTime,
+                                           const RenderRequest& inRequest, Urgency inUrgency) const;
     MF::FrameTime TimeInChain(const norviktypes::TickTime& inTime) const;
     bool HasMargins() const noexcept;
     PictureRect PictureIn(const RenderRequest& inRequest) const;

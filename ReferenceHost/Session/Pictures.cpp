@@ -95,6 +95,16 @@ void PlacePicture(const MF::IVideoFrameRef& inSource, const MF::IVideoFrameRef& 
     }
 }
 
+norviktypes::PixelFormat PackedFormatFor(const norviktypes::PixelFormat& inFormat)
+{
+    switch (norviktypes::DepthOfProperties(inFormat.mProperties))
+    {
+    case 8: return norviktypes::kPixelFormat_BGRA_4444_8u;
+    case 32: return norviktypes::kPixelFormat_BGRA_4444_32f;
+    default: return norviktypes::kPixelFormat_BGRA_4444_16u;
+    }
+}
+
 std::int32_t ShapePicture(const MF::IVideoFrameRef& inFrame, const RenderRequest& inShape,
                           MF::IVideoFrameRef& outFrame)
 {

@@ -55,6 +55,9 @@ std::int32_t LayOutPlanes(const void* inPixels, std::int32_t inRowBytes,
 std::int32_t ShapePicture(const MF::IVideoFrameRef& inFrame, const RenderRequest& inShape,
                           MF::IVideoFrameRef& outFrame);
 
+// BGRA of the depth of inFormat, or of the next one that there is: in which pictures are put into a frame.
+norviktypes::PixelFormat PackedFormatFor(const norviktypes::PixelFormat& inFormat);
+
 // A place in a frame, in pixels; it may jut out.
 struct PictureRect
 {

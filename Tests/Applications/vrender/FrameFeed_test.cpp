@@ -2,6 +2,7 @@
 
 #include "Applications/vrender/Watch.h"
 #include "ML/SharedExecutors.h"
+#include "ReferenceHost/Session/Clip.h"
 #include "ReferenceHost/Session/HostSession.h"
 #include "Tests/Applications/vrender/RunTool.h"
 
@@ -100,7 +101,7 @@ protected:
     {
         FrameFeed::Settings settings;
         settings.mService = &TheWorld().mService;
-        settings.mClip = mClip.get();
+        settings.mMaterial = mClip.get();
         settings.mRequest = {160, 90, norviktypes::kPixelFormat_BGRA_4444_8u,
                              norviktypes::kRenderQuality_High};
         settings.mCount = kFrames;
@@ -146,6 +147,22 @@ TEST_F(Feed, GivesEachFrameToOneThread)
         EXPECT_EQ(count, 1);
     }
     ExpectAllAnswered(kFrames);
+}
+
+TEST_F(Feed, AFrameCanBeTakenByItsIndex)
+{
+    FrameFeed feed(SettingsOf(5));
+    FrameFeed::Frame frame;
+    for (const std::int64_t index : {3, 0, 4})
+    {
+        ASSERT_TRUE(feed.TakeOne(index, frame));
+        EXPECT_EQ(frame.mIndex, index);
+        feed.Advance();
+    }
+    ASSERT_TRUE(feed.TakeOne(6, frame));
+    EXPECT_EQ(frame.mIndex, 6);
+    feed.Stop();
+    EXPECT_FALSE(feed.TakeOne(1, frame));
 }
 
 TEST_F(Feed, OrdersNoFurtherThanItsWindow)
@@ -229,7 +246,7 @@ TEST_F(Feed, WhatWasReadIsRenderedWithoutAnotherRead)
     constexpr std::size_t kMany = 20; // three times as many as the cache holds
     const std::unique_ptr<Session::Clip> clip = Open(TestSupport::LongMovie());
     FrameFeed::Settings settings = SettingsOf(kMany);
-    settings.mClip = clip.get();
+    settings.mMaterial = clip.get();
     settings.mRequest.mWidth = 640;
     settings.mRequest.mHeight = 360;
     settings.mCount = kMany;

@@ -1,0 +1,176 @@
+#include "ReferenceHost/Session/TimelineMedia.h"
+
+#include "norvik/utility/Strings.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace Session
+{
+
+namespace
+{
+
+constexpr std::size_t kCopyBytes = std::size_t{1} << 20;
+
+// A descriptor that is closed unless it is let go.
+class Descriptor
+{
+public:
+    explicit Descriptor(int inDescriptor) : mDescriptor(inDescriptor) {}
+    ~Descriptor()
+    {
+        if (mDescriptor >= 0)
+        {
+            ::close(mDescriptor);
+        }
+    }
+    Descriptor(const Descriptor&) = delete;
+    Descriptor& operator=(const Descriptor&) = delete;
+
+    int Get() const { return mDescriptor; }
+    bool IsOpen() const { return mDescriptor >= 0; }
+    int Release()
+    {
+        const int descriptor = mDescriptor;
+        mDescriptor = -1;
+        return descriptor;
+    }
+
+private:
+    int mDescriptor;
+};
+
+int OpenNamelessFile()
+{
+    const char* const folder = std::getenv("TMPDIR");
+    return ::open(folder == nullptr || *folder == '\0' ? "/tmp" : folder, O_TMPFILE | O_RDWR | O_CLOEXEC,
+                  0600);
+}
+
+bool CopyPart(int inFrom, std::uint64_t inOffset, std::uint64_t inSize, int inTo)
+{
+    std::vector<char> buffer(kCopyBytes);
+    for (std::uint64_t done = 0; done < inSize;)
+    {
+        const auto wanted = static_cast<std::size_t>(std::min<std::uint64_t>(kCopyBytes, inSize - done));
+        const ::ssize_t got = ::pread(inFrom, buffer.data(), wanted, static_cast<::off_t>(inOffset + done));
+        if (got <= 0 || ::write(inTo, buffer.data(), static_cast<std::size_t>(got)) != got)
+        {
+            errno = got == 0 ? EIO : errno;
+            return false;
+        }
+        done += static_cast<std::uint64_t>(got);
+    }
+    return true;
+}
+
+// What is put where media is missing, of the size of a sequence; empty: the library's card.
+BE::IMediaInfoRef StandIn(MissingMedia inMissing, const TVK::Rect& inRect)
+{
+    if (inMissing == MissingMedia::kCard)
+    {
+        return {};
+    }
+    Media::OpenError error;
+    return Media::OpenMedia(fmt::format("color:#000000{}:size={}x{}",
+                                        inMissing == MissingMedia::kBlack ? "ff" : "00", inRect.Width(),
+                                        inRect.Height()),
+                            Media::OpenOptions(), error);
+}
+
+void ReplaceInItem(Project::ProjectModel& ioProject, const BE::IMediaInfoRef& inStandIn,
+                   Project::ClipItem& ioItem)
+{
+    const norvik::UTF8String name = norvik::utility::UTF16to8(ioItem.mMasterClip->GetName());
+    const std::string text(name.begin(), name.end());
+    ioItem.mMasterClip = ioProject.GetMasterClip(text, kMissingInstance + text);
+    ioItem.mMedia = inStandIn;
+}
+
+} // namespace
+
+TimelineMediaOpener::TimelineMediaOpener(const TimelineOptions& inOptions) : mOptions(inOptions) {}
+
+TimelineMediaOpener::~TimelineMediaOpener()
+{
+    for (const int copy : mCopies)
+    {
+        ::close(copy);
+    }
+}
+
+BE::IMediaInfoRef TimelineMediaOpener::Open(const Otio::LocatedMedia& inMedia, std::string& outError)
+{
+    Media::OpenOptions options;
+    options.mDecoderThreads = mOptions.mDecoderThreads;
+    options.mCacheBytes = mOptions.mPicturesBytes;
+    options.mKeepsLeadIn = mOptions.mKeepsLeadIn;
+    Otio::LocatedMedia media = inMedia;
+    if (inMedia.mSize != 0)
+    {
+        if (!CopyOut(inMedia, media.mFile, outError))
+        {
+            return {};
+        }
+        media.mOffset = 0;
+        media.mSize = 0;
+    }
+    const BE::IMediaInfoRef opened = Import::OpenLocatedMedia(media, options, outError);
+    if (opened && !opened->CreateSourceForStream(MF::kMediaType_Video, 0))
+    {
+        outError = inMedia.mWanted + ": holds no video";
+        return {};
+    }
+    return opened;
+}
+
+// outPath: a name that this process can open as long as the opener holds the copy.
+bool TimelineMediaOpener::CopyOut(const Otio::LocatedMedia& inMedia, std::string& outPath,
+                                  std::string& outError)
+{
+    const Descriptor archive(::open(inMedia.mFile.c_str(), O_RDONLY | O_CLOEXEC));
+    Descriptor copy(archive.IsOpen() ? OpenNamelessFile() : -1);
+    if (!copy.IsOpen() || !CopyPart(archive.Get(), inMedia.mOffset, inMedia.mSize, copy.Get()))
+    {
+        outError =
+            fmt::format("{}: can't be copied out of the archive: {}", inMedia.mWanted, std::strerror(errno));
+        return false;
+    }
+    mCopies.reserve(mCopies.size() + 1);
+    mCopies.push_back(copy.Release());
+    outPath = fmt::format("/proc/self/fd/{}", mCopies.back());
+    return true;
+}
+
+void ReplaceMissingMedia(Project::ProjectModel& ioProject, MissingMedia inMissing)
+{
+    for (const Project::SequenceRef& sequence : ioProject.GetSequences())
+    {
+        const BE::IMediaInfoRef standIn = StandIn(inMissing, sequence->GetFrameRect());
+        for (std::size_t track = 0; track < sequence->GetTrackCount(); ++track)
+        {
+            for (const Project::ItemID id : sequence->GetItems(track))
+            {
+                Project::ClipItem item;
+                const bool isMissing =
+                    sequence->GetItem(id, item) && item.mMasterClip && !item.mMedia && !item.mSequence;
+                if (isMissing)
+                {
+                    sequence->ChangeItem(id, [&](Project::ClipItem& ioItem)
+                                         { ReplaceInItem(ioProject, standIn, ioItem); });
+                }
+            }
+        }
+    }
+}
+
+} // namespace Session
