@@ -594,6 +594,20 @@ TEST_F(HeldRange, RangesCountFromTheContent)
     EXPECT_EQ(FrameAskedAt(18), 118);
 }
 
+TEST_F(HeldRange, NoSpeedAndNoRateLeaveTheTimeAxis)
+{
+    for (const double speed : {1e300, -1e300})
+    {
+        mSettings->mSpeed = speed;
+        EXPECT_EQ(FrameAskedAt(15), 15);
+    }
+    mSettings->mSpeed = 1.0;
+    ML::CutlistRenderParams params = Params(64, 36);
+    params.mFrameRate = kFrameRate_Unset;
+    FrameAt(MF::FrameTime(Frames(15)), params);
+    EXPECT_EQ(mChain->mParams.mFrameTime, MF::FrameTime(Frames(15)));
+}
+
 TEST_F(HeldRange, StillNeedsNoHold)
 {
     mSettings->mIsStill = true;

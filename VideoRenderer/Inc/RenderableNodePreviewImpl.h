@@ -27,7 +27,7 @@ public:
     // Names the media in logs. Called before SetVideoStream, or not at all.
     void SetLabel(const norvik::utility::ImmutableString& inLabel);
     // Called once. The two flags ask for the plain producer: with either of them, or with the setting
-    // "DisableNewMediaNodeRenderer", the stream's own settings and range are not kept. After Finalize a
+    // "DisableNewMediaNodeRenderer", the stream's own range is not kept. After Finalize a
     // contract violation; an empty stream throws TVK::NullInterfaceException.
     void SetVideoStream(const BE::IPreviewStreamRef& inStream, bool inFlagA, bool inFlagB);
 
@@ -44,7 +44,7 @@ public:
 
     // The rate that the node's times count in: that of the film where pulldown is removed from the stream.
     norviktypes::FrameRate GetFrameRate() const noexcept { return mFrameRate; }
-    // Whether the stream's own settings and range were kept.
+    // Whether the stream's own range was kept, for producers that go by it.
     bool KeepsStreamRange() const noexcept { return mKeepsStreamRange; }
     const MF::TimeRange& GetStreamRange() const noexcept { return mStreamRange; }
     const MediaChainSteps& GetChainSteps() const noexcept { return mChainSteps; }
@@ -65,7 +65,6 @@ private:
     norviktypes::FrameRate mFrameRate;
     bool mKeepsStreamRange = false;
     MF::TimeRange mStreamRange;
-    MF::BinaryData mStreamSettings;
     bool mIsOpaque = true;
     MediaChainSteps mChainSteps;
 };

@@ -57,6 +57,13 @@ bool MayHaveAlpha(const norviktypes::PixelFormat& inFormat)
            tone == norviktypes::kAlphaChannel_Premultiplied;
 }
 
+// How far two frames of the output reach in the media; held well within the axis, as no range is longer.
+TickTime TwoFrames(const norviktypes::FrameRate& inRate, double inSpeed)
+{
+    const TickTime one = TickTime(inRate.GetTicks()) * std::abs(inSpeed);
+    return std::min(one, norviktypes::kTime_Max / 4u) * 2;
+}
+
 // The start of a still range stands for all of it but its last two frames: these a blend with what follows
 // may still look at. So a long still stretch is one frame in the cache. kTime_Invalid where nothing is held.
 TickTime HoldTimeFor(const MediaNodeSettings& inSettings, const MF::FrameTime& inFrameTime,
@@ -74,8 +81,7 @@ TickTime HoldTimeFor(const MediaNodeSettings& inSettings, const MF::FrameTime& i
     {
         return norviktypes::kTime_Invalid;
     }
-    const TickTime step =
-        TickTime(inRenderParams.mFrameRate.GetTicks()) * std::abs(inSettings.mSpeed) * std::int64_t{2};
+    const TickTime step = TwoFrames(inRenderParams.mFrameRate, inSettings.mSpeed);
     const TickTime next = inSettings.mSpeed <= 0.0 ? time - step : time + step;
     return range->Contains(next) ? range->mStart + inSettings.mContentStart : norviktypes::kTime_Invalid;
 }

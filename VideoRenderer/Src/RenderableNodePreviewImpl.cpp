@@ -63,7 +63,6 @@ void RenderableNodePreviewImpl::SetVideoStream(const BE::IPreviewStreamRef& inSt
     mKeepsStreamRange = mSettings->mSource && !isDisabled && !inFlagA && !inFlagB;
     if (mKeepsStreamRange)
     {
-        mStreamSettings = description.mOpaqueData;
         source->GetStartTime(mStreamRange.mStart);
         mStreamRange.mEnd = mStreamRange.mStart + inStream->GetDuration();
     }
