@@ -38,13 +38,18 @@ bool IsOpaque(const MF::IVideoFrame& inFrame)
 
 double ProgressOf(const ML::VideoTransitionRender& inRender) noexcept
 {
+    const norviktypes::TickTime passed = inRender.mTime - inRender.mStart;
+    const norviktypes::TickTime whole = inRender.mEnd - inRender.mStart;
+    if (!inRender.mFrameRate.IsCountable() && whole > norviktypes::kTime_Zero)
+    {
+        return std::clamp(passed / whole, 0.0, 1.0);
+    }
     if (inRender.mFrameCount <= 1)
     {
         return 0.5;
     }
-    const std::int64_t frame = (inRender.mTime - inRender.mStart).ToFrame64(inRender.mFrameRate);
-    const double progress = static_cast<double>(frame) / static_cast<double>(inRender.mFrameCount);
-    return std::clamp(progress, 0.0, 1.0);
+    const auto frame = static_cast<double>(passed.ToFrame64(inRender.mFrameRate));
+    return std::clamp(frame / static_cast<double>(inRender.mFrameCount), 0.0, 1.0);
 }
 
 EffectTransition::EffectTransition(const EffectDescription& inDescription, const ML::TransitionInfo& inInfo,

@@ -59,7 +59,8 @@ private:
     BE::ParameterListRef mParameters;
 };
 
-// How far a transition is at the moment of a render, 0 to 1, before percents and reversal.
+// How far a transition is at the moment of a render, 0 to 1, before percents and reversal. Where there is no rate to
+// count frames by, the share of its time that has passed.
 double ProgressOf(const ML::VideoTransitionRender& inRender) noexcept;
 
 } // namespace Effects

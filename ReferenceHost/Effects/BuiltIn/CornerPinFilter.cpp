@@ -114,6 +114,11 @@ private:
         }
         const int count = std::clamp(static_cast<int>(std::ceil(middle->WidestStep() - 1e-6)), 1, 8);
         const auto weight = static_cast<float>(coverage / (count * count));
+        if (count == 1)
+        {
+            mSource.AddAt(middle->x, middle->y, weight, ioPixel);
+            return;
+        }
         for (int i = 0; i < count * count; ++i)
         {
             const auto place = mMapping.At(inX + (i % count + 0.5) / count, inY + (i / count + 0.5) / count);

@@ -209,6 +209,19 @@ TEST(EffectTransition, IsFrameOfCountOfTheWay)
     EXPECT_NEAR(Progress({11, 8}), 1.0, 1e-6);
 }
 
+TEST(EffectTransition, GoesByTimeWhereThereIsNoRate)
+{
+    ML::VideoTransitionRender render;
+    render.mStart = norviktypes::TickTime(100);
+    render.mEnd = norviktypes::TickTime(500);
+    render.mTime = norviktypes::TickTime(200);
+    EXPECT_EQ(Effects::ProgressOf(render), 0.25);
+    render.mTime = norviktypes::TickTime(900);
+    EXPECT_EQ(Effects::ProgressOf(render), 1.0);
+    render.mEnd = render.mStart;
+    EXPECT_EQ(Effects::ProgressOf(render), 0.5);
+}
+
 TEST(EffectTransition, GoesFromPercentToPercent)
 {
     ML::TransitionInfo info;
