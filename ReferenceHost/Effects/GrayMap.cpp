@@ -63,22 +63,6 @@ private:
     std::vector<float> mPixels;
 };
 
-// The two samples that a place lies between, and the share of the second.
-struct Between
-{
-    std::size_t first;
-    std::size_t second;
-    float share;
-};
-
-Between Locate(std::int32_t inIndex, std::int32_t inCount, std::size_t inSamples)
-{
-    const double place = (inIndex + 0.5) * static_cast<double>(inSamples) / inCount - 0.5;
-    const double held = std::clamp(place, 0.0, static_cast<double>(inSamples) - 1.0);
-    const auto first = static_cast<std::size_t>(held);
-    return {first, std::min(first + 1, inSamples - 1), static_cast<float>(held - static_cast<double>(first))};
-}
-
 } // namespace
 
 GrayMap::GrayMap(std::uint32_t inWidth, std::uint32_t inHeight, std::vector<float> inPixels)
@@ -107,19 +91,35 @@ std::shared_ptr<const GrayMap> GrayMap::Load(const std::string& inPath, std::str
     return std::make_shared<GrayMap>(reader->Header().mWidth, reader->Header().mHeight, rows.TakePixels());
 }
 
-void GrayMap::ReadRow(std::int32_t inY, std::int32_t inWidth, std::int32_t inHeight, float* outRow) const
+StretchedMap::StretchedMap(std::shared_ptr<const GrayMap> inMap, std::int32_t inWidth, std::int32_t inHeight)
+    : mMap(std::move(inMap))
+    , mHeight(inHeight)
 {
-    const Between rows = Locate(inY, inHeight, mHeight);
-    const float* upper = &mPixels[rows.first * mWidth];
-    const float* lower = &mPixels[rows.second * mWidth];
     for (std::int32_t x = 0; x < inWidth; ++x)
     {
-        const Between columns = Locate(x, inWidth, mWidth);
-        const float left = upper[columns.first] + (lower[columns.first] - upper[columns.first]) * rows.share;
-        const float right =
-            upper[columns.second] + (lower[columns.second] - upper[columns.second]) * rows.share;
-        outRow[x] = left + (right - left) * columns.share;
+        mColumns.push_back(Locate(x, inWidth, mMap->Width()));
     }
+}
+
+void StretchedMap::ReadRow(std::int32_t inY, float* outRow) const
+{
+    const Between rows = Locate(inY, mHeight, mMap->Height());
+    const float* upper = mMap->Row(rows.first);
+    const float* lower = mMap->Row(rows.second);
+    for (const Between& column : mColumns)
+    {
+        const float left = upper[column.first] + (lower[column.first] - upper[column.first]) * rows.share;
+        const float right = upper[column.second] + (lower[column.second] - upper[column.second]) * rows.share;
+        *outRow++ = left + (right - left) * column.share;
+    }
+}
+
+StretchedMap::Between StretchedMap::Locate(std::int32_t inIndex, std::int32_t inCount, std::size_t inSamples)
+{
+    const double place = (inIndex + 0.5) * static_cast<double>(inSamples) / inCount - 0.5;
+    const double held = std::clamp(place, 0.0, static_cast<double>(inSamples) - 1.0);
+    const auto first = static_cast<std::size_t>(held);
+    return {first, std::min(first + 1, inSamples - 1), static_cast<float>(held - static_cast<double>(first))};
 }
 
 std::shared_ptr<const GrayMap> GrayMapFile::Get(const std::string& inPath)

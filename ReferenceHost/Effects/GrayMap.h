@@ -24,13 +24,41 @@ public:
 
     GrayMap(std::uint32_t inWidth, std::uint32_t inHeight, std::vector<float> inPixels);
 
-    // A row of the map stretched over a picture of that size.
-    void ReadRow(std::int32_t inY, std::int32_t inWidth, std::int32_t inHeight, float* outRow) const;
+    std::size_t Width() const noexcept { return mWidth; }
+    std::size_t Height() const noexcept { return mHeight; }
+    const float* Row(std::size_t inY) const noexcept { return &mPixels[inY * mWidth]; }
 
 private:
     std::size_t mWidth;
     std::size_t mHeight;
     std::vector<float> mPixels; // row by row
+};
+
+// A map stretched over a picture of a size.
+//
+// Thread-safety: immutable.
+class StretchedMap
+{
+public:
+    StretchedMap(std::shared_ptr<const GrayMap> inMap, std::int32_t inWidth, std::int32_t inHeight);
+
+    // One number for each pixel of the row.
+    void ReadRow(std::int32_t inY, float* outRow) const;
+
+private:
+    // The two samples that a place lies between, and the share of the second.
+    struct Between
+    {
+        std::size_t first;
+        std::size_t second;
+        float share;
+    };
+
+    static Between Locate(std::int32_t inIndex, std::int32_t inCount, std::size_t inSamples);
+
+    std::shared_ptr<const GrayMap> mMap;
+    std::int32_t mHeight;
+    std::vector<Between> mColumns;
 };
 
 // The last map that a file gave. A file that can't be read is warned of once, and is not tried again.

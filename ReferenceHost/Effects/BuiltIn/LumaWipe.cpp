@@ -4,6 +4,7 @@
 #include "ReferenceHost/Effects/GrayMap.h"
 
 #include <algorithm>
+#include <optional>
 
 namespace Effects
 {
@@ -23,25 +24,17 @@ public:
 protected:
     std::int32_t Draw(const TransitionCall& inCall) const override
     {
-        // One step of an 8-bit map is the sharpest edge that it can have.
-        const auto softness = static_cast<float>(std::max(1.0 / 255.0, inCall.parameters.Percent(kSoftness)));
-        const bool isInverted = inCall.parameters.Switch(kInvert);
-        const auto progress = static_cast<float>(inCall.progress);
-        const std::shared_ptr<const GrayMap> map = mFile.Get(inCall.parameters.Text(kMap));
+        const std::optional<StretchedMap> map = MapFor(inCall);
         const EdgeMix mix(inCall.from, inCall.to, inCall.target, {});
         const std::int32_t width = inCall.target.width;
         for (std::int32_t y = 0; y < inCall.target.height; ++y)
         {
             float* to = mix.ToWeights();
-            std::fill_n(to, width, progress);
+            std::fill_n(to, width, static_cast<float>(inCall.progress));
             if (map)
             {
-                map->ReadRow(y, width, inCall.target.height, to);
-                for (std::int32_t x = 0; x < width; ++x)
-                {
-                    const float level = isInverted ? 1.0F - to[x] : to[x];
-                    to[x] = std::clamp((progress * (1.0F + softness) - level) / softness, 0.0F, 1.0F);
-                }
+                map->ReadRow(y, to);
+                TurnIntoShares(inCall, to);
             }
             std::transform(to, to + width, mix.FromWeights(), [](float inTo) { return 1.0F - inTo; });
             mix.Draw(0, y, width);
@@ -50,6 +43,27 @@ protected:
     }
 
 private:
+    std::optional<StretchedMap> MapFor(const TransitionCall& inCall) const
+    {
+        const std::shared_ptr<const GrayMap> map = mFile.Get(inCall.parameters.Text(kMap));
+        return map ? std::make_optional<StretchedMap>(map, inCall.target.width, inCall.target.height)
+                   : std::nullopt;
+    }
+
+    // Levels of the map into shares of the incoming picture.
+    static void TurnIntoShares(const TransitionCall& inCall, float* ioLevels)
+    {
+        // One step of an 8-bit map is the sharpest edge that it can have.
+        const auto softness = static_cast<float>(std::max(1.0 / 255.0, inCall.parameters.Percent(kSoftness)));
+        const bool isInverted = inCall.parameters.Switch(kInvert);
+        const float reached = static_cast<float>(inCall.progress) * (1.0F + softness);
+        for (std::int32_t x = 0; x < inCall.target.width; ++x)
+        {
+            const float level = isInverted ? 1.0F - ioLevels[x] : ioLevels[x];
+            ioLevels[x] = std::clamp((reached - level) / softness, 0.0F, 1.0F);
+        }
+    }
+
     mutable GrayMapFile mFile;
 };
 
