@@ -38,7 +38,8 @@ struct ClipItem
     norviktypes::TickTime mStart;
     norviktypes::TickTime mDuration;
 
-    // What it shows: media, or a sequence, or neither while media is offline.
+    // What it shows: media, or a sequence, or neither while media is offline; renders then see media of the master
+    // clip's name without a stream.
     BE::IMasterClipRef mMasterClip;
     BE::IMediaInfoRef mMedia;
     BE::ISequenceRef mSequence; // one of this host's

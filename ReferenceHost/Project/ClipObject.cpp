@@ -1,6 +1,7 @@
 #include "ReferenceHost/Project/ClipObject.h"
 
 #include "ReferenceHost/Project/ClipTimes.h"
+#include "ReferenceHost/Project/OfflineMedia.h"
 #include "ReferenceHost/Project/TimeRemap.h"
 #include "TVK/Allocated.h"
 #include "TVK/HashValue.h"
@@ -123,7 +124,10 @@ public:
         return norvik::utility::UTF8to16(norvik::UTF8String(mItem->mName.data(), mItem->mName.size()));
     }
     BE::IMasterClipRef GetMasterClip() const override { return mItem->mMasterClip; }
-    BE::IMediaInfoRef GetMedia() const override { return mItem->mMedia; }
+    BE::IMediaInfoRef GetMedia() const override
+    {
+        return mItem->mMedia || mItem->mSequence ? mItem->mMedia : CreateOfflineMedia(mItem->mMasterClip);
+    }
     TVK::TVKUnknownRef GetSequence() const override { return TVK::TVKUnknownRef(mItem->mSequence); }
     BE::IVideoSourceRef GetVideoSource() const override
     {

@@ -3,6 +3,7 @@
 #include "BE/ProjectUtilities.h"
 #include "ReferenceHost/Project/ClipObject.h"
 #include "ReferenceHost/Project/EffectItem.h"
+#include "ReferenceHost/Project/MasterClip.h"
 #include "Tests/Support/Fakes/FakeMediaInfo.h"
 #include "Tests/Support/Fakes/FakeVideoSource.h"
 
@@ -328,8 +329,20 @@ TEST(ClipObject, OfflineClipsHaveASizeAndNoStream)
     around.mFrameRect = {0, 0, 320, 200};
     const BE::IClipRef clip = CreateClip(std::make_shared<const ClipItem>(item), around);
     EXPECT_FALSE(clip->GetVideoSource());
-    EXPECT_FALSE(clip->GetMedia());
     EXPECT_EQ(clip->GetFrameRect(), around.mFrameRect);
+}
+
+TEST(ClipObject, OfflineClipsHaveMediaThatTellsItsNameAndThatItIsNotThere)
+{
+    ClipItem item;
+    item.mDuration = TickTime(1000);
+    item.mMasterClip = CreateMasterClip("clip", "/media/clip.mov");
+    const BE::IMediaInfoRef media = CreateClip(std::make_shared<const ClipItem>(item), {})->GetMedia();
+    ASSERT_TRUE(media);
+    EXPECT_EQ(media->GetAvailability(), BE::MediaAvailability::kOffline);
+    EXPECT_EQ(media->GetName(), u"clip");
+    EXPECT_STREQ(media->GetPath().CStr(), "/media/clip.mov");
+    EXPECT_FALSE(media->GetStream(BE::kMediaType_Video, 0));
 }
 
 TEST(ClipObject, ContentIDChangesWithWhatIsShown)
