@@ -219,7 +219,7 @@ TEST_F(MediaNodeProducerTest, PictureSmallerThanTheRenderKeepsItsSize)
 {
     mSettings->mFrameRect = mSettings->mMediaRect = {0, 0, 32, 18};
     mChain->mFrame = TestSupport::NewFrame(kPixelFormat_BGRA_4444_8u, 32, 18);
-    EXPECT_EQ(BoundsOf(FrameAt(MF::FrameTime(Frames(0)), Params(64, 36))), TVK::Rect(0, 0, 32, 18));
+    EXPECT_EQ(BoundsOf(FrameAt(MF::FrameTime(Frames(0)), Params(64, 36))), RectOf(0, 0, 32, 18));
 }
 
 TEST_F(MediaNodeProducerTest, FullSizeSubstituteIsScaledToThePicture)
@@ -228,7 +228,7 @@ TEST_F(MediaNodeProducerTest, FullSizeSubstituteIsScaledToThePicture)
     ML::CutlistRenderParams params = Params(50, 50);
     params.mSourceWidth = params.mSourceHeight = 100;
     params.mScaleX = params.mScaleY = 0.5;
-    EXPECT_EQ(BoundsOf(FrameAt(MF::FrameTime(Frames(0)), params)), TVK::Rect(0, 0, 32, 18))
+    EXPECT_EQ(BoundsOf(FrameAt(MF::FrameTime(Frames(0)), params)), RectOf(0, 0, 32, 18))
         << "nobody outside can tell that it stands for less than the whole render";
 }
 
@@ -240,9 +240,9 @@ TEST_F(MediaNodeProducerTest, HalfWideSubstituteForTheWholeRenderIsLeftToTheRend
     params.mSourceWidth = 64;
     params.mSourceHeight = 36;
     params.mScaleX = params.mScaleY = 0.25;
-    EXPECT_EQ(BoundsOf(FrameAt(MF::FrameTime(Frames(0)), params)), TVK::Rect(0, 0, 32, 36));
+    EXPECT_EQ(BoundsOf(FrameAt(MF::FrameTime(Frames(0)), params)), RectOf(0, 0, 32, 36));
     params.mWidth = params.mSourceWidth = 128;
-    EXPECT_EQ(BoundsOf(FrameAt(MF::FrameTime(Frames(0)), params)), TVK::Rect(0, 0, 16, 9))
+    EXPECT_EQ(BoundsOf(FrameAt(MF::FrameTime(Frames(0)), params)), RectOf(0, 0, 16, 9))
         << "the picture is not the whole render";
 }
 
@@ -255,7 +255,7 @@ TEST_F(MediaNodeProducerTest, MediaThatHappensToBeHalfAsWideStandsForNothingElse
     ML::CutlistRenderParams params = Params(16, 9);
     params.mSourceWidth = 64;
     params.mSourceHeight = 36;
-    EXPECT_EQ(BoundsOf(FrameAt(MF::FrameTime(Frames(0)), params)), TVK::Rect(0, 0, 16, 9));
+    EXPECT_EQ(BoundsOf(FrameAt(MF::FrameTime(Frames(0)), params)), RectOf(0, 0, 16, 9));
 }
 
 TEST_F(MediaNodeProducerTest, RenderSizeIsTheParamsOrHalfWideAndFullHeight)
@@ -338,7 +338,7 @@ TEST_F(MediaNodeProducerTest, SlateOfMediaThatWasNeverSeenTakesTheWholePicture)
     mSettings->mSource.reset();
     mSettings->mIsOffline = true;
     mSettings->mFrameRect = {};
-    EXPECT_EQ(BoundsOf(FrameAt(MF::FrameTime(Frames(1)), Params(64, 36))), TVK::Rect(0, 0, 64, 36));
+    EXPECT_EQ(BoundsOf(FrameAt(MF::FrameTime(Frames(1)), Params(64, 36))), RectOf(0, 0, 64, 36));
 }
 
 TEST_F(MediaNodeProducerTest, TrackWithoutAPictureIsBlack)

@@ -27,6 +27,11 @@ inline TickTime Frames(std::int64_t inNumber)
     return TickTime::FromFrame(inNumber, kRate);
 }
 
+inline TVK::Rect RectOf(std::int32_t inLeft, std::int32_t inTop, std::int32_t inRight, std::int32_t inBottom)
+{
+    return {inLeft, inTop, inRight, inBottom};
+}
+
 class TestStream final : public TestSupport::FakeVideoSource
 {
 public:

@@ -560,12 +560,12 @@ TEST(MediaNode, GeometryIsAFaceOfTheNode)
     const MF::IRenderableNodeRef node = scene.Build();
     const ML::IRenderableMediaGeometryRef geometry(node);
     ASSERT_TRUE(geometry);
-    EXPECT_EQ(geometry->GetScaledFrameRect(Params(64, 36)), TVK::Rect(0, 0, 64, 36));
+    EXPECT_EQ(geometry->GetScaledFrameRect(Params(64, 36)), RectOf(0, 0, 64, 36));
     ML::CutlistRenderParams half = Params(64, 36);
     half.mWidth = 32;
     half.mHeight = 18;
     half.mScaleX = half.mScaleY = 0.5;
-    EXPECT_EQ(geometry->GetScaledFrameRect(half), TVK::Rect(0, 0, 32, 18));
+    EXPECT_EQ(geometry->GetScaledFrameRect(half), RectOf(0, 0, 32, 18));
 }
 
 TEST(MediaNode, PlugInsReachTheClipByItsNumberAsLongAsTheNodeLives)

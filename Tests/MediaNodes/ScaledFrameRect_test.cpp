@@ -10,6 +10,11 @@ namespace
 using norviktypes::PixelAspectRatio;
 using TVK::Rect;
 
+Rect RectOf(std::int32_t inLeft, std::int32_t inTop, std::int32_t inRight, std::int32_t inBottom)
+{
+    return {inLeft, inTop, inRight, inBottom};
+}
+
 struct Question
 {
     Rect mFrame{0, 0, 100, 50};
@@ -35,17 +40,17 @@ struct Question
 TEST(ScaledFrameRect, OwnSizeFollowsTheScaleOfTheRender)
 {
     Question question;
-    EXPECT_EQ(question.Answer(), Rect(0, 0, 100, 50));
+    EXPECT_EQ(question.Answer(), RectOf(0, 0, 100, 50));
     question.mScaleX = 0.5;
     question.mScaleY = 0.25;
-    EXPECT_EQ(question.Answer(), Rect(0, 0, 50, 13)) << "12.5 is rounded up";
+    EXPECT_EQ(question.Answer(), RectOf(0, 0, 50, 13)) << "12.5 is rounded up";
 }
 
 TEST(ScaledFrameRect, OwnSizeKeepsWhereTheClipBegins)
 {
     Question question;
     question.mFrame = {10, 20, 110, 70};
-    EXPECT_EQ(question.Answer(), Rect(10, 20, 110, 70));
+    EXPECT_EQ(question.Answer(), RectOf(10, 20, 110, 70));
 }
 
 TEST(ScaledFrameRect, OwnSizeIsMeasuredInPixelsOfTheOutput)
@@ -78,9 +83,9 @@ TEST(ScaledFrameRect, FitTakesTheSmallerRatioAndFillTheLarger)
 {
     Question question;
     question.mPolicy = BE::kScaleToFrame_Fit;
-    EXPECT_EQ(question.Answer(), Rect(0, 0, 200, 100));
+    EXPECT_EQ(question.Answer(), RectOf(0, 0, 200, 100));
     question.mPolicy = BE::kScaleToFrame_Fill;
-    EXPECT_EQ(question.Answer(), Rect(0, 0, 400, 200));
+    EXPECT_EQ(question.Answer(), RectOf(0, 0, 400, 200));
 }
 
 TEST(ScaledFrameRect, FitScalesWithTheRender)
@@ -89,7 +94,7 @@ TEST(ScaledFrameRect, FitScalesWithTheRender)
     question.mPolicy = BE::kScaleToFrame_Fit;
     question.mScaleX = question.mScaleY = 0.5;
     question.mDest = {0, 0, 100, 100};
-    EXPECT_EQ(question.Answer(), Rect(0, 0, 100, 50));
+    EXPECT_EQ(question.Answer(), RectOf(0, 0, 100, 50));
 }
 
 TEST(ScaledFrameRect, FitComparesShapesNotNumbersOfPixels)
@@ -98,9 +103,9 @@ TEST(ScaledFrameRect, FitComparesShapesNotNumbersOfPixels)
     question.mPolicy = BE::kScaleToFrame_Fit;
     question.mFrame = {0, 0, 100, 100};
     question.mFrameRatio = {2, 1};
-    EXPECT_EQ(question.Answer(), Rect(0, 0, 200, 100)) << "twice as wide as high on square pixels";
+    EXPECT_EQ(question.Answer(), RectOf(0, 0, 200, 100)) << "twice as wide as high on square pixels";
     question.mDestRatio = question.mOutputRatio = {2, 1};
-    EXPECT_EQ(question.Answer(), Rect(0, 0, 200, 200));
+    EXPECT_EQ(question.Answer(), RectOf(0, 0, 200, 200));
 }
 
 TEST(ScaledFrameRect, StretchTakesWhatIsRendered)
@@ -108,17 +113,17 @@ TEST(ScaledFrameRect, StretchTakesWhatIsRendered)
     Question question;
     question.mPolicy = BE::kScaleToFrame_Stretch;
     question.mDest = {3, 4, 77, 55};
-    EXPECT_EQ(question.Answer(), Rect(3, 4, 77, 55));
+    EXPECT_EQ(question.Answer(), RectOf(3, 4, 77, 55));
 }
 
 TEST(ScaledFrameRect, NeverNarrowerThanTwoNorLowerThanOne)
 {
     Question question;
     question.mScaleX = question.mScaleY = 0.0001;
-    EXPECT_EQ(question.Answer(), Rect(0, 0, 2, 1));
+    EXPECT_EQ(question.Answer(), RectOf(0, 0, 2, 1));
     question.mPolicy = BE::kScaleToFrame_Stretch;
     question.mDest = {};
-    EXPECT_EQ(question.Answer(), Rect(0, 0, 2, 1));
+    EXPECT_EQ(question.Answer(), RectOf(0, 0, 2, 1));
 }
 
 TEST(ScaledFrameRect, PairedLinesMakeAnOddHeightEven)
@@ -153,7 +158,7 @@ TEST(ScaledFrameRect, HugeScalesStayIntegers)
     Question question;
     question.mScaleX = 1e300;
     question.mScaleY = 1e300;
-    EXPECT_EQ(question.Answer(), Rect(0, 0, 1 << 24, 1 << 24));
+    EXPECT_EQ(question.Answer(), RectOf(0, 0, 1 << 24, 1 << 24));
 }
 
 } // namespace
