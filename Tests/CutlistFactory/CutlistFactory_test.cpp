@@ -4,6 +4,7 @@
 #include "RenderableCutlistImpl.h"
 #include "Tests/CutlistFactory/Timelines.h"
 #include "Tests/Support/Fakes/FakeEffect.h"
+#include "Tests/Support/Fakes/FakeKeyframedParameter.h"
 #include "Tests/Support/Fakes/FakeNode.h"
 #include "Tests/Support/Fakes/FakeVideoFilter.h"
 #include "Tests/Support/Fakes/FakeVideoSource.h"
@@ -545,6 +546,15 @@ TEST_F(BothForms, NestedSequencesAreTakenApartAtAllDepths)
     EXPECT_GT(mSegments->GetSegmentCount(), 1u);
 }
 
+TEST_F(BothForms, NestedItemsOffTheGridKeepMediaTime)
+{
+    const auto inner = MakeSequence({MakeTrack({MakeInset(Frames(0), Frames(10), 1)})});
+    Clip clip = Nested(inner, 100, 110, 0);
+    clip.mClip->mInPoint = Frames(0.25);
+    Create(MakeSequence({MakeTrack({clip})}));
+    EXPECT_EQ(Timelines::MediaTimeAt(mSegments, Frames(104)), Frames(4.25));
+}
+
 TEST_F(BothForms, SequenceWithinItselfComesToAnEnd)
 {
     const auto sequence = MakeSequence({});
@@ -579,6 +589,25 @@ TEST_F(BothForms, ClipWhoseTimeRunsOtherwiseStaysWhole)
     held.mClip->mFrameHold = Frames(3);
     Create(MakeSequence({MakeTrack({fast, backwards, held})}));
     EXPECT_EQ(mSegments->GetSegmentCount(), 3u);
+}
+
+TEST_F(BothForms, ClipOfASequenceWhoseEffectsLookAtOtherTracksStaysWhole)
+{
+    const auto segmentsWith = [this](const MF::IKeyframedParameterRef& inParameter)
+    {
+        const TestSupport::FakeEffectRef effect(new TestSupport::FakeEffect);
+        effect->mFilter = ML::IVideoFilterRef(new TestSupport::FakeVideoFilter);
+        effect->mParameters = {inParameter};
+        const Clip inner = MakeInset(Frames(0), Frames(5), 1);
+        inner.mItem->mEffects = TestSupport::MakeEffectChain({BE::IEffectRef(effect)});
+        const auto nested =
+            MakeSequence({MakeTrack({inner, MakeInset(Frames(5), Frames(20), 2)}), MakeTrack({}, 1)});
+        mSegments.reset();
+        Create(MakeSequence({MakeTrack({Nested(nested, 100, 120, 0)})}));
+        return mSegments->GetSegmentCount();
+    };
+    EXPECT_EQ(segmentsWith(MF::IKeyframedParameterRef(TestSupport::MakeNumberParameter(1.0))), 2u);
+    EXPECT_EQ(segmentsWith(MF::IKeyframedParameterRef(TestSupport::MakeLayerParameter(1))), 1u);
 }
 
 TEST_F(BothForms, ClipWithEffectsStaysWholeUnlessEffectsAreLeftOut)

@@ -88,6 +88,17 @@ std::vector<TrackItemList> ListsInsteadOf(const TrackContext& inContext, const T
     return lists;
 }
 
+// An effect that looks at other tracks looks at those of its own sequence, at the time of the render: on another
+// axis it would see another moment.
+bool CanBeMoved(const std::vector<TrackItemList>& inLists)
+{
+    const auto isContained = [](const TrackItemRecord& inRecord)
+    { return (inRecord.mNode->GetInformativeFlags() & MF::kNodeFlag_TimeContained) != 0; };
+    return std::all_of(inLists.begin(), inLists.end(),
+                       [&](const TrackItemList& inList)
+                       { return std::all_of(inList.begin(), inList.end(), isContained); });
+}
+
 // Items of one track follow each other, so that those of several clips find room in the same lists.
 std::vector<TrackItemList> ExpandTrack(const TrackContext& inContext, const TrackItemList& inTrack,
                                        std::uint32_t inDepth)
@@ -97,12 +108,16 @@ std::vector<TrackItemList> ExpandTrack(const TrackContext& inContext, const Trac
     {
         const TVK::TVKUnknownRef sequence =
             inDepth < kMostNestedSequences ? SequenceInsteadOf(record) : TVK::TVKUnknownRef();
-        if (!sequence)
+        std::vector<TrackItemList> nested;
+        if (sequence)
+        {
+            nested = ListsInsteadOf(inContext, record, sequence, inDepth);
+        }
+        if (!sequence || !CanBeMoved(nested))
         {
             expanded.front().push_back(record);
             continue;
         }
-        const std::vector<TrackItemList> nested = ListsInsteadOf(inContext, record, sequence, inDepth);
         expanded.resize(std::max(expanded.size(), nested.size()));
         for (std::size_t i = 0; i < nested.size(); ++i)
         {
