@@ -40,6 +40,11 @@ else()
     set(VR_TEST_TIMEOUT_FACTOR 1)
 endif()
 
+if(VR_FUZZ)
+    # Every object counts its branches; only the fuzzers themselves bring the program around them.
+    add_compile_options(-fsanitize=fuzzer-no-link)
+endif()
+
 add_link_options(-Wl,--as-needed)
 
 find_program(VR_CCACHE ccache)

@@ -302,10 +302,13 @@ private:
     void CollectMarkers(const Composable& inObject, const TickTime& inShift)
     {
         const bool hasAny = !inObject.mMarkers.empty() || inObject.IsComposition();
-        if (!hasAny || !mMarked.insert(&inObject).second)
+        const bool isSound = inObject.mKind == ObjectKind::kTrack && inObject.mTrackKind != TrackKind::kVideo;
+        if (!hasAny || isSound || !mMarked.insert(&inObject).second)
         {
             return;
         }
+        const TickTime start = mRanges.Start(inObject);
+        const TickTime end = start + mRanges.Duration(inObject);
         for (const Marker& marker : inObject.mMarkers)
         {
             TimelineMarker found{marker.mPath,
@@ -314,7 +317,8 @@ private:
                                  marker.mComment,
                                  marker.mRange.Start() + inShift,
                                  marker.mRange.Duration()};
-            if (found.mTime >= kTime_Zero && found.mTime < mResult.mDuration)
+            const bool isOnIt = marker.mRange.Start() >= start && marker.mRange.Start() < end;
+            if (isOnIt && found.mTime >= kTime_Zero && found.mTime < mResult.mDuration)
             {
                 mResult.mMarkers.push_back(std::move(found));
             }
