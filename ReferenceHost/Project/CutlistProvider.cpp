@@ -172,7 +172,8 @@ void SequenceState::MarkLocked(const MF::TimeRange& inRange, std::uint64_t inTra
     mAftermath.mChange.mRange = Union(mAftermath.mChange.mRange, inRange);
     for (auto& [key, slot] : mSlots)
     {
-        if (!slot.mCutlist || (key.first != kAllTracks && inTrack != kAllTracks && key.first != inTrack))
+        // A slot that is still empty counts too: its first cutlist may be in the making.
+        if (key.first != kAllTracks && inTrack != kAllTracks && key.first != inTrack)
         {
             continue;
         }

@@ -119,6 +119,33 @@ TEST_F(CutlistProvider, VeryManyEditsAreUpdatedTogether)
     EXPECT_EQ(covered, Ticks(0, 1990));
 }
 
+TEST_F(CutlistProvider, AnEditWhileACutlistIsMadeIsInTheNextOne)
+{
+    mScene.Add(0, 100);
+    mFactory->DuringNext([this] { mScene.Add(100, 150); });
+    EXPECT_EQ(Primary(), "[0-100@0 ][]");
+    EXPECT_EQ(Primary(), "[0-100@0 100-150@0 ][]");
+    mScene.Add(200, 250);
+    mFactory->DuringNext([this] { mScene.Add(300, 350); });
+    EXPECT_EQ(Primary(), "[0-100@0 100-150@0 200-250@0 ][]");
+    EXPECT_EQ(Primary(), "[0-100@0 100-150@0 200-250@0 300-350@0 ][]");
+}
+
+TEST_F(CutlistProvider, AnOlderCutlistNeverReplacesANewerOne)
+{
+    mScene.Add(0, 100);
+    Primary();
+    mScene.Add(100, 150);
+    mFactory->DuringNext(
+        [this]
+        {
+            mScene.Add(200, 250);
+            EXPECT_EQ(Primary(), "[0-100@0 100-150@0 200-250@0 ][]");
+        });
+    EXPECT_EQ(Primary(), "[0-100@0 100-150@0 ][]");
+    EXPECT_EQ(Primary(false), "[0-100@0 100-150@0 200-250@0 ][]");
+}
+
 TEST_F(CutlistProvider, ChangedSettingsMakeItAnew)
 {
     mScene.Add(0, 100);

@@ -13,8 +13,10 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <functional>
 #include <mutex>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace TestSupport
@@ -89,6 +91,8 @@ public:
         return std::exchange(mOverlays, {});
     }
     void FailNext(std::int32_t inStatus) { mNextStatus = inStatus; }
+    // Called once, when the next cutlist has been made and not yet handed over.
+    void DuringNext(std::function<void()> inFunction) { mDuringNext = std::move(inFunction); }
 
     std::int32_t CreateCutlistForSequence(const TVK::TVKUnknownRef& inSequence, const Label& inLabel,
                                           MF::IRenderableCutlistRef& outCutlist) override
@@ -211,6 +215,10 @@ private:
     std::int32_t Make(const std::string& inName, const MF::TimeRange& inRange, const Label& inLabel,
                       const std::string& inContent, MF::IRenderableCutlistRef& outCutlist)
     {
+        if (const std::function<void()> during = std::exchange(mDuringNext, nullptr))
+        {
+            during();
+        }
         const std::lock_guard<std::mutex> lock(mLock);
         mCalls.push_back({inName, inRange, std::string(inLabel.CStr(), inLabel.Size())});
         outCutlist = MF::IRenderableCutlistRef(new RecordedCutlist(inContent));
@@ -221,6 +229,7 @@ private:
     std::vector<Call> mCalls;
     MF::CutlistOverlays mOverlays;
     std::int32_t mNextStatus = 0;
+    std::function<void()> mDuringNext;
 };
 
 } // namespace TestSupport
