@@ -29,7 +29,7 @@ struct ManyClips
             const TickTime start = Frames(i * kClipLength);
             lower.push_back(Timelines::MakeClip(start, start + Frames(kClipLength),
                                                 static_cast<std::uint32_t>(i), Frames(i % 7)));
-            if (inMattes > 0 && i % (inClips / inMattes) == 0)
+            if (inMattes > 0 && i % (inClips / inMattes) == 7)
             {
                 Timelines::AddMatte(lower.back(), 1);
             }

@@ -37,6 +37,8 @@ public:
     std::int32_t mStatus = 0;
     bool mHasFrame = true;
     std::uint8_t mColor[4] = {0, 0, 0, 255};
+    bool mHasLowerColor = false; // of the lines 1, 3, 5 ...
+    std::uint8_t mLowerColor[4] = {0, 0, 200, 255};
     norviktypes::FieldType mFieldType = norviktypes::kFieldType_Progressive;
     std::vector<FrameTime> mFrameTimes;
     std::vector<norviktypes::PixelFormat> mFormats;
@@ -77,9 +79,10 @@ private:
         {
             std::uint8_t* row = static_cast<std::uint8_t*>(pixels->GetPixels()) +
                                 static_cast<std::size_t>(y) * pixels->GetRowBytesUnsigned();
+            const std::uint8_t(&color)[4] = mHasLowerColor && y % 2 != 0 ? mLowerColor : mColor;
             for (std::int32_t x = 0; x < bounds.Width() * 4; ++x)
             {
-                row[x] = mColor[x % 4];
+                row[x] = color[x % 4];
             }
         }
         inFrame->SetFieldType(mFieldType);
@@ -382,6 +385,31 @@ TEST_F(Compositor, SingleFieldOfAFrameWithFieldsIsMadeWhole)
     mParams.mFieldToRender = 1;
     producer->GetFrame(FrameTime(TickTime(100)), mParams, frame);
     EXPECT_EQ(frame->GetFieldType(), norviktypes::kFieldType_Progressive);
+}
+
+TEST_F(Compositor, SingleFieldIsTheFirstOrTheSecondInTime)
+{
+    const auto node = MakeNode();
+    SetColor(node, 200, 0, 0, 255);
+    node->mProducer->mHasLowerColor = true;
+    Append(node);
+    mStack->Finalize();
+    constexpr std::uint32_t kUpper = 0xC80000FFu;
+    constexpr std::uint32_t kLower = 0x0000C8FFu;
+    for (const bool isUpperFirst : {true, false})
+    {
+        mParams.mFieldType = node->mProducer->mFieldType =
+            isUpperFirst ? norviktypes::kFieldType_UpperFirst : norviktypes::kFieldType_LowerFirst;
+        for (const std::uint32_t field : {1u, 2u})
+        {
+            mParams.mFieldToRender = field;
+            const auto producer = mStack->GetProducerForFrame(FrameTime(TickTime(100)), mParams);
+            MF::IVideoFrameRef frame;
+            ASSERT_EQ(producer->GetFrame(FrameTime(TickTime(100)), mParams, frame), 0);
+            EXPECT_EQ(FirstPixel(frame), isUpperFirst == (field == 1) ? kUpper : kLower)
+                << isUpperFirst << field;
+        }
+    }
 }
 
 TEST_F(Compositor, TrackLimitTakesTracksUpToIt)

@@ -6,6 +6,8 @@
 
 #include <gtest/gtest.h>
 
+#include <string>
+
 namespace
 {
 
@@ -242,6 +244,25 @@ TEST_F(Tracks, TransitionShowsMediaBeyondTheCut)
         EXPECT_EQ(MediaTime(items[0], Frames(3)), Frames(53)) << isBound;
         EXPECT_EQ(MediaTime(items[2], Frames(15)), Frames(75)) << isBound;
     }
+}
+
+TEST_F(Tracks, TransitionHasNodesThatReachBeyondTheMedia)
+{
+    const Clip a = MakeClip(Frames(0), Frames(10), 1, Frames(50));
+    const Clip b = MakeClip(Frames(10), Frames(20), 2, Frames(70));
+    a.mMedia->mDuration = Frames(61);
+    Join(a, b, Timelines::MakeTransitionItem(Frames(8), Frames(13)));
+    const auto items = Items({a, b});
+    const auto endOf = [](const MF::IRenderableNodeRef& inNode)
+    {
+        norvik::UTF8String value;
+        inNode->GetProperty(
+            norvik::utility::ImmutableString::CreateStatic("ClipNode::EffectiveTrackItemEndAsTicks"), value);
+        return value;
+    };
+    EXPECT_EQ(endOf(items[0].mNode), std::to_string(Frames(11).GetTicks()).c_str());
+    EXPECT_EQ(endOf(Timelines::NthInput(items[1].mNode, 0).first),
+              std::to_string(Frames(13).GetTicks()).c_str());
 }
 
 TEST_F(Tracks, TransitionOffTheGridKeepsMediaTime)

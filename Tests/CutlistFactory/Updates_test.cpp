@@ -196,6 +196,19 @@ TEST_F(StillSplice, RangesOfASegmentThatIsCutAreAskedForAnew)
     EXPECT_EQ(first->mStillQuestions, (Ranges{Range(0, 8)}));
 }
 
+TEST_F(StillSplice, RangesOfSegmentsThatBecomeOneAreAskedForAnew)
+{
+    const auto first = Node("First", {Range(2, 4)});
+    const auto base = Of(first, 0, 10);
+    const ML::IMutableCutlistRef piece = ML::CreateMutableCutlist();
+    piece->AddSegment(Frames(10), Frames(15), Frames(10), MF::IRenderableNodeRef(first.get()));
+    piece->Finalize();
+    first->mStillQuestions.clear();
+    const auto spliced = ML::SpliceCutlists(base, {{Range(10, 15), piece}});
+    EXPECT_EQ(spliced->GetSegmentCount(), 1u);
+    EXPECT_EQ(first->mStillQuestions, (Ranges{Range(0, 15)}));
+}
+
 // ---- the walk over ranges ----
 
 TEST(UpdateCutlist, FailingRangeEndsTheWalkWithWhatWasBuilt)
@@ -211,6 +224,23 @@ TEST(UpdateCutlist, FailingRangeEndsTheWalkWithWhatWasBuilt)
     EXPECT_EQ(ML::UpdateCutlist(previous, kRate, Range(12, 13), build, updated), -5);
     EXPECT_EQ(calls, 3);
     EXPECT_EQ(Timelines::SegmentsOf(updated), Timelines::SegmentsOf(Cutlist({{0, 20, 9}, {20, 30, 3, 0}})));
+}
+
+TEST(UpdateCutlist, RangesThatFollowEachOtherAreBuiltAsOne)
+{
+    const auto previous =
+        Cutlist({{0, 10, 1, 0}, {10, 20, 2, 0}, {20, 30, 3}, {30, 40, 4}, {50, 60, 5, 0}, {60, 70, 6, 0}});
+    IRenderableCutlistRef updated;
+    Ranges built;
+    const auto build = [&built](const TimeRange& inRange, IRenderableCutlistRef& outPiece)
+    {
+        built.push_back(inRange);
+        outPiece = Cutlist({});
+        return 0;
+    };
+    ML::UpdateCutlist(previous, kRate, Range(32, 33), build, updated);
+    EXPECT_EQ(built, (Ranges{Range(30, 40), Range(0, 20), Range(50, 70)}));
+    EXPECT_EQ(Timelines::SegmentsOf(updated), Timelines::SegmentsOf(Cutlist({{20, 30, 3}})));
 }
 
 TEST(UpdateCutlist, OfNoChangeIsThePreviousOne)

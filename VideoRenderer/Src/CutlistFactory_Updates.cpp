@@ -30,6 +30,24 @@ FoundSegment SegmentAt(const MF::IRenderableCutlistRef& inCutlist, const TickTim
     return found;
 }
 
+// Segments of one clip often follow each other: they are built in one go, and the clip's node once.
+std::vector<TimeRange> JoinedWhereTheyTouch(const std::vector<TimeRange>& inRanges)
+{
+    std::vector<TimeRange> joined;
+    for (const TimeRange& range : inRanges)
+    {
+        if (!joined.empty() && joined.back().mEnd == range.mStart)
+        {
+            joined.back().mEnd = range.mEnd;
+        }
+        else
+        {
+            joined.push_back(range);
+        }
+    }
+    return joined;
+}
+
 MF::IRenderableCutlistRef WithPieces(const MF::IRenderableCutlistRef& inPrevious,
                                      std::vector<CutlistPiece>& ioPieces)
 {
@@ -72,7 +90,7 @@ std::int32_t UpdateCutlist(const MF::IRenderableCutlistRef& inPrevious,
                            inChange.mEnd.AlignToFrameCeil(inFrameRate)};
     std::vector<CutlistPiece> pieces;
     std::int32_t status = TVK::kStatus_OK;
-    for (const TimeRange& range : CollectSegmentRanges(previous, change))
+    for (const TimeRange& range : JoinedWhereTheyTouch(CollectSegmentRanges(previous, change)))
     {
         MF::IRenderableCutlistRef piece;
         status = inBuild(range, piece);
