@@ -1,6 +1,7 @@
 // Projects of this host under the library's own factory.
 #include "CutlistFactory.h"
 #include "ReferenceHost/Project/EffectItem.h"
+#include "ReferenceHost/Project/PreviewStream.h"
 #include "ReferenceHost/Project/Sequence.h"
 #include "Tests/Support/Fakes/FakeClip.h"
 #include "Tests/Support/Fakes/FakeMediaInfo.h"
@@ -202,6 +203,53 @@ TEST_F(ProjectCutlists, AnEditElsewhereLeavesNodesAsTheyAre)
     {
         EXPECT_EQ(before[index] == after[index], index != 5) << index;
     }
+}
+
+// The leaf below whatever stands at that time.
+std::string NodeTypeAt(const MF::IRenderableCutlistRef& inCutlist, std::int64_t inFrame)
+{
+    MF::IRenderableNodeRef node;
+    MF::FrameTime nodeTime;
+    inCutlist->FindNodeForTime(MF::FrameTime(Frames(inFrame)), node, nodeTime);
+    while (node && node->GetInputCount() > 0)
+    {
+        const MF::IRenderableNodeRef outer = node;
+        TickTime offset;
+        outer->GetNthInput(0, offset, node);
+    }
+    return node ? node->GetNodeType().CStr() : "nothing";
+}
+
+TEST_F(ProjectCutlists, PreviewsAreShownUntilWhatTheyShowHasChanged)
+{
+    mOuter->AddItem(0, Item(0, 100));
+    const std::string live = NodeTypeAt(Updated(mOuter), 50);
+    ASSERT_TRUE(mOuter->AddPreview(Frames(40), CreatePreviewStream(MakeMedia("/previews/40.mov", false))));
+    const std::string preview = NodeTypeAt(Updated(mOuter), 50);
+    EXPECT_NE(preview, live);
+    EXPECT_EQ(NodeTypeAt(Updated(mOuter), 39), live);
+    EXPECT_EQ(NodeTypeAt(Updated(mOuter), 40), preview);
+    EXPECT_EQ(NodeTypeAt(Updated(mOuter), 99), preview);
+
+    const ItemID id = mOuter->FindItem(0, Frames(50));
+    mOuter->AddEffect(id, CreateOpacity(CreateNumber(50.0)));
+    EXPECT_EQ(NodeTypeAt(Updated(mOuter), 50), live);
+    mOuter->RemoveEffect(id, 0);
+    EXPECT_EQ(NodeTypeAt(Updated(mOuter), 50), preview);
+
+    MF::IRenderableCutlistRef cutlist;
+    mOuter->GetCutlistProvider()->GetAlternateCutlist(cutlist, {}, true);
+    EXPECT_EQ(NodeTypeAt(cutlist, 50), live);
+    mOuter->RemovePreviews();
+    EXPECT_EQ(NodeTypeAt(Updated(mOuter), 50), live);
+}
+
+TEST_F(ProjectCutlists, OfflineClipsHaveNodesToo)
+{
+    ClipItem item = Item(0, 10);
+    item.mMedia = {};
+    mOuter->AddItem(0, item);
+    EXPECT_EQ(SegmentsOf(Updated(mOuter)).size(), 1u);
 }
 
 TEST_F(ProjectCutlists, ASequenceLetsGoOfItsNodesWhenItGoes)
