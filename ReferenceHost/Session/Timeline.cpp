@@ -1,5 +1,6 @@
 #include "ReferenceHost/Session/Timeline.h"
 
+#include "ML/StaticImages.h"
 #include "ReferenceHost/Foundation/Timecode.h"
 #include "ReferenceHost/Media/IMediaFacts.h"
 #include "ReferenceHost/Session/TimelineMedia.h"
@@ -123,6 +124,19 @@ bool AreEqual(const RenderRequest& inA, const RenderRequest& inB)
 {
     return inA.mWidth == inB.mWidth && inA.mHeight == inB.mHeight && inA.mPixelFormat == inB.mPixelFormat &&
            inA.mQuality == inB.mQuality;
+}
+
+// Opaque; in bytes, whatever the depth asked for, which every format takes.
+MF::IVideoFrameRef BlackFrame(const RenderRequest& inRequest, norviktypes::FieldType inFieldType)
+{
+    const MF::IVideoFrameRef frame = ML::StaticImageFactory::LoadImage(
+        ML::kStaticImage_Black, inRequest.mWidth, inRequest.mHeight, norviktypes::kPixelFormat_BGRA_4444_8u,
+        norviktypes::kPixelAspectRatio_Square);
+    if (frame && !frame->IsFrozen())
+    {
+        frame->SetFieldType(inFieldType);
+    }
+    return frame;
 }
 
 // The media time of an item's picture at a time of its sequence, in the part that may be shown.
@@ -312,11 +326,26 @@ Timeline::Shown Timeline::LookAt(const TickTime& inTime) const
     return shown;
 }
 
+// Where nothing plays there is nothing that the service could render: that is black, and no failure.
+bool Timeline::IsEmptyAt(const TickTime& inTime) const
+{
+    MF::IRenderableCutlistRef cutlist;
+    mContent.mSequence->GetCutlistProvider()->GetThirdCutlist(cutlist, {}, false, false);
+    MF::IRenderableNodeRef node;
+    MF::FrameTime nodeTime;
+    return cutlist &&
+           cutlist->FindNodeForTime(MF::FrameTime(mContent.mStart + inTime), node, nodeTime) >= 0 && !node;
+}
+
 MF::IVideoFrameRef Timeline::Render(const TickTime& inTime, const RenderRequest& inRequest,
                                     const ReadHold& inHold) const
 {
     const auto rendered = std::static_pointer_cast<RenderedFrame>(inHold);
-    const MF::IVideoFrameRef frame = rendered ? rendered->mFrame : RenderNow(inTime, inRequest);
+    MF::IVideoFrameRef frame = rendered ? rendered->mFrame : RenderNow(inTime, inRequest);
+    if (!frame && IsEmptyAt(inTime))
+    {
+        frame = BlackFrame(inRequest, mFacts.mFieldType);
+    }
     const Shown shown = LookAt(inTime);
     if (!frame || !shown.mFailure.empty())
     {

@@ -76,6 +76,7 @@ private:
     ML::IRenderFrameRef RendererFor(const RenderRequest& inRequest) const;
     MF::IVideoFrameRef RenderNow(const norviktypes::TickTime& inTime, const RenderRequest& inRequest) const;
     Shown LookAt(const norviktypes::TickTime& inTime) const;
+    bool IsEmptyAt(const norviktypes::TickTime& inTime) const;
 
     TimelineContent mContent;
     const Keeping mKeeping;
