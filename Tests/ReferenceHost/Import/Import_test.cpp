@@ -54,7 +54,7 @@ std::string Warp(double inScalar)
 std::string EffectText(const std::string& inName, const std::string& inParameters)
 {
     return R"(,"effects":[{"OTIO_SCHEMA":"Effect.1","effect_name":")" + inName +
-           R"(","metadata":{"vrender":{"params":{)" + inParameters + "}}}]";
+           R"(","metadata":{"vrender":{"params":{)" + inParameters + "}}}}]";
 }
 
 std::string Settings(const std::string& inMembers)
@@ -253,13 +253,13 @@ TEST(DocumentImport, PlacesPicturesByMotionAndOpacity)
     ASSERT_EQ(imported.Kinds(), Faults());
     const std::vector<BE::IEffectRef> effects = imported.Item().mEffects;
     ASSERT_EQ(effects.size(), 2u);
-    EXPECT_EQ(effects[0]->GetMatchName().ToString(), Project::kMatchName_Motion);
+    EXPECT_EQ(std::string(effects[0]->GetMatchName().ToString().c_str()), Project::kMatchName_Motion);
     EXPECT_EQ(PointAt(effects[0], 0, TickTime()).mX, 0.25);
     EXPECT_EQ(PointAt(effects[0], 0, TickTime()).mY, 0.75);
     EXPECT_EQ(NumberAt(effects[0], 1, TickTime()), 40.0);
     EXPECT_EQ(NumberAt(effects[0], 2, TickTime()), 50.0);
     EXPECT_EQ(NumberAt(effects[0], 4, TickTime()), 30.0);
-    EXPECT_EQ(effects[1]->GetMatchName().ToString(), Project::kMatchName_Opacity);
+    EXPECT_EQ(std::string(effects[1]->GetMatchName().ToString().c_str()), Project::kMatchName_Opacity);
     EXPECT_DOUBLE_EQ(NumberAt(effects[1], 0, TickTime()), 70.0);
     MF::Keyframe<std::uint32_t> blend;
     EXPECT_EQ(effects[1]->GetParameters()->at(1)->GetValueAtTime(blend, TickTime(), 0), 0);
@@ -330,7 +330,7 @@ TEST(DocumentImport, MakesEffectsThatTheRegistryKnows)
     EXPECT_EQ(imported.Kinds(), Faults{"unknown-parameter"});
     const std::vector<BE::IEffectRef> effects = imported.Item().mEffects;
     ASSERT_EQ(effects.size(), 1u);
-    EXPECT_EQ(effects[0]->GetMatchName().ToString(), blur->mMatchName);
+    EXPECT_EQ(std::string(effects[0]->GetMatchName().ToString().c_str()), blur->mMatchName);
     EXPECT_EQ(effects[0]->GetParameters()->size(), blur->mParameters.size());
     EXPECT_EQ(NumberAt(effects[0], 0, TickTime()), 3.0);
 }
@@ -352,7 +352,7 @@ TEST(DocumentImport, AppliesEffectsInTheOrderOfTheList)
     ASSERT_EQ(imported.Kinds(), Faults());
     const std::vector<BE::IEffectRef> effects = imported.Item().mEffects;
     ASSERT_EQ(effects.size(), 2u);
-    EXPECT_EQ(effects[0]->GetMatchName().ToString(),
+    EXPECT_EQ(effects[0]->GetMatchName().ToString().c_str(),
               Effects::GetEffectRegistry().Find("vrender:levels")->mMatchName);
 }
 
@@ -373,7 +373,7 @@ TEST(DocumentImport, MakesTransitionsAndDissolvesInPlaceOfUnknownOnes)
         ML::TransitionInfo info;
         transition->GetTransition()->GetInfo(info);
         EXPECT_EQ(info.mDuration, Frames(6));
-        return info.mMatchName.ToString();
+        return std::string(info.mMatchName.ToString().c_str());
     };
     const std::string dissolve = Effects::GetEffectRegistry().Find("vrender:cross-dissolve")->mMatchName;
     const std::string dip = Effects::GetEffectRegistry().Find("vrender:dip-to-color")->mMatchName;
