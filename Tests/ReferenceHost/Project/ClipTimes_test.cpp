@@ -266,8 +266,13 @@ TEST(ClipTimes, AnInPointThatFallsShortOfItsFrameMeansThatFrame)
 {
     Scene scene;
     ClipItem item = ItemOf(scene);
-    item.mInPoint = TickTime::FromFrame(11, kRate25) - TickTime(3000);
-    EXPECT_EQ(ShownFrame(ClipOf(item, scene), scene, 0), 11);
+    for (const double speed : {1.0, 2.0, 0.5, 0.0})
+    {
+        item.mSpeed = speed;
+        item.mInPoint = TickTime::FromFrame(11, kRate25) - TickTime(3000);
+        EXPECT_EQ(ShownFrame(ClipOf(item, scene), scene, 0), 11) << speed;
+    }
+    item.mSpeed = 1.0;
     item.mInPoint = TickTime::FromFrame(11, kRate25) - TickTime(30000);
     EXPECT_EQ(ShownFrame(ClipOf(item, scene), scene, 0), 10);
 }
