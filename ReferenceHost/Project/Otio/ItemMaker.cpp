@@ -122,7 +122,9 @@ MediaRun ItemMaker::FindRun(const Composable& inClip, const MediaReference* inRe
     {
         run.mRate = facts->mRate;
     }
-    if (mMedia.At(inMedia).mKind == MediaKind::kGenerator)
+    // Generators make what is asked for, unless they were told how much that is.
+    const bool isMadeWithoutEnd = !isOpen || facts == nullptr || IsEndless(*facts);
+    if (mMedia.At(inMedia).mKind == MediaKind::kGenerator && isMadeWithoutEnd)
     {
         return run;
     }

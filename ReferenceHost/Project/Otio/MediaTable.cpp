@@ -89,13 +89,13 @@ const MediaFacts* MediaTable::Facts(std::size_t inMedia)
     {
         mWasAsked[inMedia] = true;
         MediaFacts facts;
-        if (mMedia[inMedia].mKind == MediaKind::kGenerator)
+        if (mMedia[inMedia].mKind != MediaKind::kMissing && mLocator.GetFacts(mMedia[inMedia], facts))
         {
             mFacts[inMedia] = facts;
         }
-        else if (mMedia[inMedia].mKind != MediaKind::kMissing && mLocator.GetFacts(mMedia[inMedia], facts))
+        else if (mMedia[inMedia].mKind == MediaKind::kGenerator)
         {
-            mFacts[inMedia] = facts;
+            mFacts[inMedia] = MediaFacts();
         }
         else
         {
