@@ -24,13 +24,15 @@ struct ExitRow
 constexpr ExitRow kExits[] = {
     {ExitCode::kDone, "Done."},
     {ExitCode::kFailed, "Failed for a cause that has no number of its own; compare: they differ."},
-    {ExitCode::kDoneWithSubstitutes,
-     "Done, but some frames could not be read and show the frame before them."},
+    {ExitCode::kDoneWithSubstitutes, "Done, but some frames could not be read and show the frame before "
+                                     "them, or show what stands for missing "
+                                     "media of a timeline; or the timeline has errors."},
     {ExitCode::kUsage, "The command line is wrong, or asks for a range that the media doesn't have."},
     {ExitCode::kBadData,
      "The input isn't what it should be: not media, damaged, without video, too large; or "
      "the cache holds damaged frames, or isn't one."},
-    {ExitCode::kNoInput, "The input isn't there or may not be read."},
+    {ExitCode::kNoInput,
+     "The input isn't there or may not be read, or media of a timeline that is to be rendered isn't."},
     {ExitCode::kCodecMissing, "A decoder or an encoder is missing."},
     {ExitCode::kInternal, "An error inside the tool."},
     {ExitCode::kCannotCreate,
