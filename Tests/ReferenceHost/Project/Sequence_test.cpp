@@ -240,6 +240,17 @@ TEST(Sequence, FadesStandAtTheEndsOfSingleItems)
     EXPECT_TRUE(scene.Seen()[0]->GetTransition(true));
 }
 
+TEST(Sequence, AFadeThatGoesTellsHowFarItReached)
+{
+    SequenceScene scene;
+    scene.Add(100, 200);
+    ItemID id = 0;
+    scene.Dissolve(200, 20, 15, &id);
+    scene.mChanges.clear();
+    scene.mSequence->RemoveTransition(id);
+    EXPECT_EQ(scene.TakeChange(), Ticks(100, 215));
+}
+
 TEST(Sequence, FadesDoNotReachIntoOtherItems)
 {
     SequenceScene scene;
