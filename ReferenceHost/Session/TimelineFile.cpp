@@ -1,5 +1,6 @@
 #include "ReferenceHost/Session/TimelineFile.h"
 
+#include "ReferenceHost/Project/Otio/Bundle.h"
 #include "ReferenceHost/Session/TimelineMedia.h"
 
 #include <fmt/format.h>
@@ -9,6 +10,7 @@
 #include <cerrno>
 #include <cmath>
 #include <cstring>
+#include <set>
 #include <string_view>
 
 #include <unistd.h>
@@ -70,6 +72,41 @@ std::int64_t TimecodeOf(const Otio::Timeline& inTimeline)
     const double ratio =
         std::round(inTimeline.mRate.AsFramesPerSecond()) / std::round(rate.AsFramesPerSecond());
     return rate == inTimeline.mRate ? frames : std::llround(static_cast<double>(frames) * ratio);
+}
+
+// How many files a document names at most; what it says twice counts once. Media share the memory for decoded
+// pictures before they are opened, when nobody has read the document yet.
+std::uint64_t CountFilesNamed(const std::string& inPath)
+{
+    constexpr std::string_view kName = "\"target_url";
+    Otio::ProblemList problems;
+    Otio::Bundle bundle;
+    std::set<std::string_view> names;
+    if (bundle.Open(inPath, problems))
+    {
+        const std::string_view text = bundle.Text();
+        for (std::size_t at = text.find(kName); at != std::string_view::npos; at = text.find(kName, at + 1))
+        {
+            const std::size_t begin = text.find('"', text.find(':', at) + 1);
+            const std::size_t end = begin == std::string_view::npos ? begin : text.find('"', begin + 1);
+            if (end != std::string_view::npos)
+            {
+                names.insert(text.substr(begin, end - begin));
+            }
+        }
+        return std::max<std::uint64_t>(1, names.size());
+    }
+    return 1;
+}
+
+TimelineOptions WithSharedMemory(const TimelineOptions& inOptions, const std::string& inPath)
+{
+    TimelineOptions options = inOptions;
+    options.mPicturesBytes =
+        inOptions.mPicturesBytes == 0
+            ? 0
+            : std::max<std::uint64_t>(1, inOptions.mPicturesBytes / CountFilesNamed(inPath));
+    return options;
 }
 
 // What lives as long as a timeline does; the project holds media that the opener has copied.
@@ -182,7 +219,7 @@ OpenedTimeline OpenTimeline(const std::string& inPath, const TimelineOptions& in
         opened.mError = {Media::OpenErrorKind::kNoInput, inPath + ": " + std::strerror(errno)};
         return opened;
     }
-    const auto held = std::make_shared<Held>(inOptions);
+    const auto held = std::make_shared<Held>(WithSharedMemory(inOptions, inPath));
     Otio::ProblemList problems(inOptions.mIsStrict);
     const bool isImported = Import::ImportDocument(inPath, ImportOptionsOf(inOptions), &held->mOpener,
                                                    Effects::GetEffectRegistry(), problems, held->mImported);

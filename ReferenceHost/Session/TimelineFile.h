@@ -67,7 +67,7 @@ struct TimelineOptions
 
     Timeline::Keeping mKeeping = Timeline::Keeping::kStills;
     std::uint32_t mDecoderThreads = 1; // for each medium
-    std::uint64_t mPicturesBytes = 0;  // for decoded pictures of each medium; 0: the host's default
+    std::uint64_t mPicturesBytes = 0;  // for decoded pictures of all media; 0: the host's default
     bool mKeepsLeadIn = true;
 };
 

@@ -1,4 +1,5 @@
 #include "RunTool.h"
+#include "Tests/Applications/vrender/TimelineText.h"
 #include "Tests/Support/Paths.h"
 
 #include <gtest/gtest.h>
@@ -63,6 +64,23 @@ TEST_F(Memory, LimitHoldsForPicturesThatAreLaidOutAnew)
 {
     const std::string movie = Make("large.mp4", "s=3840x2160:d=1", "-c:v libx264 -preset ultrafast");
     ExpectWithin(300, {"render", movie, "null:", "--pix-fmt", "rgb24"});
+}
+
+TEST_F(Memory, LimitHoldsForTheMediaOfATimelineTogether)
+{
+    const std::string movie =
+        TestSupport::ReadFile(Make("shot.mp4", "s=1280x720:d=2", "-c:v libx264 -preset ultrafast -g 50"));
+    std::vector<std::string> clips;
+    for (int i = 0; i < 12; ++i)
+    {
+        const std::string name = "shot" + std::to_string(i) + ".mp4";
+        TestSupport::WriteFile(mFolder.File(name), movie);
+        clips.push_back(TestSupport::ClipText(TestSupport::FileText(name), {3.0 * i}, {10}));
+    }
+    TestSupport::WriteFile(mFolder.File("edit.otio"),
+                           TestSupport::TimelineText({TestSupport::TrackText(clips)}, "",
+                                                     R"("width": 1280, "height": 720, "rate": [25, 1])"));
+    ExpectWithin(200, {"render", mFolder.File("edit.otio"), "null:"});
 }
 
 }
