@@ -4,12 +4,15 @@
 #include "ReferenceHost/Project/Otio/Paths.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cstdint>
 #include <fmt/format.h>
+#include <limits>
 #include <rapidjson/error/en.h>
 #include <rapidjson/memorystream.h>
 #include <rapidjson/reader.h>
 #include <string>
+#include <system_error>
 #include <vector>
 
 namespace Otio
@@ -18,9 +21,43 @@ namespace Otio
 namespace
 {
 
-// Iterative, as the depth of a document is up to its writer.
-constexpr unsigned kParseFlags = rapidjson::kParseNanAndInfFlag | rapidjson::kParseFullPrecisionFlag |
+// Iterative, as the depth of a document is up to its writer. Numbers come as texts, because the parser's own exact
+// conversion is undefined for a zero of many digits.
+constexpr unsigned kParseFlags = rapidjson::kParseNanAndInfFlag | rapidjson::kParseNumbersAsStringsFlag |
                                  rapidjson::kParseIterativeFlag | rapidjson::kParseValidateEncodingFlag;
+
+// What is too large for a number is infinite, what is too small is zero.
+double BeyondNumbers(std::string_view inText, bool inIsNegative)
+{
+    const std::size_t exponent = inText.find_first_of("eE");
+    const bool isSmall = exponent == std::string_view::npos ? inText.substr(0, 2) == "0."
+                                                            : inText.substr(exponent + 1, 1) == "-";
+    const double size = isSmall ? 0.0 : std::numeric_limits<double>::infinity();
+    return inIsNegative ? -size : size;
+}
+
+// The nearest number to a text that is one in JSON, or a word for what is none.
+double NumberOf(std::string_view inText)
+{
+    const bool isNegative = inText.substr(0, 1) == "-";
+    const std::string_view size = isNegative ? inText.substr(1) : inText;
+    if (size.substr(0, 1) == "N")
+    {
+        return std::numeric_limits<double>::quiet_NaN();
+    }
+    if (size.substr(0, 1) == "I")
+    {
+        return isNegative ? -std::numeric_limits<double>::infinity()
+                          : std::numeric_limits<double>::infinity();
+    }
+    double number = 0.0;
+    const auto [end, fault] = std::from_chars(size.data(), size.data() + size.size(), number);
+    if (fault == std::errc::result_out_of_range)
+    {
+        return BeyondNumbers(size, isNegative);
+    }
+    return isNegative ? -number : number;
+}
 
 // Hands events on to a document as long as they are within the bounds, and knows where they are.
 class BoundedHandler
@@ -39,7 +76,12 @@ public:
     bool Double(double inValue) { return CountValue() && mTarget.Double(inValue); }
     bool RawNumber(const char* inText, rapidjson::SizeType inLength, bool inCopies)
     {
-        return CountValue() && mTarget.RawNumber(inText, inLength, inCopies);
+        (void)inCopies; // a number holds no text
+        std::int64_t whole = 0;
+        const auto [end, fault] = std::from_chars(inText, inText + inLength, whole);
+        const bool isWhole = fault == std::errc() && end == inText + inLength;
+        return CountValue() &&
+               (isWhole ? mTarget.Int64(whole) : mTarget.Double(NumberOf({inText, inLength})));
     }
     bool String(const char* inText, rapidjson::SizeType inLength, bool inCopies)
     {

@@ -158,6 +158,38 @@ TEST(Documents, SeparateNumbersAndTextsMayBeIntegersOrDecimals)
     EXPECT_EQ(read.Item().mDuration, Frames(5));
 }
 
+TEST(Documents, NumbersAreTheNearestOnes)
+{
+    const auto value = [](const std::string& inNumber)
+    {
+        const Read read(OneTrack(
+            ClipText("0", "5", R"(,"metadata":{"vrender":{"transform":{"rotation":)" + inNumber + "}}}")));
+        EXPECT_EQ(read.Faults(), Faults()) << inNumber;
+        return read.Item().mSettings->mTransform->mRotation.mValue;
+    };
+    EXPECT_EQ(value("0.1"), 0.1);
+    EXPECT_EQ(value("-12.5e-1"), -1.25);
+    EXPECT_EQ(value("1E3"), 1000.0);
+    EXPECT_EQ(value("9007199254740993"), 9007199254740992.0);
+    EXPECT_EQ(value("123456789012345678901234567890"), 123456789012345678901234567890.0);
+    EXPECT_EQ(value("2.22507385850720113605740979670913e-308"), 2.22507385850720113605740979670913e-308);
+    EXPECT_EQ(value("0.000000000000000000000000000000000"), 0.0);
+    EXPECT_EQ(value("1e-99999"), 0.0);
+    EXPECT_EQ(value("-0"), 0.0);
+    for (const char* beyond : {"NaN", "Inf", "-Infinity"})
+    {
+        const Read read(OneTrack(
+            ClipText("0", "5", R"(,"metadata":{"vrender":{"opacity":)" + std::string(beyond) + "}}")));
+        EXPECT_EQ(read.Faults(), Faults{"!not-finite /tracks/children/0/children/0/metadata/vrender/opacity"})
+            << beyond;
+    }
+}
+
+TEST(Documents, NumbersBeyondAllNumbersAreMalformed)
+{
+    EXPECT_EQ(Read(R"({"OTIO_SCHEMA":"Timeline.1","x":[1e99999]})").Faults(), Faults{"!malformed /x"});
+}
+
 TEST(Documents, AByteOrderMarkIsNoPartOfThem)
 {
     EXPECT_EQ(Read("\xEF\xBB\xBF" + OneTrack(ClipText("0", "5"))).Faults(), Faults());
