@@ -1,6 +1,6 @@
 #!/bin/bash
-# From a fresh system to pictures: installs what is needed, builds, lets FFmpeg encode a clip, and renders a movie
-# and a contact sheet of it into out/.
+# From a fresh system to pictures: installs what is needed, builds, makes the media of the showreel, and renders it and
+# a contact sheet of it into out/.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -10,18 +10,15 @@ mkdir -p build out
 cmake --preset release > build/configure.log || { cat build/configure.log; exit 1; }
 cmake --build --preset release --target vrender
 
-# Noise keeps each picture different from the one before, as a camera's would be.
-clip=out/clip.mp4
-ffmpeg -hide_banner -loglevel error -y \
-    -f lavfi -i "testsrc2=size=1280x720:rate=25:duration=8,noise=alls=12:allf=t" \
-    -c:v libx264 -preset veryfast -crf 20 -pix_fmt yuv420p "$clip"
+showreel=Examples/showreel/showreel.otio
+python3 Examples/showreel/make_media.py
 
 vrender=build/release/bin/vrender
-$vrender info "$clip"
-$vrender render "$clip" out/movie.mp4 --size 640x360 --overwrite
-$vrender contact-sheet "$clip" out/contact-sheet.png --overwrite
+$vrender info "$showreel"
+$vrender render "$showreel" out/showreel.mp4 --overwrite
+$vrender contact-sheet "$showreel" out/contact-sheet.png --size 160x90 --columns 6 --count 30 --overwrite
 
 echo
-echo "Made from $PWD/$clip:"
-echo "  $PWD/out/movie.mp4           a movie of half the size"
+echo "Made from $PWD/$showreel:"
+echo "  $PWD/out/showreel.mp4        a movie"
 echo "  $PWD/out/contact-sheet.png   a contact sheet"
