@@ -63,6 +63,7 @@ const char* NameOf(EffectKind inKind) noexcept
     case EffectKind::kFilter: return "filter";
     case EffectKind::kTransition: return "transition";
     case EffectKind::kBlend: return "blend";
+    case EffectKind::kGenerator: return "generator";
     }
     return "";
 }

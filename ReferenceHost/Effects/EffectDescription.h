@@ -13,6 +13,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace Effects
@@ -23,6 +24,7 @@ enum class EffectKind : std::uint8_t
     kFilter,     // one picture into another
     kTransition, // from one picture to another, driven by progress
     kBlend,      // one picture over another, driven by parameters
+    kGenerator,  // a picture out of nothing
 };
 
 // The kind of control. The numbers are those of MF::IKeyframedParameter::GetType.
@@ -80,6 +82,10 @@ struct EffectDescription
     std::string mTitle;     // for people
     EffectKind mKind = EffectKind::kFilter;
     std::vector<ParameterDescription> mParameters;
+    // Why nobody can make one here, for people; empty where it can be made.
+    std::string mWhyNot = {};
+    // What else listings tell: a word and a text.
+    std::vector<std::pair<std::string, std::string>> mNotes = {};
 
     // The place of the parameter of that name, or -1.
     std::ptrdiff_t IndexOf(std::string_view inName) const noexcept;

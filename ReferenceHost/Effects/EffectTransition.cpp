@@ -93,7 +93,7 @@ std::int32_t EffectTransition::Render(const ML::VideoTransitionRender& inRender,
     try
     {
         status = Draw({std::clamp(progress, 0.0, 1.0), parameters, ScaleOf(inRender.mInfoA.mRender),
-                       AspectOf(*ioFrame), from, to, target});
+                       AspectOf(*ioFrame), from, to, target, (inRender.mTime - inRender.mStart).AsSeconds()});
     }
     catch (const std::bad_alloc&)
     {

@@ -31,6 +31,7 @@ struct TransitionCall
     const ir::Picture& from;
     const ir::Picture& to;
     const ir::Picture& target; // its pixels are undefined
+    double seconds = 0.0;      // since the start of the transition
 };
 
 class EffectTransition : public TVK::Implements<EffectTransition, ML::IVideoTransition>

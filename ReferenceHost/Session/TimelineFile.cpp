@@ -1,6 +1,7 @@
 #include "ReferenceHost/Session/TimelineFile.h"
 
 #include "ReferenceHost/Project/Otio/Bundle.h"
+#include "ReferenceHost/Session/EffectCatalog.h"
 #include "ReferenceHost/Session/TimelineMedia.h"
 
 #include <fmt/format.h>
@@ -222,7 +223,7 @@ OpenedTimeline OpenTimeline(const std::string& inPath, const TimelineOptions& in
     const auto held = std::make_shared<Held>(WithSharedMemory(inOptions, inPath));
     Otio::ProblemList problems(inOptions.mIsStrict);
     const bool isImported = Import::ImportDocument(inPath, ImportOptionsOf(inOptions), &held->mOpener,
-                                                   Effects::GetEffectRegistry(), problems, held->mImported);
+                                                   EffectCatalog(), problems, held->mImported);
     Describe(held->mImported, problems, opened);
     if (isImported)
     {
