@@ -163,7 +163,7 @@ std::string FailureOf(const Project::ClipItem& inItem, const TickTime& inMediaTi
     {
         return std::string();
     }
-    const Media::IFrameFailureRef failure(inItem.mMedia->CreateSourceForStream(MF::kMediaType_Video, 0));
+    const Media::IFrameFailureRef failure(inItem.mMedia->GetStream(MF::kMediaType_Video, 0));
     return failure ? failure->DescribeFailure(inMediaTime) : std::string();
 }
 

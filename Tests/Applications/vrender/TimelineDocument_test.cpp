@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstdio>
 #include <sys/stat.h>
 
 using namespace TestSupport;
@@ -296,6 +297,37 @@ TEST_F(TimelineDocument, OptionsForMediaAreRefused)
     }
     EXPECT_EQ(RunTool({"render", SmallMovie(), "null:", "--fit", "none", "--size", "40x40"}).exitCode, 64);
     EXPECT_EQ(NumbersShown(path, {"--rate", "12.5"}), (std::vector<int>{0, 2, 4, 6, 8}));
+}
+
+// A layer over it doesn't hide that a frame could not be read.
+TEST_F(TimelineDocument, AFrameWhoseMediaIsDamagedCountsAndNamesItsCause)
+{
+    const std::string source = "counter:size=160x90:duration=10";
+    ASSERT_EQ(RunTool({"render", source, mFolder.File("s%02d.png")}).exitCode, 0);
+    ASSERT_EQ(std::remove(mFolder.File("s04.png").c_str()), 0);
+    WriteFile(mFolder.File("s07.png"), "torn");
+    const std::string images = R"({"OTIO_SCHEMA": "ImageSequenceReference.1", "target_url_base": ".",
+        "name_prefix": "s", "name_suffix": ".png", "start_frame": 0, "rate": 25, "frame_zero_padding": 2})";
+    const std::string small =
+        R"(, "metadata": {"vrender": {"version": 1, "transform": {"scale": [0.1, 0.1]}}})";
+    for (const bool hasLayer : {false, true})
+    {
+        std::vector<std::string> tracks = {TrackText({ClipText(images, {0}, {10})})};
+        if (hasLayer)
+        {
+            tracks.push_back(TrackText({ClipText(ColorText("#ff0000"), {0}, {10}, small)}));
+        }
+        const ChildResult result =
+            RunTool({"render", Write(TimelineText(tracks)), "null:", "--checksum", "--threads", "2"});
+        EXPECT_EQ(result.exitCode, 2) << result.Describe();
+        const std::vector<std::string> sums = SumsOf(result.out);
+        ASSERT_EQ(sums.size(), 10u);
+        EXPECT_EQ(sums[4], sums[3]);
+        EXPECT_EQ(sums[7], sums[6]);
+        EXPECT_NE(sums[5], sums[4]);
+        EXPECT_TRUE(Has(result.err, "s04.png") && Has(result.err, "s07.png")) << result.err;
+        EXPECT_TRUE(Has(result.err, "2 of 10 frames")) << result.err;
+    }
 }
 
 TEST_F(TimelineDocument, AFolderBundleBringsItsMedia)
