@@ -187,7 +187,7 @@ TEST(Documents, NumbersAreTheNearestOnes)
 
 TEST(Documents, NumbersBeyondAllNumbersAreMalformed)
 {
-    EXPECT_EQ(Read(R"({"OTIO_SCHEMA":"Timeline.1","x":[1e99999]})").Faults(), Faults{"!malformed /x"});
+    EXPECT_EQ(Read(R"({"OTIO_SCHEMA":"Timeline.1","x":[1e99999]})").Faults(), Faults{"!malformed /x/0"});
 }
 
 TEST(Documents, AByteOrderMarkIsNoPartOfThem)
