@@ -18,7 +18,10 @@ namespace
 class GrayRows final : public VF::IPNGRowTarget
 {
 public:
-    explicit GrayRows(const VF::PNGHeader& inHeader) : mHeader(inHeader), mRow(VF::PNGRowBytes(inHeader))
+    GrayRows(const VF::PNGHeader& inHeader, MapLevel inLevel)
+        : mHeader(inHeader)
+        , mLevel(inLevel)
+        , mRow(VF::PNGRowBytes(inHeader))
     {
         mPixels.reserve(std::size_t{inHeader.mWidth} * inHeader.mHeight);
     }
@@ -36,8 +39,20 @@ public:
     std::vector<float> TakePixels() { return std::move(mPixels); }
 
 private:
-    // Samples of a pixel: one of grey, else B, G and R and a fourth.
     double PixelAt(std::size_t inX) const
+    {
+        const double alpha = mHeader.mSamples == VF::PNGSamples::RGBA ? SampleAt(4 * inX + 3) : 1.0;
+        switch (mLevel)
+        {
+        case MapLevel::kAlpha: return alpha;
+        case MapLevel::kLumaOverBlack: return alpha * LumaAt(inX);
+        case MapLevel::kLuma: break;
+        }
+        return LumaAt(inX);
+    }
+
+    // Samples of a pixel: one of grey, else B, G and R and a fourth.
+    double LumaAt(std::size_t inX) const
     {
         if (mHeader.mSamples == VF::PNGSamples::Gray)
         {
@@ -59,6 +74,7 @@ private:
     }
 
     VF::PNGHeader mHeader;
+    MapLevel mLevel;
     std::vector<std::uint8_t> mRow;
     std::vector<float> mPixels;
 };
@@ -72,7 +88,8 @@ GrayMap::GrayMap(std::uint32_t inWidth, std::uint32_t inHeight, std::vector<floa
 {
 }
 
-std::shared_ptr<const GrayMap> GrayMap::Load(const std::string& inPath, std::string& outError)
+std::shared_ptr<const GrayMap> GrayMap::Load(const std::string& inPath, MapLevel inLevel,
+                                             std::string& outError)
 {
     std::ifstream file(inPath, std::ios::binary);
     const std::vector<char> bytes((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
@@ -82,7 +99,7 @@ std::shared_ptr<const GrayMap> GrayMap::Load(const std::string& inPath, std::str
         outError = inPath + (file ? ": no PNG picture" : ": can't be read");
         return nullptr;
     }
-    GrayRows rows(reader->Header());
+    GrayRows rows(reader->Header(), inLevel);
     if (!reader->ReadRows(rows))
     {
         outError = inPath + ": a damaged PNG picture";
@@ -122,14 +139,15 @@ StretchedMap::Between StretchedMap::Locate(std::int32_t inIndex, std::int32_t in
     return {first, std::min(first + 1, inSamples - 1), static_cast<float>(held - static_cast<double>(first))};
 }
 
-std::shared_ptr<const GrayMap> GrayMapFile::Get(const std::string& inPath)
+std::shared_ptr<const GrayMap> GrayMapFile::Get(const std::string& inPath, MapLevel inLevel)
 {
     const std::lock_guard lock(mLock);
-    if (inPath != mPath)
+    if (inPath != mPath || inLevel != mLevel)
     {
         std::string error;
         mPath = inPath;
-        mMap = inPath.empty() ? nullptr : GrayMap::Load(inPath, error);
+        mLevel = inLevel;
+        mMap = inPath.empty() ? nullptr : GrayMap::Load(inPath, inLevel, error);
         if (!error.empty())
         {
             norvik::logging::LogText(norvik::logging::kLogLevel_Warning, "effects", error.c_str());

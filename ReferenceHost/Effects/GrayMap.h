@@ -1,6 +1,7 @@
 // A picture from a PNG file as one number a pixel, 0 black to 1 white: what luma wipes and mattes are told by.
 //
-// Colour becomes grey by the luma of Rec. 709. Over another size the map is stretched, with bilinear interpolation
+// Colour becomes grey by the luma of Rec. 709, whatever its alpha; mattes may take alpha, or the luma of the picture
+// over black, in its place. Over another size the map is stretched, with bilinear interpolation
 // between the middles of its pixels; a map that is much larger than the picture is not averaged.
 //
 // Thread-safety: a map is immutable; a GrayMapFile is safe.
@@ -16,11 +17,20 @@
 namespace Effects
 {
 
+// What of a pixel is its number.
+enum class MapLevel : std::uint8_t
+{
+    kLuma,
+    kLumaOverBlack,
+    kAlpha, // 1 where the file has none
+};
+
 class GrayMap
 {
 public:
     // Null, and the reason in outError, for a file that can't be read or is no PNG of grey, RGB or RGBA.
-    static std::shared_ptr<const GrayMap> Load(const std::string& inPath, std::string& outError);
+    static std::shared_ptr<const GrayMap> Load(const std::string& inPath, MapLevel inLevel,
+                                               std::string& outError);
 
     GrayMap(std::uint32_t inWidth, std::uint32_t inHeight, std::vector<float> inPixels);
 
@@ -66,11 +76,12 @@ class GrayMapFile
 {
 public:
     // Null for an empty path, and where there is no such map.
-    std::shared_ptr<const GrayMap> Get(const std::string& inPath);
+    std::shared_ptr<const GrayMap> Get(const std::string& inPath, MapLevel inLevel = MapLevel::kLuma);
 
 private:
     std::mutex mLock;
     std::string mPath;
+    MapLevel mLevel = MapLevel::kLuma;
     std::shared_ptr<const GrayMap> mMap;
 };
 

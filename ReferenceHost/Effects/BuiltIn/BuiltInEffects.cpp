@@ -24,6 +24,8 @@ public:
         AddCornerPinFilter(mTable);
         AddGarbageMatteFilter(mTable);
         AddTimecodeFilter(mTable);
+        AddColorKeys(mTable);
+        AddMatteKeys(mTable);
         for (const BuiltIn& row : mTable)
         {
             mEffects.push_back(row.mDescription);

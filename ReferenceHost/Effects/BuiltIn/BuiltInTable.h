@@ -64,5 +64,7 @@ void AddTransformFilter(BuiltInTable& ioTable);
 void AddCornerPinFilter(BuiltInTable& ioTable);
 void AddGarbageMatteFilter(BuiltInTable& ioTable);
 void AddTimecodeFilter(BuiltInTable& ioTable);
+void AddColorKeys(BuiltInTable& ioTable);
+void AddMatteKeys(BuiltInTable& ioTable);
 
 } // namespace Effects
