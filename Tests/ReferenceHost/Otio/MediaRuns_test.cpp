@@ -63,8 +63,8 @@ TEST(MediaRuns, RoundDownAndNeverToTheNearest)
 
 TEST(MediaRuns, ProductsThatFallShortByTheirLastBitsShowTheFrameThatIsMeant)
 {
-    // A third of 30 frames is frame 10, whatever 0.333... times 30 comes to.
-    const MediaRun run = MakeRun(0, 1.0 / 3.0);
+    // A third of 30 frames is frame 10, as far as a document's digits go.
+    const MediaRun run = MakeRun(0, 0.33333333);
     for (int frame = 0; frame < 30; ++frame)
     {
         EXPECT_EQ(Otio::MediaFrameAt(run, Frames(30), k24, Frames(frame)), frame / 3) << frame;
