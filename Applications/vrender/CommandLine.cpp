@@ -56,7 +56,8 @@ void AddArguments(CLI::App& ioApp, const CommandRow& inRow, Options& ioOptions)
     {
         if (argument != nullptr)
         {
-            CLI::Option* word = ioApp.add_option(argument->mName, ioOptions.*argument->mText)->required();
+            CLI::Option* word = ioApp.add_option(argument->mName, ioOptions.*argument->mText);
+            word->required(!argument->mIsOptional);
             if (argument->mKind == ValueKind::kChoice)
             {
                 word->check(CLI::IsMember(SplitWords(argument->mChoices)));
@@ -205,7 +206,7 @@ Options ParseCommandLine(int inCount, const char* const* inWords)
     {
         Refuse(named,
                "a command is required: render, frame, thumbnails, contact-sheet, info, explain, validate, "
-               "compare or cache");
+               "compare, cache or plugins");
     }
     named.mCommand = options.mCommand;
     RefuseForeignOptions(named, options);

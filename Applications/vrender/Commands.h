@@ -22,6 +22,7 @@ ExitCode RunTimelineInfo(const Options& inOptions);
 ExitCode RunValidate(const Options& inOptions);
 ExitCode RunCompare(const Options& inOptions);
 ExitCode RunCache(const Options& inOptions);
+ExitCode RunPlugins(const Options& inOptions);
 
 // Name, version and the parts with their licences.
 std::string VersionText();

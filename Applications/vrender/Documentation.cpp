@@ -48,7 +48,10 @@ std::string Synopsis(const CommandRow& inCommand)
     std::string text = std::string("vrender ") + inCommand.mName;
     for (const ArgumentRow* argument : inCommand.mArguments)
     {
-        text += argument == nullptr ? "" : std::string(" ") + argument->mName;
+        const bool isOptional = argument != nullptr && argument->mIsOptional;
+        text += argument == nullptr ? ""
+                : isOptional        ? std::string(" [") + argument->mName + "]"
+                                    : std::string(" ") + argument->mName;
     }
     return text + " [options]";
 }

@@ -35,6 +35,7 @@ ExitCode RunCommand(const vrender::Options& inOptions)
     case vrender::kCommand_Validate: return vrender::RunValidate(inOptions);
     case vrender::kCommand_Compare: return vrender::RunCompare(inOptions);
     case vrender::kCommand_Cache: return vrender::RunCache(inOptions);
+    case vrender::kCommand_Plugins: return vrender::RunPlugins(inOptions);
     default: return vrender::RunInfo(inOptions);
     }
 }

@@ -26,6 +26,16 @@ const ArgumentRow kAction = {
     "all and removes those that are damaged; clear removes them all",
     &Options::mAction, "list verify clear"};
 
+const ArgumentRow kPluginAction = {"ACTION", ValueKind::kChoice,
+                                   "list tells the effects, a line each; show tells all that is known of one",
+                                   &Options::mAction, "list show"};
+const ArgumentRow kEffect = {"ID",
+                             ValueKind::kText,
+                             "the effect to show, by its id or match name, such as vrender:gaussian-blur",
+                             &Options::mOther,
+                             nullptr,
+                             true};
+
 const ArgumentRow kFirst = {
     "A", ValueKind::kFile,
     "media, a still, a numbered sequence, a made picture, a timeline, or a folder of stills",
@@ -154,6 +164,15 @@ const std::vector<CommandRow>& CommandTable()
          "--disk-cache, or the usual one. Only what is the cache's own is ever removed; a directory that "
          "isn't marked as a cache is left alone.",
          {&kAction, nullptr}},
+        {kCommand_Plugins,
+         "plugins",
+         "Lists the effects and transitions that timelines can name.",
+         "Tells of the effects that are built in and of the frei0r plug-ins of this machine: their ids, what "
+         "they are, their parameters, and of those that can't be used, why. Plug-ins are looked for in the "
+         "folders of FREI0R_PATH, separated by colons, or else in ~/.frei0r-1/lib, /usr/local/lib/frei0r-1 "
+         "and "
+         "/usr/lib/frei0r-1.",
+         {&kPluginAction, &kEffect}},
     };
     return sTable;
 }

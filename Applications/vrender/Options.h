@@ -30,12 +30,13 @@ enum Command : std::uint32_t
     kCommand_Explain = 64,
     kCommand_Compare = 128,
     kCommand_Validate = 256,
+    kCommand_Plugins = 512,
     kCommand_Pictures = 15,
     kCommand_Renders = 79, // which make pictures of an input
     kCommand_Media = 95,   // which open an input
     kCommand_UseService = kCommand_Renders | kCommand_Compare,
     kCommand_Documents = kCommand_Media | kCommand_Compare | kCommand_Validate, // which open timelines
-    kCommand_All = 511
+    kCommand_All = 1023
 };
 
 // What was typed. An empty text is an option that wasn't given.
@@ -133,6 +134,7 @@ struct ArgumentRow
     const char* mHelp;
     std::string Options::*mText;
     const char* mChoices; // as in an OptionRow
+    bool mIsOptional = false;
 };
 
 struct CommandRow

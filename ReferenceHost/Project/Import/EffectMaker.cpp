@@ -21,6 +21,15 @@ namespace
 
 constexpr const char* kDissolve = "vrender:cross-dissolve";
 
+// Why there is no object of that name: what is known and can't be used tells so itself.
+std::string WhyMissing(const Effects::EffectDescription* inDescription, const char* inKind,
+                       const std::string& inName)
+{
+    return inDescription != nullptr && !inDescription->mWhyNot.empty()
+               ? fmt::format("\"{}\" can't be used, as it {}", inName, inDescription->mWhyNot)
+               : fmt::format("no {} is called \"{}\"", inKind, inName);
+}
+
 std::uint32_t BlendCode(BlendMode inMode)
 {
     switch (inMode)
@@ -140,7 +149,7 @@ BE::IEffectRef EffectMaker::MakeEffect(const Otio::Effect& inEffect, const KeyAx
     if (!content.mFilter)
     {
         mProblems.Warn("unknown-effect", mPaths.Text(inEffect.mPath),
-                       fmt::format("no effect is called \"{}\"; left out", inEffect.mEffectName));
+                       WhyMissing(description, "effect", inEffect.mEffectName) + "; left out");
         return {};
     }
     content.mMatchName = content.mFilter->GetMatchName();
@@ -161,11 +170,11 @@ ML::IVideoTransitionRef EffectMaker::MakeTransition(const Otio::Transition& inTr
     const bool isDissolve = inTransition.mType == "SMPTE_Dissolve";
     const Effects::EffectDescription* description =
         isDissolve ? mRegistry.Find(kDissolve) : mRegistry.Find(inTransition.mType);
-    if (description == nullptr || description->mKind != Effects::EffectKind::kTransition)
+    if (description == nullptr || description->mKind != Effects::EffectKind::kTransition ||
+        !description->mWhyNot.empty())
     {
-        mProblems.Warn(
-            "unknown-transition", mPaths.Text(inTransition.mPath),
-            fmt::format("no transition is called \"{}\"; a dissolve is shown", inTransition.mType));
+        mProblems.Warn("unknown-transition", mPaths.Text(inTransition.mPath),
+                       WhyMissing(description, "transition", inTransition.mType) + "; a dissolve is shown");
         description = mRegistry.Find(kDissolve);
     }
     ML::TransitionInfo info;
