@@ -156,7 +156,8 @@ public:
         {
             throw ToolError(ExitCode::kBadData, mPath + ": holds no pictures");
         }
-        const Media::MediaFacts& facts = Open(0)->Facts();
+        const std::unique_ptr<Session::Clip> first = Open(0);
+        const Media::MediaFacts& facts = first->Facts();
         mSize = {facts.mWidth, facts.mHeight};
         mIsDeep = facts.mBitDepth > 8;
     }
