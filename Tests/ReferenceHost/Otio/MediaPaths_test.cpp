@@ -95,7 +95,7 @@ TEST(MediaUrls, PathsThatLeadOutOfTheirFolderAreSeen)
 std::string Found(const std::string& inUrl, const std::set<std::string>& inFiles,
                   const DocumentOptions& inOptions = {}, bool inIsConfined = false)
 {
-    MediaPaths paths(inOptions, "/work", inIsConfined,
+    MediaPaths paths(inOptions, "/edits", inIsConfined,
                      [&](const std::string& inPath) { return inFiles.count(inPath) != 0; });
     return paths.Find(inUrl, false).mPath;
 }
@@ -105,21 +105,21 @@ TEST(MediaPaths, TryTheDecodedPathBeforeTheRawOne)
     EXPECT_EQ(Found("file:///a%20b", {"/a b", "/a%20b"}), "/a b");
     EXPECT_EQ(Found("file:///a%20b", {"/a%20b"}), "/a%20b");
     EXPECT_EQ(Found("/a%20b", {"/a b"}), "/a b");
-    EXPECT_EQ(Found("a%20b", {"/work/a b"}), "/work/a b");
+    EXPECT_EQ(Found("a%20b", {"/edits/a b"}), "/edits/a b");
     EXPECT_EQ(Found("a%20b", {}), "");
 }
 
 TEST(MediaPaths, RelativeOnesLieBesideTheDocument)
 {
-    EXPECT_EQ(Found("media/x.mov", {"/work/media/x.mov", "media/x.mov"}), "/work/media/x.mov");
-    EXPECT_EQ(Found("../x.mov", {"/work/../x.mov"}), "/work/../x.mov");
+    EXPECT_EQ(Found("media/x.mov", {"/edits/media/x.mov", "media/x.mov"}), "/edits/media/x.mov");
+    EXPECT_EQ(Found("../x.mov", {"/edits/../x.mov"}), "/edits/../x.mov");
 }
 
 TEST(MediaPaths, OfBundlesStayInThem)
 {
-    EXPECT_EQ(Found("media/x.mov", {"/work/media/x.mov"}, {}, true), "/work/media/x.mov");
-    EXPECT_EQ(Found("../x.mov", {"/work/../x.mov"}, {}, true), "");
-    EXPECT_EQ(Found("media/%2e%2e/%2e%2e/x.mov", {"/work/media/../../x.mov"}, {}, true), "");
+    EXPECT_EQ(Found("media/x.mov", {"/edits/media/x.mov"}, {}, true), "/edits/media/x.mov");
+    EXPECT_EQ(Found("../x.mov", {"/edits/../x.mov"}, {}, true), "");
+    EXPECT_EQ(Found("media/%2e%2e/%2e%2e/x.mov", {"/edits/media/../../x.mov"}, {}, true), "");
     EXPECT_EQ(Found("/etc/x", {"/etc/x"}, {}, true), "");
 }
 
@@ -141,7 +141,7 @@ TEST(MediaPaths, AreMappedByTheLongestBeginning)
 
 TEST(MediaPaths, OfAnUnknownMachineAreTriedHereWithANote)
 {
-    MediaPaths paths({}, "/work", false, [](const std::string& inPath) { return inPath == "/share/a.mov"; });
+    MediaPaths paths({}, "/edits", false, [](const std::string& inPath) { return inPath == "/share/a.mov"; });
     const FoundFile found = paths.Find("file://server/share/a.mov", false);
     EXPECT_EQ(found.mPath, "/share/a.mov");
     EXPECT_NE(found.mNote.find("\"server\""), std::string::npos);
@@ -150,7 +150,7 @@ TEST(MediaPaths, OfAnUnknownMachineAreTriedHereWithANote)
 
 TEST(MediaPaths, OfANetworkAreNeverAsked)
 {
-    MediaPaths paths({}, "/work", false, [](const std::string&) { return true; });
+    MediaPaths paths({}, "/edits", false, [](const std::string&) { return true; });
     EXPECT_EQ(paths.Find("https://host/a.mov", false).mPath, "");
     EXPECT_FALSE(paths.Find("https://host/a.mov", false).mNote.empty());
 }
