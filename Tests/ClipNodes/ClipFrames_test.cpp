@@ -169,6 +169,19 @@ TEST_F(ClipFrames, TimeOfTheSequenceStandsStillInFrontOfTheItem)
     EXPECT_EQ(effect->mCalls.back().mSequenceTime, At(13));
 }
 
+TEST_F(ClipFrames, TimeOfTheSequenceRunsInFrontOfANodeThatBeginsWithItsItem)
+{
+    const EffectRef effect = MakeEffect();
+    const ClipRef clip = MakeClip(MakeMedia(), {effect}, [](Clip& it) { it.Play(Frames(10)); });
+    Render(*clip, At(-2));
+    EXPECT_EQ(effect->mCalls.back().mClipTime, At(8));
+    EXPECT_EQ(effect->mCalls.back().mSequenceTime, At(8));
+    const ClipRef later = MakeClip(
+        MakeMedia(), {effect}, [](Clip& it) { it.Play(Frames(10)); }, TickTime(1));
+    Render(*later, At(-2));
+    EXPECT_EQ(effect->mCalls.back().mSequenceTime, At(10)) << "behind a tick of something else";
+}
+
 TEST_F(ClipFrames, TimeOfTheSequenceCountsFromWhereTheItemIsFirstSeen)
 {
     const EffectRef effect = MakeEffect();

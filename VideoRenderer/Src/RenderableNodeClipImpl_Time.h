@@ -53,8 +53,9 @@ struct ClipTime
         return {OfEffects(inNodeTime.mFirstTime), OfEffects(inNodeTime.mSecondTime)};
     }
 
-    // The same as the time of the sequence that effects are told. In front of the item it stands still at the
-    // item's start; an item that begins before its media keeps counting from where it is first seen.
+    // The same as the time of the sequence that effects are told. Where a transition shows the item before its
+    // start it stands still at the start; an item that begins before its media keeps counting from where it is
+    // first seen.
     MF::FrameTime OfSequence(const MF::FrameTime& inNodeTime) const
     {
         if (IsHeld() && mHoldsEffects)
@@ -66,7 +67,9 @@ struct ClipTime
             return mTransform ? Mapped(inNodeTime - mInputOffset) + mInputOffset : inNodeTime;
         }
         const MF::FrameTime time = inNodeTime - mInputOffset;
-        return Mapped(time.Earlier() < norviktypes::kTime_Zero ? MF::FrameTime() : time);
+        const bool isInFront =
+            mInputOffset > norviktypes::kTime_Zero && time.Earlier() < norviktypes::kTime_Zero;
+        return Mapped(isInFront ? MF::FrameTime() : time);
     }
 };
 
