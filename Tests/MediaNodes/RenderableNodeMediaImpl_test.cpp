@@ -709,6 +709,7 @@ TEST(MediaNode, WhatIsConformedIsNotCopied)
     EXPECT_FALSE(isCopied([](Scene& s) { s.mMedia->mAvailability = BE::MediaAvailability::kOffline; }));
     EXPECT_FALSE(isCopied([](Scene& s) { s.mClip->mFrameRect = {0, 0, 62, 36}; }));
     EXPECT_FALSE(isCopied([](Scene& s) { s.mStream->mBounds = {0, 0, 62, 36}; }));
+    EXPECT_FALSE(isCopied([](Scene& s) { s.mClip->mPixelAspectRatio = {10, 11}; }));
     EXPECT_FALSE(isCopied([](Scene& s) { s.mStream->mFieldType = kFieldType_UpperFirst; }));
     EXPECT_FALSE(isCopied([](Scene& s) { s.mFrameRate = FrameRate::FromRational(24, 1); }));
     EXPECT_FALSE(isCopied([](Scene& s) { s.mClip->mFieldOption = BE::kFieldOption_RemoveFlicker; }));

@@ -326,7 +326,9 @@ void RenderableNodeMediaImpl::NestSequence(const MF::IRenderableCutlistProviderR
 void RenderableNodeMediaImpl::CompareWithSequence(const Surroundings& inSurroundings,
                                                   const StreamFacts& inFacts)
 {
-    mSameFrameRect = SameSize(inFacts.mRect, inSurroundings.mRect);
+    // Pixels of another shape would be drawn out.
+    mSameFrameRect = SameSize(inFacts.mRect, inSurroundings.mRect) &&
+                     inFacts.mPixelAspectRatio == inSurroundings.mPixelAspectRatio;
     mSameFieldType = inFacts.mFieldType == inSurroundings.mFieldType;
     mSameFrameRate = inFacts.mFrameRate == inSurroundings.mFrameRate;
     mRemovesPulldown = inFacts.mPulldown != norviktypes::kPulldownCadence_None;
