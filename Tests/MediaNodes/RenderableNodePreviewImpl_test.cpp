@@ -236,6 +236,21 @@ TEST(PreviewNode, GivesTheStreamsFrames)
     EXPECT_EQ(stream->mStream->TakeRequests().back().mTime, Frames(7));
 }
 
+TEST(PreviewNode, StreamOfMediaThatNobodyKnowsMoves)
+{
+    const FakePreviewRef stream(new FakePreview);
+    stream->mMedia.reset();
+    const PreviewRef node = Build(stream);
+    EXPECT_EQ(node->GetInformativeFlags() & MF::kNodeFlag_Still, 0u);
+    for (const std::int64_t number : {7, 8})
+    {
+        const MF::FrameTime time{Frames(number)};
+        MF::IVideoFrameRef frame;
+        EXPECT_EQ(node->GetProducerForFrame(time, Params(64, 36))->GetFrame(time, Params(64, 36), frame), 0);
+        EXPECT_EQ(stream->mStream->TakeRequests().back().mTime, Frames(number));
+    }
+}
+
 TEST(PreviewNode, StillRunsAtAllTimes)
 {
     const FakePreviewRef stream(new FakePreview);
