@@ -205,8 +205,8 @@ Options ParseCommandLine(int inCount, const char* const* inWords)
     if (options.mCommand == kCommand_None && !options.mVersion && options.mGenerate.empty())
     {
         Refuse(named,
-               "a command is required: render, frame, thumbnails, contact-sheet, info, explain, validate, "
-               "compare, cache or plugins");
+               "a command is required: render, frame, thumbnails, contact-sheet, info, explain, inspect, "
+               "validate, compare, cache or plugins");
     }
     named.mCommand = options.mCommand;
     RefuseForeignOptions(named, options);

@@ -20,6 +20,8 @@ ExitCode RunInfo(const Options& inOptions);
 // Of a document; RunInfo comes here.
 ExitCode RunTimelineInfo(const Options& inOptions);
 ExitCode RunValidate(const Options& inOptions);
+// Of a document.
+ExitCode RunInspect(const Options& inOptions);
 ExitCode RunCompare(const Options& inOptions);
 ExitCode RunCache(const Options& inOptions);
 ExitCode RunPlugins(const Options& inOptions);

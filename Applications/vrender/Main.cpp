@@ -32,6 +32,7 @@ ExitCode RunCommand(const vrender::Options& inOptions)
     case vrender::kCommand_Thumbnails: return vrender::RunThumbnails(inOptions);
     case vrender::kCommand_Explain: return vrender::RunExplain(inOptions);
     case vrender::kCommand_ContactSheet: return vrender::RunContactSheet(inOptions);
+    case vrender::kCommand_Inspect: return vrender::RunInspect(inOptions);
     case vrender::kCommand_Validate: return vrender::RunValidate(inOptions);
     case vrender::kCommand_Compare: return vrender::RunCompare(inOptions);
     case vrender::kCommand_Cache: return vrender::RunCache(inOptions);

@@ -142,6 +142,13 @@ const std::vector<CommandRow>& CommandTable()
          "what became of the request and who worked on it: each step with its time in milliseconds and its "
          "thread. Exit code and messages are those of the command frame.",
          {&kInput, nullptr}},
+        {kCommand_Inspect,
+         "inspect",
+         "Tells what a timeline becomes before it is rendered.",
+         "Prints the segments of the timeline IN and the nodes that play in them, with their properties, "
+         "flags, "
+         "hashes, inputs and operators (effects), each node once; with --time only what makes that frame.",
+         {&kDocument, nullptr}},
         {kCommand_Validate,
          "validate",
          "Tells what is wrong in a timeline.",
@@ -182,7 +189,7 @@ const std::vector<OptionRow>& OptionTable()
     constexpr std::uint32_t kRangeUsers = kCommand_Render | kCommand_Thumbnails | kCommand_ContactSheet;
     constexpr std::uint32_t kManyStills = kCommand_Thumbnails | kCommand_ContactSheet;
     static const std::vector<OptionRow> sTable = {
-        Text("time", "TIME", kCommand_Frame | kCommand_Explain, &Options::mTime,
+        Text("time", "TIME", kCommand_Frame | kCommand_Explain | kCommand_Inspect, &Options::mTime,
              "The frame to show. A frame number (84 or #84), a timecode (01:00:03:12, or 01:00:03;12 with "
              "dropped numbers) counted from the file's start timecode, seconds (3.5s), start, or end for the "
              "last frame."),
@@ -237,9 +244,11 @@ const std::vector<OptionRow>& OptionTable()
         Text("pix-fmt", "NAME", kCommand_Render | kCommand_Frame | kCommand_Explain, &Options::mPixelFormat,
              "Pixel format of the output, by FFmpeg's name for it. By default the one that the encoder takes "
              "with the least loss; bgra for null: and raw video."),
-        Text("format", "NAME", kCommand_Render, &Options::mFormat,
-             "Container of the output, by FFmpeg's name for it, or raw for bare pictures. Needed where the "
-             "name of OUT doesn't tell; y4m for '-'."),
+        Text(
+            "format", "NAME", kCommand_Render | kCommand_Inspect, &Options::mFormat,
+            "Container of the output, by FFmpeg's name for it, or raw for bare pictures. Needed where the "
+            "name of OUT doesn't tell; y4m for '-'. Of inspect: text, which is the default, json, or dot for "
+            "Graphviz."),
         Text("codec", "NAME", kCommand_Render, &Options::mCodec,
              "Encoder of the output, by FFmpeg's name for it. By default the usual one of the container."),
         Text("crf", "NUMBER", kCommand_Render, &Options::mCrf,

@@ -31,12 +31,14 @@ enum Command : std::uint32_t
     kCommand_Compare = 128,
     kCommand_Validate = 256,
     kCommand_Plugins = 512,
+    kCommand_Inspect = 1024,
     kCommand_Pictures = 15,
     kCommand_Renders = 79, // which make pictures of an input
     kCommand_Media = 95,   // which open an input
-    kCommand_UseService = kCommand_Renders | kCommand_Compare,
-    kCommand_Documents = kCommand_Media | kCommand_Compare | kCommand_Validate, // which open timelines
-    kCommand_All = 1023
+    kCommand_UseService = kCommand_Renders | kCommand_Compare | kCommand_Inspect,
+    kCommand_Documents =
+        kCommand_Media | kCommand_Compare | kCommand_Validate | kCommand_Inspect, // which open timelines
+    kCommand_All = 2047
 };
 
 // What was typed. An empty text is an option that wasn't given.

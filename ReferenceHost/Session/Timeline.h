@@ -64,6 +64,8 @@ public:
     std::string FailureAt(const norviktypes::TickTime& inTime) const override;
 
     const Project::SequenceRef& GetSequence() const noexcept { return mContent.mSequence; }
+    // Where frame 0 begins on the axis of the sequence.
+    const norviktypes::TickTime& Start() const noexcept { return mContent.mStart; }
     // Where clips begin and end, each once and in order; the start of the timeline among them.
     std::vector<norviktypes::TickTime> Cuts() const;
     // Frames that Render gave and that show a card in place of media that is missing.
