@@ -239,6 +239,7 @@ void RenderableNodeClipImpl::SetClipTrackItem(const TVK::TVKUnknownRef& inSequen
     Building building{inSequence, inTrackItem, clip, inStreamLabel, inTrackIndex, {}, {}};
     SetTimeTransform(building);
     building.mEffectiveSpan = SpanWithTransitions(inTrackItem);
+    // The length of a still is only how long it is laid in at first.
     if (!mIsRetimed && !inExtended && (media->GetInformativeFlags() & MF::kNodeFlag_Still) == 0)
     {
         building.mEffectiveSpan = CutToMedia(building.mEffectiveSpan, inTrackItem->GetStart(),
