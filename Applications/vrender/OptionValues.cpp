@@ -60,21 +60,25 @@ bool ReadScaled(std::string_view inText, std::string_view inUnits, double inBase
     return outValue < 9.0e18;
 }
 
-struct NamedRate
+// Frames a second of video whose clock runs slower by 1000/1001, as they would be without that.
+constexpr std::array<std::int64_t, 5> kNominalRates = {24, 30, 48, 60, 120};
+
+// 29.97, 23.976, 23.98 or 59.9401: what such a rate is rounded to, at least to hundredths.
+bool IsRounded(std::int64_t inDigits, std::int64_t inUnit, Rational& outRate)
 {
-    std::string_view mText;
-    Rational mRate;
-};
+    for (const std::int64_t nominal : kNominalRates)
+    {
+        const std::int64_t scaled = nominal * 1000 * inUnit;
+        if (inUnit >= 100 && inDigits == (2 * scaled + 1001) / (2 * 1001))
+        {
+            outRate = {nominal * 1000, 1001};
+            return true;
+        }
+    }
+    return false;
+}
 
-constexpr std::array<NamedRate, 7> kNamedRates = {{{"23.976", {24000, 1001}},
-                                                   {"23.98", {24000, 1001}},
-                                                   {"29.97", {30000, 1001}},
-                                                   {"47.952", {48000, 1001}},
-                                                   {"47.95", {48000, 1001}},
-                                                   {"59.94", {60000, 1001}},
-                                                   {"119.88", {120000, 1001}}}};
-
-// Digits behind the point make a power of ten below the line, so that no rate is rounded.
+// Digits behind the point make a power of ten below the line, unless they are those of a rate that has more.
 bool ReadDecimalRate(std::string_view inText, Rational& outRate)
 {
     const std::size_t point = inText.find('.');
@@ -91,19 +95,16 @@ bool ReadDecimalRate(std::string_view inText, Rational& outRate)
     {
         outRate.mDenominator *= 10;
     }
-    return ReadNumber(digits, outRate.mNumerator);
+    if (!ReadNumber(digits, outRate.mNumerator))
+    {
+        return false;
+    }
+    IsRounded(outRate.mNumerator, outRate.mDenominator, outRate);
+    return true;
 }
 
 bool ReadRate(std::string_view inText, Rational& outRate)
 {
-    for (const NamedRate& named : kNamedRates)
-    {
-        if (inText == named.mText)
-        {
-            outRate = named.mRate;
-            return true;
-        }
-    }
     const std::size_t slash = inText.find('/');
     if (slash == std::string_view::npos)
     {

@@ -181,6 +181,15 @@ void SayWhatIsLeftOut(const OpenInput& inInput, const Schedule& inSchedule, cons
     }
 }
 
+void SayFieldChange(const OpenInput& inInput)
+{
+    const std::string change = inInput.mClip != nullptr ? inInput.mClip->FieldChange() : std::string();
+    if (!change.empty())
+    {
+        console::Say(change);
+    }
+}
+
 } // namespace
 
 ExitCode RunRender(const Options& inOptions)
@@ -210,7 +219,9 @@ ExitCode RunRender(const Options& inOptions)
     };
     job.mNumberOf = [&](std::int64_t inIndex) { return schedule.mRange.mFirst + inIndex; };
     job.mProgress = &progress;
-    return WithWhatIsMissing(WriteFrames(job), input);
+    const ExitCode code = WriteFrames(job);
+    SayFieldChange(input);
+    return WithWhatIsMissing(code, input);
 }
 
 } // namespace vrender

@@ -26,7 +26,7 @@ public:
 };
 using IMediaFactsRef = TVK::InterfaceRef<IMediaFacts>;
 
-// A face of a stream (BE::IVideoSource), whose statuses are numbers only.
+// A face of a stream (BE::IVideoSource), whose statuses are numbers only: what was wrong with its frames.
 class IFrameFailure : public TVKUnknown
 {
 public:
@@ -35,6 +35,10 @@ public:
     // One line that names the media and why the frame at inTime could not be made, after a request for it
     // failed. Empty if nothing is known to be wrong with it.
     virtual std::string DescribeFailure(const norviktypes::TickTime& inTime) const = 0;
+
+    // One line that names the media and where its fields change their order, as far as the frames that were made
+    // tell. Empty where they don't.
+    virtual std::string DescribeFieldChange() const = 0;
 };
 using IFrameFailureRef = TVK::InterfaceRef<IFrameFailure>;
 

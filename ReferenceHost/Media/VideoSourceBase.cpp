@@ -90,6 +90,11 @@ bool VideoSourceBase::HasNoFrameGrid() const
     return mTraits.mHasNoFrameGrid || !mTraits.mFrameRate.IsCountable();
 }
 
+std::string VideoSourceBase::DescribeFieldChange() const
+{
+    return std::string();
+}
+
 std::string VideoSourceBase::DescribeFailure(const TickTime&) const
 {
     return std::string();

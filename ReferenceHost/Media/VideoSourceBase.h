@@ -68,6 +68,7 @@ public:
 
     // IFrameFailure: empty unless overridden.
     std::string DescribeFailure(const norviktypes::TickTime& inTime) const override;
+    std::string DescribeFieldChange() const override;
 
     // IFrameNumbers
     std::int64_t GetFrameNumber(const norviktypes::TickTime& inTime) const override;

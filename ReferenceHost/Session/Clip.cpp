@@ -85,6 +85,52 @@ Media::OpenError BadUsage(const std::string& inPath, const std::string& inCause)
     return {Media::OpenErrorKind::kBadUsage, inPath + ": " + inCause};
 }
 
+// What would be believed if the other field came first; empty if nothing would.
+std::string FoundWithFieldsSwapped(const FieldDifferences& inDifferences)
+{
+    const PulldownFinding other = FindPulldown(WithFieldsSwapped(inDifferences));
+    return other.mScore < kLeastPulldownScore ? std::string()
+                                              : fmt::format("; with fields swapped {} scores {:.2f}",
+                                                            NameOfCadence(other.mCadence), other.mScore);
+}
+
+// Why the best cadence isn't good enough; empty if it is.
+std::string ChooseCadence(const FieldDifferences& inDifferences, std::int64_t inFrames,
+                          norviktypes::PulldownCadence& outCadence)
+{
+    const PulldownFinding finding = FindPulldown(inDifferences);
+    outCadence = finding.mCadence;
+    if (finding.mScore >= kLeastPulldownScore)
+    {
+        return std::string();
+    }
+    return fmt::format("no pulldown was found in the first {} frames: the best phase, {}, scores {:.2f}, "
+                       "less than {:.2f}{}",
+                       inFrames, NameOfCadence(finding.mCadence), finding.mScore, kLeastPulldownScore,
+                       FoundWithFieldsSwapped(inDifferences));
+}
+
+// Why a cadence that was named can't be that of the frames; empty if it may be.
+std::string DoubtsAbout(norviktypes::PulldownCadence inCadence, const FieldDifferences& inDifferences,
+                        std::int64_t inFrames)
+{
+    const double score = ScoreOfPulldown(inDifferences, inCadence);
+    const PulldownFinding best = FindPulldown(inDifferences);
+    const std::string swapped = FoundWithFieldsSwapped(inDifferences);
+    const bool isFound = best.mScore >= kLeastPulldownScore;
+    const bool isKnownBetter = isFound || !swapped.empty();
+    const double least = isKnownBetter ? kLeastPulldownScore : kLeastScoreOfNamedPulldown;
+    if (score >= least || (!isKnownBetter && !ShowMotion(inDifferences)))
+    {
+        return std::string();
+    }
+    return fmt::format("phase {} is not that of the first {} frames: it scores {:.2f}, less than {:.2f}{}{}",
+                       NameOfCadence(inCadence), inFrames, score, least,
+                       isFound ? fmt::format("; {} scores {:.2f}", NameOfCadence(best.mCadence), best.mScore)
+                               : std::string(),
+                       swapped);
+}
+
 } // namespace
 
 std::unique_ptr<Clip> Clip::Open(const std::string& inPath, const ClipOptions& inOptions,
@@ -178,19 +224,40 @@ bool Clip::IsFitFor(Media::OpenError& outError) const
     return cause == nullptr;
 }
 
-bool Clip::FindCadence(norviktypes::PulldownCadence& outCadence, Media::OpenError& outError) const
+// Looks at the first frames. A cadence that is named is taken where they tell nothing.
+bool Clip::FindCadence(norviktypes::PulldownCadence& ioCadence, Media::OpenError& outError) const
 {
-    if (mConforming.mPulldown != PulldownRemoval::kFound)
+    if (mConforming.mPulldown == PulldownRemoval::kNone)
     {
         return true;
     }
+    const bool isNamed = mConforming.mPulldown == PulldownRemoval::kGiven;
     const std::int64_t frames =
         HasEnd() ? std::min(kFramesToFindPulldown, mStreamFacts.mFrameCount) : kFramesToFindPulldown;
     if (frames < kLeastFramesToFindPulldown)
     {
         outError = BadUsage(mPath, "has too few frames to find a pulldown in them; name its phase");
-        return false;
+        return isNamed;
     }
+    FieldDifferences differences;
+    if (!MeasureFirstFields(frames, differences))
+    {
+        outError = {Media::OpenErrorKind::kBadData,
+                    mPath + ": its first frames can't be read, so that no pulldown can be found in them"};
+        return isNamed;
+    }
+    const std::string doubts =
+        isNamed ? DoubtsAbout(ioCadence, differences, frames) : ChooseCadence(differences, frames, ioCadence);
+    if (!doubts.empty())
+    {
+        outError = {Media::OpenErrorKind::kBadData, mPath + ": " + doubts};
+    }
+    return doubts.empty();
+}
+
+// False if one of them can't be read.
+bool Clip::MeasureFirstFields(std::int64_t inFrames, FieldDifferences& outDifferences) const
+{
     ML::CutlistRenderParams params;
     params.mWidth = static_cast<std::uint32_t>(mStreamFacts.mWidth);
     params.mHeight = static_cast<std::uint32_t>(mStreamFacts.mHeight);
@@ -198,36 +265,17 @@ bool Clip::FindCadence(norviktypes::PulldownCadence& outCadence, Media::OpenErro
     params.mFrameRate = mFrameRate;
     const bool isUpperFirst =
         DominanceOfFilm(mStreamFacts, mConforming.mSwapsFields) == norviktypes::kFieldType_UpperFirst;
-    FieldDifferences differences;
     try
     {
-        const SourceChain stream = BuildSourceChain(mSource, mPath, mStreamFacts, Conforming(), outCadence);
-        differences = MeasureFields(stream.mTop, params, frames, isUpperFirst);
+        const SourceChain stream =
+            BuildSourceChain(mSource, mPath, mStreamFacts, Conforming(), norviktypes::kPulldownCadence_None);
+        outDifferences = MeasureFields(stream.mTop, params, inFrames, isUpperFirst);
+        return true;
     }
     catch (const ML::RenderRequestException&)
     {
-        outError = {Media::OpenErrorKind::kBadData,
-                    mPath + ": its first frames can't be read, so that no pulldown can be found in them"};
         return false;
     }
-    const PulldownFinding finding = FindPulldown(differences);
-    outCadence = finding.mCadence;
-    if (finding.mScore >= kLeastPulldownScore)
-    {
-        return true;
-    }
-    const PulldownFinding other = FindPulldown(WithFieldsSwapped(differences));
-    std::string text =
-        fmt::format("no pulldown was found in the first {} frames: the best phase, {}, scores "
-                    "{:.2f}, less than {:.2f}",
-                    frames, NameOfCadence(finding.mCadence), finding.mScore, kLeastPulldownScore);
-    if (other.mScore >= kLeastPulldownScore)
-    {
-        text += fmt::format("; with fields swapped {} scores {:.2f}", NameOfCadence(other.mCadence),
-                            other.mScore);
-    }
-    outError = {Media::OpenErrorKind::kBadData, mPath + ": " + text};
-    return false;
 }
 
 void Clip::DescribeOutput(norviktypes::PulldownCadence inCadence)
@@ -302,7 +350,8 @@ void Clip::DescribeTimes(norviktypes::PulldownCadence inCadence)
     mFacts.mDuration = mDuration;
 }
 
-// The picture keeps its shape: another pixel aspect makes another width, unless a size was given.
+// The picture keeps its shape: another pixel aspect makes another width, unless a size was given. It is an even one,
+// which every encoder takes.
 void Clip::DescribeShape()
 {
     const norviktypes::PixelAspectRatio own = mStreamFacts.mPixelAspectRatio;
@@ -310,8 +359,8 @@ void Clip::DescribeShape()
     if (mConforming.mPixelAspectRatio != norviktypes::kPixelAspectRatio_Any)
     {
         mFacts.mPixelAspectRatio = mConforming.mPixelAspectRatio;
-        mFacts.mWidth =
-            std::max(2, Rounded(shape * mStreamFacts.mHeight / mFacts.mPixelAspectRatio.AsDouble()));
+        const double width = shape * mStreamFacts.mHeight / mFacts.mPixelAspectRatio.AsDouble();
+        mFacts.mWidth = 2 * std::max(1, Rounded(width / 2));
     }
     if (mConforming.mWidth > 0 && mConforming.mHeight > 0)
     {
@@ -536,6 +585,12 @@ MF::IVideoFrameRef Clip::FinishFrame(const MF::IVideoFrameRef& inFrame, const Re
     MF::IVideoFrameRef finished;
     check(ShapePicture(whole, inRequest, finished));
     return finished;
+}
+
+std::string Clip::FieldChange() const
+{
+    const Media::IFrameFailureRef stream(mSource);
+    return stream ? stream->DescribeFieldChange() : std::string();
 }
 
 std::string Clip::FailureAt(const TickTime& inTime) const

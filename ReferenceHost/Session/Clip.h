@@ -27,6 +27,8 @@
 namespace Session
 {
 
+struct FieldDifferences;
+
 struct ClipOptions
 {
     std::int32_t mStreamIndex = -1; // -1: the best video stream
@@ -58,6 +60,8 @@ public:
     MF::IVideoFrameRef Render(const norviktypes::TickTime& inTime, const RenderRequest& inRequest,
                               const ReadHold& inHold) const override;
     std::string FailureAt(const norviktypes::TickTime& inTime) const override;
+    // One line where fields of the stream change their order, as far as its frames were made; else empty.
+    std::string FieldChange() const;
 
     // Without an order.
     MF::IVideoFrameRef Render(const norviktypes::TickTime& inTime, const RenderRequest& inRequest) const;
@@ -68,7 +72,8 @@ private:
 
     bool Build(Media::OpenError& outError);
     bool IsFitFor(Media::OpenError& outError) const;
-    bool FindCadence(norviktypes::PulldownCadence& outCadence, Media::OpenError& outError) const;
+    bool FindCadence(norviktypes::PulldownCadence& ioCadence, Media::OpenError& outError) const;
+    bool MeasureFirstFields(std::int64_t inFrames, FieldDifferences& outDifferences) const;
     norviktypes::TickTime ChainLength(norviktypes::PulldownCadence inCadence) const;
     void DescribeOutput(norviktypes::PulldownCadence inCadence);
     void DescribeTimes(norviktypes::PulldownCadence inCadence);

@@ -118,6 +118,30 @@ PulldownFinding FindPulldown(const FieldDifferences& inDifferences)
     return best;
 }
 
+double ScoreOfPulldown(const FieldDifferences& inDifferences, norviktypes::PulldownCadence inCadence)
+{
+    if (inDifferences.mOfFirst.empty())
+    {
+        return 0;
+    }
+    FieldDifferences differences = inDifferences;
+    Limit(differences);
+    return ScoreOf(differences, inCadence - norviktypes::kPulldownCadence_WWSSW);
+}
+
+bool ShowMotion(const FieldDifferences& inDifferences)
+{
+    Mean mean;
+    for (const std::vector<double>* of : {&inDifferences.mOfFirst, &inDifferences.mOfSecond})
+    {
+        for (const double difference : *of)
+        {
+            mean.Add(difference);
+        }
+    }
+    return mean.Get() >= kLeastMotion;
+}
+
 FieldDifferences WithFieldsSwapped(const FieldDifferences& inDifferences)
 {
     return {inDifferences.mOfSecond, inDifferences.mOfFirst};

@@ -38,7 +38,18 @@ inline constexpr std::int64_t kLeastFramesToFindPulldown = 11; // two rounds
 // Below it a rhythm is not believed.
 inline constexpr double kLeastPulldownScore = 0.7;
 
+// Below it a rhythm that somebody has named is not believed either, though no other one is found: edited film may
+// leave its rhythm on the way, and half of one scores more.
+inline constexpr double kLeastScoreOfNamedPulldown = 0.35;
+// Code values by which fields differ on average where pictures move; noise of a good camera makes less. Where they
+// don't move, scores say nothing.
+inline constexpr double kLeastMotion = 2;
+
 PulldownFinding FindPulldown(const FieldDifferences& inDifferences);
+
+// Of inCadence, which is one.
+double ScoreOfPulldown(const FieldDifferences& inDifferences, norviktypes::PulldownCadence inCadence);
+bool ShowMotion(const FieldDifferences& inDifferences);
 
 // As it would be if the other field came first.
 FieldDifferences WithFieldsSwapped(const FieldDifferences& inDifferences);

@@ -40,6 +40,14 @@ bool IsInterlaced(const FileFacts& inFacts)
     return inFacts.fieldOrder == FieldOrder::kUpperFirst || inFacts.fieldOrder == FieldOrder::kLowerFirst;
 }
 
+// As the picture says itself.
+norviktypes::FieldType OrderOf(const AVFrame& inPicture)
+{
+    return inPicture.interlaced_frame == 0  ? norviktypes::kFieldType_Progressive
+           : inPicture.top_field_first != 0 ? norviktypes::kFieldType_UpperFirst
+                                            : norviktypes::kFieldType_LowerFirst;
+}
+
 std::int32_t StatusOf(FrameStatus inStatus)
 {
     switch (inStatus)
@@ -125,6 +133,12 @@ std::string FFmpegVideoSource::DescribeFailure(const norviktypes::TickTime& inTi
     return mFailures.TextOf(FrameIndexAt(inTime));
 }
 
+std::string FFmpegVideoSource::DescribeFieldChange() const
+{
+    const std::string change = mFieldOrders.ChangeFrom(Traits().mFieldType);
+    return change.empty() ? change : mFile->Facts().path + ": " + change;
+}
+
 std::int32_t FFmpegVideoSource::MakeFrame(std::int64_t inIndex, const BE::FrameDescription& inFormat,
                                           bool inAtOnce, MF::IVideoFrameRef& outFrame)
 {
@@ -137,6 +151,7 @@ std::int32_t FFmpegVideoSource::MakeFrame(std::int64_t inIndex, const BE::FrameD
         }
         return StatusOf(answer.status);
     }
+    mFieldOrders.Note(inIndex, OrderOf(*answer.picture));
     const std::int32_t status = MakeFrameOfPicture(*answer.picture, TraitsOf(*answer.picture),
                                                    mFile->Facts().orientation, inFormat, outFrame);
     if (status < 0)

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "ReferenceHost/Media/FFmpeg/FieldOrders.h"
 #include "ReferenceHost/Media/FFmpeg/MediaFile.h"
 #include "ReferenceHost/Media/FFmpeg/PictureMapping.h"
 #include "ReferenceHost/Media/RecentFailures.h"
@@ -36,6 +37,7 @@ public:
     FFmpegVideoSource(std::shared_ptr<MediaFile> inFile, const TVK::Guid& inContentID);
 
     std::string DescribeFailure(const norviktypes::TickTime& inTime) const override;
+    std::string DescribeFieldChange() const override;
 
 protected:
     std::int64_t FrameIndexAt(const norviktypes::TickTime& inTime) const override;
@@ -47,6 +49,7 @@ private:
 
     const std::shared_ptr<MediaFile> mFile;
     RecentFailures mFailures;
+    FieldOrders mFieldOrders;
 };
 
 }

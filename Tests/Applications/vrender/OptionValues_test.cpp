@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <vector>
+
 using namespace vrender;
 
 namespace
@@ -38,6 +40,28 @@ TEST(OptionValues, RatesAreExact)
     {
         EXPECT_TRUE(IsRefused([&] { ParseRate("--x", text); })) << text;
     }
+}
+
+TEST(OptionValues, DecimalsThatAFractionIsRoundedToAreThatFraction)
+{
+    const auto expect = [](const std::vector<const char*>& inTexts, const Rational& inRate)
+    {
+        for (const char* text : inTexts)
+        {
+            EXPECT_EQ(ParseRate("--x", text), inRate) << text;
+        }
+    };
+    expect({"23.98", "23.976", "23.9760", "23.97602", "23.9760240"}, {24000, 1001});
+    expect({"29.97", "29.970", "29.9700", "29.97003"}, {30000, 1001});
+    expect({"47.95", "47.952"}, {48000, 1001});
+    expect({"59.94", "59.940", "59.94006"}, {60000, 1001});
+    expect({"119.88", "119.8801"}, {120000, 1001});
+    // Those that it isn't rounded to are what they say.
+    expect({"29.97000", "2997/100"}, {2997, 100});
+    expect({"23.97", "2397/100"}, {2397, 100});
+    expect({"59.9", "599/10"}, {599, 10});
+    expect({"24.0", "24.00", "24"}, {24, 1});
+    expect({"30.0", "30.00"}, {30, 1});
 }
 
 TEST(OptionValues, SizesHaveBothSidesOrOneToFollow)

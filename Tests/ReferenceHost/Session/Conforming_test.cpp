@@ -147,6 +147,33 @@ TEST(PulldownDetection, MotionWithoutRepetitionScoresLow)
     EXPECT_EQ(FindPulldown(FieldDifferences()).mScore, 0);
 }
 
+TEST(PulldownDetection, EachCadenceHasItsOwnScore)
+{
+    for (const bool isAdvanced : {false, true})
+    {
+        const FieldDifferences differences = Telecined(2, isAdvanced, 0);
+        const int right = 3 + (isAdvanced ? 5 : 0);
+        for (int cadence = norviktypes::kPulldownCadence_WWSSW;
+             cadence <= norviktypes::kPulldownCadence_WWWSW; ++cadence)
+        {
+            const double score =
+                ScoreOfPulldown(differences, static_cast<norviktypes::PulldownCadence>(cadence));
+            EXPECT_EQ(score >= kLeastPulldownScore, cadence == right) << cadence << " scores " << score;
+        }
+        EXPECT_EQ(FindPulldown(differences).mScore,
+                  ScoreOfPulldown(differences, static_cast<norviktypes::PulldownCadence>(right)));
+    }
+    EXPECT_EQ(ScoreOfPulldown(FieldDifferences(), norviktypes::kPulldownCadence_WWSSW), 0);
+}
+
+TEST(PulldownDetection, NoiseIsNoMotion)
+{
+    EXPECT_TRUE(ShowMotion(Telecined(0, false, 0)));
+    EXPECT_TRUE(ShowMotion({{2}, {2}}));
+    EXPECT_FALSE(ShowMotion({{1.9}, {1.9}}));
+    EXPECT_FALSE(ShowMotion(FieldDifferences()));
+}
+
 TEST(SourceChain, FilmGoesByTheStreamsFieldsOrByItsHeight)
 {
     Media::MediaFacts facts;
