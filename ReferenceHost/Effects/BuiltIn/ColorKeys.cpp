@@ -124,8 +124,7 @@ Chroma ChromaOf(float inR, float inG, float inB)
     return {(inB - y) / 1.8556F, (inR - y) / 1.5748F};
 }
 
-// How far the U and V of Rec. 709 lie from those of the key's colour, whatever the brightness: neither reaches
-// further than half a unit from grey.
+// How far the U and V of Rec. 709 lie from those of the key's colour: grey that is added to a pixel changes nothing.
 class Matte final : public IMatte
 {
 public:

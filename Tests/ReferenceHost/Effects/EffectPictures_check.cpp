@@ -200,4 +200,81 @@ TEST(EffectPictures, ShowEveryFilter)
     sheet.Keep("filters");
 }
 
+// A studio: a screen that is darker to the edges, and on it a face with hair, a shirt and a window that lets some of
+// the screen through.
+Scene Studio(const Pixel& inScreen)
+{
+    Scene scene = Filled(kWidth, kHeight, inScreen);
+    for (int y = 0; y < kHeight; ++y)
+    {
+        for (int x = 0; x < kWidth; ++x)
+        {
+            Pixel& pixel = scene.At(x, y);
+            const double fromMiddle = std::abs(x - kWidth / 2) / (kWidth / 2.0);
+            for (std::size_t c = 0; c < 3; ++c)
+            {
+                pixel[c] *= 1.0 - 0.25 * fromMiddle;
+            }
+            const double face = std::hypot((x - 130) / 40.0, (y - 80) / 55.0);
+            if (face < 1.1)
+            {
+                const double edge = std::clamp((1.1 - face) * 10.0, 0.0, 1.0);
+                const Pixel skin = y < 50 ? Pixel{0.2, 0.12, 0.08, 1} : Pixel{0.85, 0.6, 0.5, 1};
+                for (std::size_t c = 0; c < 3; ++c)
+                {
+                    pixel[c] += edge * (skin[c] - pixel[c]);
+                }
+            }
+            if (x > 210 && x < 290 && y > 40 && y < 140)
+            {
+                for (std::size_t c = 0; c < 3; ++c)
+                {
+                    pixel[c] = 0.5 * pixel[c] + 0.5 * (y < 90 ? 0.95 : 0.05);
+                }
+            }
+        }
+    }
+    return scene;
+}
+
+TEST(EffectPictures, ShowEveryKeyOfColour)
+{
+    const Scene blue = Studio({0.1, 0.2, 0.75, 1.0});
+    const Scene green = Studio({0.15, 0.75, 0.2, 1.0});
+    const auto mask = MakeTruthParameter(true);
+    struct KeyShow
+    {
+        Show show;
+        const Scene& scene;
+    };
+    const std::vector<KeyShow> shows = {
+        {{"luma key", "VX.ZNTR Legacy Key Luma", {}}, blue},
+        {{"luma key 60 to 40",
+          "VX.ZNTR Legacy Key Luma",
+          {{0, MakeNumberParameter(40)}, {1, MakeNumberParameter(60)}}},
+         blue},
+        {{"chroma key", "VX.ZNTR Legacy Key Chroma", {{0, ColorValue(35, 170, 46)}}}, green},
+        {{"chroma key, mask", "VX.ZNTR Legacy Key Chroma", {{0, ColorValue(35, 170, 46)}, {6, mask}}}, green},
+        {{"rgb difference", "VX.ZNTR Legacy Key RGBDifference", {{1, MakeNumberParameter(45)}}}, blue},
+        {{"blue screen", "VX.ZNTR Legacy Key BlueScreen", {}}, blue},
+        {{"blue screen, spill", "VX.ZNTR Legacy Key BlueScreen", {{2, MakeNumberParameter(100)}}}, blue},
+        {{"green screen, spill", "VX.ZNTR Legacy Key GreenScreen", {{2, MakeNumberParameter(100)}}}, green},
+        {{"green screen, mask", "VX.ZNTR Legacy Key GreenScreen", {{4, mask}}}, green},
+        {{"non red, defringed", "VX.ZNTR Legacy Key NonRed", {{2, MakeChoiceParameter(2)}}}, blue},
+        {{"multiply", "VX.ZNTR Legacy Key Multiply", {}}, blue},
+        {{"screen", "VX.ZNTR Legacy Key Screen", {}}, blue},
+    };
+    Sheet sheet(4, 4);
+    sheet.Add("blue", FrameOf(blue, MF::kPixelFormat_BGRA_4444_8u));
+    sheet.Add("green", FrameOf(green, MF::kPixelFormat_BGRA_4444_8u));
+    for (const KeyShow& key : shows)
+    {
+        const auto result =
+            RunFilter(key.show.name, key.show.values, FrameOf(key.scene, MF::kPixelFormat_BGRA_4444_8u));
+        sheet.Add(key.show.title, result);
+        EXPECT_FALSE(AreNear(SceneOf(result), key.scene, 0.02)) << key.show.title;
+    }
+    sheet.Keep("keys");
+}
+
 } // namespace
