@@ -587,6 +587,23 @@ TEST_F(HeldRange, FieldsOfAHeldFrameAreOfOneMoment)
     EXPECT_EQ(FrameAt({Frames(19), Frames(19) + field}, params)->GetFieldType(), kFieldType_UpperFirst);
 }
 
+TEST_F(HeldRange, FieldsThatAreHeldHashApartFromThoseOfTheMomentItself)
+{
+    const TickTime field = TickTime(kRate.GetTicks() / 2);
+    const ML::CutlistRenderParams params = Params(64, 36);
+    const MF::FrameTime first{Frames(10), Frames(10) + field};
+    const TVK::Guid held = HashAt(first, params);
+    EXPECT_EQ(HashAt({Frames(15), Frames(15) + field}, params), held);
+    EXPECT_EQ(FrameAt(first, params)->GetFieldType(), kFieldType_Progressive);
+    // The other speed makes all of the range its end.
+    mSettings->mSpeed = 100.0;
+    EXPECT_NE(HashAt(first, params), held);
+    EXPECT_EQ(FrameAt(first, params)->GetFieldType(), kFieldType_UpperFirst);
+    const TVK::Guid whole = HashAt(MF::FrameTime(Frames(10)), params);
+    mSettings->mSpeed = 1.0;
+    EXPECT_EQ(HashAt(MF::FrameTime(Frames(10)), params), whole) << "without fields it is one picture";
+}
+
 TEST_F(HeldRange, RangesCountFromTheContent)
 {
     mSettings->mContentStart = Frames(100);

@@ -140,7 +140,8 @@ private:
                             const CutlistRenderParams& inRenderParams) const;
     void LookAgainForMedia(const CutlistRenderParams& inRenderParams) const;
     void MixParams(TVK::HashValue& ioHash, const CutlistRenderParams& inRenderParams) const;
-    void MixWhatOnlySomeFramesGoBy(TVK::HashValue& ioHash, const CutlistRenderParams& inRenderParams) const;
+    void MixWhatOnlySomeFramesGoBy(TVK::HashValue& ioHash, const MF::FrameTime& inFrameTime,
+                                   const CutlistRenderParams& inRenderParams) const;
     void MixPrefetches(TVK::HashValue& ioHash, const MF::FrameTime& inFrameTime,
                        const CutlistRenderParams& inRenderParams);
     TVK::Guid HashOfNested(TVK::HashValue& ioHash, const MF::FrameTime& inFrameTime,
@@ -230,8 +231,9 @@ void MediaNodeProducer::MixParams(TVK::HashValue& ioHash, const CutlistRenderPar
 
 // What changes the picture of few frames is mixed for these alone, as most hashes are asked for in a hurry:
 // a blend looks as far as a frame of the output lasts; a single field at low quality is a frame of its own;
-// and fields may have made the picture a line higher.
-void MediaNodeProducer::MixWhatOnlySomeFramesGoBy(TVK::HashValue& ioHash,
+// fields may have made the picture a line higher; and held fields are of one moment, which those at the time
+// that is held are not.
+void MediaNodeProducer::MixWhatOnlySomeFramesGoBy(TVK::HashValue& ioHash, const MF::FrameTime& inFrameTime,
                                                   const CutlistRenderParams& inRenderParams) const
 {
     if (mSettings->mFrameBlend)
@@ -247,6 +249,10 @@ void MediaNodeProducer::MixWhatOnlySomeFramesGoBy(TVK::HashValue& ioHash,
         ScaledRect(*mSettings, inRenderParams, false).Height() % 2 != 0)
     {
         ioHash.MixBool(true);
+    }
+    if (IsHeld() && IsInterlaced(inFrameTime.Order()))
+    {
+        ioHash.MixText("held");
     }
 }
 
@@ -279,7 +285,7 @@ void MediaNodeProducer::GetFrameHash(TVK::Guid& outHash, const MF::FrameTime& in
     MixParams(hash, inRenderParams);
     hash.MixBool(mSettings->mClipTimeMode != 0 && mSettings->mDeinterlaceOnTimeMode);
     hash.MixBool(static_cast<bool>(mSettings->mSource));
-    MixWhatOnlySomeFramesGoBy(hash, inRenderParams);
+    MixWhatOnlySomeFramesGoBy(hash, inFrameTime, inRenderParams);
     if (mSettings->mStreamInfo && mSettings->mStreamInfo->FramesDependOnPrefetchState())
     {
         MixPrefetches(hash, inFrameTime, inRenderParams);
