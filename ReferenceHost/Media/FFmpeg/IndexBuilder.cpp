@@ -73,6 +73,22 @@ AVRational SnapRate(AVRational inRate)
     return nearest;
 }
 
+// 30000/1001 for 2997/100 and the like. Containers and tools that count in decimals mean the fraction, and two files
+// of one rate have to be of one grid. It is four milliseconds an hour off.
+AVRational RateMeant(AVRational inRate)
+{
+    constexpr double kMost = 1.5e-6;
+    for (const int nominal : {24, 30, 48, 60, 120})
+    {
+        const AVRational fraction = {nominal * 1000, 1001};
+        if (std::abs(av_q2d(fraction) / av_q2d(inRate) - 1.0) < kMost)
+        {
+            return fraction;
+        }
+    }
+    return inRate;
+}
+
 }
 
 IndexBuilder::IndexBuilder(const DecoderSetup& inSetup, const MediaInput& inInput,
@@ -454,7 +470,13 @@ AVRational IndexBuilder::FindRate(const std::vector<std::int64_t>& inTimes, bool
 void IndexBuilder::SetTimes(const std::vector<std::int64_t>& inTimes, std::int64_t inLastDuration,
                             FrameIndex& ioIndex) const
 {
-    const AVRational rate = FindRate(inTimes, ioIndex.hasGrid);
+    const AVRational found = FindRate(inTimes, ioIndex.hasGrid);
+    const AVRational rate = ioIndex.hasGrid ? RateMeant(found) : found;
+    if (av_cmp_q(rate, found) != 0)
+    {
+        mNotes.push_back(
+            fmt::format("its rate of {}/{} is taken for {}/{}", found.num, found.den, rate.num, rate.den));
+    }
     ioIndex.rate = {rate.num, rate.den};
     // A host counts grids in whole ticks a frame, and asks for frame n at n times that.
     const std::int64_t step = std::max<std::int64_t>(1, (FloorTicks(2, rate.den, rate.num) + 1) / 2);

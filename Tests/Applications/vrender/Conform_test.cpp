@@ -5,6 +5,8 @@
 
 #include <fmt/format.h>
 
+#include <cstdlib>
+
 using namespace TestSupport;
 
 namespace
@@ -160,6 +162,128 @@ TEST(Conform, PulldownThatIsNotThereIsRefusedWithItsScore)
     ExpectRefused({"render", video, folder.File("out.mkv"), "--remove-pulldown"}, 65,
                   "with fields swapped WWSSW scores 1.00");
     EXPECT_FALSE(FileExists(folder.File("out.mkv")));
+}
+
+TEST(Conform, NamedPulldownThatIsAnotherIsRefusedWithBothScores)
+{
+    const ScratchFolder folder;
+    const Telecine made = {"96x64", "bottom", "23", 0, "WWSSW", 0, "yuv422p"};
+    const std::string video = MakeVideo(folder, made, MakeFilm(folder, made));
+    const auto refused = [&](std::vector<std::string> inOptions, const std::string& inCause)
+    {
+        inOptions.insert(inOptions.begin(), {"render", video, folder.File("out.mkv"), "--remove-pulldown"});
+        ExpectRefused(inOptions, 65, inCause);
+        EXPECT_FALSE(FileExists(folder.File("out.mkv")));
+    };
+    refused({"SSWWW"}, "phase SSWWW is not that of the first 30 frames: it scores -");
+    refused({"SSWWW"}, ", less than 0.70; WWSSW scores 1.00\n");
+    refused({"WWSWW"}, ", less than 0.70; WWSSW scores 1.00\n"); // half of it is right
+    refused({"WWSSW", "--swap-fields"}, ", less than 0.70; with fields swapped WWSSW scores 1.00\n");
+}
+
+TEST(Conform, NamedPulldownIsRefusedWhereMovingPicturesHaveNone)
+{
+    ExpectRefused(
+        {"render", "counter:size=96x64:rate=30000/1001:duration=2s", "null:", "--remove-pulldown", "WWSSW"},
+        65, "less than 0.35\n");
+}
+
+TEST(Conform, NamedPulldownIsTakenWherePicturesTellNothing)
+{
+    const auto frames = [](const char* inVideo) {
+        return SumsOfTool({inVideo, "--remove-pulldown", "WWSSW"}).size();
+    };
+    EXPECT_EQ(frames("color:white:size=96x64:rate=30000/1001:duration=2s"), 48u);              // don't move
+    EXPECT_EQ(frames("counter:size=96x64:rate=30000/1001:duration=0.33366666666666667s"), 8u); // too few
+}
+
+TEST(Conform, DecimalRatesNearAFractionAreThatFraction)
+{
+    const ScratchFolder folder;
+    const std::string video = folder.File("decimal.mkv");
+    RunFFmpeg("-f lavfi -i testsrc2=size=96x64:rate=2997/100 -frames:v 40 -c:v ffv1 " + video);
+    const Sums own = SumsOfTool({video});
+    ASSERT_EQ(own.size(), 40u);
+    // The clock of the file is that of the output: none is lost and none doubled.
+    EXPECT_EQ(SumsOfTool({video, "--rate", "30000/1001"}), own);
+    EXPECT_EQ(SumsOfTool({video, "--rate", "29.97", "--rate-by", "mix"}), own);
+    EXPECT_EQ(SumsOfTool({video, "--rate", "2997/100"}), own);
+    const ChildResult info = RunTool({"info", video});
+    EXPECT_NE(info.out.find("its rate of 2997/100 is taken for 30000/1001\n"), std::string::npos) << info.out;
+    EXPECT_NE(info.out.find("duration:     1.334667 s"), std::string::npos) << info.out; // 40 of 1001/30000
+}
+
+TEST(Conform, FilmComesBackFromVideoWhoseRateIsTheDecimal)
+{
+    const ScratchFolder folder;
+    const Telecine made = {"96x64", "bottom", "23", 1, "WSSWW", 1, "yuv422p"};
+    const std::string film = MakeFilm(folder, made);
+    const std::string decimal = folder.File("decimal.avi");
+    RunFFmpeg("-r 2997/100 -i " + MakeVideo(folder, made, film) + " -vsync passthrough -c:v ffv1 " + decimal);
+    const Sums expected = FrameSums(film, made.mPixels);
+    EXPECT_EQ(SumsOfTool({decimal, "--pix-fmt", made.mPixels, "--remove-pulldown"}),
+              Sums(expected.begin() + 1, expected.end()));
+}
+
+TEST(Conform, OrderOfFieldsThatChangesInTheFileIsToldOf)
+{
+    const ScratchFolder folder;
+    const auto part = [&](const char* inName, const char* inOptions)
+    {
+        RunFFmpeg(fmt::format("-f lavfi -i testsrc2=size=96x64:rate=25 -frames:v 4 {} -c:v mpeg2video {}",
+                              inOptions, folder.File(inName)));
+        return ReadFile(folder.File(inName));
+    };
+    const std::string upper = part("upper.m2v", "-vf setfield=tff -flags +ildct+ilme -top 1");
+    const std::string lower = part("lower.m2v", "-vf setfield=bff -flags +ildct+ilme -top 0");
+    const std::string whole = part("whole.m2v", "");
+    const auto notes = [&](const std::string& inBytes)
+    {
+        const std::string path = folder.File("clip.m2v");
+        WriteFile(path, inBytes);
+        const ChildResult result = RunTool({"render", path, "null:"});
+        EXPECT_EQ(result.exitCode, 0) << result.Describe();
+        return result.err;
+    };
+    const auto changes = [&](const std::string& inHow)
+    { return "vrender: " + folder.File("clip.m2v") + ": the order of fields changes: " + inHow + "\n"; };
+    EXPECT_EQ(notes(upper + lower),
+              changes("frame 0 is upper first, frame 4 lower first; all are treated as upper first"));
+    EXPECT_EQ(notes(lower + upper + lower),
+              changes("frame 0 is lower first, frame 4 upper first; all are treated as lower first"));
+    EXPECT_EQ(notes(whole + upper),
+              changes("frame 0 is progressive, frame 4 upper first; all are treated as progressive"));
+    EXPECT_EQ(notes(upper + upper), "");
+    EXPECT_EQ(notes(upper + whole), ""); // such frames lose nothing
+}
+
+TEST(Conform, WidthThatFollowsFromThePixelAspectIsEven)
+{
+    const auto width = [](const char* inSize, const char* inAspect)
+    {
+        const ChildResult result = RunTool(
+            {"info", fmt::format("color:white:size={}:duration=1s", inSize), "--chain", "--par", inAspect});
+        for (const std::string& line : Lines(result.out))
+        {
+            if (line.rfind("output:", 0) == 0)
+            {
+                return std::atoi(line.c_str() + line.find_first_not_of(' ', 7));
+            }
+        }
+        return 0;
+    };
+    EXPECT_EQ(width("720x576", "16:11"), 496); // 495
+    EXPECT_EQ(width("720x576", "12:11"), 660);
+    EXPECT_EQ(width("720x576", "32:27"), 608); // 607.5
+    EXPECT_EQ(width("97x66", "12:11"), 88);    // 88.9
+    EXPECT_EQ(width("2x64", "50:1"), 2);
+    const ScratchFolder folder;
+    const ChildResult movie =
+        RunTool({"render", "color:white:size=90x64:duration=0.2s", folder.File("out.mp4"), "--par",
+                 "16:11"}); // 61.9, an odd one would be refused
+    EXPECT_EQ(movie.exitCode, 0) << movie.Describe();
+    EXPECT_EQ(Probe(folder.File("out.mp4"), "stream=width,sample_aspect_ratio"),
+              "width=62\nsample_aspect_ratio=16:11\n");
 }
 
 TEST(Conform, SpeedChoosesFramesForwardsAndBackwards)
