@@ -176,13 +176,14 @@ bool IsOffline(const Project::ClipItem& inItem)
 
 } // namespace
 
-// What the media behind one frame are like.
+// What the media behind one frame are like. The causes of failures are looked for only after one, since media remember
+// them of frames that others asked for, too.
 struct Timeline::Shown
 {
-    std::string mFailure;
     bool mHasMissing = false;
+    std::string mFailure;
 
-    void Look(const Project::SequenceRef& inSequence, const TickTime& inTime)
+    void Look(const Project::SequenceRef& inSequence, const TickTime& inTime, bool inWantsFailure)
     {
         for (std::size_t track = 0; inSequence && track < inSequence->GetTrackCount(); ++track)
         {
@@ -191,37 +192,46 @@ struct Timeline::Shown
             {
                 continue;
             }
-            LookAtItem(inSequence, item, inTime, true);
-            // A transition shows the neighbours beyond their ends.
-            Project::ClipItem neighbour;
-            if (inSequence->GetItem(inSequence->FindItem(track, item.mStart - TickTime(1)), neighbour))
+            LookAtItem(inSequence, item, inTime, inWantsFailure);
+            if (inWantsFailure && mFailure.empty())
             {
-                LookAtItem(inSequence, neighbour, inTime, false);
-            }
-            if (inSequence->GetItem(inSequence->FindItem(track, item.GetEnd()), neighbour))
-            {
-                LookAtItem(inSequence, neighbour, inTime, false);
+                LookAtNeighbours(inSequence, track, item, inTime);
             }
         }
     }
 
 private:
     void LookAtItem(const Project::SequenceRef& inSequence, const Project::ClipItem& inItem,
-                    const TickTime& inTime, bool inIsItsTime)
+                    const TickTime& inTime, bool inWantsFailure)
     {
         if (!inItem.mIsEnabled)
         {
             return;
         }
         const TickTime mediaTime = MediaTimeOf(inItem, inTime, inSequence->GetFrameRate());
-        mHasMissing = mHasMissing || (inIsItsTime && IsOffline(inItem));
-        if (mFailure.empty())
+        mHasMissing = mHasMissing || IsOffline(inItem);
+        if (inWantsFailure && mFailure.empty())
         {
             mFailure = FailureOf(inItem, mediaTime);
         }
-        if (inItem.mSequence && inIsItsTime)
+        if (inItem.mSequence)
         {
-            Look(Project::Sequence::FromInterface(TVK::TVKUnknownRef(inItem.mSequence)), mediaTime);
+            Look(Project::Sequence::FromInterface(TVK::TVKUnknownRef(inItem.mSequence)), mediaTime,
+                 inWantsFailure);
+        }
+    }
+
+    // A transition shows them beyond their ends.
+    void LookAtNeighbours(const Project::SequenceRef& inSequence, std::size_t inTrack,
+                          const Project::ClipItem& inItem, const TickTime& inTime)
+    {
+        for (const TickTime& beside : {inItem.mStart - TickTime(1), inItem.GetEnd()})
+        {
+            Project::ClipItem neighbour;
+            if (mFailure.empty() && inSequence->GetItem(inSequence->FindItem(inTrack, beside), neighbour))
+            {
+                mFailure = FailureOf(neighbour, MediaTimeOf(neighbour, inTime, inSequence->GetFrameRate()));
+            }
         }
     }
 };
@@ -319,10 +329,10 @@ MF::IVideoFrameRef Timeline::RenderNow(const TickTime& inTime, const RenderReque
     return frame;
 }
 
-Timeline::Shown Timeline::LookAt(const TickTime& inTime) const
+Timeline::Shown Timeline::LookAt(const TickTime& inTime, bool inWantsFailure) const
 {
     Shown shown;
-    shown.Look(mContent.mSequence, mContent.mStart + inTime);
+    shown.Look(mContent.mSequence, mContent.mStart + inTime, inWantsFailure);
     return shown;
 }
 
@@ -346,8 +356,7 @@ MF::IVideoFrameRef Timeline::Render(const TickTime& inTime, const RenderRequest&
     {
         frame = BlackFrame(inRequest, mFacts.mFieldType);
     }
-    const Shown shown = LookAt(inTime);
-    if (!frame || !shown.mFailure.empty())
+    if (!frame)
     {
         throw ML::RenderRequestException(rendered ? rendered->mStatus : ML::kRenderFrameFailed);
     }
@@ -357,14 +366,14 @@ MF::IVideoFrameRef Timeline::Render(const TickTime& inTime, const RenderRequest&
     {
         throw ML::RenderRequestException(status);
     }
-    mFramesWithMissing += shown.mHasMissing ? 1 : 0;
+    mFramesWithMissing += LookAt(inTime, false).mHasMissing ? 1 : 0;
     return shaped;
 }
 
 std::string Timeline::FailureAt(const TickTime& inTime) const
 {
     const std::string frame = mContent.mName + ": frame " + std::to_string(FrameAt(inTime));
-    const std::string cause = LookAt(inTime).mFailure;
+    const std::string cause = LookAt(inTime, true).mFailure;
     return cause.empty() ? frame + " could not be made" : frame + ": " + cause;
 }
 

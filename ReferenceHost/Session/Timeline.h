@@ -18,8 +18,8 @@
 // An order has the whole frame made on threads of the service: its media read, its nodes rendered, laid over black.
 // Render then only brings it to the format asked for. A frame that nobody ordered is made while its caller waits.
 //
-// A frame is as good as the media that it shows. Where one of them could not be read at the frame's time, the frame
-// counts as one that could not be made, also where other layers lie over it.
+// A frame is as good as the media that it shows: where one of them can't be read, there is no frame, also where other
+// layers lie over it.
 //
 // Thread-safety: safe, while nobody edits the sequence.
 namespace Session
@@ -77,7 +77,7 @@ private:
     ML::IRenderFrameRef NewRenderer(const RenderRequest& inRequest) const;
     ML::IRenderFrameRef RendererFor(const RenderRequest& inRequest) const;
     MF::IVideoFrameRef RenderNow(const norviktypes::TickTime& inTime, const RenderRequest& inRequest) const;
-    Shown LookAt(const norviktypes::TickTime& inTime) const;
+    Shown LookAt(const norviktypes::TickTime& inTime, bool inWantsFailure) const;
     bool IsEmptyAt(const norviktypes::TickTime& inTime) const;
 
     TimelineContent mContent;
