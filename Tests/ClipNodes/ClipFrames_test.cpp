@@ -459,6 +459,24 @@ TEST_F(ClipFrames, FieldsOfAnotherOrderReachEffectsInThatOfTheRender)
     EXPECT_EQ(effect->mCalls[2].mFrame->GetFieldType(), norviktypes::kFieldType_LowerFirst);
 }
 
+TEST_F(ClipFrames, OfRendersWithAndWithoutFieldsAreKeptApart)
+{
+    const MediaRef media = MakeMedia(0x5C);
+    media->mHeight = 4;
+    const EffectRef effect = MakeEffect(1);
+    const ClipRef clip = MakeClip(media, {effect});
+    ML::CutlistRenderParams params = CachingParams();
+    params.mFieldType = norviktypes::kFieldType_UpperFirst;
+    Render(*clip, At(2), params);
+    EXPECT_EQ(effect->mCalls[0].mFrame->GetFieldType(), norviktypes::kFieldType_UpperFirst);
+    Render(*clip, At(2), CachingParams());
+    EXPECT_EQ(effect->mCalls[1].mFrame->GetFieldType(), norviktypes::kFieldType_Progressive);
+    EXPECT_EQ(media->mRenderedAt.size(), 1u) << "the media is the same for both";
+    EXPECT_NE(FrameHash(*clip, At(2), params), FrameHash(*clip, At(2)));
+    const ClipRef plain = MakeClip(media);
+    EXPECT_EQ(FrameHash(*plain, At(2), params), FrameHash(*plain, At(2))) << "nothing is conformed";
+}
+
 TEST_F(ClipFrames, TheScanlineOffsetMovesThePictureThatEffectsGet)
 {
     const auto topRow = [](std::int32_t offset, bool isNegative)

@@ -44,6 +44,16 @@ MF::IVideoFrameRef WithOrderOf(const MF::FrameTime& inFrameTime, const MF::Frame
     return frame;
 }
 
+// Frames that are drawn for effects have the order of fields of the render, which the media's hash, and that of
+// a still above all, does not tell.
+void MixFieldsOfRender(TVK::HashValue& ioHash, const CutlistRenderParams& inRenderParams)
+{
+    if (norviktypes::IsInterlaced(inRenderParams.mFieldType))
+    {
+        ioHash.MixI32(inRenderParams.mFieldType);
+    }
+}
+
 MF::IVideoFrameRef CentredOn(const CutlistRenderParams& inRenderParams, const MF::IVideoFrameRef& inFrame)
 {
     const auto width = static_cast<std::int32_t>(inRenderParams.mWidth);
@@ -153,6 +163,7 @@ TVK::Guid ClipNodeProducer::HashBeforeEffects(const MF::FrameTime& inMediaTime,
     hash.MixText("ClipNodeProducer FrameHash");
     hash.MixGuid(mNodeHash);
     hash.MixBool(true);
+    MixFieldsOfRender(hash, inRenderParams);
     TVK::Guid digest = hash.AsGuid();
     mInputProducer->GetFrameHash(digest, inMediaTime, inRenderParams, TVK::Guid(digest));
     return digest;
@@ -173,6 +184,7 @@ void ClipNodeProducer::GetFrameHash(TVK::Guid& outHash, const MF::FrameTime& inF
     {
         hash.MixGuid(mNodeHash);
         hash.MixBool(mFirstOperatorIsLimit);
+        MixFieldsOfRender(hash, inRenderParams);
     }
     TVK::Guid digest = hash.AsGuid();
     if (mInputProducer)
