@@ -187,6 +187,33 @@ TEST_F(Timeline, MediaOfAnotherRateShowsTheFrameThatHasBegun)
         expected);
 }
 
+TEST_F(Timeline, DecimalRatesOfDocumentsAreTheirExactOnes)
+{
+    // 23.976 is written where 24000/1001 is meant; an hour's worth of frames later it would be another frame.
+    const std::string clip = ClipText(CounterText(0, "24000/1001"), {10, 23.976}, {6, 23.976});
+    const std::string path = Write(
+        TimelineText({TrackText({clip, ClipText(CounterText(0, "24000/1001"), {50, 23.976}, {4, 23.976})})},
+                     "", R"("width": 160, "height": 90)"));
+    EXPECT_EQ(NumbersShown(path, {}, "24000/1001"), Joined({Counting(10, 6), Counting(50, 4)}));
+    EXPECT_NE(RunTool({"info", path}).out.find("rate:         24000/1001"), std::string::npos);
+}
+
+TEST_F(Timeline, ATimelineOfFieldsIsWrittenAsSuch)
+{
+    const std::string counter =
+        R"({"OTIO_SCHEMA": "GeneratorReference.1", "generator_kind": "vrender:counter",
+        "parameters": {"size": "160x90", "rate": "25", "fields": "upper", "duration": "40"}})";
+    const std::string path =
+        Write(TimelineText({TrackText({ClipText(counter, {10}, {5})})}, "",
+                           R"("width": 160, "height": 90, "rate": [25, 1], "field": "upper")"));
+    const std::vector<std::string> expected =
+        SumsOf(RunTool({"render", "counter:size=160x90:fields=upper:duration=40", "null:", "--checksum",
+                        "--range", "10:15"})
+                   .out);
+    EXPECT_EQ(SumsOf(SumsOfRender(path, {})), expected);
+    EXPECT_NE(RunTool({"info", path}).out.find("fields:       upper first"), std::string::npos);
+}
+
 TEST_F(Timeline, ANestedStackIsOneItem)
 {
     const std::string nested = StackText(
