@@ -4,11 +4,11 @@
 #include <cmath>
 #include <cstring>
 
-#include "IR/BlendModes.h"
-#include "ReferenceHost/ImageRoutines/ComposeBytes.h"
 #include "ReferenceHost/ImageRoutines/ComposePictures.h"
 #include "ReferenceHost/ImageRoutines/FloatRows.h"
 #include "ReferenceHost/ImageRoutines/MotionBytes.h"
+#include "ReferenceHost/ImageRoutines/MotionLayer.h"
+#include "ReferenceHost/ImageRoutines/MotionTiles.h"
 #include "ReferenceHost/ImageRoutines/Operations.h"
 #include "ReferenceHost/ImageRoutines/RowBuffers.h"
 
@@ -23,32 +23,12 @@ constexpr std::int32_t kStretch = 512;
 // A filter that is wider than a pixel by less than this is bilinear; rounding makes the turned ones so.
 constexpr double kWidthMargin = 1e-6;
 
-bool IsNormal(const ComposeSettings& inSettings)
-{
-    return inSettings.blendMode == kIR_Blend_Normal || !inSettings.targetHasPicture;
-}
-
-// Whether what is drawn hides all that was there.
-bool Hides(const MotionPlan& inPlan, bool inIsOpaque)
-{
-    return IsNormal(inPlan.compose) && inPlan.compose.opacity == 1.0F &&
-           (inIsOpaque || !inPlan.compose.targetHasPicture);
-}
-
 // The source's pixel at a place from the middle of one of the target.
 std::int32_t Middle(const MotionAxis& inAxis, std::int32_t inColumn, std::int32_t inRow,
                     double inOffset = 0.0)
 {
     return static_cast<std::int32_t>(
         std::floor(inAxis.At(inColumn + 0.5 + inOffset, inRow + 0.5 + inOffset)));
-}
-
-bool AreBytesOfOneCoding(const MotionPlan& inPlan)
-{
-    // Multiplying by alpha goes from 0, which is not where YUV has its colourless middle.
-    const bool isPlain = inPlan.source.alpha != PictureAlpha::kStraight || inPlan.source.IsRGB();
-    return inPlan.source.sample == Sample::kByte && inPlan.target.sample == Sample::kByte && isPlain &&
-           HasSameCoding(inPlan.source, inPlan.target);
 }
 
 // Pixels that go one to one, without a filter.
@@ -168,64 +148,6 @@ private:
 
     const MotionPlan& mPlan;
     std::int32_t mColumns;
-};
-
-// Premultiplied bytes on their way to the target.
-class ByteLayer
-{
-public:
-    explicit ByteLayer(const MotionPlan& inPlan) : mPlan(inPlan), mSourceIsOpaque(!inPlan.source.HasAlpha())
-    {
-        Picture sampled = inPlan.target;
-        sampled.alpha = PictureAlpha::kPremultiplied;
-        mLayers = ByteLayersFor(sampled, inPlan.target, inPlan.compose.opacity);
-        mLayers.targetIsEmpty = !inPlan.compose.targetHasPicture;
-    }
-
-    // Where to make pixels: in ioPixels, or at once where they belong if nothing there is needed any more.
-    std::uint8_t* PlaceFor(std::int32_t inColumn, std::int32_t inRow, std::uint8_t* ioPixels) const
-    {
-        return Hides(mPlan, mSourceIsOpaque) ? Place(inColumn, inRow) : ioPixels;
-    }
-
-    // inMade: what PlaceFor gave. ioPixels: the same as there.
-    void Lay(const std::uint8_t* inMade, bool inIsOpaque, std::int32_t inColumn, std::int32_t inRow,
-             std::int32_t inCount, std::uint8_t* ioPixels) const
-    {
-        const auto bytes = static_cast<std::size_t>(inCount) * 4;
-        const bool isInPlace = inMade != ioPixels;
-        if (isInPlace && (inIsOpaque || mLayers.targetIsPremultiplied))
-        {
-            return;
-        }
-        if (isInPlace)
-        {
-            std::memcpy(ioPixels, inMade, bytes);
-        }
-        if (inIsOpaque && Hides(mPlan, true))
-        {
-            std::memcpy(Place(inColumn, inRow), ioPixels, bytes);
-        }
-        else if (IsNormal(mPlan.compose))
-        {
-            ComposeBytes(mLayers, ioPixels, nullptr, Place(inColumn, inRow), bytes / 4);
-        }
-        else
-        {
-            ComposeByteRow(ioPixels, nullptr, mPlan.compose, mPlan.target, inColumn, mPlan.TargetRow(inRow),
-                           inCount);
-        }
-    }
-
-private:
-    unsigned char* Place(std::int32_t inColumn, std::int32_t inRow) const
-    {
-        return mPlan.target.Row(0, mPlan.TargetRow(inRow)) + static_cast<std::ptrdiff_t>(inColumn) * 4;
-    }
-
-    const MotionPlan& mPlan;
-    bool mSourceIsOpaque;
-    ByteLayers mLayers;
 };
 
 // Whole pictures at half their size on whole pixels: each pixel the mean of four.
@@ -401,6 +323,10 @@ void DrawMotion(const MotionPlan& inPlan)
     else if (ByteDrawing::Takes(inPlan))
     {
         ByteDrawing(inPlan).Draw();
+    }
+    else if (TakesTurnedBytes(inPlan))
+    {
+        DrawTurnedBytes(inPlan);
     }
     else
     {

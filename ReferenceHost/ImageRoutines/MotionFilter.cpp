@@ -105,11 +105,25 @@ double FirstPixel(double inPlace, double inLength)
     return std::ceil(inPlace - inLength / 2.0 - 0.5);
 }
 
+// Rounding must not choose another way for a reduction by whole numbers.
+constexpr double kWidthMargin = 1e-6;
+
+bool IsHalvedFirst(const MotionPlan& inPlan, const MotionAxis& inAxis)
+{
+    return !inPlan.IsUpright() && inPlan.filter != MotionFilter::kLanczos &&
+           inAxis.coverWidth >= 2.0 - kWidthMargin;
+}
+
 }
 
 MotionFilter FilterFor(MotionFilter inFilter, double inWidth) noexcept
 {
     return inWidth > kWidestKernel ? MotionFilter::kArea : inFilter;
+}
+
+MotionFilter FilterFor(const MotionPlan& inPlan, const MotionAxis& inAxis) noexcept
+{
+    return IsHalvedFirst(inPlan, inAxis) ? MotionFilter::kArea : FilterFor(inPlan.filter, inAxis.filterWidth);
 }
 
 std::int32_t BlockSize(const MotionPlan& inPlan, const MotionAxis& inAxis) noexcept
@@ -122,10 +136,9 @@ std::int32_t BlockSize(const MotionPlan& inPlan, const MotionAxis& inAxis) noexc
     {
         return std::max(inAxis.count, 1);
     }
-    // The little that is taken away keeps rounding from choosing the larger block for a reduction by whole
-    // numbers.
-    const double block = std::ceil(inAxis.filterWidth / kWidestKernel - 1e-6);
-    return static_cast<std::int32_t>(std::clamp(block, 1.0, static_cast<double>(std::max(inAxis.count, 1))));
+    const double least = IsHalvedFirst(inPlan, inAxis) ? 2.0 : 1.0;
+    const double block = std::max(least, std::ceil(inAxis.filterWidth / kWidestKernel - kWidthMargin));
+    return static_cast<std::int32_t>(std::min(block, static_cast<double>(std::max(inAxis.count, 1))));
 }
 
 double FilterLength(MotionFilter inFilter, double inWidth) noexcept

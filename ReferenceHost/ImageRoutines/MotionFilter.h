@@ -18,8 +18,11 @@ inline constexpr double kWidestKernel = 8.0;
 // The filter along an axis on which a target pixel is inWidth wide.
 MotionFilter FilterFor(MotionFilter inFilter, double inWidth) noexcept;
 
-// Source pixels that are averaged, along an axis, before a picture that is turned and much reduced is
-// filtered; 1 for every other.
+// The filter along an axis of a plan.
+MotionFilter FilterFor(const MotionPlan& inPlan, const MotionAxis& inAxis) noexcept;
+
+// Source pixels that are averaged, along an axis, before a picture that is turned and reduced to half its size
+// or less is filtered; 1 for every other.
 std::int32_t BlockSize(const MotionPlan& inPlan, const MotionAxis& inAxis) noexcept;
 
 // The width of the stretch of middles of pixels that count. inWidth: of the target pixel, at least 1.

@@ -203,7 +203,7 @@ struct BlockAxis
         , size(BlockSize(inPlan, inAxis))
         , count((inAxis.count + size - 1) / size)
         , width(count == 1 ? 1.0 : std::max(1.0, inAxis.filterWidth / size))
-        , filter(FilterFor(inPlan.filter, inAxis.filterWidth))
+        , filter(FilterFor(inPlan, inAxis))
         , length(FilterLength(filter, width))
     {
     }
@@ -251,6 +251,8 @@ public:
         , mV(inPlan, inPlan.v)
         , mPhasesU(mU.filter, mU.width)
         , mPhasesV(mV.filter, mV.width)
+        , mIsCutOff(inPlan.filter != MotionFilter::kArea && inPlan.source.sample == Sample::kByte &&
+                    inPlan.target.sample == Sample::kByte && HasSameCoding(inPlan.source, inPlan.target))
         , mMostColumns(MostBlocks(mU))
         , mSource(inPlan, MostPixels())
         , mGrid(Size(MostBlocks(mV)), Size(mMostColumns) * 4)
@@ -339,7 +341,35 @@ private:
         const std::int32_t count = inSpan.last - inSpan.first;
         SampleRow({mGrid.Row(0), static_cast<std::ptrdiff_t>(mGrid.Row(1) - mGrid.Row(0)), mLeft, mTop}, u, v,
                   inSpan.first, mPixels.Row(0), Size(count));
+        CutOff(count);
         Compose(mPlan, mPixels.Row(0), inRow, inSpan.first, count, mCoverage.Row(0));
+    }
+
+    // Bytes are drawn as the kernels of bytes do it, which hold no more than codes.
+    void CutOff(std::int32_t inCount)
+    {
+        if (!mIsCutOff)
+        {
+            return;
+        }
+        float* pixels = mPixels.Row(0);
+        for (int i = 0; i < 4; ++i)
+        {
+            const FloatRange range = FloatRangeOf(RangeOf(mPlan.target, i));
+            const float low = -range.offset * range.factor;
+            const float high = (255.0F - range.offset) * range.factor;
+            for (std::size_t at = static_cast<std::size_t>(kPackedPlace[i]); at < Size(inCount) * 4; at += 4)
+            {
+                pixels[at] = std::clamp(pixels[at], low, high);
+            }
+        }
+        if (mPlan.source.alpha == PictureAlpha::kStraight && mPlan.source.IsRGB())
+        {
+            for (std::size_t at = 0; at < Size(inCount) * 4; ++at)
+            {
+                pixels[at] = std::min(pixels[at], pixels[at | 3]);
+            }
+        }
     }
 
     void Fetch(const BlockBox& inLooked)
@@ -422,6 +452,7 @@ private:
     BlockAxis mV;
     MotionPhases mPhasesU;
     MotionPhases mPhasesV;
+    bool mIsCutOff;
     std::int32_t mMostColumns;
     SourceRows mSource;
     RowBuffers<float> mGrid;

@@ -193,14 +193,27 @@ double CoverageOf(double inPlace, double inWidth, std::int32_t inCount)
     return std::clamp(inside / inWidth, 0.0, 1.0);
 }
 
-std::int32_t BlockOf(const Sampling& inSampling, double inWidth, std::int32_t inCount)
+// Whether, along an axis, the mean of every two pixels is taken first.
+bool IsHalvedFirst(const Sampling& inSampling, Filter inFilter, double inCover)
+{
+    return inSampling.isTurned && inFilter != Filter::kLanczos && inCover >= 2.0 - 1e-6;
+}
+
+std::int32_t BlockOf(const Sampling& inSampling, Filter inFilter, double inCover, double inWidth,
+                     std::int32_t inCount)
 {
     if (inSampling.isTurned && inWidth >= 4.0 * inCount)
     {
         return inCount;
     }
-    const double block = inSampling.isTurned ? std::ceil(inWidth / 8.0 - 1e-6) : 1.0;
+    const double wide = inSampling.isTurned ? std::ceil(inWidth / 8.0 - 1e-6) : 1.0;
+    const double block = IsHalvedFirst(inSampling, inFilter, inCover) ? std::max(wide, 2.0) : wide;
     return static_cast<std::int32_t>(std::clamp(block, 1.0, static_cast<double>(inCount)));
+}
+
+Filter FilterAlong(const Sampling& inSampling, Filter inFilter, double inCover, double inWidth)
+{
+    return inWidth > 8.0 || IsHalvedFirst(inSampling, inFilter, inCover) ? Filter::kBox : inFilter;
 }
 
 double WidthInBlocks(double inWidth, std::int32_t inBlock, std::int32_t inBlocks)
@@ -211,16 +224,18 @@ double WidthInBlocks(double inWidth, std::int32_t inBlock, std::int32_t inBlocks
 Pixel Sample(const Grid& inGrid, Filter inFilter, const Sampling& inSampling, std::int32_t inWidth,
              std::int32_t inHeight)
 {
-    const std::int32_t blockX = BlockOf(inSampling, inSampling.filter.x, inWidth);
-    const std::int32_t blockY = BlockOf(inSampling, inSampling.filter.y, inHeight);
+    const std::int32_t blockX =
+        BlockOf(inSampling, inFilter, inSampling.cover.x, inSampling.filter.x, inWidth);
+    const std::int32_t blockY =
+        BlockOf(inSampling, inFilter, inSampling.cover.y, inSampling.filter.y, inHeight);
     const double widthX =
         inSampling.isTurned ? WidthInBlocks(inSampling.filter.x, blockX, inGrid.width) : inSampling.filter.x;
     const double widthY =
         inSampling.isTurned ? WidthInBlocks(inSampling.filter.y, blockY, inGrid.height) : inSampling.filter.y;
-    const std::vector<Tap> columns = TapsRound(inSampling.filter.x > 8.0 ? Filter::kBox : inFilter,
-                                               inSampling.place.x / blockX, widthX, inGrid.width);
+    const Filter filterX = FilterAlong(inSampling, inFilter, inSampling.cover.x, inSampling.filter.x);
+    const Filter filterY = FilterAlong(inSampling, inFilter, inSampling.cover.y, inSampling.filter.y);
+    const std::vector<Tap> columns = TapsRound(filterX, inSampling.place.x / blockX, widthX, inGrid.width);
     Pixel sum = {{0.0, 0.0, 0.0, 0.0}};
-    const Filter filterY = inSampling.filter.y > 8.0 ? Filter::kBox : inFilter;
     for (const Tap& row : TapsRound(filterY, inSampling.place.y / blockY, widthY, inGrid.height))
     {
         for (const Tap& column : columns)
@@ -232,6 +247,29 @@ Pixel Sample(const Grid& inGrid, Filter inFilter, const Sampling& inSampling, st
         }
     }
     return sum;
+}
+
+bool AreBytesOfOneCoding(const Picture& inOne, const Picture& inOther)
+{
+    return inOne.sample == Sample::kByte && inOther.sample == Sample::kByte &&
+           inOne.matrix == inOther.matrix && inOne.transfer == inOther.transfer &&
+           inOne.isFullRange == inOther.isFullRange;
+}
+
+// What a byte of the target can't hold, and what the alpha of a straight source can't show.
+Pixel CutOff(Pixel inPixel, const Picture& inSource, const Picture& inTarget)
+{
+    for (int c = 0; c < 4; ++c)
+    {
+        const ComponentRange range = RangeOf(inTarget, c);
+        const double code = std::clamp(inPixel.c[c] * range.scale + range.offset, 0.0, 255.0);
+        inPixel.c[c] = (code - range.offset) / range.scale;
+    }
+    for (int c = 0; c < 3 && inSource.alpha == PictureAlpha::kStraight && inSource.IsRGB(); ++c)
+    {
+        inPixel.c[c] = std::min(inPixel.c[c], inPixel.c[3]);
+    }
+    return inPixel;
 }
 
 Pixel Over(const Pixel& inSource, const Pixel& inBackdrop)
@@ -267,8 +305,11 @@ public:
         const Grid pixels = PremultipliedGrid(source, inTarget);
         const Sampling one = SamplingAt({0.5, 0.5}, inSourceField);
         const Sampling limited = Limited(one, source);
-        const Grid blocks = Averaged(pixels, BlockOf(limited, limited.filter.x, source.width),
-                                     BlockOf(limited, limited.filter.y, source.height));
+        const Filter filter = FilterFor(mSettings);
+        const Grid blocks =
+            Averaged(pixels, BlockOf(limited, filter, limited.cover.x, limited.filter.x, source.width),
+                     BlockOf(limited, filter, limited.cover.y, limited.filter.y, source.height));
+        const bool isCutOff = one.isTurned && AreBytesOfOneCoding(source, inTarget);
         for (std::int32_t y = inTargetField == kIR_LowerField ? 1 : 0; y < inTarget.height;
              y += inTargetField == kIR_WholePicture ? 1 : 2)
         {
@@ -279,8 +320,8 @@ public:
                                         CoverageOf(sampling.place.y, sampling.cover.y, source.height);
                 if (coverage > 0.0)
                 {
-                    Lay(Sample(blocks, FilterFor(mSettings), sampling, source.width, source.height), coverage,
-                        inTarget, x, y);
+                    const Pixel pixel = Sample(blocks, filter, sampling, source.width, source.height);
+                    Lay(isCutOff ? CutOff(pixel, source, inTarget) : pixel, coverage, inTarget, x, y);
                 }
             }
         }

@@ -8,6 +8,8 @@
 #include "ReferenceHost/ImageRoutines/CpuTarget.h"
 #include "ReferenceHost/ImageRoutines/MotionBytes.h"
 #include "ReferenceHost/ImageRoutines/MotionDraw.h"
+#include "ReferenceHost/ImageRoutines/MotionTiles.h"
+#include "ReferenceHost/ImageRoutines/MotionTurned.h"
 #include "ReferenceHost/ImageRoutines/ReferenceSamples.h"
 #include "Tests/Support/Scale.h"
 
@@ -379,6 +381,118 @@ TEST_P(Motion, HalvesBytesAsTheTwinDoes)
     }
 }
 
+TEST_P(Motion, WidensBytesAsTheTwinDoes)
+{
+    ASSERT_EQ(GetParam(), ir::MotionTurnedTarget());
+    Dice dice(1609);
+    for (std::int32_t width = 1; width < 40; ++width)
+    {
+        for (const std::uint32_t code : {TestPictures::kBGRA8, TestPictures::kBGRP8, TestPictures::kBGRX8})
+        {
+            Memory picture(code, width * 2, 2, dice.Below(13), dice.Below(64));
+            picture.Randomise(dice.Engine());
+            const ir::ByteSource source = ir::ByteSourceOf(picture.View());
+            const std::uint8_t* lower = source.pixels + source.stride;
+            const auto components = static_cast<std::size_t>(width) * 4;
+            std::vector<std::int16_t> ours(components + 1, -7);
+            std::vector<std::int16_t> twin(components + 1, -7);
+            ir::reference::WidenBytes(source, source.pixels, twin.data(), components / 4);
+            ir::WidenBytes(source, source.pixels, ours.data(), components / 4);
+            ASSERT_EQ(twin, ours) << width << " of " << TestPictures::Name(code);
+            ir::reference::HalveWidely(source, source.pixels, lower, twin.data(), components / 4);
+            ir::HalveWidely(source, source.pixels, lower, ours.data(), components / 4);
+            ASSERT_EQ(twin, ours) << width << " of " << TestPictures::Name(code);
+        }
+    }
+}
+
+TEST_P(Motion, FiltersTurnedBytesAsTheTwinDoes)
+{
+    struct Way
+    {
+        ir::MotionFilter filter;
+        double width;
+    };
+    static constexpr Way kWays[] = {{ir::MotionFilter::kArea, 1.0},    {ir::MotionFilter::kArea, 2.3},
+                                    {ir::MotionFilter::kBicubic, 1.0}, {ir::MotionFilter::kBicubic, 1.7},
+                                    {ir::MotionFilter::kLanczos, 1.0}, {ir::MotionFilter::kLanczos, 1.8}};
+    constexpr std::int32_t kSide = 60;
+    Dice dice(1610);
+    std::vector<std::int16_t> pixels(kSide * kSide * 4);
+    for (const Way& way : kWays)
+    {
+        const std::int32_t taps = ir::TurnedTaps::TapsFor(way.filter, way.width);
+        ASSERT_LE(taps, ir::TurnedTaps::kMostTaps);
+        const ir::TurnedTaps weights(way.filter, way.width, taps);
+        for (std::int32_t count = 1; count < 40; ++count)
+        {
+            const bool isOpaque = count % 2 == 0;
+            for (std::size_t i = 0; i < pixels.size(); ++i)
+            {
+                const int code = i % 4 != 3 ? 255 * dice.Below(2) : isOpaque ? 255 : 200;
+                pixels[i] = static_cast<std::int16_t>(code << 7);
+            }
+            const auto unit = static_cast<double>(std::int64_t{1} << 32);
+            const ir::TurnedGrid grid = {pixels.data(), kSide * 4, -30, -30};
+            const ir::TurnedAxis u = {
+                {std::llround(dice.Between(-2.0, 2.0) * unit), std::llround(dice.Between(-0.5, 0.5) * unit)},
+                &weights};
+            const ir::TurnedAxis v = {
+                {std::llround(dice.Between(-2.0, 2.0) * unit), std::llround(dice.Between(-0.5, 0.5) * unit)},
+                &weights};
+            const auto bytes = static_cast<std::size_t>(count) * 4;
+            std::vector<std::uint8_t> ours(bytes + 1, 77);
+            std::vector<std::uint8_t> twin(bytes + 1, 77);
+            ASSERT_EQ(isOpaque, ir::reference::SampleTurned(grid, u, v, 0, twin.data(), bytes / 4));
+            ASSERT_EQ(isOpaque, ir::SampleTurned(grid, u, v, 0, ours.data(), bytes / 4));
+            ASSERT_EQ(twin, ours) << count << " by " << taps;
+        }
+    }
+}
+
+// Turned ones: of every quality, enlarged, reduced a little, and so much that they are halved first.
+TEST_P(Motion, TurnsBytesAsTheReferenceDoes)
+{
+    static constexpr std::uint32_t kFrom[] = {0x004, 0x008, 0x00C, 0x006, 0x00A, 0x2004};
+    static constexpr std::uint32_t kTo[] = {0x004, 0x008, 0x00C, 0x00E};
+    Dice dice(1611);
+    std::size_t taken = 0;
+    const std::size_t count = TestSupport::ScaledCount(300);
+    for (std::size_t i = 0; i < count; ++i)
+    {
+        Scene scene(kFrom[i % 6], 1 + dice.Below(80), 1 + dice.Below(60), kTo[dice.Below(4)],
+                    1 + dice.Below(50), 1 + dice.Below(40));
+        scene.source.Randomise(dice.Engine());
+        scene.target.Randomise(dice.Engine());
+        scene.settings.scaleX = static_cast<float>(dice.Between(0.2, 1.3));
+        scene.settings.scaleY = dice.Below(3) == 0 ? dice.Scale() : scene.settings.scaleX;
+        if (dice.Below(3) == 0)
+        {
+            scene.settings.scaleX = scene.settings.scaleY = dice.Below(2) == 0 ? 0.5F : 0.25F;
+        }
+        scene.settings.rotation = dice.Below(4) == 0 ? 90.0 : dice.Between(-360.0, 360.0);
+        scene.settings.opacity = dice.Below(2) == 0 ? 1.0F : 0.7F;
+        scene.settings.antiFlicker = dice.Below(4) == 0 ? dice.Between(0.0, 1.0) : 0.0;
+        scene.settings.targetHasPicture = dice.Below(2);
+        scene.settings.quality = 3 + dice.Below(3);
+        if (scene.settings.targetHasPicture == 0)
+        {
+            Clear(scene.target);
+        }
+        taken += ir::TakesTurnedBytes(ir::PlanMotion(scene.source.View(), scene.from, kIR_WholePicture,
+                                                     scene.target.View(), scene.to, kIR_WholePicture, nullptr,
+                                                     scene.settings))
+                     ? 1
+                     : 0;
+        CompareWithReference(scene);
+        if (HasFatalFailure())
+        {
+            return;
+        }
+    }
+    EXPECT_GE(taken, count / 3); // the others are of two codings, or a filter is too wide
+}
+
 TEST_P(Motion, HalvesAndShiftsAsTheReferenceDoes)
 {
     Dice dice(1605);
@@ -429,6 +543,59 @@ TEST_P(Motion, FiltersSmallPicturesToTheirMean)
 TEST_P(Motion, FiltersSmallTurnedPicturesToTheirMean)
 {
     ExpectMeans(1607, {15.0, 33.0, 45.0}, 384, 384);
+}
+
+// Waves of a picture at half its size, turned: those that the target can hold are kept, and of those that are
+// finer than its pixels little is left.
+TEST_P(Motion, KeepsDetailButNoPatternsOfTurnedPicturesAtHalfSize)
+{
+    constexpr double kTurn = 15.0 * 3.14159265358979323846 / 180.0;
+    const auto drawn = [](double inPeriod, double& outKept, double& outRest)
+    {
+        Scene scene(TestPictures::kBGRX8, 160, 160, TestPictures::kBGRX8, 60, 60);
+        const double step = 2.0 * 3.14159265358979323846 / inPeriod;
+        for (std::int32_t y = 0; y < 160; ++y)
+        {
+            for (std::int32_t x = 0; x < 160; ++x)
+            {
+                for (int c = 0; c < 4; ++c)
+                {
+                    ir::reference::WritePlane(scene.source.View(), c, x, y,
+                                              0.5 + 0.4 * std::sin((x + 0.5) * step));
+                }
+            }
+        }
+        scene.settings.scaleX = scene.settings.scaleY = 0.5F;
+        scene.settings.rotation = 15.0;
+        scene.settings.quality = 4;
+        ASSERT_EQ(kIR_Success, scene.Draw());
+        double along = 0.0;
+        double squares = 0.0;
+        double waves = 0.0;
+        for (std::int32_t y = 0; y < 60; ++y)
+        {
+            for (std::int32_t x = 0; x < 60; ++x)
+            {
+                const double dx = (x + 0.5 - 30.0) * 2.0;
+                const double dy = (y + 0.5 - 30.0) * 2.0;
+                const double wave = std::sin((80.0 + dx * std::cos(kTurn) + dy * std::sin(kTurn)) * step);
+                const double value = (ir::reference::ReadPlane(scene.target.View(), 1, x, y) - 0.5) / 0.4;
+                along += value * wave;
+                squares += value * value;
+                waves += wave * wave;
+            }
+        }
+        outKept = along / waves;
+        outRest = std::sqrt(std::max(0.0, (squares - outKept * along) / (60.0 * 60.0)));
+    };
+    double kept = 0.0;
+    double rest = 0.0;
+    drawn(10.0, kept, rest);
+    EXPECT_GT(kept, 0.7);
+    EXPECT_LT(rest, 0.12);
+    drawn(2.2, kept, rest);
+    EXPECT_LT(std::fabs(kept), 0.3);
+    EXPECT_LT(rest, 0.15);
 }
 
 TEST_P(Motion, ShowsFineDetailBetterAtEachStepOfQuality)

@@ -34,8 +34,12 @@
  *   4: bicubic (b = 0, c = 0.5), averaged over a box of width f - 1 / f
  *   5 and above: Lanczos of three lobes, averaged in the same way
  * Where f is above 8 every quality is the area average. A picture that is turned by other than half turns is
- * then first averaged over blocks of ceil(f / 8) pixels, counted from the source's first pixel. antiFlicker
- * (limited to 0..1) makes the target pixel 1 + antiFlicker lines high for the filter, not for the coverage.
+ * then first averaged over blocks of ceil(f / 8) pixels, counted from the source's first pixel. Where one of
+ * quality up to 4 is reduced to half its size or less along an axis, these blocks have at least two pixels,
+ * and the filter is the area average. antiFlicker (limited to 0..1) makes the target pixel 1 + antiFlicker
+ * lines high for the filter, not for the coverage.
+ *   What a filter overshoots is kept, but for turned pictures where source and target are bytes of one model
+ * and coding: there it is cut off at the ends of the codes, and colour of a straight RGB source at its alpha.
  *
  * Fields. `field` is kIR_WholePicture, or the field whose rows are drawn; the other rows are not touched.
  * fieldType is 0 progressive, 1 upper field first, 2 lower field first. If source and target are both
