@@ -248,8 +248,12 @@ TEST(UpdateCutlist, OfNoChangeIsThePreviousOne)
     const auto previous = Cutlist({{0, 10, 1, 0}});
     IRenderableCutlistRef updated;
     const auto build = [](const TimeRange&, IRenderableCutlistRef&) { return -1; };
-    EXPECT_EQ(ML::UpdateCutlist(previous, kRate, Range(5, 5), build, updated), 0);
-    EXPECT_TRUE(updated == previous);
+    for (const double time : {5.0, 5.25})
+    {
+        EXPECT_EQ(ML::UpdateCutlist(previous, kRate, {Frames(time), Frames(time)}, build, updated), 0)
+            << time;
+        EXPECT_TRUE(updated == previous);
+    }
 }
 
 TEST(UpdateCutlist, ChangeWithinAFrameTakesTheWholeFrame)

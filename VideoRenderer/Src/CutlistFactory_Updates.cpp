@@ -86,6 +86,11 @@ std::int32_t UpdateCutlist(const MF::IRenderableCutlistRef& inPrevious,
                            const BuildRange& inBuild, MF::IRenderableCutlistRef& outCutlist)
 {
     const MF::IRenderableCutlistRef previous = inPrevious;
+    if (inChange.mStart >= inChange.mEnd) // on the grid it would be a frame
+    {
+        outCutlist = previous;
+        return TVK::kStatus_OK;
+    }
     const TimeRange change{inChange.mStart.AlignToFrame(inFrameRate),
                            inChange.mEnd.AlignToFrameCeil(inFrameRate)};
     std::vector<CutlistPiece> pieces;
