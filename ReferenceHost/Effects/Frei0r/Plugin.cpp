@@ -62,6 +62,7 @@ struct Worker
     Instance mInstance = nullptr;
     std::int32_t mWidth = 0;
     std::int32_t mHeight = 0;
+    std::vector<Setting> mSettings; // of its frames, where it is bound to them
     std::array<Pixels, 2> mInputs;
     Pixels mOutput;
 
@@ -119,7 +120,7 @@ void Set(const PluginFile& inFile, Instance inInstance, ParameterType inType, co
 class Plugin::Pool
 {
 public:
-    explicit Pool(bool inIsAlone) : mIsAlone(inIsAlone) {}
+    explicit Pool(const PluginTraits& inTraits) : mIsAlone(inTraits.mIsAlone), mIsBound(inTraits.mIsBound) {}
     ~Pool()
     {
         for (const Worker& worker : mIdle)
@@ -157,12 +158,15 @@ public:
     }
 
     // No instance: the plug-in can't make one. Throws std::bad_alloc.
-    Worker CheckOut(std::int32_t inWidth, std::int32_t inHeight, std::size_t inInputs)
+    Worker CheckOut(std::int32_t inWidth, std::int32_t inHeight, const PluginCall& inCall)
     {
         {
             const std::lock_guard lock(mLock);
             const auto fits = [&](const Worker& inWorker)
-            { return inWorker.mWidth == inWidth && inWorker.mHeight == inHeight; };
+            {
+                return inWorker.mWidth == inWidth && inWorker.mHeight == inHeight &&
+                       (!mIsBound || inWorker.mSettings == inCall.mSettings);
+            };
             const auto found = std::find_if(mIdle.rbegin(), mIdle.rend(), fits);
             if (found != mIdle.rend())
             {
@@ -174,7 +178,11 @@ public:
         Worker worker;
         worker.mWidth = inWidth;
         worker.mHeight = inHeight;
-        for (std::size_t i = 0; i < inInputs; ++i)
+        if (mIsBound)
+        {
+            worker.mSettings = inCall.mSettings;
+        }
+        for (std::size_t i = 0; i < inCall.mPictures.size(); ++i)
         {
             worker.mInputs[i] = MakePixels(worker.Count());
         }
@@ -239,6 +247,7 @@ private:
     }
 
     const bool mIsAlone;
+    const bool mIsBound;
     std::mutex mLoading;
     bool mIsTried = false;
     std::unique_ptr<PluginFile> mFile; // unchanged once it is there
@@ -250,7 +259,7 @@ private:
 Plugin::Plugin(ScannedPlugin inScanned, PluginTraits inTraits)
     : mScanned(std::move(inScanned))
     , mTraits(std::move(inTraits))
-    , mPool(std::make_unique<Pool>(mTraits.mIsAlone))
+    , mPool(std::make_unique<Pool>(mTraits))
 {
 }
 
@@ -272,8 +281,8 @@ std::int32_t Plugin::Run(const PluginCall& inCall)
     const bool swaps = mScanned.mFacts.mColorModel == ColorModel::kRGBA;
     try
     {
-        Worker worker = mPool->CheckOut(RoundUp(inCall.mTarget.width), RoundUp(inCall.mTarget.height),
-                                        inCall.mPictures.size());
+        Worker worker =
+            mPool->CheckOut(RoundUp(inCall.mTarget.width), RoundUp(inCall.mTarget.height), inCall);
         if (worker.mInstance == nullptr)
         {
             return VF::kFrameStatus_BadArgument;

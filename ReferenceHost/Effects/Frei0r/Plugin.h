@@ -2,7 +2,7 @@
 //
 // Instances are made for a size, which is that of the picture rounded up to whole blocks of 8 by repeating the last
 // column and row, since plug-ins may count on that. An instance is one render's at a time and is given every
-// parameter anew; a few wait for the next render. Its pictures are its own, so a plug-in never reads and writes the
+// parameter anew (one of a plug-in that keeps something of earlier values serves frames of equal ones only); a few wait for the next render. Its pictures are its own, so a plug-in never reads and writes the
 // same memory, and there is room behind them for those that reach a little too far.
 //
 // Thread-safety: safe.
@@ -26,6 +26,8 @@ struct Setting
 {
     double mNumbers[3] = {0.0, 0.0, 0.0};
     std::string mText;
+
+    friend bool operator==(const Setting&, const Setting&) = default;
 };
 
 struct PluginCall

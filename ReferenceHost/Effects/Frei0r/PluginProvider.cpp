@@ -88,6 +88,10 @@ std::string WhyNot(EffectKind inKind, const PluginFacts& inFacts, const PluginTr
     {
         return "mixes pictures without a fader, and tracks are laid over each other by blend modes";
     }
+    if (inTraits.mCrashes)
+    {
+        return "crashes when it draws";
+    }
     return inTraits.mIsStateful ? "depends on earlier frames or on chance, and frames are made in any order"
                                 : "";
 }

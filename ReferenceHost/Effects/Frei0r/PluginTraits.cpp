@@ -77,6 +77,8 @@ PluginTraits TraitTable::Of(std::string_view inStem) const
         traits = line.mWord == "plain" ? PluginTraits() : traits;
         traits.mIsAlone = traits.mIsAlone || line.mWord == "alone";
         traits.mIsStateful = traits.mIsStateful || line.mWord == "stateful";
+        traits.mIsBound = traits.mIsBound || line.mWord == "bound";
+        traits.mCrashes = traits.mCrashes || line.mWord == "crashes";
         traits.mFader = line.mWord == "fader" ? line.mFader : traits.mFader;
     }
     return traits;

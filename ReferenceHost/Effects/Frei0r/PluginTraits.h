@@ -1,7 +1,7 @@
 // What is known of single plug-ins that they don't say of themselves, as data: PluginTraits.inc, and lines of the
 // same kind in the file that VR_FREI0R_TRAITS names, which are added.
 //
-// A line is "alone: names", "stateful: names", "fader=parameter: names", or begins with '#'. "plain: names" takes
+// A line is "alone: names", "stateful: names", "bound: names", "crashes: names", "fader=parameter: names", or begins with '#'. "plain: names" takes
 // everything back that was said of a name before.
 //
 // Thread-safety: values.
@@ -18,6 +18,8 @@ struct PluginTraits
 {
     bool mIsAlone = false;    // its calls must not overlap, also those of different instances
     bool mIsStateful = false; // its picture depends on more than input, parameters and time
+    bool mIsBound = false;    // an instance keeps something of the parameters that it had before
+    bool mCrashes = false;    // takes the process down when it draws
     std::string mFader;       // name of the parameter that drives a transition; empty: it is none
 };
 
