@@ -8,7 +8,8 @@
 // have a track or none.
 //
 // Ownership: as of all nodes; a producer holds the producers of its tracks. Errors: an input that fails stops
-// the frame, and its status is returned. Inputs without a picture at the time take no part.
+// the frame, and its status is returned; without memory to lay its picture over what is beneath, that is
+// kStatus_NoSuchEntry. Inputs without a picture at the time take no part.
 //
 // Thread-safety: frozen, safe; mutable, for the builder alone. Tracks are rendered one after the other.
 #pragma once

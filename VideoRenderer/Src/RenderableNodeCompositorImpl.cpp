@@ -144,16 +144,22 @@ std::int32_t CompositorProducer::GetFrame(const MF::FrameTime& inFrameTime,
         {
             return status;
         }
-        if (frame)
+        if (!frame)
         {
-            outFrame = LaidOver(frame, track, outFrame, inRenderParams);
+            continue;
+        }
+        outFrame = LaidOver(frame, track, outFrame, inRenderParams);
+        if (!outFrame) // what comes next would be laid over nothing
+        {
+            return MF::kStatus_NoSuchEntry;
         }
     }
-    if (outFrame)
+    if (!outFrame)
     {
-        outFrame = SingleFieldOf(outFrame, inRenderParams);
+        return TVK::kStatus_OK;
     }
-    return TVK::kStatus_OK;
+    outFrame = SingleFieldOf(outFrame, inRenderParams);
+    return outFrame ? TVK::kStatus_OK : MF::kStatus_NoSuchEntry;
 }
 
 void MixIntrinsics(TVK::HashValue& ioHash, const NodeIntrinsicParameters& inIntrinsics)
@@ -193,6 +199,11 @@ void CompositorProducer::GetFrameHash(TVK::Guid& outHash, const MF::FrameTime& i
     hash.MixU32(inRenderParams.mFieldToRender);
     hash.MixU32(static_cast<std::uint32_t>(inRenderParams.mDeinterlaceQuality));
     hash.MixU64(Pair(format.mName, format.mProperties));
+    // The stack is drawn in the order of fields of the render, of which the hashes of stills do not tell.
+    if (norviktypes::IsInterlaced(inRenderParams.mFieldType))
+    {
+        hash.MixI32(inRenderParams.mFieldType);
+    }
     outHash = hash.AsGuid();
 }
 
