@@ -82,19 +82,20 @@ TEST_F(TimelineDocument, OnMissingSaysWhatStandsThereAndEndsWithTwo)
     };
     const std::vector<std::string> counter =
         SumsOf(RunTool({"render", "counter:size=160x90", "null:", "--checksum", "--range", "0:60"}).out);
-    const std::string black = SumsOf(
-        RunTool({"render", "color:#000000:size=160x90", "null:", "--checksum", "--range", "0:1"}).out)[0];
-    EXPECT_EQ(sums(path, "black"),
-              (std::vector<std::string>{counter[10], counter[11], black, black, counter[30], counter[31]}));
-    EXPECT_EQ(sums(below, "black"), (std::vector<std::string>{counter[50], black, black, counter[53]}));
+    const std::string black =
+        SumsOf(RunTool({"render", "color:#000000:size=160x90", "null:", "--checksum", "--range", "0:1"}).out)
+            .at(0);
+    EXPECT_EQ(sums(path, "black"), (std::vector<std::string>{counter.at(10), counter.at(11), black, black,
+                                                             counter.at(30), counter.at(31)}));
+    EXPECT_EQ(sums(below, "black"), (std::vector<std::string>{counter.at(50), black, black, counter.at(53)}));
     EXPECT_EQ(sums(below, "transparent"),
-              (std::vector<std::string>{counter[50], counter[51], counter[52], counter[53]}));
+              (std::vector<std::string>{counter.at(50), counter.at(51), counter.at(52), counter.at(53)}));
     const std::vector<std::string> card = sums(path, "card");
     ASSERT_EQ(card.size(), 6u);
-    EXPECT_EQ(card[1], counter[11]);
-    EXPECT_NE(card[2], black);
-    EXPECT_NE(card[2], counter[20]);
-    EXPECT_EQ(card[2], card[3]);
+    EXPECT_EQ(card.at(1), counter.at(11));
+    EXPECT_NE(card.at(2), black);
+    EXPECT_NE(card.at(2), counter.at(20));
+    EXPECT_EQ(card.at(2), card.at(3));
 }
 
 TEST_F(TimelineDocument, StillsShowACardForMissingMedia)
@@ -322,9 +323,9 @@ TEST_F(TimelineDocument, AFrameWhoseMediaIsDamagedCountsAndNamesItsCause)
         EXPECT_EQ(result.exitCode, 2) << result.Describe();
         const std::vector<std::string> sums = SumsOf(result.out);
         ASSERT_EQ(sums.size(), 10u);
-        EXPECT_EQ(sums[4], sums[3]);
-        EXPECT_EQ(sums[7], sums[6]);
-        EXPECT_NE(sums[5], sums[4]);
+        EXPECT_EQ(sums.at(4), sums.at(3));
+        EXPECT_EQ(sums.at(7), sums.at(6));
+        EXPECT_NE(sums.at(5), sums.at(4));
         EXPECT_TRUE(Has(result.err, "s04.png") && Has(result.err, "s07.png")) << result.err;
         EXPECT_TRUE(Has(result.err, "2 of 10 frames")) << result.err;
     }

@@ -256,10 +256,10 @@ TEST_F(Timeline, AFrameThatIsAskedForAgainIsTheSameAndFoundInMemory)
     ASSERT_EQ(RunTool({"frame", path, mFolder.File("a.png"), "--time", "12"}).exitCode, 0);
     const ChildResult same = RunTool({"compare", mFolder.File("a.png"), path, "--json"});
     EXPECT_EQ(same.exitCode, 1) << "a timeline of 30 frames is no still";
-    const std::string sum = Lines(SumsOfRender(path, {"--range", "12:13"}))[0];
+    const std::string sum = Lines(SumsOfRender(path, {"--range", "12:13"})).at(0);
     const ChildResult alone =
         RunTool({"frame", path, "null:", "--time", "12", "--checksum", "--pix-fmt", "bgra"});
-    EXPECT_EQ(Lines(alone.out)[0], sum);
+    EXPECT_EQ(Lines(alone.out).at(0), sum);
 }
 
 TEST_F(Timeline, IsWrittenAsAMovieAndReadBackFrameByFrame)
