@@ -528,6 +528,24 @@ TEST_F(Compositor, HashIsMixedStepByStep)
     EXPECT_EQ(found, hash.AsGuid());
 }
 
+TEST_F(Compositor, FramesWithAndWithoutFieldsHashApart)
+{
+    Append(MakeNode());
+    const auto producer = Producer();
+    const auto typeAndHash = [&](norviktypes::FieldType inFieldType)
+    {
+        mParams.mFieldType = inFieldType;
+        MF::IVideoFrameRef frame;
+        producer->GetFrame(FrameTime(TickTime(100)), mParams, frame);
+        return std::make_pair(frame->GetFieldType(), HashAt(producer));
+    };
+    const auto whole = typeAndHash(norviktypes::kFieldType_Progressive);
+    const auto fields = typeAndHash(norviktypes::kFieldType_UpperFirst);
+    EXPECT_EQ(whole.first, norviktypes::kFieldType_Progressive);
+    EXPECT_EQ(fields.first, norviktypes::kFieldType_UpperFirst);
+    EXPECT_NE(whole.second, fields.second) << "the time alone does not tell, of a still least of all";
+}
+
 TEST_F(Compositor, TrackIsSeededWithWhatLiesBeneath)
 {
     const auto lower = MakeNode();
