@@ -11,6 +11,7 @@ packages="build-essential cmake ninja-build ccache pkg-config git ca-certificate
     libboost-dev libboost-thread-dev libboost-system-dev libboost-date-time-dev
     libfmt-dev libspdlog-dev libhwy-dev libzimg-dev libpng-dev libcli11-dev rapidjson-dev libzip-dev
     libavformat-dev libavcodec-dev libavutil-dev libswscale-dev ffmpeg
+    frei0r-plugins frei0r-plugins-dev
     libgtest-dev libgmock-dev libbenchmark-dev"
 
 case "${1:-}" in

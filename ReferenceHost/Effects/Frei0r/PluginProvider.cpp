@@ -90,7 +90,7 @@ std::string WhyNot(EffectKind inKind, const PluginFacts& inFacts, const PluginTr
     }
     if (inTraits.mCrashes)
     {
-        return "crashes when it draws";
+        return "crashes with some of its parameters";
     }
     return inTraits.mIsStateful ? "depends on earlier frames or on chance, and frames are made in any order"
                                 : "";

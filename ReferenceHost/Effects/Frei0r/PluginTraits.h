@@ -19,7 +19,7 @@ struct PluginTraits
     bool mIsAlone = false;    // its calls must not overlap, also those of different instances
     bool mIsStateful = false; // its picture depends on more than input, parameters and time
     bool mIsBound = false;    // an instance keeps something of the parameters that it had before
-    bool mCrashes = false;    // takes the process down when it draws
+    bool mCrashes = false;    // takes the process down with some parameters
     std::string mFader;       // name of the parameter that drives a transition; empty: it is none
 };
 
