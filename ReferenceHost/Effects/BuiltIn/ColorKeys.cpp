@@ -236,15 +236,21 @@ enum class Excess : std::uint8_t
     kNonRed, // the greater of green and blue above red
 };
 
-float ExcessOf(Excess inKind, float inR, float inG, float inB)
+template <Excess kKind>
+float ExcessOf(float inR, float inG, float inB)
 {
-    switch (inKind)
+    if constexpr (kKind == Excess::kBlue)
     {
-    case Excess::kBlue: return inB - std::max(inR, inG);
-    case Excess::kGreen: return inG - std::max(inR, inB);
-    case Excess::kNonRed: break;
+        return inB - std::max(inR, inG);
     }
-    return std::max(inG, inB) - inR;
+    else if constexpr (kKind == Excess::kGreen)
+    {
+        return inG - std::max(inR, inB);
+    }
+    else
+    {
+        return std::max(inG, inB) - inR;
+    }
 }
 
 // Lowers a component that has more than the greater of the others.
@@ -254,12 +260,12 @@ struct Suppression
     float share = 0.0F; // of what it has more
 };
 
+template <Excess kKind>
 class Matte final : public IMatte
 {
 public:
-    Matte(Excess inExcess, const Stretching& inStretching, const Suppression& inSuppression)
-        : mExcess(inExcess)
-        , mStretching(inStretching)
+    Matte(const Stretching& inStretching, const Suppression& inSuppression)
+        : mStretching(inStretching)
         , mSuppression(inSuppression)
     {
     }
@@ -268,7 +274,7 @@ public:
     {
         for (std::size_t x = 0; x < inWidth; ++x)
         {
-            const float excess = ExcessOf(mExcess, inRow.c[0][x], inRow.c[1][x], inRow.c[2][x]);
+            const float excess = ExcessOf<kKind>(inRow.c[0][x], inRow.c[1][x], inRow.c[2][x]);
             outMatte[x] = mStretching(1.0F - std::max(excess, 0.0F));
         }
     }
@@ -286,7 +292,6 @@ public:
     }
 
 private:
-    Excess mExcess;
     Stretching mStretching;
     Suppression mSuppression;
 };
@@ -306,7 +311,7 @@ protected:
     {
         const EffectParameters& parameters = inCall.parameters;
         outKey = FinishedKey(
-            std::make_unique<Matte>(kExcess, StretchingOf(parameters, kPlaces), SuppressionOf(parameters)),
+            std::make_unique<Matte<kExcess>>(StretchingOf(parameters, kPlaces), SuppressionOf(parameters)),
             parameters, kPlaces.smoothing, kPlaces.maskOnly);
         return 0;
     }
