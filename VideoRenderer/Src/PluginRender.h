@@ -1,4 +1,4 @@
-// What operators and transition producers have in common where they call a filter or a transition.
+// What operators and producers have in common: how pictures lie, and what filters and transitions are called with.
 //
 // Thread-safety: safe; frames that are not frozen belong to the calling render.
 #pragma once

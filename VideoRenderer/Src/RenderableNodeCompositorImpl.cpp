@@ -3,6 +3,8 @@
 #include "CutlistRenderer.h"
 #include "FieldOperations.h"
 #include "IntrinsicOperations.h"
+#include "ParamsHash.h"
+#include "PluginRender.h"
 #include "norvik/config/Contract.h"
 
 #include <algorithm>
@@ -28,15 +30,6 @@ constexpr std::uint32_t kFlagsOfEmptyStack = MF::kNodeFlag_Opaque | MF::kNodeFla
                                              MF::kNodeFlag_TimeContained;
 
 constexpr std::uint64_t kNoTrackLimit = ~std::uint64_t{0};
-
-// The part of a record that says where the picture lies, gaps included, is mixed as it stands.
-constexpr std::size_t kGeometryBytes = offsetof(NodeIntrinsicParameters, blendMode);
-static_assert(kGeometryBytes == 64);
-
-std::uint64_t Pair(std::uint32_t inFirst, std::uint32_t inSecond)
-{
-    return inFirst | static_cast<std::uint64_t>(inSecond) << 32;
-}
 
 struct StackedTrack
 {
@@ -65,16 +58,6 @@ private:
     TVK::Guid mNodeHash;
 };
 
-// A provider that fails leaves the defaults, whatever it wrote before.
-void ReadIntrinsics(IRenderableNodeIntrinsicParameterProvider& inProvider, const TickTime& inTime,
-                    const CutlistRenderParams& inRenderParams, NodeIntrinsicParameters& outIntrinsics)
-{
-    if (inProvider.GetIntrinsicParameters(inTime, inRenderParams, outIntrinsics) < 0)
-    {
-        outIntrinsics = kDefaultIntrinsicParameters;
-    }
-}
-
 void CompositorProducer::AddTrack(const MF::IRenderableNodeRef& inNode, const TickTime& inOffset,
                                   const MF::FrameTime& inFrameTime, const CutlistRenderParams& inRenderParams)
 {
@@ -89,11 +72,8 @@ void CompositorProducer::AddTrack(const MF::IRenderableNodeRef& inNode, const Ti
     {
         return;
     }
-    if (const IRenderableNodeIntrinsicParameterProviderRef intrinsics{inNode})
-    {
-        ReadIntrinsics(*intrinsics, time.mFirstTime, inRenderParams, track.mIntrinsics[0]);
-        ReadIntrinsics(*intrinsics, time.mSecondTime, inRenderParams, track.mIntrinsics[1]);
-    }
+    ReadIntrinsics(IRenderableNodeIntrinsicParameterProviderRef(inNode), time, inRenderParams,
+                   track.mIntrinsics);
     mTracks.push_back(std::move(track));
 }
 
@@ -164,7 +144,7 @@ std::int32_t CompositorProducer::GetFrame(const MF::FrameTime& inFrameTime,
 
 void MixIntrinsics(TVK::HashValue& ioHash, const NodeIntrinsicParameters& inIntrinsics)
 {
-    ioHash.Mix(&inIntrinsics, kGeometryBytes);
+    MixGeometry(ioHash, inIntrinsics);
     ioHash.MixU32(inIntrinsics.blendMode);
     ioHash.MixFloat(inIntrinsics.blendOpacity);
     ioHash.MixU8(inIntrinsics.highQualitySampling);
@@ -190,15 +170,14 @@ void CompositorProducer::GetFrameHash(TVK::Guid& outHash, const MF::FrameTime& i
         hash = TVK::HashValue(soFar);
     }
     const norviktypes::PixelAspectRatio& ratio = inRenderParams.mPixelAspectRatio;
-    const norviktypes::PixelFormat& format = inRenderParams.mPixelFormat;
     hash.MixGuid(mNodeHash);
-    hash.MixU64(Pair(ratio.GetNumerator(), ratio.GetDenominator()));
+    MixPair(hash, ratio.GetNumerator(), ratio.GetDenominator());
     hash.MixU32(inRenderParams.mWidth);
     hash.MixU32(inRenderParams.mHeight);
     hash.MixU32(static_cast<std::uint32_t>(inRenderParams.mRenderQuality));
     hash.MixU32(inRenderParams.mFieldToRender);
     hash.MixU32(static_cast<std::uint32_t>(inRenderParams.mDeinterlaceQuality));
-    hash.MixU64(Pair(format.mName, format.mProperties));
+    MixPixelFormat(hash, inRenderParams.mPixelFormat);
     // The stack is drawn in the order of fields of the render, of which the hashes of stills do not tell.
     if (norviktypes::IsInterlaced(inRenderParams.mFieldType))
     {

@@ -71,10 +71,8 @@ void TransitionNodeProducer::SetSide(Side& outSide, const Input& inInput, const 
     {
         outSide.mProducer = provider->GetProducerForFrame(inputTime, inRenderParams);
     }
-    if (const IRenderableNodeIntrinsicParameterProviderRef provider{outSide.mNode})
-    {
-        ReadIntrinsics(provider, inputTime, inRenderParams, outSide.mIntrinsics);
-    }
+    ReadIntrinsics(IRenderableNodeIntrinsicParameterProviderRef(outSide.mNode), inputTime, inRenderParams,
+                   outSide.mIntrinsics);
 }
 
 void TransitionNodeProducer::SetTransition(const IVideoTransitionRef& inTransition,
