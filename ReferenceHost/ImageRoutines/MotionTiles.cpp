@@ -15,8 +15,8 @@ namespace
 {
 
 // A tile's grid stays near the first-level cache, and little of it is not looked at.
-constexpr std::int32_t kTileColumns = 64;
-constexpr std::int32_t kTileRows = 32;
+constexpr std::int32_t kTileColumns = 128;
+constexpr std::int32_t kTileRows = 64;
 
 std::size_t Size(std::int32_t inNumber)
 {
