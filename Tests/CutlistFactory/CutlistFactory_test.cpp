@@ -564,6 +564,19 @@ TEST_F(BothForms, SequenceWithinItselfComesToAnEnd)
     sequence->mTracks.clear(); // who holds itself would stay
 }
 
+TEST_F(BothForms, SequenceOnManyTracksOfItselfStaysAsItIs)
+{
+    const auto sequence = MakeSequence({});
+    const auto between = MakeSequence({MakeTrack({Nested(sequence, 0, 10, 0)})});
+    for (int i = 0; i < 3; ++i)
+    {
+        sequence->mTracks.emplace_back(MakeTrack({Nested(between, 0, 10, 0)}));
+    }
+    Create(sequence);
+    EXPECT_EQ(Timelines::ShownBy(mSegments), (ShownList{{0, 10, 0, 3}}));
+    sequence->mTracks.clear(); // who holds itself would stay
+}
+
 TEST_F(BothForms, ClipsOnBothSidesOfANestedOneStayOnTheirTrack)
 {
     Create(MakeSequence({MakeTrack({MakeClip(Frames(90), Frames(100), 8), Nested(mInner, 100, 120, 0),

@@ -67,7 +67,8 @@ TrackItemRecord MovedInto(TrackItemRecord inRecord, const TickTime& inShift, con
 }
 
 std::vector<TrackItemList> ListsInsteadOf(const TrackContext& inContext, const TrackItemRecord& inOuter,
-                                          const TVK::TVKUnknownRef& inSequence, std::uint32_t inDepth)
+                                          const TVK::TVKUnknownRef& inSequence,
+                                          const SequencesAround& inAround)
 {
     const TickTime shift = inOuter.mItem->GetStart() - inOuter.mItem->GetClip()->GetInPoint();
     TrackContext nested = inContext;
@@ -75,7 +76,7 @@ std::vector<TrackItemList> ListsInsteadOf(const TrackContext& inContext, const T
     nested.mFrameRate = FrameRateOf(inSequence);
     nested.mRange = {inOuter.mEffectiveStart - shift, inOuter.mEffectiveEnd - shift};
     std::vector<TrackItemList> lists =
-        ExpandNestedSequences(nested, BuildSequenceTrackLists(nested), inDepth + 1);
+        ExpandNestedSequences(nested, BuildSequenceTrackLists(nested), &inAround);
     for (TrackItemList& list : lists)
     {
         for (TrackItemRecord& record : list)
@@ -99,21 +100,33 @@ bool CanBeMoved(const std::vector<TrackItemList>& inLists)
                        { return std::all_of(inList.begin(), inList.end(), isContained); });
 }
 
+// On several tracks a sequence within itself would grow by that factor with each depth.
+bool CanBeTakenApart(const TVK::TVKUnknownRef& inSequence, const SequencesAround& inAround)
+{
+    std::uint32_t depth = 0;
+    bool isWithinItself = false;
+    for (const SequencesAround* around = &inAround; around; around = around->mOuter, ++depth)
+    {
+        isWithinItself = isWithinItself || around->mSequence == inSequence;
+    }
+    return inSequence && depth <= kMostNestedSequences && !isWithinItself;
+}
+
 // Items of one track follow each other, so that those of several clips find room in the same lists.
 std::vector<TrackItemList> ExpandTrack(const TrackContext& inContext, const TrackItemList& inTrack,
-                                       std::uint32_t inDepth)
+                                       const SequencesAround& inAround)
 {
     std::vector<TrackItemList> expanded(1);
     for (const TrackItemRecord& record : inTrack)
     {
-        const TVK::TVKUnknownRef sequence =
-            inDepth < kMostNestedSequences ? SequenceInsteadOf(record) : TVK::TVKUnknownRef();
+        const TVK::TVKUnknownRef sequence = SequenceInsteadOf(record);
+        const bool isTakenApart = CanBeTakenApart(sequence, inAround);
         std::vector<TrackItemList> nested;
-        if (sequence)
+        if (isTakenApart)
         {
-            nested = ListsInsteadOf(inContext, record, sequence, inDepth);
+            nested = ListsInsteadOf(inContext, record, sequence, inAround);
         }
-        if (!sequence || !CanBeMoved(nested))
+        if (!isTakenApart || !CanBeMoved(nested))
         {
             expanded.front().push_back(record);
             continue;
@@ -131,12 +144,13 @@ std::vector<TrackItemList> ExpandTrack(const TrackContext& inContext, const Trac
 
 std::vector<TrackItemList> ExpandNestedSequences(const TrackContext& inContext,
                                                  const std::vector<TrackItemList>& inTracks,
-                                                 std::uint32_t inDepth)
+                                                 const SequencesAround* inAround)
 {
+    const SequencesAround around{inContext.mSequence, inAround};
     std::vector<TrackItemList> lists;
     for (const TrackItemList& track : inTracks)
     {
-        for (TrackItemList& list : ExpandTrack(inContext, track, inDepth))
+        for (TrackItemList& list : ExpandTrack(inContext, track, around))
         {
             lists.push_back(std::move(list));
         }

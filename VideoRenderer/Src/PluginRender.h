@@ -1,4 +1,4 @@
-// What operators and producers have in common: how pictures lie, and what filters and transitions are called with.
+// What operators and producers have in common: how pictures lie, and what plug-ins are called with.
 //
 // Thread-safety: safe; frames that are not frozen belong to the calling render.
 #pragma once
