@@ -46,6 +46,7 @@ struct Workings
     std::uint64_t mFrames = 0;
     std::int32_t mWidth = 0; // of each
     std::int32_t mHeight = 0;
+    bool mAreReadAhead = false; // held from the order on, not only while the one is made
 };
 
 class Material

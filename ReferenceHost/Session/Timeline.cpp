@@ -260,7 +260,7 @@ std::int64_t Timeline::FrameAt(const TickTime& inTime) const
 Workings Timeline::WorkingsOf(const RenderRequest&) const
 {
     return {1 + std::min<std::uint64_t>(kMostLayersHeld, mContent.mSequence->GetTrackCount()), mFacts.mWidth,
-            mFacts.mHeight};
+            mFacts.mHeight, true};
 }
 
 // Rendered with alpha, which is laid over black at the end; other formats have none of it any more by then.
