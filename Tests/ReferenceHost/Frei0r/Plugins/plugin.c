@@ -30,21 +30,52 @@ typedef struct
 } instance_t;
 
 #if defined(KIND_VERSION)
-enum { kVersion = 2 };
+enum
+{
+    kVersion = 2
+};
 #else
-enum { kVersion = 1 };
+enum
+{
+    kVersion = 1
+};
 #endif
 
 #if defined(KIND_MIXER)
-enum { kType = 2, kModel = 0, kParams = 1 };
+enum
+{
+    kType = 2,
+    kModel = 0,
+    kParams = 1
+};
 #elif defined(KIND_SOURCE)
-enum { kType = 1, kModel = 1, kParams = 0 };
+enum
+{
+    kType = 1,
+    kModel = 1,
+    kParams = 0
+};
 #elif defined(KIND_TYPE)
-enum { kType = 7, kModel = 1, kParams = 0 };
+enum
+{
+    kType = 7,
+    kModel = 1,
+    kParams = 0
+};
 #elif defined(KIND_TELLS)
-enum { kType = 0, kModel = 1, kParams = 6 };
+enum
+{
+    kType = 0,
+    kModel = 1,
+    kParams = 6
+};
 #else
-enum { kType = 0, kModel = 2, kParams = 0 };
+enum
+{
+    kType = 0,
+    kModel = 2,
+    kParams = 0
+};
 #endif
 
 int f0r_init(void)
@@ -79,10 +110,13 @@ void f0r_get_plugin_info(info_t* info)
     info->explanation = "line\nand\ttab \\ back";
 }
 
-static const param_t kParameters[] = {{"Level", 1, "how much"}, {"On", 0, 0},   {"Tint", 2, ""},
+static const param_t kParameters[] = {{"Level", 1, "how much"}, {"On", 0, 0},    {"Tint", 2, ""},
                                       {"Place", 3, ""},         {"Text", 4, ""}, {"Level", 1, ""}};
 
-void f0r_get_param_info(param_t* info, int index) { *info = kParameters[index]; }
+void f0r_get_param_info(param_t* info, int index)
+{
+    *info = kParameters[index];
+}
 
 #if !defined(KIND_MISSING)
 void* f0r_construct(unsigned width, unsigned height)
@@ -106,7 +140,10 @@ void* f0r_construct(unsigned width, unsigned height)
 }
 #endif
 
-void f0r_destruct(void* instance) { free(instance); }
+void f0r_destruct(void* instance)
+{
+    free(instance);
+}
 
 void f0r_set_param_value(void* anything, void* value, int index)
 {
