@@ -147,7 +147,7 @@ BAD = {
     "ReferenceHost/Foundation/Up.cpp": ('#include "ReferenceHost/Media/Media.h"', "bottom of the host"),
     "Applications/vrender/Other.cpp": ("#include <libavcodec/avcodec.h>", "stands on a session"),
     "Tests/ReferenceHost/Media/Far_test.cpp": ('#include "ReferenceHost/Session/Session.h"', "isn't for this place"),
-    "Fuzzers/Any_fuzz.cpp": ("#include <vector>", "no rule"),
+    "Plugins/Any.cpp": ("#include <vector>", "no rule"),
     "VideoRenderer/Src/Typo.cpp": ('#include "MF/Farme.h"', "no such file"),
 }
 

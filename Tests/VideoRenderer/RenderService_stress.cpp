@@ -19,6 +19,7 @@
 #include <atomic>
 #include <chrono>
 #include <cstdio>
+#include <limits>
 #include <thread>
 
 namespace
@@ -128,13 +129,19 @@ TEST_F(RenderServiceGrowth, RendersAddNoMemory)
     {
         RenderRound();
     }
-    const std::int64_t before = ResidentBytes();
-    for (std::size_t i = 0; i < rounds && !HasFailure(); ++i)
+    // On a busy machine a stretch may have more requests in flight than ever before, and the heap grows once.
+    // What is lost for good is lost in every stretch.
+    std::int64_t growth = std::numeric_limits<std::int64_t>::max();
+    for (int stretch = 0; stretch < 3 && growth > kMostGrowth && !HasFailure(); ++stretch)
     {
-        RenderRound();
+        const std::int64_t before = ResidentBytes();
+        for (std::size_t i = 0; i < rounds && !HasFailure(); ++i)
+        {
+            RenderRound();
+        }
+        growth = std::min(growth, ResidentBytes() - before);
+        fmt::print("{} renders added {} KiB to {} KiB\n", rounds * kRound, growth / 1024, before / 1024);
     }
-    const std::int64_t growth = ResidentBytes() - before;
-    fmt::print("{} renders added {} KiB to {} KiB\n", rounds * kRound, growth / 1024, before / 1024);
     EXPECT_LE(growth, kMostGrowth);
 }
 
