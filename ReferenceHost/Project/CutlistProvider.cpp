@@ -130,7 +130,17 @@ TVK::TVKUnknownRef SourceOf(const SequenceDataRef& inData, const std::weak_ptr<S
     {
         return TVK::TVKUnknownRef(CreateSequenceSnapshot(inData, inState));
     }
-    return inTrack < inData->mTracks.size() ? UnknownOf(inData->mTracks[inTrack]) : TVK::TVKUnknownRef();
+    if (inTrack >= inData->mTracks.size())
+    {
+        return {};
+    }
+    const TrackSnapshotRef& track = inData->mTracks[inTrack];
+    // Whoever asks for a single track wants its pictures for something else, as a matte for one: a track is turned
+    // off so that it isn't seen itself. An angle that is off is one that isn't to be chosen.
+    return track->IsDisabled() && !inData->mSettings.mIsMulticamSource
+               ? UnknownOf(TrackSnapshotRef(
+                     new TrackSnapshot(track->GetList(), inTrack, true, track->GetFrameRate())))
+               : UnknownOf(track);
 }
 
 MF::TimeRange Union(const MF::TimeRange& inA, const MF::TimeRange& inB)

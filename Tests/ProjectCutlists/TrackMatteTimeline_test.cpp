@@ -248,6 +248,27 @@ TEST_F(TrackMatteTimeline, ShowsEditsOfTheMattesTimes)
     EXPECT_EQ(Seen(15), Halves(200, 200));
 }
 
+TEST_F(TrackMatteTimeline, TakesTheMatteOfATrackThatIsOff)
+{
+    AddKey(kAlpha);
+    ASSERT_EQ(mSequence->SetTrackEnabled(kMatteTrack, false), EditStatus::kOK);
+    EXPECT_EQ(Seen(15), Halves(200, 0));
+    EXPECT_EQ(Seen(35), Halves(200, 200));
+    ASSERT_EQ(mSequence->SetTrackEnabled(kGroundTrack, false), EditStatus::kOK);
+    EXPECT_EQ(Seen(15), Halves(200, 0)) << "and black beneath, not the matte";
+    EXPECT_EQ(PixelAt(Frame(15), 12, 4)[1], 0);
+    ASSERT_EQ(mSequence->SetTrackEnabled(kMatteTrack, true), EditStatus::kOK);
+    EXPECT_EQ(Seen(15), Halves(200, 0));
+}
+
+TEST_F(TrackMatteTimeline, TakesNothingOfAClipThatIsOff)
+{
+    AddKey(kAlpha);
+    ASSERT_EQ(mSequence->ChangeItem(mMatte, [](Project::ClipItem& ioItem) { ioItem.mIsEnabled = false; }),
+              EditStatus::kOK);
+    EXPECT_EQ(Seen(15), Halves(200, 200));
+}
+
 TEST_F(TrackMatteTimeline, EditOfTheMatteChangesHashesOfTheFramesThatShowIt)
 {
     AddKey(kAlpha);
