@@ -187,10 +187,12 @@ void CubeTable::LookUp3D(const float (&inPlace)[3], float (&outColor)[3]) const
 std::shared_ptr<const CubeTable> CubeFile::Get(const std::string& inPath)
 {
     const std::lock_guard lock(mLock);
-    if (inPath != mPath)
+    const Foundation::FileState state = Foundation::LookAtFile(inPath);
+    if (inPath != mPath || state != mState)
     {
         std::string error;
         mPath = inPath;
+        mState = state;
         mTable = inPath.empty() ? nullptr : CubeTable::Load(inPath, error);
         if (!error.empty())
         {

@@ -7,6 +7,8 @@
 // Thread-safety: immutable once loaded; a CubeFile is safe.
 #pragma once
 
+#include "ReferenceHost/Foundation/FileState.h"
+
 #include <cstddef>
 #include <memory>
 #include <mutex>
@@ -38,7 +40,8 @@ private:
     std::vector<float> mEntries; // three for each
 };
 
-// The last table that a file gave. A file that can't be read is warned of once, and is not tried again.
+// The last table that a file gave. It is read again when the file was written since. A file that can't be read is
+// warned of once, and is not tried again as long as it stays as it is.
 class CubeFile
 {
 public:
@@ -48,6 +51,7 @@ public:
 private:
     std::mutex mLock;
     std::string mPath;
+    Foundation::FileState mState;
     std::shared_ptr<const CubeTable> mTable;
 };
 

@@ -142,10 +142,12 @@ StretchedMap::Between StretchedMap::Locate(std::int32_t inIndex, std::int32_t in
 std::shared_ptr<const GrayMap> GrayMapFile::Get(const std::string& inPath, MapLevel inLevel)
 {
     const std::lock_guard lock(mLock);
-    if (inPath != mPath || inLevel != mLevel)
+    const Foundation::FileState state = Foundation::LookAtFile(inPath);
+    if (inPath != mPath || inLevel != mLevel || state != mState)
     {
         std::string error;
         mPath = inPath;
+        mState = state;
         mLevel = inLevel;
         mMap = inPath.empty() ? nullptr : GrayMap::Load(inPath, inLevel, error);
         if (!error.empty())

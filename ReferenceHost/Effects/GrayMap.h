@@ -7,6 +7,8 @@
 // Thread-safety: a map is immutable; a GrayMapFile is safe.
 #pragma once
 
+#include "ReferenceHost/Foundation/FileState.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -71,7 +73,8 @@ private:
     std::vector<Between> mColumns;
 };
 
-// The last map that a file gave. A file that can't be read is warned of once, and is not tried again.
+// The last map that a file gave. It is read again when the file was written since. A file that can't be read is
+// warned of once, and is not tried again as long as it stays as it is.
 class GrayMapFile
 {
 public:
@@ -81,6 +84,7 @@ public:
 private:
     std::mutex mLock;
     std::string mPath;
+    Foundation::FileState mState;
     MapLevel mLevel = MapLevel::kLuma;
     std::shared_ptr<const GrayMap> mMap;
 };

@@ -1,5 +1,6 @@
 #include "ReferenceHost/Project/Parameter.h"
 
+#include "ReferenceHost/Foundation/FileState.h"
 #include "ReferenceHost/Project/KeyframeCurve.h"
 #include "TVK/Allocated.h"
 #include "norvik/config/Contract.h"
@@ -123,6 +124,17 @@ void Write(Text& ioText, const ParameterKey& inKey)
     }
 }
 
+// Pictures depend on what is in a file and not on its name alone.
+void WriteFileState(Text& ioText, const ParameterValue& inValue)
+{
+    if (const norvik::WString* const path = std::get_if<norvik::WString>(&inValue))
+    {
+        const norvik::UTF8String name = norvik::utility::UTF16to8(*path);
+        const Foundation::FileState state = Foundation::LookAtFile(std::string(name.data(), name.size()));
+        fmt::format_to(std::back_inserter(ioText), "!{},{}", state.mBytes, state.mModified);
+    }
+}
+
 norvik::UTF8String TextOf(const ParameterContent& inContent)
 {
     Text text;
@@ -136,6 +148,14 @@ norvik::UTF8String TextOf(const ParameterContent& inContent)
     for (const ParameterKey& key : inContent.mKeys)
     {
         Write(text, key);
+    }
+    if (inContent.mControl == kControl_File)
+    {
+        WriteFileState(text, inContent.mValue);
+        for (const ParameterKey& key : inContent.mKeys)
+        {
+            WriteFileState(text, key.mValue);
+        }
     }
     return norvik::UTF8String(text.data(), text.size());
 }

@@ -15,7 +15,9 @@
 // axis on which a render asks; of a transition, time since its start.
 //
 // A parameter never changes, so that nodes may share it; editing puts another in its place. Its text holds all
-// that its values depend on, and two parameters of equal text are interchangeable.
+// that its values depend on, and two parameters of equal text are interchangeable. Of files that holds size and time
+// of modification too, as they are when the parameter is made: whoever hears that a file was written puts an equal
+// parameter in the place of the old one.
 //
 // Thread-safety: safe.
 #pragma once
@@ -44,6 +46,7 @@ inline constexpr std::uint32_t kControl_Choice = 5;
 inline constexpr std::uint32_t kControl_Color = 6;
 inline constexpr std::uint32_t kControl_Point = 7;
 inline constexpr std::uint32_t kControl_Text = 8;
+inline constexpr std::uint32_t kControl_File = 9; // texts are paths
 
 inline constexpr std::size_t kMostKeyframes = 1000000;
 

@@ -1,8 +1,10 @@
+#include "ReferenceHost/Effects/EffectRegistry.h"
 #include "Tests/ReferenceHost/Effects/EffectScenes.h"
 #include "Tests/Support/Paths.h"
 
 #include <algorithm>
 #include <cmath>
+#include <filesystem>
 #include <fstream>
 #include <numbers>
 
@@ -277,6 +279,29 @@ TEST(Lut, TakesOneDimensionalTablesAndDomains)
             return Pixel{line((inPixel[0] - 0.1) / 0.8, 1, 0.2, 0), line(inPixel[1], 0, 0.5, 1),
                          line(inPixel[2] / 2.0, 0, 0.1, 0.6), inPixel[3]};
         });
+}
+
+TEST(Lut, IsReadAgainWhenItWasWrittenSince)
+{
+    const TestSupport::ScratchFolder folder;
+    const std::string path = folder.File("table.cube");
+    const ML::IVideoFilterRef filter = Effects::GetEffectRegistry().CreateFilter("vrender:lut");
+    const MF::KeyframeStore store = StoreOf({{0, TextValue(path)}});
+    ML::VideoFilterRender render;
+    render.mParameters = &store;
+    const auto red = [&]
+    {
+        MF::IVideoFrameRef frame;
+        filter->Render(render, FrameOf(EffectScenes::Filled(4, 4, {0.5, 0.5, 0.5, 1.0}), Formats()[0].format),
+                       frame);
+        return frame ? SceneOf(frame).At(1, 1)[0] : -1.0;
+    };
+    std::ofstream(path) << "LUT_1D_SIZE 2\n1 1 1\n1 1 1\n";
+    EXPECT_EQ(red(), 1.0);
+    std::ofstream(path) << "LUT_1D_SIZE 2\n0.0 1 1\n0.0 1 1\n";
+    EXPECT_EQ(red(), 0.0);
+    std::filesystem::remove(path);
+    EXPECT_NEAR(red(), 0.5, 0.6 / 255) << "as if there were no effect";
 }
 
 TEST(Lut, PassesThePictureWhereATableIsBroken)

@@ -1,11 +1,16 @@
 #include "ReferenceHost/Project/Parameter.h"
 
 #include "TVK/ContractError.h"
+#include "Tests/Support/Paths.h"
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <cmath>
+#include <filesystem>
+#include <fstream>
 #include <limits>
+#include <string>
 #include <vector>
 
 namespace
@@ -230,6 +235,32 @@ TEST(Parameter, TextTellsAllThatValuesDependOn)
 TEST(Parameter, TextHasOneLineWhateverItsWordsAre)
 {
     EXPECT_EQ(CreateText("a\nb;c=d")->GetText().find('\n'), norvik::UTF8String::npos);
+}
+
+TEST(Parameter, TextOfAFileTellsWhatTheFileIsLike)
+{
+    const TestSupport::ScratchFolder folder;
+    const std::string path = folder.File("table.cube");
+    const auto text = [&](std::uint32_t inControl) { return CreateText(path, inControl)->GetText(); };
+    const auto write = [&](const char* inContent, int inHour)
+    {
+        std::ofstream(path) << inContent;
+        std::filesystem::last_write_time(path,
+                                         std::filesystem::file_time_type() + std::chrono::hours(inHour));
+    };
+    const auto none = text(kControl_File);
+    write("a", 1);
+    const auto first = text(kControl_File);
+    EXPECT_NE(first, none);
+    EXPECT_EQ(first, text(kControl_File));
+    const auto word = text(kControl_Text);
+    write("b", 2);
+    EXPECT_NE(text(kControl_File), first) << "of one size, but written later";
+    write("bb", 1);
+    EXPECT_NE(text(kControl_File), first) << "of one time, but longer";
+    write("c", 1);
+    EXPECT_EQ(text(kControl_File), first);
+    EXPECT_EQ(text(kControl_Text), word) << "words are no files";
 }
 
 TEST(Parameter, KeyframesOutOfOrderOrOfMixedTypesAreRefused)
