@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Times vrender against the ffmpeg command line on the same clips, in turn.
+"""Times vrender against the ffmpeg command line on the same clips, in turn; some rows against melt.
 
     scripts/benchmark_media.py CACHE [--vrender PATH] [--runs N] [--only PATTERN] [--output FILE] [--verify]
 
@@ -8,6 +8,7 @@ programs alternately (A B A B ...) on the same processors, and gives medians and
 pair. Figures are of whole processes, from wait4. Where a row says "a frame", the time is the slope between a long
 and a short run, so that the start of the process is not in it. "Times its time" is vrender's time divided by
 ffmpeg's: below 1 vrender is faster. --verify counts the frames of both and compares pictures instead of timing.
+Rows against melt are left out where it is not installed.
 Nothing else should run on the machine meanwhile.
 """
 import argparse
@@ -94,6 +95,36 @@ class Media:
                                                 *BITEXACT])
 
 
+class Melt:
+    """A document of one clip in 1080p25, and the command that plays it: one frame in flight, without dropping any."""
+
+    def __init__(self, folder, name, clip, frames, speed=1):
+        self.path, self.frames = Path(folder) / f"{name}.mlt", frames
+        def properties(**values):
+            return "".join(f'<property name="{key}">{value}</property>' for key, value in values.items())
+
+        last = frames - 1
+        source = properties(mlt_service="avformat", resource=clip, audio_index=-1, threads=1, length=frames + 10)
+        if speed == 1:
+            content = f'<producer id="c" in="0" out="{last}">{source}</producer>'
+        else:
+            remap = properties(mlt_service="timeremap", map=f"0=0;{frames}={frames * speed / 25}", image_mode="blend")
+            content = f'<chain id="c" out="{last}">{source}<link>{remap}</link></chain>'
+        self.path.write_text(
+            '<?xml version="1.0"?><mlt root="/"><profile width="1920" height="1080" progressive="1" '
+            'sample_aspect_num="1" sample_aspect_den="1" display_aspect_num="16" display_aspect_den="9" '
+            f'frame_rate_num="25" frame_rate_den="1" colorspace="709"/>{content}'
+            f'<playlist id="t"><entry producer="c" in="0" out="{last}"/></playlist>'
+            f'<tractor id="main" in="0" out="{last}"><track producer="t"/></tractor></mlt>')
+
+    def words(self, raw=None):
+        """Into the file raw as BGRA, or into nothing."""
+        sink = ([f"avformat:{raw}", "f=rawvideo", "vcodec=rawvideo", "pix_fmt=bgra", "an=1"] if raw else
+                ["null", "terminate_on_pause=1", "mlt_image_format=rgba"])
+        return ["env", "QT_QPA_PLATFORM=offscreen", "MLT_SLICES_COUNT=1", "melt", "-silent", str(self.path), "-consumer",
+                *sink, "real_time=-1", "audio_off=1", "rescale=bilinear"]
+
+
 class Run:
     """One process: wall and processor seconds, peak resident bytes, page faults that needed no disk."""
 
@@ -147,10 +178,10 @@ class Bench:
                 result.append(Run(words, processors))
         return results
 
-    def whole(self, name, clip, frames, processors, aim, options=(), graph="format=bgra", source=()):
-        """Frames a second of the whole process."""
+    def whole(self, name, clip, frames, processors, aim, options=(), graph="format=bgra", source=(), peer=None):
+        """Frames a second of the whole process, against ffmpeg or the words of another peer."""
         ours, peer = self.in_turn(processors, self.ours(clip, processors, *options),
-                                  self.peer(clip, processors, graph, source=source))
+                                  peer or self.peer(clip, processors, graph, source=source))
 
         def text(runs):
             return (f"{frames / median(r.wall for r in runs):.1f} fps, CPU {median(r.user for r in runs):.2f} + "
@@ -160,6 +191,16 @@ class Bench:
         cpu = median(o.cpu / p.cpu for o, p in zip(ours, peer))
         self.row(f"{name}, {processors} core{'s' * (processors > 1)}", text(ours), text(peer),
                  f"{100 * speed:.0f} % of its speed, {cpu:.2f} of its CPU", aim)
+
+    def against_melt(self):
+        """What melt plays as well: name, our options, its document, the aim."""
+        media = self.media
+        for name, clip, frames, speed, options, aim in (
+                ("1080p at twice the speed, blended", media.raw(), 100, 2, ("--speed", "2", "--blend"), 1000),
+                ("1080p at half the speed, blended", media.raw(), 400, 0.5, ("--speed", "0.5", "--blend"), 500),
+                ("2160p to 1080p BGRA", media.raw_2160(), 100, 1, ("--size", "1920x1080"), 2000)):
+            document = Melt(media.folder, f"conform-{frames}-{speed}", clip, frames, speed)
+            yield name, clip, options, document, f"at least {aim} %"
 
     def slope(self, name, clip, short, long, processors, aim, options=(), graph="format=bgra"):
         """Milliseconds a frame, the start of the process left out."""
@@ -247,6 +288,9 @@ class Bench:
         for graph, aim in (("scale=1920:1080:flags=area", "at least 135 %"), ("zscale=1920:1080", "at least 67 %")):
             self.whole(f"2160p to 1080p BGRA, against {graph.partition('=')[0]}", media.raw_2160(), 100, 1, aim,
                        ("--size", "1920x1080"), f"{graph},format=bgra")
+        if shutil.which("melt"):
+            for name, clip, options, document, aim in self.against_melt():
+                self.whole(f"{name}, against melt", clip, document.frames, 1, aim, options, peer=document.words())
         for name, clip, options in (("2160p to 1080p", media.raw_2160(), ("--size", "1920x1080")),
                                     ("1080p at twice the speed, blended", media.raw(), ("--speed", "2", "--blend"))):
             pairs = [(Run(self.ours(clip, 1, *options), 1), Run(self.ours(clip, 2, *options), 2))
@@ -331,7 +375,7 @@ class Bench:
     GROUPS = ("h264", "raw", "scale", "conform", "thumbnails", "diskcache", "memory", "faults")
 
     def table(self):
-        lines = ["| What | vrender | FFmpeg | vrender against FFmpeg | Aim |", "|---|---|---|---|---|"]
+        lines = ["| What | vrender | Peer | vrender against the peer | Aim |", "|---|---|---|---|---|"]
         return "\n".join(lines + ["| " + " | ".join(row) + " |" for row in self.rows]) + "\n"
 
 
@@ -381,6 +425,32 @@ class Verify:
                  f"{len(ours) // 3} and {len(peer) // 3} pixels, largest difference {max(differences)}, mean "
                  f"{sum(differences) / len(differences):.4f}")
 
+    def same_as_melt(self):
+        """A frame in the middle is that of melt, which interpolates chroma less, and no other one nearby is."""
+        for name, clip, options, document, _ in self.bench.against_melt():
+            # At half the speed melt repeats each frame instead of dissolving: every second one is a picture of both.
+            frame = document.frames // 4 * 2
+            with tempfile.TemporaryDirectory() as folder:
+                ours, melt = f"{folder}/ours.raw", f"{folder}/melt.raw"
+                subprocess.run([self.bench.vrender, "render", clip, ours, "--pix-fmt", "bgra", "--range",
+                                f"{frame}:{frame + 1}", *options], check=True, stdout=subprocess.DEVNULL)
+                subprocess.run(document.words(melt), check=True, stdin=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+                count = os.path.getsize(melt) // os.path.getsize(ours)
+                psnr = [self.psnr(ours, melt, frame + offset) for offset in (-2, 0, 2)]
+            self.say(f"{name}, frame {frame} as by melt",
+                     count == document.frames and psnr[1] > 30 and psnr[1] > max(psnr[0], psnr[2]) + 6,
+                     f"{count} frames, PSNR {psnr[1]:.1f} dB; frames before and after {psnr[0]:.1f}, {psnr[2]:.1f} dB")
+
+    @staticmethod
+    def psnr(one, many, number):
+        """Of the only frame of one file against frame number of the other, both BGRA."""
+        raw = ["-f", "rawvideo", "-pix_fmt", "bgra", "-s", "1920x1080"]
+        words = ["ffmpeg", "-hide_banner", "-nostdin", *raw, "-i", one, "-skip_initial_bytes", str(number * 1920 * 1080 * 4),
+                 *raw, "-i", many, "-frames:v", "1", "-lavfi", "[0:v]format=bgr0[a];[1:v]format=bgr0[b];[a][b]psnr",
+                 "-f", "null", "-"]
+        text = subprocess.run(words, check=True, stderr=subprocess.PIPE, text=True).stderr
+        return float(text.rpartition("average:")[2].split()[0])
+
     def all(self):
         media = self.bench.media
         for clip in (media.chart(), media.noisy(), media.long_group(), media.raw()):
@@ -389,6 +459,8 @@ class Verify:
         self.picture(media.long_group(), 201)
         self.picture(media.raw(), 42)
         self.picture(media.raw_2160(), 7, "1920x1080")
+        if shutil.which("melt"):
+            self.same_as_melt()
         return 1 if self.failed else 0
 
 
