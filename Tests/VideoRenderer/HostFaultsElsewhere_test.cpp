@@ -120,7 +120,6 @@ Post to normal 1: - - - ok ok ok ok
 Post to low 1: - - - ok ok ok ok
 CompressPNG 1: - ok - ok ok ok ok
 WriteEntry 1: - - - ok ok ok ok
-Post to low 2: - - - ok ok ok ok
 RetrieveFromCache 6: - ok - failed own memory failed
 GetFieldType 3: - - - failed own memory failed
 GetFrameHash 2: - ok - failed own memory failed
@@ -169,7 +168,6 @@ InsertIntoCache 1: - - - late ok late ok late ok late ok
 Post to passes 2: - - - ok ok ok ok
 RetrieveFromCache 4: - late ok - failed own memory failed
 Post to low 1: - - - ok ok ok ok
-Post to low 2: - - - ok ok ok ok
 RetrieveFromCache 5: - ok - failed own memory failed
 GetFieldType 3: - - - failed own memory failed
 GetFrameHash 2: - ok - failed own memory failed
@@ -227,7 +225,6 @@ Post to passes 2: - - - ok ok ok ok
 GetPrefetchResult 3: ok ok ok failed own memory failed
 Post to passes 3: - - - ok ok ok ok
 Post to normal 1: - - - ok ok ok ok
-Post to normal 2: - - - ok ok ok ok
 RetrieveFromCache 2: - ok - failed own memory failed
 GetFieldType 3: - - - failed own memory failed
 GetFrameHash 2: - ok - failed own memory failed

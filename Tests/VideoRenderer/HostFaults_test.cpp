@@ -317,7 +317,6 @@ InsertIntoCache 1: - - - ok ok ok ok
 Post to passes 2: - - - ok ok ok ok
 RetrieveFromCache 4: - late ok - failed own memory failed
 Post to normal 1: - - - ok ok ok ok
-Post to normal 2: - - - ok ok ok ok
 RetrieveFromCache 5: - ok - failed own memory failed
 GetFieldType 3: - - - failed own memory failed
 GetFrameHash 2: - ok - failed own memory failed
@@ -379,7 +378,6 @@ InsertIntoCache 1: - - - ok ok ok ok
 Post to passes 2: - - - ok ok ok ok
 RetrieveFromCache 4: - late ok - failed own memory failed
 Post to normal 1: - - - ok ok ok ok
-Post to normal 2: - - - ok ok ok ok
 RetrieveFromCache 5: - ok - failed own memory failed
 GetFieldType 3: - - - failed own memory failed
 GetFrameHash 2: - ok - failed own memory failed
@@ -444,7 +442,6 @@ InsertIntoCache 1: - - - late ok late ok late ok late ok
 Post to passes 3: - - - late ok late ok late ok late ok
 RetrieveFromCache 3: - late ok - late failed late own late memory late failed
 Post to normal 1: - - - late ok late ok late ok late ok
-Post to normal 2: - - - late ok late ok late ok late ok
 RetrieveFromCache 4: - late ok - late failed late own late memory late failed
 GetFieldType 3: - - - late failed late own late memory late failed
 GetFrameHash 2: - late ok - late failed late own late memory late failed
@@ -508,7 +505,6 @@ InsertIntoCache 1: - - - ok ok ok ok
 Post to passes 3: - - - ok ok ok ok
 RetrieveFromCache 4: - late ok - failed own memory failed
 Post to normal 1: - - - ok ok ok ok
-Post to normal 2: - - - ok ok ok ok
 RetrieveFromCache 5: - ok - failed own memory failed
 GetFieldType 3: - - - failed own memory failed
 GetFrameHash 2: - ok - failed own memory failed
@@ -589,7 +585,6 @@ InsertIntoCache 1: - - - ok ok ok ok
 Post to passes 2: - - - ok ok ok ok
 RetrieveFromCache 4: - late ok - failed own memory failed
 Post to normal 1: - - - ok ok ok ok
-Post to normal 2: - - - ok ok ok ok
 RetrieveFromCache 5: - ok - failed own memory failed
 GetFieldType 3: - - - failed own memory failed
 GetFrameHash 2: - ok - failed own memory failed

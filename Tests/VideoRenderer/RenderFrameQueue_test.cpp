@@ -87,6 +87,69 @@ TEST_F(RenderFrameQueue, PassOfAWorkerLeavesThePostedOneWhereItIs)
     EXPECT_EQ(AtRest(), "");
 }
 
+// Whoever were woken for a request that is about to be taken would find nothing.
+TEST_F(RenderFrameQueue, WorkerOfTheOnlyReadyRequestWakesNoOther)
+{
+    for (const std::uint32_t priority : {1000U, 100U})
+    {
+        const auto& workers = priority == 100U ? mLow : mNormal;
+        Add(WithPriority(priority, priority));
+        mPasses->RunAll();
+        EXPECT_TRUE(workers->RunOne());
+        EXPECT_EQ(mQueue->Counts().mPassesScheduled, 0U) << priority;
+        EXPECT_FALSE(workers->RunOne()) << priority;
+    }
+    EXPECT_EQ(mClient->mTexts, (Texts{"completed 1000", "completed 100"}));
+    EXPECT_EQ(AtRest(), "");
+}
+
+TEST_F(RenderFrameQueue, WorkerWithMoreThanOneReadyWakesTheNextBeforeItRenders)
+{
+    std::size_t scheduled = 0;
+    const FakeProducerRef producer(new FakeProducer(1));
+    producer->mWhileRendering = [&] { scheduled = mQueue->Counts().mPassesScheduled; };
+    Add(QueueRequest(1, producer));
+    Add(Request(2, 2));
+    mPasses->RunAll();
+    EXPECT_TRUE(mNormal->RunOne());
+    EXPECT_EQ(scheduled, 1U);
+    Settle();
+    EXPECT_EQ(AtRest(), "");
+}
+
+TEST_F(RenderFrameQueue, WorkerOfLowPriorityWakesOneForWhatComesFirst)
+{
+    Add(WithPriority(1, 100));
+    mPasses->RunAll();
+    Add(WithPriority(2, 1000));
+    EXPECT_TRUE(mLow->RunOne()); // brings in the second, and leaves its own where it is
+    EXPECT_TRUE(mClient->mTexts.empty());
+    EXPECT_TRUE(mNormal->RunOne());
+    EXPECT_EQ(mClient->mTexts, Texts{"completed 2"});
+    Settle();
+    EXPECT_EQ(AtRest(), "");
+}
+
+// A client may wait for another frame before it returns.
+TEST_F(RenderFrameQueue, WorkerThatTellsAClientFirstLeavesTheReadyRequestToAnother)
+{
+    Add(Request(1, 1));
+    mPasses->RunAll();
+    ML::RenderFrameRequest told(norviktypes::TickTime(1), std::vector<ML::IRenderableNodePrefetchRef>(), 9);
+    Texts meanwhile;
+    told.SetCompletionFunction(
+        [&](const MF::IVideoFrameRef&, bool, int)
+        {
+            mNormal->RunOne();
+            meanwhile = mClient->mTexts;
+        });
+    mQueue->AddRenderRequest(told);
+    EXPECT_TRUE(mNormal->RunOne());
+    EXPECT_EQ(meanwhile, Texts{"completed 1"});
+    Settle();
+    EXPECT_EQ(AtRest(), "");
+}
+
 TEST_F(RenderFrameQueue, FinishedReadsMakeRoomForTheNext)
 {
     const std::vector<FakePrefetchRef> reads = AddReading(1, 20);

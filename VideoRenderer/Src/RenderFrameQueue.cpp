@@ -240,8 +240,10 @@ void RenderFrameQueue::Impl::ScheduleWorkersOrKeep(FirstException& ioErrors)
     }
 }
 
-// Whoever finished made room, which what is still incoming fills at once; else the clock tells when to look.
-void RenderFrameQueue::Impl::ScheduleAfterPoll(bool inSomethingFinished, FirstException& ioErrors)
+// Whoever finished made room, which what is still incoming fills at once; else the clock tells when to look. A
+// worker that takes a request next wakes others for what it leaves: who is woken for that one finds nothing.
+void RenderFrameQueue::Impl::ScheduleAfterPoll(bool inSomethingFinished, bool inTakesNext,
+                                               FirstException& ioErrors)
 {
     try
     {
@@ -258,7 +260,10 @@ void RenderFrameQueue::Impl::ScheduleAfterPoll(bool inSomethingFinished, FirstEx
     {
         ioErrors.Keep();
     }
-    ScheduleWorkersOrKeep(ioErrors);
+    if (!inTakesNext)
+    {
+        ScheduleWorkersOrKeep(ioErrors);
+    }
 }
 
 // ---- ids of requests that a pass holds ----
@@ -381,6 +386,11 @@ void RenderFrameQueue::Impl::ProcessPendingRequests(bool inWasScheduled)
     {
         mPendingScheduled.store(0);
     }
+    MovePending(false);
+}
+
+void RenderFrameQueue::Impl::MovePending(bool inTakesNext)
+{
     FirstException errors;
     RequestStation held;
     TakeIncoming(held);
@@ -399,7 +409,12 @@ void RenderFrameQueue::Impl::ProcessPendingRequests(bool inWasScheduled)
         TellFailed(failed, errors);
         TellCancelled(cancelled, errors);
     }
-    errors.Guard([this] { ProcessPrefetchRequests(false); });
+    errors.Guard(
+        [&]
+        {
+            mPrefetchCheckScheduled.store(0);
+            MovePrefetched(inTakesNext);
+        });
     errors.Rethrow();
 }
 
@@ -418,6 +433,8 @@ struct PollResult
     RequestStation mCancelled;
 
     bool SomethingFinished() const { return !mToRender.empty() || !mToComplete.empty() || !mFailed.empty(); }
+    // Clients take their time, so that what is ready can't wait for the caller meanwhile.
+    bool HasAnyoneToTell() const { return !mToComplete.empty() || !mFailed.empty() || !mCancelled.empty(); }
 };
 
 bool IsFinished(const QueuedRequest& inQueued)
@@ -461,6 +478,11 @@ RequestStation& Classify(QueuedRequest& ioQueued, PollResult& ioResult, FirstExc
 void RenderFrameQueue::Impl::ProcessPrefetchRequests(bool inWasDelayed)
 {
     (inWasDelayed ? mPrefetchPollScheduled : mPrefetchCheckScheduled).store(0);
+    MovePrefetched(false);
+}
+
+void RenderFrameQueue::Impl::MovePrefetched(bool inTakesNext)
+{
     FirstException errors;
     PollResult result;
     RequestStation held;
@@ -510,7 +532,7 @@ void RenderFrameQueue::Impl::ProcessPrefetchRequests(bool inWasDelayed)
             RequestStation& list = LeaveInFlight(node.mapped()) ? mPrefetching : result.mCancelled;
             Append(list, std::move(node));
         }
-        ScheduleAfterPoll(somethingFinished, errors);
+        ScheduleAfterPoll(somethingFinished, inTakesNext && !result.HasAnyoneToTell(), errors);
     }
     for (auto& [order, queued] : result.mToComplete)
     {
@@ -527,7 +549,7 @@ void RenderFrameQueue::Impl::RunWorkerPass(bool inLowPriority)
 {
     (inLowPriority ? mLowWorkerScheduled : mNormalWorkerScheduled).store(0);
     FirstException errors;
-    errors.Guard([this] { ProcessPendingRequests(false); });
+    errors.Guard([this] { MovePending(true); });
     errors.Guard(
         [this, inLowPriority]
         {

@@ -89,11 +89,15 @@ private:
     void ScheduleDelayedPoll();
     void ScheduleWorkers() VR_REQUIRES(mQueueLock);
     void ScheduleWorkersOrKeep(FirstException& ioErrors) VR_REQUIRES(mQueueLock);
-    void ScheduleAfterPoll(bool inSomethingFinished, FirstException& ioErrors) VR_REQUIRES(mQueueLock);
+    void ScheduleAfterPoll(bool inSomethingFinished, bool inTakesNext, FirstException& ioErrors)
+        VR_REQUIRES(mQueueLock);
     bool FitsAndIsNoted(QueuedRequest& ioQueued);
     void SchedulePass(norvik::threads::AsyncThreadedExecutor& inExecutor, ScheduleFlag& ioFlag,
                       void (Impl::*inPass)(bool), bool inArgument, std::uint32_t inDelayMilliseconds);
 
+    // The two passes. inTakesNext: the caller takes a request as soon as it is back.
+    void MovePending(bool inTakesNext);
+    void MovePrefetched(bool inTakesNext);
     void TakeIncoming(RequestStation& outHeld);
     void EnterPrefetching(RequestStation& ioHeld, RequestStation& outFailed, RequestStation& outCancelled);
     bool TakeFirstThatFits(RenderFrameRequest& outRequest, RequestStation& ioStation, std::uint32_t& outUnits)
