@@ -65,7 +65,8 @@ std::int32_t EffectFilter::Render(const ML::VideoFilterRender& inRender, const M
                                   MF::IVideoFrameRef& outFrame)
 {
     const EffectParameters parameters(mDescription, inRender.mParameters, inRender.mClipTime);
-    const FilterCall call = {inRender, parameters, ScaleOf(inRender.mInfo), AspectOf(*inFrame)};
+    const FilterCall call = {inRender, parameters, ScaleOf(inRender.mInfo), AspectOf(*inFrame),
+                             inFrame->GetFieldType()};
     if (IsIdle(call))
     {
         outFrame = inFrame;

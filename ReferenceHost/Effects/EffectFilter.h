@@ -15,6 +15,7 @@
 #include "ReferenceHost/ImageRoutines/FloatRows.h"
 #include "ReferenceHost/ImageRoutines/Picture.h"
 #include "TVK/Allocated.h"
+#include "norviktypes/FieldType.h"
 
 #include <cstdint>
 #include <memory>
@@ -30,6 +31,10 @@ struct FilterCall
     const EffectParameters& parameters;
     double scale = 1.0;  // pixels of this picture to a pixel of the full-size one
     double aspect = 1.0; // width of a pixel over its height
+    norviktypes::FieldType fieldType = norviktypes::kFieldType_Progressive;
+
+    // Its rows show two moments in turn.
+    bool HasFields() const { return norviktypes::IsInterlaced(fieldType); }
 };
 
 class EffectFilter : public TVK::Implements<EffectFilter, ML::IVideoFilter>

@@ -86,20 +86,4 @@ QuadMapping::QuadMapping(const TVK::ParamPoint<double> (&inCorners)[4], double i
     mSide = middle < 0.0 ? -1.0 : 1.0;
 }
 
-std::optional<QuadPlace> QuadMapping::At(double inX, double inY) const
-{
-    const auto row = [&](int inRow)
-    { return mInverse[inRow][0] * inX + mInverse[inRow][1] * inY + mInverse[inRow][2]; };
-    const double w = row(2);
-    if (w * mSide <= 1e-12)
-    {
-        return std::nullopt;
-    }
-    const double x = row(0) / w;
-    const double y = row(1) / w;
-    const auto step = [&](int inRow, int inColumn, double inPlace)
-    { return (mInverse[inRow][inColumn] - inPlace * mInverse[2][inColumn]) / w; };
-    return QuadPlace{x, y, step(0, 0, x), step(0, 1, x), step(1, 0, y), step(1, 1, y)};
-}
-
 } // namespace Effects

@@ -208,20 +208,20 @@ constexpr std::size_t kPower = 6;
 constexpr std::size_t kSaturation = 9;
 
 // Slope, offset and power of a component, limited before the power as the list's makers want it.
-ToneFunction FunctionOf(const EffectParameters& inParameters, std::size_t inComponent)
+ToneRef ToneOf(const EffectParameters& inParameters, std::size_t inComponent)
 {
-    const double slope = inParameters.Number(kSlope + inComponent);
-    const double offset = inParameters.Number(kOffset + inComponent);
-    const double power = inParameters.Number(kPower + inComponent);
-    return [=](double inValue) { return std::pow(std::clamp(inValue * slope + offset, 0.0, 1.0), power); };
+    PowerStage stage;
+    stage.slope = inParameters.Number(kSlope + inComponent);
+    stage.offset = inParameters.Number(kOffset + inComponent);
+    stage.power = inParameters.Number(kPower + inComponent);
+    return MakePowerTone({stage});
 }
 
 class Operation final : public IRowOperation
 {
 public:
     Operation(const EffectParameters& inParameters, const ir::Picture& inPicture)
-        : mCurves({FunctionOf(inParameters, 0), FunctionOf(inParameters, 1), FunctionOf(inParameters, 2)},
-                  inPicture)
+        : mCurves({ToneOf(inParameters, 0), ToneOf(inParameters, 1), ToneOf(inParameters, 2)}, inPicture)
         , mSaturation(static_cast<float>(inParameters.Number(kSaturation)))
     {
     }

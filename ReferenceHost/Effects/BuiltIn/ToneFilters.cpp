@@ -1,5 +1,4 @@
 #include "ReferenceHost/Effects/BuiltIn/BuiltInTable.h"
-#include "ReferenceHost/Effects/CurvePoints.h"
 #include "ReferenceHost/Effects/EffectFilter.h"
 #include "ReferenceHost/Effects/ToneCurves.h"
 
@@ -15,8 +14,8 @@ namespace
 class ToneOperation final : public IRowOperation
 {
 public:
-    ToneOperation(std::array<ToneFunction, 3> inFunctions, const ir::Picture& inPicture)
-        : mCurves(std::move(inFunctions), inPicture)
+    ToneOperation(std::array<ToneRef, 3> inTones, const ir::Picture& inPicture)
+        : mCurves(std::move(inTones), inPicture)
     {
     }
 
@@ -34,28 +33,18 @@ namespace levels
 
 constexpr std::size_t kCount = 5; // parameters of a set: all components, then red, green and blue
 
-// The numbers of one set.
-struct Levels
-{
-    double inBlack;
-    double inWhite;
-    double gamma;
-    double outBlack;
-    double outWhite;
-
-    double operator()(double inValue) const
-    {
-        const double range = std::max(inWhite - inBlack, 1e-6);
-        const double place = std::clamp((inValue - inBlack) / range, 0.0, 1.0);
-        return outBlack + (outWhite - outBlack) * (gamma == 1.0 ? place : std::pow(place, 1.0 / gamma));
-    }
-};
-
-Levels Read(const EffectParameters& inParameters, std::size_t inSet)
+PowerStage Read(const EffectParameters& inParameters, std::size_t inSet)
 {
     const std::size_t first = inSet * kCount;
-    return {inParameters.Percent(first), inParameters.Percent(first + 1), inParameters.Number(first + 2),
-            inParameters.Percent(first + 3), inParameters.Percent(first + 4)};
+    const double black = inParameters.Percent(first);
+    const double range = std::max(inParameters.Percent(first + 1) - black, 1e-6);
+    PowerStage stage;
+    stage.slope = 1.0 / range;
+    stage.offset = -black / range;
+    stage.power = 1.0 / inParameters.Number(first + 2);
+    stage.outBlack = inParameters.Percent(first + 3);
+    stage.outWhite = inParameters.Percent(first + 4);
+    return stage;
 }
 
 class Filter final : public PixelFilter
@@ -67,14 +56,13 @@ protected:
     std::unique_ptr<IRowOperation> Prepare(const FilterCall& inCall,
                                            const ir::Picture& inPicture) const override
     {
-        std::array<ToneFunction, 3> functions;
-        const Levels all = Read(inCall.parameters, 0);
+        std::array<ToneRef, 3> tones;
+        const PowerStage all = Read(inCall.parameters, 0);
         for (std::size_t component = 0; component < 3; ++component)
         {
-            const Levels own = Read(inCall.parameters, 1 + component);
-            functions[component] = [=](double inValue) { return all(own(inValue)); };
+            tones[component] = MakePowerTone({Read(inCall.parameters, 1 + component), all});
         }
-        return std::make_unique<ToneOperation>(std::move(functions), inPicture);
+        return std::make_unique<ToneOperation>(std::move(tones), inPicture);
     }
 };
 
@@ -107,14 +95,14 @@ protected:
     std::unique_ptr<IRowOperation> Prepare(const FilterCall& inCall,
                                            const ir::Picture& inPicture) const override
     {
-        std::array<ToneFunction, 3> functions;
+        std::array<ToneRef, 3> tones;
         const CurvePoints all(inCall.parameters.Text(0));
         for (std::size_t component = 0; component < 3; ++component)
         {
-            const CurvePoints own(inCall.parameters.Text(1 + component));
-            functions[component] = [=](double inValue) { return all.At(own.At(inValue)); };
+            tones[component] =
+                MakeCurveTone(CurvePoints(inCall.parameters.Text(1 + component)), all, inPicture);
         }
-        return std::make_unique<ToneOperation>(std::move(functions), inPicture);
+        return std::make_unique<ToneOperation>(std::move(tones), inPicture);
     }
 };
 

@@ -1,6 +1,7 @@
 #include "IR/Motion.h"
 #include "ReferenceHost/Effects/BuiltIn/BuiltInTable.h"
 #include "ReferenceHost/Effects/EffectFilter.h"
+#include "ReferenceHost/Effects/PinnedPicture.h"
 
 #include <cmath>
 #include <cstring>
@@ -17,6 +18,11 @@ constexpr std::size_t kScaleHeight = 3;
 constexpr std::size_t kScaleWidth = 4;
 constexpr std::size_t kRotation = 5;
 constexpr std::size_t kOpacity = 6;
+constexpr std::size_t kSkew = 7;
+constexpr std::size_t kSkewAxis = 8;
+
+// Beyond it a picture is a line.
+constexpr double kMostSkew = 85.0;
 
 void Clear(const ir::Picture& outPicture)
 {
@@ -26,7 +32,50 @@ void Clear(const ir::Picture& outPicture)
     }
 }
 
-// The picture moved, scaled, turned and faded by IR_Motion, over nothing.
+// Where the middle of things goes: scaled, skewed along an axis, turned, and brought to its place. x to the right, y
+// down, in pixels of the picture.
+class Movement
+{
+public:
+    Movement(const FilterCall& inCall, const ir::Picture& inPicture) : mAspect(inCall.aspect)
+    {
+        const EffectParameters& parameters = inCall.parameters;
+        const TVK::ParamPoint<double> anchor = parameters.Point(kAnchor);
+        const TVK::ParamPoint<double> position = parameters.Point(kPosition);
+        mAnchor = {anchor.x * inPicture.width, anchor.y * inPicture.height};
+        mPosition = {position.x * inPicture.width, position.y * inPicture.height};
+        mHeight = parameters.Percent(kScaleHeight);
+        mWidth = parameters.Switch(kUniform) ? mHeight : parameters.Percent(kScaleWidth);
+        mRotation = parameters.Radians(kRotation);
+        mLean = std::tan(parameters.Radians(kSkew));
+        mAxis = parameters.Radians(kSkewAxis);
+    }
+
+    TVK::ParamPoint<double> Of(double inX, double inY) const
+    {
+        const double x = (inX - mAnchor.x) * mWidth * mAspect;
+        const double y = (inY - mAnchor.y) * mHeight;
+        // What lies above the axis goes along it, what lies below goes back.
+        const double along = mLean * (x * std::sin(mAxis) - y * std::cos(mAxis));
+        const double leaningX = x + along * std::cos(mAxis);
+        const double leaningY = y + along * std::sin(mAxis);
+        const double turnedX = leaningX * std::cos(mRotation) - leaningY * std::sin(mRotation);
+        const double turnedY = leaningX * std::sin(mRotation) + leaningY * std::cos(mRotation);
+        return {mPosition.x + turnedX / mAspect, mPosition.y + turnedY};
+    }
+
+private:
+    double mAspect;
+    TVK::ParamPoint<double> mAnchor;
+    TVK::ParamPoint<double> mPosition;
+    double mHeight;
+    double mWidth;
+    double mRotation;
+    double mLean;
+    double mAxis;
+};
+
+// The picture moved, scaled, turned and faded, over nothing: by IR_Motion, and where it leans by its corners.
 class TransformFilter final : public EffectFilter
 {
 public:
@@ -38,6 +87,11 @@ protected:
     std::int32_t Draw(const FilterCall& inCall, const ir::Picture& inSource,
                       const ir::Picture& outTarget) const override
     {
+        if (inCall.parameters.Number(kSkew) != 0.0)
+        {
+            DrawLeaning(inCall, inSource, outTarget);
+            return 0;
+        }
         Clear(outTarget);
         const IR_MotionPicture source = MotionPictureOf(inSource, inCall);
         const IR_MotionPicture target = MotionPictureOf(outTarget, inCall);
@@ -46,6 +100,18 @@ protected:
     }
 
 private:
+    static void DrawLeaning(const FilterCall& inCall, const ir::Picture& inSource,
+                            const ir::Picture& outTarget)
+    {
+        const Movement movement(inCall, inSource);
+        const double width = inSource.width;
+        const double height = inSource.height;
+        const TVK::ParamPoint<double> corners[4] = {movement.Of(0.0, 0.0), movement.Of(width, 0.0),
+                                                    movement.Of(0.0, height), movement.Of(width, height)};
+        DrawPinned(inSource, QuadMapping(corners, width, height),
+                   static_cast<float>(inCall.parameters.Percent(kOpacity)), inCall.HasFields(), outTarget);
+    }
+
     // Display and linear light differ by the code alone.
     static std::uint32_t CodeOf(const ir::Picture& inPicture)
     {
@@ -65,6 +131,7 @@ private:
         picture.width = inPicture.width;
         picture.height = inPicture.height;
         picture.format = CodeOf(inPicture);
+        picture.fieldType = inCall.HasFields() ? static_cast<std::int32_t>(inCall.fieldType) : 0;
         picture.aspectNumerator = static_cast<std::uint32_t>(std::lround(inCall.aspect * kDenominator));
         picture.aspectDenominator = static_cast<std::uint32_t>(kDenominator);
         return picture;
@@ -95,6 +162,14 @@ private:
     }
 };
 
+ParameterDescription SkewParameter()
+{
+    ParameterDescription parameter = AngleParameter("Skew", 0);
+    parameter.mLeast = -kMostSkew;
+    parameter.mMost = kMostSkew;
+    return parameter;
+}
+
 } // namespace
 
 void AddTransformFilter(BuiltInTable& ioTable)
@@ -104,7 +179,7 @@ void AddTransformFilter(BuiltInTable& ioTable)
         {PointParameter("Anchor Point", 0.5, 0.5), PointParameter("Position", 0.5, 0.5),
          BoolParameter("Uniform Scale", true), PercentParameter("Scale Height", -1000, 1000, 100),
          PercentParameter("Scale Width", -1000, 1000, 100), AngleParameter("Rotation", 0),
-         PercentParameter("Opacity", 0, 100, 100)}));
+         PercentParameter("Opacity", 0, 100, 100), SkewParameter(), AngleParameter("Skew Axis", 0)}));
 }
 
 } // namespace Effects

@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <functional>
+#include <numbers>
 #include <string>
 #include <vector>
 
@@ -338,6 +340,82 @@ TEST(CornerPin, StretchesThePictureInPerspective)
         const Perspective mapping(from, to);
         ExpectScene("VX.ZNTR Corner Pin", values,
                     [&](const Scene& inScene) { return Pinned(inScene, mapping); });
+    }
+}
+
+// Where the corners of a picture of 61 by 43 come to lie, in fractions of it, about its middle.
+Perspective Moved(const std::function<void(double& ioX, double& ioY)>& inMove)
+{
+    double from[4][2];
+    const double to[4][2] = {{0, 0}, {61, 0}, {0, 43}, {61, 43}};
+    for (int corner = 0; corner < 4; ++corner)
+    {
+        double x = to[corner][0] - 30.5;
+        double y = to[corner][1] - 21.5;
+        inMove(x, y);
+        from[corner][0] = x + 30.5;
+        from[corner][1] = y + 21.5;
+    }
+    return Perspective(from, to);
+}
+
+TEST(Transform, LeansAlongAnAxis)
+{
+    const double lean = std::tan(30.0 * std::numbers::pi / 180.0);
+    ExpectScene("VX.ZNTR Geometry", {{7, MakeNumberParameter(30.0)}},
+                [&](const Scene& inScene)
+                { return Pinned(inScene, Moved([=](double& ioX, double& ioY) { ioX -= lean * ioY; })); });
+    ExpectScene("VX.ZNTR Geometry", {{7, MakeNumberParameter(-30.0)}, {8, MakeNumberParameter(90.0)}},
+                [&](const Scene& inScene)
+                { return Pinned(inScene, Moved([=](double& ioX, double& ioY) { ioY -= lean * ioX; })); });
+}
+
+TEST(Transform, LeansAfterItIsScaledAndBeforeItIsTurned)
+{
+    const double lean = std::tan(20.0 * std::numbers::pi / 180.0);
+    ExpectScene("VX.ZNTR Geometry",
+                {{3, MakeNumberParameter(50.0)},
+                 {2, MakeTruthParameter(false)},
+                 {4, MakeNumberParameter(80.0)},
+                 {5, MakeNumberParameter(90.0)},
+                 {7, MakeNumberParameter(20.0)}},
+                [&](const Scene& inScene)
+                {
+                    return Pinned(inScene, Moved(
+                                               [=](double& ioX, double& ioY)
+                                               {
+                                                   const double x = 0.8 * ioX - lean * 0.5 * ioY;
+                                                   ioX = -0.5 * ioY;
+                                                   ioY = x;
+                                               }));
+                });
+}
+
+TEST(Fields, AreNeverMixedByMovements)
+{
+    // Of two moments, one is white and the other one black.
+    Scene scene = Filled(24, 24, {0, 0, 0, 1});
+    for (int i = 0; i < 24 * 12; ++i)
+    {
+        scene.At(i % 24, i / 24 * 2) = {1, 1, 1, 1};
+    }
+    const std::vector<std::pair<std::string, Values>> all = {
+        {"VX.ZNTR Geometry", {{3, MakeNumberParameter(70.0)}}},
+        {"VX.ZNTR Geometry", {{3, MakeNumberParameter(70.0)}, {7, MakeNumberParameter(10.0)}}},
+        {"VX.ZNTR Corner Pin", {{2, MakePointParameter(0.1, 0.7)}, {3, MakePointParameter(0.9, 0.8)}}}};
+    for (const auto& [name, values] : all)
+    {
+        const auto frame = FrameOf(scene, MF::kPixelFormat_BGRA_4444_32f);
+        frame->SetFieldType(norviktypes::kFieldType_UpperFirst);
+        const auto result = RunFilter(name, values, frame);
+        ASSERT_TRUE(result);
+        const Scene drawn = SceneOf(result);
+        for (int y = 6; y < 16; ++y)
+        {
+            EXPECT_NEAR(drawn.At(12, y)[0], y % 2 == 0 ? 1.0 : 0.0, 1e-4) << name << " row " << y;
+        }
+        frame->SetFieldType(norviktypes::kFieldType_Progressive);
+        EXPECT_GT(SceneOf(RunFilter(name, values, frame)).At(12, 11)[0], 0.01) << name;
     }
 }
 
