@@ -23,9 +23,15 @@ enum class EffectKind : std::uint8_t
 {
     kFilter,     // one picture into another
     kTransition, // from one picture to another, driven by progress
-    kBlend,      // one picture over another, driven by parameters
-    kGenerator,  // a picture out of nothing
+    kBlend,      // the picture with that of a track, driven by parameters
+    kGenerator,  // a picture out of nothing, in the place of the one that it is given
 };
+
+// Whether it is applied to an item.
+constexpr bool IsFilter(EffectKind inKind) noexcept
+{
+    return inKind != EffectKind::kTransition;
+}
 
 // The kind of control. The numbers are those of MF::IKeyframedParameter::GetType.
 enum class ParameterKind : std::uint32_t
@@ -65,6 +71,7 @@ struct ParameterDescription
     double mMost = 1.0; // both of numbers, angles, percents and choices; values beyond are held at the ends
     ParameterValue mDefault;
     std::vector<std::string> mChoices;
+    std::string mExplanation; // for people; may be empty
 };
 
 // The type of value that a parameter of this kind has, as MF::KeyframeBase::GetValueType tells it: double, bool,
@@ -84,6 +91,8 @@ struct EffectDescription
     std::vector<ParameterDescription> mParameters;
     // Why nobody can make one here, for people; empty where it can be made.
     std::string mWhyNot = {};
+    // Its picture depends on earlier frames of the item or on chance. It needs an item at its usual speed.
+    bool mIsStateful = false;
     // What else listings tell: a word and a text.
     std::vector<std::pair<std::string, std::string>> mNotes = {};
 

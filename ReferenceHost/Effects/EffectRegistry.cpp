@@ -108,7 +108,7 @@ std::vector<const EffectDescription*> EffectRegistry::List() const
 ML::IVideoFilterRef EffectRegistry::CreateFilter(std::string_view inName) const
 {
     const Found found = mState->Find(inName);
-    const bool isOne = found.description != nullptr && found.description->mKind == EffectKind::kFilter;
+    const bool isOne = found.description != nullptr && IsFilter(found.description->mKind);
     return isOne ? found.provider->CreateFilter(*found.description) : ML::IVideoFilterRef();
 }
 

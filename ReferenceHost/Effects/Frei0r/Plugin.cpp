@@ -1,16 +1,14 @@
 #include "ReferenceHost/Effects/Frei0r/Plugin.h"
 
-#include "ReferenceHost/Effects/Frei0r/CallGuard.h"
-#include "ReferenceHost/Effects/Frei0r/PluginFile.h"
 #include "ReferenceHost/Effects/Frei0r/Warning.h"
 #include "VF/VideoFrame.h"
 
 #include <algorithm>
-#include <array>
 #include <cstring>
 #include <mutex>
 #include <new>
-#include <optional>
+#include <string>
+#include <utility>
 
 namespace Frei0r
 {
@@ -18,7 +16,6 @@ namespace
 {
 
 constexpr std::int32_t kBlock = 8;
-constexpr std::size_t kSlackBytes = 64;
 // A picture of each size that a project has at once, on every thread of a large machine.
 constexpr std::size_t kMostIdle = 32;
 constexpr std::size_t kPixelBytes = 4;
@@ -26,20 +23,6 @@ constexpr std::size_t kPixelBytes = 4;
 std::int32_t RoundUp(std::int32_t inSide)
 {
     return (inSide + kBlock - 1) / kBlock * kBlock;
-}
-
-struct AlignedDelete
-{
-    void operator()(std::uint32_t* inPixels) const { ::operator delete(inPixels, std::align_val_t(64)); }
-};
-using Pixels = std::unique_ptr<std::uint32_t, AlignedDelete>;
-
-Pixels MakePixels(std::size_t inCount)
-{
-    const std::size_t bytes = inCount * kPixelBytes + kSlackBytes;
-    Pixels pixels(static_cast<std::uint32_t*>(::operator new(bytes, std::align_val_t(64))));
-    std::memset(pixels.get(), 0, bytes);
-    return pixels;
 }
 
 // Copies a row between the order of frames, B G R A, and that of the plug-in.
@@ -57,30 +40,40 @@ void CopyRow(const unsigned char* inFrom, unsigned char* outTo, std::int32_t inW
     }
 }
 
+void MakeOpaque(unsigned char* ioRow, std::int32_t inWidth)
+{
+    for (std::int32_t x = 0; x < inWidth; ++x)
+    {
+        ioRow[std::ptrdiff_t{4} * x + 3] = 255;
+    }
+}
+
 struct Worker
 {
-    Instance mInstance = nullptr;
+    std::unique_ptr<IInstance> mInstance;
     std::int32_t mWidth = 0;
     std::int32_t mHeight = 0;
     std::vector<Setting> mSettings; // of its frames, where it is bound to them
-    std::array<Pixels, 2> mInputs;
-    Pixels mOutput;
 
-    std::size_t Count() const { return static_cast<std::size_t>(mWidth) * static_cast<std::size_t>(mHeight); }
-
-    void Fill(std::size_t inInput, const ir::Picture& inPicture, bool inSwaps) const
+    void Fill(std::size_t inIndex, const PluginInput& inInput, bool inSwaps) const
     {
-        std::uint32_t* const pixels = mInputs[inInput].get();
+        const ir::Picture& picture = inInput.mPicture;
+        std::uint32_t* const pixels = mInstance->Input(inIndex);
         for (std::int32_t y = 0; y < mHeight; ++y)
         {
             std::uint32_t* const row = pixels + static_cast<std::ptrdiff_t>(y) * mWidth;
-            if (y >= inPicture.height)
+            if (y >= picture.height)
             {
                 std::copy(row - mWidth, row, row);
                 continue;
             }
-            CopyRow(inPicture.Row(0, y), reinterpret_cast<unsigned char*>(row), inPicture.width, inSwaps);
-            std::fill(row + inPicture.width, row + mWidth, row[inPicture.width - 1]);
+            auto* const bytes = reinterpret_cast<unsigned char*>(row);
+            CopyRow(picture.Row(0, y), bytes, picture.width, inSwaps);
+            if (inInput.mIsOpaque)
+            {
+                MakeOpaque(bytes, picture.width);
+            }
+            std::fill(row + picture.width, row + mWidth, row[picture.width - 1]);
         }
     }
 
@@ -88,73 +81,42 @@ struct Worker
     {
         for (std::int32_t y = 0; y < outPicture.height; ++y)
         {
-            const std::uint32_t* const row = mOutput.get() + static_cast<std::ptrdiff_t>(y) * mWidth;
+            const std::uint32_t* const row = mInstance->Output() + static_cast<std::ptrdiff_t>(y) * mWidth;
             CopyRow(reinterpret_cast<const unsigned char*>(row), outPicture.Row(0, y), outPicture.width,
                     inSwaps);
         }
     }
 };
 
-void Set(const PluginFile& inFile, Instance inInstance, ParameterType inType, const Setting& inSetting,
-         int inIndex)
-{
-    double number = inSetting.mNumbers[0];
-    ColorValue color = {static_cast<float>(inSetting.mNumbers[0]), static_cast<float>(inSetting.mNumbers[1]),
-                        static_cast<float>(inSetting.mNumbers[2])};
-    PositionValue position = {inSetting.mNumbers[0], inSetting.mNumbers[1]};
-    // Some write into the text that they are given.
-    std::string text = inSetting.mText;
-    char* characters = text.data();
-    switch (inType)
-    {
-    case ParameterType::kBool:
-    case ParameterType::kDouble: inFile.mSetParameter(inInstance, &number, inIndex); break;
-    case ParameterType::kColor: inFile.mSetParameter(inInstance, &color, inIndex); break;
-    case ParameterType::kPosition: inFile.mSetParameter(inInstance, &position, inIndex); break;
-    case ParameterType::kString: inFile.mSetParameter(inInstance, &characters, inIndex); break;
-    }
-}
-
 } // namespace
 
 class Plugin::Pool
 {
 public:
-    explicit Pool(const PluginTraits& inTraits) : mIsAlone(inTraits.mIsAlone), mIsBound(inTraits.mIsBound) {}
-    ~Pool()
+    Pool(const ScannedPlugin& inScanned, const PluginTraits& inTraits, std::shared_ptr<Sandbox> inSandbox)
+        : mScanned(inScanned)
+        , mSandbox(std::move(inSandbox))
+        , mIsAlone(inTraits.mIsAlone && !mSandbox)
+        , mIsBound(inTraits.mIsBound)
     {
-        for (const Worker& worker : mIdle)
-        {
-            mFile->mDestruct(worker.mInstance);
-        }
     }
     Pool(const Pool&) = delete;
     Pool& operator=(const Pool&) = delete;
 
-    bool Load(const ScannedPlugin& inScanned)
+    bool Load()
     {
         const std::lock_guard lock(mLoading);
         if (!mIsTried)
         {
             mIsTried = true;
             std::string whyNot;
-            std::unique_ptr<PluginFile> file = PluginFile::Load(inScanned.mFile.mPath, whyNot);
-            const bool isSame =
-                file &&
-                file->Info().parameterCount == static_cast<int>(inScanned.mFacts.mParameters.size()) &&
-                file->Info().pluginType == static_cast<int>(inScanned.mFacts.mType) &&
-                file->Info().colorModel == static_cast<int>(inScanned.mFacts.mColorModel);
-            whyNot = file && !isSame ? "is not what it was when it was looked at" : whyNot;
-            if (isSame)
+            mIsLoaded = mSandbox ? TryInSandbox(whyNot) : LoadHere(whyNot);
+            if (!mIsLoaded)
             {
-                mFile = std::move(file);
-            }
-            else
-            {
-                Warn(inScanned.mFile.mPath + " " + whyNot);
+                Warn(mScanned.mFile.mPath + " " + whyNot);
             }
         }
-        return mFile != nullptr;
+        return mIsLoaded;
     }
 
     // No instance: the plug-in can't make one. Throws std::bad_alloc.
@@ -175,21 +137,27 @@ public:
                 return worker;
             }
         }
-        Worker worker;
-        worker.mWidth = inWidth;
-        worker.mHeight = inHeight;
+        Worker worker = MakeWorker(inWidth, inHeight);
         if (mIsBound)
         {
             worker.mSettings = inCall.mSettings;
         }
-        for (std::size_t i = 0; i < inCall.mPictures.size(); ++i)
+        return worker;
+    }
+
+    Worker MakeWorker(std::int32_t inWidth, std::int32_t inHeight)
+    {
+        Worker worker;
+        worker.mWidth = inWidth;
+        worker.mHeight = inHeight;
+        const InstanceShape shape = {inWidth, inHeight, Inputs()};
+        if (mSandbox)
         {
-            worker.mInputs[i] = MakePixels(worker.Count());
+            worker.mInstance = mSandbox->MakeInstance(mScanned, shape);
+            return worker;
         }
-        worker.mOutput = MakePixels(worker.Count());
         const auto alone = Alone();
-        const CallGuard guard;
-        worker.mInstance = mFile->mConstruct(static_cast<unsigned>(inWidth), static_cast<unsigned>(inHeight));
+        worker.mInstance = MakeInstance(*mFile, mScanned.mFacts, shape);
         return worker;
     }
 
@@ -205,33 +173,38 @@ public:
                 mIdle.erase(mIdle.begin());
             }
         }
-        if (oldest.mInstance != nullptr)
-        {
-            const auto alone = Alone();
-            const CallGuard guard;
-            mFile->mDestruct(oldest.mInstance);
-        }
+        LetGo(oldest);
     }
 
-    void Draw(const Worker& inWorker, const PluginCall& inCall, const PluginFacts& inFacts)
+    void LetGo(Worker& ioWorker)
     {
-        // What a plug-in leaves out must not show an earlier frame.
-        std::memset(inWorker.mOutput.get(), 0, inWorker.Count() * kPixelBytes);
         const auto alone = Alone();
-        const CallGuard guard;
-        for (std::size_t i = 0; i < inFacts.mParameters.size(); ++i)
+        ioWorker.mInstance.reset();
+    }
+
+    std::int32_t Run(Worker& ioWorker, const PluginCall& inCall)
+    {
+        const bool swaps = mScanned.mFacts.mColorModel == ColorModel::kRGBA;
+        for (std::size_t i = 0; i < inCall.mInputs.size(); ++i)
         {
-            Set(*mFile, inWorker.mInstance, inFacts.mParameters[i].mType, inCall.mSettings[i],
-                static_cast<int>(i));
+            ioWorker.Fill(i, inCall.mInputs[i], swaps);
         }
-        if (inFacts.mType == PluginType::kMixer2)
         {
-            mFile->mUpdate2(inWorker.mInstance, inCall.mSeconds, inWorker.mInputs[0].get(),
-                            inWorker.mInputs[1].get(), nullptr, inWorker.mOutput.get());
-            return;
+            const auto alone = Alone();
+            if (!ioWorker.mInstance->Draw(inCall.mSeconds, inCall.mSettings))
+            {
+                Warn(mScanned.mFile.mPath + " crashed or hung in its sandbox");
+                return VF::kFrameStatus_BadArgument;
+            }
         }
-        mFile->mUpdate(inWorker.mInstance, inCall.mSeconds, inWorker.mInputs[0].get(),
-                       inWorker.mOutput.get());
+        ioWorker.Take(inCall.mTarget, swaps);
+        return VF::kFrameStatus_OK;
+    }
+
+    bool IsCallable(const PluginCall& inCall) const
+    {
+        return inCall.mSettings.size() == mScanned.mFacts.mParameters.size() &&
+               inCall.mInputs.size() == Inputs() && inCall.mTarget.width > 0 && inCall.mTarget.height > 0;
     }
 
     std::size_t Idle() const
@@ -241,25 +214,76 @@ public:
     }
 
 private:
+    std::size_t Inputs() const
+    {
+        switch (mScanned.mFacts.mType)
+        {
+        case PluginType::kFilter: return 1;
+        case PluginType::kSource: return 0;
+        case PluginType::kMixer2:
+        case PluginType::kMixer3: break;
+        }
+        return 2;
+    }
+
+    bool LoadHere(std::string& outWhyNot)
+    {
+        std::unique_ptr<PluginFile> file = PluginFile::Load(mScanned.mFile.mPath, outWhyNot);
+        const bool isSame =
+            file && file->Info().parameterCount == static_cast<int>(mScanned.mFacts.mParameters.size()) &&
+            file->Info().pluginType == static_cast<int>(mScanned.mFacts.mType) &&
+            file->Info().colorModel == static_cast<int>(mScanned.mFacts.mColorModel);
+        outWhyNot = file && !isSame ? "is not what it was when it was looked at" : outWhyNot;
+        mFile = isSame ? std::move(file) : nullptr;
+        return isSame;
+    }
+
+    bool TryInSandbox(std::string& outWhyNot)
+    {
+        outWhyNot = "cannot be run in a process of its own, or is not what it was when it was looked at";
+        return mSandbox->MakeInstance(mScanned, {kBlock, kBlock, Inputs()}) != nullptr;
+    }
+
     std::unique_lock<std::mutex> Alone()
     {
         return mIsAlone ? std::unique_lock(mCalling) : std::unique_lock<std::mutex>();
     }
 
+    const ScannedPlugin& mScanned;
+    const std::shared_ptr<Sandbox> mSandbox; // empty: plug-ins run here
     const bool mIsAlone;
     const bool mIsBound;
     std::mutex mLoading;
     bool mIsTried = false;
-    std::unique_ptr<PluginFile> mFile; // unchanged once it is there
+    bool mIsLoaded = false;
+    std::unique_ptr<PluginFile> mFile; // unchanged once it is there; outlives all instances
     std::mutex mCalling;
     mutable std::mutex mLock;
     std::vector<Worker> mIdle; // the one that waits longest comes first
 };
 
-Plugin::Plugin(ScannedPlugin inScanned, PluginTraits inTraits)
+class Plugin::History final : public IPluginHistory
+{
+public:
+    History(Pool& inPool, Worker inWorker) : mPool(inPool), mWorker(std::move(inWorker)) {}
+    ~History() override { mPool.LetGo(mWorker); }
+
+    std::int32_t Run(const PluginCall& inCall) override
+    {
+        const bool fits = mPool.IsCallable(inCall) && RoundUp(inCall.mTarget.width) == mWorker.mWidth &&
+                          RoundUp(inCall.mTarget.height) == mWorker.mHeight;
+        return fits ? mPool.Run(mWorker, inCall) : VF::kFrameStatus_BadArgument;
+    }
+
+private:
+    Pool& mPool;
+    Worker mWorker;
+};
+
+Plugin::Plugin(ScannedPlugin inScanned, PluginTraits inTraits, std::shared_ptr<Sandbox> inSandbox)
     : mScanned(std::move(inScanned))
     , mTraits(std::move(inTraits))
-    , mPool(std::make_unique<Pool>(mTraits))
+    , mPool(std::make_unique<Pool>(mScanned, mTraits, std::move(inSandbox)))
 {
 }
 
@@ -267,39 +291,44 @@ Plugin::~Plugin() = default;
 
 bool Plugin::Load()
 {
-    return mPool->Load(mScanned);
+    return mPool->Load();
 }
 
 std::int32_t Plugin::Run(const PluginCall& inCall)
 {
-    const bool isCallable = Load() && inCall.mSettings.size() == mScanned.mFacts.mParameters.size() &&
-                            inCall.mTarget.width > 0 && inCall.mTarget.height > 0;
-    if (!isCallable)
+    if (!Load() || !mPool->IsCallable(inCall))
     {
         return VF::kFrameStatus_BadArgument;
     }
-    const bool swaps = mScanned.mFacts.mColorModel == ColorModel::kRGBA;
     try
     {
         Worker worker =
             mPool->CheckOut(RoundUp(inCall.mTarget.width), RoundUp(inCall.mTarget.height), inCall);
-        if (worker.mInstance == nullptr)
+        if (!worker.mInstance)
         {
             return VF::kFrameStatus_BadArgument;
         }
-        for (std::size_t i = 0; i < inCall.mPictures.size(); ++i)
+        const std::int32_t status = mPool->Run(worker, inCall);
+        if (status >= 0)
         {
-            worker.Fill(i, inCall.mPictures[i], swaps);
+            mPool->Return(std::move(worker));
         }
-        mPool->Draw(worker, inCall, mScanned.mFacts);
-        worker.Take(inCall.mTarget, swaps);
-        mPool->Return(std::move(worker));
+        return status;
     }
     catch (const std::bad_alloc&)
     {
         return VF::kFrameStatus_OutOfMemory;
     }
-    return VF::kFrameStatus_OK;
+}
+
+std::unique_ptr<IPluginHistory> Plugin::MakeHistory(std::int32_t inWidth, std::int32_t inHeight)
+{
+    if (!Load())
+    {
+        return nullptr;
+    }
+    Worker worker = mPool->MakeWorker(RoundUp(inWidth), RoundUp(inHeight));
+    return worker.mInstance ? std::make_unique<History>(*mPool, std::move(worker)) : nullptr;
 }
 
 std::size_t Plugin::IdleInstances() const

@@ -4,6 +4,15 @@
 // that of the sequence since the start of the item or transition, in seconds made of ticks, so that a frame is the
 // same wherever its item lies.
 //
+//   filter        changes the picture
+//   source        draws a picture in the place of the one that it is given
+//   mixer of two  mixes the picture, as the second one, with that of a track; the last parameter of its description
+//                 is that track. With a fader it is a transition instead.
+//
+// A stateful plug-in is given the frames of its item one after the other from the first one on, on one thread,
+// whatever the order in which they are asked for: frames that it has not seen are rendered for it, and for one that
+// lies behind it begins anew. Its frames are never taken for those of another object.
+//
 // Thread-safety: safe.
 #pragma once
 
@@ -17,7 +26,7 @@
 namespace Frei0r
 {
 
-// inDescription, whose parameters are those of the plug-in, outlives the object.
+// inDescription, whose parameters are those of the plug-in and that of a track, outlives the object.
 ML::IVideoFilterRef CreatePluginFilter(const Effects::EffectDescription& inDescription,
                                        const std::shared_ptr<Plugin>& inPlugin);
 // Null if the plug-in has no fader.

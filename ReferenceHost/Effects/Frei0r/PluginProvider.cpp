@@ -74,29 +74,42 @@ EffectKind KindOf(const PluginFacts& inFacts, bool inHasFader)
     return inHasFader ? EffectKind::kTransition : EffectKind::kBlend;
 }
 
-std::string WhyNot(EffectKind inKind, const PluginFacts& inFacts, const PluginTraits& inTraits)
+std::string WhyNot(const PluginFacts& inFacts, const PluginTraits& inTraits,
+                   const ProviderSettings& inSettings)
 {
     if (!inFacts.mWhyNot.empty())
     {
         return inFacts.mWhyNot;
     }
-    if (inKind == EffectKind::kGenerator)
+    if (inFacts.mType == PluginType::kMixer3)
     {
-        return "is a source, and timelines take pictures from media";
+        return "mixes three pictures, and an effect looks at one other track";
     }
-    if (inKind == EffectKind::kBlend)
+    if (inTraits.mCrashes && !inSettings.mIsSandboxed)
     {
-        return "mixes pictures without a fader, and tracks are laid over each other by blend modes";
+        return "crashes with some of its parameters, and is not run in a process of its own";
     }
-    if (inTraits.mCrashes)
+    if (!inTraits.mIsStateful || inSettings.mAllowsStateful)
     {
-        return "crashes with some of its parameters";
+        return "";
     }
-    return inTraits.mIsStateful ? "depends on earlier frames or on chance, and frames are made in any order"
-                                : "";
+    return "depends on earlier frames or on chance, and frames are made in any order";
 }
 
-EffectDescription Describe(const ScannedPlugin& inPlugin, const PluginTraits& inTraits)
+// Its name is no parameter's.
+ParameterDescription TrackParameter(const std::vector<ParameterDescription>& inOthers)
+{
+    std::string name = "Track";
+    while (std::any_of(inOthers.begin(), inOthers.end(),
+                       [&](const ParameterDescription& inOther) { return inOther.mName == name; }))
+    {
+        name += " beneath";
+    }
+    return Effects::LayerParameter(name);
+}
+
+EffectDescription Describe(const ScannedPlugin& inPlugin, const PluginTraits& inTraits,
+                           const ProviderSettings& inSettings)
 {
     const PluginFacts& facts = inPlugin.mFacts;
     EffectDescription description;
@@ -104,10 +117,16 @@ EffectDescription Describe(const ScannedPlugin& inPlugin, const PluginTraits& in
     description.mMatchName = description.mId;
     description.mTitle = facts.mName.empty() ? inPlugin.mFile.mStem : facts.mName;
     description.mKind = KindOf(facts, HasFader(facts, inTraits));
-    description.mWhyNot = WhyNot(description.mKind, facts, inTraits);
+    description.mWhyNot = WhyNot(facts, inTraits, inSettings);
+    description.mIsStateful = facts.mWhyNot.empty() && inTraits.mIsStateful;
     for (const ParameterFacts& parameter : facts.mParameters)
     {
         description.mParameters.push_back(Describe(parameter));
+        description.mParameters.back().mExplanation = parameter.mExplanation;
+    }
+    if (description.mKind == EffectKind::kBlend && facts.mType == PluginType::kMixer2)
+    {
+        description.mParameters.push_back(TrackParameter(description.mParameters));
     }
     description.mNotes.emplace_back("file", inPlugin.mFile.mPath);
     if (facts.mName.empty())
@@ -161,11 +180,13 @@ private:
         }
         const std::vector<std::string> folders =
             mSettings.mFolders.empty() ? SearchFolders() : mSettings.mFolders;
+        const auto sandbox =
+            mSettings.mIsSandboxed ? std::make_shared<Sandbox>() : std::shared_ptr<Sandbox>();
         for (ScannedPlugin& scanned : ScanPlugins(FindPluginFiles(folders), mSettings.mCacheFile))
         {
             const PluginTraits known = traits.Of(scanned.mFile.mStem);
-            mEffects.push_back(Describe(scanned, known));
-            mPlugins.push_back(std::make_shared<Plugin>(std::move(scanned), known));
+            mEffects.push_back(Describe(scanned, known, mSettings));
+            mPlugins.push_back(std::make_shared<Plugin>(std::move(scanned), known, sandbox));
         }
     }
 

@@ -1,9 +1,9 @@
 // The frei0r plug-ins of this machine as effects: "frei0r:" and the name of the plug-in's file.
 //
-// Filters are filters. A mixer of two pictures is a transition where the table of traits names the parameter that
-// drives it. Everything else is described with the reason why it can't be used, as are plug-ins that crash, and
-// those whose picture depends on earlier frames or on chance: frames are made in any order and on any thread here,
-// and a frame must come out the same each time.
+// Filters are filters, and sources are generators, which draw over whatever they are given. A mixer of two pictures is
+// a transition where the table of traits names the parameter that drives it, else it is a blend with the picture of
+// a track. What can't be used is described with the reason: mixers of three, plug-ins that crash, and stateful ones,
+// whose picture depends on earlier frames or on chance, while frames are made in any order and on any thread here.
 //
 // Numbers go from 0 to 1, whatever they stand for: plug-ins do not tell.
 //
@@ -23,6 +23,8 @@ struct ProviderSettings
 {
     std::vector<std::string> mFolders; // empty: SearchFolders
     std::string mCacheFile;            // see ScanPlugins
+    bool mAllowsStateful = false;      // they are given their frames in order, on one thread
+    bool mIsSandboxed = false;         // plug-ins run in processes of their own, also those that crash
 };
 
 // Looks at folders and plug-ins when it is first asked for its effects.

@@ -1,6 +1,7 @@
 #include "ReferenceHost/Effects/Frei0r/Scan.h"
 
 #include "ReferenceHost/Effects/Frei0r/PluginFile.h"
+#include "ReferenceHost/Effects/Frei0r/ProcessManners.h"
 
 #include <algorithm>
 #include <array>
@@ -13,7 +14,6 @@
 #include <iterator>
 #include <map>
 #include <poll.h>
-#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -39,26 +39,6 @@ bool WriteAll(int inFile, std::string_view inText)
     return true;
 }
 
-// The child has nothing of its parent's manners: what ends it, ends it, without a word and without a core file.
-void BecomeProbe()
-{
-    for (const int signal :
-         {SIGINT, SIGTERM, SIGHUP, SIGPIPE, SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT, SIGTRAP})
-    {
-        std::signal(signal, SIG_DFL);
-    }
-    sigset_t none;
-    sigemptyset(&none);
-    ::sigprocmask(SIG_SETMASK, &none, nullptr);
-    const rlimit noCore = {0, 0};
-    ::setrlimit(RLIMIT_CORE, &noCore);
-    const int nothing = ::open("/dev/null", O_RDWR | O_CLOEXEC);
-    for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
-    {
-        ::dup2(nothing, stream);
-    }
-}
-
 PluginFacts Probe(const std::string& inPath)
 {
     PluginFacts facts;
@@ -68,7 +48,7 @@ PluginFacts Probe(const std::string& inPath)
 
 [[noreturn]] void RunChild(const std::vector<PluginFileName>& inFiles, std::size_t inFirst, int inPipe)
 {
-    BecomeProbe();
+    BecomePluginProcess(inPipe);
     bool isHeard = true;
     for (std::size_t i = inFirst; i < inFiles.size() && isHeard; ++i)
     {

@@ -2,12 +2,18 @@
 #include "ReferenceHost/Effects/Frei0r/CallGuard.h"
 #include "ReferenceHost/Effects/Frei0r/Plugin.h"
 #include "ReferenceHost/Effects/Frei0r/PluginProvider.h"
+#include "ReferenceHost/Effects/Frei0r/Sandbox.h"
+#include "TVK/Allocated.h"
 #include "Tests/ReferenceHost/Frei0r/TestPlugins.h"
+#include "Tests/Support/Paths.h"
 
 #include <cfenv>
 #include <clocale>
+#include <cstring>
+#include <filesystem>
 #include <gtest/gtest.h>
 #include <set>
+#include <thread>
 
 #if __has_include(<frei0r.h>)
 #define VR_HAS_FREI0R_HEADER 1
@@ -197,12 +203,12 @@ TEST(PluginList, TellsWhyPluginsCannotBeUsed)
     EXPECT_EQ(why("frei0r:tells"), "");
     EXPECT_EQ(registry->Find("frei0r:tells")->mKind, EffectKind::kFilter);
     EXPECT_EQ(registry->Find("frei0r:tells")->mParameters[5].mLeast, -2.0) << "a default lies in its range";
-    EXPECT_NE(why("frei0r:source"), "");
+    EXPECT_EQ(why("frei0r:source"), "");
     EXPECT_EQ(registry->Find("frei0r:source")->mKind, EffectKind::kGenerator);
-    EXPECT_NE(why("frei0r:mixer"), "");
+    EXPECT_EQ(why("frei0r:mixer"), "");
     EXPECT_EQ(registry->Find("frei0r:mixer")->mKind, EffectKind::kBlend);
+    EXPECT_EQ(registry->Find("frei0r:mixer")->mParameters.back().mKind, Effects::ParameterKind::kLayer);
     EXPECT_EQ(why("frei0r:none"), "unknown");
-    EXPECT_FALSE(registry->CreateFilter("frei0r:source"));
     EXPECT_FALSE(registry->CreateTransition("frei0r:mixer", {}, nullptr));
 }
 
@@ -216,6 +222,239 @@ TEST(PluginList, FiltersAskForEightBitsAndVaryByThemselves)
     EXPECT_EQ(formats, std::vector<norviktypes::PixelFormat>{MF::kPixelFormat_BGRA_4444_8u});
     EXPECT_TRUE(filter->VariesByItself());
     EXPECT_FALSE(filter->KeepsOpaque({}));
+}
+
+// The picture of a track, as the library hands it to a filter.
+class Layer final : public TVK::Implements<Layer, ML::LayerRender>
+{
+public:
+    Layer(std::uint32_t inParameter, const MF::IVideoFrameRef& inFrame)
+        : mParameter(inParameter)
+        , mFrame(inFrame)
+    {
+    }
+
+    std::int32_t RenderLayer(std::uint32_t inParameter, MF::IVideoFrameRef& outFrame) override
+    {
+        outFrame = inParameter == mParameter ? mFrame : MF::IVideoFrameRef();
+        return 0;
+    }
+
+private:
+    const std::uint32_t mParameter;
+    const MF::IVideoFrameRef mFrame;
+};
+
+TEST(PluginMixers, LayThePictureOverThatOfATrack)
+{
+    const auto registry = RegistryOf(TestFolder());
+    const ML::IVideoFilterRef filter = registry->CreateFilter("frei0r:mixer");
+    ASSERT_TRUE(filter);
+    const Scene own = EffectScenes::Filled(16, 8, {0.2, 0.2, 0.2, 1.0});
+    const MF::IVideoFrameRef below =
+        FrameOf(EffectScenes::Filled(16, 8, {0.8, 0.8, 0.8, 0.0}), MF::kPixelFormat_BGRA_4444_8u);
+    const auto draw = [&](double inLevel, bool inHasTrack, bool inPlays)
+    {
+        EffectScenes::Values values = {{0, TestSupport::MakeNumberParameter(inLevel)}};
+        if (inHasTrack)
+        {
+            values.emplace_back(1, TestSupport::MakeNumberParameter(0.0));
+        }
+        const MF::KeyframeStore parameters = EffectScenes::StoreOf(values);
+        ML::VideoFilterRender render;
+        render.mFrameRate = kRate;
+        render.mParameters = &parameters;
+        render.mLayers = ML::LayerRenderRef(new Layer(1, inPlays ? below : MF::IVideoFrameRef()));
+        MF::IVideoFrameRef frame;
+        filter->Render(render, FrameOf(own, MF::kPixelFormat_BGRA_4444_8u), frame);
+        return frame ? BytesAt(SceneOf(frame), 3) : std::vector<int>{};
+    };
+    EXPECT_EQ(draw(0.0, true, true), (std::vector<int>{204, 204, 204, 0}))
+        << "the track is the first picture";
+    EXPECT_EQ(draw(1.0, true, true), (std::vector<int>{51, 51, 51, 255})) << "the clip is the second one";
+    EXPECT_EQ(draw(0.0, true, false), (std::vector<int>{51, 51, 51, 255})) << "nothing plays there";
+    EXPECT_EQ(draw(0.0, false, true), (std::vector<int>{51, 51, 51, 255})) << "no track is set";
+    below->SetAlphaType(norviktypes::kAlphaChannel_Opaque);
+    EXPECT_EQ(draw(0.0, true, true), (std::vector<int>{204, 204, 204, 255})) << "whatever its alpha says";
+}
+
+TEST(PluginSources, DrawInThePlaceOfThePicture)
+{
+    if (!TestPlugins::IsOnMachine("onecol0r"))
+    {
+        GTEST_SKIP() << "the package frei0r-plugins is not installed";
+    }
+    const auto registry = RegistryOf(TestPlugins::MachineFolder());
+    ASSERT_EQ(registry->Find("frei0r:onecol0r")->mKind, EffectKind::kGenerator);
+    const Scene drawn = Filtered(*registry, "frei0r:onecol0r", {{0, EffectScenes::ColorValue(200, 100, 50)}},
+                                 Noise(13, 7, 3));
+    ASSERT_EQ(drawn.width, 13);
+    EXPECT_EQ(BytesAt(drawn, 4), (std::vector<int>{200, 100, 50, 255}));
+}
+
+// What a stateful filter is shown of the frames of its item: frame i is a picture of i + 1 in all components.
+class Past final : public TVK::Implements<Past, ML::SubTreeRender>
+{
+public:
+    void RenderFrame(const norviktypes::TickTime& inTime, MF::IVideoFrameRef& outFrame, bool) override
+    {
+        outFrame = FrameAt(inTime.ToFrame64(kRate));
+    }
+    static MF::IVideoFrameRef FrameAt(std::int64_t inFrame)
+    {
+        const double level = static_cast<double>(inFrame + 1) / 255.0;
+        return FrameOf(EffectScenes::Filled(16, 8, {level, level, level, level}),
+                       MF::kPixelFormat_BGRA_4444_8u);
+    }
+};
+
+class PluginHistories : public testing::Test
+{
+protected:
+    PluginHistories()
+    {
+        // Stateful is a plug-in by its name.
+        std::filesystem::create_symlink(PathOf("sums"), mFolder.File("nervous.so"));
+        Frei0r::ProviderSettings settings;
+        settings.mFolders = {mFolder.Path()};
+        settings.mAllowsStateful = true;
+        mRegistry.AddProvider(Frei0r::CreatePluginProvider(settings));
+        mFilter = mRegistry.CreateFilter("frei0r:nervous");
+    }
+
+    // The sum of all pictures that the plug-in has seen; -1: no picture.
+    int SumAt(std::int64_t inFrame)
+    {
+        ML::VideoFilterRender render;
+        render.mFrameRate = kRate;
+        render.mFrame = inFrame;
+        render.mSequenceTime = render.mClipTime = norviktypes::TickTime::FromFrame(inFrame, kRate);
+        render.mSubTree = ML::SubTreeRenderRef(new Past());
+        MF::IVideoFrameRef frame;
+        const bool isDrawn = mFilter && mFilter->Render(render, Past::FrameAt(inFrame), frame) >= 0;
+        return isDrawn ? BytesAt(SceneOf(frame), 5)[0] : -1;
+    }
+
+    const TestSupport::ScratchFolder mFolder;
+    Effects::EffectRegistry mRegistry;
+    ML::IVideoFilterRef mFilter;
+};
+
+TEST_F(PluginHistories, BeginWithTheItemWhateverFrameIsAskedFor)
+{
+    ASSERT_TRUE(mFilter);
+    EXPECT_EQ(SumAt(4), 1 + 2 + 3 + 4 + 5);
+    EXPECT_EQ(SumAt(5), 15 + 6) << "and go on";
+    EXPECT_EQ(SumAt(9), 55) << "over what nobody asked for";
+    EXPECT_EQ(SumAt(7), 36) << "a frame that was drawn on the way";
+    EXPECT_EQ(SumAt(0), 1) << "long forgotten";
+    EXPECT_EQ(SumAt(20), 231);
+    EXPECT_EQ(SumAt(3), 10);
+    EXPECT_EQ(SumAt(-2), 0) << "in front of the item a frame is alone";
+    EXPECT_EQ(SumAt(1), 3);
+}
+
+TEST_F(PluginHistories, AreTheSameOnSeveralThreads)
+{
+    ASSERT_TRUE(mFilter);
+    std::vector<std::thread> threads;
+    for (int first = 0; first < 4; ++first)
+    {
+        threads.emplace_back(
+            [this, first]
+            {
+                for (int frame = first; frame < 20; frame += 4)
+                {
+                    EXPECT_EQ(SumAt(frame), (frame + 1) * (frame + 2) / 2);
+                }
+            });
+    }
+    for (std::thread& thread : threads)
+    {
+        thread.join();
+    }
+}
+
+TEST_F(PluginHistories, AreNeverTakenForEachOther)
+{
+    ASSERT_TRUE(mFilter);
+    MF::BinaryData one;
+    MF::BinaryData other;
+    ASSERT_TRUE(mFilter->HasOpaqueData());
+    EXPECT_GE(mFilter->GetOpaqueData(one), 0);
+    EXPECT_GE(mRegistry.CreateFilter("frei0r:nervous")->GetOpaqueData(other), 0);
+    ASSERT_EQ(one.Size(), other.Size());
+    EXPECT_NE(std::memcmp(one.Data(), other.Data(), one.Size()), 0);
+    EXPECT_TRUE(mRegistry.Find("frei0r:nervous")->mIsStateful);
+}
+
+TEST_F(PluginHistories, AreLeftOutUnlessTheyAreAllowed)
+{
+    const auto registry = RegistryOf(mFolder.Path());
+    EXPECT_NE(registry->Find("frei0r:nervous")->mWhyNot, "");
+    EXPECT_TRUE(registry->Find("frei0r:nervous")->mIsStateful);
+    EXPECT_FALSE(registry->CreateFilter("frei0r:nervous"));
+}
+
+TEST(PluginSandbox, DrawsWhatAPluginDrawsHere)
+{
+    const auto sandbox = std::make_shared<Frei0r::Sandbox>();
+    for (const char* kind : {"tells", "mixer", "counts"})
+    {
+        const std::vector<Scene> scenes(kind == std::string("mixer") ? 2 : 1, Noise(21, 9, 3, true));
+        const auto here = MakePlugin(PathOf(kind), {});
+        const auto there = MakePlugin(PathOf(kind), {}, sandbox);
+        ASSERT_TRUE(here && there) << kind;
+        for (const double level : {-1.0, 0.0, 0.75})
+        {
+            const auto expected = Draw(*here, scenes, 1.2, level);
+            ASSERT_FALSE(expected.empty()) << kind;
+            EXPECT_EQ(Draw(*there, scenes, 1.2, level), expected) << kind << " " << level;
+        }
+    }
+}
+
+TEST(PluginSandbox, OutlivesPluginsThatCrash)
+{
+    const auto plugin = MakePlugin(PathOf("falls"), {}, std::make_shared<Frei0r::Sandbox>());
+    ASSERT_TRUE(plugin);
+    const auto before = Draw(*plugin, {Noise(16, 8, 1)}, 0.0, 0.25);
+    EXPECT_FALSE(before.empty());
+    EXPECT_TRUE(Draw(*plugin, {Noise(16, 8, 1)}, 0.0, 0.6).empty());
+    EXPECT_EQ(Draw(*plugin, {Noise(16, 8, 1)}, 0.0, 0.25), before) << "in a new process";
+}
+
+TEST(PluginSandbox, OutlivesPluginsThatHang)
+{
+    const auto plugin = MakePlugin(PathOf("falls"), {}, std::make_shared<Frei0r::Sandbox>(1));
+    ASSERT_TRUE(plugin);
+    EXPECT_TRUE(Draw(*plugin, {Noise(16, 8, 1)}, 0.0, 1.0).empty());
+}
+
+TEST(PluginSandbox, MakesNothingOfWhatIsNotThere)
+{
+    Frei0r::ScannedPlugin plugin;
+    plugin.mFile = TestPlugins::FileOf(PathOf("crashes"));
+    Frei0r::Sandbox sandbox;
+    EXPECT_FALSE(sandbox.MakeInstance(plugin, {8, 8, 1}));
+    plugin.mFile.mPath = "/nowhere/at all.so";
+    EXPECT_FALSE(sandbox.MakeInstance(plugin, {8, 8, 1}));
+}
+
+TEST(PluginSandbox, LetsPluginsBeUsedThatCrash)
+{
+    const TestSupport::ScratchFolder folder;
+    std::filesystem::create_symlink(PathOf("tells"), folder.File("3dflippo.so"));
+    for (const bool isSandboxed : {false, true})
+    {
+        Frei0r::ProviderSettings settings;
+        settings.mFolders = {folder.Path()};
+        settings.mIsSandboxed = isSandboxed;
+        Effects::EffectRegistry registry;
+        registry.AddProvider(Frei0r::CreatePluginProvider(settings));
+        EXPECT_EQ(registry.Find("frei0r:3dflippo")->mWhyNot.empty(), isSandboxed);
+        EXPECT_EQ(bool(registry.CreateFilter("frei0r:3dflippo")), isSandboxed);
+    }
 }
 
 TEST(PluginTraits, AreReadFromLines)

@@ -7,6 +7,7 @@
 #include <cstring>
 #include <filesystem>
 #include <sys/stat.h>
+#include <utility>
 
 namespace TestPlugins
 {
@@ -47,11 +48,13 @@ bool IsOnMachine(const std::string& inStem)
     return std::filesystem::exists(MachineFolder() + "/" + inStem + ".so");
 }
 
-std::unique_ptr<Frei0r::Plugin> MakePlugin(const std::string& inPath, const Frei0r::PluginTraits& inTraits)
+std::unique_ptr<Frei0r::Plugin> MakePlugin(const std::string& inPath, const Frei0r::PluginTraits& inTraits,
+                                           std::shared_ptr<Frei0r::Sandbox> inSandbox)
 {
     const std::vector<Frei0r::ScannedPlugin> scanned = Frei0r::ProbePlugins({FileOf(inPath)});
-    return scanned.at(0).mFacts.mWhyNot.empty() ? std::make_unique<Frei0r::Plugin>(scanned[0], inTraits)
-                                                : nullptr;
+    return scanned.at(0).mFacts.mWhyNot.empty()
+               ? std::make_unique<Frei0r::Plugin>(scanned[0], inTraits, std::move(inSandbox))
+               : nullptr;
 }
 
 std::vector<unsigned char> Draw(Frei0r::Plugin& ioPlugin, const std::vector<EffectScenes::Scene>& inScenes,
@@ -75,8 +78,8 @@ std::vector<unsigned char> Draw(Frei0r::Plugin& ioPlugin, const std::vector<Effe
     for (const EffectScenes::Scene& scene : inScenes)
     {
         frames.push_back(EffectScenes::FrameOf(scene, MF::kPixelFormat_BGRA_4444_8u));
-        call.mPictures.emplace_back();
-        Effects::PictureOf(frames.back(), call.mPictures.back());
+        call.mInputs.emplace_back();
+        Effects::PictureOf(frames.back(), call.mInputs.back().mPicture);
     }
     MF::IVideoFrameRef target;
     frames.at(0)->CreateCompatibleFrame(target);

@@ -15,6 +15,7 @@ namespace Frei0r
 {
 
 class Plugin;
+class Sandbox;
 
 }
 
@@ -31,7 +32,8 @@ std::string MachineFolder();
 bool IsOnMachine(const std::string& inStem);
 
 // Null where it can't be looked at.
-std::unique_ptr<Frei0r::Plugin> MakePlugin(const std::string& inPath, const Frei0r::PluginTraits& inTraits);
+std::unique_ptr<Frei0r::Plugin> MakePlugin(const std::string& inPath, const Frei0r::PluginTraits& inTraits,
+                                           std::shared_ptr<Frei0r::Sandbox> inSandbox = {});
 
 // The picture that a plug-in makes of others of 8 bits; with its own defaults, or with every number at inLevel and
 // every switch turned round where that isn't negative. Empty where it fails.

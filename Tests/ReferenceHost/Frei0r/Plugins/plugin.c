@@ -69,6 +69,13 @@ enum
     kModel = 1,
     kParams = 6
 };
+#elif defined(KIND_FALLS)
+enum
+{
+    kType = 0,
+    kModel = 2,
+    kParams = 1
+};
 #else
 enum
 {
@@ -225,6 +232,31 @@ void f0r_update(void* anything, double time, const uint32_t* in, uint32_t* out)
     }
     memset(out, overlaps ? 9 : 1, 4ul * instance->width * instance->height);
     __atomic_sub_fetch(&inside, 1, __ATOMIC_SEQ_CST);
+}
+#elif defined(KIND_SUMS)
+/* The first byte of every frame so far, added up. */
+void f0r_update(void* anything, double time, const uint32_t* in, uint32_t* out)
+{
+    instance_t* instance = anything;
+    (void)time;
+    instance->frames += *(const unsigned char*)in;
+    memset(out, (int)instance->frames, 4ul * instance->width * instance->height);
+}
+#elif defined(KIND_FALLS)
+/* Crashes from a level of a half on, and hangs at 1. */
+void f0r_update(void* anything, double time, const uint32_t* in, uint32_t* out)
+{
+    const instance_t* instance = anything;
+    (void)time;
+    memcpy(out, in, 4ul * instance->width * instance->height);
+    while (instance->level >= 1.0)
+    {
+        pause();
+    }
+    if (instance->level >= 0.5)
+    {
+        raise(SIGSEGV);
+    }
 }
 #elif !defined(KIND_MIXER)
 /* Draws nothing. */
