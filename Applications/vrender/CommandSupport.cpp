@@ -50,6 +50,10 @@ std::shared_ptr<Session::HostSession> MakeSession(const Options& inOptions, Sess
         settings.mThreads =
             static_cast<std::uint32_t>(ParseInteger("--threads", inOptions.mThreads, 1, kMostThreads));
     }
+    else if (inOptions.mAllowStateful)
+    {
+        settings.mThreads = 1;
+    }
     if (!inOptions.mMemory.empty())
     {
         settings.mMemoryBytes = ParseMemory("--memory", inOptions.mMemory);
@@ -190,6 +194,23 @@ void RefuseMissing(const Options& inOptions, const Session::OpenedTimeline& inDo
                                 inOptions.mInput, missing, missing == 1 ? "is" : "are", first));
 }
 
+// Without them the picture is another one, though all is there to make it.
+void RefuseStateful(const Options& inOptions, const Session::OpenedTimeline& inDocument)
+{
+    const bool isRefused = (inOptions.mCommand & kCommand_UseService) != 0 &&
+                           std::any_of(inDocument.mProblems.begin(), inDocument.mProblems.end(),
+                                       [](const Session::TimelineProblem& inProblem) {
+                                           return inProblem.mIsError && inProblem.mKind == "stateful-effect";
+                                       });
+    if (isRefused)
+    {
+        throw ToolError(ExitCode::kBadData,
+                        inOptions.mInput +
+                            ": uses plug-ins whose picture depends on earlier frames or on chance; "
+                            "--allow-stateful renders them in order");
+    }
+}
+
 void OpenDocument(const ToolHost& inHost, const Options& inOptions, Session::AccessPattern inPattern,
                   OpenInput& ioInput)
 {
@@ -205,6 +226,7 @@ void OpenDocument(const ToolHost& inHost, const Options& inOptions, Session::Acc
         throw ToolError(ExitCode::kBadData, fmt::format("{}: {} error{}", inOptions.mInput, document->mErrors,
                                                         document->mErrors == 1 ? "" : "s"));
     }
+    RefuseStateful(inOptions, *document);
     RefuseMissing(inOptions, *document);
     ioInput.mSequence = document->mTimeline.get();
     ioInput.mMaterial = std::move(document->mTimeline);

@@ -3,6 +3,7 @@
 #include "Applications/vrender/Console.h"
 #include "Applications/vrender/Documentation.h"
 #include "Applications/vrender/Signals.h"
+#include "ReferenceHost/Session/EffectCatalog.h"
 
 #include <exception>
 #include <new>
@@ -61,6 +62,7 @@ ExitCode Run(int inCount, const char* const* inWords)
         vrender::console::PrintData(Generated(options.mGenerate));
         return ExitCode::kDone;
     }
+    Session::SetPluginPolicy({options.mAllowStateful, options.mSandboxPlugins});
     return RunCommand(options);
 }
 

@@ -272,6 +272,14 @@ const std::vector<OptionRow>& OptionTable()
             "strict", 0, kCommand_Documents, &Options::mStrict,
             "Take broken rules of a timeline that have a cure, such as transitions that overlap, for errors, "
             "and end with 65 where there are errors."),
+        Switch(
+            "allow-stateful", 0, kCommand_Documents | kCommand_Plugins, &Options::mAllowStateful,
+            "Take plug-ins whose picture depends on earlier frames or on chance. They are given all frames "
+            "of their clip in order, on one thread, and --threads is 1 unless it is given. Without it a "
+            "timeline that uses one ends with 65."),
+        Switch("sandbox-plugins", 0, kCommand_Documents | kCommand_Plugins, &Options::mSandboxPlugins,
+               "Run plug-ins in processes of their own, so that one that crashes or hangs fails a frame and "
+               "not the run."),
         Choice("out-of-range", "WAY", kCommand_Documents, &Options::mOutOfRange, "hold black error",
                "What a timeline shows where a clip asks for more than its media has: the nearest frame, "
                "which is "

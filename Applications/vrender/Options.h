@@ -96,6 +96,8 @@ struct Options
     bool mBlend = false;
     bool mChain = false;
     bool mStrict = false;
+    bool mAllowStateful = false;
+    bool mSandboxPlugins = false;
     bool mOverwrite = false;
     bool mChecksum = false;
     bool mJson = false;

@@ -3,7 +3,9 @@
 #include "Applications/vrender/Json.h"
 #include "ReferenceHost/Session/EffectCatalog.h"
 
+#include <algorithm>
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 namespace vrender
 {
@@ -19,6 +21,17 @@ bool HasRange(ParameterKind inKind)
 {
     return inKind == ParameterKind::kNumber || inKind == ParameterKind::kAngle ||
            inKind == ParameterKind::kPercent;
+}
+
+// What a value counts.
+std::string UnitOf(const ParameterDescription& inParameter)
+{
+    switch (inParameter.mKind)
+    {
+    case ParameterKind::kPoint: return "fractions of the picture";
+    case ParameterKind::kLayer: return "number of a track, from 0 at the bottom";
+    default: return inParameter.mUnit;
+    }
 }
 
 // As documents write colours.
@@ -75,14 +88,19 @@ void AddDefault(JsonWriter& ioJson, const ParameterDescription& inParameter)
     ioJson.Number("default", value.mNumber);
 }
 
-void AddParameter(JsonWriter& ioJson, const ParameterDescription& inParameter)
+void AddParameter(JsonWriter& ioJson, std::size_t inIndex, const ParameterDescription& inParameter)
 {
     ioJson.BeginObject("");
+    ioJson.Integer("index", static_cast<std::int64_t>(inIndex));
     ioJson.Text("name", inParameter.mName);
     ioJson.Text("kind", Effects::NameOf(inParameter.mKind));
-    if (!inParameter.mUnit.empty())
+    if (!UnitOf(inParameter).empty())
     {
-        ioJson.Text("unit", inParameter.mUnit);
+        ioJson.Text("unit", UnitOf(inParameter));
+    }
+    if (!inParameter.mExplanation.empty())
+    {
+        ioJson.Text("explanation", inParameter.mExplanation);
     }
     if (HasRange(inParameter.mKind))
     {
@@ -109,6 +127,7 @@ void AddEffect(JsonWriter& ioJson, const EffectDescription& inEffect)
     ioJson.Text("title", inEffect.mTitle);
     ioJson.Text("kind", Effects::NameOf(inEffect.mKind));
     ioJson.Bool("usable", inEffect.mWhyNot.empty());
+    ioJson.Bool("stateful", inEffect.mIsStateful);
     if (!inEffect.mWhyNot.empty())
     {
         ioJson.Text("why_not", inEffect.mWhyNot);
@@ -118,11 +137,20 @@ void AddEffect(JsonWriter& ioJson, const EffectDescription& inEffect)
         ioJson.Text(word, text);
     }
     ioJson.BeginList("parameters");
-    for (const ParameterDescription& parameter : inEffect.mParameters)
+    for (std::size_t index = 0; index < inEffect.mParameters.size(); ++index)
     {
-        AddParameter(ioJson, parameter);
+        AddParameter(ioJson, index, inEffect.mParameters[index]);
     }
     ioJson.End();
+}
+
+// Plug-ins write what they like.
+std::string OneLine(std::string inText)
+{
+    std::replace_if(
+        inText.begin(), inText.end(),
+        [](char inLetter) { return static_cast<unsigned char>(inLetter) < 0x20; }, ' ');
+    return inText;
 }
 
 std::string TextOf(const EffectDescription& inEffect)
@@ -134,14 +162,18 @@ std::string TextOf(const EffectDescription& inEffect)
         text += note.empty() ? "" : fmt::format("{}: {}\n", word, note);
     }
     text += inEffect.mWhyNot.empty() ? "" : fmt::format("can't be used: {}\n", inEffect.mWhyNot);
+    text += inEffect.mIsStateful ? "stateful: needs --allow-stateful, and clips at their usual speed\n" : "";
     std::size_t index = 0;
     for (const ParameterDescription& parameter : inEffect.mParameters)
     {
         text +=
             fmt::format("parameter {}: {}, {}", index++, parameter.mName, Effects::NameOf(parameter.mKind));
         text += HasRange(parameter.mKind) ? fmt::format(" {} to {}", parameter.mLeast, parameter.mMost) : "";
-        text += parameter.mUnit.empty() ? "" : " " + parameter.mUnit;
-        text += fmt::format(", default {}\n", DefaultText(parameter));
+        text += parameter.mChoices.empty() ? "" : fmt::format(" ({})", fmt::join(parameter.mChoices, ", "));
+        text += UnitOf(parameter).empty() ? "" : " " + UnitOf(parameter);
+        text += fmt::format(", default {}", DefaultText(parameter));
+        text +=
+            parameter.mExplanation.empty() ? "\n" : fmt::format("; {}\n", OneLine(parameter.mExplanation));
     }
     return text;
 }

@@ -4,8 +4,10 @@
 #include "ReferenceHost/Project/EffectItem.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cmath>
 #include <fmt/format.h>
+#include <system_error>
 #include <utility>
 
 namespace Import
@@ -28,6 +30,21 @@ std::string WhyMissing(const Effects::EffectDescription* inDescription, const ch
     return inDescription != nullptr && !inDescription->mWhyNot.empty()
                ? fmt::format("\"{}\" can't be used, as it {}", inName, inDescription->mWhyNot)
                : fmt::format("no {} is called \"{}\"", inKind, inName);
+}
+
+// By name, or by its place as a number; -1: there is none.
+std::ptrdiff_t PlaceOf(const Effects::EffectDescription& inDescription, const std::string& inName)
+{
+    const std::ptrdiff_t named = inDescription.IndexOf(inName);
+    if (named >= 0)
+    {
+        return named;
+    }
+    std::size_t place = 0;
+    const char* const end = inName.data() + inName.size();
+    const auto [rest, error] = std::from_chars(inName.data(), end, place);
+    const bool isPlace = error == std::errc() && rest == end && place < inDescription.mParameters.size();
+    return isPlace ? static_cast<std::ptrdiff_t>(place) : -1;
 }
 
 std::uint32_t BlendCode(BlendMode inMode)
@@ -142,9 +159,20 @@ BE::IEffectRef EffectMaker::MakeEffect(const Otio::Effect& inEffect, const KeyAx
 {
     const Effects::EffectDescription* const description = mRegistry.Find(inEffect.mEffectName);
     Project::EffectContent content;
-    if (description != nullptr && description->mKind == Effects::EffectKind::kFilter)
+    if (description != nullptr && Effects::IsFilter(description->mKind))
     {
         content.mFilter = mRegistry.CreateFilter(inEffect.mEffectName);
+    }
+    if (description != nullptr && description->mIsStateful && (!content.mFilter || inAxis.mSlope != 1.0))
+    {
+        // An error: without it the picture is not what the document asks for, though all is there to make it.
+        mProblems.Fail(content.mFilter ? "stateful-speed" : "stateful-effect", mPaths.Text(inEffect.mPath),
+                       content.mFilter
+                           ? fmt::format("\"{}\" depends on earlier frames and needs an item at its usual "
+                                         "speed; left out",
+                                         inEffect.mEffectName)
+                           : WhyMissing(description, "effect", inEffect.mEffectName) + "; left out");
+        return {};
     }
     if (!content.mFilter)
     {
@@ -194,7 +222,7 @@ MF::KeyframeStore EffectMaker::MakeParameters(const Effects::EffectDescription& 
     std::vector<const Otio::Parameter*> given(inDescription.mParameters.size(), nullptr);
     for (const Otio::Parameter& parameter : inParameters)
     {
-        const std::ptrdiff_t index = inDescription.IndexOf(parameter.mName);
+        const std::ptrdiff_t index = PlaceOf(inDescription, parameter.mName);
         if (index < 0)
         {
             mProblems.Warn(
