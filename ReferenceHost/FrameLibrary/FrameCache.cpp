@@ -62,7 +62,7 @@ using Rank = std::pair<std::int32_t, std::uint64_t>;
 std::uint64_t BytesOfFrame(const MF::IVideoFrameRef& inFrame)
 {
     FramePixels pixels;
-    if (GetFramePixels(inFrame, pixels))
+    if (GetFrameShape(inFrame, pixels))
     {
         return pixels.mGeometry.mTotalBytes;
     }

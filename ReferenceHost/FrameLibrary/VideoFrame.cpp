@@ -2,12 +2,14 @@
 
 #include "ReferenceHost/FrameLibrary/ClearPixels.h"
 #include "ReferenceHost/FrameLibrary/FramePool.h"
+#include "ReferenceHost/FrameLibrary/PixelMaker.h"
 #include "TVK/Allocated.h"
 #include "VF/VideoFrame.h"
 #include "VF/VideoFrameManipulators.h"
 
 #include <atomic>
 #include <cassert>
+#include <mutex>
 #include <new>
 #include <utility>
 
@@ -35,11 +37,14 @@ class VideoFrame final : public TVK::Implements<VideoFrame, MF::IVideoFrame, IVi
                                                 IVideoFrameRaster, IVideoFrameSubstitute>
 {
 public:
-    VideoFrame(const FrameShape& inShape, const PixelAspectRatio& inRatio, FrameBufferRef inBuffer) noexcept
+    VideoFrame(const FrameShape& inShape, const PixelAspectRatio& inRatio, FrameBufferRef inBuffer,
+               PixelMakerPtr inMaker = nullptr) noexcept
         : mShape(inShape)
         , mBuffer(std::move(inBuffer))
         , mRatio(inRatio)
         , mAlphaType(static_cast<AlphaChannel>(norviktypes::ToneOfProperties(inShape.mFormat.mProperties)))
+        , mMaker(std::move(inMaker))
+        , mIsPending(mMaker != nullptr)
     {
     }
 
@@ -71,7 +76,10 @@ public:
     }
     bool IsPremultiplied() const override;
 
-    void* GetPixels() const override { return mBuffer.Data(); }
+    void* GetPixels() const override
+    {
+        return !mIsPending.load(std::memory_order_acquire) || MakePixels() ? mBuffer.Data() : nullptr;
+    }
     std::uint32_t GetRowBytesUnsigned() const override { return static_cast<std::uint32_t>(RowBytes()); }
     std::int32_t GetRowBytes() const override { return static_cast<std::int32_t>(RowBytes()); }
     std::int32_t GetPixelStride() const override;
@@ -79,7 +87,11 @@ public:
     void SetSubstitute(bool inIsSubstitute) override { Writeable().mIsSubstitute = inIsSubstitute; }
     bool IsSubstitute() const override { return mIsSubstitute; }
 
+    PixelMakerPtr PendingMaker() const;
+    MF::IVideoFrameRef SharedAs(const PixelFormat& inFormat) const;
+
 private:
+    bool MakePixels() const;
     TVK::Rect Bounds() const noexcept
     {
         return {0, 0, static_cast<std::int32_t>(mShape.mWidth), static_cast<std::int32_t>(mShape.mHeight)};
@@ -104,7 +116,46 @@ private:
     bool mIsSubstitute = false;
     std::atomic<bool> mFrozen{false};
     std::atomic<std::uint32_t> mRenderMilliseconds{0};
+
+    mutable std::mutex mMakingLock;
+    mutable PixelMakerPtr mMaker; // guarded by the lock; null once there are pixels
+    mutable std::atomic<bool> mIsPending;
 };
+
+// Whoever comes while the pixels are made waits for them.
+bool VideoFrame::MakePixels() const
+{
+    const std::lock_guard<std::mutex> lock(mMakingLock);
+    if (mMaker)
+    {
+        const std::int32_t status =
+            mMaker->MakeRows(0, mShape.mHeight, static_cast<std::uint8_t*>(mBuffer.Data()), GetRowBytes());
+        if (status < 0)
+        {
+            return false;
+        }
+        mMaker.reset();
+        mIsPending.store(false, std::memory_order_release);
+    }
+    return true;
+}
+
+PixelMakerPtr VideoFrame::PendingMaker() const
+{
+    if (!mIsPending.load(std::memory_order_acquire))
+    {
+        return nullptr;
+    }
+    const std::lock_guard<std::mutex> lock(mMakingLock);
+    return mMaker;
+}
+
+MF::IVideoFrameRef VideoFrame::SharedAs(const PixelFormat& inFormat) const
+{
+    FrameShape shape = mShape;
+    shape.mFormat = inFormat;
+    return GetPixels() ? MF::IVideoFrameRef(new VideoFrame(shape, mRatio, mBuffer)) : MF::IVideoFrameRef();
+}
 
 bool VideoFrame::SupportsTargetBounds(const TVK::Rect& inBounds) const
 {
@@ -164,7 +215,7 @@ bool ComputeShape(const PixelFormat& inFormat, std::uint32_t inWidth, std::uint3
 }
 
 std::int32_t NewFrame(const FrameShape& inShape, const PixelAspectRatio& inRatio,
-                      MF::IVideoFrameRef& outFrame)
+                      MF::IVideoFrameRef& outFrame, const PixelMakerPtr& inMaker = nullptr)
 {
     FrameBufferRef buffer = FramePool::Instance().Acquire(inShape.mGeometry.mTotalBytes);
     if (!buffer)
@@ -173,7 +224,7 @@ std::int32_t NewFrame(const FrameShape& inShape, const PixelAspectRatio& inRatio
     }
     try
     {
-        outFrame = MF::IVideoFrameRef(new VideoFrame(inShape, inRatio, std::move(buffer)));
+        outFrame = MF::IVideoFrameRef(new VideoFrame(inShape, inRatio, std::move(buffer), inMaker));
     }
     catch (const std::bad_alloc&)
     {
@@ -224,6 +275,37 @@ std::int32_t CreateVideoFrame(MF::IVideoFrameRef& outFrame, const PixelFormat& i
     return kFrameStatus_OK;
 }
 
+std::int32_t CreatePendingFrame(MF::IVideoFrameRef& outFrame, const PixelFormat& inFormat,
+                                std::uint32_t inWidth, std::uint32_t inHeight,
+                                const PixelAspectRatio& inRatio, const PixelMakerPtr& inMaker)
+{
+    outFrame.reset();
+    FrameShape shape;
+    return norviktypes::IsPackedFourComponent(inFormat.mProperties) &&
+                   ComputeShape(inFormat, inWidth, inHeight, shape)
+               ? NewFrame(shape, inRatio, outFrame, inMaker)
+               : kFrameStatus_BadArgument;
+}
+
+PixelMakerPtr PendingMakerOf(const MF::IVideoFrameRef& inFrame)
+{
+    const auto* frame = dynamic_cast<const VideoFrame*>(inFrame.get());
+    return frame ? frame->PendingMaker() : nullptr;
+}
+
+MF::IVideoFrameRef ShareWithoutAlpha(const MF::IVideoFrameRef& inFrame, const PixelFormat& inFormat)
+{
+    const auto* frame = dynamic_cast<const VideoFrame*>(inFrame.get());
+    const MF::IVideoFrameRef shared = frame ? frame->SharedAs(inFormat) : MF::IVideoFrameRef();
+    if (shared)
+    {
+        CopyFrameAttributes(inFrame, shared);
+        inFrame->Freeze();
+        shared->Freeze();
+    }
+    return shared;
+}
+
 MF::IVideoFrameRef MakeWriteableVideoFrame(const MF::IVideoFrameRef& inFrame,
                                            norviktypes::RenderQuality inQuality)
 {
@@ -242,24 +324,32 @@ MF::IVideoFrameRef MakeWriteableVideoFrame(const MF::IVideoFrameRef& inFrame,
     return copy;
 }
 
-bool GetFramePixels(const MF::IVideoFrameRef& inFrame, FramePixels& outPixels)
+bool GetFrameShape(const MF::IVideoFrameRef& inFrame, FramePixels& outShape)
 {
     TVK::Rect bounds;
     inFrame->GetBounds(bounds);
-    inFrame->GetPixelFormat(outPixels.mFormat);
-    const IVideoFramePixelsRef pixels(inFrame);
+    inFrame->GetPixelFormat(outShape.mFormat);
     const IVideoFrameRasterRef raster(inFrame);
-    if (!pixels || !raster || bounds.IsEmpty() || raster->GetRowBytes() <= 0)
+    if (!IVideoFramePixelsRef(inFrame) || !raster || bounds.IsEmpty() || raster->GetRowBytes() <= 0)
     {
         return false;
     }
-    outPixels.mPixels = static_cast<std::uint8_t*>(pixels->GetPixels());
-    outPixels.mRowBytes = raster->GetRowBytes();
-    outPixels.mWidth = static_cast<std::uint32_t>(bounds.Width());
-    outPixels.mHeight = static_cast<std::uint32_t>(bounds.Height());
-    return outPixels.mPixels != nullptr &&
-           GetFrameGeometry(outPixels.mFormat, static_cast<std::uint64_t>(outPixels.mRowBytes),
-                            outPixels.mWidth, outPixels.mHeight, outPixels.mGeometry);
+    outShape.mPixels = nullptr;
+    outShape.mRowBytes = raster->GetRowBytes();
+    outShape.mWidth = static_cast<std::uint32_t>(bounds.Width());
+    outShape.mHeight = static_cast<std::uint32_t>(bounds.Height());
+    return GetFrameGeometry(outShape.mFormat, static_cast<std::uint64_t>(outShape.mRowBytes), outShape.mWidth,
+                            outShape.mHeight, outShape.mGeometry);
+}
+
+bool GetFramePixels(const MF::IVideoFrameRef& inFrame, FramePixels& outPixels)
+{
+    if (!GetFrameShape(inFrame, outPixels))
+    {
+        return false;
+    }
+    outPixels.mPixels = static_cast<std::uint8_t*>(IVideoFramePixelsRef(inFrame)->GetPixels());
+    return outPixels.mPixels != nullptr;
 }
 
 namespace

@@ -49,4 +49,12 @@ bool GetFramePixels(const MF::IVideoFrameRef& inFrame, FramePixels& outPixels);
 // type, origin, content rectangle, and whether it is a substitute.
 void CopyFrameAttributes(const MF::IVideoFrameRef& inSource, const MF::IVideoFrameRef& inTarget);
 
+// As GetFramePixels, but without looking at the pixels: mPixels is null.
+bool GetFrameShape(const MF::IVideoFrameRef& inFrame, FramePixels& outShape);
+
+// A frame with all that inFrame has, over the same memory, whose format is inFormat: one whose pixels lie and
+// mean the same, but that has no alpha. Both are frozen then. Empty for a frame of another make.
+MF::IVideoFrameRef ShareWithoutAlpha(const MF::IVideoFrameRef& inFrame,
+                                     const norviktypes::PixelFormat& inFormat);
+
 } // namespace VF

@@ -1,7 +1,7 @@
 #include "VF/VideoFrameManipulators.h"
 
 #include "IR/ImageRoutines.h"
-#include "ReferenceHost/FrameLibrary/VideoFrame.h"
+#include "ReferenceHost/FrameLibrary/PixelMaker.h"
 #include "VF/VideoFrame.h"
 
 #include <algorithm>
@@ -116,6 +116,27 @@ bool GetTargetPixels(const MF::IVideoFrameRef& inFrame, FramePixels& outPixels)
     return !inFrame->IsFrozen() && GetFramePixels(inFrame, outPixels);
 }
 
+// Pixels that are still to be made come where they are wanted at once. False: there are some already, or they
+// are wanted otherwise.
+bool MakeInTarget(const MF::IVideoFrameRef& inSource, const MF::IVideoFrameRef& inTarget,
+                  std::int32_t& outStatus)
+{
+    FramePixels source;
+    FramePixels target;
+    const PixelMakerPtr maker = PendingMakerOf(inSource);
+    if (!maker || inSource.get() == inTarget.get() || !GetFrameShape(inSource, source) ||
+        !GetTargetPixels(inTarget, target) || !HaveSameShape(source, target))
+    {
+        return false;
+    }
+    outStatus = maker->MakeRows(0, target.mHeight, target.mPixels, target.mRowBytes);
+    if (outStatus >= 0)
+    {
+        inTarget->SetAlphaType(TypeAfterCopy(inSource->GetAlphaType(), source, target));
+    }
+    return true;
+}
+
 // Lines of two moments must not be mixed; where nothing is scaled, none are.
 bool IsCopiedByFields(const MF::IVideoFrameRef& inSource, const MF::IVideoFrameRef& inTarget,
                       const FramePixels& inSourcePixels, const FramePixels& inTargetPixels)
@@ -132,13 +153,18 @@ bool IsCopiedByFields(const MF::IVideoFrameRef& inSource, const MF::IVideoFrameR
 std::int32_t CopyFrame(const MF::IVideoFrameRef& inSource, const MF::IVideoFrameRef& inTarget,
                        RenderQuality inQuality)
 {
+    std::int32_t status = kFrameStatus_OK;
+    if (MakeInTarget(inSource, inTarget, status))
+    {
+        return status;
+    }
     FramePixels source;
     FramePixels target;
     if (!GetFramePixels(inSource, source) || !GetTargetPixels(inTarget, target))
     {
         return kFrameStatus_BadArgument;
     }
-    const std::int32_t status = CopyWhole(source, target, inQuality);
+    status = CopyWhole(source, target, inQuality);
     if (status >= 0)
     {
         inTarget->SetAlphaType(TypeAfterCopy(inSource->GetAlphaType(), source, target));
@@ -149,13 +175,17 @@ std::int32_t CopyFrame(const MF::IVideoFrameRef& inSource, const MF::IVideoFrame
 std::int32_t CopyFrameWithFields(const MF::IVideoFrameRef& inSource, const MF::IVideoFrameRef& inTarget,
                                  RenderQuality inQuality, std::uint32_t inField)
 {
+    std::int32_t status = kFrameStatus_OK;
+    if (inField == kIR_WholePicture && MakeInTarget(inSource, inTarget, status))
+    {
+        return status;
+    }
     FramePixels source;
     FramePixels target;
     if (inField > kLastField || !GetFramePixels(inSource, source) || !GetTargetPixels(inTarget, target))
     {
         return kFrameStatus_BadArgument;
     }
-    std::int32_t status = kFrameStatus_OK;
     if (inField != kIR_WholePicture && source.mHeight > 1)
     {
         status =
@@ -181,7 +211,7 @@ std::int32_t MakeAddressableVideoFrame(const MF::IVideoFrameRef& inSource, MF::I
 {
     const MF::IVideoFrameRef source = inSource; // the two may be one variable
     FramePixels pixels;
-    const bool hasPixels = GetFramePixels(source, pixels);
+    const bool hasPixels = GetFrameShape(source, pixels);
     outFrame.reset();
     if (!hasPixels)
     {

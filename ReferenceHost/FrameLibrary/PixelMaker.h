@@ -1,0 +1,40 @@
+// Pixels that are made when somebody first looks at them.
+//
+// A decoded picture has mostly not the format that frames are asked for in, and many frames are looked at only
+// once, to be copied beneath others or mixed with them. Such a frame keeps the picture, and whoever knows of it
+// converts it straight to where it is going: the frame's own pixels are then never written. Everybody else sees
+// a frame like any other.
+//
+// Thread-safety: makers are safe.
+#pragma once
+
+#include "ReferenceHost/FrameLibrary/VideoFrame.h"
+
+#include <memory>
+
+namespace VF
+{
+
+// Gives the same pixels each time.
+class IPixelMaker
+{
+public:
+    virtual ~IPixelMaker() = default;
+
+    // Writes inCount rows of the frame from row inFirst on. outPixels: of the first of them, which lie inRowBytes
+    // apart. 0, or negative with rows that are undefined; only memory may be missing.
+    virtual std::int32_t MakeRows(std::uint32_t inFirst, std::uint32_t inCount, std::uint8_t* outPixels,
+                                  std::int32_t inRowBytes) const = 0;
+};
+using PixelMakerPtr = std::shared_ptr<const IPixelMaker>;
+
+// As CreateVideoFrame, for a format of four components. The memory for its pixels is the frame's from the start.
+// Its GetPixels gives null where the maker fails, and tries again at the next call.
+std::int32_t CreatePendingFrame(MF::IVideoFrameRef& outFrame, const norviktypes::PixelFormat& inFormat,
+                                std::uint32_t inWidth, std::uint32_t inHeight,
+                                const norviktypes::PixelAspectRatio& inRatio, const PixelMakerPtr& inMaker);
+
+// The maker of a frame whose pixels nobody has looked at yet; else null.
+PixelMakerPtr PendingMakerOf(const MF::IVideoFrameRef& inFrame);
+
+} // namespace VF
