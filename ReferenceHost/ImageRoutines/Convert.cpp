@@ -546,12 +546,22 @@ bool ConvertYuvField(const Picture& inSource, std::int32_t inField, const Pictur
         PackYuv(inSource, inTarget, picked);
         return true;
     }
-    if (IsForYuvKernels(inSource) && IsForBgraKernels(inSource, inTarget))
+    if (CanConvertYuvRows(inSource, inTarget))
     {
         ConvertYuv(inSource, inTarget, picked);
         return true;
     }
     return false;
+}
+
+bool CanConvertYuvRows(const Picture& inSource, const Picture& inTarget) noexcept
+{
+    return IsForYuvKernels(inSource) && IsForBgraKernels(inSource, inTarget);
+}
+
+void ConvertYuvRows(const Picture& inSource, std::int32_t inFirst, const Picture& inTarget)
+{
+    ConvertYuv(inSource, inTarget, {inFirst, 1});
 }
 
 std::int32_t UnPremultiplyPicture(const Picture& ioPicture, const Picture& inMatte)

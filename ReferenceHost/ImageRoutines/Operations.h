@@ -27,6 +27,12 @@ std::int32_t ConvertPictures(const Picture& inSource, const Picture& inTarget,
 // the whole would give. False, and nothing done, if there is no kernel for the two.
 bool ConvertYuvField(const Picture& inSource, std::int32_t inField, const Picture& inTarget);
 
+// Whether there is a kernel that makes rows of inTarget from a picture of YUV.
+bool CanConvertYuvRows(const Picture& inSource, const Picture& inTarget) noexcept;
+
+// The rows from inFirst on that the conversion of the whole would give; inTarget has as many.
+void ConvertYuvRows(const Picture& inSource, std::int32_t inFirst, const Picture& inTarget);
+
 // Any size, any fields.
 std::int32_t ScalePictures(const Picture& inSource, std::int32_t inSourceField, const Picture& inTarget,
                            std::int32_t inTargetField, std::int32_t inQuality);

@@ -30,6 +30,33 @@ std::int32_t ConvertPlanes(const PlanarPicture& inSource, std::int32_t inSourceF
                                  : ScalePictures(source, inSourceField, target, kIR_WholePicture, inQuality);
 }
 
+bool CanConvertRows(const PlanarPicture& inSource, std::uint32_t inTargetFormat) noexcept
+{
+    Picture source;
+    Picture target;
+    const std::int32_t noPixels[4] = {0, 0, 0, 0}; // a row of a picture that is never written
+    return PictureFromPlanes(inSource, inSource.planes, source) == kIR_Success &&
+           PictureFromCode(noPixels, sizeof noPixels, 1, 1, inTargetFormat, target) == kIR_Success &&
+           !IsBottomLeftCode(inTargetFormat) && CanConvertYuvRows(source, target);
+}
+
+std::int32_t ConvertPlaneRows(const PlanarPicture& inSource, std::int32_t inFirst, std::int32_t inCount,
+                              void* outTarget, std::int32_t inTargetRowBytes, std::uint32_t inTargetFormat)
+{
+    Picture source;
+    Picture target;
+    std::int32_t status = PictureFromPlanes(inSource, inSource.planes, source);
+    if (status == kIR_Success)
+    {
+        status = PictureFromCode(outTarget, inTargetRowBytes, source.width, inCount, inTargetFormat, target);
+    }
+    if (status == kIR_Success)
+    {
+        ConvertYuvRows(source, inFirst, target);
+    }
+    return status;
+}
+
 std::int32_t ConvertToPlanes(const void* inSource, std::int32_t inSourceRowBytes, std::int32_t inSourceWidth,
                              std::int32_t inSourceHeight, std::uint32_t inSourceFormat,
                              const MutablePlanarPicture& outTarget, std::int32_t inQuality)

@@ -128,6 +128,15 @@ struct MutablePlanarPicture : PlanarDescription
                                          std::int32_t inTargetWidth, std::int32_t inTargetHeight,
                                          std::uint32_t inTargetFormat, std::int32_t inQuality);
 
+// Whether rows of inSource can be converted without the rest of the picture, and nothing but memory can be missing.
+bool CanConvertRows(const PlanarPicture& inSource, std::uint32_t inTargetFormat) noexcept;
+
+// Rows inFirst to inFirst + inCount - 1 as ConvertPlanes gives them at the source's size. outTarget: the first of
+// them. The rows are the picture's, and it can be converted so.
+[[nodiscard]] std::int32_t ConvertPlaneRows(const PlanarPicture& inSource, std::int32_t inFirst,
+                                            std::int32_t inCount, void* outTarget,
+                                            std::int32_t inTargetRowBytes, std::uint32_t inTargetFormat);
+
 // Converts the picture of a format code to the planes of outTarget, scaled to the target's size. The target's
 // transfer and primaries must be kDisplay and k709: encoders are given what the formats hold.
 [[nodiscard]] std::int32_t ConvertToPlanes(const void* inSource, std::int32_t inSourceRowBytes,

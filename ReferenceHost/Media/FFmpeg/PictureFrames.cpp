@@ -2,11 +2,14 @@
 
 #include "IR/ImageRoutines.h"
 #include "ReferenceHost/Foundation/WorkObserver.h"
-#include "ReferenceHost/FrameLibrary/VideoFrame.h"
+#include "ReferenceHost/FrameLibrary/PixelMaker.h"
 #include "ReferenceHost/Media/FFmpeg/FFmpegTypes.h"
 #include "ReferenceHost/Media/FFmpeg/PictureTurn.h"
 #include "ReferenceHost/Media/FrameConversion.h"
 #include "VF/VideoFrame.h"
+
+#include <memory>
+#include <new>
 
 namespace Media
 {
@@ -46,6 +49,79 @@ std::int32_t NewFrame(const BE::FrameDescription& inDescription, MF::IVideoFrame
     return VF::GetFramePixels(outFrame, outPixels) ? BE::kSourceStatus_OK : BE::kSourceStatus_BadMedia;
 }
 
+// Single progressive pictures are common in interlaced streams. Their chroma is that of the whole picture, but
+// where it's only copied from plane to plane it stays as it lies.
+PictureTraits TraitsFor(const PictureTraits& inTraits, const AVFrame& inPicture, const PixelFormat& inFormat)
+{
+    PictureTraits traits = inTraits;
+    traits.isFieldChroma =
+        inTraits.isFieldChroma &&
+        (inPicture.interlaced_frame != 0 || !norviktypes::IsPackedFourComponent(inFormat.mProperties));
+    return traits;
+}
+
+// The picture of a frame that may never be looked at as it is.
+class PictureMaker final : public VF::IPixelMaker
+{
+public:
+    explicit PictureMaker(const AVFrame& inPicture) : mPicture(av_frame_clone(&inPicture)) {}
+
+    bool Describe(const PictureTraits& inTraits, const PixelFormat& inFormat)
+    {
+        mFormat = VF::BEPixelFormatToIRPixelFormat(inFormat);
+        return mPicture && mSource.Describe(*mPicture, inTraits) && mSource.HasRowsFor(mFormat);
+    }
+
+    std::int32_t MakeRows(std::uint32_t inFirst, std::uint32_t inCount, std::uint8_t* outPixels,
+                          std::int32_t inRowBytes) const override
+    {
+        Foundation::WorkSpan span(Foundation::WorkKind::kConvert);
+        try
+        {
+            const std::int32_t status =
+                mSource.ConvertRowsTo(outPixels, inRowBytes, static_cast<std::int32_t>(inFirst),
+                                      static_cast<std::int32_t>(inCount), mFormat);
+            if (status >= 0)
+            {
+                span.Succeed();
+                return VF::kFrameStatus_OK;
+            }
+        }
+        catch (const std::bad_alloc&) // the frame says that it has no pixels
+        {
+        }
+        return VF::kFrameStatus_OutOfMemory;
+    }
+
+private:
+    FramePtr mPicture;
+    SourcePicture mSource;
+    std::uint32_t mFormat = 0;
+};
+
+// Empty where the picture must be converted at once: it isn't kept by whoever keeps a reference to it, or rows
+// of it can't be made by themselves.
+MF::IVideoFrameRef PendingFrame(const AVFrame& inPicture, const PictureTraits& inTraits,
+                                const BE::FrameDescription& inFormat)
+{
+    MF::IVideoFrameRef frame;
+    const bool isPlain = inPicture.buf[0] && inFormat.mBounds.Width() == inPicture.width &&
+                         inFormat.mBounds.Height() == inPicture.height;
+    if (!isPlain)
+    {
+        return frame;
+    }
+    const auto maker = std::make_shared<PictureMaker>(inPicture);
+    if (maker->Describe(TraitsFor(inTraits, inPicture, inFormat.mPixelFormat), inFormat.mPixelFormat) &&
+        VF::CreatePendingFrame(frame, inFormat.mPixelFormat, static_cast<std::uint32_t>(inPicture.width),
+                               static_cast<std::uint32_t>(inPicture.height), inFormat.mPixelAspectRatio,
+                               maker) >= 0)
+    {
+        frame->SetFieldType(inFormat.mFieldType);
+    }
+    return frame;
+}
+
 // The picture as it lies in the file.
 std::int32_t Convert(const AVFrame& inPicture, const PictureTraits& inTraits,
                      const BE::FrameDescription& inFormat, MF::IVideoFrameRef& outFrame)
@@ -56,14 +132,8 @@ std::int32_t Convert(const AVFrame& inPicture, const PictureTraits& inTraits,
     {
         return status;
     }
-    // Single progressive pictures are common in interlaced streams. Their chroma is that of the whole
-    // picture, but where it's only copied from plane to plane it stays as it lies.
-    PictureTraits traits = inTraits;
-    traits.isFieldChroma =
-        inTraits.isFieldChroma && (inPicture.interlaced_frame != 0 ||
-                                   !norviktypes::IsPackedFourComponent(inFormat.mPixelFormat.mProperties));
     SourcePicture source;
-    if (!source.Describe(inPicture, traits))
+    if (!source.Describe(inPicture, TraitsFor(inTraits, inPicture, inFormat.mPixelFormat)))
     {
         return BE::kSourceStatus_BadMedia;
     }
@@ -97,12 +167,20 @@ std::int32_t MakeFrameOfPicture(const AVFrame& inPicture, const PictureTraits& i
                                 const Orientation& inOrientation, const BE::FrameDescription& inFormat,
                                 MF::IVideoFrameRef& outFrame)
 {
-    Foundation::WorkSpan span(Foundation::WorkKind::kConvert);
     const bool swaps = inOrientation.SwapsSides();
     const TVK::Rect lying{0, 0, inPicture.width, inPicture.height};
     const bool areFieldsScaled =
         norviktypes::IsInterlaced(inFormat.mFieldType) && Exchanged(inFormat.mBounds, swaps) != lying;
     const bool isTurned = !inOrientation.IsIdentity();
+    if (!isTurned && !areFieldsScaled)
+    {
+        if (const MF::IVideoFrameRef frame = PendingFrame(inPicture, inTraits, inFormat))
+        {
+            outFrame = frame;
+            return BE::kSourceStatus_OK;
+        }
+    }
+    Foundation::WorkSpan span(Foundation::WorkKind::kConvert);
 
     BE::FrameDescription upright = inFormat;
     if (isTurned || areFieldsScaled)

@@ -343,6 +343,18 @@ std::int32_t SourcePicture::ConvertTo(void* outTarget, std::int32_t inRowBytes, 
                              inTargetFormat, inQuality);
 }
 
+bool SourcePicture::HasRowsFor(std::uint32_t inTargetFormat) const noexcept
+{
+    return !mBlock && ir::CanConvertRows(mPlanes, inTargetFormat);
+}
+
+std::int32_t SourcePicture::ConvertRowsTo(std::uint8_t* outRows, std::int32_t inRowBytes,
+                                          std::int32_t inFirst, std::int32_t inCount,
+                                          std::uint32_t inTargetFormat) const
+{
+    return ir::ConvertPlaneRows(mPlanes, inFirst, inCount, outRows, inRowBytes, inTargetFormat);
+}
+
 // True where the image routines read the samples where they lie.
 bool SourcePicture::DescribeInPlace(const AVFrame& inFrame)
 {

@@ -5,7 +5,7 @@
 // (all planar and semi-planar formats in native byte order, packed 4:2:2 of 8 bits), or after its components
 // have been unpacked into planes or into BGRA. Nothing is rounded on the way: samples keep their depth.
 //
-// Thread-safety: pure functions; a SourcePicture belongs to one thread, and reads its frame as long as it
+// Thread-safety: pure functions; a SourcePicture is described by one thread, and reads its frame as long as it
 // lives.
 #pragma once
 
@@ -48,6 +48,13 @@ public:
     // 0 or a negative status of IR/ImageRoutines.h.
     std::int32_t ConvertTo(void* outTarget, std::int32_t inRowBytes, std::int32_t inWidth,
                            std::int32_t inHeight, std::uint32_t inTargetFormat, std::int32_t inQuality) const;
+
+    // Whether rows of it can be converted by themselves, unscaled; nothing but memory can be missing then.
+    bool HasRowsFor(std::uint32_t inTargetFormat) const noexcept;
+
+    // Those rows, as ConvertTo gives them. outRows: the first of them. 0 or a negative status.
+    std::int32_t ConvertRowsTo(std::uint8_t* outRows, std::int32_t inRowBytes, std::int32_t inFirst,
+                               std::int32_t inCount, std::uint32_t inTargetFormat) const;
 
 private:
     bool DescribeInPlace(const AVFrame& inFrame);

@@ -1,5 +1,5 @@
 #include "IR/ImageRoutines.h"
-#include "ReferenceHost/FrameLibrary/VideoFrame.h"
+#include "ReferenceHost/FrameLibrary/PixelMaker.h"
 #include "ReferenceHost/Media/FFmpeg/FFmpegTypes.h"
 #include "ReferenceHost/Media/FFmpeg/FactsReader.h"
 #include "ReferenceHost/Media/FFmpeg/PictureFrames.h"
@@ -380,6 +380,60 @@ TEST(PictureMapping, PlanesOfARowWithTheSameLayoutAreCopiedBitForBit)
         ASSERT_EQ(MakeFrameOfPicture(*picture, traits, Orientation(), description, frame), 0);
         EXPECT_EQ(PixelBytes(frame), expected);
     }
+}
+
+// Frames of a picture whose rows can be converted by themselves keep it until they are looked at; both ways must
+// give what the conversion of the whole does.
+TEST(PictureMapping, RowsByThemselvesAreThoseOfTheWhole)
+{
+    constexpr int kColumns = 45;
+    constexpr int kLines = 27;
+    const std::uint32_t code = VF::BEPixelFormatToIRPixelFormat(norviktypes::kPixelFormat_BGRA_4444_8u);
+    std::mt19937_64 random(Seed());
+    int converted = 0;
+    for (const AVPixFmtDescriptor* format : PictureFormats())
+    {
+        for (const bool isInterlaced : {false, true})
+        {
+            SCOPED_TRACE(format->name);
+            const FramePtr picture = NewPicture(av_pix_fmt_desc_get_id(format), kColumns, kLines);
+            for (int plane = 0; plane < 4 && picture->buf[plane]; ++plane)
+            {
+                std::generate_n(picture->buf[plane]->data, picture->buf[plane]->size,
+                                [&] { return static_cast<std::uint8_t>(random()); });
+            }
+            PictureTraits traits = TraitsOf(*format);
+            traits.isFieldChroma = isInterlaced;
+            picture->interlaced_frame = isInterlaced ? 1 : 0;
+            SourcePicture source;
+            if (!source.Describe(*picture, traits) || !source.HasRowsFor(code))
+            {
+                continue;
+            }
+            ++converted;
+            BE::FrameDescription description;
+            description.mPixelFormat = norviktypes::kPixelFormat_BGRA_4444_8u;
+            description.mBounds = {0, 0, kColumns, kLines};
+            MF::IVideoFrameRef frame;
+            ASSERT_EQ(MakeFrameOfPicture(*picture, traits, Orientation(), description, frame), 0);
+            const VF::PixelMakerPtr maker = VF::PendingMakerOf(frame);
+            ASSERT_TRUE(maker);
+            std::vector<std::uint8_t> whole(kColumns * 4 * kLines);
+            ASSERT_EQ(source.ConvertTo(whole.data(), kColumns * 4, kColumns, kLines, code,
+                                       norviktypes::kRenderQuality_High),
+                      0);
+            std::vector<std::uint8_t> rows(kColumns * 4 * 5 + 128); // rows are written in whole vectors
+            for (std::uint32_t first : {0u, 3u, 11u, 22u})
+            {
+                ASSERT_EQ(maker->MakeRows(first, 5, rows.data(), kColumns * 4), 0);
+                EXPECT_TRUE(std::equal(rows.begin(), rows.begin() + kColumns * 4 * 5,
+                                       whole.begin() + static_cast<std::ptrdiff_t>(first) * kColumns * 4))
+                    << "rows from " << first;
+            }
+            EXPECT_EQ(PixelBytes(frame), whole);
+        }
+    }
+    EXPECT_GE(converted, 40) << "formats of YUV in planes";
 }
 
 TEST(PictureMapping, WhiteOfASensorsMosaicIsWhite)
