@@ -30,8 +30,9 @@ struct TransitionCall
     double aspect = 1.0; // width of a pixel over its height
     const ir::Picture& from;
     const ir::Picture& to;
-    const ir::Picture& target; // its pixels are undefined
-    double seconds = 0.0;      // since the start of the transition
+    const ir::Picture& target;    // its pixels are undefined
+    double seconds = 0.0;         // since the start of the transition
+    std::int32_t wholeHeight = 0; // of the pictures that these are rows of
 };
 
 class EffectTransition : public TVK::Implements<EffectTransition, ML::IVideoTransition>
@@ -54,7 +55,14 @@ protected:
     // 0 or negative. May throw std::bad_alloc.
     virtual std::int32_t Draw(const TransitionCall& inCall) const = 0;
 
+    // Whether each row of the result shows nothing but the same row of the two pictures. Pictures that are still to
+    // be made are then made a few rows at a time, which are mixed while they are in the caches.
+    virtual bool DrawsRowByRow() const { return false; }
+
 private:
+    std::int32_t RenderPictures(const ML::VideoTransitionRender& inRender, const MF::IVideoFrameRef& ioFrame,
+                                const MF::IVideoFrameRef& inB, const MF::IVideoFrameRef& inA) const;
+
     const EffectDescription& mDescription;
     ML::TransitionInfo mInfo;
     BE::ParameterListRef mParameters;

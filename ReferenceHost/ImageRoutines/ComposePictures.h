@@ -17,7 +17,8 @@ namespace ir
 void CompositePictures(const Picture& inSource, const Picture& ioTarget, float inOpacity, bool inIsLinear);
 
 // The weighted sum of pictures of any storage, premultiplied. A source may lie where the target does.
+// inWholeHeight: of the picture that the target is a part of, if it is one.
 void MixPictures(const Picture* inSources, const double* inWeights, std::size_t inCount,
-                 const Picture& inTarget);
+                 const Picture& inTarget, std::int32_t inWholeHeight = 0);
 
 }

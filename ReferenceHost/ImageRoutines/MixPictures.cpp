@@ -21,6 +21,7 @@ struct Mix
     const Picture* sources;
     const double* weights;
     std::size_t count;
+    std::int32_t wholeHeight;
 
     float Weight(std::size_t inIndex) const { return static_cast<float>(weights[inIndex]); }
 };
@@ -203,7 +204,7 @@ std::uint32_t BlackOf(const Picture& inPicture)
 bool IsStreamed(const Mix& inMix, const Picture& inTarget)
 {
     constexpr std::ptrdiff_t kLargeBytes = 4 << 20;
-    return RowBytesOf(inTarget, 0) * inTarget.height >= kLargeBytes &&
+    return RowBytesOf(inTarget, 0) * std::max(inTarget.height, inMix.wholeHeight) >= kLargeBytes &&
            All(inMix, [&](const Picture& inSource) { return inSource.planes[0] != inTarget.planes[0]; });
 }
 
@@ -266,9 +267,9 @@ void MixByFloats(const Mix& inMix, const Picture& inTarget)
 }
 
 void MixPictures(const Picture* inSources, const double* inWeights, std::size_t inCount,
-                 const Picture& inTarget)
+                 const Picture& inTarget, std::int32_t inWholeHeight)
 {
-    const Mix mix = {inSources, inWeights, inCount};
+    const Mix mix = {inSources, inWeights, inCount, inWholeHeight};
     const bool areAlike =
         All(mix, [&](const Picture& inSource) { return AreSamplesAlike(inSource, inTarget); });
     const bool areStored =

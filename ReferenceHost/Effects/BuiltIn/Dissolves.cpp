@@ -12,11 +12,11 @@ namespace
 
 // The weights 1 - inShareOfSecond and inShareOfSecond.
 void Mix(const ir::Picture& inFirst, const ir::Picture& inSecond, double inShareOfSecond,
-         const ir::Picture& outTarget)
+         const ir::Picture& outTarget, std::int32_t inWholeHeight = 0)
 {
     const ir::Picture pictures[2] = {inFirst, inSecond};
     const double weights[2] = {1.0 - inShareOfSecond, inShareOfSecond};
-    ir::MixPictures(pictures, weights, 2, outTarget);
+    ir::MixPictures(pictures, weights, 2, outTarget, inWholeHeight);
 }
 
 class CrossDissolve final : public EffectTransition
@@ -27,9 +27,11 @@ public:
 protected:
     std::int32_t Draw(const TransitionCall& inCall) const override
     {
-        Mix(inCall.from, inCall.to, inCall.progress, inCall.target);
+        Mix(inCall.from, inCall.to, inCall.progress, inCall.target, inCall.wholeHeight);
         return 0;
     }
+
+    bool DrawsRowByRow() const override { return true; }
 };
 
 // To a colour in the first half, from it in the second.

@@ -2,10 +2,15 @@
 
 #include "MatchNames.h"
 #include "ReferenceHost/Effects/EffectTransition.h"
+#include "ReferenceHost/FrameLibrary/PixelMaker.h"
 #include "Tests/ReferenceHost/Effects/EffectScenes.h"
+#include "VF/VideoFrame.h"
 
+#include <atomic>
 #include <cmath>
+#include <cstring>
 #include <limits>
+#include <memory>
 #include <set>
 
 namespace
@@ -264,6 +269,80 @@ TEST(EffectTransition, IsOpaqueBetweenOpaquePictures)
     EXPECT_TRUE(RunTransition("vrender:wipe", {}, {1, 4}, to, from)->MayHaveTransparency());
     to->SetAlphaType(norviktypes::kAlphaChannel_Opaque);
     EXPECT_FALSE(RunTransition("vrender:wipe", {}, {1, 4}, to, from)->MayHaveTransparency());
+}
+
+// Gives the rows of another frame.
+class RowsOfFrame final : public VF::IPixelMaker
+{
+public:
+    explicit RowsOfFrame(const MF::IVideoFrameRef& inFrame) : mFrame(inFrame) {}
+
+    std::int32_t MakeRows(std::uint32_t inFirst, std::uint32_t inCount, std::uint8_t* outPixels,
+                          std::int32_t inRowBytes) const override
+    {
+        VF::FramePixels pixels;
+        const bool hasPixels = !mIsBroken && VF::GetFramePixels(mFrame, pixels);
+        for (std::uint32_t row = 0; row < inCount && hasPixels; ++row)
+        {
+            std::memcpy(outPixels + static_cast<std::ptrdiff_t>(row) * inRowBytes,
+                        pixels.Row(0, inFirst + row), std::size_t{pixels.mWidth} * 4);
+        }
+        return hasPixels ? VF::kFrameStatus_OK : VF::kFrameStatus_OutOfMemory;
+    }
+
+    std::atomic<bool> mIsBroken{false};
+
+private:
+    MF::IVideoFrameRef mFrame;
+};
+
+MF::IVideoFrameRef PendingCopy(const MF::IVideoFrameRef& inFrame, const std::shared_ptr<RowsOfFrame>& inRows)
+{
+    norviktypes::PixelFormat format;
+    inFrame->GetPixelFormat(format);
+    TVK::Rect bounds;
+    inFrame->GetBounds(bounds);
+    MF::IVideoFrameRef frame;
+    EXPECT_EQ(VF::CreatePendingFrame(frame, format, static_cast<std::uint32_t>(bounds.Width()),
+                                     static_cast<std::uint32_t>(bounds.Height()), {1, 1}, inRows),
+              VF::kFrameStatus_OK);
+    frame->SetAlphaType(inFrame->GetAlphaType());
+    return frame;
+}
+
+TEST(EffectTransition, MixesPicturesThatAreStillToBeMadeLikeOthers)
+{
+    const auto from = FrameOf(Noise(37, 29, 1), MF::kPixelFormat_BGRA_4444_8u);
+    const auto to = FrameOf(Noise(37, 29, 2), MF::kPixelFormat_BGRA_4444_8u);
+    for (const char* name : {"vrender:cross-dissolve", "vrender:wipe"})
+    {
+        for (const bool isReversed : {false, true})
+        {
+            ML::TransitionInfo info;
+            info.mReverse = isReversed;
+            const Scene expected = SceneOf(RunTransition(name, {}, {1, 4}, from, to, info));
+            for (const bool isFirstPending : {false, true})
+            {
+                const auto first =
+                    isFirstPending ? PendingCopy(from, std::make_shared<RowsOfFrame>(from)) : from;
+                const auto second = PendingCopy(to, std::make_shared<RowsOfFrame>(to));
+                const auto mixed = RunTransition(name, {}, {1, 4}, first, second, info);
+                ASSERT_TRUE(mixed) << name;
+                EXPECT_TRUE(AreNear(SceneOf(mixed), expected, 0.0)) << name;
+                const bool isRowByRow = std::string(name) == "vrender:cross-dissolve";
+                EXPECT_EQ(VF::PendingMakerOf(second) != nullptr, isRowByRow) << name;
+            }
+        }
+    }
+}
+
+TEST(EffectTransition, FailsWithoutMemoryForItsPictures)
+{
+    const auto frame = FrameOf(Noise(37, 29, 1), MF::kPixelFormat_BGRA_4444_8u);
+    const auto rows = std::make_shared<RowsOfFrame>(frame);
+    rows->mIsBroken = true;
+    EXPECT_FALSE(RunTransition("vrender:cross-dissolve", {}, {1, 4}, frame, PendingCopy(frame, rows)));
+    EXPECT_FALSE(RunTransition("vrender:wipe", {}, {1, 4}, frame, PendingCopy(frame, rows)));
 }
 
 TEST(EffectTransition, RefusesPicturesThatDoNotGoTogether)
