@@ -1,6 +1,7 @@
 #include "ReferenceHost/Session/Pictures.h"
 
 #include "ReferenceHost/Foundation/BitmapFont.h"
+#include "ReferenceHost/FrameLibrary/VideoFrame.h"
 #include "ReferenceHost/ImageRoutines/Planes.h"
 #include "VF/VideoFrame.h"
 #include "VF/VideoFrameManipulators.h"
@@ -46,6 +47,15 @@ struct Canvas
     std::int32_t mWidth = 0;
     std::int32_t mHeight = 0;
 };
+
+// Formats whose pixels are the same where alpha is whole.
+bool DifferInAlphaOnly(const norviktypes::PixelFormat& inWith, const norviktypes::PixelFormat& inWithout)
+{
+    using namespace norviktypes;
+    return (inWith == kPixelFormat_BGRA_4444_8u && inWithout == kPixelFormat_BGRX_4444_8u) ||
+           (inWith == kPixelFormat_BGRA_4444_16u && inWithout == kPixelFormat_BGRX_4444_16u) ||
+           (inWith == kPixelFormat_BGRA_4444_32f && inWithout == kPixelFormat_BGRX_4444_32f);
+}
 
 } // namespace
 
@@ -112,11 +122,22 @@ std::int32_t ShapePicture(const MF::IVideoFrameRef& inFrame, const RenderRequest
     inFrame->GetBounds(bounds);
     norviktypes::PixelFormat format;
     inFrame->GetPixelFormat(format);
-    if (format == inShape.mPixelFormat && bounds.Width() == static_cast<std::int32_t>(inShape.mWidth) &&
-        bounds.Height() == static_cast<std::int32_t>(inShape.mHeight))
+    const bool hasSize = bounds.Width() == static_cast<std::int32_t>(inShape.mWidth) &&
+                         bounds.Height() == static_cast<std::int32_t>(inShape.mHeight);
+    if (format == inShape.mPixelFormat && hasSize)
     {
         outFrame = inFrame;
         return VF::kFrameStatus_OK;
+    }
+    // Of a frame without alpha type nobody knows what its pixels have there.
+    const bool isOpaque = inFrame->GetAlphaType() == norviktypes::kAlphaChannel_Opaque;
+    if (hasSize && isOpaque && DifferInAlphaOnly(format, inShape.mPixelFormat))
+    {
+        if (const MF::IVideoFrameRef shared = VF::ShareWithoutAlpha(inFrame, inShape.mPixelFormat))
+        {
+            outFrame = shared;
+            return VF::kFrameStatus_OK;
+        }
     }
     norviktypes::PixelAspectRatio ratio;
     inFrame->GetPixelAspectRatio(ratio);

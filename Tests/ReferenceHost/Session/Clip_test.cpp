@@ -7,7 +7,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <atomic>
+#include <cstring>
 #include <stdexcept>
 #include <thread>
 #include <vector>
@@ -236,6 +238,55 @@ TEST(Pictures, AreShapedOnlyWhereTheirShapeDiffers)
     const MF::IVideoFrameRef before = shaped;
     EXPECT_LT(ShapePicture(frame, Request(100000, 100000, kBGRX), shaped), 0);
     EXPECT_TRUE(shaped == before);
+}
+
+// The bytes of a frame's first pixel.
+std::array<std::uint8_t, 4> FirstPixel(const MF::IVideoFrameRef& inFrame)
+{
+    std::array<std::uint8_t, 4> bytes{};
+    std::memcpy(bytes.data(), VF::IVideoFramePixelsRef(inFrame)->GetPixels(), bytes.size());
+    return bytes;
+}
+
+TEST(Pictures, OpaquePicturesLoseTheirAlphaWithoutACopy)
+{
+    MF::IVideoFrameRef frame;
+    ASSERT_EQ(VF::CreateVideoFrame(frame, norviktypes::kPixelFormat_BGRA_4444_8u, 16, 8, {4, 3}, true, false),
+              VF::kFrameStatus_OK);
+    frame->SetFieldType(norviktypes::kFieldType_UpperFirst);
+    frame->SetAlphaType(norviktypes::kAlphaChannel_Opaque);
+    MF::IVideoFrameRef shaped;
+    ASSERT_EQ(ShapePicture(frame, Request(16, 8, kBGRX), shaped), VF::kFrameStatus_OK);
+    norviktypes::PixelFormat format;
+    shaped->GetPixelFormat(format);
+    EXPECT_EQ(format, kBGRX);
+    EXPECT_EQ(VF::IVideoFramePixelsRef(shaped)->GetPixels(), VF::IVideoFramePixelsRef(frame)->GetPixels());
+    EXPECT_EQ(shaped->GetFieldType(), norviktypes::kFieldType_UpperFirst);
+    EXPECT_TRUE(frame->IsFrozen()); // as another frame shows the same pixels
+    EXPECT_TRUE(shaped->IsFrozen());
+    frame.reset();
+    EXPECT_EQ(FirstPixel(shaped), (std::array<std::uint8_t, 4>{0, 0, 0, 255}));
+
+    MF::IVideoFrameRef other;
+    ASSERT_EQ(ShapePicture(shaped, Request(8, 4, kBGRX), other), VF::kFrameStatus_OK);
+    EXPECT_NE(VF::IVideoFramePixelsRef(other)->GetPixels(), VF::IVideoFramePixelsRef(shaped)->GetPixels());
+}
+
+TEST(Pictures, AlphaThatMayNotBeWholeIsFilledInACopy)
+{
+    for (const norviktypes::AlphaChannel type :
+         {norviktypes::kAlphaChannel_Straight, norviktypes::kAlphaChannel_None})
+    {
+        MF::IVideoFrameRef frame;
+        ASSERT_EQ(
+            VF::CreateVideoFrame(frame, norviktypes::kPixelFormat_BGRA_4444_8u, 16, 8, {1, 1}, true, true),
+            VF::kFrameStatus_OK);
+        frame->SetAlphaType(type);
+        MF::IVideoFrameRef shaped;
+        ASSERT_EQ(ShapePicture(frame, Request(16, 8, kBGRX), shaped), VF::kFrameStatus_OK);
+        EXPECT_EQ(FirstPixel(shaped), (std::array<std::uint8_t, 4>{0, 0, 0, 255}));
+        EXPECT_EQ(FirstPixel(frame), (std::array<std::uint8_t, 4>{0, 0, 0, 0}));
+    }
 }
 
 TEST(Pictures, PlacedPicturesAreCutAtTheEdges)
