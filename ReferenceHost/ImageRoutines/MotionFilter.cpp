@@ -1,6 +1,7 @@
 #include "ReferenceHost/ImageRoutines/MotionFilter.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <iterator>
 #include <numeric>
@@ -29,18 +30,19 @@ double Lanczos(double inDistance)
     return x >= 3.0 ? 0.0 : Sinc(x) * Sinc(x / 3.0);
 }
 
-// A kernel and its integral from 0 on, at nodes so close that cubic pieces between them are exact to 1e-8.
+// A kernel and its integral from 0 on, at nodes so close that cubic pieces between them are exact to 1e-8. It is
+// made at its first use, which has no way to say that there is no memory.
 class Kernel
 {
 public:
-    Kernel(double (*inFunction)(double), int inReach) : mFunction(inFunction), mReach(inReach)
+    Kernel(double (*inFunction)(double), int inReach) noexcept : mFunction(inFunction), mReach(inReach)
     {
         double sum = 0.0;
-        for (int i = 0; i <= inReach * kNodes; ++i)
+        for (std::size_t i = 0; i <= LastNode(); ++i)
         {
             const double x = static_cast<double>(i) / kNodes;
-            mIntegral.push_back(sum);
-            mValue.push_back(inFunction(x));
+            mIntegral[i] = sum;
+            mValue[i] = inFunction(x);
             sum += Simpson(x, x + 0.5 / kNodes) + Simpson(x + 0.5 / kNodes, x + 1.0 / kNodes);
         }
     }
@@ -59,6 +61,9 @@ public:
 
 private:
     static constexpr int kNodes = 64;
+    static constexpr int kLargestReach = 3;
+
+    std::size_t LastNode() const { return static_cast<std::size_t>(mReach) * kNodes; }
 
     double Simpson(double inFrom, double inTo, double inScale) const
     {
@@ -70,7 +75,7 @@ private:
     {
         const double x = std::fabs(inX);
         const double place = std::min(x, static_cast<double>(mReach)) * kNodes;
-        const auto node = std::min(static_cast<std::size_t>(place), mValue.size() - 2);
+        const auto node = std::min(static_cast<std::size_t>(place), LastNode() - 1);
         const double t = place - static_cast<double>(node);
         const double slopes[2] = {mValue[node] / kNodes, mValue[node + 1] / kNodes};
         const double step = mIntegral[node + 1] - mIntegral[node];
@@ -82,11 +87,11 @@ private:
 
     double (*mFunction)(double);
     int mReach;
-    std::vector<double> mValue;
-    std::vector<double> mIntegral;
+    std::array<double, kLargestReach * kNodes + 1> mValue{};
+    std::array<double, kLargestReach * kNodes + 1> mIntegral{};
 };
 
-const Kernel& KernelOf(MotionFilter inFilter)
+const Kernel& KernelOf(MotionFilter inFilter) noexcept
 {
     static const Kernel sBicubic(Bicubic, 2);
     static const Kernel sLanczos(Lanczos, 3);

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <optional>
 
 #include "ReferenceHost/ImageRoutines/FloatRows.h"
 #include "ReferenceHost/ImageRoutines/MotionLayer.h"
@@ -17,6 +16,9 @@ namespace
 // A tile's grid stays near the first-level cache, and little of it is not looked at.
 constexpr std::int32_t kTileColumns = 128;
 constexpr std::int32_t kTileRows = 64;
+
+// More of the grid, in its pixels, than exact places would ask for.
+constexpr double kRounding = 0.01;
 
 std::size_t Size(std::int32_t inNumber)
 {
@@ -75,17 +77,14 @@ public:
         , mU(inPlan, inPlan.u)
         , mV(inPlan, inPlan.v)
         , mTaps(std::max(TurnedTaps::TapsFor(mU.filter, mU.width), TurnedTaps::TapsFor(mV.filter, mV.width)))
-        , mTapsU(mU.filter, mU.width, mTaps)
+        , mTapsU(TurnedTapsFor(mU.filter, mU.width, mTaps))
+        , mTapsV(mU.HasWeightsOf(mV) ? mTapsU : TurnedTapsFor(mV.filter, mV.width, mTaps))
         , mSource(ByteSourceOf(inPlan.source))
         , mIsCutToAlpha(mSource.isStraight && inPlan.filter != MotionFilter::kArea)
         , mLayer(inPlan)
         , mGrid(Size(mV.MostPixels(mTaps)), Size(mU.MostPixels(mTaps)) * 4)
         , mLower(1, Size(mU.MostPixels(mTaps)) * 4)
     {
-        if (!mU.HasWeightsOf(mV))
-        {
-            mTapsV.emplace(mV.filter, mV.width, mTaps);
-        }
         for (int i = 0; i < 4; ++i)
         {
             mRanges[kPackedPlace[i]] = FloatRangeOf(RangeOf(inPlan.source, i));
@@ -185,9 +184,10 @@ private:
     // which this is a slice.
     GridSpan ColumnsFor(std::int32_t inRow, const MotionBox& inTile) const
     {
-        const double reach = FilterLength(mV.filter, mV.width) / 2.0 + 1.0;
-        const double low = inRow + 0.5 - reach;
-        const double high = inRow + 0.5 + reach;
+        // A pixel reads all its taps, also those that weigh nothing: they must hold something, if not what.
+        const double half = FilterLength(mV.filter, mV.width) / 2.0;
+        const double low = inRow + 0.5 - (mTaps - half) - kRounding;
+        const double high = inRow + 0.5 + half + kRounding;
         const double x[] = {inTile.left + 0.5, inTile.right - 0.5, inTile.right - 0.5, inTile.left + 0.5};
         const double y[] = {inTile.top + 0.5, inTile.top + 0.5, inTile.bottom - 0.5, inTile.bottom - 0.5};
         double least = 1e300;
@@ -215,8 +215,7 @@ private:
         {
             return {mColumns.first, mColumns.first};
         }
-        // A little more, which rounding may ask for.
-        const GridSpan span = SpanOf(mU, least - 0.01, most + 0.01);
+        const GridSpan span = SpanOf(mU, least - kRounding, most + kRounding);
         return {std::max(span.first, mColumns.first), std::min(span.last, mColumns.last)};
     }
 
@@ -299,11 +298,8 @@ private:
     {
         return {mGrid.Row(0), mGrid.Row(1) - mGrid.Row(0), mColumns.first, mRows.first};
     }
-    TurnedAxis AxisU(std::int32_t inRow) const { return {PlaceAlong(mU.axis, inRow), &mTapsU}; }
-    TurnedAxis AxisV(std::int32_t inRow) const
-    {
-        return {PlaceAlong(mV.axis, inRow), mTapsV.has_value() ? &*mTapsV : &mTapsU};
-    }
+    TurnedAxis AxisU(std::int32_t inRow) const { return {PlaceAlong(mU.axis, inRow), mTapsU.get()}; }
+    TurnedAxis AxisV(std::int32_t inRow) const { return {PlaceAlong(mV.axis, inRow), mTapsV.get()}; }
 
     void DrawFull(const MotionSpan& inSpan, std::int32_t inRow) const
     {
@@ -363,8 +359,8 @@ private:
     GridAxis mU;
     GridAxis mV;
     std::int32_t mTaps;
-    TurnedTaps mTapsU;
-    std::optional<TurnedTaps> mTapsV; // none: the same as mTapsU
+    TurnedTapsPtr mTapsU;
+    TurnedTapsPtr mTapsV;
     ByteSource mSource;
     bool mIsCutToAlpha;
     ByteLayer mLayer;

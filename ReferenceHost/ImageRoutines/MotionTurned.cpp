@@ -1,5 +1,6 @@
 #include "ReferenceHost/ImageRoutines/MotionTurned.h"
 
+#include <algorithm>
 #include <cstring>
 
 #undef HWY_TARGET_INCLUDE
@@ -39,191 +40,354 @@ bool SampleRow(const TurnedGrid& inGrid, const TurnedAxis& inU, const TurnedAxis
 
 #else
 
-// Two pixels of the grid, or four of the source: a turned picture jumps from row to row, so that longer
-// vectors would be put together from such pieces.
-using Shorts = hn::FixedTag<std::int16_t, 8>;
-using Words = hn::FixedTag<std::uint16_t, 8>;
-using Ints = hn::FixedTag<std::int32_t, 4>;
-using Pixels = hn::FixedTag<std::uint32_t, 4>;
-using Codes = hn::FixedTag<std::uint8_t, 16>;
-using ShortVector = hn::Vec<Shorts>;
-using WordVector = hn::Vec<Words>;
-using IntVector = hn::Vec<Ints>;
-using PixelVector = hn::Vec<Pixels>;
+using Wide = hn::ScalableTag<std::uint32_t>;
+using WideWords = hn::Repartition<std::uint16_t, Wide>;
+using WideVector = hn::Vec<Wide>;
+using WideWordVector = hn::Vec<WideWords>;
 
-struct FourPixels
+// The components of whole pixels, each in a word of its own: places 0 and 2, 1 and 3.
+struct Halves
 {
-    WordVector first, second; // two of them each
+    WideWordVector even, odd;
 };
 
-HWY_INLINE PixelVector LoadPixels(const std::uint8_t* inPixels)
+HWY_INLINE WideVector LoadPixels(const std::uint8_t* inPixels)
 {
-    return hn::BitCast(Pixels(), hn::LoadU(Codes(), inPixels));
+    return hn::LoadU(Wide(), reinterpret_cast<const std::uint32_t*>(inPixels));
 }
 
-HWY_INLINE FourPixels Widened(PixelVector inPixels)
+HWY_INLINE Halves Split(WideVector inPixels)
 {
-    const auto codes = hn::BitCast(Codes(), inPixels);
-    const auto none = hn::Zero(Codes());
-    return {hn::BitCast(Words(), hn::InterleaveLower(Codes(), codes, none)),
-            hn::BitCast(Words(), hn::InterleaveUpper(Codes(), codes, none))};
+    const WideWords d;
+    const WideWordVector both = hn::BitCast(d, inPixels);
+    return {hn::And(both, hn::Set(d, 0x00FF)), hn::ShiftRight<8>(both)};
 }
 
-HWY_INLINE FourPixels Premultiplied(PixelVector inPixels)
+HWY_INLINE Halves Premultiplied(WideVector inPixels)
 {
-    const Pixels d;
-    const PixelVector alpha = hn::ShiftRight<24>(inPixels);
-    const PixelVector both = hn::Or(alpha, hn::ShiftLeft<8>(alpha));
-    const FourPixels alphas = Widened(hn::Or(both, hn::ShiftLeft<16>(both)));
-    const FourPixels codes = Widened(hn::Or(inPixels, hn::Set(d, 0xFF000000U)));
-    const WordVector share = hn::Set(Words(), 32897); // 128 / 255
-    return {hn::MulHigh(hn::Mul(codes.first, alphas.first), share),
-            hn::MulHigh(hn::Mul(codes.second, alphas.second), share)};
+    const WideVector alpha = hn::ShiftRight<24>(inPixels);
+    const WideWordVector alphas = hn::BitCast(WideWords(), hn::Or(alpha, hn::ShiftLeft<16>(alpha)));
+    const Halves codes = Split(hn::Or(inPixels, hn::Set(Wide(), 0xFF000000U)));
+    const WideWordVector share = hn::Set(WideWords(), 32897); // 128 / 255
+    return {hn::MulHigh(hn::Mul(codes.even, alphas), share), hn::MulHigh(hn::Mul(codes.odd, alphas), share)};
 }
 
-HWY_INLINE bool AreOpaque(PixelVector inPixels)
+HWY_INLINE bool AreOpaque(WideVector inPixels)
 {
-    const Pixels d;
-    const PixelVector full = hn::Set(d, 0xFF000000U);
+    const Wide d;
+    const WideVector full = hn::Set(d, 0xFF000000U);
     return hn::AllTrue(d, hn::Eq(hn::And(inPixels, full), full));
 }
 
-HWY_INLINE void StoreWords(WordVector inWords, std::int16_t* outComponents)
+HWY_INLINE void StoreHalves(const Halves& inHalves, std::int16_t* outComponents)
 {
-    hn::StoreU(hn::BitCast(Shorts(), inWords), Shorts(), outComponents);
+    hn::StoreInterleaved2(inHalves.even, inHalves.odd, WideWords(),
+                          reinterpret_cast<std::uint16_t*>(outComponents));
 }
 
+// The last vector of a row lies over the one before it where the row isn't made of whole ones: tiles are narrow.
 void WidenRow(const ByteSource& inSource, const std::uint8_t* inPixels, std::int16_t* outPixels,
               std::size_t inCount)
 {
-    const PixelVector alwaysSet = hn::Set(Pixels(), inSource.isOpaque ? 0xFF000000U : 0U);
-    std::size_t i = 0;
-    for (; i + 4 <= inCount; i += 4)
+    const std::size_t step = hn::Lanes(Wide());
+    const WideVector alwaysSet = hn::Set(Wide(), inSource.isOpaque ? 0xFF000000U : 0U);
+    const std::size_t whole = inCount < step ? 0 : inCount;
+    for (std::size_t next = 0; next < whole; next += step)
     {
-        const PixelVector pixels = hn::Or(LoadPixels(inPixels + i * 4), alwaysSet);
-        FourPixels wide;
+        const std::size_t i = std::min(next, inCount - step);
+        const WideVector pixels = hn::Or(LoadPixels(inPixels + i * 4), alwaysSet);
+        Halves halves;
         if (inSource.isStraight && !AreOpaque(pixels))
         {
-            wide = Premultiplied(pixels);
+            halves = Premultiplied(pixels);
         }
         else // opaque pixels come out the same either way
         {
-            wide = Widened(pixels);
-            wide = {hn::ShiftLeft<7>(wide.first), hn::ShiftLeft<7>(wide.second)};
+            halves = Split(pixels);
+            halves = {hn::ShiftLeft<7>(halves.even), hn::ShiftLeft<7>(halves.odd)};
         }
-        StoreWords(wide.first, outPixels + i * 4);
-        StoreWords(wide.second, outPixels + i * 4 + 8);
+        StoreHalves(halves, outPixels + i * 4);
     }
-    reference::WidenBytes(inSource, inPixels + i * 4, outPixels + i * 4, inCount - i);
+    reference::WidenBytes(inSource, inPixels, outPixels, inCount - whole);
 }
 
-HWY_INLINE WordVector EvenPixels(const FourPixels& inPixels)
+// The first and the second pixels of pairs.
+HWY_INLINE WideWordVector Firsts(WideWordVector inLower, WideWordVector inUpper)
 {
-    return hn::ConcatLowerLower(Words(), inPixels.second, inPixels.first);
+    const Wide d;
+    return hn::BitCast(WideWords(), hn::ConcatEven(d, hn::BitCast(d, inUpper), hn::BitCast(d, inLower)));
 }
 
-HWY_INLINE WordVector OddPixels(const FourPixels& inPixels)
+HWY_INLINE WideWordVector Seconds(WideWordVector inLower, WideWordVector inUpper)
 {
-    return hn::ConcatUpperUpper(Words(), inPixels.second, inPixels.first);
+    const Wide d;
+    return hn::BitCast(WideWords(), hn::ConcatOdd(d, hn::BitCast(d, inUpper), hn::BitCast(d, inLower)));
 }
 
-HWY_INLINE WordVector MeansOfPlain(PixelVector inUpper, PixelVector inLower)
+// Two vectors of pixels of the upper row and two of the lower.
+struct Pairs
 {
-    const FourPixels upper = Widened(inUpper);
-    const FourPixels lower = Widened(inLower);
-    const FourPixels sums = {hn::Add(upper.first, lower.first), hn::Add(upper.second, lower.second)};
-    return hn::ShiftLeft<5>(hn::Add(EvenPixels(sums), OddPixels(sums)));
+    WideVector upper[2];
+    WideVector lower[2];
+};
+
+HWY_INLINE Halves MeansOfPlain(const Pairs& inPairs)
+{
+    WideWordVector even[2];
+    WideWordVector odd[2];
+    for (int i = 0; i < 2; ++i)
+    {
+        const Halves upper = Split(inPairs.upper[i]);
+        const Halves lower = Split(inPairs.lower[i]);
+        even[i] = hn::Add(upper.even, lower.even);
+        odd[i] = hn::Add(upper.odd, lower.odd);
+    }
+    return {hn::ShiftLeft<5>(hn::Add(Firsts(even[0], even[1]), Seconds(even[0], even[1]))),
+            hn::ShiftLeft<5>(hn::Add(Firsts(odd[0], odd[1]), Seconds(odd[0], odd[1])))};
 }
 
-HWY_INLINE WordVector MeansOfStraight(PixelVector inUpper, PixelVector inLower)
+HWY_INLINE Halves MeansOfStraight(const Pairs& inPairs)
 {
-    const FourPixels upper = Premultiplied(inUpper);
-    const FourPixels lower = Premultiplied(inLower);
-    const FourPixels means = {hn::AverageRound(upper.first, lower.first),
-                              hn::AverageRound(upper.second, lower.second)};
-    return hn::AverageRound(EvenPixels(means), OddPixels(means));
+    WideWordVector even[2];
+    WideWordVector odd[2];
+    for (int i = 0; i < 2; ++i)
+    {
+        const Halves upper = Premultiplied(inPairs.upper[i]);
+        const Halves lower = Premultiplied(inPairs.lower[i]);
+        even[i] = hn::AverageRound(upper.even, lower.even);
+        odd[i] = hn::AverageRound(upper.odd, lower.odd);
+    }
+    return {hn::AverageRound(Firsts(even[0], even[1]), Seconds(even[0], even[1])),
+            hn::AverageRound(Firsts(odd[0], odd[1]), Seconds(odd[0], odd[1]))};
 }
 
 void HalveRow(const ByteSource& inSource, const std::uint8_t* inUpper, const std::uint8_t* inLower,
               std::int16_t* outPixels, std::size_t inCount)
 {
-    const PixelVector alwaysSet = hn::Set(Pixels(), inSource.isOpaque ? 0xFF000000U : 0U);
-    std::size_t i = 0;
-    for (; i + 2 <= inCount; i += 2)
+    const std::size_t step = hn::Lanes(Wide());
+    const WideVector alwaysSet = hn::Set(Wide(), inSource.isOpaque ? 0xFF000000U : 0U);
+    const std::size_t whole = inCount < step ? 0 : inCount;
+    for (std::size_t next = 0; next < whole; next += step)
     {
-        const PixelVector upper = hn::Or(LoadPixels(inUpper + i * 8), alwaysSet);
-        const PixelVector lower = hn::Or(LoadPixels(inLower + i * 8), alwaysSet);
-        const bool isStraight = inSource.isStraight && !AreOpaque(hn::And(upper, lower));
-        StoreWords(isStraight ? MeansOfStraight(upper, lower) : MeansOfPlain(upper, lower),
-                   outPixels + i * 4);
+        const std::size_t i = std::min(next, inCount - step);
+        Pairs pairs;
+        WideVector all = hn::Set(Wide(), 0xFFFFFFFFU);
+        for (std::size_t part = 0; part < 2; ++part)
+        {
+            const std::size_t at = i * 8 + part * step * 4;
+            pairs.upper[part] = hn::Or(LoadPixels(inUpper + at), alwaysSet);
+            pairs.lower[part] = hn::Or(LoadPixels(inLower + at), alwaysSet);
+            all = hn::And(all, hn::And(pairs.upper[part], pairs.lower[part]));
+        }
+        const bool isStraight = inSource.isStraight && !AreOpaque(all);
+        StoreHalves(isStraight ? MeansOfStraight(pairs) : MeansOfPlain(pairs), outPixels + i * 4);
     }
-    reference::HalveWidely(inSource, inUpper + i * 8, inLower + i * 8, outPixels + i * 4, inCount - i);
+    reference::HalveWidely(inSource, inUpper, inLower, outPixels, inCount - whole);
 }
 
-// Component by component the first of two pixels times the first weight and the second times the second.
-HWY_INLINE IntVector PairSum(ShortVector inPixels, const std::int16_t* inWeights)
+// Pixels of the target that are made at once. A turned picture jumps from row to row, so that their vectors are put
+// together from blocks of two pixels of the grid each.
+constexpr std::size_t kAtOnce = hn::MaxLanes(hn::ScalableTag<std::int16_t>()) >= 32   ? 4
+                                : hn::MaxLanes(hn::ScalableTag<std::int16_t>()) >= 16 ? 2
+                                                                                      : 1;
+
+template <std::size_t kPixels>
+using ShortsOf = hn::FixedTag<std::int16_t, 8 * kPixels>;
+template <std::size_t kPixels>
+using IntsOf = hn::FixedTag<std::int32_t, 4 * kPixels>;
+template <std::size_t kPixels>
+using ShortVector = hn::Vec<ShortsOf<kPixels>>;
+template <std::size_t kPixels>
+using IntVector = hn::Vec<IntsOf<kPixels>>;
+
+// A block from each address.
+template <std::size_t kPixels>
+HWY_INLINE ShortVector<kPixels> LoadBlocks(const std::int16_t* const* inBlocks, std::ptrdiff_t inOffset)
 {
-    const Shorts d;
-    const ShortVector upper = hn::BitCast(d, hn::Shuffle1032(hn::BitCast(Ints(), inPixels)));
-    const ShortVector pairs = hn::InterleaveLower(d, inPixels, upper);
-    std::int32_t both = 0;
-    std::memcpy(&both, inWeights, sizeof both);
-    const IntVector weights = hn::Set(Ints(), both);
+    if constexpr (kPixels == 1)
+    {
+        return hn::LoadU(ShortsOf<1>(), inBlocks[0] + inOffset);
+    }
+    else
+    {
+        constexpr std::size_t kHalf = kPixels / 2;
+        return hn::Combine(ShortsOf<kPixels>(), LoadBlocks<kHalf>(inBlocks + kHalf, inOffset),
+                           LoadBlocks<kHalf>(inBlocks, inOffset));
+    }
+}
+
+// Two weights, over and over in their pixel's block.
+template <std::size_t kPixels>
+HWY_INLINE IntVector<kPixels> SpreadPairs(const std::int16_t* const* inWeights, int inTap)
+{
+    if constexpr (kPixels == 1)
+    {
+        std::int32_t both = 0;
+        std::memcpy(&both, inWeights[0] + inTap, sizeof both);
+        return hn::Set(IntsOf<1>(), both);
+    }
+    else
+    {
+        constexpr std::size_t kHalf = kPixels / 2;
+        return hn::Combine(IntsOf<kPixels>(), SpreadPairs<kHalf>(inWeights + kHalf, inTap),
+                           SpreadPairs<kHalf>(inWeights, inTap));
+    }
+}
+
+// The first or the second of each two words, twice.
+template <std::size_t kPixels>
+HWY_INLINE ShortVector<kPixels> Firsts(IntVector<kPixels> inPairs)
+{
+    const IntVector<kPixels> first = hn::And(inPairs, hn::Set(IntsOf<kPixels>(), 0xFFFF));
+    return hn::BitCast(ShortsOf<kPixels>(), hn::Or(first, hn::ShiftLeft<16>(inPairs)));
+}
+
+template <std::size_t kPixels>
+HWY_INLINE ShortVector<kPixels> Seconds(IntVector<kPixels> inPairs)
+{
+    const hn::RebindToUnsigned<IntsOf<kPixels>> du;
+    const auto second = hn::ShiftRight<16>(hn::BitCast(du, inPairs));
+    return hn::BitCast(ShortsOf<kPixels>(), hn::Or(second, hn::ShiftLeft<16>(second)));
+}
+
+// Component by component the first pixel of each block times the first weight and the second times the second.
+template <std::size_t kPixels>
+HWY_INLINE IntVector<kPixels> PairSum(ShortVector<kPixels> inPixels, IntVector<kPixels> inWeights)
+{
+    const ShortsOf<kPixels> d;
+    const IntsOf<kPixels> di;
+    const auto upper = hn::BitCast(d, hn::Shuffle1032(hn::BitCast(di, inPixels)));
+    const auto pairs = hn::InterleaveLower(d, inPixels, upper);
 #if HWY_ARCH_X86 && HWY_TARGET <= HWY_SSE2
-    IntVector unused = hn::Zero(Ints());
-    return hn::ReorderWidenMulAccumulate(Ints(), pairs, hn::BitCast(d, weights), hn::Zero(Ints()), unused);
+    IntVector<kPixels> unused = hn::Zero(di);
+    return hn::ReorderWidenMulAccumulate(di, pairs, hn::BitCast(d, inWeights), hn::Zero(di), unused);
 #else
-    const auto even = [](IntVector inBoth) { return hn::ShiftRight<16>(hn::ShiftLeft<16>(inBoth)); };
-    const IntVector wide = hn::BitCast(Ints(), pairs);
-    return hn::Add(hn::Mul(even(wide), even(weights)),
-                   hn::Mul(hn::ShiftRight<16>(wide), hn::ShiftRight<16>(weights)));
+    const auto even = [](IntVector<kPixels> inBoth) { return hn::ShiftRight<16>(hn::ShiftLeft<16>(inBoth)); };
+    const auto wide = hn::BitCast(di, pairs);
+    return hn::Add(hn::Mul(even(wide), even(inWeights)),
+                   hn::Mul(hn::ShiftRight<16>(wide), hn::ShiftRight<16>(inWeights)));
 #endif
 }
 
-template <int kTaps>
-HWY_INLINE IntVector Sum(const std::int16_t* inCorner, std::ptrdiff_t inPitch, const std::int16_t* inAcross,
-                         const std::int16_t* inDown)
+// Where pixels of the target look, and with which weights.
+struct Looks
 {
-    const Shorts d;
-    IntVector sum = hn::Set(Ints(), 1 << (kSumBits - 1));
+    const std::int16_t* corners[kAtOnce];
+    const std::int16_t* across[kAtOnce];
+    const std::int16_t* down[kAtOnce];
+};
+
+template <std::size_t kPixels, int kTaps>
+HWY_INLINE IntVector<kPixels> Sum(const Looks& inLooks, std::ptrdiff_t inPitch)
+{
+    const ShortsOf<kPixels> d;
+    IntVector<kPixels> sum = hn::Set(IntsOf<kPixels>(), 1 << (kSumBits - 1));
     for (int column = 0; column < kTaps; column += 2)
     {
-        const std::int16_t* at = inCorner + static_cast<std::ptrdiff_t>(column) * 4;
-        ShortVector pixels = hn::MulFixedPoint15(hn::LoadU(d, at), hn::Set(d, inDown[0]));
-        for (int row = 1; row < kTaps; ++row)
+        ShortVector<kPixels> pixels = hn::Zero(d);
+        for (int row = 0; row < kTaps; row += 2)
         {
-            pixels = hn::Add(pixels,
-                             hn::MulFixedPoint15(hn::LoadU(d, at + row * inPitch), hn::Set(d, inDown[row])));
+            const IntVector<kPixels> weights = SpreadPairs<kPixels>(inLooks.down, row);
+            const std::ptrdiff_t at = row * inPitch + static_cast<std::ptrdiff_t>(column) * 4;
+            const auto upper = LoadBlocks<kPixels>(inLooks.corners, at);
+            const auto lower = LoadBlocks<kPixels>(inLooks.corners, at + inPitch);
+            pixels = hn::Add(pixels, hn::MulFixedPoint15(upper, Firsts<kPixels>(weights)));
+            pixels = hn::Add(pixels, hn::MulFixedPoint15(lower, Seconds<kPixels>(weights)));
         }
-        sum = hn::Add(sum, PairSum(pixels, inAcross + column));
+        sum = hn::Add(sum, PairSum<kPixels>(pixels, SpreadPairs<kPixels>(inLooks.across, column)));
     }
     return sum;
 }
+
+template <std::size_t kPixels>
+using CodesOf = hn::FixedTag<std::uint8_t, 4 * kPixels>;
+
+template <std::size_t kPixels, int kTaps>
+HWY_INLINE hn::Vec<CodesOf<kPixels>> Make(const Looks& inLooks, std::ptrdiff_t inPitch)
+{
+    return hn::DemoteTo(CodesOf<kPixels>(), hn::ShiftRight<kSumBits>(Sum<kPixels, kTaps>(inLooks, inPitch)));
+}
+
+// Looks of pixels that lie side by side, from a column of the target on.
+template <int kTaps>
+class Looking
+{
+public:
+    Looking(const TurnedGrid& inGrid, const TurnedAxis& inU, const TurnedAxis& inV, std::int64_t inColumn)
+        : mGrid(inGrid)
+        , mAcross(inU.taps->Row(0))
+        , mDown(inV.taps->Row(0))
+        , mU(LowEnd(inU, inColumn) - (std::int64_t{inGrid.left} << 32))
+        , mV(LowEnd(inV, inColumn) - (std::int64_t{inGrid.top} << 32))
+        , mStepU(inU.place.step)
+        , mStepV(inV.place.step)
+    {
+    }
+
+    HWY_INLINE void Next(std::size_t inCount, Looks& outLooks)
+    {
+        for (std::size_t i = 0; i < inCount; ++i, mU += mStepU, mV += mStepV)
+        {
+            outLooks.corners[i] = mGrid.pixels + (mV >> 32) * mGrid.pitch + (mU >> 32) * 4;
+            outLooks.across[i] = mAcross + Phase(mU) * kTaps;
+            outLooks.down[i] = mDown + Phase(mV) * kTaps;
+        }
+    }
+
+private:
+    static constexpr std::int64_t kLast = 0xFFFFFFFF;
+    static constexpr int kShift = 32 - TurnedTaps::kPhaseBits;
+
+    static std::int64_t LowEnd(const TurnedAxis& inAxis, std::int64_t inColumn)
+    {
+        return inAxis.place.start + inAxis.place.step * inColumn - inAxis.taps->HalfLength() + kLast;
+    }
+    // As TurnedPlaceAt has it.
+    static std::ptrdiff_t Phase(std::int64_t inLowEnd)
+    {
+        return static_cast<std::ptrdiff_t>((kLast - (inLowEnd & kLast) + (std::int64_t{1} << (kShift - 1))) >>
+                                           kShift);
+    }
+
+    const TurnedGrid& mGrid;
+    const std::int16_t* mAcross;
+    const std::int16_t* mDown;
+    std::int64_t mU;
+    std::int64_t mV;
+    std::int64_t mStepU;
+    std::int64_t mStepV;
+};
 
 template <int kTaps>
 bool SampleAll(const TurnedGrid& inGrid, const TurnedAxis& inU, const TurnedAxis& inV, std::int32_t inFirst,
                std::uint8_t* outPixels, std::size_t inCount)
 {
-    const hn::FixedTag<std::uint8_t, 4> d;
-    const std::int16_t* across = inU.taps->Row(0);
-    const std::int16_t* down = inV.taps->Row(0);
+    const CodesOf<kAtOnce> d;
+    Looking<kTaps> looking(inGrid, inU, inV, inFirst);
+    Looks looks = {};
     auto all = hn::Set(d, 255);
-    for (std::size_t i = 0; i < inCount; ++i)
+    std::size_t i = 0;
+    for (; i + kAtOnce <= inCount; i += kAtOnce)
     {
-        const std::int64_t column = inFirst + static_cast<std::int64_t>(i);
-        const TurnedPlace u = TurnedPlaceAt(inU, column);
-        const TurnedPlace v = TurnedPlaceAt(inV, column);
-        const std::int16_t* corner = inGrid.pixels + (v.first - inGrid.top) * inGrid.pitch +
-                                     (u.first - inGrid.left) * std::ptrdiff_t{4};
-        const IntVector sum = Sum<kTaps>(corner, inGrid.pitch, across + u.phase * std::ptrdiff_t{kTaps},
-                                         down + v.phase * std::ptrdiff_t{kTaps});
-        const auto pixel = hn::DemoteTo(d, hn::ShiftRight<kSumBits>(sum));
-        hn::StoreU(pixel, d, outPixels + i * 4);
-        all = hn::And(all, pixel);
+        looking.Next(kAtOnce, looks);
+        const auto pixels = Make<kAtOnce, kTaps>(looks, inGrid.pitch);
+        hn::StoreU(pixels, d, outPixels + i * 4);
+        all = hn::And(all, pixels);
     }
-    std::uint8_t codes[4];
+    std::uint8_t codes[4 * kAtOnce];
     hn::StoreU(all, d, codes);
-    return codes[3] == 255;
+    bool isOpaque = true;
+    for (std::size_t pixel = 0; pixel < kAtOnce; ++pixel)
+    {
+        isOpaque = isOpaque && codes[pixel * 4 + 3] == 255;
+    }
+    for (; i < inCount; ++i)
+    {
+        looking.Next(1, looks);
+        hn::StoreU(Make<1, kTaps>(looks, inGrid.pitch), CodesOf<1>(), outPixels + i * 4);
+        isOpaque = isOpaque && outPixels[i * 4 + 3] == 255;
+    }
+    return isOpaque;
 }
 
 bool SampleRow(const TurnedGrid& inGrid, const TurnedAxis& inU, const TurnedAxis& inV, std::int32_t inFirst,

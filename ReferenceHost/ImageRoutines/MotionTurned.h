@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <vector>
 
 #include "ReferenceHost/ImageRoutines/MotionBytes.h"
@@ -51,6 +52,12 @@ private:
     std::int64_t mHalfLength;
     std::vector<std::int16_t> mWeights;
 };
+
+using TurnedTapsPtr = std::shared_ptr<const TurnedTaps>;
+
+// The weights of a filter, which are kept for the next drawings: most pictures are as large and turned as far as in
+// the frame before. Throws std::bad_alloc.
+TurnedTapsPtr TurnedTapsFor(MotionFilter inFilter, double inWidth, std::int32_t inTaps);
 
 struct TurnedGrid
 {

@@ -1,5 +1,8 @@
 #include <algorithm>
+#include <array>
 #include <cmath>
+#include <mutex>
+#include <utility>
 
 #include "ReferenceHost/ImageRoutines/MotionTurned.h"
 
@@ -24,6 +27,55 @@ int Mean(int inOne, int inOther)
     return (inOne + inOther + 1) >> 1;
 }
 
+// The tables that were asked for last, the latest first.
+class TapsStore
+{
+public:
+    // Drawings come from all threads at all times.
+    static TapsStore& Instance()
+    {
+        static TapsStore* const sStore = new TapsStore;
+        return *sStore;
+    }
+
+    TurnedTapsPtr Find(MotionFilter inFilter, double inWidth, std::int32_t inTaps)
+    {
+        const std::lock_guard<std::mutex> lock(mLock);
+        const auto found = std::find_if(mEntries.begin(), mEntries.end(),
+                                        [&](const Entry& inEntry)
+                                        {
+                                            return inEntry.taps && inEntry.filter == inFilter &&
+                                                   inEntry.width == inWidth && inEntry.taps->Taps() == inTaps;
+                                        });
+        if (found == mEntries.end())
+        {
+            return nullptr;
+        }
+        std::rotate(mEntries.begin(), found, found + 1);
+        return mEntries.front().taps;
+    }
+
+    void Keep(MotionFilter inFilter, double inWidth, TurnedTapsPtr inTaps)
+    {
+        const std::lock_guard<std::mutex> lock(mLock);
+        std::rotate(mEntries.begin(), mEntries.end() - 1, mEntries.end());
+        std::swap(mEntries.front().taps, inTaps); // the one that goes is let go without the lock
+        mEntries.front().filter = inFilter;
+        mEntries.front().width = inWidth;
+    }
+
+private:
+    struct Entry
+    {
+        MotionFilter filter = MotionFilter::kArea;
+        double width = 0.0;
+        TurnedTapsPtr taps;
+    };
+
+    std::mutex mLock;
+    std::array<Entry, 8> mEntries; // a table takes up to 32 KiB
+};
+
 }
 
 std::int32_t TurnedTaps::TapsFor(MotionFilter inFilter, double inWidth) noexcept
@@ -42,6 +94,18 @@ TurnedTaps::TurnedTaps(MotionFilter inFilter, double inWidth, std::int32_t inTap
         AppendRow(inFilter, inWidth,
                   static_cast<double>(phase) / kPhases - FilterLength(inFilter, inWidth) / 2.0);
     }
+}
+
+TurnedTapsPtr TurnedTapsFor(MotionFilter inFilter, double inWidth, std::int32_t inTaps)
+{
+    TapsStore& store = TapsStore::Instance();
+    TurnedTapsPtr taps = store.Find(inFilter, inWidth, inTaps);
+    if (!taps)
+    {
+        taps = std::make_shared<TurnedTaps>(inFilter, inWidth, inTaps);
+        store.Keep(inFilter, inWidth, taps);
+    }
+    return taps;
 }
 
 void TurnedTaps::AppendRow(MotionFilter inFilter, double inWidth, double inFirst)
