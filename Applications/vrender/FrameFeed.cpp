@@ -7,8 +7,17 @@
 namespace vrender
 {
 
+namespace
+{
+
+// Frames that are told one by one; longer lists leave out few of those between their ends.
+constexpr std::int64_t kMostTold = 1024;
+
+} // namespace
+
 FrameFeed::FrameFeed(const Settings& inSettings) : mSettings(inSettings)
 {
+    TellMaterial();
     const std::int64_t window = std::min(mSettings.mWindow, mSettings.mCount);
     try
     {
@@ -24,6 +33,24 @@ FrameFeed::FrameFeed(const Settings& inSettings) : mSettings(inSettings)
         mChanged.wait(lock, [this] { return mOpen.empty(); });
         throw;
     }
+}
+
+void FrameFeed::TellMaterial() const
+{
+    using norviktypes::TickTime;
+    std::vector<MF::TimeRange> times;
+    for (std::int64_t i = 0; i < mSettings.mCount && mSettings.mCount <= kMostTold; ++i)
+    {
+        const TickTime time = mSettings.mTimeOf(i);
+        times.push_back({time, time + TickTime(1)});
+    }
+    if (mSettings.mCount > kMostTold)
+    {
+        const auto [first, last] =
+            std::minmax({mSettings.mTimeOf(0), mSettings.mTimeOf(mSettings.mCount - 1)});
+        times.push_back({first, last + TickTime(1)});
+    }
+    mSettings.mMaterial->Expect(std::move(times));
 }
 
 FrameFeed::~FrameFeed()

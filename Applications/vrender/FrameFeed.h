@@ -13,7 +13,7 @@
 // them as they have been read.
 //
 // The first window of frames is ordered at once; each call of Advance, when a frame has left its maker's hands,
-// orders the next one. So never more than a window of frames take memory.
+// orders the next one; before that the material is told of the whole list. So never more than a window of frames take memory.
 //
 // Errors: who makes a feed or calls Advance meets what the service's Order throws.
 //
@@ -61,6 +61,7 @@ public:
     void Stop() noexcept;
 
 private:
+    void TellMaterial() const;
     bool OpenNext(std::int64_t& outIndex);
     void NoteID(std::int64_t inIndex, Session::OrderID inID);
     void OnRead(std::int64_t inIndex, Session::ReadHold inHold);

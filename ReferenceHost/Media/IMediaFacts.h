@@ -5,12 +5,14 @@
 // Thread-safety: safe.
 #pragma once
 
+#include "MF/TimeRange.h"
 #include "ReferenceHost/Media/MediaFacts.h"
 #include "TVK/InterfaceRef.h"
 #include "norviktypes/TickTime.h"
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 namespace Media
 {
@@ -52,5 +54,17 @@ public:
     virtual std::int64_t GetFrameNumber(const norviktypes::TickTime& inTime) const = 0;
 };
 using IFrameNumbersRef = TVK::InterfaceRef<IFrameNumbers>;
+
+// A face of a stream: is told beforehand which of its frames somebody is going to ask for.
+class IFrameExpectations : public TVKUnknown
+{
+public:
+    static constexpr TVK::Guid kInterfaceID{"7B1D6E52-93C8-4F0E-A4B7-61F0C95D2E38"};
+
+    // The frames shown in these ranges of media time, in any order, and no others; takes the place of what was said
+    // before. No ranges: nobody knows. It only saves work: every frame can still be asked for.
+    virtual void Expect(const std::vector<MF::TimeRange>& inTimes) = 0;
+};
+using IFrameExpectationsRef = TVK::InterfaceRef<IFrameExpectations>;
 
 } // namespace Media

@@ -54,7 +54,8 @@ struct StreamTraits
 };
 
 class VideoSourceBase : public TVK::Implements<VideoSourceBase, MF::ISource, BE::IVideoSource,
-                                               BE::IVideoStreamInfo, IFrameFailure, IFrameNumbers>
+                                               BE::IVideoStreamInfo, IFrameFailure, IFrameNumbers,
+                                               IFrameExpectations>
 {
 public:
     // MF::ISource
@@ -72,6 +73,9 @@ public:
 
     // IFrameNumbers
     std::int64_t GetFrameNumber(const norviktypes::TickTime& inTime) const override;
+
+    // IFrameExpectations: forgotten unless overridden.
+    void Expect(const std::vector<MF::TimeRange>&) override {}
 
     // BE::IVideoSource
     void GetFrameRate(norviktypes::FrameRate& outRate) const override;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "MF/IVideoFrame.h"
+#include "MF/TimeRange.h"
 #include "ReferenceHost/Media/MediaFacts.h"
 #include "ReferenceHost/Session/Pictures.h"
 #include "norviktypes/FrameRate.h"
@@ -10,6 +11,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <vector>
 
 // What is rendered: a piece of media or a timeline. Its facts, its frames by number and by time, and frames of
 // any size and format.
@@ -72,6 +74,10 @@ public:
     virtual std::int64_t FrameAt(const norviktypes::TickTime& inTime) const = 0;
 
     virtual Workings WorkingsOf(const RenderRequest& inRequest) const = 0;
+
+    // Says at which times frames will be ordered or rendered, in whatever order; takes the place of what was said
+    // before. It only saves work, where that can be saved: media are read for these and no others.
+    virtual void Expect(std::vector<MF::TimeRange>) const {}
 
     // Gives what RenderService::Cancel takes; 0 where there is nothing left to cancel. The answer may come before
     // this returns. Throws what material throws when it is asked what to read, and std::bad_alloc; the answer

@@ -3,6 +3,8 @@
 #include "ML/StaticImages.h"
 #include "ReferenceHost/Foundation/Timecode.h"
 #include "ReferenceHost/Media/IMediaFacts.h"
+#include "ReferenceHost/Session/ExpectedMedia.h"
+#include "ReferenceHost/Session/ItemTimes.h"
 #include "ReferenceHost/Session/TimelineMedia.h"
 #include "RenderFrameClient.h"
 #include "RenderableSources.h"
@@ -139,23 +141,6 @@ MF::IVideoFrameRef BlackFrame(const RenderRequest& inRequest, norviktypes::Field
     return frame;
 }
 
-// The media time of an item's picture at a time of its sequence, in the part that may be shown.
-TickTime MediaTimeOf(const Project::ClipItem& inItem, const TickTime& inTime,
-                     const norviktypes::FrameRate& inSequenceRate)
-{
-    // What stands still has effects that go on moving, on an axis that does.
-    TickTime time = inItem.mHoldTime ? *inItem.mHoldTime
-                    : inItem.mSpeed == 0.0
-                        ? inItem.mInPoint
-                        : Project::ToMediaTime(inItem, inTime - inItem.mStart, inSequenceRate);
-    if (inItem.mAvailable)
-    {
-        time = std::clamp(time, inItem.mAvailable->mStart,
-                          std::max(inItem.mAvailable->mStart, inItem.mAvailable->mEnd - TickTime(1)));
-    }
-    return time;
-}
-
 // Why the media of an item could not be read; empty: it could, or was not asked for.
 std::string FailureOf(const Project::ClipItem& inItem, const TickTime& inMediaTime)
 {
@@ -261,6 +246,15 @@ Workings Timeline::WorkingsOf(const RenderRequest&) const
 {
     return {1 + std::min<std::uint64_t>(kMostLayersHeld, mContent.mSequence->GetTrackCount()), mFacts.mWidth,
             mFacts.mHeight, true};
+}
+
+void Timeline::Expect(std::vector<MF::TimeRange> inTimes) const
+{
+    for (MF::TimeRange& range : inTimes)
+    {
+        range = {mContent.mStart + range.mStart, mContent.mStart + range.mEnd};
+    }
+    ExpectMedia(mContent.mSequence, std::move(inTimes));
 }
 
 // Rendered with alpha, which is laid over black at the end; other formats have none of it any more by then.

@@ -57,6 +57,7 @@ public:
     norviktypes::TickTime FrameStart(std::int64_t inNumber) const override;
     std::int64_t FrameAt(const norviktypes::TickTime& inTime) const override;
     Workings WorkingsOf(const RenderRequest& inRequest) const override;
+    void Expect(std::vector<MF::TimeRange> inTimes) const override;
     OrderID Order(const norviktypes::TickTime& inTime, const RenderRequest& inRequest, Urgency inUrgency,
                   const ReadAnswer& inAnswer) const override;
     MF::IVideoFrameRef Render(const norviktypes::TickTime& inTime, const RenderRequest& inRequest,

@@ -156,6 +156,11 @@ void DecoderCursor::AdoptDirectReader()
     }
 }
 
+bool DecoderCursor::NeedsNextPicture() const
+{
+    return mNextPacket >= mSkipBefore && (!mExpected || mExpected->NeedsPictureOf(mNextPacket));
+}
+
 void DecoderCursor::Feed(const PacketTable* inPackets)
 {
     if (ReadPacket(inPackets) < 0)
@@ -164,7 +169,7 @@ void DecoderCursor::Feed(const PacketTable* inPackets)
         mAtEnd = true;
         return;
     }
-    mDecoder->skip_frame = mNextPacket < mSkipBefore ? AVDISCARD_NONREF : AVDISCARD_DEFAULT;
+    mDecoder->skip_frame = NeedsNextPicture() ? AVDISCARD_DEFAULT : AVDISCARD_NONREF;
     mPacket->pts = mNextPacket;
     mPacket->dts = mNextPacket;
     const int status = avcodec_send_packet(mDecoder.get(), mPacket.get());
@@ -216,6 +221,7 @@ int DecoderCursor::SeekTo(const PacketTable& inPackets, std::uint32_t inKey)
 {
     avcodec_flush_buffers(mDecoder.get());
     mSkipBefore = 0;
+    mExpected.reset();
     mAtEnd = false;
     mLastProblem.clear();
     ForgetLogLine();

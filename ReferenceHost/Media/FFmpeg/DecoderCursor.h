@@ -3,8 +3,10 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <utility>
 
 #include "ReferenceHost/Media/FFmpeg/DirectReader.h"
+#include "ReferenceHost/Media/FFmpeg/ExpectedFrames.h"
 #include "ReferenceHost/Media/FFmpeg/MediaInput.h"
 #include "ReferenceHost/Media/FFmpeg/PacketTable.h"
 #include "ReferenceHost/Media/FFmpeg/PicturePool.h"
@@ -54,9 +56,14 @@ public:
     // How often no seek of the demuxer led to the packet that was wanted.
     std::uint64_t Reopenings() const noexcept { return mReopenings; }
 
-    // Packets before inPacket are needed only as far as later pictures refer to theirs: of the others no
-    // picture need come out. Until the next SeekTo or call.
-    void SkipUnreferencedBefore(std::uint32_t inPacket) { mSkipBefore = inPacket; }
+    // Packets before inPacket, and those whose frames aren't expected, are needed only as far as later pictures
+    // refer to theirs: of the others no picture need come out. Until the next SeekTo or call. inExpected: null
+    // where all are.
+    void SkipUnreferenced(std::uint32_t inPacket, std::shared_ptr<const ExpectedFrames> inExpected)
+    {
+        mSkipBefore = inPacket;
+        mExpected = std::move(inExpected);
+    }
 
 private:
     int SeekDemuxer(const PacketTable& inPackets, std::uint32_t inKey);
@@ -67,6 +74,7 @@ private:
     bool LandAt(const PacketTable& inPackets, std::uint32_t inKey);
     bool SeekNear(const PacketTable& inPackets, std::uint32_t inKey, std::uint32_t inAim, bool inByBytes);
     int ReadPacket(const PacketTable* inPackets);
+    bool NeedsNextPicture() const;
     void Feed(const PacketTable* inPackets);
 
     DecoderSetup mSetup;
@@ -80,6 +88,7 @@ private:
     std::uint32_t mNextPacket = 0;
     std::uint32_t mLastFed = 0;
     std::uint32_t mSkipBefore = 0;
+    std::shared_ptr<const ExpectedFrames> mExpected;
     std::uint64_t mPacketsRead = 0;
     std::uint64_t mReopenings = 0;
     std::string mLastProblem;

@@ -31,6 +31,10 @@ constexpr std::int64_t kReorder = 24;
 
 constexpr std::size_t kDisplacedRemembered = 16;
 
+// The most that a decoder makes for later before it leaves a group, in pictures, and as a part of the memory.
+constexpr std::int64_t kMostLeft = 24;
+constexpr std::int64_t kPartForLeft = 4;
+
 // That a frame is damaged is remembered for as long as the file, and why for so many of them.
 constexpr std::size_t kMostCauses = 1000;
 
@@ -81,6 +85,14 @@ FrameAnswer DecoderPool::TryGet(std::int64_t inRank)
     return damaged != mDamaged.end() ? Damaged(inRank, damaged->second) : FrameAnswer();
 }
 
+void DecoderPool::Expect(const std::vector<FrameRun>& inRuns)
+{
+    std::shared_ptr<const ExpectedFrames> expected =
+        inRuns.empty() ? nullptr : std::make_shared<const ExpectedFrames>(mIndex, inRuns);
+    const std::lock_guard<std::mutex> lock(mLock);
+    mExpected.swap(expected);
+}
+
 FrameAnswer DecoderPool::Get(std::int64_t inRank)
 {
     if (inRank < 0 || inRank >= mIndex.Count())
@@ -90,6 +102,11 @@ FrameAnswer DecoderPool::Get(std::int64_t inRank)
     Waiter self{inRank, nullptr, {}};
     std::unique_lock<std::mutex> lock(mLock);
     const std::uint64_t ticket = ++mRequests;
+    if (mExpected && !mExpected->Contains(inRank))
+    {
+        mExpected = mExpected->With(inRank);
+        ++mStatistics.unexpected;
+    }
     for (;;)
     {
         if (mIsCancelled)
@@ -188,17 +205,21 @@ DecoderPool::Slot* DecoderPool::Choose(std::int64_t inRank, std::uint64_t inTick
 
 std::int64_t DecoderPool::SeekCost(std::int64_t inRank) const
 {
-    const std::uint32_t key = mIndex.frames[static_cast<std::size_t>(inRank)].key;
+    const std::uint32_t key = KeyOf(inRank);
     return inRank - mIndex.FirstRankFrom(key) + kSeekFrames;
 }
 
 DecoderPool::Slot* DecoderPool::ChooseContinuing(std::int64_t inRank)
 {
-    const std::uint32_t key = mIndex.frames[static_cast<std::size_t>(inRank)].key;
+    const std::uint32_t key = KeyOf(inRank);
     const std::int64_t seekCost = SeekCost(inRank);
     Slot* best = nullptr;
     for (const auto& slot : mSlots)
     {
+        if (slot->heading != kNoRank && KeyOf(slot->heading) == key)
+        {
+            return slot.get();
+        }
         if (inRank < slot->nextRank || slot->startKey > key)
         {
             continue;
@@ -206,7 +227,8 @@ DecoderPool::Slot* DecoderPool::ChooseContinuing(std::int64_t inRank)
         // What a driver passes on its way comes for nothing.
         const std::int64_t cost =
             inRank - (slot->isBusy ? std::max(slot->nextRank, slot->target) : slot->nextRank);
-        const bool belongsToOther = (slot->isBusy || IsProtected(*slot)) && cost > kNear;
+        const bool belongsToOther =
+            (slot->isBusy || IsProtected(*slot)) && cost > kNear && !MayRunAhead(*slot, inRank);
         if (cost <= seekCost && !belongsToOther && (!best || slot->nextRank > best->nextRank))
         {
             best = slot.get();
@@ -218,6 +240,14 @@ DecoderPool::Slot* DecoderPool::ChooseContinuing(std::int64_t inRank)
 bool DecoderPool::IsProtected(const Slot& inSlot) const
 {
     return inSlot.run >= 3 && mRequests - inSlot.lastUse <= kPatience;
+}
+
+// Whom a decoder belongs to finds what it has passed in the cache, if that was expected and there's room for it.
+bool DecoderPool::MayRunAhead(const Slot& inSlot, std::int64_t inRank) const
+{
+    const std::int64_t place = inSlot.isBusy ? inSlot.target : std::max<std::int64_t>(0, inSlot.nextRank - 1);
+    return mExpected && place < mIndex.Count() && KeyOf(place) == KeyOf(inRank) &&
+           (inRank - inSlot.nextRank) * mPictureBytes <= mOptions.cacheBytes / 2;
 }
 
 bool DecoderPool::WasDisplaced(std::int64_t inRank) const
@@ -284,11 +314,8 @@ void DecoderPool::Aim(Slot& ioSlot, std::int64_t inRank, bool inSeeks, std::uint
     ioSlot.target = inRank;
     const bool isStep = !inSeeks && inRank - ioSlot.nextRank <= static_cast<std::int64_t>(kTail);
     ioSlot.run = isStep ? ioSlot.run + 1 : 0;
-    ioSlot.keepsTailOnly = isStep || !mOptions.keepsLeadIn;
-    const std::int64_t fitting = mPictureBytes > 0 ? mOptions.cacheBytes / mPictureBytes : mIndex.Count();
-    const std::int64_t kept =
-        mOptions.keepsLeadIn ? std::max<std::int64_t>(fitting, 1) : static_cast<std::int64_t>(kTail);
-    ioSlot.keepFrom = std::max<std::int64_t>(0, inRank - kept + 1);
+    ioSlot.keepsTailOnly = isStep || !KeepsPassed();
+    ioSlot.expected = mExpected;
     if (inSeeks)
     {
         ioSlot.startKey = inKey;
@@ -296,13 +323,79 @@ void DecoderPool::Aim(Slot& ioSlot, std::int64_t inRank, bool inSeeks, std::uint
         ioSlot.tail.clear();
         ++mStatistics.seeks;
     }
+    ioSlot.keepFrom = FirstKept(ioSlot.nextRank, inRank);
+}
+
+// The first one on the way from inFrom to inRank that there's room for, and for what follows it.
+std::int64_t DecoderPool::FirstKept(std::int64_t inFrom, std::int64_t inRank) const
+{
+    const std::int64_t fitting = mPictureBytes > 0 ? mOptions.cacheBytes / mPictureBytes : mIndex.Count();
+    std::int64_t kept = KeepsPassed() ? std::max<std::int64_t>(fitting, 1) : static_cast<std::int64_t>(kTail);
+    if (!mExpected)
+    {
+        return std::max<std::int64_t>(0, inRank - kept + 1);
+    }
+    std::int64_t rank = inRank;
+    for (--kept; rank > inFrom && kept > 0; --rank)
+    {
+        kept -= mExpected->Contains(rank - 1) ? 1 : 0;
+    }
+    return rank;
+}
+
+// The last of the frames that are expected of the group in which a decoder stands, lie ahead of it and aren't at
+// hand; kNoRank if there is none, or if they are more than are worth keeping.
+std::int64_t DecoderPool::LastLeftInGroup(const Slot& inSlot) const
+{
+    if (!mExpected || !inSlot.cursor || inSlot.nextRank <= 0 || inSlot.nextRank >= mIndex.Count())
+    {
+        return kNoRank;
+    }
+    const std::uint32_t key = KeyOf(inSlot.nextRank - 1);
+    if (key < inSlot.startKey)
+    {
+        return kNoRank; // nothing has come out since it was sent there
+    }
+    std::int64_t last = kNoRank;
+    std::int64_t left = 0;
+    for (std::int64_t rank = inSlot.nextRank; rank < mIndex.Count() && KeyOf(rank) == key; ++rank)
+    {
+        if (mExpected->Contains(rank) && !mCache.Has(rank))
+        {
+            last = rank;
+            ++left;
+        }
+    }
+    const bool isLittle = left <= kMostLeft && left * mPictureBytes <= mOptions.cacheBytes / kPartForLeft;
+    return isLittle ? last : kNoRank;
+}
+
+// A decoder that is about to be sent elsewhere makes the rest first: coming back for it would begin from the key
+// frame again.
+void DecoderPool::FinishGroup(Slot& ioSlot, std::unique_lock<std::mutex>& ioLock)
+{
+    const std::int64_t last = LastLeftInGroup(ioSlot);
+    if (last == kNoRank)
+    {
+        return;
+    }
+    Aim(ioSlot, last, false, 0);
+    ioSlot.keepsTailOnly = false;
+    std::string cause;
+    DecodeUnlocked(ioSlot, last, false, nullptr, cause, ioLock);
 }
 
 FrameAnswer DecoderPool::DriveTo(Slot& ioSlot, std::int64_t inRank, bool inSeeks,
                                  std::unique_lock<std::mutex>& ioLock)
 {
     ioSlot.isBusy = true;
-    std::uint32_t key = mIndex.frames[static_cast<std::size_t>(inRank)].key;
+    if (inSeeks)
+    {
+        ioSlot.heading = inRank;
+        FinishGroup(ioSlot, ioLock);
+        ioSlot.heading = kNoRank;
+    }
+    std::uint32_t key = KeyOf(inRank);
     bool seeks = inSeeks;
     PicturePtr picture;
     std::string cause;
@@ -320,17 +413,7 @@ FrameAnswer DecoderPool::DriveTo(Slot& ioSlot, std::int64_t inRank, bool inSeeks
             key = seeksLeft == 0 ? mIndex.KeyBefore(key) : key;
         }
         Aim(ioSlot, inRank, seeks, key);
-        ioLock.unlock();
-        try
-        {
-            result = Decode(ioSlot, inRank, seeks, picture, cause);
-        }
-        catch (const std::bad_alloc&)
-        {
-            result = DriveResult::kFailed;
-            cause = "out of memory";
-        }
-        ioLock.lock();
+        result = DecodeUnlocked(ioSlot, inRank, seeks, &picture, cause, ioLock);
     }
     ioSlot.isBusy = false;
     if (result == DriveResult::kFailed)
@@ -351,6 +434,24 @@ FrameAnswer DecoderPool::DriveTo(Slot& ioSlot, std::int64_t inRank, bool inSeeks
     return Damaged(inRank, cause);
 }
 
+DecoderPool::DriveResult DecoderPool::DecodeUnlocked(Slot& ioSlot, std::int64_t inRank, bool inSeeks,
+                                                     PicturePtr* outPicture, std::string& outCause,
+                                                     std::unique_lock<std::mutex>& ioLock)
+{
+    ioLock.unlock();
+    DriveResult result = DriveResult::kFailed;
+    try
+    {
+        result = Decode(ioSlot, inRank, inSeeks, outPicture, outCause);
+    }
+    catch (const std::bad_alloc&)
+    {
+        outCause = "out of memory";
+    }
+    ioLock.lock();
+    return result;
+}
+
 // Wakes those who wait for this decoder, or for any: one of them will drive it.
 void DecoderPool::Release(Slot& ioSlot)
 {
@@ -365,7 +466,7 @@ void DecoderPool::Release(Slot& ioSlot)
 }
 
 DecoderPool::DriveResult DecoderPool::Decode(Slot& ioSlot, std::int64_t inRank, bool inSeeks,
-                                             PicturePtr& outPicture, std::string& outCause)
+                                             PicturePtr* outPicture, std::string& outCause)
 {
     const bool isNew = !ioSlot.cursor;
     int status = 0;
@@ -389,7 +490,7 @@ DecoderPool::DriveResult DecoderPool::Decode(Slot& ioSlot, std::int64_t inRank, 
     }
     if (mMaySkip)
     {
-        cursor.SkipUnreferencedBefore(mIndex.FirstPacketFor(ioSlot.keepFrom));
+        cursor.SkipUnreferenced(mIndex.FirstPacketFor(ioSlot.keepFrom), ioSlot.expected);
     }
     std::uint64_t decoded = 0;
     DriveResult result = status < 0 ? DriveResult::kFailed : DriveResult::kMissing;
@@ -416,7 +517,10 @@ DecoderPool::DriveResult DecoderPool::Decode(Slot& ioSlot, std::int64_t inRank, 
         }
         if (rank == inRank)
         {
-            outPicture = picture;
+            if (outPicture)
+            {
+                *outPicture = picture;
+            }
             result = DriveResult::kFound;
         }
         else if (rank > inRank + kReorder)
@@ -471,7 +575,9 @@ void DecoderPool::Publish(Slot& ioSlot, std::int64_t inRank, const PicturePtr& i
 void DecoderPool::Keep(Slot& ioSlot, std::int64_t inRank, const PicturePtr& inPicture, bool inIsDelivered,
                        std::list<PicturePtr>& outEvicted)
 {
-    if (!ioSlot.keepsTailOnly && inRank < ioSlot.keepFrom)
+    const bool isPassed = !ioSlot.keepsTailOnly && inRank < ioSlot.keepFrom;
+    const bool isUnexpected = mExpected && !mExpected->Contains(inRank) && !inIsDelivered;
+    if (isPassed || isUnexpected)
     {
         return;
     }
@@ -494,7 +600,7 @@ void DecoderPool::Keep(Slot& ioSlot, std::int64_t inRank, const PicturePtr& inPi
 
 void DecoderPool::CutTail(Slot& ioSlot, std::list<PicturePtr>& outEvicted)
 {
-    const std::size_t longest = mOptions.keepsLeadIn ? kTailNotAskedFor : kTail;
+    const std::size_t longest = KeepsPassed() ? kTailNotAskedFor : kTail;
     for (auto rank = ioSlot.tail.begin(); rank != ioSlot.tail.end() && ioSlot.tail.size() > kTail;)
     {
         if (!mCache.WasDelivered(*rank) && ioSlot.tail.size() <= longest)

@@ -13,6 +13,7 @@
 
 #include "ReferenceHost/Media/FFmpeg/DecoderBudget.h"
 #include "ReferenceHost/Media/FFmpeg/DecoderCursor.h"
+#include "ReferenceHost/Media/FFmpeg/ExpectedFrames.h"
 #include "ReferenceHost/Media/FFmpeg/FrameIndex.h"
 #include "ReferenceHost/Media/FFmpeg/MediaFile.h"
 #include "ReferenceHost/Media/FFmpeg/PictureCache.h"
@@ -39,10 +40,13 @@ public:
 
     FrameAnswer Get(std::int64_t inRank);
     FrameAnswer TryGet(std::int64_t inRank);
+    void Expect(const std::vector<FrameRun>& inRuns);
     void Cancel();
     FileStatistics Statistics() const;
 
 private:
+    static constexpr std::int64_t kNoRank = -1;
+
     struct Waiter
     {
         std::int64_t rank;
@@ -54,10 +58,12 @@ private:
     {
         std::unique_ptr<DecoderCursor> cursor; // null: to be opened by its first driver
         bool isBusy = false;
-        std::int64_t nextRank = 0;  // the first frame that hasn't come out
-        std::uint32_t startKey = 0; // frames that start from an earlier key packet don't come out right
-        std::int64_t target = 0;    // of the driver
-        std::int64_t keepFrom = 0;  // pictures before this rank aren't worth keeping
+        std::int64_t nextRank = 0;      // the first frame that hasn't come out
+        std::uint32_t startKey = 0;     // frames that start from an earlier key packet don't come out right
+        std::int64_t target = 0;        // of the driver
+        std::int64_t heading = kNoRank; // where the driver goes once it has finished the group
+        std::int64_t keepFrom = 0;      // pictures before this rank aren't worth keeping
+        std::shared_ptr<const ExpectedFrames> expected; // by its driver; null: all
         bool keepsTailOnly = false;
         std::uint32_t run = 0;         // requests that went on from one another
         std::uint64_t lastUse = 0;     // number of the request
@@ -79,14 +85,25 @@ private:
     bool MayAddDecoder() const;
     DecoderNeeds Needs() const;
     bool IsProtected(const Slot& inSlot) const;
+    bool MayRunAhead(const Slot& inSlot, std::int64_t inRank) const;
     bool WasDisplaced(std::int64_t inRank) const;
     std::int64_t SeekCost(std::int64_t inRank) const;
+    std::uint32_t KeyOf(std::int64_t inRank) const
+    {
+        return mIndex.frames[static_cast<std::size_t>(inRank)].key;
+    }
 
     void WaitOn(std::vector<Waiter*>& ioList, Waiter& ioSelf, std::unique_lock<std::mutex>& ioLock);
     FrameAnswer DriveTo(Slot& ioSlot, std::int64_t inRank, bool inSeeks,
                         std::unique_lock<std::mutex>& ioLock);
+    void FinishGroup(Slot& ioSlot, std::unique_lock<std::mutex>& ioLock);
+    std::int64_t LastLeftInGroup(const Slot& inSlot) const;
     void Aim(Slot& ioSlot, std::int64_t inRank, bool inSeeks, std::uint32_t inKey);
-    DriveResult Decode(Slot& ioSlot, std::int64_t inRank, bool inSeeks, PicturePtr& outPicture,
+    bool KeepsPassed() const { return mOptions.keepsLeadIn || mExpected; }
+    std::int64_t FirstKept(std::int64_t inFrom, std::int64_t inRank) const;
+    DriveResult DecodeUnlocked(Slot& ioSlot, std::int64_t inRank, bool inSeeks, PicturePtr* outPicture,
+                               std::string& outCause, std::unique_lock<std::mutex>& ioLock);
+    DriveResult Decode(Slot& ioSlot, std::int64_t inRank, bool inSeeks, PicturePtr* outPicture,
                        std::string& outCause);
     PicturePtr Share(FramePtr inFrame) const;
     void Publish(Slot& ioSlot, std::int64_t inRank, const PicturePtr& inPicture,
@@ -106,8 +123,9 @@ private:
 
     mutable std::mutex mLock;
     std::vector<std::unique_ptr<Slot>> mSlots;
-    std::vector<Waiter*> mIdleWaiters;   // every decoder is busy elsewhere
-    std::deque<std::int64_t> mDisplaced; // where readers stood whose decoder was sent elsewhere
+    std::vector<Waiter*> mIdleWaiters;               // every decoder is busy elsewhere
+    std::deque<std::int64_t> mDisplaced;             // where readers stood whose decoder was sent elsewhere
+    std::shared_ptr<const ExpectedFrames> mExpected; // null: nobody has said
     std::unordered_map<std::int64_t, std::string> mDamaged; // cause by rank, if known
     PictureCache mCache;
     std::int64_t mPictureBytes = 0; // of the last picture

@@ -139,6 +139,22 @@ std::string FFmpegVideoSource::DescribeFieldChange() const
     return change.empty() ? change : mFile->Facts().path + ": " + change;
 }
 
+void FFmpegVideoSource::Expect(const std::vector<MF::TimeRange>& inTimes)
+{
+    std::vector<FrameRun> runs;
+    runs.reserve(inTimes.size());
+    for (const MF::TimeRange& times : inTimes)
+    {
+        const std::int64_t first = mFile->RankAt(times.mStart.GetTicks());
+        const std::int64_t last = mFile->RankAt(times.mEnd.GetTicks() - 1);
+        if (first >= 0)
+        {
+            runs.push_back({first, last < 0 ? mFile->FrameCount() : last + 1});
+        }
+    }
+    mFile->Expect(runs);
+}
+
 std::int32_t FFmpegVideoSource::MakeFrame(std::int64_t inIndex, const BE::FrameDescription& inFormat,
                                           bool inAtOnce, MF::IVideoFrameRef& outFrame)
 {

@@ -38,6 +38,7 @@ public:
 
     std::string DescribeFailure(const norviktypes::TickTime& inTime) const override;
     std::string DescribeFieldChange() const override;
+    void Expect(const std::vector<MF::TimeRange>& inTimes) override;
 
 protected:
     std::int64_t FrameIndexAt(const norviktypes::TickTime& inTime) const override;

@@ -286,6 +286,11 @@ FrameAnswer MediaFile::TryGetFrame(std::int64_t inRank)
     return mImpl->decoders->TryGet(inRank);
 }
 
+void MediaFile::Expect(const std::vector<FrameRun>& inRuns)
+{
+    mImpl->decoders->Expect(inRuns);
+}
+
 void MediaFile::Cancel()
 {
     mImpl->interrupt.raised.store(true, std::memory_order_relaxed);

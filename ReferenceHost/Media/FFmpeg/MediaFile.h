@@ -3,7 +3,9 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <vector>
 
+#include "ReferenceHost/Media/FFmpeg/ExpectedFrames.h"
 #include "ReferenceHost/Media/FFmpeg/MediaFacts.h"
 
 struct AVFrame;
@@ -47,6 +49,7 @@ struct FileStatistics
     std::uint64_t reopenings = 0; // seeks that read the file from its start
     std::uint64_t cacheHits = 0;
     std::uint64_t framesDelivered = 0;
+    std::uint64_t unexpected = 0; // requests that Expect didn't tell of
     std::uint64_t decoders = 0;
     std::int64_t cachedBytes = 0;
     std::int64_t pictureBytes = 0;   // in decoders, cache and clients' hands
@@ -66,6 +69,11 @@ struct FileStatistics
 // So readers that run side by side keep a decoder each. Going forwards keeps a short tail of pictures; a seek
 // keeps those between key frame and target, nearest first, so that stepping backwards decodes each group
 // about once.
+//
+// Who knows beforehand which frames it will ask for says so by Expect. Then only these are kept, also where they
+// are passed long before they are asked for; of the others those that nothing refers to aren't decoded; and a
+// decoder makes the rest of what is expected of its group before it is sent elsewhere. So frames of one group
+// that are asked for in any order take one run over it.
 //
 // Thread-safety: safe. A request decodes on the calling thread and on the decoder's own threads.
 class MediaFile
@@ -91,6 +99,10 @@ public:
 
     // Only what is decoded already; never blocks for longer than a look into the cache.
     FrameAnswer TryGetFrame(std::int64_t inRank);
+
+    // Only these frames will be asked for, in whatever order; no runs: that isn't known any more. One that is
+    // asked for all the same is made as well, at the price of a seek.
+    void Expect(const std::vector<FrameRun>& inRuns);
 
     // Ends all waiting and all later requests with kCancelled.
     void Cancel();

@@ -24,6 +24,7 @@ class PictureCache
 public:
     // The picture, or null. Counts as used; inIsDelivery: it goes to a client.
     PicturePtr Find(std::int64_t inRank, bool inIsDelivery = true);
+    bool Has(std::int64_t inRank) const { return mByRank.count(inRank) != 0; }
     bool WasDelivered(std::int64_t inRank) const;
     void Insert(std::int64_t inRank, PicturePtr inPicture, bool inIsDelivered);
 
