@@ -98,6 +98,30 @@ private:
     std::optional<EdgeField> mEdges;
 };
 
+// A field that becomes the other one moves by a line, and its next chroma row is four lines away: where a chroma row
+// of the other field belongs, it has a quarter of that next one.
+void SwapChromaOfFields(const Picture& inSource, const Picture& inTarget, int inPlane) noexcept
+{
+    const FieldRowKind kind = FieldRowKindOf(inSource);
+    const std::int32_t rows = inSource.chromaRows;
+    for (std::int32_t row = 0; row < rows; ++row)
+    {
+        const bool isUpper = row % 2 == 0;
+        if (isUpper && row + 1 == rows)
+        {
+            // Without a partner: it belongs to the last line, which stays, or to two that changed places.
+            const bool stays = row == 0 || inSource.height % 2 != 0;
+            CopyRow(inSource, stays ? row : row - 1, inTarget, row, inPlane);
+            continue;
+        }
+        const std::int32_t nearest = row ^ 1;
+        const std::int32_t next = isUpper ? nearest - 2 : nearest + 2;
+        const unsigned char* from = inSource.Row(inPlane, nearest);
+        SmoothRow(kind, from, from, inSource.Row(inPlane, next < 0 || next >= rows ? nearest : next),
+                  inTarget.Row(inPlane, row), static_cast<std::size_t>(RowBytesOf(inSource, inPlane)));
+    }
+}
+
 // A visitor of planes, chroma planes one by one.
 template <typename Visitor>
 void ForEachPlane(const Picture& inPicture, Visitor inVisit)
@@ -137,6 +161,11 @@ void SwapFields(const Picture& inSource, const Picture& inTarget) noexcept
     ForEachPlane(inSource,
                  [&](int inPlane)
                  {
+                     if (IsChroma(inPlane) && inSource.isFieldChroma)
+                     {
+                         SwapChromaOfFields(inSource, inTarget, inPlane);
+                         return;
+                     }
                      const std::int32_t rows = RowsIn(inSource, inPlane);
                      const bool stays = IsChroma(inPlane) && SharesChroma(inSource);
                      for (std::int32_t row = 0; row < rows; ++row)

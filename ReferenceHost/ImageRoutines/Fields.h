@@ -39,7 +39,8 @@ struct FieldPair
 void MakeOtherField(const FieldPair& inPair, FieldMethod inMethod);
 
 // Rows 2 k and 2 k + 1 change places on the way; the last of an odd number stays where it is. Chroma rows that
-// the fields share are copied.
+// the fields share are copied. Those that lie in other places in one field than in the other (4:2:0 by fields) are
+// three quarters of the field's nearest one and a quarter of its next.
 void SwapFields(const Picture& inSource, const Picture& inTarget) noexcept;
 
 // Each row and the rows above and below by 1, 2, 1; beyond an edge the edge row is repeated.

@@ -2,8 +2,11 @@
 // and heights with and without an odd line.
 #include "RenderableSources.h"
 
+#include "ReferenceHost/FrameLibrary/VideoFrame.h"
 #include "Tests/RenderableSources/PaintedSource.h"
+#include "Tests/Support/PixelMatchers.h"
 #include "Tests/VideoRenderer/RenderParams.h"
+#include "VF/VideoFrame.h"
 
 #include <gtest/gtest.h>
 
@@ -225,6 +228,141 @@ TEST(FieldSources, FlickerIsRemovedByWeightsOfOneTwoOne)
         }
         ExpectLevels(frame, table);
         EXPECT_EQ(frame->GetFieldType(), each.mOrder) << "as the source's";
+    }
+}
+
+// A client that wishes for planes, of frames that are planes: nothing is converted on the way.
+struct PlanarCase
+{
+    PixelFormat mSource;
+    PixelFormat mWished;
+    std::uint32_t mHeight;
+};
+
+std::vector<PlanarCase> PlanarCases()
+{
+    std::vector<PlanarCase> cases;
+    for (const std::uint32_t height : {2u, 8u, 9u, 10u, 11u})
+    {
+        cases.push_back(
+            {kPixelFormat_YUV_420_MPEG2_Frame_8u_709, kPixelFormat_YUV_420_MPEG2_Field_8u_709, height});
+        cases.push_back(
+            {kPixelFormat_YUV_420_MPEG2_Field_8u_709, kPixelFormat_YUV_420_MPEG2_Field_8u_709, height});
+        cases.push_back(
+            {kPixelFormat_YUV_420_MPEG2_Frame_10u_709, kPixelFormat_YUV_420_MPEG2_Field_10u_709, height});
+        cases.push_back({kPixelFormat_YUV_422_Planar_8u_709, kPixelFormat_YUV_422_Planar_8u_709, height});
+        cases.push_back({kPixelFormat_YUV_422_Planar_10u_709, kPixelFormat_YUV_422_Planar_10u_709, height});
+    }
+    return cases;
+}
+
+constexpr std::uint32_t kNoisyWidth = 23;
+
+MF::IVideoFrameRef NoisyFrame(const PixelFormat& inFormat, std::uint32_t inHeight, std::uint64_t inSeed)
+{
+    MF::IVideoFrameRef frame;
+    EXPECT_GE(VF::CreateVideoFrame(frame, inFormat, kNoisyWidth, inHeight, {1, 1}, false, false), 0);
+    TestSupport::FillWithNoise(frame, inSeed);
+    frame->Freeze();
+    return frame;
+}
+
+// Rows of the planes, the first plane's first.
+std::vector<std::vector<std::uint8_t>> RowsOf(const MF::IVideoFrameRef& inFrame)
+{
+    VF::FramePixels pixels;
+    EXPECT_TRUE(VF::GetFramePixels(inFrame, pixels));
+    std::vector<std::vector<std::uint8_t>> rows;
+    for (std::size_t plane = 0; plane < pixels.mGeometry.mPlaneCount; ++plane)
+    {
+        for (std::uint32_t line = 0; line < pixels.mGeometry.mPlanes[plane].mLines; ++line)
+        {
+            const std::uint8_t* row = pixels.Row(plane, line);
+            rows.emplace_back(row, row + pixels.mGeometry.mPlanes[plane].mUsedBytes);
+        }
+    }
+    return rows;
+}
+
+// Which of the planes' rows, counted as above, are of the lower field.
+std::vector<bool> LowerRowsOf(const MF::IVideoFrameRef& inFrame)
+{
+    VF::FramePixels pixels;
+    EXPECT_TRUE(VF::GetFramePixels(inFrame, pixels));
+    std::vector<bool> rows;
+    for (std::size_t plane = 0; plane < pixels.mGeometry.mPlaneCount; ++plane)
+    {
+        for (std::uint32_t line = 0; line < pixels.mGeometry.mPlanes[plane].mLines; ++line)
+        {
+            rows.push_back(line % 2 != 0);
+        }
+    }
+    return rows;
+}
+
+TEST(FieldSources, WishedPlanesAreWovenOfRowsAsTheyAre)
+{
+    const FrameRate rate = FrameRate::FromRational(25, 1);
+    const TickTime start = TickTime::FromFrame(3, rate);
+    const TickTime field(rate.GetTicks() / 2);
+    for (const PlanarCase& each : PlanarCases())
+    {
+        for (const FieldType order : {kFieldType_UpperFirst, kFieldType_LowerFirst})
+        {
+            const MF::IVideoFrameRef first = NoisyFrame(each.mSource, each.mHeight, 1);
+            const MF::IVideoFrameRef second = NoisyFrame(each.mSource, each.mHeight, 2);
+            const PaintedSourceRef source(new PaintedSource);
+            source->mFrameFunction = [&](const MF::FrameTime& inTime)
+            { return inTime.mFirstTime == TickTime::FromFrame(6, rate) ? first : second; };
+            ML::CutlistRenderParams params =
+                RenderParams(kNoisyWidth, each.mHeight, kRenderQuality_High, each.mWished);
+            const bool isUpperFirst = order == kFieldType_UpperFirst;
+            MF::IVideoFrameRef woven;
+            ML::InterlaceConsecutiveFramesFromSource(source)->Render(
+                isUpperFirst ? MF::FrameTime(start, start + field) : MF::FrameTime(start + field, start),
+                params, woven);
+            SCOPED_TRACE(std::string(PixelFormatText(each.mSource)) + ", height " +
+                         std::to_string(each.mHeight));
+            PixelFormat format;
+            woven->GetPixelFormat(format);
+            ASSERT_EQ(format, each.mWished);
+            EXPECT_EQ(woven->GetFieldType(), order);
+            const auto rows = RowsOf(woven);
+            const auto upper = RowsOf(isUpperFirst ? first : second);
+            const auto lower = RowsOf(isUpperFirst ? second : first);
+            const std::vector<bool> isLower = LowerRowsOf(woven);
+            for (std::size_t row = 0; row < rows.size(); ++row)
+            {
+                EXPECT_TRUE(rows[row] == (isLower[row] ? lower : upper)[row]) << row;
+            }
+        }
+    }
+}
+
+TEST(FieldSources, WishedPlanesOfReversedFieldsAreThoseOfTheSource)
+{
+    for (const PlanarCase& each : PlanarCases())
+    {
+        SCOPED_TRACE(std::string(PixelFormatText(each.mWished)) + ", height " + std::to_string(each.mHeight));
+        const MF::IVideoFrameRef frame = NoisyFrame(each.mWished, each.mHeight, 3);
+        const PaintedSourceRef source(new PaintedSource);
+        source->mFieldType = kFieldType_UpperFirst;
+        source->mFrameFunction = [&](const MF::FrameTime&) { return frame; };
+        const ML::CutlistRenderParams params =
+            RenderParams(kNoisyWidth, each.mHeight, kRenderQuality_High, each.mWished);
+        MF::IVideoFrameRef reversed;
+        ML::FieldReverseSource(source)->Render(MF::FrameTime(source->Moment(7), source->Moment(6)), params,
+                                               reversed);
+        PixelFormat format;
+        reversed->GetPixelFormat(format);
+        ASSERT_EQ(format, each.mWished);
+        EXPECT_EQ(reversed->GetFieldType(), kFieldType_LowerFirst);
+        const auto rows = RowsOf(reversed);
+        const auto from = RowsOf(frame);
+        for (std::uint32_t line = 0; line < each.mHeight; ++line)
+        {
+            EXPECT_TRUE(rows[line] == from[(line ^ 1) < each.mHeight ? line ^ 1 : line]) << line;
+        }
     }
 }
 

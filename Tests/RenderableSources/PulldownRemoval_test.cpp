@@ -1,5 +1,6 @@
 #include "RenderableSources.h"
 
+#include "ReferenceHost/FrameLibrary/VideoFrame.h"
 #include "Tests/RenderableSources/PaintedSource.h"
 #include "Tests/RenderableSources/SourceCalls.h"
 #include "Tests/Support/FrameTools.h"
@@ -93,6 +94,23 @@ MF::IVideoFrameRef FrameOfFilm(const PixelFormat& inFormat, std::uint32_t inHeig
     PaintField(frame, inUpper, 0);
     PaintField(frame, inLower, 1);
     return frame;
+}
+
+// The rows of one field in all planes: 0 upper, 1 lower.
+void CopyRowsOfField(const MF::IVideoFrameRef& inSource, const MF::IVideoFrameRef& inTarget,
+                     std::uint32_t inField)
+{
+    VF::FramePixels source;
+    VF::FramePixels target;
+    ASSERT_TRUE(VF::GetFramePixels(inSource, source) && VF::GetFramePixels(inTarget, target));
+    for (std::size_t plane = 0; plane < source.mGeometry.mPlaneCount; ++plane)
+    {
+        for (std::uint32_t row = inField; row < source.mGeometry.mPlanes[plane].mLines; row += 2)
+        {
+            std::memcpy(target.Row(plane, row), source.Row(plane, row),
+                        source.mGeometry.mPlanes[plane].mUsedBytes);
+        }
+    }
 }
 
 struct Strip
@@ -221,6 +239,34 @@ TEST_F(PulldownRemoval, OddHeightsGiveTheFilmAgain)
             ExpectTheFilm(strip, format, 7);
             Play(strip, format, 577, kFieldType_UpperFirst, kFieldType_UpperFirst);
             ExpectTheFilm(strip, format, 577);
+        }
+    }
+}
+
+// A chroma row of telecined video is of one field, whichever of both 4:2:0 formats tells of it.
+TEST_F(PulldownRemoval, PlanesThatAreWishedForAreMergedBitForBit)
+{
+    for (const PixelFormat& format :
+         {kPlanar420, kPixelFormat_YUV_420_MPEG2_Frame_8u_709, kPixelFormat_YUV_420_MPEG2_Field_10u_709,
+          kPixelFormat_YUV_422_Planar_10u_709})
+    {
+        for (const std::uint32_t height : {6u, 578u})
+        {
+            const MF::IVideoFrameRef previous = NewFrame(format, kWidth, height);
+            const MF::IVideoFrameRef current = NewFrame(format, kWidth, height);
+            TestSupport::FillWithNoise(previous, 5);
+            TestSupport::FillWithNoise(current, 6);
+            mInner->mFrameFunction = [&](const MF::FrameTime& inTime)
+            { return inTime.mFirstTime.ToFrame64(kVideo) == 2 ? previous : current; };
+            mParams = RenderParams(kWidth, height, kRenderQuality_High, format);
+            const MF::IVideoFrameRef merged = RenderedFrame(
+                ML::RemovePulldownFromSource(mInner, kPulldownCadence_WWSSW), FilmTime(2), mParams);
+            const bool isStandard = height <= 576;
+            const MF::IVideoFrameRef expected = NewFrame(format, kWidth, height);
+            CopyRowsOfField(isStandard ? previous : current, expected, 0);
+            CopyRowsOfField(isStandard ? current : previous, expected, 1);
+            EXPECT_TRUE(TestSupport::HaveEqualPixels(merged, expected))
+                << PixelFormatText(format) << ", " << height << " lines";
         }
     }
 }

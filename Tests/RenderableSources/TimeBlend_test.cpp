@@ -511,6 +511,51 @@ TEST_F(TimeBlend, WildcardIsBlendedInTheFormatOfTheFrames)
     }
 }
 
+// Chroma is not interpolated on the way to four components and back: each byte is the mean of its like.
+TEST_F(TimeBlend, PlanesThatAreWishedForAreBlendedPlaneByPlane)
+{
+    for (const PixelFormat& format :
+         {kPixelFormat_YUV_420_MPEG2_Frame_8u_709, kPixelFormat_YUV_422_Planar_8u_709,
+          kPixelFormat_YUV_420_Center_Frame_8u_601_Full})
+    {
+        const auto noise = [&](std::int64_t inFrame)
+        {
+            const MF::IVideoFrameRef frame = TestSupport::NewFrame(format, 23, 7);
+            TestSupport::FillWithNoise(frame, static_cast<std::uint64_t>(inFrame + 1));
+            frame->Freeze();
+            return frame;
+        };
+        mInner->mFrameFunction = [&](const MF::FrameTime& inTime)
+        { return noise(inTime.Earlier().ToFrame64(kRate)); };
+        mParams = RenderParams(23, 7, kRenderQuality_High, format);
+        mParams.mFrameRate = kRate;
+        for (const SpeedRow& row : SpeedTable())
+        {
+            const MF::IVideoFrameRef frame = Render(row.mSpeed, Time(row.mTime));
+            ASSERT_TRUE(frame);
+            PixelFormat blended;
+            frame->GetPixelFormat(blended);
+            ASSERT_EQ(blended, format) << row.mSpeed << " at " << row.mTime;
+            const std::vector<std::uint8_t> bytes = TestSupport::PixelBytes(frame);
+            std::vector<double> expected(bytes.size());
+            for (const auto& [number, weight] : row.mWeights)
+            {
+                const std::vector<std::uint8_t> term = TestSupport::PixelBytes(noise(number));
+                ASSERT_EQ(term.size(), bytes.size());
+                for (std::size_t at = 0; at < bytes.size(); ++at)
+                {
+                    expected[at] += weight * term[at];
+                }
+            }
+            for (std::size_t at = 0; at < bytes.size(); ++at)
+            {
+                ASSERT_NEAR(bytes[at], expected[at], 0.51)
+                    << row.mSpeed << " at " << row.mTime << ", byte " << at;
+            }
+        }
+    }
+}
+
 TEST_F(TimeBlend, SpeedsWithoutEndStayWithinMemory)
 {
     mInner->mFrameFunction = [&](const MF::FrameTime&) { return GreyFrame(Time(0)); };

@@ -4,6 +4,7 @@
 #include "FrameConforming.h"
 #include "FrameImage.h"
 #include "IR/ImageRoutines.h"
+#include "PlanarFields.h"
 #include "VF/VideoFrame.h"
 #include "VF/VideoFrameManipulators.h"
 
@@ -111,6 +112,10 @@ BlendedFrames::Image BlendedFrames::MakeImage(const MF::IVideoFrameRef& inFrame,
     {
         return MakeImageOfPlanarField(inFrame, isLower, params);
     }
+    if (!mHasFields && HasWishedPlanes(inFrame, mParams))
+    {
+        return {inFrame, params.mHeight};
+    }
     CutlistRenderParams renderParams = mParams;
     renderParams.mPixelFormat = params.mPixelFormat;
     return {MakeAddressableAtRenderSize(inFrame, renderParams), params.mHeight};
@@ -145,6 +150,11 @@ MF::IVideoFrameRef BlendedFrames::CreateTarget() const
     params.mWidth = static_cast<std::uint32_t>(BoundsOfFrame(first.mFrame).Width());
     params.mHeight = first.mPictureHeight;
     first.mFrame->GetPixelAspectRatio(params.mPixelAspectRatio);
+    if (norviktypes::IsSubsampled(FormatOfFrame(first.mFrame).mProperties))
+    {
+        // Planes that the client wishes for are summed plane by plane.
+        return CreateRenderSizeFrame(params, false, false);
+    }
     const MF::IVideoFrameRef target = CreateConformedFrame(params, first.mFrame, false, false);
     if (target && target->MayHaveTransparency() && AreAllOpaque())
     {

@@ -40,8 +40,8 @@ public:
     // unless nothing else is delivered either.
     void Render(const std::set<MF::SampleKey>& inKeys);
 
-    // At the size of the frames, or of the params if there is none. Undefined pixels; empty if it cannot be
-    // made.
+    // At the size of the frames, or of the params if there is none; planar where the frames are and the params ask
+    // for just these planes, else four components. Undefined pixels; empty if it cannot be made.
     MF::IVideoFrameRef CreateTarget() const;
 
     // The weighted sum of the samples that are there; black, clear where there is alpha, if there is none.

@@ -3,6 +3,7 @@
 #include "FrameConforming.h"
 #include "FrameImage.h"
 #include "IR/ImageRoutines.h"
+#include "PlanarFields.h"
 
 namespace ML
 {
@@ -169,6 +170,15 @@ MF::IVideoFrameRef InterleaveFrames(const MF::FrameTime& inTimes, const CutlistR
     }
 
     const bool isIncomplete = !inFrameA || !inFrameB;
+    if (!isIncomplete && useLowerOfA && !useLowerOfB && HaveRowsForFields(inFrameA, inFrameB, params))
+    {
+        const MF::IVideoFrameRef planes = WovenPlanes(inFrameA, inFrameB, params);
+        if (planes)
+        {
+            planes->SetFieldType(inTimes.Order());
+        }
+        return planes;
+    }
     const MF::IVideoFrameRef woven = CreateConformedFrame(params, model, isIncomplete, isIncomplete);
     if (!woven)
     {

@@ -35,7 +35,7 @@ void RenderableSourceFieldReverse::Render(const MF::FrameTime& inTime,
     {
         return;
     }
-    outFrame = PassThrough(&VF::VideoFrameManipulators::SwapFields, outFrame, inRenderParams);
+    outFrame = PassPlanesThrough(&VF::VideoFrameManipulators::SwapFields, outFrame, inRenderParams);
     outFrame->SetFieldType(order);
 }
 

@@ -3,6 +3,7 @@
 #include "FieldOperations.h"
 #include "FrameConforming.h"
 #include "FrameImage.h"
+#include "PlanarFields.h"
 #include "VF/VideoFrame.h"
 #include "VF/VideoFrameManipulators.h"
 #include "norviktypes/Pulldown.h"
@@ -49,12 +50,18 @@ MF::IVideoFrameRef MergedFields(const MF::IVideoFrameRef& inPrevious, const MF::
                                 const CutlistRenderParams& inRenderParams)
 {
     const CutlistRenderParams params = ParamsAtSizeOf(inCurrent, inRenderParams);
+    const bool isStandard = BoundsOfFrame(inCurrent).Height() <= kMostStandardLines;
+    const MF::IVideoFrameRef& lower = isStandard ? inCurrent : inPrevious;
+    const MF::IVideoFrameRef& upper = isStandard ? inPrevious : inCurrent;
+    if (HaveRowsOfFields(lower, upper, params))
+    {
+        return WovenPlanes(lower, upper, params);
+    }
     const MF::IVideoFrameRef merged = CreateConformedFrame(params, inCurrent, false, false);
     if (merged)
     {
-        const bool isStandard = BoundsOfFrame(inCurrent).Height() <= kMostStandardLines;
-        CopyField(isStandard ? inCurrent : inPrevious, merged, true, params);
-        CopyField(isStandard ? inPrevious : inCurrent, merged, false, params);
+        CopyField(lower, merged, true, params);
+        CopyField(upper, merged, false, params);
     }
     return merged;
 }

@@ -2,6 +2,7 @@
 
 #include "FrameConforming.h"
 #include "FrameImage.h"
+#include "PlanarFields.h"
 #include "RenderableSourceTools.h"
 
 namespace ML
@@ -23,17 +24,28 @@ CutlistRenderParams ParamsInPackedFormat(const MF::IVideoFrameRef& inFrame,
     return params;
 }
 
+MF::IVideoFrameRef Applied(WholeFrameOperation inOperation, const MF::IVideoFrameRef& inSource)
+{
+    MF::IVideoFrameRef target;
+    ThrowIfFailed(inSource->CreateCompatibleFrame(target));
+    ThrowIfFailed(inOperation(inSource, target));
+    return target;
+}
+
 } // namespace
 
 MF::IVideoFrameRef PassThrough(WholeFrameOperation inOperation, const MF::IVideoFrameRef& inFrame,
                                const CutlistRenderParams& inRenderParams)
 {
-    const MF::IVideoFrameRef source =
-        MakeAddressableAtRenderSize(inFrame, ParamsInPackedFormat(inFrame, inRenderParams));
-    MF::IVideoFrameRef target;
-    ThrowIfFailed(source->CreateCompatibleFrame(target));
-    ThrowIfFailed(inOperation(source, target));
-    return target;
+    return Applied(inOperation,
+                   MakeAddressableAtRenderSize(inFrame, ParamsInPackedFormat(inFrame, inRenderParams)));
+}
+
+MF::IVideoFrameRef PassPlanesThrough(WholeFrameOperation inOperation, const MF::IVideoFrameRef& inFrame,
+                                     const CutlistRenderParams& inRenderParams)
+{
+    return HasWishedPlanes(inFrame, inRenderParams) ? Applied(inOperation, inFrame)
+                                                    : PassThrough(inOperation, inFrame, inRenderParams);
 }
 
 } // namespace ML

@@ -20,4 +20,8 @@ using WholeFrameOperation = std::int32_t (*)(const MF::IVideoFrameRef& inSource,
 MF::IVideoFrameRef PassThrough(WholeFrameOperation inOperation, const MF::IVideoFrameRef& inFrame,
                                const CutlistRenderParams& inRenderParams);
 
+// The same for an operation that moves rows only: planes stay planes where the params ask for just these.
+MF::IVideoFrameRef PassPlanesThrough(WholeFrameOperation inOperation, const MF::IVideoFrameRef& inFrame,
+                                     const CutlistRenderParams& inRenderParams);
+
 } // namespace ML

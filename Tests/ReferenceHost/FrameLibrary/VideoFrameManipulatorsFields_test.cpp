@@ -91,7 +91,9 @@ TEST(SwapFields, ExchangesTheLinesOfTheFieldsInEveryFormat)
             const IVideoFrameRef source = NoisyFrame(row.mFormat, 3, height);
             const IVideoFrameRef target = NoisyFrame(row.mFormat, 4, height);
             ASSERT_EQ(SwapFields(source, target), 0) << row.mText;
-            for (std::size_t plane = 0; plane < PlanesOf(source); ++plane)
+            const std::uint32_t layout = row.mFormat.mProperties >> 14 & 15;
+            const bool movesChroma = layout == 9; // 4:2:0 by fields
+            for (std::size_t plane = 0; plane < (movesChroma ? 1 : PlanesOf(source)); ++plane)
             {
                 const std::uint32_t lines = LinesOf(source, plane);
                 for (std::uint32_t line = 0; line < lines; ++line)
@@ -100,6 +102,37 @@ TEST(SwapFields, ExchangesTheLinesOfTheFieldsInEveryFormat)
                     ASSERT_TRUE(LineOf(target, plane, line) == LineOf(source, plane, stays ? line : line ^ 1))
                         << row.mText << ", plane " << plane << ", line " << line << " of " << lines;
                 }
+            }
+        }
+    }
+}
+
+// Of 4:2:0 by fields: a row of the field that comes has a quarter of its next row in that field.
+TEST(SwapFields, MovesTheChromaOfAFieldByALineOfThePicture)
+{
+    for (const std::uint32_t height : {8u, 9u, 10u, 11u, 12u})
+    {
+        const IVideoFrameRef source = NoisyFrame(kPixelFormat_YUV_420_MPEG2_Field_8u_709, 3, height);
+        const IVideoFrameRef target = NoisyFrame(kPixelFormat_YUV_420_MPEG2_Field_8u_709, 4, height);
+        ASSERT_EQ(SwapFields(source, target), 0);
+        for (std::size_t plane = 1; plane < 3; ++plane)
+        {
+            const auto rows = static_cast<int>(LinesOf(source, plane));
+            for (int row = 0; row < rows; ++row)
+            {
+                const bool isAlone = row % 2 == 0 && row + 1 == rows;
+                const int nearest = !isAlone ? row ^ 1 : height % 2 != 0 ? row : row - 1;
+                const int further = row % 2 == 0 ? nearest - 2 : nearest + 2;
+                const int next = isAlone || further < 0 || further >= rows ? nearest : further;
+                const Line near = LineOf(source, plane, static_cast<std::uint32_t>(nearest));
+                const Line far = LineOf(source, plane, static_cast<std::uint32_t>(next));
+                Line expected(near.size());
+                for (std::size_t x = 0; x < near.size(); ++x)
+                {
+                    expected[x] = static_cast<std::uint8_t>((3 * near[x] + far[x] + 2) / 4);
+                }
+                EXPECT_TRUE(LineOf(target, plane, static_cast<std::uint32_t>(row)) == expected)
+                    << "plane " << plane << ", row " << row << " of " << rows << ", height " << height;
             }
         }
     }
