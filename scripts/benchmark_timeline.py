@@ -6,7 +6,8 @@
 CACHE is a folder for the clips, which are made by ffmpeg when they are not there; the documents are written beside
 them. Every row renders one timeline to BGRA frames and throws them away. All programs run by turns (A B C A B C ...) on
 the same processors. A time is the slope between a long and a short run, so that the start of the processes is not in
-it; the floor is the best of the peers. A peer that is not installed is left out, and the table says so.
+it, but for the rows first-frame, which time just that; the floor is the best of the peers. A peer that is not
+installed is left out, and the table says so.
 
 ges-launch-1.0 turns a picture within its own frame, and its dissolve runs on after the last frame: see the pictures.
 
@@ -362,6 +363,35 @@ class Thumbnails(TenCuts):
              for word in ("+clip", path, f"inpoint={seconds(start)}", f"duration={seconds(1)}")], raw, 160, 90)}
 
 
+class FirstFrame:
+    """How long a process takes to the first frame of a document, its start and end included. What is taken off the time
+    of a small document is that of `ffmpeg -version`, which loads the same libraries and does nothing."""
+
+    def __init__(self, media, name, clips, aim, takes_off):
+        self.media, self.name, self.clips, self.aim, self.takes_off = media, name, clips, aim, takes_off
+
+    def words(self, vrender, processors):
+        path = self.media.folder / f"{self.name}.otio"
+        sources = (self.media.chart_clip(), self.media.noisy_clip())
+        path.write_text(json.dumps(document([clip(sources[n % 2], 7 * n % 240, 10) for n in range(self.clips)])))
+        return [vrender, "render", str(path), "null:", "--range", "0:1", "--threads", str(processors),
+                "--pix-fmt", "bgra"]
+
+    def time(self, vrender, processors, runs):
+        """The line of the table, from pairs of runs."""
+        ours, bare = self.words(vrender, processors), ["ffmpeg", "-version"]
+        pairs = [(Run(ours, processors), Run(bare, processors)) for _ in range(runs + 1)][1:]
+        taken = [1000 * (a.wall - (b.wall if self.takes_off else 0)) for a, b in pairs]
+        yield (f"{self.name}, {processors} core{'s' * (processors > 1)}",
+               f"{1000 * median(a.wall for a, _ in pairs):.1f} ms, CPU {1000 * median(a.cpu for a, _ in pairs):.1f} ms",
+               f"ffmpeg -version {1000 * median(b.wall for _, b in pairs):.1f} ms",
+               f"{median(taken):.1f} ms ({min(taken):.1f} to {max(taken):.1f})", f"at most {self.aim} ms")
+
+
+def first_frames(media):
+    return FirstFrame(media, "first-frame", 1, 50, True), FirstFrame(media, "first-frame-10000", 10000, 1000, False)
+
+
 ROWS = (PictureInPicture, FourLayers, CrossDissolve, TenCuts, Thumbnails)
 PROGRAMS = {"ffmpeg": "ffmpeg", "ffmpeg-rgb": "ffmpeg", "melt": "melt", "ges": "ges-launch-1.0"}
 
@@ -435,7 +465,8 @@ def main():
     parser.add_argument("--vrender", default=str(REPOSITORY / "build/release/bin/vrender"))
     parser.add_argument("--runs", type=int, default=5)
     parser.add_argument("--cores", default="1,2")
-    parser.add_argument("--only", default="*", help="rows: " + " ".join(row.name for row in ROWS))
+    parser.add_argument("--only", default="*", help="rows: " +
+                        " ".join([row.name for row in ROWS] + ["first-frame", "first-frame-10000"]))
     parser.add_argument("--output", help="the table goes there too")
     parser.add_argument("--verify", help="a folder for pictures, which are made instead of times")
     options = parser.parse_args()
@@ -444,6 +475,7 @@ def main():
         return 66
     media = TimelineMedia(options.cache)
     chosen = [row(media) for row in ROWS if any(fnmatch.fnmatch(row.name, p) for p in options.only.split(","))]
+    firsts = [row for row in first_frames(media) if any(fnmatch.fnmatch(row.name, p) for p in options.only.split(","))]
     if options.verify:
         folder = Path(options.verify)
         folder.mkdir(parents=True, exist_ok=True)
@@ -452,10 +484,11 @@ def main():
         return 0
     lines = ["| Timeline | vrender | the other | vrender against it | Aim |", "|---|---|---|---|---|"]
     for processors in map(int, options.cores.split(",")):
-        for row in chosen:
-            for cells in time_row(row, options.vrender, processors, options.runs):
-                lines.append("| " + " | ".join(cells) + " |")
-                print(lines[-1], file=sys.stderr)
+        rows = [time_row(row, options.vrender, processors, options.runs) for row in chosen]
+        rows += [row.time(options.vrender, processors, max(options.runs, 5)) for row in firsts]
+        for cells in (cells for row in rows for cells in row):
+            lines.append("| " + " | ".join(cells) + " |")
+            print(lines[-1], file=sys.stderr)
     print("\n".join(lines))
     if options.output:
         Path(options.output).write_text("\n".join(lines) + "\n")
