@@ -2,7 +2,7 @@
 //
 // A decoded picture has mostly not the format that frames are asked for in, and many frames are looked at only
 // once, to be copied beneath others or mixed with them. Such a frame keeps the picture, and whoever knows of it
-// converts it straight to where it is going: the frame's own pixels are then never written. Everybody else sees
+// converts it straight to where it is going: the frame has then no pixels of its own. Everybody else sees
 // a frame like any other.
 //
 // Thread-safety: makers are safe.
@@ -28,8 +28,8 @@ public:
 };
 using PixelMakerPtr = std::shared_ptr<const IPixelMaker>;
 
-// As CreateVideoFrame, for a format of four components. The memory for its pixels is the frame's from the start.
-// Its GetPixels gives null where the maker fails, and tries again at the next call.
+// As CreateVideoFrame, for a format of four components. The frame takes memory for its pixels when they are made.
+// Its GetPixels gives null where there is none or the maker fails, and tries again at the next call.
 std::int32_t CreatePendingFrame(MF::IVideoFrameRef& outFrame, const norviktypes::PixelFormat& inFormat,
                                 std::uint32_t inWidth, std::uint32_t inHeight,
                                 const norviktypes::PixelAspectRatio& inRatio, const PixelMakerPtr& inMaker);

@@ -106,7 +106,7 @@ private:
     }
 
     const FrameShape mShape;
-    const FrameBufferRef mBuffer;
+    mutable FrameBufferRef mBuffer; // written once, before the frame stops to be pending
     PixelAspectRatio mRatio;
     FieldType mFieldType = norviktypes::kFieldType_Progressive;
     AlphaChannel mAlphaType;
@@ -122,18 +122,19 @@ private:
     mutable std::atomic<bool> mIsPending;
 };
 
-// Whoever comes while the pixels are made waits for them.
+// Whoever comes while the pixels are made waits for them. What is never looked at takes no memory.
 bool VideoFrame::MakePixels() const
 {
     const std::lock_guard<std::mutex> lock(mMakingLock);
     if (mMaker)
     {
-        const std::int32_t status =
-            mMaker->MakeRows(0, mShape.mHeight, static_cast<std::uint8_t*>(mBuffer.Data()), GetRowBytes());
-        if (status < 0)
+        FrameBufferRef buffer = FramePool::Instance().Acquire(mShape.mGeometry.mTotalBytes);
+        if (!buffer ||
+            mMaker->MakeRows(0, mShape.mHeight, static_cast<std::uint8_t*>(buffer.Data()), GetRowBytes()) < 0)
         {
             return false;
         }
+        mBuffer = std::move(buffer);
         mMaker.reset();
         mIsPending.store(false, std::memory_order_release);
     }
@@ -214,23 +215,27 @@ bool ComputeShape(const PixelFormat& inFormat, std::uint32_t inWidth, std::uint3
            outShape.mGeometry.mTotalBytes <= kMaximumFrameBytes;
 }
 
-std::int32_t NewFrame(const FrameShape& inShape, const PixelAspectRatio& inRatio,
-                      MF::IVideoFrameRef& outFrame, const PixelMakerPtr& inMaker = nullptr)
+// An empty buffer where a maker is given.
+std::int32_t FrameOver(const FrameShape& inShape, const PixelAspectRatio& inRatio, FrameBufferRef inBuffer,
+                       const PixelMakerPtr& inMaker, MF::IVideoFrameRef& outFrame)
 {
-    FrameBufferRef buffer = FramePool::Instance().Acquire(inShape.mGeometry.mTotalBytes);
-    if (!buffer)
-    {
-        return kFrameStatus_OutOfMemory;
-    }
     try
     {
-        outFrame = MF::IVideoFrameRef(new VideoFrame(inShape, inRatio, std::move(buffer), inMaker));
+        outFrame = MF::IVideoFrameRef(new VideoFrame(inShape, inRatio, std::move(inBuffer), inMaker));
     }
     catch (const std::bad_alloc&)
     {
         return kFrameStatus_OutOfMemory;
     }
     return kFrameStatus_OK;
+}
+
+std::int32_t NewFrame(const FrameShape& inShape, const PixelAspectRatio& inRatio,
+                      MF::IVideoFrameRef& outFrame)
+{
+    FrameBufferRef buffer = FramePool::Instance().Acquire(inShape.mGeometry.mTotalBytes);
+    return buffer ? FrameOver(inShape, inRatio, std::move(buffer), nullptr, outFrame)
+                  : kFrameStatus_OutOfMemory;
 }
 
 std::int32_t VideoFrame::CreateCompatibleFrame(MF::IVideoFrameRef& outFrame) const
@@ -283,7 +288,7 @@ std::int32_t CreatePendingFrame(MF::IVideoFrameRef& outFrame, const PixelFormat&
     FrameShape shape;
     return norviktypes::IsPackedFourComponent(inFormat.mProperties) &&
                    ComputeShape(inFormat, inWidth, inHeight, shape)
-               ? NewFrame(shape, inRatio, outFrame, inMaker)
+               ? FrameOver(shape, inRatio, FrameBufferRef(), inMaker, outFrame)
                : kFrameStatus_BadArgument;
 }
 

@@ -1,4 +1,5 @@
 #include "ReferenceHost/FrameLibrary/FrameCache.h"
+#include "ReferenceHost/FrameLibrary/FramePool.h"
 #include "ReferenceHost/FrameLibrary/PixelMaker.h"
 #include "VF/VideoFrame.h"
 #include "VF/VideoFrameManipulators.h"
@@ -124,6 +125,15 @@ TEST(PendingFrame, IsAddressableWithoutALook)
               VF::kFrameStatus_OK);
     EXPECT_TRUE(addressable == frame);
     EXPECT_EQ(maker->mCalls, 0);
+}
+
+TEST(PendingFrame, TakesNoMemoryForPixelsThatNobodyLooksAt)
+{
+    const std::uint64_t before = VF::FramePool::Instance().GetCounters().mBuffersInUse;
+    const MF::IVideoFrameRef frame = NewPendingFrame(std::make_shared<CountingMaker>());
+    EXPECT_EQ(VF::FramePool::Instance().GetCounters().mBuffersInUse, before);
+    EXPECT_TRUE(HasItsRows(frame));
+    EXPECT_EQ(VF::FramePool::Instance().GetCounters().mBuffersInUse, before + 1);
 }
 
 TEST(PendingFrame, IsCachedWithoutALook)
