@@ -117,7 +117,6 @@ def main():
         return 66
     media = TimelineMedia(options.cache)
     rows = [Clip("H.264", media.noisy), Clip("scale", media.raw_2160, "--size", "1920x1080"),
-            Clip("blend", media.raw, "--speed", "2", "--blend"),
             *(LongTimeline(row(media)) for row in (PictureInPicture, FourLayers, CrossDissolve))]
     print("| What | two threads: frames a second | two programs | two threads: processor time | two programs |")
     print("|---|---|---|---|---|")
