@@ -59,7 +59,7 @@ protected:
     std::vector<MediaTests::LinearFrame> mLinear;
 };
 
-Ranks Run(std::int64_t inBegin, std::int64_t inEnd)
+Ranks Between(std::int64_t inBegin, std::int64_t inEnd)
 {
     Ranks ranks;
     for (std::int64_t rank = inBegin; rank < inEnd; ++rank)
@@ -75,7 +75,7 @@ TEST_F(ExpectedFrames, OnTheWayToAnInPointOnlyWhatOthersReferToIsDecoded)
 {
     Open("h264_long.mp4");
     mFile->Expect({{200, 210}});
-    Ask(Run(200, 210));
+    Ask(Between(200, 210));
     EXPECT_LE(Decoded(), 200u * 7 / 10 + 10u);
     EXPECT_EQ(mFile->Statistics().unexpected, 0u);
 }
@@ -85,7 +85,7 @@ TEST_F(ExpectedFrames, OfTheWayToAnInPointNothingIsKept)
     Open("h264_long.mp4");
     mFile->Expect({{200, 210}});
     Ask({200});
-    for (const std::int64_t rank : Run(0, 200))
+    for (const std::int64_t rank : Between(0, 200))
     {
         EXPECT_EQ(mFile->TryGetFrame(rank).status, Media::FrameStatus::kNotReady) << rank;
     }
@@ -126,7 +126,7 @@ TEST_F(ExpectedFrames, BackwardStepsOverWhatIsExpectedDecodeItOnce)
 {
     Open("h264_long.mp4");
     mFile->Expect({{100, 200}});
-    Ranks asked = Run(100, 200);
+    Ranks asked = Between(100, 200);
     std::reverse(asked.begin(), asked.end());
     Ask(asked);
     EXPECT_EQ(mFile->Statistics().seeks, 1u);
@@ -179,7 +179,7 @@ TEST_F(ExpectedFrames, WhateverIsExpectedAndAskedChangesNoPicture)
             {
                 const std::int64_t begin = below(count);
                 runs.push_back({begin, std::min(count, begin + 1 + below(12))});
-                const Ranks ranks = Run(runs.back().begin, runs.back().end);
+                const Ranks ranks = Between(runs.back().begin, runs.back().end);
                 asked.insert(asked.end(), ranks.begin(), ranks.end());
             }
             if (round % 2 == 0)
