@@ -8,35 +8,31 @@
 
 #include <algorithm>
 #include <cstring>
+#include <functional>
 #include <memory>
 #include <stdexcept>
 #include <unordered_map>
 #include <utility>
 #include <vector>
 
-namespace norvik::utility
-{
-
-// Of the run; they go at its end.
-static std::vector<void*>& FreedBlocks()
-{
-    static auto* const sBlocks = new std::vector<void*>;
-    return *sBlocks;
-}
-
-} // namespace norvik::utility
-
 namespace ScheduleExplorer
 {
 
 // ---- executors ----
 
-ExplorerExecutor::ExplorerExecutor(const char* inName, int inWidth)
+// Three objects stand for an executor: the executor for what is posted, its queue for what is taken, and the
+// threads that are busy for what has ended. Posts and begins of tasks change nothing for each other.
+
+ExplorerExecutor::ExplorerExecutor(const char* inName, int inWidth) : mName(inName), mIsSerial(inWidth == 1)
 {
+    Scheduler& scheduler = Scheduler::Instance();
+    scheduler.Touch(this);
+    scheduler.Touch(&mQueue);
+    scheduler.Touch(&mBusy);
     for (int number = 0; number < inWidth; ++number)
     {
-        Scheduler::Instance().StartHelper(
-            inName, [this] { return !mQueue.empty(); }, [this] { Work(); });
+        scheduler.StartHelper(
+            inName, this, [this] { return !mQueue.empty(); }, [this] { Work(); });
     }
 }
 
@@ -51,37 +47,47 @@ void ExplorerExecutor::Post(norvik::Function inFunction, std::uint32_t inDelayMi
     }
     if (inDelayMilliseconds == 0)
     {
-        mQueue.push_back(std::move(inFunction));
+        Enqueue(std::move(inFunction));
         return;
     }
     // By a pointer, as a copy of what is bound would be a step of its own, and the clock takes none.
     scheduler.SetAlarm(this, inDelayMilliseconds,
                        [this, function = std::make_shared<norvik::Function>(std::move(inFunction))]
-                       { mQueue.push_back(std::move(*function)); });
+                       { Enqueue(std::move(*function)); });
+}
+
+void ExplorerExecutor::Enqueue(norvik::Function inFunction)
+{
+    ++mPosted;
+    mQueue.push_back({std::move(inFunction), Scheduler::Instance().LastEvent(),
+                      mIsSerial ? 0 : std::hash<std::string>()(mName) + mPosted});
 }
 
 void ExplorerExecutor::Work()
 {
     Scheduler& scheduler = Scheduler::Instance();
     const int self = scheduler.CurrentThread();
-    while (scheduler.WaitUntil(this, "work", [this] { return !mQueue.empty(); }))
+    while (scheduler.WaitForTask("work", [this] { return !mQueue.empty(); }))
     {
-        norvik::Function function = std::move(mQueue.front());
+        Task task = std::move(mQueue.front());
         mQueue.pop_front();
+        scheduler.BeginTask(&mQueue, task.mEvent, task.mName);
         mBusy.insert(self);
         scheduler.Say("begins a function of", this);
         try
         {
-            function();
+            task.mFunction();
         }
         catch (...)
         {
             ++mThrown;
         }
         // What is bound to it goes while it still counts as running.
-        function.clear();
-        scheduler.ReachMinor(this);
+        task.mFunction.clear();
+        scheduler.ReachMinor();
+        scheduler.Touch(&mBusy, Access::kRead);
         mBusy.erase(self);
+        scheduler.EndTask();
         scheduler.Say("has ended it");
     }
 }
@@ -94,8 +100,9 @@ bool ExplorerExecutor::IsCurrentThread() const
 void ExplorerExecutor::CancelPending()
 {
     Scheduler::Instance().Reach(this);
+    Scheduler::Instance().Touch(&mQueue);
     Scheduler::Instance().DropAlarms(this);
-    const std::deque<norvik::Function> dropped = std::exchange(mQueue, {});
+    const std::deque<Task> dropped = std::exchange(mQueue, {});
 }
 
 void ExplorerExecutor::Close()
@@ -109,6 +116,7 @@ void ExplorerExecutor::WaitForTermination()
 {
     Scheduler& scheduler = Scheduler::Instance();
     scheduler.Reach(this);
+    scheduler.Touch(&mBusy);
     const bool isOwn = mBusy.count(scheduler.CurrentThread()) != 0;
     mWaiting += isOwn ? 1 : 0;
     scheduler.WaitUntil(this, "the end of an executor",
@@ -118,11 +126,16 @@ void ExplorerExecutor::WaitForTermination()
                                          : mQueue.empty() && mBusy.empty() &&
                                                !Scheduler::Instance().HasAlarms(this);
                         });
+    scheduler.Touch(&mQueue);
+    scheduler.Touch(&mBusy);
     mWaiting -= isOwn ? 1 : 0;
 }
 
 bool ExplorerExecutor::IsAtRest() const
 {
+    Scheduler::Instance().Touch(this);
+    Scheduler::Instance().Touch(&mQueue);
+    Scheduler::Instance().Touch(&mBusy);
     return mQueue.empty() && mBusy.empty();
 }
 
@@ -130,11 +143,9 @@ bool ExplorerExecutor::IsAtRest() const
 
 void Mutex::lock()
 {
-    Scheduler& scheduler = Scheduler::Instance();
-    scheduler.Reach(this);
-    scheduler.WaitUntil(this, "a mutex", [this] { return !mIsTaken && mShared == 0; });
+    Scheduler::Instance().ReachWhen(this, "a mutex", [this] { return !mIsTaken && mShared == 0; });
     mIsTaken = true;
-    scheduler.CountLock(1);
+    Scheduler::Instance().CountLock(1);
 }
 
 void Mutex::unlock()
@@ -142,24 +153,23 @@ void Mutex::unlock()
     Scheduler::Instance().Touch(this);
     mIsTaken = false;
     Scheduler::Instance().CountLock(-1);
-    Scheduler::Instance().ReachMinor(this);
+    Scheduler::Instance().ReachMinor();
 }
 
 void Mutex::lock_shared()
 {
-    Scheduler& scheduler = Scheduler::Instance();
-    scheduler.Reach(this);
-    scheduler.WaitUntil(this, "a shared mutex", [this] { return !mIsTaken; });
+    Scheduler::Instance().ReachWhen(
+        this, "a shared mutex", [this] { return !mIsTaken; }, Access::kRead);
     ++mShared;
-    scheduler.CountLock(1);
+    Scheduler::Instance().CountLock(1);
 }
 
 void Mutex::unlock_shared()
 {
-    Scheduler::Instance().Touch(this);
+    Scheduler::Instance().Touch(this, Access::kRead);
     --mShared;
     Scheduler::Instance().CountLock(-1);
-    Scheduler::Instance().ReachMinor(this);
+    Scheduler::Instance().ReachMinor();
 }
 
 // ---- clocks and memory ----
@@ -192,6 +202,7 @@ void Sleep(std::uint32_t)
 
 ExplorerMachine::ExplorerMachine(std::uint64_t inMemoryBytes)
 {
+    Scheduler::Instance().Prepare();
     os::SetClockFunctions({&Counter, &Frequency, &Ticks, &Sleep});
     norvik::utility::SetCPUCountOverride(2);
     norvik::utility::SetTotalPhysicalMemoryOverride(inMemoryBytes);
@@ -202,11 +213,6 @@ ExplorerMachine::~ExplorerMachine()
     norvik::utility::SetCPUCountOverride(0);
     norvik::utility::SetTotalPhysicalMemoryOverride(0);
     os::SetClockFunctions({});
-    for (void* block : norvik::utility::FreedBlocks())
-    {
-        ::operator delete(block);
-    }
-    norvik::utility::FreedBlocks().clear();
 }
 
 } // namespace ScheduleExplorer
@@ -244,12 +250,11 @@ std::uint64_t GetCurrentThreadID()
 void RecursiveMutex::Lock(const char* inLabel)
 {
     Scheduler& scheduler = Scheduler::Instance();
-    scheduler.Reach(this);
     LockState& state = StateOf(this);
     const int self = scheduler.CurrentThread();
     if (state.mDepth == 0 || state.mOwner != self)
     {
-        scheduler.WaitUntil(this, inLabel, [&state] { return state.mDepth == 0; });
+        scheduler.ReachWhen(this, inLabel, [&state] { return state.mDepth == 0; });
     }
     scheduler.Say(inLabel);
     state.mOwner = self;
@@ -263,7 +268,7 @@ void RecursiveMutex::Unlock()
     LockState& state = StateOf(this);
     --state.mDepth;
     Scheduler::Instance().CountLock(-1);
-    Scheduler::Instance().ReachMinor(this);
+    Scheduler::Instance().ReachMinor();
 }
 
 UTF8String DumpLocks()
@@ -303,20 +308,18 @@ void* SmallBlockAllocator::Allocate(std::size_t inSize)
     return ::operator new(std::max<std::size_t>(inSize, 1));
 }
 
-// Overwritten, and kept from being used again, so that whoever still uses it meets nonsense, and the same
-// nonsense in a replay.
+// Overwritten, so that whoever still uses it meets nonsense, and the same nonsense in a replay.
 void SmallBlockAllocator::Dispose(void* inBlock, std::size_t inSize) noexcept
 {
 #if defined(__SANITIZE_ADDRESS__)
     static_cast<void>(inSize);
-    ::operator delete(inBlock);
 #else
     if (inBlock != nullptr)
     {
         std::memset(inBlock, 0xA5, inSize);
-        FreedBlocks().push_back(inBlock);
     }
 #endif
+    ::operator delete(inBlock);
 }
 
 } // namespace norvik::utility

@@ -4,16 +4,18 @@
 // Thread-safety: as the originals.
 #pragma once
 
+#include "Tests/ScheduleExplorer/Quarantine.h"
 #include "norvik/threads/Threads.h"
 
 #include <cstdint>
 #include <deque>
 #include <set>
+#include <string>
 
 namespace ScheduleExplorer
 {
 
-// Helper threads of a run, as many as the executor is wide. What its functions throw is caught and counted.
+// Helper threads of a run, as many as the executor is wide. The name is its own. What its functions throw is caught and counted.
 class ExplorerExecutor final : public norvik::threads::AsyncThreadedExecutor
 {
 public:
@@ -31,7 +33,19 @@ public:
 private:
     void Work();
 
-    std::deque<norvik::Function> mQueue;
+    struct Task
+    {
+        norvik::Function mFunction;
+        std::uint64_t mEvent; // of its post
+        std::uint64_t mName;
+    };
+
+    void Enqueue(norvik::Function inFunction);
+
+    const std::string mName;
+    const bool mIsSerial;
+    std::deque<Task> mQueue;
+    std::uint64_t mPosted = 0;
     std::set<int> mBusy; // threads that run a function
     int mWaiting = 0;    // of the busy ones, those that wait for termination
     std::size_t mThrown = 0;
@@ -46,6 +60,9 @@ public:
     ~ExplorerMachine();
     ExplorerMachine(const ExplorerMachine&) = delete;
     ExplorerMachine& operator=(const ExplorerMachine&) = delete;
+
+private:
+    const Quarantine mQuarantine;
 };
 
 } // namespace ScheduleExplorer

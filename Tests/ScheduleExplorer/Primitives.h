@@ -11,6 +11,8 @@
 #include "VF/SharedVideoFrameCache.h"
 
 #include <atomic>
+#include <cstdint>
+#include <functional>
 
 namespace ScheduleExplorer
 {
@@ -39,7 +41,10 @@ public:
     }
     T operator++() noexcept { return fetch_add(1) + 1; }
 
-    T load(std::memory_order = std::memory_order_seq_cst) const noexcept { return Reach().load(); }
+    T load(std::memory_order = std::memory_order_seq_cst) const noexcept
+    {
+        return Reach(Access::kRead).load();
+    }
     void store(T inValue, std::memory_order = std::memory_order_seq_cst) noexcept { Reach().store(inValue); }
     T exchange(T inValue, std::memory_order = std::memory_order_seq_cst) noexcept
     {
@@ -65,10 +70,17 @@ public:
     }
 
 private:
-    std::atomic<T>& Reach() const noexcept
+    std::atomic<T>& Reach(Access inAccess = Access::kWrite) const noexcept
     {
-        kUse == AtomicUse::kSignal ? Scheduler::Instance().Reach(this)
-                                   : Scheduler::Instance().ReachMinor(this);
+        if constexpr (kUse == AtomicUse::kSignal)
+        {
+            Scheduler::Instance().Reach(this, inAccess);
+        }
+        else
+        {
+            Scheduler::Instance().ReachMinor();
+            Scheduler::Instance().Touch(this, inAccess);
+        }
         return mValue;
     }
 
@@ -96,30 +108,38 @@ private:
 namespace FrameCache
 {
 
-inline const int kFrames = 0; // stands for the cache as the object of a step
+// Stand for the frames of a key as the object of a step: those of another one are none of its business, as the
+// few small frames of a run never press each other out.
+inline const void* FramesOf(const TVK::Guid& inKey)
+{
+    // No object of the program has an address like this.
+    constexpr std::uintptr_t kNoAddress = std::uintptr_t{1} << 63;
+    return reinterpret_cast<const void*>((inKey.mHi * 0x9E3779B97F4A7C15u ^ inKey.mLo * 0xD1B54A32D192ED03u) |
+                                         kNoAddress);
+}
 
 inline MF::IVideoFrameRef RetrieveFromCache(const TVK::Guid& inKey)
 {
-    Scheduler::Instance().Reach(&kFrames);
+    Scheduler::Instance().Reach(FramesOf(inKey));
     return VF::SharedVideoFrameCache::RetrieveFromCache(inKey);
 }
 
 inline void InsertIntoCache(const MF::IVideoFrameRef& inFrame, const TVK::Guid& inKey,
                             std::int32_t inPriority)
 {
-    Scheduler::Instance().Reach(&kFrames);
+    Scheduler::Instance().Reach(FramesOf(inKey));
     VF::SharedVideoFrameCache::InsertIntoCache(inFrame, inKey, inPriority);
 }
 
 inline void RegisterDependencyOnFrame(const TVK::Guid& inKey)
 {
-    Scheduler::Instance().Reach(&kFrames);
+    Scheduler::Instance().Reach(FramesOf(inKey));
     VF::SharedVideoFrameCache::RegisterDependencyOnFrame(inKey);
 }
 
 inline void UnregisterDependencyOnFrame(const TVK::Guid& inKey)
 {
-    Scheduler::Instance().Reach(&kFrames);
+    Scheduler::Instance().Reach(FramesOf(inKey));
     VF::SharedVideoFrameCache::UnregisterDependencyOnFrame(inKey);
 }
 

@@ -1,11 +1,10 @@
 #include "Tests/ScheduleExplorer/Scheduler.h"
 
-#include <semaphore.h>
+#include "Tests/ScheduleExplorer/Fiber.h"
 
 #include <algorithm>
 #include <cstdio>
 #include <iterator>
-#include <thread>
 #include <unordered_map>
 #include <utility>
 
@@ -15,25 +14,24 @@ namespace ScheduleExplorer
 namespace
 {
 
-// A semaphore of the system: handing over is one call of it, and sanitizers know it.
-class Baton
+std::uint64_t Mix(std::uint64_t inA, std::uint64_t inB)
 {
-public:
-    Baton() { sem_init(&mSemaphore, 0, 0); }
-    ~Baton() { sem_destroy(&mSemaphore); }
-    Baton(const Baton&) = delete;
-    Baton& operator=(const Baton&) = delete;
+    std::uint64_t mixed = (inA ^ (inB + 0x9E3779B97F4A7C15u + (inA << 6) + (inA >> 2))) * 0xBF58476D1CE4E5B9u;
+    mixed ^= mixed >> 29;
+    return mixed * 0x94D049BB133111EBu;
+}
 
-    void Give() { sem_post(&mSemaphore); }
-    void Take()
-    {
-        while (sem_wait(&mSemaphore) != 0)
-        {
-        }
-    }
-
-private:
-    sem_t mSemaphore;
+// Where the hashes of threads and names begin, so that they differ from each other.
+enum Kind : std::uint64_t
+{
+    kControllerStart = 1,
+    kThreadStart,
+    kTaskStart,
+    kReading,
+    kThreadPart,
+    kObjectPart,
+    kClockName,
+    kTaskName
 };
 
 struct Thread
@@ -41,15 +39,33 @@ struct Thread
     int mNumber = 0;
     std::string mName;
     bool mIsHelper = false;
-    Scheduler::Work mWork; // empty: not in use
+    const void* mGroup = nullptr; // of helpers
+    bool mIsIdle = false;         // a helper without a task
+    bool mIsBeginning = false;    // has not reached its first point, which is the same to others as not begun
+    Scheduler::Work mWork;        // empty: not in use
     Scheduler::Condition mBegin;
     const Scheduler::Condition* mCondition = nullptr;
     const char* mWhere = "";
     int mLocks = 0;
-    std::uint64_t mHash = 0;
-    Baton mBaton;
+    std::unique_ptr<Fiber> mFiber;
+
+    std::uint64_t mHash = 0;     // of all that it has done and seen; 0: that's nothing any more
+    std::uint64_t mNameHash = 0; // the same in all runs of the same steps
+    std::uint64_t mBorn = 0;     // objects that it was the first to touch
+    std::uint32_t mBit = 0;
+    std::uint32_t mStep = 0;
 
     bool CanGoOn() const { return mWork && (mCondition == nullptr || (*mCondition)()); }
+};
+
+// The last change of an object, and who has looked since, in any order.
+struct Object
+{
+    std::uint64_t mWritten = 0;
+    std::uint64_t mRead = 0;
+    std::uint32_t mNumber = 0;
+
+    std::uint64_t Part() const { return Mix(mWritten ^ kObjectPart, mRead); }
 };
 
 struct Alarm
@@ -60,14 +76,7 @@ struct Alarm
     Scheduler::Work mWork;
 };
 
-thread_local Thread* sThread = nullptr;
-
-std::uint64_t Mix(std::uint64_t inA, std::uint64_t inB)
-{
-    std::uint64_t mixed = (inA ^ (inB + 0x9E3779B97F4A7C15u + (inA << 6) + (inA >> 2))) * 0xBF58476D1CE4E5B9u;
-    mixed ^= mixed >> 29;
-    return mixed * 0x94D049BB133111EBu;
-}
+Thread* sThread = nullptr; // the one that runs
 
 } // namespace
 
@@ -77,13 +86,20 @@ struct Scheduler::Impl
     Thread& NewThread(const std::string& inName, bool inIsHelper, Work inWork);
     int Next(Thread* inCurrent, bool inIsMinor = false);
     void CollectOptions(const Thread* inCurrent);
+    bool HasIdleTwin(const Thread& inThread) const;
+    void TellOptionStates();
     void FireFirstAlarm();
-    void PassOn(Thread& ioFrom, int inTo);
-    void Touch(const void* inObject);
-    std::uint64_t State() const;
+    void PassOn(Fiber& ioFrom, int inTo);
+    void Wait(Thread& ioThread, const char* inWhere, const Condition& inCondition);
 
-    std::vector<std::unique_ptr<Thread>>
-        mThreads; // never destroyed: they wait for more until the process ends
+    bool IsRecording() const { return mStrategy != nullptr && mStrategy->WantsState(); }
+    Object& ObjectAt(const void* inObject, std::uint64_t inNameHash, std::uint64_t& ioBorn);
+    std::uint64_t Meet(const void* inObject, std::uint64_t inHash, Access inAccess);
+    void Touch(const void* inObject, Access inAccess);
+    void SetHash(Thread& ioThread, std::uint64_t inHash);
+    std::uint32_t BitOf(std::uint64_t inNameHash);
+
+    std::vector<std::unique_ptr<Thread>> mThreads; // kept for the next run
     std::size_t mUsed = 0;
     std::vector<Alarm> mAlarms;
     std::uint64_t mAlarmCount = 0;
@@ -92,10 +108,19 @@ struct Scheduler::Impl
     SchedulePoint mPoint;
     std::uint64_t mPatience = 0;
     std::vector<Choice> mChoices;
-    std::unordered_map<const void*, std::uint64_t> mObjects;
     bool mIsEnding = false;
     bool mIsTold = false;
-    Baton mController;
+    Fiber mController;
+
+    std::unordered_map<const void*, Object> mObjects;
+    std::uint64_t mState = 0; // the sum of the parts of objects and threads
+    std::uint64_t mClockHash = 0;
+    std::uint64_t mClockBorn = 0;
+    std::uint64_t mControllerBorn = 0;
+    std::uint64_t mLastEvent = 0;
+    // For all runs.
+    std::unordered_map<std::uint64_t, std::uint32_t> mObjectNumbers;
+    std::unordered_map<std::uint64_t, std::uint32_t> mBits;
 };
 
 Scheduler::Scheduler() : mImpl(std::make_unique<Impl>()) {}
@@ -112,20 +137,13 @@ Scheduler& Scheduler::Instance()
 
 void Scheduler::Impl::Live(Thread& ioThread)
 {
-    sThread = &ioThread;
     while (true)
     {
-        ioThread.mBaton.Take();
         ioThread.mCondition = nullptr;
         ioThread.mWork();
         ioThread.mWork = nullptr;
-        if (mIsEnding)
-        {
-            mController.Give();
-            continue;
-        }
-        const int next = Next(nullptr);
-        (next == kNobody ? mController : mThreads[static_cast<std::size_t>(next)]->mBaton).Give();
+        SetHash(ioThread, 0);
+        PassOn(*ioThread.mFiber, mIsEnding ? kNobody : Next(nullptr));
     }
 }
 
@@ -135,17 +153,33 @@ Thread& Scheduler::Impl::NewThread(const std::string& inName, bool inIsHelper, W
     {
         auto made = std::make_unique<Thread>();
         made->mNumber = static_cast<int>(mUsed);
-        std::thread([this, thread = made.get()] { Live(*thread); }).detach();
+        made->mFiber = std::make_unique<Fiber>([this, thread = made.get()] { Live(*thread); });
         mThreads.push_back(std::move(made));
     }
     Thread& thread = *mThreads[mUsed++];
     thread.mName = inName;
     thread.mIsHelper = inIsHelper;
+    thread.mGroup = nullptr;
+    thread.mIsIdle = inIsHelper;
+    thread.mIsBeginning = !inIsHelper;
     thread.mWork = std::move(inWork);
     thread.mCondition = nullptr;
     thread.mLocks = 0;
-    thread.mHash = Mix(1, static_cast<std::uint64_t>(thread.mNumber));
+    thread.mNameHash = Mix(kThreadStart, static_cast<std::uint64_t>(thread.mNumber));
+    thread.mBorn = 0;
+    thread.mBit = BitOf(thread.mNameHash);
+    thread.mHash = 0;
+    SetHash(thread, inIsHelper ? 0 : thread.mNameHash);
     return thread;
+}
+
+void Scheduler::Prepare()
+{
+    mImpl->mObjects.clear();
+    mImpl->mState = 0;
+    mImpl->mClockHash = kClockName;
+    mImpl->mClockBorn = 0;
+    mImpl->mControllerBorn = 0;
 }
 
 void Scheduler::StartThread(const std::string& inName, Work inWork)
@@ -153,9 +187,10 @@ void Scheduler::StartThread(const std::string& inName, Work inWork)
     mImpl->NewThread(inName, false, std::move(inWork));
 }
 
-void Scheduler::StartHelper(const std::string& inName, Condition inBegin, Work inWork)
+void Scheduler::StartHelper(const std::string& inName, const void* inGroup, Condition inBegin, Work inWork)
 {
     Thread& thread = mImpl->NewThread(inName, true, std::move(inWork));
+    thread.mGroup = inGroup;
     thread.mBegin = std::move(inBegin);
     thread.mCondition = &thread.mBegin;
 }
@@ -167,12 +202,10 @@ std::string Scheduler::Run(IStrategy& inStrategy, std::uint64_t inPatience)
     impl.mPatience = inPatience;
     impl.mPoint.mNumber = 0;
     impl.mChoices.clear();
-    impl.mObjects.clear();
     const int first = impl.Next(nullptr);
     if (first != kNobody)
     {
-        impl.mThreads[static_cast<std::size_t>(first)]->mBaton.Give();
-        impl.mController.Take();
+        impl.PassOn(impl.mController, first);
     }
     impl.mStrategy = nullptr;
     if (impl.mPoint.mNumber > inPatience)
@@ -197,11 +230,9 @@ void Scheduler::Finish()
     impl.mIsEnding = true;
     for (std::size_t number = 0; number < impl.mUsed; ++number)
     {
-        Thread& thread = *impl.mThreads[number];
-        if (thread.mWork)
+        if (impl.mThreads[number]->mWork)
         {
-            thread.mBaton.Give();
-            impl.mController.Take();
+            impl.PassOn(impl.mController, static_cast<int>(number));
         }
     }
     impl.mIsEnding = false;
@@ -210,6 +241,24 @@ void Scheduler::Finish()
 }
 
 // ---- points ----
+
+// Of helpers of one group without a task, the one with the lowest number stands for all.
+bool Scheduler::Impl::HasIdleTwin(const Thread& inThread) const
+{
+    if (!inThread.mIsIdle)
+    {
+        return false;
+    }
+    for (std::size_t number = 0; mThreads[number].get() != &inThread; ++number)
+    {
+        const Thread& other = *mThreads[number];
+        if (other.mIsIdle && other.mGroup == inThread.mGroup && other.mWork)
+        {
+            return true;
+        }
+    }
+    return false;
+}
 
 void Scheduler::Impl::CollectOptions(const Thread* inCurrent)
 {
@@ -222,10 +271,22 @@ void Scheduler::Impl::CollectOptions(const Thread* inCurrent)
     }
     for (std::size_t number = 0; number < mUsed; ++number)
     {
-        if (mThreads[number].get() != inCurrent && mThreads[number]->CanGoOn())
+        const Thread& thread = *mThreads[number];
+        if (&thread != inCurrent && thread.CanGoOn() && !HasIdleTwin(thread))
         {
-            mPoint.mOptions.push_back(static_cast<int>(number));
+            mPoint.mOptions.push_back(thread.mNumber);
         }
+    }
+}
+
+void Scheduler::Impl::TellOptionStates()
+{
+    mPoint.mState = Mix(mState, Mix(mClockHash, mAlarms.size()));
+    mPoint.mOptionStates.clear();
+    for (const int option : mPoint.mOptions)
+    {
+        mPoint.mOptionStates.push_back(option == kClock ? 0
+                                                        : mThreads[static_cast<std::size_t>(option)]->mHash);
     }
 }
 
@@ -234,6 +295,10 @@ int Scheduler::Impl::Next(Thread* inCurrent, bool inIsMinor)
 {
     while (++mPoint.mNumber <= mPatience)
     {
+        if (inCurrent != nullptr && mStrategy->IsDone())
+        {
+            return inCurrent->mNumber;
+        }
         CollectOptions(inCurrent);
         if (!mAlarms.empty() && (mPoint.mOptions.empty() || mStrategy->MovesClock()))
         {
@@ -244,9 +309,13 @@ int Scheduler::Impl::Next(Thread* inCurrent, bool inIsMinor)
             return kNobody;
         }
         int chosen = mPoint.mOptions.front();
-        if (mPoint.mOptions.size() > 1 && (!inIsMinor || mStrategy->TakesMinorPoints()))
+        if (mPoint.mOptions.size() > 1 && (!inIsMinor || mStrategy->TakesMinorPoints()) &&
+            !mStrategy->IsDone())
         {
-            mPoint.mState = mStrategy->WantsState() ? State() : 0;
+            if (mStrategy->WantsState())
+            {
+                TellOptionStates();
+            }
             chosen = mStrategy->Choose(mPoint);
         }
         if (chosen != mPoint.mOptions.front())
@@ -262,51 +331,125 @@ int Scheduler::Impl::Next(Thread* inCurrent, bool inIsMinor)
     return kNobody;
 }
 
-void Scheduler::Impl::PassOn(Thread& ioFrom, int inTo)
+// Returns when it is the caller's turn again.
+void Scheduler::Impl::PassOn(Fiber& ioFrom, int inTo)
 {
-    if (inTo != ioFrom.mNumber)
+    Thread* const from = sThread;
+    Thread* const to = inTo == kNobody ? nullptr : mThreads[static_cast<std::size_t>(inTo)].get();
+    if (to != from)
     {
-        (inTo == kNobody ? mController : mThreads[static_cast<std::size_t>(inTo)]->mBaton).Give();
-        ioFrom.mBaton.Take();
+        sThread = to;
+        ioFrom.SwitchTo(to == nullptr ? mController : *to->mFiber);
+        sThread = from;
     }
 }
 
-void Scheduler::Reach(const void* inObject)
+void Scheduler::Reach(const void* inObject, Access inAccess)
 {
     Thread* const thread = sThread;
     if (thread != nullptr && !mImpl->mIsEnding)
     {
-        mImpl->PassOn(*thread, mImpl->Next(thread));
-        mImpl->Touch(inObject);
-    }
-}
-
-void Scheduler::ReachMinor(const void* inObject)
-{
-    Thread* const thread = sThread;
-    if (thread != nullptr && !mImpl->mIsEnding)
-    {
-        mImpl->PassOn(*thread, mImpl->Next(thread, true));
-        mImpl->Touch(inObject);
-    }
-}
-
-bool Scheduler::WaitUntil(const void* inObject, const char* inWhere, const Condition& inCondition)
-{
-    Thread* const thread = sThread;
-    while (!inCondition())
-    {
-        if (thread == nullptr || mImpl->mIsEnding)
+        if (!std::exchange(thread->mIsBeginning, false))
         {
-            return false;
+            mImpl->PassOn(*thread->mFiber, mImpl->Next(thread));
         }
-        thread->mCondition = &inCondition;
-        thread->mWhere = inWhere;
-        mImpl->PassOn(*thread, mImpl->Next(nullptr));
-        thread->mCondition = nullptr;
+        ++thread->mStep;
     }
-    Touch(inObject);
-    return true;
+    mImpl->Touch(inObject, inAccess);
+}
+
+void Scheduler::ReachMinor()
+{
+    Thread* const thread = sThread;
+    if (thread != nullptr && !mImpl->mIsEnding)
+    {
+        mImpl->PassOn(*thread->mFiber, mImpl->Next(thread, true));
+    }
+}
+
+void Scheduler::ReachWhen(const void* inObject, const char* inWhere, const Condition& inCondition,
+                          Access inAccess)
+{
+    Thread* const thread = sThread;
+    if (thread != nullptr && !mImpl->mIsEnding)
+    {
+        const bool isBeginning = std::exchange(thread->mIsBeginning, false);
+        if (!inCondition())
+        {
+            mImpl->Wait(*thread, inWhere, inCondition);
+        }
+        else if (!isBeginning)
+        {
+            // While others go on, it may become impossible.
+            thread->mCondition = &inCondition;
+            thread->mWhere = inWhere;
+            mImpl->PassOn(*thread->mFiber, mImpl->Next(thread));
+            thread->mCondition = nullptr;
+        }
+        ++thread->mStep;
+    }
+    mImpl->Touch(inObject, inAccess);
+}
+
+void Scheduler::Impl::Wait(Thread& ioThread, const char* inWhere, const Condition& inCondition)
+{
+    while (!inCondition() && !mIsEnding)
+    {
+        ioThread.mCondition = &inCondition;
+        ioThread.mWhere = inWhere;
+        PassOn(*ioThread.mFiber, Next(nullptr));
+        ioThread.mCondition = nullptr;
+        ++ioThread.mStep;
+    }
+}
+
+void Scheduler::WaitUntil(const void* inObject, const char* inWhere, const Condition& inCondition)
+{
+    if (sThread != nullptr)
+    {
+        sThread->mIsBeginning = false;
+        mImpl->Wait(*sThread, inWhere, inCondition);
+    }
+    mImpl->Touch(inObject, Access::kWrite);
+}
+
+// ---- tasks ----
+
+bool Scheduler::WaitForTask(const char* inWhere, const Condition& inCondition)
+{
+    mImpl->Wait(*sThread, inWhere, inCondition);
+    return inCondition();
+}
+
+std::uint64_t Scheduler::LastEvent() const
+{
+    return mImpl->mLastEvent;
+}
+
+// Who was posted first is taken first, so the order in which they are taken is no news to the tasks.
+void Scheduler::BeginTask(const void* inQueue, std::uint64_t inEvent, std::uint64_t inName)
+{
+    Thread& thread = *sThread;
+    thread.mIsIdle = false;
+    if (!mImpl->IsRecording())
+    {
+        return;
+    }
+    if (inName != 0)
+    {
+        thread.mNameHash = Mix(kTaskName, inName);
+        thread.mBorn = 0;
+        thread.mBit = mImpl->BitOf(thread.mNameHash);
+    }
+    mImpl->SetHash(thread, Mix(kTaskStart, inEvent));
+    mImpl->Touch(inQueue, Access::kWrite);
+    mImpl->SetHash(thread, Mix(kTaskStart, inEvent));
+}
+
+void Scheduler::EndTask()
+{
+    sThread->mIsIdle = true;
+    mImpl->SetHash(*sThread, 0);
 }
 
 // ---- clock ----
@@ -325,7 +468,12 @@ void Scheduler::Impl::FireFirstAlarm()
                          { return std::pair(inA.mWhen, inA.mNumber) < std::pair(inB.mWhen, inB.mNumber); });
     mNow = std::max(mNow, first->mWhen);
     const Work work = std::move(first->mWork);
-    Touch(first->mOwner);
+    if (IsRecording())
+    {
+        const Object& owner = ObjectAt(first->mOwner, kClockName, mClockBorn);
+        mStrategy->Met({owner.mNumber, kSomeThread, 0, Access::kWrite});
+        mClockHash = Meet(first->mOwner, mClockHash, Access::kWrite);
+    }
     mAlarms.erase(first);
     work();
 }
@@ -354,28 +502,77 @@ std::uint64_t Scheduler::NowMilliseconds() const
 
 // ---- what has happened ----
 
-void Scheduler::Impl::Touch(const void* inObject)
+void Scheduler::Impl::SetHash(Thread& ioThread, std::uint64_t inHash)
 {
-    if (sThread != nullptr && mStrategy != nullptr && mStrategy->WantsState())
-    {
-        std::uint64_t& object = mObjects[inObject];
-        object = sThread->mHash = Mix(sThread->mHash, object);
-    }
+    mState -= ioThread.mHash == 0 ? 0 : Mix(ioThread.mHash, kThreadPart);
+    mState += inHash == 0 ? 0 : Mix(inHash, kThreadPart);
+    ioThread.mHash = inHash;
 }
 
-void Scheduler::Touch(const void* inObject)
+std::uint32_t Scheduler::Impl::BitOf(std::uint64_t inNameHash)
 {
-    mImpl->Touch(inObject);
+    const auto next = static_cast<std::uint32_t>(mBits.size());
+    return std::min(mBits.try_emplace(inNameHash, next).first->second, kSomeThread);
 }
 
-std::uint64_t Scheduler::Impl::State() const
+// An object gets its number from who touches it first, and which one it was of those.
+Object& Scheduler::Impl::ObjectAt(const void* inObject, std::uint64_t inNameHash, std::uint64_t& ioBorn)
 {
-    std::uint64_t state = mAlarms.size();
-    for (std::size_t number = 0; number < mUsed; ++number)
+    const auto [place, isNew] = mObjects.try_emplace(inObject);
+    if (isNew)
     {
-        state = Mix(state, mThreads[number]->mHash);
+        const auto next = static_cast<std::uint32_t>(mObjectNumbers.size());
+        place->second.mNumber = mObjectNumbers.try_emplace(Mix(inNameHash, ++ioBorn), next).first->second;
     }
-    return state;
+    return place->second;
+}
+
+void Scheduler::Impl::Touch(const void* inObject, Access inAccess)
+{
+    if (sThread == nullptr && mStrategy == nullptr)
+    {
+        ObjectAt(inObject, 0, mControllerBorn).mWritten = kControllerStart;
+    }
+    if (sThread == nullptr || !IsRecording())
+    {
+        return;
+    }
+    Thread& thread = *sThread;
+    Object& object = ObjectAt(inObject, thread.mNameHash, thread.mBorn);
+    // Who is first among those that only look decides the number.
+    const Access access = object.mWritten == 0 ? Access::kWrite : inAccess;
+    mStrategy->Met({object.mNumber, thread.mBit, thread.mStep, access});
+    SetHash(thread, Meet(inObject, thread.mHash, access));
+}
+
+// Gives the hash of the event.
+std::uint64_t Scheduler::Impl::Meet(const void* inObject, std::uint64_t inHash, Access inAccess)
+{
+    Object& object = mObjects[inObject];
+    mState -= object.Part();
+    if (inAccess == Access::kRead)
+    {
+        mLastEvent = Mix(Mix(inHash, object.mWritten), kReading);
+        object.mRead += mLastEvent;
+    }
+    else
+    {
+        mLastEvent = Mix(Mix(inHash, object.mWritten), object.mRead);
+        object.mWritten = mLastEvent;
+        object.mRead = 0;
+    }
+    mState += object.Part();
+    return mLastEvent;
+}
+
+void Scheduler::Touch(const void* inObject, Access inAccess)
+{
+    mImpl->Touch(inObject, inAccess);
+}
+
+std::uint64_t Scheduler::State() const
+{
+    return mImpl->mState;
 }
 
 // ---- for the reader ----

@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <numeric>
+#include <utility>
 
 namespace ScheduleExplorer
 {
@@ -65,33 +66,57 @@ int RandomPriorities::Choose(const SchedulePoint& inPoint)
 
 // ---- all with few preemptions ----
 
-bool AllWithFewPreemptions::IsNew(const SchedulePoint& inPoint, int inPreemptions)
+AllWithFewPreemptions::AllWithFewPreemptions(int inMostPreemptions, Pruning inPruning)
+    : mMostPreemptions(inMostPreemptions)
+    , mPruning(inPruning)
 {
-    const auto keyOf = [&inPoint](int inUsed)
+}
+
+// The state at a point where that option runs; beyond the options, nobody does.
+std::uint64_t AllWithFewPreemptions::KeyOf(const SchedulePoint& inPoint, std::size_t inOption)
+{
+    const std::uint64_t running =
+        inOption < inPoint.mOptionStates.size() ? inPoint.mOptionStates[inOption] | 1 : 0;
+    return (inPoint.mState ^ running * 0x9E3779B97F4A7C15u) * 0xD1B54A32D192ED03u;
+}
+
+bool AllWithFewPreemptions::IsCovered(const SchedulePoint& inPoint)
+{
+    const std::size_t nobody = inPoint.mOptions.size();
+    const std::size_t current = inPoint.mCurrent == kNobody ? nobody : 0;
+    for (std::size_t option = 0; option <= nobody; ++option)
     {
-        return (inPoint.mState ^ static_cast<std::uint64_t>(inPoint.mCurrent + 2) * 0x9E3779B97F4A7C15u) +
-               static_cast<std::uint64_t>(inUsed) * 0xD1B54A32D192ED03u;
-    };
-    for (int used = 0; used < inPreemptions; ++used)
-    {
-        if (mStates.count(keyOf(used)) != 0)
+        const StateTable::Entry* const entry = mStates.Find(KeyOf(inPoint, option));
+        const int needed = option == current || option == nobody ? 0 : 1;
+        if (entry != nullptr && entry->mFuture != kOpen && entry->mPreemptions + needed <= mPreemptions)
         {
-            return false;
+            mRest = mFutures[entry->mFuture];
+            return true;
         }
     }
-    return mStates.insert(keyOf(inPreemptions)).second;
+    return false;
 }
 
 int AllWithFewPreemptions::Choose(const SchedulePoint& inPoint)
 {
     if (mDepth == mDecisions.size())
     {
-        mIsKnown = mIsKnown || !IsNew(inPoint, mPreemptions);
-        if (mIsKnown)
+        if (mPruning != Pruning::kNone && IsCovered(inPoint))
         {
+            mIsKnown = true;
             return inPoint.mOptions.front();
         }
-        mDecisions.push_back({inPoint.mOptions, 0, inPoint.mCurrent != kNobody});
+        Decision decision;
+        decision.mOptions = inPoint.mOptions;
+        decision.mIsPreemptive = inPoint.mCurrent != kNobody;
+        decision.mMayInterrupt = mPreemptions < mMostPreemptions;
+        decision.mPreemptions = mPreemptions;
+        decision.mKey = KeyOf(inPoint, decision.mIsPreemptive ? 0 : inPoint.mOptions.size());
+        mDecisions.push_back(std::move(decision));
+        if (mPruning != Pruning::kNone)
+        {
+            mStates.Set(mDecisions.back().mKey, mPreemptions, kOpen);
+        }
     }
     const Decision& decision = mDecisions[mDepth++];
     if (decision.mOptions != inPoint.mOptions)
@@ -103,6 +128,28 @@ int AllWithFewPreemptions::Choose(const SchedulePoint& inPoint)
     return decision.mOptions[decision.mChosen];
 }
 
+// What is repeated of an earlier run has been noted there.
+void AllWithFewPreemptions::Met(const Meeting& inMeeting)
+{
+    if (mPruning != Pruning::kNone && mDepth != 0 && mDepth == mDecisions.size())
+    {
+        mDecisions.back().mMeetings.push_back(inMeeting);
+    }
+}
+
+// Whether another thread comes to something that the first step after a decision meets, one of the two to change
+// it. The thread that was running went on, so that what was met first is that step.
+bool AllWithFewPreemptions::MattersToOthers(const Decision& inDecision) const
+{
+    const Meeting& first = inDecision.mMeetings.front();
+    return std::any_of(inDecision.mMeetings.begin(), inDecision.mMeetings.end(),
+                       [&](const Meeting& inMeeting)
+                       {
+                           return inMeeting.mThread == first.mThread && inMeeting.mStep == first.mStep &&
+                                  inDecision.mFuture.IsMetByOthers(inMeeting);
+                       });
+}
+
 bool AllWithFewPreemptions::Advance()
 {
     mDepth = 0;
@@ -110,21 +157,43 @@ bool AllWithFewPreemptions::Advance()
     mPreemptions = 0;
     while (!mDecisions.empty())
     {
-        int before = 0;
-        for (std::size_t number = 0; number + 1 < mDecisions.size(); ++number)
-        {
-            before += mDecisions[number].mIsPreemptive && mDecisions[number].mChosen != 0 ? 1 : 0;
-        }
         Decision& last = mDecisions.back();
-        const bool mayInterrupt = !last.mIsPreemptive || before < mMostPreemptions;
-        if (mayInterrupt && last.mChosen + 1 < last.mOptions.size())
+        last.mFuture.Add(last.mMeetings);
+        last.mFuture.Add(mRest);
+        if (mPruning == Pruning::kFull && last.mIsPreemptive && last.mChosen == 0 && last.HasMore() &&
+            !MattersToOthers(last))
+        {
+            last.mMayInterrupt = false;
+            mNeedless += last.mOptions.size() - 1;
+        }
+        if (last.HasMore())
         {
             ++last.mChosen;
+            last.mMeetings.clear();
+            mRest.Clear();
             return true;
         }
+        if (mPruning != Pruning::kNone)
+        {
+            mStates.Set(last.mKey, last.mPreemptions, mFutures.NumberOf(last.mFuture));
+        }
+        mRest = std::move(last.mFuture);
         mDecisions.pop_back();
     }
     return false;
+}
+
+double AllWithFewPreemptions::Done() const
+{
+    double done = 0;
+    double share = 1;
+    for (const Decision& decision : mDecisions)
+    {
+        const bool isFree = !decision.mIsPreemptive || decision.mMayInterrupt;
+        share /= isFree ? static_cast<double>(decision.mOptions.size()) : 1.0;
+        done += share * static_cast<double>(decision.mChosen);
+    }
+    return done;
 }
 
 // ---- replay ----

@@ -271,8 +271,8 @@ void World::MustComplete(RequestID inID)
 void World::Told(RequestID inID, Outcome inOutcome)
 {
     CheckNoLock("a notification");
-    Scheduler::Instance().Reach(this);
     Record& record = mRecords[inID];
+    Scheduler::Instance().Reach(&record);
     ++(inOutcome == Outcome::kCompleted   ? record.mCompleted
        : inOutcome == Outcome::kCancelled ? record.mCancelled
                                           : record.mFailed);
@@ -281,8 +281,9 @@ void World::Told(RequestID inID, Outcome inOutcome)
 void World::FunctionCalled(RequestID inID)
 {
     CheckNoLock("a completion function");
-    Scheduler::Instance().Reach(this);
-    ++mRecords[inID].mFunctionCalls;
+    Record& record = mRecords[inID];
+    Scheduler::Instance().Reach(&record);
+    ++record.mFunctionCalls;
 }
 
 void World::Rendered(RequestID inID)
@@ -358,6 +359,17 @@ std::string World::WrongAtRest() const
                            tables.mRestingStreams);
     }
     return "";
+}
+
+std::string World::Outcomes() const
+{
+    std::string text;
+    for (const auto& [id, record] : mRecords)
+    {
+        text += fmt::format("{}{}{}{}{} ", record.mCompleted, record.mCancelled, record.mFailed,
+                            record.mFunctionCalls, record.mRenders);
+    }
+    return text;
 }
 
 std::string World::Finish()

@@ -170,6 +170,9 @@ public:
     void MustComplete(RequestID inID);
     int Renders(RequestID inID) const;
 
+    // What became of the requests, one after the other by their numbers.
+    std::string Outcomes() const;
+
     // After the run: lets everything go and looks. Gives what is wrong.
     std::string Finish();
 

@@ -4,6 +4,9 @@
 //   ... --schedules N                         so many, over all variants
 //   ... --preemptions P                       of them, all with at most P preemptions come first; -1: none
 //   ... --complete                            all of those instead, however many there are
+//   ... --pruning full|states|none            which of them are left out as others stand for them
+//   ... --progress SECONDS                    a line every so often
+//   ... --compare                             enumerates in all three ways, which must come to the same ends
 //   ... --seed S                              of the random ones
 //   ... --variant V --choices 12:3,40:clock   this one schedule
 //   explore_schedules --find-bug NAME         expects a failure in some scenario, and has it again from its list
@@ -26,7 +29,9 @@
 #include <cstdlib>
 #include <cstring>
 #include <optional>
+#include <set>
 #include <string>
+#include <unordered_set>
 
 #if defined(__SANITIZE_ADDRESS__)
 extern "C" void __sanitizer_set_death_callback(void (*inCallback)());
@@ -57,6 +62,9 @@ struct Options
     std::string mBug;
     bool mLists = false;
     bool mOnlyEnumerates = false;
+    AllWithFewPreemptions::Pruning mPruning = AllWithFewPreemptions::Pruning::kFull;
+    double mProgressSeconds = 0; // none
+    bool mCompares = false;
 };
 
 // What is being run, for the report.
@@ -117,7 +125,15 @@ void CatchCrashes()
 
 // ---- one schedule ----
 
-std::uint64_t RunOne(const Scenario& inScenario, int inVariant, IStrategy& ioStrategy)
+// How a run has ended: its steps, but for the order of those that have nothing to do with each other, and what
+// became of the requests.
+struct End
+{
+    std::uint64_t mState = 0;
+    std::string mOutcomes;
+};
+
+std::uint64_t RunOne(const Scenario& inScenario, int inVariant, IStrategy& ioStrategy, End* outEnd = nullptr)
 {
     sScenario = &inScenario;
     sVariant = inVariant;
@@ -125,6 +141,10 @@ std::uint64_t RunOne(const Scenario& inScenario, int inVariant, IStrategy& ioStr
     inScenario.mPrepare(world, inVariant);
     std::string wrong = Scheduler::Instance().Run(ioStrategy, kPatience);
     const std::uint64_t points = Scheduler::Instance().Points();
+    if (outEnd != nullptr)
+    {
+        *outEnd = {Scheduler::Instance().State(), world.Outcomes()};
+    }
     wrong = wrong.empty() ? world.Finish() : wrong;
     if (!wrong.empty())
     {
@@ -166,24 +186,100 @@ struct Count
     std::size_t mEnumerated = 0;
     std::size_t mRandom = 0;
     std::uint64_t mPoints = 0;
+    std::size_t mStates = 0;
     bool mIsComplete = true;
 };
 
-void Enumerate(const Scenario& inScenario, int inVariant, int inPreemptions, std::size_t inMost,
-               Count& ioCount)
+// Those of an enumeration that are different.
+struct Ends
 {
-    AllWithFewPreemptions strategy(inPreemptions);
-    for (std::size_t number = 0; number < inMost; ++number)
+    std::set<std::uint64_t> mStates;
+    std::set<std::string> mOutcomes;
+
+    bool operator==(const Ends&) const = default;
+};
+
+class Progress
+{
+public:
+    explicit Progress(double inSeconds) : mInterval(inSeconds) {}
+
+    void Tell(const AllWithFewPreemptions& inStrategy, std::size_t inSchedules)
     {
-        ++sNumber;
-        ioCount.mPoints += RunOne(inScenario, inVariant, strategy);
-        ++ioCount.mEnumerated;
-        if (!strategy.Advance())
+        if (mInterval.count() == 0 || inSchedules % 64 != 0 || Clock::now() - mLast < mInterval)
         {
             return;
         }
+        mLast = Clock::now();
+        const double seconds = std::chrono::duration<double>(mLast - mStart).count();
+        std::fprintf(
+            stderr,
+            "%.0f s: %zu schedules, %zu states, depth %zu, %zu needless interruptions, %.0f a second, "
+            "%.3f %% by the choices made\n",
+            seconds, inSchedules, inStrategy.States(), inStrategy.Depth(), inStrategy.Needless(),
+            static_cast<double>(inSchedules) / seconds, 100 * inStrategy.Done());
     }
-    ioCount.mIsComplete = false;
+
+private:
+    const std::chrono::duration<double> mInterval;
+    const Clock::time_point mStart = Clock::now();
+    Clock::time_point mLast = mStart;
+};
+
+void Enumerate(const Scenario& inScenario, int inVariant, const Options& inOptions,
+               AllWithFewPreemptions::Pruning inPruning, std::size_t inMost, Count& ioCount,
+               Ends* outEnds = nullptr)
+{
+    AllWithFewPreemptions strategy(inOptions.mPreemptions, inPruning);
+    Progress progress(inOptions.mProgressSeconds);
+    End end;
+    bool isLeft = true;
+    for (std::size_t number = 0; isLeft && number < inMost; ++number)
+    {
+        ++sNumber;
+        ioCount.mPoints += RunOne(inScenario, inVariant, strategy, outEnds == nullptr ? nullptr : &end);
+        ++ioCount.mEnumerated;
+        if (outEnds != nullptr && strategy.IsWhole())
+        {
+            outEnds->mStates.insert(end.mState);
+            outEnds->mOutcomes.insert(end.mOutcomes);
+        }
+        progress.Tell(strategy, ioCount.mEnumerated);
+        isLeft = strategy.Advance();
+    }
+    ioCount.mIsComplete = !isLeft;
+    ioCount.mStates = strategy.States();
+}
+
+// Whether what is left out leaves no end of a run out.
+bool IsPruningSound(const Scenario& inScenario, int inVariant, const Options& inOptions)
+{
+    using Pruning = AllWithFewPreemptions::Pruning;
+    Ends plain;
+    bool isSound = true;
+    for (const Pruning pruning : {Pruning::kNone, Pruning::kStates, Pruning::kFull})
+    {
+        Ends ends;
+        Count count;
+        Enumerate(inScenario, inVariant, inOptions, pruning, ~std::size_t{0}, count, &ends);
+        std::printf("%s, variant %d, %s: %zu schedules, %zu ends, %zu outcomes\n", inScenario.mName,
+                    inVariant,
+                    pruning == Pruning::kNone     ? "nothing pruned"
+                    : pruning == Pruning::kStates ? "by states"
+                                                  : "by states and meetings",
+                    count.mEnumerated, ends.mStates.size(), ends.mOutcomes.size());
+        std::fflush(stdout);
+        if (pruning == Pruning::kNone)
+        {
+            plain = ends;
+        }
+        isSound = isSound && ends == plain;
+    }
+    if (!isSound)
+    {
+        std::printf("FAILED: pruning changes the ends that are reached\n");
+    }
+    return isSound;
 }
 
 void DrawAtRandom(const Scenario& inScenario, int inVariant, std::uint64_t inSeed, std::size_t inMost,
@@ -208,7 +304,7 @@ void ExploreVariant(const Scenario& inScenario, int inVariant, std::size_t inSha
     const Clock::time_point start = Clock::now();
     if (inOptions.mPreemptions >= 0)
     {
-        Enumerate(inScenario, inVariant, inOptions.mPreemptions,
+        Enumerate(inScenario, inVariant, inOptions, inOptions.mPruning,
                   inOptions.mOnlyEnumerates ? ~std::size_t{0} : inShare / 2, count);
     }
     if (!inOptions.mOnlyEnumerates)
@@ -220,26 +316,34 @@ void ExploreVariant(const Scenario& inScenario, int inVariant, std::size_t inSha
     std::printf("%s, variant %d: %zu schedules", inScenario.mName, inVariant, total);
     if (inOptions.mPreemptions >= 0)
     {
-        std::printf(", %zu of them %s with at most %d preemptions", count.mEnumerated,
-                    count.mIsComplete ? "all" : "some of those", inOptions.mPreemptions);
+        std::printf(", %zu of them %s with at most %d preemptions, %zu states", count.mEnumerated,
+                    count.mIsComplete ? "all" : "some of those", inOptions.mPreemptions, count.mStates);
     }
-    std::printf("; %.0f points each, %.0f a second\n",
+    std::printf("; %.0f points each, %.0f a second, %.1f s\n",
                 static_cast<double>(count.mPoints) / static_cast<double>(total),
-                static_cast<double>(total) / seconds);
+                static_cast<double>(total) / seconds, seconds);
     std::fflush(stdout);
 }
 
-void Explore(const Scenario& inScenario, const Options& inOptions)
+bool Explore(const Scenario& inScenario, const Options& inOptions)
 {
     const std::size_t all = inOptions.mSchedules.value_or(TestSupport::ScaledCount(kSchedules));
+    bool isRight = true;
     for (int variant = 0; variant < inScenario.mVariants; ++variant)
     {
-        if (inOptions.mVariant < 0 || inOptions.mVariant == variant)
+        if (inOptions.mVariant >= 0 && inOptions.mVariant != variant)
         {
-            ExploreVariant(inScenario, variant, all / static_cast<std::size_t>(inScenario.mVariants) + 1,
-                           inOptions);
+            continue;
         }
+        if (inOptions.mCompares)
+        {
+            isRight = IsPruningSound(inScenario, variant, inOptions) && isRight;
+            continue;
+        }
+        ExploreVariant(inScenario, variant, all / static_cast<std::size_t>(inScenario.mVariants) + 1,
+                       inOptions);
     }
+    return isRight;
 }
 
 // ---- seeded bugs ----
@@ -344,15 +448,27 @@ std::vector<Choice> ChoicesOf(const std::string& inText)
     return choices;
 }
 
+AllWithFewPreemptions::Pruning PruningOf(const std::string& inText)
+{
+    using Pruning = AllWithFewPreemptions::Pruning;
+    if (inText != "full" && inText != "states" && inText != "none")
+    {
+        Misused("no way of pruning: " + inText);
+    }
+    return inText == "full" ? Pruning::kFull : inText == "states" ? Pruning::kStates : Pruning::kNone;
+}
+
 Options OptionsOf(int inCount, char** inArguments)
 {
     Options options;
     for (int number = 1; number < inCount; ++number)
     {
         const std::string name = inArguments[number];
-        if (name == "--list" || name == "--complete")
+        if (name == "--list" || name == "--complete" || name == "--compare")
         {
-            (name == "--list" ? options.mLists : options.mOnlyEnumerates) = true;
+            (name == "--list"       ? options.mLists
+             : name == "--complete" ? options.mOnlyEnumerates
+                                    : options.mCompares) = true;
             continue;
         }
         if (++number == inCount)
@@ -375,6 +491,14 @@ Options OptionsOf(int inCount, char** inArguments)
         else if (name == "--seed")
         {
             options.mSeed = std::stoull(value);
+        }
+        else if (name == "--pruning")
+        {
+            options.mPruning = PruningOf(value);
+        }
+        else if (name == "--progress")
+        {
+            options.mProgressSeconds = std::stod(value);
         }
         else if (name == "--variant")
         {
@@ -399,6 +523,7 @@ Options OptionsOf(int inCount, char** inArguments)
 int Run(const Options& inOptions)
 {
     bool isKnown = false;
+    bool isRight = true;
     for (const Scenario& scenario : Scenarios())
     {
         if (inOptions.mLists)
@@ -412,14 +537,14 @@ int Run(const Options& inOptions)
             {
                 return ReplayOne(scenario, inOptions);
             }
-            Explore(scenario, inOptions);
+            isRight = Explore(scenario, inOptions) && isRight;
         }
     }
     if (!isKnown && !inOptions.mLists)
     {
         Misused("no scenario " + inOptions.mScenario);
     }
-    return 0;
+    return isRight ? 0 : 1;
 }
 
 } // namespace
