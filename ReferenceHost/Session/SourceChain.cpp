@@ -74,6 +74,55 @@ private:
     const Operation mOperation;
 };
 
+// A scaler gives fields an even number of lines, so that both are equal. Frames of an odd height that nobody wants in
+// another size would be scaled to one line more and back: they pass by it as they are.
+class ScalerOfOddHeight : public TVK::Implements<ScalerOfOddHeight, ML::IRenderableSource>
+{
+public:
+    ScalerOfOddHeight(const ML::IRenderableSourceRef& inSource, const Media::MediaFacts& inFacts)
+        : mSource(inSource)
+        , mScaler(ML::ScaleAndPARCorrectSource(inSource))
+        , mWidth(static_cast<std::uint32_t>(inFacts.mWidth))
+        , mHeight(static_cast<std::uint32_t>(inFacts.mHeight))
+        , mAspect(inFacts.mPixelAspectRatio)
+    {
+    }
+
+    void ConformFrameTime(const MF::FrameTime& inTime, const ML::CutlistRenderParams& inParams,
+                          MF::FrameTime& outTime) override
+    {
+        mScaler->ConformFrameTime(inTime, inParams, outTime);
+    }
+    void CollectPrefetchItems(const MF::FrameTime& inTime, const ML::CutlistRenderParams& inParams,
+                              std::vector<ML::IRenderableNodePrefetchRef>& ioItems) override
+    {
+        mScaler->CollectPrefetchItems(inTime, inParams, ioItems);
+    }
+    void Render(const MF::FrameTime& inTime, const ML::CutlistRenderParams& inParams,
+                MF::IVideoFrameRef& outFrame) override
+    {
+        MF::FrameTime conformed;
+        mSource->ConformFrameTime(inTime, inParams, conformed);
+        const bool isOfSize =
+            inParams.mWidth == mWidth && inParams.mHeight == mHeight && inParams.mPixelAspectRatio == mAspect;
+        if (isOfSize && conformed.Order() == inTime.Order())
+        {
+            mSource->Render(conformed, inParams, outFrame);
+            return;
+        }
+        mScaler->Render(inTime, inParams, outFrame);
+    }
+    void GetFrameRate(norviktypes::FrameRate& outRate) override { mSource->GetFrameRate(outRate); }
+    void GetFieldRate(norviktypes::FrameRate& outRate) override { mSource->GetFieldRate(outRate); }
+
+private:
+    const ML::IRenderableSourceRef mSource;
+    const ML::IRenderableSourceRef mScaler;
+    const std::uint32_t mWidth;
+    const std::uint32_t mHeight;
+    const norviktypes::PixelAspectRatio mAspect;
+};
+
 // The frame as it is, under another order of fields: where the file tells none, or the wrong one.
 MF::IVideoFrameRef WithFieldType(const MF::IVideoFrameRef& inFrame, FieldType inFieldType,
                                  norviktypes::RenderQuality inQuality)
@@ -295,6 +344,10 @@ public:
         }
         AddFilters();
         AddTime();
+        if (AreFramesBlended())
+        {
+            mChain.mBlendFormat = mNativeFormat;
+        }
         return mChain;
     }
 
@@ -361,7 +414,20 @@ private:
         {
             Put("interlace consecutive frames", ML::InterlaceConsecutiveFramesFromSource(mChain.mTop));
         }
-        Put("scale", ML::ScaleAndPARCorrectSource(mChain.mTop));
+        Put("scale", mFacts.mHeight % 2 == 0
+                         ? ML::ScaleAndPARCorrectSource(mChain.mTop)
+                         : ML::IRenderableSourceRef(new ScalerOfOddHeight(mChain.mTop, mFacts)));
+    }
+
+    // Whole frames in planes of bytes that nothing is done to but to blend them.
+    bool AreFramesBlended() const
+    {
+        return mConforming.mBlends && !mConforming.mRemovesFlicker && !mConforming.mInterlacesConsecutive &&
+               mConforming.mPulldown == PulldownRemoval::kNone && !mFacts.mIsStill && mFacts.mRotation == 0 &&
+               !norviktypes::IsInterlaced(mFacts.mFieldType) &&
+               !norviktypes::IsInterlaced(mChain.mFieldType) &&
+               norviktypes::IsSubsampled(mNativeFormat.mProperties) &&
+               norviktypes::DepthOfProperties(mNativeFormat.mProperties) == 8;
     }
 
     void AddTime()

@@ -93,6 +93,19 @@ TEST(ConformPixels, DeinterlacedFramesAreOfTheirFirstFieldAlone)
     }
 }
 
+// What comes after it has nothing of the other moment to work on.
+TEST(ConformPixels, FramesAreDeinterlacedBeforeTheirFlickerIsRemoved)
+{
+    for (const ClipFields fields : {ClipFields::kUpperFirst, ClipFields::kLowerFirst})
+    {
+        ExpectTable(FramesOfFieldClip(Clip(fields), {"--deinterlace", "--remove-flicker"}), 4,
+                    [](int n, int y) {
+                        return FieldLine{2 * n, y};
+                    },
+                    {0, 1, 2});
+    }
+}
+
 TEST(ConformPixels, DeinterlacingKeepsMomentsApartWhereLinesShareChroma)
 {
     FieldClip clip = Clip(ClipFields::kUpperFirst);
@@ -171,6 +184,23 @@ TEST(ConformPixels, ReversedDominanceTakesTheOtherFieldForTheFirst)
                     [&](int n, int y) {
                         return FieldLine{2 * n + (IsUpper(y) == upperIsFirst ? 1 : 0), y ^ 1};
                     });
+    }
+}
+
+// An odd height has a last line without a partner, which stays; no line is a mixture of others.
+TEST(ConformPixels, FieldsOfAnOddHeightAreCopiedLineByLine)
+{
+    for (const ClipFields fields : {ClipFields::kUpperFirst, ClipFields::kLowerFirst})
+    {
+        const bool upperIsFirst = fields == ClipFields::kUpperFirst;
+        FieldClip clip = Clip(fields);
+        clip.mHeight = 15;
+        const Table kept = [&](int n, int y) {
+            return FieldLine{2 * n + (IsUpper(y) == upperIsFirst ? 0 : 1), y};
+        };
+        ExpectTable(FramesOfFieldClip(clip, {"--reverse-dominance"}), 4, kept);
+        ExpectTable(FramesOfFieldClip(clip, {"--swap-fields"}), 4,
+                    [&](int n, int y) { return kept(n, y == 14 ? y : y ^ 1); });
     }
 }
 
