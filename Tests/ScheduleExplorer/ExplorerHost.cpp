@@ -99,10 +99,15 @@ bool ExplorerExecutor::IsCurrentThread() const
 
 void ExplorerExecutor::CancelPending()
 {
-    Scheduler::Instance().Reach(this);
-    Scheduler::Instance().Touch(&mQueue);
-    Scheduler::Instance().DropAlarms(this);
+    Scheduler& scheduler = Scheduler::Instance();
+    scheduler.Reach(this);
+    scheduler.Touch(&mQueue);
+    scheduler.DropAlarms(this);
     const std::deque<Task> dropped = std::exchange(mQueue, {});
+    if (!dropped.empty())
+    {
+        scheduler.KeepOthersFrom(&mQueue);
+    }
 }
 
 void ExplorerExecutor::Close()

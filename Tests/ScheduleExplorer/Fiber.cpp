@@ -9,7 +9,9 @@
 #include <utility>
 
 #if defined(__SANITIZE_ADDRESS__)
-#include <sanitizer/common_interface_defs.h>
+extern "C" void __sanitizer_start_switch_fiber(void** outFakeStack, const void* inStack, std::size_t inBytes);
+extern "C" void __sanitizer_finish_switch_fiber(void* inFakeStack, const void** outStack,
+                                                std::size_t* outBytes);
 #endif
 
 namespace ScheduleExplorer

@@ -570,6 +570,15 @@ void Scheduler::Touch(const void* inObject, Access inAccess)
     mImpl->Touch(inObject, inAccess);
 }
 
+void Scheduler::KeepOthersFrom(const void* inObject)
+{
+    if (sThread != nullptr && mImpl->IsRecording())
+    {
+        const Object& object = mImpl->ObjectAt(inObject, sThread->mNameHash, sThread->mBorn);
+        mImpl->mStrategy->Met({object.mNumber, kSomeThread, 0, Access::kWrite});
+    }
+}
+
 std::uint64_t Scheduler::State() const
 {
     return mImpl->mState;

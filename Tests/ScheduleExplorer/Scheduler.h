@@ -117,6 +117,8 @@ public:
     void ReachMinor();
     // Without a choice: the operation belongs to the step before.
     void Touch(const void* inObject, Access inAccess = Access::kWrite);
+    // Others were about to touch it, and what the caller does keeps them from it for ever.
+    void KeepOthersFrom(const void* inObject);
     // Waits for the condition, if it doesn't hold, and touches the object.
     void WaitUntil(const void* inObject, const char* inWhere, const Condition& inCondition);
 
