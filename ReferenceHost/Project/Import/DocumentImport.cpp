@@ -57,6 +57,15 @@ private:
     std::map<std::string, BE::IMediaInfoRef> mMedia;
 };
 
+bool LooksAtTracks(const Effects::EffectRegistry& inRegistry, const std::string& inEffect)
+{
+    const Effects::EffectDescription* const description = inRegistry.Find(inEffect);
+    return description != nullptr &&
+           std::any_of(description->mParameters.begin(), description->mParameters.end(),
+                       [](const Effects::ParameterDescription& inParameter)
+                       { return inParameter.mKind == Effects::ParameterKind::kLayer; });
+}
+
 void OpenAll(OpenedMedia& inMedia, const Otio::PathTable& inPaths, ImportedTimeline& ioTimeline)
 {
     for (Otio::LocatedMedia& media : ioTimeline.mTimeline.mMedia)
@@ -94,6 +103,9 @@ bool ImportDocument(const std::string& inPath, const ImportOptions& inOptions, I
     {
         return false;
     }
+    Otio::DocumentOptions options = inOptions.mDocument;
+    options.mLooksAtTracks = [&inRegistry](const std::string& inEffect)
+    { return LooksAtTracks(inRegistry, inEffect); };
     OpenedMedia opened(inOpener, ioProblems);
     Otio::FileLocator locator(inOptions.mDocument, bundle,
                               [&](const Otio::LocatedMedia& inMedia, Otio::MediaFacts& outFacts)
@@ -102,8 +114,7 @@ bool ImportDocument(const std::string& inPath, const ImportOptions& inOptions, I
                                   outFacts = FactsOf(media);
                                   return bool(media);
                               });
-    outTimeline.mTimeline =
-        Otio::ResolveTimeline(document, *chosen, inOptions.mDocument, locator, ioProblems);
+    outTimeline.mTimeline = Otio::ResolveTimeline(document, *chosen, options, locator, ioProblems);
     if (outTimeline.mTimeline.mFrameCount == 0)
     {
         return false;

@@ -132,6 +132,7 @@ Project::SequenceRef SequenceBuilder::BuildSequence(const Otio::SequenceOfTracks
 void SequenceBuilder::BuildTrack(const Otio::TrackOfItems& inTrack, Project::Sequence& ioSequence)
 {
     const std::size_t index = ioSequence.AddTrack();
+    ioSequence.SetTrackEnabled(index, inTrack.mIsSeen);
     const FrameRate rate = ioSequence.GetFrameRate();
     for (const Otio::Item& item : inTrack.mItems)
     {

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -33,6 +34,9 @@ struct DocumentOptions
     std::string mMediaKey; // of the reference to prefer; empty: the active one
     std::vector<PathMapping> mPathMappings;
     std::vector<std::string> mMediaFolders; // searched, with all folders below, by the names of files
+    // Whether an effect of that name looks at other tracks, which must be there then though they aren't seen. Empty:
+    // none does.
+    std::function<bool(const std::string&)> mLooksAtTracks;
 };
 
 }

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <fmt/format.h>
+#include <functional>
 #include <unordered_map>
 #include <unordered_set>
 #include <utility>
@@ -67,6 +68,7 @@ public:
         : mPaths(inDocument.mPaths)
         , mTimeline(inTimeline)
         , mRoot(*inTimeline.mRoot)
+        , mLooksAtTracks(inOptions.mLooksAtTracks)
         , mProblems(inProblems)
         , mMedia(mPaths, inOptions.mMediaKey, inLocator, inProblems)
         , mRanges(mPaths, mMedia, inProblems)
@@ -175,9 +177,13 @@ private:
         }
         else
         {
+            const bool keepsUnseen = LooksAtTracks(inComposition);
             for (const auto& child : inComposition.mChildren)
             {
-                AddLayer(sequence, *child, true);
+                if (child->mIsEnabled || (keepsUnseen && child->mKind == ObjectKind::kTrack))
+                {
+                    AddLayer(sequence, *child, true);
+                }
             }
         }
         std::uint32_t depth = 0;
@@ -207,15 +213,39 @@ private:
         {
             return;
         }
-        if (inIsWhole && !inObject.mIsEnabled)
-        {
-            return;
-        }
         const bool isPlainTrack =
             inObject.mKind == ObjectKind::kTrack && (!inIsWhole || !NeedsOwnSequence(inObject));
         AddTrack(ioSequence, inObject,
-                 isPlainTrack ? LayOutTrack(inObject, mRanges, mPaths, mProblems)
-                              : LayOutObject(inObject, mRanges));
+                 isPlainTrack ? LayOutTrack(inObject, mRanges, mPaths, mProblems) : LayOutWhole(inObject));
+        ioSequence.mTracks.back().mIsSeen = !inIsWhole || inObject.mIsEnabled;
+    }
+
+    // As an item, which is there also where it isn't seen.
+    TrackLayout LayOutWhole(const Composable& inObject)
+    {
+        TrackLayout layout = LayOutObject(inObject, mRanges);
+        for (Slot& slot : layout.mSlots)
+        {
+            slot.mIsShown = slot.mIsShown || (!inObject.mIsEnabled && slot.mDuration > kTime_Zero);
+        }
+        return layout;
+    }
+
+    // Whether an effect on one of its tracks looks at others.
+    bool LooksAtTracks(const Composable& inStack) const
+    {
+        const auto looks = [this](const auto& inEffect)
+        {
+            return inEffect->mIsEnabled && inEffect->mKind == EffectKind::kPicture && mLooksAtTracks &&
+                   mLooksAtTracks(inEffect->mEffectName);
+        };
+        const auto hasOne = [&](const auto& inObject)
+        { return std::any_of(inObject->mEffects.begin(), inObject->mEffects.end(), looks); };
+        return std::any_of(inStack.mChildren.begin(), inStack.mChildren.end(),
+                           [&](const auto& inTrack) {
+                               return hasOne(inTrack) || std::any_of(inTrack->mChildren.begin(),
+                                                                     inTrack->mChildren.end(), hasOne);
+                           });
     }
 
     // A track that is trimmed, changed as a whole, or shown again is shown by an item of its own.
@@ -360,6 +390,10 @@ private:
         }
         for (const TrackOfItems& track : mResult.mSequences[inSequence].mTracks)
         {
+            if (!track.mIsSeen)
+            {
+                continue;
+            }
             for (const Item& item : track.mItems)
             {
                 const bool isVideo =
@@ -380,6 +414,7 @@ private:
     const PathTable& mPaths;
     const TimelineObject& mTimeline;
     const Composable& mRoot;
+    const std::function<bool(const std::string&)> mLooksAtTracks;
     ProblemList& mProblems;
     MediaTable mMedia;
     Ranges mRanges;

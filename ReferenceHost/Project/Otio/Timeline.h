@@ -113,6 +113,7 @@ struct TrackOfItems
 {
     PathID mPath = kRootPath;
     std::string mName;
+    bool mIsSeen = true; // false: it is only there for effects that look at it
     std::vector<Item> mItems;
     std::vector<Transition> mTransitions;
 };
