@@ -38,7 +38,10 @@ void Ask(const FrameFeed::Settings& inFrames, std::int64_t inNumber, std::string
     WorkSpan span(WorkKind::kRender, inNumber);
     try
     {
-        inFrames.mMaterial->Render(inFrames.mTimeOf(0), inFrames.mRequest, frame.mHold);
+        const MF::IVideoFrameRef made =
+            inFrames.mMaterial->Render(inFrames.mTimeOf(0), inFrames.mRequest, frame.mHold);
+        // As every output does: a decoded picture may be converted only then.
+        VF::IVideoFramePixelsRef(made)->GetPixels();
         span.Succeed();
     }
     catch (const ML::RenderRequestException&)

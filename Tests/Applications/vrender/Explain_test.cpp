@@ -36,7 +36,7 @@ TEST(Explain, TellsTheStepsOfAFrameInTheirOrder)
     const std::string text = Explained({SmallMovie(), "--time", "40"});
     std::size_t last = 0;
     for (const char* step :
-         {"queued", "keyed", "read 40,", "decode ", "convert", "ready", "finished", "render 40,"})
+         {"queued", "keyed", "read 40,", "decode ", "ready", "finished", "render 40,", "convert"})
     {
         EXPECT_GT(LineOf(text, step), last) << step << "\n" << text;
         last = LineOf(text, step);

@@ -274,6 +274,50 @@ TEST_F(Timeline, IsWrittenAsAMovieAndReadBackFrameByFrame)
               "width=160\nheight=90\navg_frame_rate=25/1\nnb_read_frames=30\n");
 }
 
+// Y, U and V of a colour 0..255 of R, G and B, by Rec.601 in the limited range.
+std::vector<double> YuvOf(double inRed, double inGreen, double inBlue)
+{
+    const double y = 0.299 * inRed + 0.587 * inGreen + 0.114 * inBlue;
+    return {16 + y * 219 / 255, 128 + (inBlue - y) / 1.772 * 224 / 255,
+            128 + (inRed - y) / 1.402 * 224 / 255};
+}
+
+// Pictures are laid over each other with alpha, which a movie of 4:2:0 has no place for.
+TEST_F(Timeline, AMovieOfLayersHasTheirMixInPlanes)
+{
+    const std::string halved = R"(, "metadata": {"vrender": {"version": 1,
+        "transform": {"position": [0.5, 0.5], "scale": [0.5, 0.5]}, "opacity": 0.5}})";
+    const std::string path =
+        Write(TimelineText({TrackText({ClipText(ColorText("#c80000"), {0}, {2})}),
+                            TrackText({ClipText(ColorText("#ffffff"), {0}, {2}, halved)})}));
+    const std::string raw = mFolder.File("out.yuv");
+    ASSERT_EQ(RunTool({"render", path, raw, "--format", "raw", "--pix-fmt", "yuv420p"}).exitCode, 0);
+    const std::string bytes = ReadFile(raw);
+    constexpr std::size_t kLuma = 160 * 90;
+    constexpr std::size_t kChroma = 80 * 45;
+    ASSERT_EQ(bytes.size(), 2 * (kLuma + 2 * kChroma));
+    const auto expect = [&](std::size_t inX, std::size_t inY, const std::vector<double>& inYuv)
+    {
+        const std::size_t chroma = inY / 2 * 80 + inX / 2;
+        for (const std::size_t at : {std::size_t{0}, kLuma + 2 * kChroma})
+        {
+            const auto code = [&](std::size_t inOffset)
+            { return static_cast<double>(static_cast<unsigned char>(bytes[at + inOffset])); };
+            EXPECT_NEAR(code(inY * 160 + inX), inYuv[0], 1.5);
+            EXPECT_NEAR(code(kLuma + chroma), inYuv[1], 1.5);
+            EXPECT_NEAR(code(kLuma + kChroma + chroma), inYuv[2], 1.5);
+        }
+    };
+    expect(10, 10, YuvOf(200, 0, 0));
+    expect(80, 45, YuvOf(227.5, 127.5, 127.5));
+
+    const std::string movie = mFolder.File("out.mov");
+    ASSERT_EQ(
+        RunTool({"render", path, movie, "--codec", "libx264", "--crf", "0", "--pix-fmt", "yuv420p"}).exitCode,
+        0);
+    EXPECT_EQ(FrameSums(movie, "yuv420p"), SumsOf(SumsOfRender(path, {"--pix-fmt", "yuv420p"})));
+}
+
 TEST_F(Timeline, TheTimecodeOfTheDocumentCountsItsFrames)
 {
     const std::string path = Write(TimelineText(
