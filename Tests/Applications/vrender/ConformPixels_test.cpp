@@ -218,7 +218,8 @@ TEST(ConformPixels, RemovedFlickerIsAQuarterOfEachNeighbour)
         ASSERT_EQ(frames.size(), 4u);
         for (std::size_t n = 0; n < frames.size(); ++n)
         {
-            for (std::size_t y = 2; y < 14; ++y)
+            // Away from the ends: one field of the result is made of the other.
+            for (std::size_t y = 4; y < 12; ++y)
             {
                 EXPECT_EQ(frames[n][y].mMoment, static_cast<int>(2 * n) * kFieldStep + kFieldStep / 2);
                 EXPECT_EQ(frames[n][y].mLine, static_cast<int>(y) * kFieldStep);
