@@ -382,15 +382,15 @@ void RenderFrameQueue::Impl::EnterPrefetching(RequestStation& ioHeld, RequestSta
 
 void RenderFrameQueue::Impl::ProcessPendingRequests(bool inWasScheduled)
 {
+    MovePending(inWasScheduled, false);
+}
+
+void RenderFrameQueue::Impl::MovePending(bool inWasScheduled, bool inTakesNext)
+{
     if (inWasScheduled)
     {
         mPendingScheduled.store(0);
     }
-    MovePending(false);
-}
-
-void RenderFrameQueue::Impl::MovePending(bool inTakesNext)
-{
     FirstException errors;
     RequestStation held;
     TakeIncoming(held);
@@ -549,7 +549,7 @@ void RenderFrameQueue::Impl::RunWorkerPass(bool inLowPriority)
 {
     (inLowPriority ? mLowWorkerScheduled : mNormalWorkerScheduled).store(0);
     FirstException errors;
-    errors.Guard([this] { MovePending(true); });
+    errors.Guard([this] { MovePending(false, true); });
     errors.Guard(
         [this, inLowPriority]
         {

@@ -96,7 +96,7 @@ private:
                       void (Impl::*inPass)(bool), bool inArgument, std::uint32_t inDelayMilliseconds);
 
     // The two passes. inTakesNext: the caller takes a request as soon as it is back.
-    void MovePending(bool inTakesNext);
+    void MovePending(bool inWasScheduled, bool inTakesNext);
     void MovePrefetched(bool inTakesNext);
     void TakeIncoming(RequestStation& outHeld);
     void EnterPrefetching(RequestStation& ioHeld, RequestStation& outFailed, RequestStation& outCancelled);
