@@ -25,7 +25,7 @@ constexpr std::size_t kPixels = std::size_t{kWidth} * kHeight;
 
 constexpr int kDoubling = 1;
 constexpr int kInterpolation = 3;
-constexpr int kEdges = 4;
+constexpr int kFiltering = 4;
 
 struct Case
 {
@@ -132,7 +132,7 @@ BENCHMARK(Memcpy)->Unit(benchmark::kMillisecond);
 #define VR_EVERY_WAY(inCase) \
     VR_FIELDS(inCase, kDoubling); \
     VR_FIELDS(inCase, kInterpolation); \
-    VR_FIELDS(inCase, kEdges)
+    VR_FIELDS(inCase, kFiltering)
 
 VR_EVERY_WAY(k420Field);
 VR_EVERY_WAY(k422);

@@ -192,6 +192,39 @@ std::int32_t DeinterlaceInPlace(const Picture& ioPicture, bool inKeepsLower, ir:
     return kIR_Success;
 }
 
+std::int32_t DeinterlaceRows(const Picture& inSource, const Picture& inTarget, bool inKeepsLower,
+                             ir::FieldMethod inMethod)
+{
+    FieldPair pair;
+    TakeSource(inSource, inKeepsLower, pair);
+    pair.target = ir::FieldOf(inTarget, FieldNumber(!inKeepsLower));
+    pair.targetIsLower = !inKeepsLower;
+    pair.copy = ir::FieldOf(inTarget, FieldNumber(inKeepsLower));
+    ir::MakeOtherField(pair, inMethod);
+    return kIR_Success;
+}
+
+std::int32_t DeinterlaceInto(const Interlaced& inSource, const Interlaced& inTarget, bool inKeepsLower,
+                             std::int32_t inQuality)
+{
+    Picture source;
+    Picture target;
+    std::int32_t status = inSource.Whole(source);
+    status = status == kIR_Success ? inTarget.Whole(target) : status;
+    if (status != kIR_Success || ir::Overlap(source, target))
+    {
+        return status != kIR_Success ? status : kIR_BadArgument;
+    }
+    const ir::FieldMethod method = ir::FieldMethodFor(inQuality);
+    if (inSource.height > 1 && IsOneFormat(inSource.format, inTarget.format))
+    {
+        return DeinterlaceRows(source, target, inKeepsLower, method);
+    }
+    const std::int32_t field = inSource.height > 1 ? FieldNumber(inKeepsLower) : kIR_WholePicture;
+    status = ir::ScalePictures(source, field, target, field, inQuality);
+    return status != kIR_Success ? status : DeinterlaceInPlace(target, inKeepsLower, method);
+}
+
 template <typename Work>
 std::int32_t Guarded(Work inWork) noexcept
 {
@@ -222,6 +255,19 @@ extern "C"
                                                return DeinterlaceInPlace(picture, inKeepLower != 0,
                                                                          ir::FieldMethodFor(inQuality));
                                            });
+    }
+
+    int32_t IR_DeinterlaceInto(const void* inSource, int32_t inSourceRowBytes, uint32_t inSourceFormat,
+                               void* outTarget, int32_t inTargetRowBytes, uint32_t inTargetFormat,
+                               int32_t inWidth, int32_t inHeight, int32_t inKeepLower, int32_t inQuality)
+    {
+        return Guarded(
+            [&]
+            {
+                return DeinterlaceInto({inSource, inSourceRowBytes, inSourceFormat, inWidth, inHeight},
+                                       {outTarget, inTargetRowBytes, inTargetFormat, inWidth, inHeight},
+                                       inKeepLower != 0, inQuality);
+            });
     }
 
     int32_t IR_DeinterlaceCopy(const void* inSource, int32_t inSourceRowBytes, uint32_t inSourceFormat,

@@ -1,5 +1,6 @@
-#include "ReferenceHost/ImageRoutines/EdgeField.h"
+#include "ReferenceHost/ImageRoutines/FieldFilter.h"
 
+#include <algorithm>
 #include <cstring>
 
 #include "ReferenceHost/ImageRoutines/Rows422.h"
@@ -9,175 +10,138 @@ namespace ir
 namespace
 {
 
-// Two rows taken apart, four components each; what is selected of both; the costs of five slopes.
-constexpr std::size_t kSplitRows = 8;
-constexpr std::size_t kSelectedRows = 8;
-constexpr std::size_t kCostRows = 5;
-
-bool Is422(const Picture& inPicture)
+bool IsPacked422(const Picture& inPicture)
 {
     return inPicture.storage == Storage::kYUYV || inPicture.storage == Storage::kUYVY ||
            inPicture.storage == Storage::kV210;
 }
 
 template <typename T>
-void PadAs(T* ioRow, std::int32_t inWidth)
+T AlphaAt(const void* inRow, std::int32_t inX)
 {
-    for (std::size_t i = 0; i < kEdgePad; ++i)
+    T alpha;
+    std::memcpy(&alpha, static_cast<const T*>(inRow) + static_cast<std::ptrdiff_t>(inX) * 4 + 3, sizeof(T));
+    return alpha;
+}
+
+template <typename T>
+bool IsColumnOf(T inAlpha, const FilterTaps& inTaps, std::int32_t inX)
+{
+    return AlphaAt<T>(inTaps.outerAbove, inX) == inAlpha && AlphaAt<T>(inTaps.above, inX) == inAlpha &&
+           AlphaAt<T>(inTaps.below, inX) == inAlpha && AlphaAt<T>(inTaps.outerBelow, inX) == inAlpha;
+}
+
+// Pixels whose surroundings aren't of one alpha, from the row of means; the others stay.
+template <typename T>
+void TakeMeans(const FilterTaps& inTaps, std::int32_t inWidth, const unsigned char* inMeans,
+               unsigned char* ioRow)
+{
+    constexpr std::size_t kPixelBytes = 4 * sizeof(T);
+    T alpha = AlphaAt<T>(inTaps.above, 0);
+    std::int32_t columns = IsColumnOf(alpha, inTaps, 0) ? 2 : 0; // up to x that have one alpha
+    for (std::int32_t x = 0; x < inWidth; ++x)
     {
-        *(ioRow - 1 - i) = ioRow[0];
-        ioRow[static_cast<std::size_t>(inWidth) + i] = ioRow[inWidth - 1];
+        const std::int32_t next = std::min(x + 1, inWidth - 1);
+        const T nextAlpha = AlphaAt<T>(inTaps.above, next);
+        const bool continues = columns > 0 && nextAlpha == alpha;
+        columns = !IsColumnOf(nextAlpha, inTaps, next) ? 0 : continues ? columns + 1 : 1;
+        alpha = nextAlpha;
+        if (columns < 3)
+        {
+            const std::size_t at = static_cast<std::size_t>(x) * kPixelBytes;
+            std::memcpy(ioRow + at, inMeans + at, kPixelBytes);
+        }
     }
 }
 
-void Pad(Sample inSample, void* ioRow, std::int32_t inWidth)
+void TakeMeansAs(Sample inSample, const FilterTaps& inTaps, std::int32_t inWidth,
+                 const unsigned char* inMeans, unsigned char* ioRow)
 {
     switch (inSample)
     {
-    case Sample::kByte: return PadAs(static_cast<std::uint8_t*>(ioRow), inWidth);
-    case Sample::kWord: return PadAs(static_cast<std::uint16_t*>(ioRow), inWidth);
-    default: return PadAs(static_cast<float*>(ioRow), inWidth);
+    case Sample::kByte: return TakeMeans<std::uint8_t>(inTaps, inWidth, inMeans, ioRow);
+    case Sample::kWord: return TakeMeans<std::uint16_t>(inTaps, inWidth, inMeans, ioRow);
+    default: return TakeMeans<float>(inTaps, inWidth, inMeans, ioRow);
     }
 }
 
-ComponentRows RowsBehind(const ComponentRows& inRows, int inComponents)
-{
-    ComponentRows rows = {};
-    for (int i = inComponents; i < 4; ++i)
-    {
-        rows.c[i - inComponents] = inRows.c[i];
-    }
-    return rows;
 }
 
-}
-
-EdgeField::EdgeField(const Picture& inSource, int inPlane)
+FieldFilter::FieldFilter(const Picture& inSource, int inPlane)
     : mSource(inSource)
     , mPlane(inPlane)
+    , mLast((inPlane == 0 ? inSource.height : inSource.chromaRows) - 1)
+    , mIsPacked422(IsPacked422(inSource))
     , mSample(inSource.storage == Storage::kV210 ? Sample::kWord : inSource.sample)
-    , mKind(FieldRowKindOf(inSource))
-    , mGroups{{0, 4, inSource.width}, {}}
-    , mRows(kSplitRows + kSelectedRows + kCostRows,
-            static_cast<std::size_t>(inSource.width) + 2 * kEdgePad + 2)
-    , mJoined(2, static_cast<std::size_t>(RowBytesOf(inSource, inPlane)))
+    , mWork(kFilterWorkRows, static_cast<std::size_t>(inSource.width) * 4 + 2 * kFilterPad)
+    , mMeans(1, static_cast<std::size_t>(RowBytesOf(inSource, inPlane)))
+    , mRows(mIsPacked422 ? 3 * (kKept + 1) : 1, static_cast<std::size_t>(inSource.width) + kFilterPad)
 {
-    if (Is422(inSource))
+    for (std::size_t i = 0; mIsPacked422 && i < 3 * (kKept + 1); ++i)
     {
-        mGroups[0].count = 1;
-        mGroups[1] = {1, 2, inSource.ChromaWidth()};
-        mGroupCount = 2;
-    }
-    else if (inSource.storage == Storage::kPlanar)
-    {
-        mGroups[0] = {0, inPlane == 0 ? 1 : 2, inPlane == 0 ? inSource.width : inSource.ChromaWidth()};
-    }
-    mSplit[0].components = RowsFrom(0);
-    mSplit[1].components = RowsFrom(4);
-    mSelectedAbove = RowsFrom(kSplitRows);
-    mSelectedBelow = RowsFrom(kSplitRows + 4);
-    for (std::size_t i = 0; i < kCostRows; ++i)
-    {
-        mCosts[i] = mRows.Row(kSplitRows + kSelectedRows + i);
+        mSplit[i / 3].c[i % 3] = mRows.Row(i);
     }
 }
 
-// Each with room for the pad in front.
-ComponentRows EdgeField::RowsFrom(std::size_t inFirst) const
+FilterTaps FieldFilter::TapsAt(std::int32_t inAbove, std::int32_t inBelow) const
 {
-    ComponentRows rows;
-    for (std::size_t i = 0; i < 4; ++i)
-    {
-        rows.c[i] = mRows.Row(inFirst + i) + kEdgePad;
-    }
-    return rows;
+    return {mSource.Row(mPlane, std::max(inAbove - 1, 0)), mSource.Row(mPlane, inAbove),
+            mSource.Row(mPlane, inBelow), mSource.Row(mPlane, std::min(inBelow + 1, mLast))};
 }
 
-void EdgeField::SplitInto(std::int32_t inRow, const ComponentRows& outRows) const
+const ComponentRows& FieldFilter::Split(std::int32_t inRow)
 {
-    if (mSource.storage == Storage::kPacked4)
+    const std::size_t place = static_cast<std::size_t>(inRow) % kKept;
+    if (mKept[place] != inRow)
     {
-        SplitFourRow(mSample, mSource.Row(0, inRow), outRows, static_cast<std::size_t>(mSource.width));
+        Split422Row(mSource, mSource.Row(0, inRow), mSplit[place]);
+        mKept[place] = inRow;
     }
-    else if (Is422(mSource))
-    {
-        Split422Row(mSource, mSource.Row(0, inRow), outRows);
-    }
-    else
-    {
-        for (int i = 0; i < mGroups[0].count; ++i)
-        {
-            std::memcpy(outRows.c[i], mSource.Row(mPlane + i, inRow),
-                        static_cast<std::size_t>(RowBytesOf(mSource, mPlane + i)));
-        }
-    }
-    for (int group = 0; group < mGroupCount; ++group)
-    {
-        for (int i = 0; i < mGroups[group].count; ++i)
-        {
-            Pad(mSample, outRows.c[mGroups[group].first + i], mGroups[group].width);
-        }
-    }
+    return mSplit[place];
 }
 
-const ComponentRows& EdgeField::Split(std::int32_t inRow)
+void FieldFilter::Filter(const FilterTaps& inTaps, std::size_t inStep, std::size_t inCount, bool inIsChroma,
+                         void* outRow) const
 {
-    SplitRow& split = mSplit[inRow & 1];
-    if (split.row != inRow)
-    {
-        SplitInto(inRow, split.components);
-        split.row = inRow;
-    }
-    return split.components;
+    void* const work[kFilterWorkRows] = {mWork.Row(0), mWork.Row(1), mWork.Row(2)};
+    FilterRow({mSample, mSource.bits, inIsChroma, inStep, inCount}, inTaps, outRow, work);
 }
 
-void EdgeField::Select(const Group& inGroup, const ComponentRows& inAbove, const ComponentRows& inBelow)
+void FieldFilter::MakeSplitRow(std::int32_t inAbove, std::int32_t inBelow, unsigned char* outRow)
 {
-    SelectAlongEdges(mSample, static_cast<std::size_t>(inGroup.count), RowsBehind(inAbove, inGroup.first),
-                     RowsBehind(inBelow, inGroup.first), RowsBehind(mSelectedAbove, inGroup.first),
-                     RowsBehind(mSelectedBelow, inGroup.first), static_cast<std::size_t>(inGroup.width),
-                     mCosts);
-}
-
-void EdgeField::Finish(int inPlane, const void* inAbove, const void* inBelow, std::int32_t inRowAbove,
-                       std::int32_t inRowBelow, unsigned char* outRow) const
-{
-    const auto bytes = static_cast<std::size_t>(RowBytesOf(mSource, inPlane));
-    MeanRow(mKind, inAbove, inBelow, outRow, bytes);
-    HoldBetweenRows(mKind, mSource.Row(inPlane, inRowAbove), mSource.Row(inPlane, inRowBelow), outRow, bytes);
-}
-
-void EdgeField::MakeRow(std::int32_t inAbove, std::int32_t inBelow, const Picture& inTarget,
-                        std::int32_t inRow)
-{
+    const ComponentRows& outerAbove = Split(std::max(inAbove - 1, 0));
     const ComponentRows& above = Split(inAbove);
     const ComponentRows& below = Split(inBelow);
-    for (int group = 0; group < mGroupCount; ++group)
+    const ComponentRows& outerBelow = Split(std::min(inBelow + 1, mLast));
+    const ComponentRows& made = mSplit[kKept];
+    for (int i = 0; i < 3; ++i)
     {
-        Select(mGroups[group], above, below);
+        const std::int32_t width = i == 0 ? mSource.width : mSource.ChromaWidth();
+        Filter({outerAbove.c[i], above.c[i], below.c[i], outerBelow.c[i]}, 1, static_cast<std::size_t>(width),
+               i != 0, made.c[i]);
     }
-    if (mSource.storage == Storage::kPlanar)
+    Join422Row(mSource, made, outRow);
+}
+
+void FieldFilter::MakeRow(std::int32_t inAbove, std::int32_t inBelow, const Picture& inTarget,
+                          std::int32_t inRow)
+{
+    unsigned char* row = inTarget.Row(mPlane, inRow);
+    if (mIsPacked422)
     {
-        for (int i = 0; i < mGroups[0].count; ++i)
-        {
-            Finish(mPlane + i, mSelectedAbove.c[i], mSelectedBelow.c[i], inAbove, inBelow,
-                   inTarget.Row(mPlane + i, inRow));
-        }
+        MakeSplitRow(inAbove, inBelow, row);
         return;
     }
-    const ComponentRows* const selected[2] = {&mSelectedAbove, &mSelectedBelow};
-    for (std::size_t i = 0; i < 2; ++i)
+    const auto bytes = static_cast<std::size_t>(RowBytesOf(mSource, mPlane));
+    const FilterTaps taps = TapsAt(inAbove, inBelow);
+    const bool isPixels = mSource.storage == Storage::kPacked4;
+    const std::size_t sampleBytes = mSample == Sample::kByte ? 1 : mSample == Sample::kWord ? 2 : 4;
+    Filter(taps, isPixels ? 4 : 1, bytes / sampleBytes, mPlane != 0, row);
+    if (mSource.HasAlpha())
     {
-        if (Is422(mSource))
-        {
-            Join422Row(mSource, *selected[i], mJoined.Row(i));
-        }
-        else
-        {
-            JoinFourRow(mSample, *selected[i], mJoined.Row(i), static_cast<std::size_t>(mSource.width));
-        }
+        MeanRow(FieldRowKindOf(mSource), taps.above, taps.below, mMeans.Row(0), bytes);
+        TakeMeansAs(mSample, taps, mSource.width, mMeans.Row(0), row);
     }
-    Finish(0, mJoined.Row(0), mJoined.Row(1), inAbove, inBelow, inTarget.Row(0, inRow));
 }
 
 }

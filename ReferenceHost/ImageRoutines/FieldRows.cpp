@@ -340,68 +340,6 @@ void MakeSmoothRow(FieldRowKind inKind, const std::uint8_t* inAbove, const std::
     MakeAnyRow(inKind, Taps<3>{{inAbove, inHere, inBelow}}, outRow, inBytes);
 }
 
-// Of three rows the middle sample by value, kind by kind: above, what is held, below.
-struct PackedHold
-{
-    static std::size_t StretchBytes() { return PackedKind::StretchBytes(); }
-
-    HWY_INLINE void Make(const Taps<3>& inTaps, std::size_t inAt, std::uint8_t* outRow) const
-    {
-        const hn::RebindToSigned<Words> d; // samples are far from the sign, and signed ones compare faster
-        const WordVector mask = hn::Set(Words(), (1U << fields.bits) - 1);
-        const WordVector above = LoadWords(inTaps.row[0] + inAt);
-        const WordVector held = LoadWords(inTaps.row[1] + inAt);
-        const WordVector below = LoadWords(inTaps.row[2] + inAt);
-        WordVector result = hn::Zero(Words());
-        for (int i = 0; i < fields.count; ++i)
-        {
-            const int shift = i * fields.bits;
-            const auto a = hn::BitCast(d, hn::And(hn::ShiftRightSame(above, shift), mask));
-            const auto h = hn::BitCast(d, hn::And(hn::ShiftRightSame(held, shift), mask));
-            const auto b = hn::BitCast(d, hn::And(hn::ShiftRightSame(below, shift), mask));
-            const auto kept = hn::Min(hn::Max(h, hn::Min(a, b)), hn::Max(a, b));
-            result = hn::Or(result, hn::ShiftLeftSame(hn::BitCast(Words(), kept), shift));
-        }
-        StoreWords(result, outRow);
-    }
-
-    PackedFields fields;
-};
-
-struct FloatHold
-{
-    static std::size_t StretchBytes() { return FloatKind::StretchBytes(); }
-
-    // Comparisons, as Min and Max of something that is no number differ between instruction sets.
-    HWY_INLINE void Make(const Taps<3>& inTaps, std::size_t inAt, std::uint8_t* outRow) const
-    {
-        const FloatVector above = LoadFloats(inTaps.row[0] + inAt);
-        const FloatVector held = LoadFloats(inTaps.row[1] + inAt);
-        const FloatVector below = LoadFloats(inTaps.row[2] + inAt);
-        const auto isRising = hn::Lt(above, below);
-        const FloatVector least = hn::IfThenElse(isRising, above, below);
-        const FloatVector most = hn::IfThenElse(isRising, below, above);
-        const FloatVector raised = hn::IfThenElse(hn::Lt(held, least), least, held);
-        StoreFloats(hn::IfThenElse(hn::Lt(most, raised), most, raised), outRow);
-    }
-};
-
-void HoldRow(FieldRowKind inKind, const std::uint8_t* inAbove, const std::uint8_t* inBelow,
-             std::uint8_t* ioRow, std::size_t inBytes)
-{
-    const Taps<3> taps = {{inAbove, ioRow, inBelow}};
-    switch (inKind)
-    {
-    case FieldRowKind::kBytes:
-    case FieldRowKind::kStraightBytes: return MakeRow(PackedHold{kByteFields}, taps, ioRow, inBytes);
-    case FieldRowKind::kWords:
-    case FieldRowKind::kStraightWords: return MakeRow(PackedHold{kWordFields}, taps, ioRow, inBytes);
-    case FieldRowKind::kTenBits: return MakeRow(PackedHold{kTenBitFields}, taps, ioRow, inBytes);
-    case FieldRowKind::kFloats:
-    case FieldRowKind::kStraightFloats: return MakeRow(FloatHold(), taps, ioRow, inBytes);
-    }
-}
-
 const char* NameOfTarget()
 {
     return hwy::TargetName(HWY_TARGET);
@@ -421,7 +359,6 @@ namespace
 
 HWY_EXPORT(MakeMeanRow);
 HWY_EXPORT(MakeSmoothRow);
-HWY_EXPORT(HoldRow);
 HWY_EXPORT(NameOfTarget);
 
 const std::uint8_t* Bytes(const void* inRow)
@@ -458,13 +395,6 @@ void SmoothRow(FieldRowKind inKind, const void* inAbove, const void* inHere, con
 {
     HWY_DYNAMIC_DISPATCH(MakeSmoothRow)
     (inKind, Bytes(inAbove), Bytes(inHere), Bytes(inBelow), static_cast<std::uint8_t*>(outRow), inBytes);
-}
-
-void HoldBetweenRows(FieldRowKind inKind, const void* inAbove, const void* inBelow, void* ioRow,
-                     std::size_t inBytes)
-{
-    HWY_DYNAMIC_DISPATCH(HoldRow)
-    (inKind, Bytes(inAbove), Bytes(inBelow), static_cast<std::uint8_t*>(ioRow), inBytes);
 }
 
 const char* FieldRowsTarget()

@@ -54,37 +54,58 @@ void MeanRow(FieldRowKind inKind, const void* inAbove, const void* inBelow, void
 void SmoothRow(FieldRowKind inKind, const void* inAbove, const void* inHere, const void* inBelow,
                void* outRow, std::size_t inBytes);
 
-// Holds each sample (each component) between those of the two rows.
-void HoldBetweenRows(FieldRowKind inKind, const void* inAbove, const void* inBelow, void* ioRow,
-                     std::size_t inBytes);
+// Four neighbouring rows of a field, the row that is wanted lying in their middle.
+struct FilterTaps
+{
+    const void* outerAbove;
+    const void* above;
+    const void* below;
+    const void* outerBelow;
+};
 
-// Samples that lie together in a pixel, a row for each component. Each row has kEdgePad samples in front and
-// behind that repeat its first and last one, and a vector's room behind these.
-inline constexpr std::size_t kEdgePad = 8;
+// What lies in such rows: samples of inStep components, one after the other.
+struct FilterSamples
+{
+    Sample sample;
+    std::int32_t bits; // of an integer sample, 8 to 16
+    bool isChroma;
+    std::size_t step;
+    std::size_t count; // of all components
+};
+
+// Rows to work with: each of count + 2 kFilterPad four-byte numbers and a vector's room behind them.
+inline constexpr std::size_t kFilterWorkRows = 3;
+inline constexpr std::size_t kFilterPad = 8;
+
+// Disagreement, in steps of an eight-bit sample, from which on a row is smoothed, and how much more smooths it
+// wholly. Chroma disagrees more before it is worth while, as its samples lie further apart.
+struct FilterLimits
+{
+    std::int32_t first;
+    std::int32_t bitsOfRange;
+};
+inline constexpr FilterLimits kLumaLimits = {8, 4};
+inline constexpr FilterLimits kChromaLimits = {24, 7};
+
+// The row in the middle of four, as edges and noise allow. With the sum m of the two inner samples and its excess
+// c over the sum of the outer ones, (8 m + c) / 16 continues what is smooth. Where the inner rows disagree, at noise
+// and at edges, that oversteps: there (16 m + c) / 32, smoothed along the row by 1, 2, 1, comes closer. The sum of
+// the differences of the inner rows at the sample and its neighbours in the row tells how far to go from one to the
+// other. Beyond the sides the last sample is repeated.
+//
+// Integers: 16ths of a step are rounded at half, upwards, then codes likewise; they are held within their bits.
+void FilterRow(const FilterSamples& inSamples, const FilterTaps& inTaps, void* outRow,
+               void* const (&ioWork)[kFilterWorkRows]);
+
+// Components of packed pixels, a row for each.
 struct ComponentRows
 {
     void* c[4];
 };
 
-// The slope of an edge at each pixel, out of -2 to 2, and what lies on both ends of it: of inAbove the samples at
-// x + slope, of inBelow those at x - slope. The cost of a slope is the sum of the differences between the two, of
-// all components, at the pixel and its left and right neighbour; the single least cost wins, and 0 where there is
-// none. Costs of floats are summed in single precision: components first, (1 + 2) + (3 + 4), then the
-// neighbours, (left + right) + the pixel.
-//
-// inComponents: 1, 2 or 4. ioCosts are five rows of inWidth + 2 four-byte sums and, like the out rows, a vector's
-// room behind.
-void SelectAlongEdges(Sample inSample, std::size_t inComponents, const ComponentRows& inAbove,
-                      const ComponentRows& inBelow, const ComponentRows& outAbove,
-                      const ComponentRows& outBelow, std::size_t inWidth, void* const ioCosts[5]);
-
-// Four-component pixels to a row for each component, and back. Rows have a vector's room behind.
-void SplitFourRow(Sample inSample, const void* inPixels, const ComponentRows& outRows, std::size_t inWidth);
-void JoinFourRow(Sample inSample, const ComponentRows& inRows, void* outPixels, std::size_t inWidth);
-
 // The name of the instruction set that these kernels run on now, from inside of one of them.
 const char* FieldRowsTarget();
-const char* EdgeRowsTarget();
+const char* FilterRowsTarget();
 
 namespace reference
 {
@@ -93,11 +114,9 @@ void MeanRow(FieldRowKind inKind, const void* inAbove, const void* inBelow, void
              std::size_t inBytes);
 void SmoothRow(FieldRowKind inKind, const void* inAbove, const void* inHere, const void* inBelow,
                void* outRow, std::size_t inBytes);
-void HoldBetweenRows(FieldRowKind inKind, const void* inAbove, const void* inBelow, void* ioRow,
-                     std::size_t inBytes);
-void SelectAlongEdges(Sample inSample, std::size_t inComponents, const ComponentRows& inAbove,
-                      const ComponentRows& inBelow, const ComponentRows& outAbove,
-                      const ComponentRows& outBelow, std::size_t inWidth);
+// One sample of it, of the columns to the left, here and to the right; four rows each.
+double FilteredSample(const FilterSamples& inSamples, const double (&inColumns)[3][4]);
+void FilterRow(const FilterSamples& inSamples, const FilterTaps& inTaps, void* outRow);
 
 }
 

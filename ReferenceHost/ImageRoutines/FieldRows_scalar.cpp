@@ -126,56 +126,56 @@ void MakeRow(FieldRowKind inKind, const std::vector<Tap>& inTaps, void* outRow, 
     }
 }
 
-double Component(Sample inSample, const void* inRow, std::ptrdiff_t inX)
+double SampleAt(Sample inSample, const void* inRow, std::ptrdiff_t inIndex)
 {
-    return inSample == Sample::kByte   ? LoadAs<std::uint8_t>(inRow, inX)
-           : inSample == Sample::kWord ? LoadAs<std::uint16_t>(inRow, inX)
-                                       : static_cast<double>(LoadAs<float>(inRow, inX));
+    return inSample == Sample::kByte   ? LoadAs<std::uint8_t>(inRow, inIndex)
+           : inSample == Sample::kWord ? LoadAs<std::uint16_t>(inRow, inIndex)
+                                       : static_cast<double>(LoadAs<float>(inRow, inIndex));
 }
 
-// The sum over the components of how much the ends of a slope differ; in single precision, as told.
-float Difference(Sample inSample, std::size_t inComponents, const ComponentRows& inAbove,
-                 const ComponentRows& inBelow, std::ptrdiff_t inX, std::ptrdiff_t inSlope)
+double Excess(const double (&inColumn)[4])
 {
-    float parts[4] = {};
-    for (std::size_t i = 0; i < inComponents; ++i)
+    return inColumn[1] + inColumn[2] - inColumn[0] - inColumn[3];
+}
+
+// Both in sixteenths.
+double Sharp(const double (&inColumn)[4])
+{
+    return 8.0 * (inColumn[1] + inColumn[2]) + Excess(inColumn);
+}
+
+double Soft(const double (&inColumn)[4])
+{
+    return 8.0 * (inColumn[1] + inColumn[2]) + Excess(inColumn) / 2.0;
+}
+
+double ShareOfSoft(const FilterSamples& inSamples, const double (&inColumns)[3][4])
+{
+    const FilterLimits limits = inSamples.isChroma ? kChromaLimits : kLumaLimits;
+    const double range = std::ldexp(1.0, limits.bitsOfRange);
+    const bool isFloat = inSamples.sample == Sample::kFloat;
+    double sum = 0.0;
+    for (const auto& column : inColumns)
     {
-        parts[i] = std::fabs(static_cast<float>(Component(inSample, inAbove.c[i], inX + inSlope)) -
-                             static_cast<float>(Component(inSample, inBelow.c[i], inX - inSlope)));
+        sum += std::fabs(column[1] - column[2]);
     }
-    return (parts[0] + parts[1]) + (parts[2] + parts[3]);
+    const double steps = sum * (isFloat ? 255.0 : std::ldexp(1.0, 8 - inSamples.bits));
+    return std::clamp((isFloat ? steps : std::floor(steps)) - limits.first, 0.0, range) / range;
 }
 
-std::ptrdiff_t SlopeAt(Sample inSample, std::size_t inComponents, const ComponentRows& inAbove,
-                       const ComponentRows& inBelow, std::ptrdiff_t inX)
+}
+
+double FilteredSample(const FilterSamples& inSamples, const double (&inColumns)[3][4])
 {
-    float least = 0.0F;
-    std::ptrdiff_t slope = 0;
-    for (const std::ptrdiff_t candidate : {0, -1, 1, -2, 2})
+    const double sharp = Sharp(inColumns[1]);
+    const double soft = (Soft(inColumns[0]) + 2.0 * Soft(inColumns[1]) + Soft(inColumns[2])) / 4.0;
+    const double way = ShareOfSoft(inSamples, inColumns) * (soft - sharp);
+    if (inSamples.sample == Sample::kFloat)
     {
-        const auto at = [&](std::ptrdiff_t inPlace)
-        { return Difference(inSample, inComponents, inAbove, inBelow, inPlace, candidate); };
-        const float cost = (at(inX - 1) + at(inX + 1)) + at(inX);
-        if (candidate == 0 || cost < least)
-        {
-            least = cost;
-            slope = candidate;
-        }
-        else if (cost == least)
-        {
-            slope = 0;
-        }
+        return (sharp + way) / 16.0;
     }
-    return slope;
-}
-
-void CopySample(Sample inSample, const void* inRow, std::ptrdiff_t inFrom, void* outRow, std::ptrdiff_t inTo)
-{
-    const std::ptrdiff_t bytes = SampleBytes(inSample);
-    std::memcpy(static_cast<unsigned char*>(outRow) + inTo * bytes,
-                static_cast<const unsigned char*>(inRow) + inFrom * bytes, static_cast<std::size_t>(bytes));
-}
-
+    const double most = std::ldexp(1.0, inSamples.bits) - 1.0;
+    return std::clamp(std::floor((sharp + std::floor(way + 0.5) + 8.0) / 16.0), 0.0, most);
 }
 
 void MeanRow(FieldRowKind inKind, const void* inAbove, const void* inBelow, void* outRow, std::size_t inBytes)
@@ -189,28 +189,28 @@ void SmoothRow(FieldRowKind inKind, const void* inAbove, const void* inHere, con
     MakeRow(inKind, {{inAbove, 1.0}, {inHere, 2.0}, {inBelow, 1.0}}, outRow, inBytes);
 }
 
-void HoldBetweenRows(FieldRowKind inKind, const void* inAbove, const void* inBelow, void* ioRow,
-                     std::size_t inBytes)
+void FilterRow(const FilterSamples& inSamples, const FilterTaps& inTaps, void* outRow)
 {
-    const Samples samples = {inKind};
-    for (std::ptrdiff_t i = 0; i < samples.CountIn(inBytes); ++i)
+    const auto count = static_cast<std::ptrdiff_t>(inSamples.count);
+    const auto step = static_cast<std::ptrdiff_t>(inSamples.step);
+    const void* const rows[4] = {inTaps.outerAbove, inTaps.above, inTaps.below, inTaps.outerBelow};
+    for (std::ptrdiff_t i = 0; i < count; ++i)
     {
-        const auto [least, most] = std::minmax({samples.Load(inAbove, i), samples.Load(inBelow, i)});
-        samples.Store(std::clamp(samples.Load(ioRow, i), least, most), ioRow, i);
-    }
-}
-
-void SelectAlongEdges(Sample inSample, std::size_t inComponents, const ComponentRows& inAbove,
-                      const ComponentRows& inBelow, const ComponentRows& outAbove,
-                      const ComponentRows& outBelow, std::size_t inWidth)
-{
-    for (std::ptrdiff_t x = 0; x < static_cast<std::ptrdiff_t>(inWidth); ++x)
-    {
-        const std::ptrdiff_t slope = SlopeAt(inSample, inComponents, inAbove, inBelow, x);
-        for (std::size_t i = 0; i < inComponents; ++i)
+        const std::ptrdiff_t places[3] = {i < step ? i : i - step, i, i + step < count ? i + step : i};
+        double columns[3][4];
+        for (int column = 0; column < 3; ++column)
         {
-            CopySample(inSample, inAbove.c[i], x + slope, outAbove.c[i], x);
-            CopySample(inSample, inBelow.c[i], x - slope, outBelow.c[i], x);
+            for (int row = 0; row < 4; ++row)
+            {
+                columns[column][row] = SampleAt(inSamples.sample, rows[row], places[column]);
+            }
+        }
+        const double made = FilteredSample(inSamples, columns);
+        switch (inSamples.sample)
+        {
+        case Sample::kByte: StoreAs(static_cast<std::uint8_t>(made), outRow, i); break;
+        case Sample::kWord: StoreAs(static_cast<std::uint16_t>(made), outRow, i); break;
+        default: StoreAs(static_cast<float>(made), outRow, i); break;
         }
     }
 }

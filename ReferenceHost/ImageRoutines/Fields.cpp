@@ -5,7 +5,7 @@
 #include <optional>
 
 #include "IR/ImageRoutines.h"
-#include "ReferenceHost/ImageRoutines/EdgeField.h"
+#include "ReferenceHost/ImageRoutines/FieldFilter.h"
 #include "ReferenceHost/ImageRoutines/FieldRows.h"
 
 namespace ir
@@ -44,11 +44,16 @@ public:
         , mMethod(IsChroma(inPlane) && inPair.sharesChroma ? FieldMethod::kLineDoubling : inMethod)
         , mLastRow(RowsIn(inPair.source, inPlane) - 1)
     {
-        if (mMethod == FieldMethod::kEdgeDirected)
+        if (mMethod == FieldMethod::kFiltering)
         {
-            mEdges.emplace(inPair.source, inPlane);
+            for (int plane = mPlane; plane < EndPlane(); ++plane)
+            {
+                mFilters[plane - mPlane].emplace(inPair.source, plane);
+            }
         }
     }
+
+    void CopyKeptRow(std::int32_t inRow) const { CopyPlanes(inRow, mPair.copy, inRow); }
 
     void MakeRow(std::int32_t inRow)
     {
@@ -58,11 +63,11 @@ public:
         if (mMethod == FieldMethod::kLineDoubling || above == below)
         {
             // Rows of one number lie in one pair of rows of the frame.
-            CopyPlanes(std::min(inRow, mLastRow), inRow);
+            CopyPlanes(std::min(inRow, mLastRow), mPair.target, inRow);
         }
-        else if (mMethod == FieldMethod::kEdgeDirected)
+        else if (mMethod == FieldMethod::kFiltering)
         {
-            mEdges->MakeRow(above, below, mPair.target, inRow);
+            Filter(above, below, inRow);
         }
         else
         {
@@ -73,11 +78,19 @@ public:
 private:
     int EndPlane() const { return mPlane == 1 ? 3 : 1; }
 
-    void CopyPlanes(std::int32_t inFrom, std::int32_t inTo) const
+    void CopyPlanes(std::int32_t inFrom, const Picture& inTarget, std::int32_t inTo) const
     {
         for (int plane = mPlane; plane < EndPlane(); ++plane)
         {
-            CopyRow(mPair.source, inFrom, mPair.target, inTo, plane);
+            CopyRow(mPair.source, inFrom, inTarget, inTo, plane);
+        }
+    }
+
+    void Filter(std::int32_t inAbove, std::int32_t inBelow, std::int32_t inRow)
+    {
+        for (int plane = mPlane; plane < EndPlane(); ++plane)
+        {
+            mFilters[plane - mPlane]->MakeRow(inAbove, inBelow, mPair.target, inRow);
         }
     }
 
@@ -95,7 +108,7 @@ private:
     const int mPlane; // 0, or 1 for U and V
     const FieldMethod mMethod;
     const std::int32_t mLastRow;
-    std::optional<EdgeField> mEdges;
+    std::optional<FieldFilter> mFilters[2];
 };
 
 // A field that becomes the other one moves by a line, and its next chroma row is four lines away: where a chroma row
@@ -141,7 +154,7 @@ FieldMethod FieldMethodFor(std::int32_t inQuality) noexcept
 {
     return inQuality <= 1   ? FieldMethod::kLineDoubling
            : inQuality <= 3 ? FieldMethod::kLineInterpolation
-                            : FieldMethod::kEdgeDirected;
+                            : FieldMethod::kFiltering;
 }
 
 void MakeOtherField(const FieldPair& inPair, FieldMethod inMethod)
@@ -149,9 +162,19 @@ void MakeOtherField(const FieldPair& inPair, FieldMethod inMethod)
     for (int plane = 0; plane < (inPair.source.storage == Storage::kPlanar ? 2 : 1); ++plane)
     {
         PlaneMaker maker(inPair, plane, inMethod);
-        for (std::int32_t row = 0; row < RowsIn(inPair.target, plane); ++row)
+        // Row by row of both, while what is read is near.
+        const std::int32_t rows = RowsIn(inPair.target, plane);
+        const std::int32_t copied = inPair.copy.planes[0] != nullptr ? RowsIn(inPair.copy, plane) : 0;
+        for (std::int32_t row = 0; row < std::max(rows, copied); ++row)
         {
-            maker.MakeRow(row);
+            if (row < copied)
+            {
+                maker.CopyKeptRow(row);
+            }
+            if (row < rows)
+            {
+                maker.MakeRow(row);
+            }
         }
     }
 }

@@ -14,7 +14,7 @@ enum class FieldMethod : std::uint8_t
 {
     kLineDoubling,
     kLineInterpolation,
-    kEdgeDirected
+    kFiltering
 };
 
 // By the quality of deinterlacing, as IR_Deinterlace tells.
@@ -33,6 +33,7 @@ struct FieldPair
     Picture target;
     bool targetIsLower = false;
     bool sharesChroma = false; // chroma rows that don't belong to the fields are copied
+    Picture copy = {};         // where the source's rows are wanted as well; no planes if nowhere
 };
 
 // Both of one format. Rows of the target that are the source's own stay.

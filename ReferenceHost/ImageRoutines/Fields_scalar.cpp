@@ -2,6 +2,7 @@
 #include <cmath>
 #include <vector>
 
+#include "ReferenceHost/ImageRoutines/FieldRows.h"
 #include "ReferenceHost/ImageRoutines/Fields.h"
 #include "ReferenceHost/ImageRoutines/ReferenceSamples.h"
 
@@ -47,14 +48,14 @@ public:
     {
         return IsChroma(inComponent) ? mPicture.chromaRows : mPicture.height;
     }
-    // Those that decide on an edge together.
-    std::vector<int> Companions(int inComponent) const
+    // Whether two pixels have the same alpha, or none.
+    bool IsOfAlpha(std::int32_t inX, std::int32_t inRow, std::int32_t inOtherX, std::int32_t inOtherRow) const
     {
-        if (mPicture.storage == Storage::kPacked4)
-        {
-            return {2, 1, 0, 3}; // as they lie in memory, since sums of floats have an order
-        }
-        return inComponent == 0 ? std::vector<int>{0} : std::vector<int>{1, 2};
+        return !mPicture.HasAlpha() || Load(3, inX, inRow) == Load(3, inOtherX, inOtherRow);
+    }
+    FilterSamples SamplesOf(int inComponent) const
+    {
+        return {mPicture.sample, mPicture.bits, IsChroma(inComponent), 1, 0};
     }
     std::vector<int> Components() const
     {
@@ -95,57 +96,32 @@ double Mean(const Codes& inCodes, int inComponent, const std::vector<Place>& inP
     return isPlain ? plainSum / plainWeights : sum / weights;
 }
 
-float Cost(const Codes& inCodes, int inComponent, std::int32_t inX, std::int32_t inAbove,
-           std::int32_t inBelow, std::int32_t inSlope)
+// A row of the field that stays, or the nearest there is.
+std::int32_t KeptRow(std::int32_t inRow, std::int32_t inNearest, std::int32_t inRows)
 {
-    const std::vector<int> companions = inCodes.Companions(inComponent);
+    return inRow < 0 || inRow >= inRows ? inNearest : inRow;
+}
+
+double Filtered(const Codes& inCodes, int inComponent, std::int32_t inX, std::int32_t inAbove,
+                std::int32_t inBelow)
+{
+    const std::int32_t height = inCodes.Rows(inComponent);
+    const std::int32_t rows[4] = {KeptRow(inAbove - 2, inAbove, height), inAbove, inBelow,
+                                  KeptRow(inBelow + 2, inBelow, height)};
     const std::int32_t last = inCodes.Width(inComponent) - 1;
-    float differences[3];
-    for (std::int32_t neighbour = -1; neighbour <= 1; ++neighbour)
+    double columns[3][4];
+    bool isOfOneAlpha = true;
+    for (std::int32_t column = 0; column < 3; ++column)
     {
-        float parts[4] = {};
-        for (std::size_t i = 0; i < companions.size(); ++i)
+        for (std::int32_t row = 0; row < 4; ++row)
         {
-            const std::int32_t x = inX + neighbour;
-            const auto above =
-                static_cast<float>(inCodes.Load(companions[i], std::clamp(x + inSlope, 0, last), inAbove));
-            const auto below =
-                static_cast<float>(inCodes.Load(companions[i], std::clamp(x - inSlope, 0, last), inBelow));
-            parts[i] = std::fabs(above - below);
+            const std::int32_t x = std::clamp(inX + column - 1, 0, last);
+            columns[column][row] = inCodes.Load(inComponent, x, rows[row]);
+            isOfOneAlpha = isOfOneAlpha && inCodes.IsOfAlpha(x, rows[row], inX, inAbove);
         }
-        differences[neighbour + 1] = (parts[0] + parts[1]) + (parts[2] + parts[3]);
     }
-    return (differences[0] + differences[2]) + differences[1];
-}
-
-std::int32_t Slope(const Codes& inCodes, int inComponent, std::int32_t inX, std::int32_t inAbove,
-                   std::int32_t inBelow)
-{
-    std::int32_t winner = 0;
-    int winners = 1;
-    float least = Cost(inCodes, inComponent, inX, inAbove, inBelow, 0);
-    for (const std::int32_t slope : {-2, -1, 1, 2})
-    {
-        const float cost = Cost(inCodes, inComponent, inX, inAbove, inBelow, slope);
-        winners = cost < least ? 1 : winners + (cost == least ? 1 : 0);
-        winner = cost < least ? slope : winner;
-        least = std::min(cost, least);
-    }
-    return winners == 1 ? winner : 0;
-}
-
-double AlongEdge(const Codes& inCodes, int inComponent, std::int32_t inX, std::int32_t inAbove,
-                 std::int32_t inBelow)
-{
-    const std::int32_t last = inCodes.Width(inComponent) - 1;
-    const std::int32_t slope = Slope(inCodes, inComponent, inX, inAbove, inBelow);
-    double mean = Mean(
-        inCodes, inComponent,
-        {{std::clamp(inX + slope, 0, last), inAbove, 1.0}, {std::clamp(inX - slope, 0, last), inBelow, 1.0}});
-    mean = inCodes.IsFloat() ? mean : std::floor(mean + 0.5);
-    const auto [least, most] =
-        std::minmax({inCodes.Load(inComponent, inX, inAbove), inCodes.Load(inComponent, inX, inBelow)});
-    return std::clamp(mean, least, most);
+    return isOfOneAlpha ? FilteredSample(inCodes.SamplesOf(inComponent), columns)
+                        : Mean(inCodes, inComponent, {{inX, inAbove, 1.0}, {inX, inBelow, 1.0}});
 }
 
 // The kept rows next to a row, both the same where there is but one.
@@ -172,7 +148,9 @@ double NewCode(const Codes& inCodes, int inComponent, std::int32_t inX, std::int
     case FieldMethod::kLineDoubling: return inCodes.Load(inComponent, inX, rowOfPair);
     case FieldMethod::kLineInterpolation:
         return Mean(inCodes, inComponent, {{inX, above, 1.0}, {inX, below, 1.0}});
-    default: return AlongEdge(inCodes, inComponent, inX, above, below);
+    default:
+        return above == below ? inCodes.Load(inComponent, inX, above)
+                              : Filtered(inCodes, inComponent, inX, above, below);
     }
 }
 

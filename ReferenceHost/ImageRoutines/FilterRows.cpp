@@ -1,7 +1,10 @@
 #include "ReferenceHost/ImageRoutines/FieldRows.h"
 
+#include <algorithm>
+#include <cstring>
+
 #undef HWY_TARGET_INCLUDE
-#define HWY_TARGET_INCLUDE "ReferenceHost/ImageRoutines/EdgeRows.cpp"
+#define HWY_TARGET_INCLUDE "ReferenceHost/ImageRoutines/FilterRows.cpp"
 #include "hwy/foreach_target.h"
 #include "hwy/highway.h"
 
@@ -15,250 +18,240 @@ namespace
 
 namespace hn = hwy::HWY_NAMESPACE;
 
-// Samples are compared in signed numbers that hold the cost of a whole pixel: 12 differences at most.
-template <typename T>
-struct CostOf;
-template <>
-struct CostOf<std::uint8_t>
-{
-    using Type = std::int16_t;
-};
-template <>
-struct CostOf<std::uint16_t>
-{
-    using Type = std::int32_t;
-};
-template <>
-struct CostOf<float>
-{
-    using Type = float;
-};
+constexpr std::size_t kTaps = 4;
+constexpr std::size_t kMostVectorBytes = sizeof(float) * hn::MaxLanes(hn::ScalableTag<float>());
 
-template <typename T>
-struct Lanes
+// Bytes in 16-bit numbers, which hold eight sums of two rows and their excess with room for the sign; the way is a
+// product of fixed point.
+template <bool kIsChroma>
+struct ByteMath
 {
-    using Cost = typename CostOf<T>::Type;
-    using D = hn::ScalableTag<Cost>;
+    static constexpr FilterLimits kLimits = kIsChroma ? kChromaLimits : kLumaLimits;
+    using Sample = std::uint8_t;
+    using Number = std::int16_t;
+    using D = hn::ScalableTag<Number>;
     using Vector = hn::Vec<D>;
 
-    static HWY_INLINE Vector Load(const T* inSamples)
-    {
-        if constexpr (std::is_same_v<T, Cost>)
-        {
-            return hn::LoadU(D(), inSamples);
-        }
-        else
-        {
-            return hn::PromoteTo(D(), hn::LoadU(hn::Rebind<T, D>(), inSamples));
-        }
-    }
+    explicit ByteMath(std::int32_t) {}
 
-    static HWY_INLINE void Store(Vector inValues, T* outSamples)
+    static HWY_INLINE Vector Load(const Sample* inSamples)
     {
-        if constexpr (std::is_same_v<T, Cost>)
-        {
-            hn::StoreU(inValues, D(), outSamples);
-        }
-        else
-        {
-            const hn::Rebind<T, D> narrow;
-            hn::StoreU(hn::DemoteTo(narrow, inValues), narrow, outSamples);
-        }
+        return hn::PromoteTo(D(), hn::LoadU(hn::Rebind<Sample, D>(), inSamples));
+    }
+    static HWY_INLINE Vector Times16(Vector inValues) { return hn::ShiftLeft<4>(inValues); }
+    static HWY_INLINE Vector Half(Vector inValues) { return hn::ShiftRight<1>(inValues); }
+    HWY_INLINE Vector Share(Vector inDifferences) const
+    {
+        const Vector above = hn::Sub(inDifferences, hn::Set(D(), kLimits.first));
+        return hn::Min(hn::Max(above, hn::Zero(D())), hn::Set(D(), 1 << kLimits.bitsOfRange));
+    }
+    static HWY_INLINE Vector Way(Vector inEighths, Vector inShare)
+    {
+        return hn::MulFixedPoint15(inEighths, hn::ShiftLeft<12 - kLimits.bitsOfRange>(inShare));
+    }
+    HWY_INLINE void Store(Vector inSixteenths, Sample* outSamples) const
+    {
+        const hn::Rebind<Sample, D> narrow;
+        const Vector codes = hn::ShiftRight<4>(hn::Add(inSixteenths, hn::Set(D(), 8)));
+        hn::StoreU(hn::DemoteTo(narrow, codes), narrow, outSamples);
     }
 };
 
-template <typename T>
-struct SampleRows
+template <bool kIsChroma>
+struct WordMath
 {
-    explicit SampleRows(const ComponentRows& inRows)
+    static constexpr FilterLimits kLimits = kIsChroma ? kChromaLimits : kLumaLimits;
+    using Sample = std::uint16_t;
+    using Number = std::int32_t;
+    using D = hn::ScalableTag<Number>;
+    using Vector = hn::Vec<D>;
+
+    explicit WordMath(std::int32_t inBits) : shift(inBits - 8), most((1 << inBits) - 1) {}
+
+    static HWY_INLINE Vector Load(const Sample* inSamples)
     {
-        for (int i = 0; i < 4; ++i)
-        {
-            c[i] = static_cast<T*>(inRows.c[i]);
-        }
+        return hn::PromoteTo(D(), hn::LoadU(hn::Rebind<Sample, D>(), inSamples));
     }
-    T* c[4];
+    static HWY_INLINE Vector Times16(Vector inValues) { return hn::ShiftLeft<4>(inValues); }
+    static HWY_INLINE Vector Half(Vector inValues) { return hn::ShiftRight<1>(inValues); }
+    HWY_INLINE Vector Share(Vector inDifferences) const
+    {
+        const Vector steps = hn::ShiftRightSame(inDifferences, shift);
+        const Vector above = hn::Sub(steps, hn::Set(D(), kLimits.first));
+        return hn::Min(hn::Max(above, hn::Zero(D())), hn::Set(D(), 1 << kLimits.bitsOfRange));
+    }
+    static HWY_INLINE Vector Way(Vector inEighths, Vector inShare)
+    {
+        constexpr int kBits = kLimits.bitsOfRange + 3;
+        const Vector product = hn::Mul(inEighths, inShare);
+        return hn::ShiftRight<kBits>(hn::Add(product, hn::Set(D(), 1 << (kBits - 1))));
+    }
+    HWY_INLINE void Store(Vector inSixteenths, Sample* outSamples) const
+    {
+        const hn::Rebind<Sample, D> narrow;
+        const Vector codes = hn::ShiftRight<4>(hn::Add(inSixteenths, hn::Set(D(), 8)));
+        const Vector held = hn::Min(hn::Max(codes, hn::Zero(D())), hn::Set(D(), most));
+        hn::StoreU(hn::DemoteTo(narrow, held), narrow, outSamples);
+    }
+
+    int shift;
+    Number most;
 };
 
-// The nearest slopes first; a further one has to be better than all of them.
-constexpr std::ptrdiff_t kSlopes[] = {0, -1, 1, -2, 2};
-
-template <typename T, int kComponents>
-HWY_INLINE hn::Vec<typename Lanes<T>::D> Differences(const SampleRows<T>& inAbove,
-                                                     const SampleRows<T>& inBelow, std::ptrdiff_t inX,
-                                                     std::ptrdiff_t inSlope)
+template <bool kIsChroma>
+struct FloatMath
 {
-    const auto part = [&](int inComponent)
+    static constexpr FilterLimits kLimits = kIsChroma ? kChromaLimits : kLumaLimits;
+    using Sample = float;
+    using Number = float;
+    using D = hn::ScalableTag<Number>;
+    using Vector = hn::Vec<D>;
+
+    explicit FloatMath(std::int32_t) {}
+
+    static HWY_INLINE Vector Load(const Sample* inSamples) { return hn::LoadU(D(), inSamples); }
+    static HWY_INLINE Vector Times16(Vector inValues) { return hn::Mul(inValues, hn::Set(D(), 16.0F)); }
+    static HWY_INLINE Vector Half(Vector inValues) { return hn::Mul(inValues, hn::Set(D(), 0.5F)); }
+    // Comparisons, as Min and Max of something that is no number differ between instruction sets.
+    HWY_INLINE Vector Share(Vector inDifferences) const
     {
-        return hn::Abs(hn::Sub(Lanes<T>::Load(inAbove.c[inComponent] + inX + inSlope),
-                               Lanes<T>::Load(inBelow.c[inComponent] + inX - inSlope)));
-    };
-    if constexpr (kComponents == 1)
-    {
-        return part(0);
+        constexpr float kRange = 1 << kLimits.bitsOfRange;
+        const Vector steps = hn::Mul(inDifferences, hn::Set(D(), 255.0F));
+        const Vector above = hn::Mul(hn::Sub(steps, hn::Set(D(), static_cast<float>(kLimits.first))),
+                                     hn::Set(D(), 1.0F / kRange));
+        const Vector positive = hn::IfThenElse(hn::Lt(above, hn::Zero(D())), hn::Zero(D()), above);
+        return hn::IfThenElse(hn::Lt(hn::Set(D(), 1.0F), positive), hn::Set(D(), 1.0F), positive);
     }
-    else if constexpr (kComponents == 2)
+    static HWY_INLINE Vector Way(Vector inEighths, Vector inShare)
     {
-        return hn::Add(part(0), part(1));
+        return hn::Mul(hn::Mul(inEighths, hn::Set(D(), 0.125F)), inShare);
     }
-    else
+    HWY_INLINE void Store(Vector inSixteenths, Sample* outSamples) const
     {
-        return hn::Add(hn::Add(part(0), part(1)), hn::Add(part(2), part(3)));
+        hn::StoreU(hn::Mul(inSixteenths, hn::Set(D(), 0.0625F)), D(), outSamples);
     }
+};
+
+// What a row's columns come to, with kFilterPad numbers of room in front.
+template <class Math>
+struct Columns
+{
+    explicit Columns(void* const (&inWork)[kFilterWorkRows])
+        : soft(static_cast<typename Math::Number*>(inWork[0]) + kFilterPad)
+        , differences(static_cast<typename Math::Number*>(inWork[1]) + kFilterPad)
+        , excess(static_cast<typename Math::Number*>(inWork[2]) + kFilterPad)
+    {
+    }
+
+    typename Math::Number* soft; // in 32nds: 16 sums of the inner samples and their excess
+    typename Math::Number* differences;
+    typename Math::Number* excess;
+};
+
+template <class Math>
+HWY_INLINE void SumColumns(const typename Math::Sample* const (&inTaps)[kTaps], std::size_t inFrom,
+                           const Columns<Math>& outColumns, std::size_t inTo)
+{
+    const typename Math::D d;
+    const auto above = Math::Load(inTaps[1] + inFrom);
+    const auto below = Math::Load(inTaps[2] + inFrom);
+    const auto outer = hn::Add(Math::Load(inTaps[0] + inFrom), Math::Load(inTaps[3] + inFrom));
+    const auto sum = hn::Add(above, below);
+    const auto excess = hn::Sub(sum, outer);
+    hn::StoreU(hn::Add(Math::Times16(sum), excess), d, outColumns.soft + inTo);
+    hn::StoreU(hn::Abs(hn::Sub(above, below)), d, outColumns.differences + inTo);
+    hn::StoreU(excess, d, outColumns.excess + inTo);
 }
 
-// Rows of differences of single pixels, from the one left of the row to the one right of it.
-template <typename T, int kComponents>
-void FillDifferences(const SampleRows<T>& inAbove, const SampleRows<T>& inBelow, std::size_t inWidth,
-                     typename Lanes<T>::Cost* const (&outRows)[5])
+// The last of them through copies, as nothing behind the rows may be read.
+template <class Math>
+HWY_NOINLINE void SumLastColumns(const typename Math::Sample* const (&inTaps)[kTaps], std::size_t inFrom,
+                                 std::size_t inCount, const Columns<Math>& outColumns)
 {
-    const typename Lanes<T>::D d;
-    for (std::size_t i = 0; i < inWidth + 2; i += hn::Lanes(d))
+    alignas(64) typename Math::Sample rows[kTaps][kMostVectorBytes] = {};
+    const typename Math::Sample* taps[kTaps];
+    for (std::size_t i = 0; i < kTaps; ++i)
     {
-        const auto x = static_cast<std::ptrdiff_t>(i) - 1;
-        for (int slope = 0; slope < 5; ++slope)
-        {
-            hn::StoreU(Differences<T, kComponents>(inAbove, inBelow, x, kSlopes[slope]), d,
-                       outRows[slope] + i);
-        }
+        std::memcpy(rows[i], inTaps[i] + inFrom, inCount * sizeof(typename Math::Sample));
+        taps[i] = rows[i];
     }
-}
-
-// The winning slope of each pixel as a number.
-template <typename T>
-HWY_INLINE hn::Vec<typename Lanes<T>::D> WinningSlopes(typename Lanes<T>::Cost* const (&inDifferences)[5],
-                                                       std::size_t inX)
-{
-    using Cost = typename Lanes<T>::Cost;
-    const typename Lanes<T>::D d;
-    const auto cost = [&](int inSlope)
-    {
-        const Cost* at = inDifferences[inSlope] + inX;
-        return hn::Add(hn::Add(hn::LoadU(d, at), hn::LoadU(d, at + 2)), hn::LoadU(d, at + 1));
-    };
-    auto least = cost(0);
-    auto winner = hn::Zero(d);
-    for (int slope = 1; slope < 5; ++slope)
-    {
-        const auto own = cost(slope);
-        const auto unlessTied = hn::IfThenElse(hn::Eq(own, least), hn::Zero(d), winner);
-        const auto isBetter = hn::Lt(own, least);
-        winner = hn::IfThenElse(isBetter, hn::Set(d, static_cast<Cost>(kSlopes[slope])), unlessTied);
-        least = hn::IfThenElse(isBetter, own, least);
-    }
-    return winner;
-}
-
-template <typename T>
-HWY_INLINE void SelectSamples(const T* inRow, std::ptrdiff_t inSign, hn::Vec<typename Lanes<T>::D> inWinner,
-                              T* outRow)
-{
-    const typename Lanes<T>::D d;
-    auto selected = Lanes<T>::Load(inRow);
-    for (int slope = 1; slope < 5; ++slope)
-    {
-        const auto wins = hn::Eq(inWinner, hn::Set(d, static_cast<typename Lanes<T>::Cost>(kSlopes[slope])));
-        selected = hn::IfThenElse(wins, Lanes<T>::Load(inRow + inSign * kSlopes[slope]), selected);
-    }
-    Lanes<T>::Store(selected, outRow);
-}
-
-template <typename T, int kComponents>
-void Select(const ComponentRows& inAbove, const ComponentRows& inBelow, const ComponentRows& outAbove,
-            const ComponentRows& outBelow, std::size_t inWidth, void* const* ioCosts)
-{
-    const SampleRows<T> above(inAbove);
-    const SampleRows<T> below(inBelow);
-    const SampleRows<T> selectedAbove(outAbove);
-    const SampleRows<T> selectedBelow(outBelow);
-    typename Lanes<T>::Cost* differences[5];
-    for (int slope = 0; slope < 5; ++slope)
-    {
-        differences[slope] = static_cast<typename Lanes<T>::Cost*>(ioCosts[slope]);
-    }
-    FillDifferences<T, kComponents>(above, below, inWidth, differences);
-    for (std::size_t x = 0; x < inWidth; x += hn::Lanes(typename Lanes<T>::D()))
-    {
-        const auto winner = WinningSlopes<T>(differences, x);
-        for (int i = 0; i < kComponents; ++i)
-        {
-            SelectSamples(above.c[i] + x, 1, winner, selectedAbove.c[i] + x);
-            SelectSamples(below.c[i] + x, -1, winner, selectedBelow.c[i] + x);
-        }
-    }
-}
-
-void SelectRow(Sample inSample, std::size_t inComponents, const ComponentRows& inAbove,
-               const ComponentRows& inBelow, const ComponentRows& outAbove, const ComponentRows& outBelow,
-               std::size_t inWidth, void* const* ioCosts)
-{
-    using Function = decltype(&Select<float, 1>);
-    static constexpr Function kFunctions[3][3] = {
-        {Select<std::uint8_t, 1>, Select<std::uint8_t, 2>, Select<std::uint8_t, 4>},
-        {Select<std::uint16_t, 1>, Select<std::uint16_t, 2>, Select<std::uint16_t, 4>},
-        {Select<float, 1>, Select<float, 2>, Select<float, 4>}};
-    kFunctions[static_cast<int>(inSample)][inComponents / 2](inAbove, inBelow, outAbove, outBelow, inWidth,
-                                                             ioCosts);
+    SumColumns<Math>(taps, 0, outColumns, inFrom);
 }
 
 template <typename T>
-void Split(const void* inPixels, const ComponentRows& outRows, std::size_t inWidth)
+void PadRow(T* ioRow, std::size_t inStep, std::size_t inCount)
 {
-    const hn::ScalableTag<T> d;
-    const SampleRows<T> rows(outRows);
-    const T* pixels = static_cast<const T*>(inPixels);
-    std::size_t x = 0;
-    for (; x + hn::Lanes(d) <= inWidth; x += hn::Lanes(d))
+    for (std::size_t i = 0; i < inStep; ++i)
     {
-        hn::Vec<decltype(d)> part[4];
-        hn::LoadInterleaved4(d, pixels + x * 4, part[0], part[1], part[2], part[3]);
-        for (int i = 0; i < 4; ++i)
-        {
-            hn::StoreU(part[i], d, rows.c[i] + x);
-        }
-    }
-    for (; x < inWidth; ++x)
-    {
-        for (std::size_t i = 0; i < 4; ++i)
-        {
-            hwy::CopyBytes<sizeof(T)>(pixels + x * 4 + i, rows.c[i] + x);
-        }
+        *(ioRow - inStep + i) = ioRow[i];
+        ioRow[inCount + i] = ioRow[inCount - inStep + i];
     }
 }
 
-template <typename T>
-void Join(const ComponentRows& inRows, void* outPixels, std::size_t inWidth)
+template <class Math>
+HWY_INLINE void MakeSamples(const Math& inMath, const Columns<Math>& inColumns, std::size_t inStep,
+                            std::size_t inAt, typename Math::Sample* outSamples)
 {
-    const hn::ScalableTag<T> d;
-    const SampleRows<T> rows(inRows);
-    T* pixels = static_cast<T*>(outPixels);
-    std::size_t x = 0;
-    for (; x + hn::Lanes(d) <= inWidth; x += hn::Lanes(d))
+    const typename Math::D d;
+    const auto* soft = inColumns.soft + inAt;
+    const auto* differences = inColumns.differences + inAt;
+    const auto here = hn::LoadU(d, soft);
+    const auto excess = hn::LoadU(d, inColumns.excess + inAt);
+    const auto sides = hn::Add(hn::LoadU(d, soft - inStep), hn::LoadU(d, soft + inStep));
+    const auto across = hn::Add(hn::Add(hn::LoadU(d, differences - inStep), hn::LoadU(d, differences)),
+                                hn::LoadU(d, differences + inStep));
+    // Four of what is smoothed less four of what is not, each in 32nds.
+    const auto bend = hn::Sub(hn::Sub(sides, here), here);
+    const auto twice = hn::Add(excess, excess);
+    const auto eighths = hn::Sub(bend, hn::Add(twice, twice));
+    const auto sharp = Math::Half(hn::Add(here, excess));
+    inMath.Store(hn::Add(sharp, Math::Way(eighths, inMath.Share(across))), outSamples);
+}
+
+template <class Math>
+void MakeRow(const FilterSamples& inSamples, const FilterTaps& inTaps, void* outRow,
+             void* const (&ioWork)[kFilterWorkRows])
+{
+    using Sample = typename Math::Sample;
+    const Sample* const taps[kTaps] = {
+        static_cast<const Sample*>(inTaps.outerAbove), static_cast<const Sample*>(inTaps.above),
+        static_cast<const Sample*>(inTaps.below), static_cast<const Sample*>(inTaps.outerBelow)};
+    const Math math(inSamples.bits);
+    const Columns<Math> columns(ioWork);
+    const std::size_t lanes = hn::Lanes(typename Math::D());
+    const std::size_t whole = inSamples.count / lanes * lanes;
+    for (std::size_t at = 0; at < whole; at += lanes)
     {
-        hn::StoreInterleaved4(hn::LoadU(d, rows.c[0] + x), hn::LoadU(d, rows.c[1] + x),
-                              hn::LoadU(d, rows.c[2] + x), hn::LoadU(d, rows.c[3] + x), d, pixels + x * 4);
+        SumColumns<Math>(taps, at, columns, at);
     }
-    for (; x < inWidth; ++x)
+    if (whole < inSamples.count)
     {
-        for (std::size_t i = 0; i < 4; ++i)
-        {
-            hwy::CopyBytes<sizeof(T)>(rows.c[i] + x, pixels + x * 4 + i);
-        }
+        SumLastColumns<Math>(taps, whole, inSamples.count - whole, columns);
+    }
+    PadRow(columns.soft, inSamples.step, inSamples.count);
+    PadRow(columns.differences, inSamples.step, inSamples.count);
+    auto* row = static_cast<Sample*>(outRow);
+    for (std::size_t at = 0; at < whole; at += lanes)
+    {
+        MakeSamples(math, columns, inSamples.step, at, row + at);
+    }
+    if (whole < inSamples.count)
+    {
+        alignas(64) Sample made[kMostVectorBytes];
+        MakeSamples(math, columns, inSamples.step, whole, made);
+        std::memcpy(row + whole, made, (inSamples.count - whole) * sizeof(Sample));
     }
 }
 
-void SplitRow(Sample inSample, const void* inPixels, const ComponentRows& outRows, std::size_t inWidth)
+void MakeFilteredRow(const FilterSamples& inSamples, const FilterTaps& inTaps, void* outRow,
+                     void* const (&ioWork)[kFilterWorkRows])
 {
-    static constexpr decltype(&Split<float>) kFunctions[] = {Split<std::uint8_t>, Split<std::uint16_t>,
-                                                             Split<float>};
-    kFunctions[static_cast<int>(inSample)](inPixels, outRows, inWidth);
-}
-
-void JoinRow(Sample inSample, const ComponentRows& inRows, void* outPixels, std::size_t inWidth)
-{
-    static constexpr decltype(&Join<float>) kFunctions[] = {Join<std::uint8_t>, Join<std::uint16_t>,
-                                                            Join<float>};
-    kFunctions[static_cast<int>(inSample)](inRows, outPixels, inWidth);
+    using Function = decltype(&MakeRow<ByteMath<false>>);
+    static constexpr Function kFunctions[3][2] = {{MakeRow<ByteMath<false>>, MakeRow<ByteMath<true>>},
+                                                  {MakeRow<WordMath<false>>, MakeRow<WordMath<true>>},
+                                                  {MakeRow<FloatMath<false>>, MakeRow<FloatMath<true>>}};
+    kFunctions[static_cast<int>(inSamples.sample)][inSamples.isChroma ? 1 : 0](inSamples, inTaps, outRow,
+                                                                               ioWork);
 }
 
 const char* NameOfTarget()
@@ -278,32 +271,18 @@ namespace ir
 namespace
 {
 
-HWY_EXPORT(SelectRow);
-HWY_EXPORT(SplitRow);
-HWY_EXPORT(JoinRow);
+HWY_EXPORT(MakeFilteredRow);
 HWY_EXPORT(NameOfTarget);
 
 }
 
-void SelectAlongEdges(Sample inSample, std::size_t inComponents, const ComponentRows& inAbove,
-                      const ComponentRows& inBelow, const ComponentRows& outAbove,
-                      const ComponentRows& outBelow, std::size_t inWidth, void* const ioCosts[5])
+void FilterRow(const FilterSamples& inSamples, const FilterTaps& inTaps, void* outRow,
+               void* const (&ioWork)[kFilterWorkRows])
 {
-    HWY_DYNAMIC_DISPATCH(SelectRow)
-    (inSample, inComponents, inAbove, inBelow, outAbove, outBelow, inWidth, ioCosts);
+    HWY_DYNAMIC_DISPATCH(MakeFilteredRow)(inSamples, inTaps, outRow, ioWork);
 }
 
-void SplitFourRow(Sample inSample, const void* inPixels, const ComponentRows& outRows, std::size_t inWidth)
-{
-    HWY_DYNAMIC_DISPATCH(SplitRow)(inSample, inPixels, outRows, inWidth);
-}
-
-void JoinFourRow(Sample inSample, const ComponentRows& inRows, void* outPixels, std::size_t inWidth)
-{
-    HWY_DYNAMIC_DISPATCH(JoinRow)(inSample, inRows, outPixels, inWidth);
-}
-
-const char* EdgeRowsTarget()
+const char* FilterRowsTarget()
 {
     return HWY_DYNAMIC_DISPATCH(NameOfTarget)();
 }

@@ -79,6 +79,37 @@ bool IsDecimated(const MF::IVideoFrameRef& inFrame, const CutlistRenderParams& i
     return IsPlanar(inFrame) && (height == inParams.mHeight * 2 || height == inParams.mHeight * 4);
 }
 
+// Whether the lines of the field would have to be copied before the others are made in place.
+bool IsCopiedAtItsSize(const MF::IVideoFrameRef& inFrame, const CutlistRenderParams& inParams,
+                       bool inForceCopy)
+{
+    const TVK::Rect bounds = BoundsOfFrame(inFrame);
+    return (inForceCopy || inFrame->IsFrozen()) && !IsPlanar(inFrame) &&
+           static_cast<std::uint32_t>(bounds.Width()) == inParams.mWidth &&
+           static_cast<std::uint32_t>(bounds.Height()) == inParams.mHeight;
+}
+
+// The lines that stay and those between them go to the new frame together.
+MF::IVideoFrameRef DeinterlacedCopy(const MF::IVideoFrameRef& inFrame,
+                                    norviktypes::RenderQuality inDeinterlaceQuality, bool inUseLowerField,
+                                    const CutlistRenderParams& inParams)
+{
+    MF::IVideoFrameRef copy = CreateConformedFrame(inParams, inFrame, false, false);
+    if (copy)
+    {
+        copy->SetFieldType(norviktypes::kFieldType_Progressive);
+        if (!inFrame->MayHaveTransparency())
+        {
+            copy->SetAlphaType(inFrame->GetAlphaType());
+        }
+        const FrameImage from = ImageOfFrame(inFrame);
+        const FrameImage to = ImageOfFrame(copy);
+        IR_DeinterlaceInto(from.mPixels, from.mRowBytes, from.mCode, to.mPixels, to.mRowBytes, to.mCode,
+                           to.mWidth, to.mHeight, inUseLowerField ? 1 : 0, inDeinterlaceQuality);
+    }
+    return copy;
+}
+
 MF::IVideoFrameRef FieldAtRenderSize(const MF::IVideoFrameRef& inFrame, bool inUseLowerField,
                                      const CutlistRenderParams& inParams)
 {
@@ -144,6 +175,10 @@ MF::IVideoFrameRef DeinterlaceFrame(const MF::IVideoFrameRef& inFrame,
     if (IsDecimated(inFrame, inParams))
     {
         return FieldAtRenderSize(inFrame, inUseLowerField, inParams);
+    }
+    if (IsCopiedAtItsSize(inFrame, inParams, inForceCopy))
+    {
+        return DeinterlacedCopy(inFrame, inDeinterlaceQuality, inUseLowerField, inParams);
     }
     MF::IVideoFrameRef frame = MakeWriteableAtRenderSize(inFrame, inParams, inUseLowerField, inForceCopy);
     if (frame)

@@ -11,7 +11,6 @@
 namespace
 {
 
-using ir::ComponentRows;
 using ir::FieldRowKind;
 using ir::Sample;
 using TestSupport::AgreesWithScalarTwin;
@@ -105,110 +104,51 @@ std::string TargetOfRows()
     return ir::FieldRowsTarget();
 }
 
-// Rows of components for a kernel that finds pads around them: kEdgePad samples in front, as many behind.
 constexpr std::size_t kVectorBytes = 128;
-
-// inMost 3 leaves four values, so that slopes tie and win by turns.
-KernelBuffer PaddedComponents(KernelSample inSample, std::size_t inComponents, double inMost)
-{
-    KernelBuffer buffer = {
-        .sample = inSample, .rows = inComponents, .most = inMost, .slackBytes = kVectorBytes};
-    buffer.samples = [](std::size_t inWidth) { return inWidth + 2 * ir::kEdgePad; };
-    if (inSample == KernelSample::Float && inMost == 3.0)
-    {
-        buffer.adjust = [](void* ioRow, std::size_t inSamples)
-        {
-            auto* row = static_cast<float*>(ioRow);
-            std::transform(row, row + inSamples, row, [](float inValue) { return std::floor(inValue); });
-        };
-    }
-    return buffer;
-}
-
-KernelBuffer SelectedComponents(KernelSample inSample, std::size_t inComponents)
-{
-    return {.role = KernelRole::Target, .sample = inSample, .rows = inComponents, .slackBytes = kVectorBytes};
-}
-
-ComponentRows ComponentsOf(const KernelCall& inCall, std::size_t inBuffer, std::size_t inComponents,
-                           std::size_t inSkippedBytes)
-{
-    ComponentRows rows = {};
-    for (std::size_t i = 0; i < inComponents; ++i)
-    {
-        rows.c[i] = inCall.Row(inBuffer, i) + inSkippedBytes;
-    }
-    return rows;
-}
 
 struct SampleName
 {
     Sample sample;
     KernelSample kernelSample;
     const char* name;
-    std::size_t bytes;
+    std::int32_t bits;
+    double most; // the code of white
 };
-constexpr SampleName kSamples[] = {{Sample::kByte, KernelSample::Byte, "bytes", 1},
-                                   {Sample::kWord, KernelSample::Word, "words", 2},
-                                   {Sample::kFloat, KernelSample::Float, "floats", 4}};
+constexpr SampleName kSamples[] = {{Sample::kByte, KernelSample::Byte, "bytes", 8, 255.0},
+                                   {Sample::kWord, KernelSample::Word, "words", 16, 65535.0},
+                                   {Sample::kWord, KernelSample::Word, "ten bits", 10, 1023.0},
+                                   {Sample::kFloat, KernelSample::Float, "floats", 32, 1.0}};
 
-KernelCase EdgeSelection(const SampleName& inSample, std::size_t inComponents, double inMost)
+// Small contrasts lie where the filter goes from one form to the other, whole ones where it oversteps.
+KernelCase Filtering(const SampleName& inSample, bool inIsChroma, std::size_t inStep, double inContrast)
 {
-    const auto call = [=](const KernelCall& inCall, bool inIsScalar)
-    {
-        const std::size_t pad = ir::kEdgePad * inSample.bytes;
-        const ComponentRows above = ComponentsOf(inCall, 0, inComponents, pad);
-        const ComponentRows below = ComponentsOf(inCall, 1, inComponents, pad);
-        const ComponentRows outAbove = ComponentsOf(inCall, 2, inComponents, 0);
-        const ComponentRows outBelow = ComponentsOf(inCall, 3, inComponents, 0);
-        std::vector<std::vector<float>> costs(5, std::vector<float>(inCall.Width() + 2 + kVectorBytes));
-        void* const rows[5] = {costs[0].data(), costs[1].data(), costs[2].data(), costs[3].data(),
-                               costs[4].data()};
-        inIsScalar ? ir::reference::SelectAlongEdges(inSample.sample, inComponents, above, below, outAbove,
-                                                     outBelow, inCall.Width())
-                   : ir::SelectAlongEdges(inSample.sample, inComponents, above, below, outAbove, outBelow,
-                                          inCall.Width(), rows);
+    const auto samples = [inStep](std::size_t inWidth) { return inWidth * inStep; };
+    const auto taps = [](const KernelCall& inCall) {
+        return ir::FilterTaps{inCall.Row(0), inCall.Row(1), inCall.Row(2), inCall.Row(3)};
     };
-    KernelCase selection = {std::string("edges of ") + inSample.name, {}, {}, {}, ir::EdgeRowsTarget, 0.0};
-    selection.buffers = {PaddedComponents(inSample.kernelSample, inComponents, inMost),
-                         PaddedComponents(inSample.kernelSample, inComponents, inMost),
-                         SelectedComponents(inSample.kernelSample, inComponents),
-                         SelectedComponents(inSample.kernelSample, inComponents)};
-    selection.kernel = [call](const KernelCall& inCall) { call(inCall, false); };
-    selection.scalar = [call](const KernelCall& inCall) { call(inCall, true); };
-    return selection;
-}
-
-// Pixels to components and back; the scalar twin is a copy of the samples one by one.
-KernelCase Splitting(const SampleName& inSample, bool inIsJoin)
-{
-    KernelBuffer pixels = {.role = inIsJoin ? KernelRole::Target : KernelRole::Source,
-                           .sample = inSample.kernelSample};
-    pixels.samples = [](std::size_t inWidth) { return inWidth * 4; };
-    KernelBuffer rows = {.role = inIsJoin ? KernelRole::Source : KernelRole::Target,
-                         .sample = inSample.kernelSample,
-                         .rows = 4,
-                         .slackBytes = kVectorBytes};
-    const auto scalar = [=](const KernelCall& inCall)
-    {
-        for (std::size_t i = 0; i < inCall.Width() * 4; ++i)
-        {
-            unsigned char* pixel = inCall.Row(0) + i * inSample.bytes;
-            unsigned char* component = inCall.Row(1, i % 4) + i / 4 * inSample.bytes;
-            std::memcpy(inIsJoin ? pixel : component, inIsJoin ? component : pixel, inSample.bytes);
-        }
+    const auto kind = [=](const KernelCall& inCall) {
+        return ir::FilterSamples{inSample.sample, inSample.bits, inIsChroma, inStep, inCall.Width() * inStep};
     };
+    KernelBuffer source = {.sample = inSample.kernelSample, .most = inSample.most * inContrast};
+    source.samples = samples;
+    KernelBuffer target = {.role = KernelRole::Target, .sample = inSample.kernelSample};
+    target.samples = samples;
     const auto kernel = [=](const KernelCall& inCall)
     {
-        const ComponentRows components = ComponentsOf(inCall, 1, 4, 0);
-        inIsJoin ? ir::JoinFourRow(inSample.sample, components, inCall.Row(0), inCall.Width())
-                 : ir::SplitFourRow(inSample.sample, inCall.Row(0), components, inCall.Width());
+        const std::size_t numbers = inCall.Width() * inStep + 2 * ir::kFilterPad + kVectorBytes;
+        std::vector<std::vector<float>> rows(ir::kFilterWorkRows, std::vector<float>(numbers));
+        void* const work[ir::kFilterWorkRows] = {rows[0].data(), rows[1].data(), rows[2].data()};
+        ir::FilterRow(kind(inCall), taps(inCall), inCall.Row(4), work);
     };
-    return {std::string(inIsJoin ? "joining " : "splitting ") + inSample.name,
-            {pixels, rows},
+    const auto scalar = [=](const KernelCall& inCall)
+    { ir::reference::FilterRow(kind(inCall), taps(inCall), inCall.Row(4)); };
+    const double bound = inSample.sample == Sample::kFloat ? 2e-6 : 0.0;
+    return {std::string("filtering of ") + inSample.name + (inIsChroma ? " of chroma" : ""),
+            {source, source, source, source, target},
             kernel,
             scalar,
-            ir::EdgeRowsTarget};
+            ir::FilterRowsTarget,
+            bound};
 }
 
 }
@@ -247,41 +187,17 @@ TEST(FieldRows, SmoothedRowIsThatOfTheScalarTwin)
     }
 }
 
-TEST(FieldRows, HeldRowIsThatOfTheScalarTwin)
-{
-    for (const Kind& kind : kKinds)
-    {
-        const auto hold = [&kind](auto inFunction)
-        {
-            return [&kind, inFunction](const KernelCall& inCall)
-            { inFunction(kind.kind, inCall.Row(0), inCall.Row(1), inCall.Row(2), BytesOf(kind, inCall)); };
-        };
-        EXPECT_TRUE(AgreesWithScalarTwin({std::string("holding of ") + kind.name,
-                                          Buffers(kind, 2, KernelRole::InOut), hold(ir::HoldBetweenRows),
-                                          hold(ir::reference::HoldBetweenRows), TargetOfRows, 0.0},
-                                         kTargets));
-    }
-}
-
-TEST(FieldRows, EdgesAreThoseOfTheScalarTwin)
+TEST(FieldRows, FilteredRowIsThatOfTheScalarTwin)
 {
     for (const SampleName& sample : kSamples)
     {
-        const bool isFloat = sample.sample == Sample::kFloat;
-        const double whole = isFloat ? 1.5 : sample.sample == Sample::kByte ? 255.0 : 65535.0;
-        for (const std::size_t components : {1U, 2U, 4U})
+        for (const bool isChroma : {false, true})
         {
-            EXPECT_TRUE(AgreesWithScalarTwin(EdgeSelection(sample, components, 3.0), kTargets));
-            EXPECT_TRUE(AgreesWithScalarTwin(EdgeSelection(sample, components, whole), kTargets));
+            for (const double contrast : {0.05, 0.2, 1.0})
+            {
+                EXPECT_TRUE(AgreesWithScalarTwin(Filtering(sample, isChroma, 1, contrast), kTargets));
+            }
+            EXPECT_TRUE(AgreesWithScalarTwin(Filtering(sample, isChroma, 4, 0.2), kTargets));
         }
-    }
-}
-
-TEST(FieldRows, PixelsFallIntoComponentsAndComeTogetherAgain)
-{
-    for (const SampleName& sample : kSamples)
-    {
-        EXPECT_TRUE(AgreesWithScalarTwin(Splitting(sample, false), kTargets));
-        EXPECT_TRUE(AgreesWithScalarTwin(Splitting(sample, true), kTargets));
     }
 }

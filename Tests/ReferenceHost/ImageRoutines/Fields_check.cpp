@@ -160,6 +160,31 @@ TEST_P(Fields, AreTakenOutOfAnyPictureAsTheReferenceDoes)
     }
 }
 
+TEST_P(Fields, GoIntoAnotherPictureAsTheyAreMadeInPlace)
+{
+    std::mt19937 random(504);
+    for (const std::uint32_t code : TestPictures::kCodes)
+    {
+        for (std::uint32_t round = 0; round < 6; ++round)
+        {
+            const std::int32_t quality = kQualities[round / 2];
+            const bool keepsLower = round % 2 == 1;
+            const Shape shape = RandomShape(random);
+            Memory source(code, shape.width, shape.height, shape.extra, shape.misalignment);
+            Fill(source, random);
+            const Memory before = Copied(source);
+            Memory target(code, shape.width, shape.height, 8, 4);
+            ASSERT_EQ(kIR_Success, IR_DeinterlaceInto(source.Pixels(), source.RowBytes(), code,
+                                                      target.Pixels(), target.RowBytes(), code, shape.width,
+                                                      shape.height, keepsLower, quality));
+            ASSERT_TRUE(Agree(before, source, "the source", 0.0));
+            ASSERT_EQ(kIR_Success, IR_Deinterlace(source.Pixels(), source.RowBytes(), code, shape.width,
+                                                  shape.height, keepsLower, quality));
+            ASSERT_TRUE(Agree(source, target, Text(quality, keepsLower), 0.0));
+        }
+    }
+}
+
 TEST_P(Fields, MoveToTheOtherParityAsTheReferenceDoes)
 {
     std::mt19937 random(502);
@@ -207,15 +232,58 @@ TEST_P(Fields, AreSmoothedAsTheReferenceDoes)
 INSTANTIATE_TEST_SUITE_P(Each, Fields, testing::ValuesIn(TestPictures::Targets()),
                          [](const auto& inInfo) { return inInfo.param; });
 
-// Beyond the smallest picture that has an edge: what the reference itself makes of one, told by hand.
-TEST(FieldsReference, MakesAnEdgeOfBothItsEnds)
+// What the reference itself makes of a few samples, told by hand.
+TEST(FieldsReference, ContinuesWhatIsSmoothAndSmoothsWhereRowsDisagree)
 {
-    const unsigned char above[9] = {0, 0, 0, 200, 200, 200, 200, 200, 200};
-    const unsigned char below[9] = {0, 0, 0, 0, 0, 200, 200, 200, 200};
-    Memory picture(0x062, 9, 3);
-    std::memcpy(picture.View().Row(0, 0), above, 9);
-    std::memcpy(picture.View().Row(0, 2), below, 9);
-    ir::reference::DeinterlacePicture(picture.View(), false, FieldMethod::kEdgeDirected);
-    const unsigned char between[9] = {0, 0, 0, 0, 200, 200, 200, 200, 200};
-    EXPECT_EQ(0, std::memcmp(picture.View().Row(0, 1), between, 9));
+    const auto middleOf = [](const std::vector<std::vector<unsigned char>>& inRows)
+    {
+        Memory picture(0x062, 3, 8);
+        for (std::size_t i = 0; i < 4; ++i)
+        {
+            std::memcpy(picture.View().Row(0, static_cast<std::int32_t>(i) * 2), inRows[i].data(), 3);
+        }
+        ir::reference::DeinterlacePicture(picture.View(), false, FieldMethod::kFiltering);
+        return static_cast<int>(picture.View().Row(0, 3)[1]);
+    };
+    // 9 / 16 of 100 + 101, 1 / 16 of 80 + 81: a curve goes on above both.
+    EXPECT_EQ(103, middleOf({{80, 80, 80}, {100, 100, 100}, {101, 101, 101}, {81, 81, 81}}));
+    // Rows far apart everywhere: the means 100, 130, 100, smoothed to 115; nothing beyond tells otherwise.
+    EXPECT_EQ(115, middleOf({{50, 50, 50}, {50, 80, 50}, {150, 180, 150}, {150, 210, 150}}));
+    // A sum of differences of 16 lies in the middle between both, 132 and 129.
+    EXPECT_EQ(131, middleOf({{128, 112, 128}, {128, 120, 128}, {128, 136, 128}, {128, 80, 128}}));
+}
+
+// Twelve rows of one alpha make a filtered pixel; one that differs makes a mean.
+TEST(FieldsReference, TakesTheMeanWhereAlphasDiffer)
+{
+    Memory picture(TestPictures::kBGRA8, 3, 8);
+    for (std::int32_t row = 0; row < 8; row += 2)
+    {
+        const auto grey = static_cast<unsigned char>(row == 0 || row == 6 ? 80 : 100);
+        for (std::int32_t x = 0; x < 3; ++x)
+        {
+            const unsigned char pixel[4] = {grey, grey, grey, 200};
+            std::memcpy(picture.View().Row(0, row) + x * 4, pixel, 4);
+        }
+    }
+    const auto made = [&](bool inIsReference)
+    {
+        Memory copy = Copied(picture);
+        if (inIsReference)
+        {
+            ir::reference::DeinterlacePicture(copy.View(), false, FieldMethod::kFiltering);
+        }
+        else
+        {
+            IR_Deinterlace(copy.Pixels(), copy.RowBytes(), copy.Code(), 3, 8, 0, 4);
+        }
+        return static_cast<int>(copy.View().Row(0, 3)[4]);
+    };
+    for (const bool isReference : {true, false})
+    {
+        picture.View().Row(0, 6)[11] = 200;
+        EXPECT_EQ(103, made(isReference));
+        picture.View().Row(0, 6)[11] = 199;
+        EXPECT_EQ(100, made(isReference));
+    }
 }

@@ -199,18 +199,18 @@ IR_EXPORT int32_t IR_Accumulate(
  *
  *   1 and below   line doubling: the kept row of the same pair (rows 0 and 1, 2 and 3 ...)
  *   2, 3          line interpolation: the mean of a and b
- *   4 and above   edge-directed interpolation: the mean of a and b along the edge that passes there
+ *   4 and above   filtering: a, b and the kept rows beyond them, by how much a and b disagree
  *
- * Where a or b would lie outside, the other is repeated. Means are formed in the picture's own coding, integers
+ * Where a row would lie outside, the nearest is repeated. Means are formed in the picture's own coding, integers
  * rounded up at half; straight colour counts by its alpha, C = (Ca Aa + Cb Ab) / (Aa + Ab), and equally where Aa
  * and Ab are equal or their sum is not above 0.
  *
- * Edge-directed: for each slope d from -2 to 2 the cost at x is the sum of |a[x + j + d] - b[x + j - d]| over the
- * components and j = -1, 0, 1. The slope of the one least cost wins; if two share it, it is no edge and d is 0.
- * The value is the mean of a[x + d] and b[x - d], each component held between a[x] and b[x], so that a slope that
- * is wrong makes nothing that isn't above or below. Beyond the sides the last pixel is repeated. The four
- * components of a pixel decide together; of pictures with less chroma than luma Y decides for itself, U and V
- * together.
+ * Filtering: of each component, with A above a and B below b and c = (a + b) - (A + B), p = (8 (a + b) + c) / 16
+ * continues what is smooth, and q = (16 (a + b) + c) / 32, smoothed along the row by 1, 2, 1, oversteps less
+ * at edges and evens out noise. The value is p + s (q - p), where s grows with the sum e of |a - b| at the pixel and
+ * its left and right neighbour, in steps of 8 bits: (e - 8) / 16, of chroma by itself (e - 24) / 128, from 0 to 1.
+ * Beyond the sides the last pixel is repeated; integers are held within their range. It may come out above or
+ * below all that it is made of. Where the twelve alphas are not all one, the pixel is the mean of a and b.
  *
  * Rows of chroma that belong to the fields (layout 5) are treated as rows are; those that both fields share
  * (layouts 4 and 7) stay, as neither field's can be told from the other's. A picture of one row stays as it is.
@@ -218,6 +218,15 @@ IR_EXPORT int32_t IR_Accumulate(
 IR_EXPORT int32_t IR_Deinterlace(
     void* ioPixels, int32_t inRowBytes, uint32_t inFormat, int32_t inWidth, int32_t inHeight,
     int32_t inKeepLower, int32_t inQuality);
+
+/*
+ * IR_Deinterlace into another picture of the same size, which gets all of its rows: those of the field that stays,
+ * converted to the target's format, and the others made from them. Source and target must not overlap.
+ */
+IR_EXPORT int32_t IR_DeinterlaceInto(
+    const void* inSource, int32_t inSourceRowBytes, uint32_t inSourceFormat,
+    void* outTarget, int32_t inTargetRowBytes, uint32_t inTargetFormat,
+    int32_t inWidth, int32_t inHeight, int32_t inKeepLower, int32_t inQuality);
 
 /*
  * Moves a field to the place of the other one: writes to the target the rows that IR_Deinterlace would make from
