@@ -26,9 +26,6 @@ constexpr std::uint64_t kProblemsToTell = 20;
 constexpr std::int64_t kMostStreams = 100000;
 constexpr std::int32_t kLargestSide = 16384;
 constexpr std::uint64_t kLargestRatio = std::uint64_t{1} << 46;
-// Layers that are read before their turn. More of them only take memory once every thread has its next frame.
-constexpr std::uint64_t kMostReadAhead = std::uint64_t{192} << 20;
-constexpr std::int64_t kLeastReadAhead = 2; // frames, beside one for each thread
 
 // Pictures of an overview are small and asked for again and again; whoever renders asks for a frame once.
 std::optional<std::string> DiskCacheOf(const Options& inOptions)
@@ -443,12 +440,7 @@ std::int64_t WindowOf(const OpenInput& inInput, const Session::RenderRequest& in
                              workings.mFrames == 0 ? 0 : workings.mFrames * BytesOfFrame(whole)};
     const std::uint32_t threads = inInput.mHost->Threads();
     const std::int64_t window = WindowFrames(threads, inInput.mWindowBytes, weight);
-    if (!workings.mAreReadAhead || weight.mOnTheWay == 0)
-    {
-        return window;
-    }
-    const auto fitting = static_cast<std::int64_t>(kMostReadAhead / weight.mOnTheWay);
-    return std::min(window, std::max<std::int64_t>(fitting, threads + kLeastReadAhead));
+    return workings.mAreReadAhead ? WindowFramesReadAhead(window, threads, weight) : window;
 }
 
 FrameFeed::Settings FramesOf(const OpenInput& inInput, const Options& inOptions,

@@ -35,7 +35,7 @@ FrameFeed::FrameFeed(const Settings& inSettings) : mSettings(inSettings)
     }
 }
 
-void FrameFeed::TellMaterial() const
+std::vector<MF::TimeRange> FrameFeed::TimesOfList() const
 {
     using norviktypes::TickTime;
     std::vector<MF::TimeRange> times;
@@ -50,7 +50,20 @@ void FrameFeed::TellMaterial() const
             std::minmax({mSettings.mTimeOf(0), mSettings.mTimeOf(mSettings.mCount - 1)});
         times.push_back({first, last + TickTime(1)});
     }
-    mSettings.mMaterial->Expect(std::move(times));
+    return times;
+}
+
+// It only saves work: what is wrong with a time is met when its frame is ordered.
+void FrameFeed::TellMaterial() const noexcept
+{
+    try
+    {
+        mSettings.mMaterial->Expect(TimesOfList());
+    }
+    catch (...)
+    {
+        return;
+    }
 }
 
 FrameFeed::~FrameFeed()

@@ -8,6 +8,7 @@
 #include <functional>
 #include <map>
 #include <mutex>
+#include <vector>
 
 // The frames of a list, ordered from the render service a window ahead, and handed to the threads that render
 // them as they have been read.
@@ -61,7 +62,8 @@ public:
     void Stop() noexcept;
 
 private:
-    void TellMaterial() const;
+    std::vector<MF::TimeRange> TimesOfList() const;
+    void TellMaterial() const noexcept;
     bool OpenNext(std::int64_t& outIndex);
     void NoteID(std::int64_t inIndex, Session::OrderID inID);
     void OnRead(std::int64_t inIndex, Session::ReadHold inHold);

@@ -26,6 +26,9 @@ namespace
 
 constexpr std::int64_t kSpareFrames = 4;
 constexpr std::int64_t kLeastWindow = 2;
+// For layers that are read before their turn, of all frames together.
+constexpr std::uint64_t kMostReadAhead = std::uint64_t{192} << 20;
+constexpr std::int64_t kLeastReadAhead = 2; // frames, beside one for each thread
 // Failures of single frames that are told of one by one; a damaged file may have thousands.
 constexpr std::int64_t kFailuresToTell = 5;
 // How long a signal may go unseen while no frame comes.
@@ -302,6 +305,17 @@ std::int64_t WindowFrames(std::uint32_t inThreads, std::uint64_t inBytes, const 
         --frames;
     }
     return frames;
+}
+
+std::int64_t WindowFramesReadAhead(std::int64_t inWindow, std::uint32_t inThreads,
+                                   const FrameWeight& inWeight)
+{
+    if (inWeight.mOnTheWay == 0)
+    {
+        return inWindow;
+    }
+    const auto fitting = static_cast<std::int64_t>(kMostReadAhead / inWeight.mOnTheWay);
+    return std::min(inWindow, std::max<std::int64_t>(fitting, inThreads + kLeastReadAhead));
 }
 
 } // namespace vrender

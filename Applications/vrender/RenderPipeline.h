@@ -61,4 +61,9 @@ std::uint64_t BytesOfFrame(const Session::RenderRequest& inRequest);
 // turn; never fewer than two, so that there is work beside writing.
 std::int64_t WindowFrames(std::uint32_t inThreads, std::uint64_t inBytes, const FrameWeight& inWeight);
 
+// Of these the ones whose layers are read before their turn, where mOnTheWay is held from the order on. Once every
+// thread has its next frame, more of them only take memory, however much of it there is.
+std::int64_t WindowFramesReadAhead(std::int64_t inWindow, std::uint32_t inThreads,
+                                   const FrameWeight& inWeight);
+
 } // namespace vrender
