@@ -16,17 +16,36 @@
 #include "norviktypes/FrameRate.h"
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
 namespace Media
 {
 
+// What a frame of a numbered sequence shows whose file isn't there.
+enum class MissingFiles : std::uint8_t
+{
+    kFail,  // it can't be read
+    kHold,  // the file before it, or the first one
+    kBlack, // opaque
+};
+
+// Which files of a numbered sequence are its frames: frame n is number mFirst + n * mStep.
+struct SequenceFrames
+{
+    std::optional<std::int64_t> mFirst; // none: the lowest number there is
+    std::int64_t mStep = 1;             // above 0
+    std::int64_t mCount = 0;            // 0: up to the highest number there is
+    MissingFiles mMissing = MissingFiles::kFail;
+};
+
 struct OpenOptions
 {
     std::int32_t mStreamIndex = -1;       // of the container's streams; -1: the best video stream
     norviktypes::FrameRate mSequenceRate; // of a numbered sequence; none: 25 frames a second
-    std::uint32_t mDecoderThreads = 0;    // for each decoder; 0: as many as processors
-    std::uint64_t mCacheBytes = 0;        // of decoded frames for each file; 0: a default
+    SequenceFrames mSequenceFrames;
+    std::uint32_t mDecoderThreads = 0; // for each decoder; 0: as many as processors
+    std::uint64_t mCacheBytes = 0;     // of decoded frames for each file; 0: a default
     bool mKeepsLeadIn = true; // false: single looks; frames decoded on the way to another aren't kept
 };
 

@@ -19,7 +19,10 @@ namespace
 // Media are the same where all that finds them is.
 std::string Identity(const Otio::LocatedMedia& inMedia)
 {
-    return fmt::format("{}\n{}\n{}", OpeningText(inMedia), inMedia.mOffset, inMedia.mImages.mRate.GetTicks());
+    const Otio::ImageNumbers& images = inMedia.mImages;
+    return fmt::format("{}\n{}\n{} {} {} {} {}", OpeningText(inMedia), inMedia.mOffset, images.mStart,
+                       images.mStep, images.mCount, images.mRate.GetTicks(),
+                       static_cast<int>(images.mMissing));
 }
 
 // Opens each medium once, whoever asks first.

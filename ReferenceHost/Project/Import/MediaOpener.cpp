@@ -2,10 +2,8 @@
 
 #include "BE/IVideoSource.h"
 #include "MF/ISource.h"
-#include "ReferenceHost/Media/Stills/SequencePattern.h"
 
 #include <fmt/format.h>
-#include <vector>
 
 namespace Import
 {
@@ -23,6 +21,17 @@ std::string WithEscapedPercents(const std::string& inText)
         text += letter == '%' ? "%%" : std::string(1, letter);
     }
     return text;
+}
+
+Media::MissingFiles PolicyOf(Otio::MissingFramePolicy inPolicy)
+{
+    switch (inPolicy)
+    {
+    case Otio::MissingFramePolicy::kHold: return Media::MissingFiles::kHold;
+    case Otio::MissingFramePolicy::kBlack: return Media::MissingFiles::kBlack;
+    case Otio::MissingFramePolicy::kError: break;
+    }
+    return Media::MissingFiles::kFail;
 }
 
 }
@@ -49,7 +58,12 @@ BE::IMediaInfoRef OpenLocatedMedia(const Otio::LocatedMedia& inMedia, const Medi
         return {};
     }
     Media::OpenOptions options = inOptions;
-    options.mSequenceRate = inMedia.mImages.mRate;
+    if (inMedia.mKind == Otio::MediaKind::kImageSequence)
+    {
+        const Otio::ImageNumbers& images = inMedia.mImages;
+        options.mSequenceRate = images.ImageRate();
+        options.mSequenceFrames = {images.mStart, images.mStep, images.mCount, PolicyOf(images.mMissing)};
+    }
     Media::OpenError error;
     BE::IMediaInfoRef media = Media::OpenMedia(OpeningText(inMedia), options, error);
     outError = error.mText;
@@ -77,20 +91,6 @@ Otio::MediaFacts FactsOf(const BE::IMediaInfoRef& inMedia)
     facts.mWidth = static_cast<std::uint32_t>(bounds.right - bounds.left);
     facts.mHeight = static_cast<std::uint32_t>(bounds.bottom - bounds.top);
     return facts;
-}
-
-bool FindFirstImage(const Otio::LocatedMedia& inMedia, TickTime& outTime)
-{
-    Media::SequencePattern pattern;
-    std::vector<std::int64_t> numbers;
-    const bool isListed = inMedia.mImages.mStep == 1 &&
-                          Media::ParseSequencePattern(OpeningText(inMedia), pattern) &&
-                          Media::ListSequence(pattern, numbers) && !numbers.empty();
-    if (isListed)
-    {
-        outTime = TickTime::FromFrame(inMedia.mImages.mStart - numbers.front(), inMedia.mImages.mRate);
-    }
-    return isListed;
 }
 
 }

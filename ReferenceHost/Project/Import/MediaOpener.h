@@ -26,15 +26,11 @@ public:
 // The text by which this host opens a medium: a path, a numbered sequence, a synthetic medium.
 std::string OpeningText(const Otio::LocatedMedia& inMedia);
 
-// By this host's own door, with inOptions but for the rate of sequences.
+// By this host's own door, with inOptions but for rate and frames of sequences, which the document says.
 BE::IMediaInfoRef OpenLocatedMedia(const Otio::LocatedMedia& inMedia, const Media::OpenOptions& inOptions,
                                    std::string& outError);
 
 // Of the first video stream; all zero for media without one.
 Otio::MediaFacts FactsOf(const BE::IMediaInfoRef& inMedia);
-
-// The media time of the first image that the document counts, on the axis of the opened sequence, which starts
-// with the first file there is. False if its numbers are none that this host can show.
-bool FindFirstImage(const Otio::LocatedMedia& inMedia, norviktypes::TickTime& outTime);
 
 }

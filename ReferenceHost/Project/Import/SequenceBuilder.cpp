@@ -3,8 +3,12 @@
 #include "BE/IVideoSource.h"
 #include "ReferenceHost/Media/Synthetic/SyntheticMedia.h"
 
+#include <algorithm>
 #include <fmt/format.h>
+#include <memory>
 #include <utility>
+#include <variant>
+#include <vector>
 
 namespace Import
 {
@@ -36,6 +40,76 @@ norviktypes::FieldType FieldTypeOf(Otio::FieldOrder inOrder)
 std::string NameOf(const Otio::LocatedMedia& inMedia)
 {
     return inMedia.mName.empty() ? inMedia.mWanted : inMedia.mName;
+}
+
+// How far the picture of the media reaches to either side of the canvas' middle, in parts of the canvas.
+struct Reach
+{
+    double mWidth = 1.0;
+    double mHeight = 1.0;
+};
+
+Reach ReachOf(const BE::IMediaInfoRef& inMedia, const Project::Sequence& inSequence, std::uint32_t inPolicy)
+{
+    const Otio::MediaFacts facts = FactsOf(inMedia);
+    if (facts.mWidth == 0 || facts.mHeight == 0 || inPolicy == BE::kScaleToFrame_Stretch)
+    {
+        return {};
+    }
+    norviktypes::PixelAspectRatio ratio;
+    BE::IVideoSourceRef(inMedia->GetStream(BE::kMediaType_Video, 0))->GetPixelAspectRatio(ratio);
+    const TVK::Rect canvas = inSequence.GetFrameRect();
+    const Reach unscaled{facts.mWidth * ratio.AsDouble() /
+                             (canvas.Width() * inSequence.GetPixelAspectRatio().AsDouble()),
+                         static_cast<double>(facts.mHeight) / canvas.Height()};
+    const double larger = std::max(unscaled.mWidth, unscaled.mHeight);
+    const double smaller = std::min(unscaled.mWidth, unscaled.mHeight);
+    const double divisor = inPolicy == BE::kScaleToFrame_Fit    ? larger
+                           : inPolicy == BE::kScaleToFrame_Fill ? smaller
+                                                                : 1.0;
+    return {unscaled.mWidth / divisor, unscaled.mHeight / divisor};
+}
+
+void Place(Otio::Scalar& ioPart, double inReach)
+{
+    const auto placed = [inReach](double inValue) { return 0.5 + (inValue - 0.5) * inReach; };
+    ioPart.mValue = placed(ioPart.mValue);
+    for (Otio::Key& key : ioPart.mKeys)
+    {
+        key.mValue = placed(key.mValue);
+        key.mIn.mValue *= inReach;
+        key.mOut.mValue *= inReach;
+    }
+}
+
+bool HasEffectsOnMedia(const Otio::Item& inItem)
+{
+    return inItem.mEffects != nullptr &&
+           std::any_of(inItem.mEffects->begin(), inItem.mEffects->end(),
+                       [](const auto& inEffect) { return inEffect->mIsOnMedia; });
+}
+
+// inItem with the points of all effects in parts of the canvas.
+Otio::Item WithPlacedEffects(const Otio::Item& inItem, const Reach& inReach)
+{
+    auto effects = std::make_shared<Otio::EffectList>(*inItem.mEffects);
+    for (std::shared_ptr<const Otio::Effect>& effect : *effects)
+    {
+        const auto placed = std::make_shared<Otio::Effect>(*effect);
+        for (Otio::Parameter& parameter : placed->mParameters)
+        {
+            auto* const point = std::get_if<std::vector<Otio::Scalar>>(&parameter.mValue);
+            if (effect->mIsOnMedia && point != nullptr && point->size() == 2)
+            {
+                Place(point->front(), inReach.mWidth);
+                Place(point->back(), inReach.mHeight);
+            }
+        }
+        effect = placed;
+    }
+    Otio::Item item = inItem;
+    item.mEffects = effects;
+    return item;
 }
 
 }
@@ -136,7 +210,7 @@ void SequenceBuilder::BuildTrack(const Otio::TrackOfItems& inTrack, Project::Seq
     const FrameRate rate = ioSequence.GetFrameRate();
     for (const Otio::Item& item : inTrack.mItems)
     {
-        const Project::EditStatus status = ioSequence.AddItem(index, MakeClip(item, rate));
+        const Project::EditStatus status = ioSequence.AddItem(index, MakeClip(item, ioSequence));
         if (status != Project::EditStatus::kOK)
         {
             mProblems.Fail("refused", mPaths.Text(item.mPath),
@@ -159,8 +233,9 @@ void SequenceBuilder::BuildTrack(const Otio::TrackOfItems& inTrack, Project::Seq
     }
 }
 
-Project::ClipItem SequenceBuilder::MakeClip(const Otio::Item& inItem, const FrameRate& inRate)
+Project::ClipItem SequenceBuilder::MakeClip(const Otio::Item& inItem, const Project::Sequence& inSequence)
 {
+    const FrameRate rate = inSequence.GetFrameRate();
     Project::ClipItem clip;
     clip.mName = inItem.mName;
     clip.mStart = inItem.mStart;
@@ -183,10 +258,14 @@ Project::ClipItem SequenceBuilder::MakeClip(const Otio::Item& inItem, const Fram
     }
     KeyAxis axis;
     axis.mSlope = clip.mSpeed == 0.0 ? 1.0 : clip.mSpeed;
-    axis.mShift = Project::ToMediaTime(clip, TickTime(), inRate);
-    axis.mFrameRate = inRate;
+    axis.mShift = Project::ToMediaTime(clip, TickTime(), rate);
+    axis.mFrameRate = rate;
     axis.mDuration = clip.mDuration;
-    clip.mEffects = mEffects.MakeEffects(inItem, axis);
+    clip.mEffects =
+        HasEffectsOnMedia(inItem)
+            ? mEffects.MakeEffects(
+                  WithPlacedEffects(inItem, ReachOf(clip.mMedia, inSequence, clip.mScaleToFrame)), axis)
+            : mEffects.MakeEffects(inItem, axis);
     return clip;
 }
 
@@ -196,17 +275,9 @@ void SequenceBuilder::SetMedia(const Otio::Item& inItem, Project::ClipItem& ioCl
     ioClip.mMedia = mTarget.mMedia[inItem.mMedia];
     ioClip.mMasterClip = mTarget.mProject.GetMasterClip(
         NameOf(media), media.mFile.empty() ? media.mWanted : OpeningText(media));
-    TickTime shift;
-    if (media.mKind == Otio::MediaKind::kImageSequence && !FindFirstImage(media, shift))
-    {
-        mProblems.Warn("unknown-images", mPaths.Text(media.mPath),
-                       "only images whose numbers rise by one are read; others leave frames that can't be");
-    }
-    ioClip.mInPoint += shift;
     if (inItem.mRun.mAvailable)
     {
-        ioClip.mAvailable =
-            MF::TimeRange{inItem.mRun.mAvailable->mStart + shift, inItem.mRun.mAvailable->mEnd + shift};
+        ioClip.mAvailable = MF::TimeRange{inItem.mRun.mAvailable->mStart, inItem.mRun.mAvailable->mEnd};
     }
     if (!ioClip.mMedia)
     {

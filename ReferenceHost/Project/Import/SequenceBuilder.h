@@ -36,7 +36,7 @@ private:
     Project::SequenceRef BuildSequence(const Otio::SequenceOfTracks& inSequence,
                                        const Project::SequenceSettings& inSettings);
     void BuildTrack(const Otio::TrackOfItems& inTrack, Project::Sequence& ioSequence);
-    Project::ClipItem MakeClip(const Otio::Item& inItem, const norviktypes::FrameRate& inRate);
+    Project::ClipItem MakeClip(const Otio::Item& inItem, const Project::Sequence& inSequence);
     void SetMedia(const Otio::Item& inItem, Project::ClipItem& ioClip);
     void SetBlack(Project::ClipItem& ioClip);
 

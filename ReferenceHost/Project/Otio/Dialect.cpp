@@ -2,6 +2,7 @@
 #include "ReferenceHost/Project/Otio/TimeValues.h"
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <cmath>
 #include <fmt/format.h>
@@ -26,10 +27,16 @@ constexpr BlendMode kModes[] = {BlendMode::kNormal,     BlendMode::kPlusLighter,
 
 constexpr std::int64_t kComposite = 1;
 constexpr std::int64_t kTransform = 2;
+constexpr std::int64_t kCropping = 3;
+
+// Shows what is inside of an outline, of which these are the corners, clockwise from the upper left.
+constexpr const char* kOutline = "vrender:garbage-matte";
+constexpr const char* kCorners[] = {"Point 1", "Point 5", "Point 9", "Point 13"};
 
 using Mapping = std::function<double(double)>;
 
-// One effect of the dialect; its parameters go into settings, on top of which ours stand.
+// One effect of the dialect. Most of its parameters go into settings, on top of which ours stand; cropping, which
+// goes before all transforms, becomes an effect.
 class DialectReader
 {
 public:
@@ -58,9 +65,44 @@ public:
                 ReadParameter((*list)[index], mContext.mPaths.Index(path, index), type, name);
             }
         }
+        KeepOutlineRight(mEdges);
+    }
+
+    // Leaves ioEffect as it is where nothing is cut off.
+    void GiveCropping(PathID inPath, Effect& ioEffect) const
+    {
+        if (!mIsCropped)
+        {
+            return;
+        }
+        const auto& [left, top, right, bottom] = mEdges;
+        const std::vector<Scalar> corners[] = {{left, top}, {right, top}, {right, bottom}, {left, bottom}};
+        ioEffect.mKind = EffectKind::kPicture;
+        ioEffect.mEffectName = kOutline;
+        ioEffect.mIsOnMedia = true;
+        for (std::size_t corner = 0; corner < std::size(corners); ++corner)
+        {
+            ioEffect.mParameters.push_back({inPath, kCorners[corner], corners[corner]});
+        }
     }
 
 private:
+    // Left and top edge from the upper left corner, right and bottom edge too.
+    using Edges = std::array<Scalar, 4>;
+
+    // Edges that have passed each other leave nothing, and don't turn the outline inside out.
+    static void KeepOutlineRight(Edges& ioEdges)
+    {
+        for (const std::size_t first : {0u, 1u})
+        {
+            Scalar& far = ioEdges[first + 2];
+            if (far.mKeys.empty() && ioEdges[first].mKeys.empty())
+            {
+                far.mValue = std::max(far.mValue, ioEdges[first].mValue);
+            }
+        }
+    }
+
     void ReadParameter(const JsonValue& inParameter, PathID inPath, std::int64_t inType,
                        const std::string& inEffect)
     {
@@ -75,7 +117,8 @@ private:
             return;
         }
         const bool isKnown = (inType == kTransform && ReadTransform(id, fields, value, keys)) ||
-                             (inType == kComposite && ReadComposite(id, fields, value, keys));
+                             (inType == kComposite && ReadComposite(id, fields, value, keys)) ||
+                             (inType == kCropping && ReadCropping(id, fields, value, keys));
         if (!isKnown)
         {
             mContext.mProblems.Warn(
@@ -136,6 +179,26 @@ private:
         }
         mContext.mProblems.Warn("unknown-blend", mContext.Pointer(inFields.Path()),
                                 "a composite mode without equivalent; normal is used");
+        return true;
+    }
+
+    bool ReadCropping(const std::string& inID, Fields& inFields, const JsonValue* inValue,
+                      const JsonValue* inKeys)
+    {
+        constexpr const char* kEdges[] = {"cropLeft", "cropTop", "cropRight", "cropBottom"};
+        const auto* const edge = std::find(std::begin(kEdges), std::end(kEdges), inID);
+        if (edge == std::end(kEdges))
+        {
+            return false;
+        }
+        const auto index = static_cast<std::size_t>(edge - std::begin(kEdges));
+        mIsCropped = true;
+        mEdges[index] = ReadScalar(inFields, inValue, inKeys,
+                                   [index](double inPart)
+                                   {
+                                       const double part = std::clamp(inPart, 0.0, 1.0);
+                                       return index < 2 ? part : 1.0 - part;
+                                   });
         return true;
     }
 
@@ -220,12 +283,14 @@ private:
     ReadContext& mContext;
     ItemSettings& mSettings;
     const FrameRate mRate;
+    bool mIsCropped = false;
+    Edges mEdges{Scalar(0.0), Scalar(0.0), Scalar(1.0), Scalar(1.0)}; // in parts of the picture
 };
 
 }
 
 bool ReadDialectEffect(ReadContext& inContext, const JsonValue& inEffect, PathID inPath,
-                       const FrameRate& inRate, std::shared_ptr<ItemSettings>& ioSettings)
+                       const FrameRate& inRate, Effect& ioEffect, std::shared_ptr<ItemSettings>& ioSettings)
 {
     const auto metadata = inEffect.FindMember("metadata");
     if (metadata == inEffect.MemberEnd() || !metadata->value.IsObject())
@@ -243,7 +308,10 @@ bool ReadDialectEffect(ReadContext& inContext, const JsonValue& inEffect, PathID
         ioSettings = std::make_shared<ItemSettings>();
         ioSettings->mPath = path;
     }
-    DialectReader(inContext, inRate, *ioSettings).Read(dialect->value, path);
+    ioEffect.mKind = EffectKind::kSettings;
+    DialectReader reader(inContext, inRate, *ioSettings);
+    reader.Read(dialect->value, path);
+    reader.GiveCropping(path, ioEffect);
     return true;
 }
 

@@ -25,9 +25,7 @@ FrameRate DocumentRate(const Composable& inClip, const MediaReference* inReferen
 {
     if (inReference != nullptr && inReference->mKind == MediaKind::kImageSequence)
     {
-        const ImageNumbers& images = inReference->mImages;
-        const __int128 ticks = static_cast<__int128>(images.mRate.GetTicks()) * images.mStep;
-        return ticks < kLongestTime.GetTicks() ? FrameRate(static_cast<std::int64_t>(ticks)) : images.mRate;
+        return inReference->mImages.ImageRate();
     }
     if (inReference != nullptr && inReference->mAvailable &&
         inReference->mAvailable->mDuration.mRate.IsCountable())

@@ -92,6 +92,8 @@ void SchemaReader::ReadImageSequence(Fields& inFields, MediaReference& ioReferen
         return;
     }
     images.mRate = rate.AsFrameRate();
+    images.mCount =
+        ioReference.mAvailable ? CountFrames(ioReference.mAvailable->Duration(), images.ImageRate()) : 0;
     const std::string missing = inFields.Text("missing_frame_policy", "error");
     images.mMissing = missing == "hold"    ? MissingFramePolicy::kHold
                       : missing == "black" ? MissingFramePolicy::kBlack

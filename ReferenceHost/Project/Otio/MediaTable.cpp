@@ -18,8 +18,8 @@ std::string Identity(const LocatedMedia& inMedia)
                                    inMedia.mOffset, inMedia.mSize);
     if (inMedia.mKind == MediaKind::kImageSequence)
     {
-        text += fmt::format("\n{}\n{}\n{} {} {} {} {}", images.mPrefix, images.mSuffix, images.mStart,
-                            images.mStep, images.mPadding, images.mRate.GetTicks(),
+        text += fmt::format("\n{}\n{}\n{} {} {} {} {} {}", images.mPrefix, images.mSuffix, images.mStart,
+                            images.mStep, images.mCount, images.mPadding, images.mRate.GetTicks(),
                             static_cast<int>(images.mMissing));
     }
     return inMedia.mKind == MediaKind::kMissing ? text + "\n" + inMedia.mWanted : text;

@@ -5,6 +5,7 @@
 #pragma once
 
 #include "ReferenceHost/Project/Otio/Fields.h"
+#include "ReferenceHost/Project/Otio/Schema.h"
 #include "ReferenceHost/Project/Otio/Values.h"
 #include "norviktypes/FrameRate.h"
 
@@ -29,10 +30,12 @@ std::vector<Parameter> ReadOwnParameters(ReadContext& inContext, Fields& inObjec
 // The members of an object as parameters.
 std::vector<Parameter> ReadParameters(ReadContext& inContext, const JsonValue& inObject, PathID inPath);
 
-// The dialect of an effect, put into ioSettings, which is made where it is null; what has no equivalent is
-// warned of. False if the effect has no such metadata. inRate counts the frames of its keys; none: 24 a second.
+// The dialect of an effect, put into ioSettings, which is made where it is null, or, if it cuts edges off, into
+// ioEffect; what has no equivalent is warned of. False, with both as they were, if the effect has no such
+// metadata. inRate counts the frames of its keys; none: 24 a second.
 bool ReadDialectEffect(ReadContext& inContext, const JsonValue& inEffect, PathID inPath,
-                       const norviktypes::FrameRate& inRate, std::shared_ptr<ItemSettings>& ioSettings);
+                       const norviktypes::FrameRate& inRate, Effect& ioEffect,
+                       std::shared_ptr<ItemSettings>& ioSettings);
 
 // The colour that the dialect's list of effects gives a generator. False where there is none.
 bool FindDialectColor(const JsonValue& inList, ParameterValue& outColor);

@@ -8,6 +8,7 @@
 #pragma once
 
 #include "ReferenceHost/Project/Otio/Paths.h"
+#include "ReferenceHost/Project/Otio/TimeValues.h"
 #include "ReferenceHost/Project/Otio/Values.h"
 #include "norviktypes/FrameRate.h"
 #include "norviktypes/TickTime.h"
@@ -63,6 +64,8 @@ struct Effect
     bool mIsEnabled = true;
     double mScalar = 1.0;
     std::vector<Parameter> mParameters;
+    // Points are parts of the media's own picture, wherever that lies on the canvas, and not of the canvas.
+    bool mIsOnMedia = false;
 };
 
 enum class MediaKind : std::uint8_t
@@ -86,10 +89,19 @@ struct ImageNumbers
     std::string mPrefix;
     std::string mSuffix;
     std::int64_t mStart = 1;
-    std::int64_t mStep = 1; // above 0
+    std::int64_t mStep = 1;  // above 0
+    std::int64_t mCount = 0; // of images; 0: the document doesn't say
     std::int32_t mPadding = 0;
-    norviktypes::FrameRate mRate;
+    norviktypes::FrameRate mRate; // of numbers
     MissingFramePolicy mMissing = MissingFramePolicy::kError;
+
+    // Of images, each of which is shown for as many frames as lie between two numbers.
+    norviktypes::FrameRate ImageRate() const noexcept
+    {
+        const std::int64_t ticks = mRate.GetTicks();
+        return ticks > 0 && mStep < kLongestTime.GetTicks() / ticks ? norviktypes::FrameRate(ticks * mStep)
+                                                                    : mRate;
+    }
 };
 
 struct MediaReference

@@ -467,18 +467,11 @@ SchemaReader::EffectRef SchemaReader::ReadEffect(const Place& inPlace, const Com
                                 fmt::format("{} is no known effect; left out", schema.Text()));
         return nullptr;
     }
-    else if (!effect->mIsEnabled)
-    {
-        effect->mParameters = ReadOwnParameters(mContext, fields);
-    }
-    else if (ReadDialectEffect(mContext, *place.mValue, place.mPath,
-                               inItem.mSourceRange ? inItem.mSourceRange->mDuration.mRate
-                                                   : norviktypes::FrameRate(),
-                               ioDialect))
-    {
-        effect->mKind = EffectKind::kSettings;
-    }
-    else
+    else if (!effect->mIsEnabled ||
+             !ReadDialectEffect(mContext, *place.mValue, place.mPath,
+                                inItem.mSourceRange ? inItem.mSourceRange->mDuration.mRate
+                                                    : norviktypes::FrameRate(),
+                                *effect, ioDialect))
     {
         effect->mParameters = ReadOwnParameters(mContext, fields);
     }

@@ -184,6 +184,18 @@ void WriteArchive(const std::string& inPath, const std::vector<std::pair<std::st
     WriteFile(inPath, archive + directory + end);
 }
 
+std::vector<int> NumbersOf(const std::string& inOutput, const std::string& inRate)
+{
+    const std::map<std::string, int>& known = NumbersOfSums(inRate);
+    std::vector<int> numbers;
+    for (const std::string& sum : SumsOf(inOutput))
+    {
+        const auto found = known.find(sum);
+        numbers.push_back(found == known.end() ? kOther : found->second);
+    }
+    return numbers;
+}
+
 std::vector<int> NumbersShown(const std::string& inPath, const std::vector<std::string>& inOptions,
                               const std::string& inRate)
 {
@@ -191,14 +203,7 @@ std::vector<int> NumbersShown(const std::string& inPath, const std::vector<std::
     words.insert(words.end(), inOptions.begin(), inOptions.end());
     const ChildResult result = RunTool(words);
     EXPECT_EQ(result.exitCode, 0) << result.Describe();
-    const std::map<std::string, int>& known = NumbersOfSums(inRate);
-    std::vector<int> numbers;
-    for (const std::string& sum : SumsOf(result.out))
-    {
-        const auto found = known.find(sum);
-        numbers.push_back(found == known.end() ? kOther : found->second);
-    }
-    return numbers;
+    return NumbersOf(result.out, inRate);
 }
 
 } // namespace TestSupport

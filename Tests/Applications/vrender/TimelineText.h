@@ -47,6 +47,8 @@ void WriteArchive(const std::string& inPath, const std::vector<std::pair<std::st
 // What frames of the tool show, by their sums: numbers of a counter's frames, and these.
 inline constexpr int kBlack = -1;
 inline constexpr int kOther = -2; // neither black nor a frame of the counter
+// Of the tool's own lines of sums.
+std::vector<int> NumbersOf(const std::string& inOutput, const std::string& inRate = "25");
 // Of a whole render of inPath with inOptions.
 std::vector<int> NumbersShown(const std::string& inPath, const std::vector<std::string>& inOptions = {},
                               const std::string& inRate = "25");

@@ -4,11 +4,13 @@
 #include "ReferenceHost/Media/VideoSourceBase.h"
 #include "Tests/ReferenceHost/Media/CounterReader.h"
 #include "Tests/ReferenceHost/Media/OpenedMedia.h"
+#include "Tests/Support/FrameTools.h"
 #include "Tests/Support/Paths.h"
 #include "Tests/Support/PixelMatchers.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -316,4 +318,87 @@ TEST(Sequence, UnreadableFirstFileAndEndlessRangesAreRefused)
     EXPECT_FALSE(OpenMedia(scratch.File("g%d.png"), OpenOptions(), error));
     EXPECT_EQ(error.mKind, OpenErrorKind::kBadUsage);
     EXPECT_NE(error.mText.find("time axis"), std::string::npos) << error.mText;
+}
+
+TEST(SequenceFrames, CountFromANumberInSteps)
+{
+    const ScratchFolder scratch;
+    for (const std::int64_t n : {1, 2, 3, 5, 6, 7, 9, 11})
+    {
+        WriteCounter(scratch.File("f" + std::to_string(n) + ".png"), n);
+    }
+    OpenOptions options;
+    options.mSequenceFrames.mFirst = 3;
+    options.mSequenceFrames.mStep = 2;
+    const BE::IMediaInfoRef media = OpenOrFail(scratch.File("f%d.png"), options);
+    const BE::IVideoSourceRef source = SourceOf(media);
+    EXPECT_EQ(IMediaFactsRef(media)->GetFacts().mFrameCount, 5);
+    for (std::int64_t frame = 0; frame < 5; ++frame)
+    {
+        EXPECT_EQ(Shown(source, At(0.04 * static_cast<double>(frame))), 3 + 2 * frame);
+    }
+    options.mSequenceFrames.mCount = 2;
+    EXPECT_EQ(IMediaFactsRef(OpenOrFail(scratch.File("f%d.png"), options))->GetFacts().mFrameCount, 2);
+    options.mSequenceFrames.mFirst = 12;
+    OpenError error;
+    EXPECT_FALSE(OpenMedia(scratch.File("f%d.png"), options, error));
+    EXPECT_EQ(error.mKind, OpenErrorKind::kNoInput);
+    EXPECT_NE(error.mText.find("f12.png"), std::string::npos) << error.mText;
+}
+
+TEST(SequenceFrames, WithoutAFileFailHoldOrAreBlack)
+{
+    const ScratchFolder scratch;
+    for (const std::int64_t n : {11, 12, 15})
+    {
+        WriteCounter(scratch.File("f" + std::to_string(n) + ".png"), n);
+    }
+    constexpr std::int64_t kMissing = -1;
+    const auto shown = [&](MissingFiles inMissing)
+    {
+        OpenOptions options;
+        options.mSequenceFrames = {10, 1, 8, inMissing};
+        const BE::IVideoSourceRef source = SourceOf(OpenOrFail(scratch.File("f%d.png"), options));
+        std::vector<std::int64_t> numbers;
+        for (std::int64_t frame = 0; frame < 8; ++frame)
+        {
+            numbers.push_back(Shown(source, At(0.04 * static_cast<double>(frame))));
+        }
+        return numbers;
+    };
+    const std::vector<std::int64_t> gaps{kMissing, 11, 12, kMissing, kMissing, 15, kMissing, kMissing};
+    EXPECT_EQ(shown(MissingFiles::kFail), gaps);
+    EXPECT_EQ(shown(MissingFiles::kBlack), gaps) << "black is no number";
+    EXPECT_EQ(shown(MissingFiles::kHold), (std::vector<std::int64_t>{11, 11, 12, 12, 12, 15, 15, 15}));
+
+    OpenOptions options;
+    options.mSequenceFrames = {10, 1, 8, MissingFiles::kBlack};
+    const BE::IVideoSourceRef source = SourceOf(OpenOrFail(scratch.File("f%d.png"), options));
+    MF::IVideoFrameRef frame;
+    BE::FrameDescription bgra;
+    bgra.mPixelFormat = norviktypes::kPixelFormat_BGRA_4444_8u;
+    ASSERT_EQ(source->GetRenderedFrame(At(0.12), bgra, {}, {}, false, frame), 0);
+    EXPECT_EQ(TestSupport::PixelAt(frame, 80, 48), (std::vector<std::uint8_t>{0, 0, 0, 255}));
+    EXPECT_EQ(Get(source, At(0.32), frame), BE::kSourceStatus_PastEnd);
+}
+
+TEST(SequenceFrames, OfAnotherChoiceAreOtherMedia)
+{
+    const ScratchFolder scratch;
+    for (const std::int64_t n : {1, 2, 3, 4})
+    {
+        WriteCounter(scratch.File("f" + std::to_string(n) + ".png"), n);
+    }
+    std::vector<TVK::Guid> keys;
+    for (const SequenceFrames& frames :
+         {SequenceFrames{}, SequenceFrames{2, 1, 0, MissingFiles::kFail},
+          SequenceFrames{{}, 2, 0, MissingFiles::kFail}, SequenceFrames{{}, 1, 3, MissingFiles::kFail},
+          SequenceFrames{{}, 1, 0, MissingFiles::kHold}, SequenceFrames{{}, 1, 0, MissingFiles::kBlack}})
+    {
+        OpenOptions options;
+        options.mSequenceFrames = frames;
+        const TVK::Guid key = KeyAt(SourceOf(OpenOrFail(scratch.File("f%d.png"), options)), TickTime());
+        EXPECT_EQ(std::count(keys.begin(), keys.end(), key), 0) << keys.size();
+        keys.push_back(key);
+    }
 }

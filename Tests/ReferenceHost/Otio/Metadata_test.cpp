@@ -1,5 +1,6 @@
 #include "Tests/ReferenceHost/Otio/DocumentText.h"
 
+#include <fmt/format.h>
 #include <gtest/gtest.h>
 
 namespace
@@ -296,8 +297,64 @@ TEST(Dialect, WhatHasNoEquivalentIsNamedUnlessItIsAtItsDefault)
     EXPECT_EQ(WithDialect(Dialect("Cropping", 3, DialectParameter("cropLeft", "0.0", "0.0"))).Faults(),
               Faults());
     EXPECT_EQ(WithDialect(Dialect("Cropping", 3, "")).Faults(), Faults());
-    EXPECT_EQ(WithDialect(Dialect("Cropping", 3, DialectParameter("cropLeft", "0.1", "0.0"))).Faults(),
+    EXPECT_EQ(WithDialect(Dialect("Cropping", 3, DialectParameter("cropSoftness", "0.1", "0.0"))).Faults(),
               Faults{"unknown-effect " + kClip + "/effects/0/metadata/Resolve_OTIO/Parameters/0"});
+    EXPECT_EQ(WithDialect(Dialect("Lens", 5, DialectParameter("distortion", "0.1", "0.0"))).Faults(),
+              Faults{"unknown-effect " + kClip + "/effects/0/metadata/Resolve_OTIO/Parameters/0"});
+}
+
+// The four corners of what is left, each as "x y", from the upper left one clockwise.
+std::vector<std::string> Corners(const Read& inRead)
+{
+    std::vector<std::string> corners;
+    for (const Otio::Parameter& point : inRead.Item().mEffects->at(0)->mParameters)
+    {
+        std::string text = point.mName + ":";
+        for (const Otio::Scalar& part : std::get<std::vector<Otio::Scalar>>(point.mValue))
+        {
+            text += fmt::format(" {:g}", part.mValue);
+        }
+        corners.push_back(text);
+    }
+    return corners;
+}
+
+TEST(Dialect, CroppingLeavesARectangle)
+{
+    const Read read = WithDialect(Dialect(
+        "Cropping", 3,
+        DialectParameter("cropLeft", "0.1", "0.0") + "," + DialectParameter("cropRight", "0.2", "0.0") + "," +
+            DialectParameter("cropTop", "0.25", "0.0") + "," + DialectParameter("cropBottom", "0.5", "0.0")));
+    EXPECT_EQ(read.Faults(), Faults());
+    ASSERT_NE(read.Item().mEffects, nullptr);
+    EXPECT_EQ(read.Item().mEffects->at(0)->mEffectName, "vrender:garbage-matte");
+    EXPECT_EQ(Corners(read), (std::vector<std::string>{"Point 1: 0.1 0.25", "Point 5: 0.8 0.25",
+                                                       "Point 9: 0.8 0.5", "Point 13: 0.1 0.5"}));
+    EXPECT_FALSE(read.Item().mSettings->ChangesPicture());
+    EXPECT_EQ(WithDialect(Dialect("Cropping", 3, "")).Item().mEffects, nullptr);
+}
+
+TEST(Dialect, CroppingOfAllLeavesNothing)
+{
+    const Read read = WithDialect(Dialect("Cropping", 3,
+                                          DialectParameter("cropLeft", "0.7", "0.0") + "," +
+                                              DialectParameter("cropRight", "0.6", "0.0")));
+    EXPECT_EQ(Corners(read), (std::vector<std::string>{"Point 1: 0.7 0", "Point 5: 0.7 0", "Point 9: 0.7 1",
+                                                       "Point 13: 0.7 1"}));
+    EXPECT_EQ(Corners(WithDialect(Dialect("Cropping", 3, DialectParameter("cropTop", "7", "0.0")))).at(0),
+              "Point 1: 0 1");
+}
+
+TEST(Dialect, CroppingMovesByKeyframes)
+{
+    const Read read = WithDialect(Dialect(
+        "Cropping", 3, DialectParameter("cropRight", "0", "0.0", R"({"0":{"Value":0},"12":{"Value":0.5}})")));
+    const auto& parts =
+        std::get<std::vector<Otio::Scalar>>(read.Item().mEffects->at(0)->mParameters.at(1).mValue);
+    ASSERT_EQ(parts.at(0).mKeys.size(), 2u);
+    EXPECT_EQ(parts.at(0).mKeys[0].mValue, 1.0);
+    EXPECT_EQ(parts.at(0).mKeys[1].mValue, 0.5);
+    EXPECT_EQ(parts.at(0).mKeys[1].mTime, Frames(12));
 }
 
 TEST(Dialect, GivesGeneratorsTheirColour)
