@@ -454,18 +454,6 @@ PictureRect Clip::PictureIn(const RenderRequest& inRequest) const
     return rect;
 }
 
-// Bytes lose nothing by being summed before they are converted, which is then done once a blend.
-bool Clip::IsBlendedInPlanes(const RenderRequest& inRequest) const
-{
-    return mChain.mBlendFormat != norviktypes::kPixelFormat_Any && !HasMargins() &&
-           inRequest.mQuality >= norviktypes::kRenderQuality_Medium &&
-           inRequest.mQuality < norviktypes::kRenderQuality_Max &&
-           norviktypes::DepthOfProperties(inRequest.mPixelFormat.mProperties) == 8 &&
-           inRequest.mWidth == static_cast<std::uint32_t>(mStreamFacts.mWidth) &&
-           inRequest.mHeight == static_cast<std::uint32_t>(mStreamFacts.mHeight) &&
-           mFacts.mPixelAspectRatio == mStreamFacts.mPixelAspectRatio;
-}
-
 // Film is put together of whole frames, which are made smaller afterwards.
 RenderRequest Clip::ChainRequest(const RenderRequest& inRequest) const
 {
@@ -476,10 +464,6 @@ RenderRequest Clip::ChainRequest(const RenderRequest& inRequest) const
     if (HasMargins())
     {
         request.mPixelFormat = PackedFormatFor(inRequest.mPixelFormat);
-    }
-    if (IsBlendedInPlanes(request))
-    {
-        request.mPixelFormat = mChain.mBlendFormat;
     }
     if (mConforming.mPulldown != PulldownRemoval::kNone)
     {

@@ -83,7 +83,6 @@ private:
     MF::FrameTime TimeInChain(const norviktypes::TickTime& inTime) const;
     bool HasMargins() const noexcept;
     PictureRect PictureIn(const RenderRequest& inRequest) const;
-    bool IsBlendedInPlanes(const RenderRequest& inRequest) const;
     RenderRequest ChainRequest(const RenderRequest& inRequest) const;
     MF::IVideoFrameRef FinishFrame(const MF::IVideoFrameRef& inFrame, const RenderRequest& inRequest) const;
 

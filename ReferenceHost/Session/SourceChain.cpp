@@ -344,10 +344,6 @@ public:
         }
         AddFilters();
         AddTime();
-        if (AreFramesBlended())
-        {
-            mChain.mBlendFormat = mNativeFormat;
-        }
         return mChain;
     }
 
@@ -417,17 +413,6 @@ private:
         Put("scale", mFacts.mHeight % 2 == 0
                          ? ML::ScaleAndPARCorrectSource(mChain.mTop)
                          : ML::IRenderableSourceRef(new ScalerOfOddHeight(mChain.mTop, mFacts)));
-    }
-
-    // Whole frames in planes of bytes that nothing is done to but to blend them.
-    bool AreFramesBlended() const
-    {
-        return mConforming.mBlends && !mConforming.mRemovesFlicker && !mConforming.mInterlacesConsecutive &&
-               mConforming.mPulldown == PulldownRemoval::kNone && !mFacts.mIsStill && mFacts.mRotation == 0 &&
-               !norviktypes::IsInterlaced(mFacts.mFieldType) &&
-               !norviktypes::IsInterlaced(mChain.mFieldType) &&
-               norviktypes::IsSubsampled(mNativeFormat.mProperties) &&
-               norviktypes::DepthOfProperties(mNativeFormat.mProperties) == 8;
     }
 
     void AddTime()

@@ -26,9 +26,6 @@ struct SourceChain
     norviktypes::FieldType mFieldType = norviktypes::kFieldType_Progressive; // of the output
     // In which film is put together; any: as Clip chooses.
     norviktypes::PixelFormat mFilmFormat = norviktypes::kPixelFormat_Any;
-    // The planes that frames of the stream's size are blended in, so that only the result is converted; any: in the
-    // format that is asked for.
-    norviktypes::PixelFormat mBlendFormat = norviktypes::kPixelFormat_Any;
 };
 
 // inCadence is that of inConforming, or the one that was found.
