@@ -18,16 +18,21 @@ namespace
 
 using Numbers = std::vector<int>;
 
-const std::string kClip = "/tracks/children/0/children/0";
+std::string Child(int inIndex)
+{
+    return fmt::format("/tracks/children/0/children/{}", inIndex);
+}
+
+const std::string kClip = Child(0);
 
 class BadDocuments : public testing::Test
 {
 protected:
     struct Expected
     {
-        std::string mPlace; // that a line names
-        int mCode;          // of validate: 0 where it is only warned of, 65 for errors
-        Numbers mShown;     // of render, which ends with 2 where validate ends with 65; empty: 65 too
+        std::vector<std::string> mPlaces; // that lines name
+        int mCode;                        // of validate: 0 where it is only warned of, 65 for errors
+        Numbers mShown; // of render, which ends with 2 where validate ends with 65; empty: 65 too
     };
 
     void Try(const std::string& inText, const Expected& inExpected)
@@ -35,16 +40,19 @@ protected:
         const std::string path = mFolder.File(fmt::format("{}.otio", mCount++));
         WriteFile(path, inText);
         SCOPED_TRACE(inText.substr(0, 600));
-        const std::string line = std::string(inExpected.mCode == 0 ? "warning: " : "error: ") +
-                                 inExpected.mPlace + (inExpected.mPlace.empty() ? "" : ": ");
         const ChildResult told = RunTool({"validate", path});
         EXPECT_EQ(told.exitCode, inExpected.mCode) << told.Describe();
-        EXPECT_NE(told.out.find(line), std::string::npos) << line << "\n" << told.out;
 
         const ChildResult rendered = RunTool({"render", path, "null:", "--checksum"});
         const int code = inExpected.mCode == 0 ? 0 : inExpected.mShown.empty() ? 65 : 2;
         EXPECT_EQ(rendered.exitCode, code) << rendered.Describe();
-        EXPECT_NE(rendered.err.find(line), std::string::npos) << line << "\n" << rendered.err;
+        for (const std::string& place : inExpected.mPlaces)
+        {
+            const std::string line = std::string(inExpected.mCode == 0 ? "warning: " : "error: ") + place +
+                                     (place.empty() ? "" : ": ");
+            EXPECT_NE(told.out.find(line), std::string::npos) << line << "\n" << told.out;
+            EXPECT_NE(rendered.err.find(line), std::string::npos) << line << "\n" << rendered.err;
+        }
         EXPECT_EQ(NumbersOf(rendered.out), inExpected.mShown);
     }
 
@@ -73,9 +81,9 @@ std::string Spoilt(const std::string& inStart, const std::string& inDuration,
 TEST_F(BadDocuments, MalformedAndTruncatedOnesShowNothing)
 {
     const std::string text = TimelineText({TrackText({ClipText(CounterText(), {0}, {3})})});
-    Try(R"({"OTIO_SCHEMA": "Timeline.1", "tracks": {"children": [oops]}})", {"/tracks/children/0", 65, {}});
-    Try(text.substr(0, text.size() - 1), {"/tracks", 65, {}});
-    Try(R"({"OTIO_SCHEMA": "Timeline.1", "name": "none"})", {"", 65, {}});
+    Try(R"({"OTIO_SCHEMA": "Timeline.1", "tracks": {"children": [oops]}})", {{"/tracks/children/0"}, 65, {}});
+    Try(text.substr(0, text.size() - 1), {{"/tracks"}, 65, {}});
+    Try(R"({"OTIO_SCHEMA": "Timeline.1", "name": "none"})", {{""}, 65, {}});
 }
 
 TEST_F(BadDocuments, CyclicOnesShowWhatIsNoPartOfItself)
@@ -83,8 +91,8 @@ TEST_F(BadDocuments, CyclicOnesShowWhatIsNoPartOfItself)
     const std::string itself = R"({"OTIO_SCHEMA": "SerializableObjectRef.1", "id": "s"})";
     const std::string cyclic =
         StackText({itself, TrackText({ClipText(CounterText(), {5}, {2})})}, R"(, "OTIO_REF_ID": "s")");
-    TryBefore(cyclic, {kClip + "/children/0", 65, {5, 6, 20, 21, 22}});
-    TryBefore(R"({"OTIO_SCHEMA": "SerializableObjectRef.1", "id": "nobody"})", {kClip, 65, {20, 21, 22}});
+    TryBefore(cyclic, {{kClip + "/children/0"}, 65, {5, 6, 20, 21, 22}});
+    TryBefore(R"({"OTIO_SCHEMA": "SerializableObjectRef.1", "id": "nobody"})", {{kClip}, 65, {20, 21, 22}});
 }
 
 TEST_F(BadDocuments, OverDeepOnesAreRefusedAndOverDeepPartsLeftOut)
@@ -120,21 +128,21 @@ TEST_F(BadDocuments, OverDeepOnesAreRefusedAndOverDeepPartsLeftOut)
 
 TEST_F(BadDocuments, OverLongOnesAreCut)
 {
-    TryBefore(Spoilt("0", "1e15"), {kClip + "/source_range/duration", 65, {20, 21, 22}});
+    TryBefore(Spoilt("0", "1e15"), {{kClip + "/source_range/duration"}, 65, {20, 21, 22}});
 }
 
 TEST_F(BadDocuments, TimesThatAreNoNumbersAreZero)
 {
-    for (const char* number : {"NaN", "Infinity", "-Infinity"})
-    {
-        TryBefore(Spoilt(number, "2"), {kClip + "/source_range/start_time", 65, {0, 1, 20, 21, 22}});
-        TryBefore(Spoilt("4", number), {kClip + "/source_range/duration", 65, {20, 21, 22}});
-    }
-    TryBefore(Spoilt("4", "2", "0"), {kClip + "/source_range/start_time", 65, {20, 21, 22}});
-    TryBefore(Spoilt("4", "-2"), {kClip + "/source_range/duration", 65, {20, 21, 22}});
-    TryBefore(
-        Spoilt("4", "2", "25", EffectsText({R"({"OTIO_SCHEMA": "LinearTimeWarp.1", "time_scalar": NaN})"})),
-        {kClip + "/effects/0/time_scalar", 65, {4, 5, 20, 21, 22}});
+    const std::string warp = EffectsText({R"({"OTIO_SCHEMA": "LinearTimeWarp.1", "time_scalar": NaN})"});
+    Try(TimelineText({TrackText({Spoilt("NaN", "2"), Spoilt("Infinity", "1"), Spoilt("4", "NaN"),
+                                 Spoilt("4", "-Infinity"), Spoilt("4", "2", "0"), Spoilt("4", "-2"),
+                                 Spoilt("4", "2", "25", warp), ClipText(CounterText(), {20}, {3})})}),
+        {{Child(0) + "/source_range/start_time", Child(1) + "/source_range/start_time",
+          Child(2) + "/source_range/duration", Child(3) + "/source_range/duration",
+          Child(4) + "/source_range/start_time", Child(5) + "/source_range/duration",
+          Child(6) + "/effects/0/time_scalar"},
+         65,
+         {0, 1, 0, 4, 5, 20, 21, 22}});
 }
 
 TEST_F(BadDocuments, TransitionsThatOverlapAreShortened)
@@ -144,7 +152,7 @@ TEST_F(BadDocuments, TransitionsThatOverlapAreShortened)
                                                ClipText(CounterText(), {40}, {5}), TransitionText({4}, {1}),
                                                ClipText(CounterText(), {60}, {5})};
     Try(TimelineText({TrackText(children)}),
-        {"/tracks/children/0/children/3/in_offset",
+        {{"/tracks/children/0/children/3/in_offset"},
          0,
          {0, 1, 2, 3, 4, 5, kOther, kOther, kOther, 43, kOther, kOther, 61, 62, 63, 64}});
 }
@@ -171,28 +179,27 @@ TEST_F(BadDocuments, MissingMediaEndsARenderUnlessSomethingStandsForIt)
 
 TEST_F(BadDocuments, UnknownThingsAreLeftOut)
 {
-    TryBefore(R"({"OTIO_SCHEMA": "Telepathy.3", "source_range": )" + RangeText({0}, {2}) + "}",
-              {kClip, 0, {kBlack, kBlack, 20, 21, 22}});
-    const auto withEffect = [](const std::string& inEffect)
-    { return ClipText(CounterText(), {4}, {2}, EffectsText({inEffect})); };
-    TryBefore(withEffect(R"({"OTIO_SCHEMA": "Spell.1"})"), {kClip + "/effects/0", 0, {4, 5, 20, 21, 22}});
-    TryBefore(withEffect(R"({"OTIO_SCHEMA": "Effect.1", "effect_name": "magic:wand"})"),
-              {kClip + "/effects/0", 0, {4, 5, 20, 21, 22}});
-    TryBefore(withEffect(R"({"OTIO_SCHEMA": "TimeEffect.1"})"),
-              {kClip + "/effects/0", 0, {4, 5, 20, 21, 22}});
-    TryBefore(withEffect(R"({"OTIO_SCHEMA": "Effect.1", "effect_name": "vrender:procamp",
-                             "metadata": {"vrender": {"version": 1, "params": {"Magic": 1}}}})"),
-              {kClip + "/effects/0/metadata/vrender/params/Magic", 0, {4, 5, 20, 21, 22}});
-    TryBefore(ClipText(CounterText(), {4}, {2}, R"(, "colour": "blue")"),
-              {kClip + "/colour", 0, {4, 5, 20, 21, 22}});
-    TryBefore(
-        ClipText(CounterText(), {4}, {2}, R"(, "metadata": {"vrender": {"version": 1, "opaqueness": 1}})"),
-        {kClip + "/metadata/vrender/opaqueness", 0, {4, 5, 20, 21, 22}});
+    const auto clip = [](int inStart, const std::string& inMembers)
+    { return ClipText(CounterText(), {static_cast<double>(inStart)}, {1}, inMembers); };
+    const std::string procamp = R"({"OTIO_SCHEMA": "Effect.1", "effect_name": "vrender:procamp",
+                                    "metadata": {"vrender": {"version": 1, "params": {"Magic": 1}}}})";
+    Try(TimelineText(
+            {TrackText({R"({"OTIO_SCHEMA": "Telepathy.3", "source_range": )" + RangeText({0}, {2}) + "}",
+                        clip(4, EffectsText({R"({"OTIO_SCHEMA": "Spell.1"})"})),
+                        clip(5, EffectsText({R"({"OTIO_SCHEMA": "Effect.1", "effect_name": "magic:wand"})"})),
+                        clip(6, EffectsText({R"({"OTIO_SCHEMA": "TimeEffect.1"})"})),
+                        clip(7, EffectsText({procamp})), clip(8, R"(, "colour": "blue")"),
+                        clip(9, R"(, "metadata": {"vrender": {"version": 1, "opaqueness": 1}})")})}),
+        {{Child(0), Child(1) + "/effects/0", Child(2) + "/effects/0", Child(3) + "/effects/0",
+          Child(4) + "/effects/0/metadata/vrender/params/Magic", Child(5) + "/colour",
+          Child(6) + "/metadata/vrender/opaqueness"},
+         0,
+         {kBlack, kBlack, 4, 5, 6, 7, 8, 9}});
 }
 
 TEST_F(BadDocuments, UnknownTransitionsAreDissolves)
 {
-    for (const char* type : {"Custom_Transition", "Star_Wipe", "vrender:gaussian-blur", ""})
+    for (const char* type : {"Star_Wipe", ""})
     {
         const auto document = [](const std::string& inType)
         {
@@ -200,7 +207,8 @@ TEST_F(BadDocuments, UnknownTransitionsAreDissolves)
                 {TrackText({ClipText(CounterText(), {0}, {4}), TransitionText({2}, {2}, inType),
                             ClipText(CounterText(), {40}, {4})})});
         };
-        Try(document(type), {"/tracks/children/0/children/1", 0, {0, 1, 2, kOther, kOther, kOther, 42, 43}});
+        Try(document(type),
+            {{"/tracks/children/0/children/1"}, 0, {0, 1, 2, kOther, kOther, kOther, 42, 43}});
         WriteFile(mFolder.File("a.otio"), document(type));
         WriteFile(mFolder.File("b.otio"), document("SMPTE_Dissolve"));
         const ChildResult same = RunTool({"compare", mFolder.File("a.otio"), mFolder.File("b.otio")});
