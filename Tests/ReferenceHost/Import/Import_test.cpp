@@ -383,6 +383,31 @@ TEST(DocumentImport, MakesTransitionsAndDissolvesInPlaceOfUnknownOnes)
     EXPECT_EQ(match("vrender:gaussian-blur", {"unknown-transition"}), dissolve);
 }
 
+TEST(DocumentImport, PlacesCroppingOnTheMediasPicture)
+{
+    const std::string cropping =
+        R"(,"effects":[{"OTIO_SCHEMA":"Effect.1","effect_name":"","metadata":{"Resolve_OTIO":{"Type":3,"Parameters":[
+            {"Parameter ID":"cropLeft","Parameter Value":0.25,"Key Frames":{"0":{"Value":0.25},"12":{"Value":0.5}}},
+            {"Parameter ID":"cropBottom","Parameter Value":0.5}]}}}])";
+    // A picture of 64 by 48, fitted into one of 320 by 120, covers half of its width.
+    const Imported imported(
+        OneTrack(ClipText(0, 50, cropping), Settings(R"("canvas":{"width":320,"height":120})")));
+    EXPECT_EQ(imported.Kinds(), Faults());
+    const Project::ClipItem item = imported.Item();
+    ASSERT_EQ(item.mEffects.size(), 1u);
+    const auto corner = [&](std::size_t inParameter, double inFrame)
+    {
+        const MF::PointKeyframe::Point point = PointAt(item.mEffects[0], inParameter, Frames(inFrame));
+        return std::pair<double, double>(point.mX, point.mY);
+    };
+    using Corner = std::pair<double, double>;
+    EXPECT_EQ(corner(0, 0), Corner(0.375, 0.0));
+    EXPECT_EQ(corner(0, 12), Corner(0.5, 0.0));
+    EXPECT_EQ(corner(4, 0), Corner(0.75, 0.0));
+    EXPECT_EQ(corner(8, 0), Corner(0.75, 0.5));
+    EXPECT_EQ(corner(12, 12), Corner(0.5, 0.5));
+}
+
 TEST(DocumentImport, EndsWithAnErrorWhereThereIsNothingToShow)
 {
     const Imported broken("{");
