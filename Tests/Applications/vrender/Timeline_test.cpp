@@ -274,12 +274,12 @@ TEST_F(Timeline, IsWrittenAsAMovieAndReadBackFrameByFrame)
               "width=160\nheight=90\navg_frame_rate=25/1\nnb_read_frames=30\n");
 }
 
-// Y, U and V of a colour 0..255 of R, G and B, by Rec.601 in the limited range.
+// Y, U and V of a colour 0..255 of R, G and B, by Rec.709 in the limited range.
 std::vector<double> YuvOf(double inRed, double inGreen, double inBlue)
 {
-    const double y = 0.299 * inRed + 0.587 * inGreen + 0.114 * inBlue;
-    return {16 + y * 219 / 255, 128 + (inBlue - y) / 1.772 * 224 / 255,
-            128 + (inRed - y) / 1.402 * 224 / 255};
+    const double y = 0.2126 * inRed + 0.7152 * inGreen + 0.0722 * inBlue;
+    return {16 + y * 219 / 255, 128 + (inBlue - y) / 1.8556 * 224 / 255,
+            128 + (inRed - y) / 1.5748 * 224 / 255};
 }
 
 // Pictures are laid over each other with alpha, which a movie of 4:2:0 has no place for.
