@@ -43,8 +43,8 @@ private:
     std::function<void()> mBody;
     void* mMapping = nullptr;
     const void* mStack = nullptr;
-    std::size_t mStackBytes = 0;
-    void* mFakeStack = nullptr; // of the address sanitizer
+    [[maybe_unused]] std::size_t mStackBytes = 0;
+    [[maybe_unused]] void* mFakeStack = nullptr; // of the address sanitizer
     Exceptions mExceptions;
     ucontext_t mContext{};
 };
