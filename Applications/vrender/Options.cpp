@@ -275,8 +275,8 @@ const std::vector<OptionRow>& OptionTable()
         Switch(
             "allow-stateful", 0, kCommand_Documents | kCommand_Plugins, &Options::mAllowStateful,
             "Take plug-ins whose picture depends on earlier frames or on chance. They are given all frames "
-            "of their clip in order, on one thread, and --threads is 1 unless it is given. Without it a "
-            "timeline that uses one ends with 65."),
+            "of their clip in order, on one thread, which is then all that is used unless a number is given. "
+            "Without it a timeline that uses one ends with 65."),
         Switch("sandbox-plugins", 0, kCommand_Documents | kCommand_Plugins, &Options::mSandboxPlugins,
                "Run plug-ins in processes of their own, so that one that crashes or hangs fails a frame and "
                "not the run."),

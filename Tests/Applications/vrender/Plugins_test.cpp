@@ -36,7 +36,12 @@ TEST(Plugins, AreShownWithTheirParameters)
     const ChildResult text = RunAlone({"plugins", "show", "vrender:dip-to-color"});
     EXPECT_EQ(text.exitCode, 0) << text.Describe();
     EXPECT_TRUE(Has(text.out, "parameter 0: Color, color, default #000000\n")) << text.out;
+    const ChildResult slide = RunAlone({"plugins", "show", "vrender:slide"});
+    EXPECT_TRUE(Has(slide.out, "choice (left, right, top, bottom), default left")) << slide.out;
+    const ChildResult moved = RunAlone({"plugins", "show", "vrender:transform"});
+    EXPECT_TRUE(Has(moved.out, "parameter 7: Skew, angle -85 to 85 deg, default 0\n")) << moved.out;
     const ChildResult json = RunAlone({"plugins", "show", "vrender:dip-to-color", "--json"});
+    EXPECT_TRUE(Has(json.out, "\"index\": 0")) << json.out;
     EXPECT_TRUE(Has(json.out, "\"kind\": \"transition\"")) << json.out;
     EXPECT_TRUE(Has(json.out, "\"usable\": true")) << json.out;
     EXPECT_TRUE(Has(json.out, "\"default\": \"#000000\"")) << json.out;
