@@ -1,10 +1,11 @@
 # Functions that turn a folder of tests into executables and their tests.
 
-# vr_add_test_folder(NAME FOLDER f PARTS targets... [RUNS targets...] [MEDIA]): *_test.cpp become test_NAME,
+# vr_add_test_folder(NAME FOLDER f PARTS targets... [RUNS targets...] [MEDIA] [ALONE]): *_test.cpp become test_NAME,
 # *_stress.cpp test_NAME_stress, *_check.cpp test_NAME_check; other sources of the folder are helpers of all
-# three. PARTS that don't exist (yet) are left out. RUNS are programs that the tests start.
+# three. PARTS that don't exist (yet) are left out. RUNS are programs that the tests start. ALONE are tests of which
+# each needs a process of its own, as it starts and ends what a process has once.
 function(vr_add_test_folder name)
-    cmake_parse_arguments(arg "MEDIA" "FOLDER" "PARTS;RUNS" ${ARGN})
+    cmake_parse_arguments(arg "MEDIA;ALONE" "FOLDER" "PARTS;RUNS" ${ARGN})
     vr_find_sources(all "${CMAKE_CURRENT_SOURCE_DIR}/${arg_FOLDER}")
     set(helpers ${all})
     list(FILTER helpers EXCLUDE REGEX "_(test|stress|check)\\.cpp$")
@@ -31,10 +32,16 @@ function(vr_add_test_executable target label seconds)
     endforeach()
     target_link_libraries(${target} PRIVATE TestSupport)
     target_include_directories(${target} PRIVATE "${PROJECT_SOURCE_DIR}/VideoRenderer/Inc")
+    set(precompiled TestSupport)
+    if(label STREQUAL unit)
+        # What a unit test says itself runs once. To optimise it took longer than to run all of them.
+        target_compile_options(${target} PRIVATE -O0)
+        set(precompiled UnitTestPrecompiled)
+    endif()
     if(VR_PRECOMPILE)
         # The compiler's own default on both sides, as a header precompiled for -fPIC is refused under -fPIE.
         set_target_properties(${target} PROPERTIES POSITION_INDEPENDENT_CODE OFF)
-        target_precompile_headers(${target} REUSE_FROM TestSupport)
+        target_precompile_headers(${target} REUSE_FROM ${precompiled})
     endif()
     foreach(program ${arg_RUNS})
         if(TARGET ${program})
@@ -48,14 +55,32 @@ function(vr_add_test_executable target label seconds)
         list(APPEND properties FIXTURES_REQUIRED media)
     endif()
     string(REGEX REPLACE "^test_" "" prefix ${target})
-    gtest_discover_tests(${target}
-        TEST_PREFIX "${prefix}."
-        NO_PRETTY_VALUES
-        DISCOVERY_MODE PRE_TEST
-        DISCOVERY_TIMEOUT 120
-        WORKING_DIRECTORY "${CMAKE_BINARY_DIR}"
-        PROPERTIES ${properties})
+    if(VR_TESTS_TOGETHER AND NOT arg_ALONE AND NOT label STREQUAL concurrency)
+        vr_add_test_shares()
+    else()
+        gtest_discover_tests(${target}
+            TEST_PREFIX "${prefix}."
+            NO_PRETTY_VALUES
+            DISCOVERY_MODE PRE_TEST
+            DISCOVERY_TIMEOUT 120
+            WORKING_DIRECTORY "${CMAKE_BINARY_DIR}"
+            PROPERTIES ${properties})
+    endif()
 endfunction()
+
+# An executable's tests as a few processes, each of which runs its share of them, for builds in which the start of a
+# process takes longer than most tests.
+macro(vr_add_test_shares)
+    list(LENGTH sources shares)
+    math(EXPR shares "(${shares} + 3) / 4")
+    math(EXPR last "${shares} - 1")
+    foreach(share RANGE ${last})
+        set(test "${prefix}.Share${share}of${shares}")
+        add_test(NAME ${test} COMMAND ${target} WORKING_DIRECTORY "${CMAKE_BINARY_DIR}")
+        set_tests_properties(${test} PROPERTIES ${properties}
+            ENVIRONMENT "GTEST_TOTAL_SHARDS=${shares};GTEST_SHARD_INDEX=${share}")
+    endforeach()
+endmacro()
 
 # vr_add_soak(NAME target FILTER f SCALE s SECONDS n): the tests that match the filter, s times as long as usual.
 # They run only when they are asked for by label.

@@ -53,9 +53,9 @@ struct StreamTraits
     TVK::Guid mContentID;
 };
 
-class VideoSourceBase : public TVK::Implements<VideoSourceBase, MF::ISource, BE::IVideoSource,
-                                               BE::IVideoStreamInfo, IFrameFailure, IFrameNumbers,
-                                               IFrameExpectations>
+class VideoSourceBase
+    : public TVK::Implements<VideoSourceBase, MF::ISource, BE::IVideoSource, BE::IVideoStreamInfo,
+                             IFrameFailure, IFrameNumbers, IFrameExpectations>
 {
 public:
     // MF::ISource
