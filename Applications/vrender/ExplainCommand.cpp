@@ -38,10 +38,7 @@ void Ask(const FrameFeed::Settings& inFrames, std::int64_t inNumber, std::string
     WorkSpan span(WorkKind::kRender, inNumber);
     try
     {
-        const MF::IVideoFrameRef made =
-            inFrames.mMaterial->Render(inFrames.mTimeOf(0), inFrames.mRequest, frame.mHold);
-        // As every output does: a decoded picture may be converted only then.
-        VF::IVideoFramePixelsRef(made)->GetPixels();
+        inFrames.mMaterial->Render(inFrames.mTimeOf(0), inFrames.mRequest, frame.mHold);
         span.Succeed();
     }
     catch (const ML::RenderRequestException&)

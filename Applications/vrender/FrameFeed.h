@@ -13,8 +13,9 @@
 // The frames of a list, ordered from the render service a window ahead, and handed to the threads that render
 // them as they have been read.
 //
-// The first window of frames is ordered at once; each call of Advance, when a frame has left its maker's hands,
-// orders the next one; before that the material is told of the whole list. So never more than a window of frames take memory.
+// The material is told of the whole list, and the first window of frames is ordered at once; each call of
+// Advance, when a frame has left its maker's hands, orders the next one. So never more than a window of frames
+// take memory.
 //
 // Errors: who makes a feed or calls Advance meets what the service's Order throws.
 //

@@ -33,11 +33,16 @@ std::int32_t PictureOf(const MF::IVideoFrameRef& inFrame, ir::Picture& outPictur
     {
         return VF::kFrameStatus_BadArgument;
     }
+    const void* const memory = pixels->GetPixels();
+    if (memory == nullptr)
+    {
+        return VF::kFrameStatus_OutOfMemory;
+    }
     norviktypes::PixelFormat format;
     inFrame->GetPixelFormat(format);
     TVK::Rect bounds;
     inFrame->GetBounds(bounds);
-    return ir::PictureFromCode(pixels->GetPixels(), raster->GetRowBytes(), bounds.Width(), bounds.Height(),
+    return ir::PictureFromCode(memory, raster->GetRowBytes(), bounds.Width(), bounds.Height(),
                                VF::BEPixelFormatToIRPixelFormat(format), outPicture);
 }
 

@@ -136,7 +136,9 @@ private:
 
     Pixel MeanAt(std::int32_t inX, std::int32_t inY, const QuadPlace& inMiddle) const
     {
-        const int count = std::clamp(static_cast<int>(std::ceil(inMiddle.WidestStep() - 1e-6)), 1, 8);
+        // Near the horizon a step is longer than any integer.
+        const double step = std::min(inMiddle.WidestStep(), 8.0);
+        const int count = std::max(static_cast<int>(std::ceil(step - 1e-6)), 1);
         Pixel sum{};
         for (int i = 0; i < count * count; ++i)
         {

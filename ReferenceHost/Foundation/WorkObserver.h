@@ -18,9 +18,9 @@ namespace Foundation
 
 enum class WorkKind : std::uint8_t
 {
-    kRead,    // a stream makes a frame; decoding and converting lie within
+    kRead,    // a stream makes a frame; decoding lies within, and converting if it is done at once
     kDecode,  // a picture comes out of a decoder
-    kConvert, // a picture becomes a frame
+    kConvert, // a picture becomes the pixels of a frame
     kRender,
     kLayOut, // for an encoder
     kWrite,

@@ -193,26 +193,6 @@ bool ReadNotes(const PNGHeader& inHeader, FrameNotes& outNotes)
     return areRead;
 }
 
-// A fourth component of bytes that are all set, as the alpha of opaque pictures, need not be kept.
-bool IsLastComponentSet(const FramePixels& inPixels)
-{
-    FourComponentRows rows(inPixels);
-    for (std::uint32_t y = 0; y < inPixels.mHeight; ++y)
-    {
-        const std::uint8_t* const row = rows.GetRow(y);
-        unsigned all = 0xFF;
-        for (std::size_t x = 0; x < inPixels.mWidth; ++x)
-        {
-            all &= row[4 * x + 3];
-        }
-        if (all != 0xFF)
-        {
-            return false;
-        }
-    }
-    return true;
-}
-
 bool IsOfBytes(const PNGHeader& inHeader)
 {
     return inHeader.mSamples == PNGSamples::RGBA && inHeader.mBits == 8;
@@ -279,8 +259,9 @@ std::shared_ptr<const RecycledMemory> CompressPNG(const MF::IVideoFrameRef& inFr
     }
     PNGHeader header = HeaderFor(pixels.mFormat, pixels.mWidth, pixels.mHeight);
     header.mCompressionLevel = kCacheCompressionLevel;
-    if (IsOfBytes(header) && IsLastComponentSet(pixels))
+    if (IsOfBytes(header) && HasWholeAlpha(pixels))
     {
+        // As the alpha of opaque pictures: it need not be kept.
         header.mSamples = PNGSamples::RGB;
     }
     AppendTexts(NotesOf(inFrame, pixels), header);

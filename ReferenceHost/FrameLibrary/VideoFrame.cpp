@@ -301,10 +301,14 @@ PixelMakerPtr PendingMakerOf(const MF::IVideoFrameRef& inFrame)
 MF::IVideoFrameRef ShareWithoutAlpha(const MF::IVideoFrameRef& inFrame, const PixelFormat& inFormat)
 {
     const auto* frame = dynamic_cast<const VideoFrame*>(inFrame.get());
-    const MF::IVideoFrameRef shared = frame ? frame->SharedAs(inFormat) : MF::IVideoFrameRef();
+    FramePixels pixels;
+    const bool isShared = frame && GetFramePixels(inFrame, pixels) && HasWholeAlpha(pixels);
+    const MF::IVideoFrameRef shared = isShared ? frame->SharedAs(inFormat) : MF::IVideoFrameRef();
     if (shared)
     {
+        const AlphaChannel alphaOfFormat = shared->GetAlphaType();
         CopyFrameAttributes(inFrame, shared);
+        shared->SetAlphaType(alphaOfFormat);
         inFrame->Freeze();
         shared->Freeze();
     }

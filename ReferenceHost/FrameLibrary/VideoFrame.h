@@ -41,8 +41,8 @@ struct FramePixels
     }
 };
 
-// False for a frame without the raw faces or with negative row bytes. An empty reference throws
-// TVK::NullInterfaceException. The pixels of a frozen frame are for reading.
+// False for a frame without the raw faces, with negative row bytes or without memory for its pixels. An empty
+// reference throws TVK::NullInterfaceException. The pixels of a frozen frame are for reading.
 bool GetFramePixels(const MF::IVideoFrameRef& inFrame, FramePixels& outPixels);
 
 // Everything that is told of a frame beside its pixels, bounds and format: pixel aspect, field and alpha
@@ -52,8 +52,12 @@ void CopyFrameAttributes(const MF::IVideoFrameRef& inSource, const MF::IVideoFra
 // As GetFramePixels, but without looking at the pixels: mPixels is null.
 bool GetFrameShape(const MF::IVideoFrameRef& inFrame, FramePixels& outShape);
 
+// True if the last component of every pixel is whole, of a packed frame of four components of 8, 16 or 32 bits.
+bool HasWholeAlpha(const FramePixels& inPixels) noexcept;
+
 // A frame with all that inFrame has, over the same memory, whose format is inFormat: one whose pixels lie and
-// mean the same, but that has no alpha. Both are frozen then. Empty for a frame of another make.
+// mean the same, but that has no alpha. Both are frozen then. Empty for a frame of another make, and where a pixel
+// isn't opaque: what is called opaque may hold any alpha, and some readers take the last component for one.
 MF::IVideoFrameRef ShareWithoutAlpha(const MF::IVideoFrameRef& inFrame,
                                      const norviktypes::PixelFormat& inFormat);
 

@@ -116,6 +116,12 @@ bool GetTargetPixels(const MF::IVideoFrameRef& inFrame, FramePixels& outPixels)
     return !inFrame->IsFrozen() && GetFramePixels(inFrame, outPixels);
 }
 
+// Pixels that are still to be made after a look found no memory.
+std::int32_t StatusWithoutPixels(const MF::IVideoFrameRef& inFrame)
+{
+    return PendingMakerOf(inFrame) ? kFrameStatus_OutOfMemory : kFrameStatus_BadArgument;
+}
+
 // Pixels that are still to be made come where they are wanted at once. False: there are some already, or they
 // are wanted otherwise.
 bool MakeInTarget(const MF::IVideoFrameRef& inSource, const MF::IVideoFrameRef& inTarget,
@@ -162,7 +168,7 @@ std::int32_t CopyFrame(const MF::IVideoFrameRef& inSource, const MF::IVideoFrame
     FramePixels target;
     if (!GetFramePixels(inSource, source) || !GetTargetPixels(inTarget, target))
     {
-        return kFrameStatus_BadArgument;
+        return StatusWithoutPixels(inSource);
     }
     status = CopyWhole(source, target, inQuality);
     if (status >= 0)
@@ -182,9 +188,13 @@ std::int32_t CopyFrameWithFields(const MF::IVideoFrameRef& inSource, const MF::I
     }
     FramePixels source;
     FramePixels target;
-    if (inField > kLastField || !GetFramePixels(inSource, source) || !GetTargetPixels(inTarget, target))
+    if (inField > kLastField)
     {
         return kFrameStatus_BadArgument;
+    }
+    if (!GetFramePixels(inSource, source) || !GetTargetPixels(inTarget, target))
+    {
+        return StatusWithoutPixels(inSource);
     }
     if (inField != kIR_WholePicture && source.mHeight > 1)
     {

@@ -5,7 +5,7 @@
 
 #include <limits>
 
-namespace VF::VideoFrameManipulators
+namespace VF
 {
 
 namespace
@@ -57,6 +57,30 @@ void InvertAlphaOf(const FramePixels& inFrame) noexcept
     }
 }
 
+template <class T>
+bool IsAlphaWholeIn(const T* inRow, std::uint32_t inWidth) noexcept
+{
+    bool isWhole = true;
+    for (std::uint32_t x = 0; x < inWidth; ++x)
+    {
+        isWhole &= inRow[4 * x + kAlphaIndex] == Opaque<T>::kValue;
+    }
+    return isWhole;
+}
+
+// Row by row, as most that isn't whole is so near the top.
+template <class T>
+bool IsAlphaWhole(const FramePixels& inFrame) noexcept
+{
+    std::uint32_t y = 0;
+    while (y < inFrame.mHeight &&
+           IsAlphaWholeIn(reinterpret_cast<const T*>(inFrame.Row(0, y)), inFrame.mWidth))
+    {
+        ++y;
+    }
+    return y == inFrame.mHeight;
+}
+
 using AlphaOperation = void (*)(const FramePixels&);
 
 // The form of an operation for the depth of a frame.
@@ -96,6 +120,19 @@ std::int32_t ChangeStraightAlpha(const FramePixels& inFrame, AlphaOperation inOp
 }
 
 } // namespace
+
+bool HasWholeAlpha(const FramePixels& inPixels) noexcept
+{
+    switch (norviktypes::DepthOfProperties(inPixels.mFormat.mProperties))
+    {
+    case 8: return IsAlphaWhole<std::uint8_t>(inPixels);
+    case 16: return IsAlphaWhole<std::uint16_t>(inPixels);
+    default: return IsAlphaWhole<float>(inPixels);
+    }
+}
+
+namespace VideoFrameManipulators
+{
 
 std::int32_t OpaqueAlpha(const MF::IVideoFrameRef& inFrame)
 {
@@ -140,4 +177,6 @@ std::int32_t InvertAlpha(const MF::IVideoFrameRef& inFrame)
     return status;
 }
 
-} // namespace VF::VideoFrameManipulators
+} // namespace VideoFrameManipulators
+
+} // namespace VF

@@ -126,12 +126,16 @@ std::int32_t ShapePicture(const MF::IVideoFrameRef& inFrame, const RenderRequest
                          bounds.Height() == static_cast<std::int32_t>(inShape.mHeight);
     if (format == inShape.mPixelFormat && hasSize)
     {
+        // Pixels that are only made now may lack memory, which nobody can tell of later.
+        const VF::IVideoFramePixelsRef pixels(inFrame);
+        if (pixels && pixels->GetPixels() == nullptr)
+        {
+            return VF::kFrameStatus_OutOfMemory;
+        }
         outFrame = inFrame;
         return VF::kFrameStatus_OK;
     }
-    // Of a frame without alpha type nobody knows what its pixels have there.
-    const bool isOpaque = inFrame->GetAlphaType() == norviktypes::kAlphaChannel_Opaque;
-    if (hasSize && isOpaque && DifferInAlphaOnly(format, inShape.mPixelFormat))
+    if (hasSize && DifferInAlphaOnly(format, inShape.mPixelFormat))
     {
         if (const MF::IVideoFrameRef shared = VF::ShareWithoutAlpha(inFrame, inShape.mPixelFormat))
         {

@@ -1,7 +1,10 @@
 #include "Tests/ScheduleExplorer/Quarantine.h"
 
+#include <malloc.h>
+
 #include <cstddef>
 #include <cstdlib>
+#include <cstring>
 #include <new>
 
 namespace ScheduleExplorer
@@ -12,6 +15,8 @@ namespace
 
 // A run frees a few thousand blocks.
 constexpr std::size_t kMostBlocks = std::size_t{1} << 16;
+// So that whoever uses a block that has gone meets nonsense and not the old value.
+constexpr int kFreed = 0x5A;
 
 void* sBlocks[kMostBlocks];
 std::size_t sCount = 0;
@@ -38,6 +43,7 @@ void Quarantine::Free(void* inBlock) noexcept
 {
     if (sIsOn && inBlock != nullptr && sCount < kMostBlocks)
     {
+        std::memset(inBlock, kFreed, malloc_usable_size(inBlock));
         sBlocks[sCount++] = inBlock;
     }
     else

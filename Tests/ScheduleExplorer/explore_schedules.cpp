@@ -118,7 +118,7 @@ void CatchCrashes()
     {
         std::signal(signal, &OnSignal);
     }
-    // What is freed is overwritten, so that who uses it meets nonsense and not the old value.
+    // What is freed between runs, or past operator delete, is overwritten as the quarantine does with the rest.
     mallopt(M_PERTURB, 0x5A);
 #endif
 }

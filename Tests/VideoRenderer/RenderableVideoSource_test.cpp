@@ -455,14 +455,6 @@ TEST_F(RenderableVideoSource, PremultipliedYUVIsOnlyMarked)
     EXPECT_EQ(frame->GetAlphaType(), norviktypes::kAlphaChannel_Premultiplied);
 }
 
-TEST_F(RenderableVideoSource, AlphaOfWhatIsSaidToBeOpaqueIsFilled)
-{
-    GiveFrames(MF::kPixelFormat_BGRA_4444_8u, {10, 20, 30, 40});
-    const MF::IVideoFrameRef frame = Render({.mAlpha = norviktypes::kAlphaChannel_Opaque});
-    EXPECT_EQ(PixelOf(frame), (std::array<std::uint8_t, 4>{10, 20, 30, 255}));
-    EXPECT_EQ(frame->GetAlphaType(), norviktypes::kAlphaChannel_Opaque);
-}
-
 TEST_F(RenderableVideoSource, OpaqueFramesAreNotTouched)
 {
     GiveFrames(MF::kPixelFormat_BGRX_4444_8u, {10, 20, 30, 255});

@@ -104,8 +104,13 @@ MF::IVideoFrameRef DeinterlacedCopy(const MF::IVideoFrameRef& inFrame,
         }
         const FrameImage from = ImageOfFrame(inFrame);
         const FrameImage to = ImageOfFrame(copy);
-        IR_DeinterlaceInto(from.mPixels, from.mRowBytes, from.mCode, to.mPixels, to.mRowBytes, to.mCode,
-                           to.mWidth, to.mHeight, inUseLowerField ? 1 : 0, inDeinterlaceQuality);
+        const std::int32_t status =
+            IR_DeinterlaceInto(from.mPixels, from.mRowBytes, from.mCode, to.mPixels, to.mRowBytes, to.mCode,
+                               to.mWidth, to.mHeight, inUseLowerField ? 1 : 0, inDeinterlaceQuality);
+        if (status < 0)
+        {
+            copy.reset(); // nothing has been written to it
+        }
     }
     return copy;
 }

@@ -1,6 +1,7 @@
 #include "FrameImage.h"
 
 #include "IR/ImageRoutines.h"
+#include "RenderableSources.h"
 #include "VF/VideoFrame.h"
 
 namespace ML
@@ -26,6 +27,10 @@ FrameImage ImageOfFrame(const MF::IVideoFrameRef& inFrame)
     const TVK::Rect bounds = BoundsOfFrame(inFrame);
     FrameImage image;
     image.mPixels = static_cast<std::uint8_t*>(VF::IVideoFramePixelsRef(inFrame)->GetPixels());
+    if (image.mPixels == nullptr)
+    {
+        throw RenderRequestException(VF::kFrameStatus_OutOfMemory);
+    }
     image.mRowBytes = VF::IVideoFrameRasterRef(inFrame)->GetRowBytes();
     image.mWidth = bounds.Width();
     image.mHeight = bounds.Height();

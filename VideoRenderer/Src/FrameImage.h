@@ -25,7 +25,8 @@ struct FrameImage
     bool FieldStartsOnSecondRow(bool inIsLower) const noexcept;
 };
 
-// Throws TVK::NullInterfaceException for an empty reference and for a frame without raw pixels.
+// Throws TVK::NullInterfaceException for an empty reference and for a frame without raw pixels,
+// RenderRequestException for one that has no memory for its pixels.
 FrameImage ImageOfFrame(const MF::IVideoFrameRef& inFrame);
 
 TVK::Rect BoundsOfFrame(const MF::IVideoFrameRef& inFrame);

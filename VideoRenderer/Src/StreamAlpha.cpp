@@ -72,19 +72,7 @@ void StreamAlpha::ConformAlphaType(MF::IVideoFrameRef& ioFrame, norviktypes::Ren
     else if (ioFrame->GetAlphaType() != mAlphaChannel)
     {
         ioFrame = MakeWriteable(ioFrame, inQuality);
-        FillAlphaThatDoesNotCount(ioFrame);
         ioFrame->SetAlphaType(mAlphaChannel);
-    }
-}
-
-// Whoever is told that all pixels are opaque may hand them on as they are.
-void StreamAlpha::FillAlphaThatDoesNotCount(const MF::IVideoFrameRef& inFrame) const
-{
-    const bool isStraight =
-        norviktypes::ToneOfProperties(PropertiesOf(inFrame)) == norviktypes::kAlphaChannel_Straight;
-    if (isStraight && mAlphaChannel == norviktypes::kAlphaChannel_Opaque)
-    {
-        ThrowIfFailed(VF::VideoFrameManipulators::OpaqueAlpha(inFrame));
     }
 }
 

@@ -24,7 +24,6 @@ struct StreamAlpha
 
 private:
     void ConformAlphaType(MF::IVideoFrameRef& ioFrame, norviktypes::RenderQuality inQuality) const;
-    void FillAlphaThatDoesNotCount(const MF::IVideoFrameRef& inFrame) const;
     void UnPremultiply(const MF::IVideoFrameRef& inFrame, norviktypes::RenderQuality inQuality) const;
 };
 

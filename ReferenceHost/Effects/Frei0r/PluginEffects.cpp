@@ -220,12 +220,16 @@ private:
     // Of frames that are asked for at about the same time on several threads, the later may come first.
     static constexpr std::size_t kMostDrawn = 8;
 
-    // What frames must have in common to belong to one history.
+    // What frames must have in common to belong to one history. Parts of a clip that was cut share its filter, and
+    // so does a clip with the one that it was before an edit of parameters.
     struct Kind
     {
         std::int32_t mWidth = 0;
         std::int32_t mHeight = 0;
         std::uint32_t mQuality = 0;
+        norviktypes::FrameRate mRate;
+        norviktypes::TickTime mStart;
+        MF::KeyframeStore mParameters;
 
         friend bool operator==(const Kind&, const Kind&) = default;
     };
@@ -234,13 +238,26 @@ private:
     {
         TVK::Rect bounds;
         inFrame->GetBounds(bounds);
-        return {bounds.Width(), bounds.Height(), inRender.mInfo != nullptr ? inRender.mInfo->quality : 0};
+        return {bounds.Width(),
+                bounds.Height(),
+                inRender.mInfo != nullptr ? inRender.mInfo->quality : 0,
+                inRender.mFrameRate,
+                inRender.mEffectStart,
+                inRender.mParameters != nullptr ? *inRender.mParameters : MF::KeyframeStore()};
+    }
+
+    // Both times are of the media. That of the sequence stands still where a transition shows what lies in front of
+    // the item, and only counts from where an item is first seen that begins before its media.
+    static std::int64_t FrameOfItem(const ML::VideoFilterRender& inRender)
+    {
+        const norviktypes::TickTime time = std::min(inRender.mClipTime, inRender.mSequenceTime);
+        return (time - inRender.mEffectStart).ToFrame64(inRender.mFrameRate);
     }
 
     std::int32_t RenderInOrder(const ML::VideoFilterRender& inRender, const MF::IVideoFrameRef& inFrame,
                                MF::IVideoFrameRef& outFrame)
     {
-        const std::int64_t wanted = inRender.mFrame;
+        const std::int64_t wanted = FrameOfItem(inRender);
         const Kind kind = KindOf(inRender, inFrame);
         if (kind == mKind)
         {
@@ -291,8 +308,8 @@ private:
         status = status < 0 ? status : EffectFilter::Render(render, input, outFrame);
         if (status >= 0)
         {
+            mDrawn.push_back({mNext, outFrame});
             ++mNext;
-            mDrawn.push_back({render.mFrame, outFrame});
             if (mDrawn.size() > kMostDrawn)
             {
                 mDrawn.pop_front();

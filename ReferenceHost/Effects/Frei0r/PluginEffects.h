@@ -1,8 +1,8 @@
 // Plug-ins as filters and transitions of the library.
 //
 // They are given pictures of 8 bits, B G R A with straight alpha; the render brings others to that before. Time is
-// that of the sequence since the start of the item or transition, in seconds made of ticks, so that a frame is the
-// same wherever its item lies.
+// that of the item's media, or that since the start of a transition, in seconds made of ticks, so that a frame is
+// the same wherever its item lies.
 //
 //   filter        changes the picture
 //   source        draws a picture in the place of the one that it is given

@@ -315,7 +315,8 @@ void DecoderPool::Aim(Slot& ioSlot, std::int64_t inRank, bool inSeeks, std::uint
     const bool isStep = !inSeeks && inRank - ioSlot.nextRank <= static_cast<std::int64_t>(kTail);
     ioSlot.run = isStep ? ioSlot.run + 1 : 0;
     ioSlot.keepsTailOnly = isStep || !KeepsPassed();
-    ioSlot.expected = mExpected;
+    // What is expected may have changed since this frame was asked for; its picture must not be left out.
+    ioSlot.expected = mExpected && mExpected->Contains(inRank) ? mExpected : nullptr;
     if (inSeeks)
     {
         ioSlot.startKey = inKey;

@@ -9,7 +9,7 @@
 namespace Media
 {
 
-// Frames by number, up to but not including mEnd.
+// Frames by number, up to but not including end.
 struct FrameRun
 {
     std::int64_t begin = 0;

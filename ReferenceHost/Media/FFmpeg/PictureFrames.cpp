@@ -76,6 +76,10 @@ public:
                           std::int32_t inRowBytes) const override
     {
         Foundation::WorkSpan span(Foundation::WorkKind::kConvert);
+        if (inFirst != 0)
+        {
+            span.Forget(); // a picture that is made part by part counts once
+        }
         try
         {
             const std::int32_t status =

@@ -140,6 +140,10 @@ public:
         }
         if (!mSequence->HasFrame(frame))
         {
+            if (mSequence->mMissing == MissingFiles::kBlack)
+            {
+                return std::string(); // no failure
+            }
             return fmt::format("{}: missing, so there is no frame {} of the sequence",
                                mSequence->PathOf(frame), frame);
         }

@@ -158,6 +158,14 @@ TEST(PendingFrame, WithoutMemoryHasNoPixelsYet)
     EXPECT_FALSE(VF::GetFramePixels(frame, pixels));
     EXPECT_EQ(VF::VideoFrameManipulators::CopyFrame(frame, NewFrame(), kRenderQuality_High),
               VF::kFrameStatus_OutOfMemory);
+    for (const std::uint32_t field : {0u, 1u})
+    {
+        EXPECT_EQ(VF::VideoFrameManipulators::CopyFrameWithFields(frame, NewFrame(kPixelFormat_BGRA_4444_16u),
+                                                                  kRenderQuality_High, field),
+                  VF::kFrameStatus_OutOfMemory);
+    }
+    EXPECT_EQ(VF::VideoFrameManipulators::CopyFrameWithFields(frame, NewFrame(), kRenderQuality_High, 9),
+              VF::kFrameStatus_BadArgument);
     EXPECT_FALSE(VF::ShareWithoutAlpha(frame, kPixelFormat_BGRX_4444_8u));
     EXPECT_FALSE(frame->IsFrozen());
     maker->mIsBroken = false;

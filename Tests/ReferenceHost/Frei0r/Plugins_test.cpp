@@ -7,6 +7,7 @@
 #include "Tests/ReferenceHost/Frei0r/TestPlugins.h"
 #include "Tests/Support/Paths.h"
 
+#include <algorithm>
 #include <cfenv>
 #include <clocale>
 #include <cstring>
@@ -322,13 +323,17 @@ protected:
         mFilter = mRegistry.CreateFilter("frei0r:nervous");
     }
 
-    // The sum of all pictures that the plug-in has seen; -1: no picture.
+    // The sum of all pictures that the plug-in has seen, at a frame of the media; -1: no picture.
     int SumAt(std::int64_t inFrame)
     {
         ML::VideoFilterRender render;
         render.mFrameRate = kRate;
-        render.mFrame = inFrame;
-        render.mSequenceTime = render.mClipTime = norviktypes::TickTime::FromFrame(inFrame, kRate);
+        render.mEffectStart = norviktypes::TickTime::FromFrame(mStart, kRate);
+        render.mClipTime = norviktypes::TickTime::FromFrame(inFrame, kRate);
+        // As of an item that a transition shows earlier.
+        render.mSequenceTime =
+            mStart > 0 ? std::max(render.mClipTime, render.mEffectStart) : render.mClipTime;
+        render.mFrame = render.mSequenceTime.ToFrame64(kRate);
         render.mSubTree = ML::SubTreeRenderRef(new Past());
         MF::IVideoFrameRef frame;
         const bool isDrawn = mFilter && mFilter->Render(render, Past::FrameAt(inFrame), frame) >= 0;
@@ -338,6 +343,7 @@ protected:
     const TestSupport::ScratchFolder mFolder;
     Effects::EffectRegistry mRegistry;
     ML::IVideoFilterRef mFilter;
+    std::int64_t mStart = 0; // the frame of the media with which the item begins
 };
 
 TEST_F(PluginHistories, BeginWithTheItemWhateverFrameIsAskedFor)
@@ -352,6 +358,18 @@ TEST_F(PluginHistories, BeginWithTheItemWhateverFrameIsAskedFor)
     EXPECT_EQ(SumAt(3), 10);
     EXPECT_EQ(SumAt(-2), 0) << "in front of the item a frame is alone";
     EXPECT_EQ(SumAt(1), 3);
+}
+
+TEST_F(PluginHistories, SeeNothingOfTheMediaInFrontOfTheItem)
+{
+    ASSERT_TRUE(mFilter);
+    mStart = 3;
+    EXPECT_EQ(SumAt(5), 4 + 5 + 6);
+    EXPECT_EQ(SumAt(1), 2) << "shown by a transition, alone";
+    EXPECT_EQ(SumAt(2), 3);
+    EXPECT_EQ(SumAt(3), 4);
+    mStart = 5;
+    EXPECT_EQ(SumAt(5), 6) << "the other part of a clip that was cut";
 }
 
 TEST_F(PluginHistories, AreTheSameOnSeveralThreads)

@@ -253,7 +253,7 @@ TEST(FieldsReference, ContinuesWhatIsSmoothAndSmoothsWhereRowsDisagree)
     EXPECT_EQ(131, middleOf({{128, 112, 128}, {128, 120, 128}, {128, 136, 128}, {128, 80, 128}}));
 }
 
-// Twelve rows of one alpha make a filtered pixel; one that differs makes a mean.
+// Twelve pixels of one alpha make a filtered pixel; one that differs makes a mean.
 TEST(FieldsReference, TakesTheMeanWhereAlphasDiffer)
 {
     Memory picture(TestPictures::kBGRA8, 3, 8);

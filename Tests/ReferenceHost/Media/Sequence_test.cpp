@@ -379,6 +379,7 @@ TEST(SequenceFrames, WithoutAFileFailHoldOrAreBlack)
     bgra.mPixelFormat = norviktypes::kPixelFormat_BGRA_4444_8u;
     ASSERT_EQ(source->GetRenderedFrame(At(0.12), bgra, {}, {}, false, frame), 0);
     EXPECT_EQ(TestSupport::PixelAt(frame, 80, 48), (std::vector<std::uint8_t>{0, 0, 0, 255}));
+    EXPECT_EQ(IFrameFailureRef(source)->DescribeFailure(At(0.12)), "");
     EXPECT_EQ(Get(source, At(0.32), frame), BE::kSourceStatus_PastEnd);
 }
 

@@ -1,3 +1,4 @@
+#include "ReferenceHost/FrameLibrary/PixelMaker.h"
 #include "ReferenceHost/Session/Clip.h"
 #include "ReferenceHost/Session/HostSession.h"
 #include "ReferenceHost/Session/Pictures.h"
@@ -10,6 +11,7 @@
 #include <array>
 #include <atomic>
 #include <cstring>
+#include <memory>
 #include <stdexcept>
 #include <thread>
 #include <vector>
@@ -240,6 +242,26 @@ TEST(Pictures, AreShapedOnlyWhereTheirShapeDiffers)
     EXPECT_TRUE(shaped == before);
 }
 
+TEST(Pictures, WhosePixelsCannotBeMadeAreRefused)
+{
+    class NoMemory final : public VF::IPixelMaker
+    {
+    public:
+        std::int32_t MakeRows(std::uint32_t, std::uint32_t, std::uint8_t*, std::int32_t) const override
+        {
+            return VF::kFrameStatus_OutOfMemory;
+        }
+    };
+    MF::IVideoFrameRef frame;
+    ASSERT_EQ(VF::CreatePendingFrame(frame, norviktypes::kPixelFormat_BGRA_4444_8u, 16, 8, {1, 1},
+                                     std::make_shared<NoMemory>()),
+              VF::kFrameStatus_OK);
+    MF::IVideoFrameRef shaped;
+    EXPECT_EQ(ShapePicture(frame, Request(16, 8, norviktypes::kPixelFormat_BGRA_4444_8u), shaped),
+              VF::kFrameStatus_OutOfMemory);
+    EXPECT_FALSE(shaped);
+}
+
 // The bytes of a frame's first pixel.
 std::array<std::uint8_t, 4> FirstPixel(const MF::IVideoFrameRef& inFrame)
 {
@@ -272,20 +294,29 @@ TEST(Pictures, OpaquePicturesLoseTheirAlphaWithoutACopy)
     EXPECT_NE(VF::IVideoFramePixelsRef(other)->GetPixels(), VF::IVideoFramePixelsRef(shaped)->GetPixels());
 }
 
-TEST(Pictures, AlphaThatMayNotBeWholeIsFilledInACopy)
+TEST(Pictures, AlphaThatIsNotWholeIsFilledInACopyWhateverItIsCalled)
 {
     for (const norviktypes::AlphaChannel type :
-         {norviktypes::kAlphaChannel_Straight, norviktypes::kAlphaChannel_None})
+         {norviktypes::kAlphaChannel_Straight, norviktypes::kAlphaChannel_None,
+          norviktypes::kAlphaChannel_Opaque})
     {
         MF::IVideoFrameRef frame;
         ASSERT_EQ(
-            VF::CreateVideoFrame(frame, norviktypes::kPixelFormat_BGRA_4444_8u, 16, 8, {1, 1}, true, true),
+            VF::CreateVideoFrame(frame, norviktypes::kPixelFormat_BGRA_4444_8u, 16, 8, {1, 1}, true, false),
             VF::kFrameStatus_OK);
         frame->SetAlphaType(type);
+        auto* const pixels = static_cast<std::uint8_t*>(VF::IVideoFramePixelsRef(frame)->GetPixels());
+        std::uint8_t& last = pixels[7 * VF::IVideoFrameRasterRef(frame)->GetRowBytes() + 15 * 4 + 3];
+        last = 254;
         MF::IVideoFrameRef shaped;
         ASSERT_EQ(ShapePicture(frame, Request(16, 8, kBGRX), shaped), VF::kFrameStatus_OK);
-        EXPECT_EQ(FirstPixel(shaped), (std::array<std::uint8_t, 4>{0, 0, 0, 255}));
-        EXPECT_EQ(FirstPixel(frame), (std::array<std::uint8_t, 4>{0, 0, 0, 0}));
+        EXPECT_EQ(Pixels(shaped).back(), 255);
+        EXPECT_FALSE(frame->IsFrozen());
+
+        last = 255;
+        ASSERT_EQ(ShapePicture(frame, Request(16, 8, kBGRX), shaped), VF::kFrameStatus_OK);
+        EXPECT_EQ(VF::IVideoFramePixelsRef(shaped)->GetPixels(), pixels);
+        EXPECT_FALSE(shaped->MayHaveTransparency());
     }
 }
 
