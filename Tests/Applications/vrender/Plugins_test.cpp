@@ -11,7 +11,7 @@ namespace
 ChildResult RunAlone(const std::vector<std::string>& inWords)
 {
     ChildRequest request = ToolRequest(inWords);
-    request.environment = {{"FREI0R_PATH", "/nowhere"}};
+    request.environment.emplace_back("FREI0R_PATH", "/nowhere");
     return RunChild(request);
 }
 
