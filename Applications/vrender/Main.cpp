@@ -62,7 +62,8 @@ ExitCode Run(int inCount, const char* const* inWords)
         vrender::console::PrintData(Generated(options.mGenerate));
         return ExitCode::kDone;
     }
-    Session::SetPluginPolicy({options.mAllowStateful, options.mSandboxPlugins});
+    Session::SetPluginPolicy(
+        {options.mAllowStateful, options.mSandboxPlugins ? Effects::CreatePluginSandbox() : nullptr});
     return RunCommand(options);
 }
 

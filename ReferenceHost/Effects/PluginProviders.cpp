@@ -2,10 +2,20 @@
 
 #if VR_HAS_FREI0R
 #include "ReferenceHost/Effects/Frei0r/PluginProvider.h"
+#include "ReferenceHost/Effects/Frei0r/Sandbox.h"
 #endif
 
 namespace Effects
 {
+
+std::shared_ptr<Frei0r::Sandbox> CreatePluginSandbox()
+{
+#if VR_HAS_FREI0R
+    return std::make_shared<Frei0r::Sandbox>();
+#else
+    return {};
+#endif
+}
 
 void AddPluginProviders([[maybe_unused]] EffectRegistry& ioRegistry,
                         [[maybe_unused]] const std::string& inCacheFolder,
@@ -16,7 +26,7 @@ void AddPluginProviders([[maybe_unused]] EffectRegistry& ioRegistry,
         Frei0r::CreatePluginProvider({{},
                                       inCacheFolder.empty() ? "" : inCacheFolder + "/frei0r-plugins",
                                       inPolicy.mAllowsStateful,
-                                      inPolicy.mIsSandboxed}));
+                                      inPolicy.mSandbox}));
 #endif
 }
 

@@ -85,7 +85,7 @@ std::string WhyNot(const PluginFacts& inFacts, const PluginTraits& inTraits,
     {
         return "mixes three pictures, and an effect looks at one other track";
     }
-    if (inTraits.mCrashes && !inSettings.mIsSandboxed)
+    if (inTraits.mCrashes && !inSettings.mSandbox)
     {
         return "crashes with some of its parameters, and is not run in a process of its own";
     }
@@ -180,13 +180,11 @@ private:
         }
         const std::vector<std::string> folders =
             mSettings.mFolders.empty() ? SearchFolders() : mSettings.mFolders;
-        const auto sandbox =
-            mSettings.mIsSandboxed ? std::make_shared<Sandbox>() : std::shared_ptr<Sandbox>();
         for (ScannedPlugin& scanned : ScanPlugins(FindPluginFiles(folders), mSettings.mCacheFile))
         {
             const PluginTraits known = traits.Of(scanned.mFile.mStem);
             mEffects.push_back(Describe(scanned, known, mSettings));
-            mPlugins.push_back(std::make_shared<Plugin>(std::move(scanned), known, sandbox));
+            mPlugins.push_back(std::make_shared<Plugin>(std::move(scanned), known, mSettings.mSandbox));
         }
     }
 

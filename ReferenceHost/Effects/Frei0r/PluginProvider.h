@@ -20,12 +20,15 @@
 namespace Frei0r
 {
 
+class Sandbox;
+
 struct ProviderSettings
 {
     std::vector<std::string> mFolders; // empty: SearchFolders
     std::string mCacheFile;            // see ScanPlugins
     bool mAllowsStateful = false;      // they are given their frames in order, on one thread
-    bool mIsSandboxed = false;         // plug-ins run in processes of their own, also those that crash
+    // Where plug-ins run in processes of their own, also those that crash; null: all run in this one.
+    std::shared_ptr<Sandbox> mSandbox = nullptr;
 };
 
 // Looks at folders and plug-ins when it is first asked for its effects.

@@ -4,8 +4,8 @@
 //        |                              ^
 //        +--- settings, "done" ---------+   pictures lie in memory that both have
 //
-// The keeper is made before there is much in this process that its children would have to copy, loads nothing, and
-// has one thread, so that making others of it is safe. Each process ends when whoever it serves is gone.
+// The keeper loads nothing and has one thread, so that making others of it is safe. It has to be made itself while this
+// process has one thread. Each process ends when whoever it serves is gone.
 //
 // Thread-safety: safe; instances as theirs.
 #pragma once

@@ -43,15 +43,30 @@ std::string MakeMovie(const std::string& inName, const std::string& inSource)
     return path;
 }
 
-} // namespace
-
-ChildRequest ToolRequest(std::vector<std::string> inWords)
+ChildRequest RequestOf(std::vector<std::string> inWords)
 {
     ChildRequest request;
     request.words = std::move(inWords);
     request.words.insert(request.words.begin(), VRENDER_PATH);
     request.environment = {{"XDG_CACHE_HOME", SharedFolder().File("cache")}};
     return request;
+}
+
+// Plug-ins are looked at in a child of vrender, and the allocators of sanitizers do not let go of their locks in
+// a child: it hangs where another thread was at one. This command has a single thread, and what it sees is kept.
+void LookAtPlugins()
+{
+#ifdef VR_SANITIZED
+    static const ChildResult sResult = RunChild(RequestOf({"plugins", "list"}));
+#endif
+}
+
+} // namespace
+
+ChildRequest ToolRequest(std::vector<std::string> inWords)
+{
+    LookAtPlugins();
+    return RequestOf(std::move(inWords));
 }
 
 ChildResult RunTool(std::vector<std::string> inWords)

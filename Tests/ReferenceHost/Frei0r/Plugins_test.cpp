@@ -467,7 +467,7 @@ TEST(PluginSandbox, LetsPluginsBeUsedThatCrash)
     {
         Frei0r::ProviderSettings settings;
         settings.mFolders = {folder.Path()};
-        settings.mIsSandboxed = isSandboxed;
+        settings.mSandbox = isSandboxed ? std::make_shared<Frei0r::Sandbox>() : nullptr;
         Effects::EffectRegistry registry;
         registry.AddProvider(Frei0r::CreatePluginProvider(settings));
         EXPECT_EQ(registry.Find("frei0r:3dflippo")->mWhyNot.empty(), isSandboxed);
