@@ -20,7 +20,7 @@ using WholeFrameOperation = std::int32_t (*)(const MF::IVideoFrameRef& inSource,
 MF::IVideoFrameRef PassThrough(WholeFrameOperation inOperation, const MF::IVideoFrameRef& inFrame,
                                const CutlistRenderParams& inRenderParams);
 
-// The same for an operation that moves rows only: planes stay planes where the params ask for just these.
+// The same for an operation that knows planes too: planes stay planes where the params ask for just these.
 MF::IVideoFrameRef PassPlanesThrough(WholeFrameOperation inOperation, const MF::IVideoFrameRef& inFrame,
                                      const CutlistRenderParams& inRenderParams);
 
