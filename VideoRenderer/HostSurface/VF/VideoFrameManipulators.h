@@ -38,8 +38,8 @@ std::int32_t InvertAlpha(const MF::IVideoFrameRef& inFrame);
 // Exchanges the lines of the two fields on the way: target line 2k is source line 2k + 1 and the reverse; the
 // last line of an odd number stays where it is. Chroma lines that both fields share (4:2:0 without fields of
 // its own) are copied; 4:2:0 ones of the fields are moved by a line with their field, which takes three quarters of
-// the line that changes places and a quarter of that field's next one. Both frames have one format and one size, and are not the same memory. The alpha type
-// is carried over, the target's field type stays.
+// the line that changes places and a quarter of that field's next one. Both frames have one format and one size,
+// and are not the same memory. The alpha type is carried over, the target's field type stays.
 std::int32_t SwapFields(const MF::IVideoFrameRef& inSource, const MF::IVideoFrameRef& inTarget);
 
 // Each line becomes its own and those above and below, weighted 2, 1 and 1: what flickers in one field is
