@@ -31,7 +31,8 @@ void ScaleFieldToFrame(const MF::IVideoFrameRef& inSource, const MF::IVideoFrame
                        bool inUseLowerField, const CutlistRenderParams& inParams);
 
 // A progressive frame made of one field. inFrame itself, changed, where it may be written and
-// inForceCopy is not set; empty where no frame can be made.
+// inForceCopy is not set; empty where no frame can be made. Planes that inParams ask for are made of planes as they
+// lie; other planar frames come out in four components.
 MF::IVideoFrameRef DeinterlaceFrame(const MF::IVideoFrameRef& inFrame,
                                     norviktypes::RenderQuality inDeinterlaceQuality, bool inUseLowerField,
                                     const CutlistRenderParams& inParams, bool inForceCopy);

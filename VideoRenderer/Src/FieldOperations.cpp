@@ -181,6 +181,10 @@ MF::IVideoFrameRef DeinterlaceFrame(const MF::IVideoFrameRef& inFrame,
     {
         return FieldAtRenderSize(inFrame, inUseLowerField, inParams);
     }
+    if (HasRowsForOneMoment(inFrame, inParams))
+    {
+        return DeinterlacedPlanes(inFrame, inDeinterlaceQuality, inUseLowerField, inParams);
+    }
     if (IsCopiedAtItsSize(inFrame, inParams, inForceCopy))
     {
         return DeinterlacedCopy(inFrame, inDeinterlaceQuality, inUseLowerField, inParams);

@@ -2,6 +2,7 @@
 
 #include "FrameConforming.h"
 #include "FrameImage.h"
+#include "IR/ImageRoutines.h"
 #include "VF/VideoFrame.h"
 
 #include <cstring>
@@ -28,6 +29,21 @@ bool IsOfSize(const MF::IVideoFrameRef& inFrame, const CutlistRenderParams& inPa
 {
     return BoundsOfFrame(inFrame) == TVK::Rect{0, 0, static_cast<std::int32_t>(inParams.mWidth),
                                                static_cast<std::int32_t>(inParams.mHeight)};
+}
+
+// Whether the planes asked for are those of inImage, but for their layout.
+bool IsWishedWithLayout(const FrameImage& inImage, std::uint32_t inLayout,
+                        const CutlistRenderParams& inParams)
+{
+    return ((inImage.mCode & ~kLayoutBits) | inLayout << 4) ==
+           VF::BEPixelFormatToIRPixelFormat(inParams.mPixelFormat);
+}
+
+CutlistRenderParams WithFormatOf(const MF::IVideoFrameRef& inFrame, const CutlistRenderParams& inParams)
+{
+    CutlistRenderParams params = inParams;
+    params.mPixelFormat = FormatOfFrame(inFrame);
+    return params;
 }
 
 // One plane: its first row, the bytes from row to row and those that are used, and how many rows there are.
@@ -92,15 +108,46 @@ bool HaveRowsForFields(const MF::IVideoFrameRef& inLower, const MF::IVideoFrameR
     {
         return false;
     }
-    const std::uint32_t wished = VF::BEPixelFormatToIRPixelFormat(inRenderParams.mPixelFormat);
     const FrameImage image = ImageOfFrame(inLower);
     const std::uint32_t layout = LayoutOf(image);
     const std::uint32_t ofFields = layout == kChromaOfFrames ? kChromaOfFields : layout;
-    CutlistRenderParams params = inRenderParams;
-    params.mPixelFormat = FormatOfFrame(inLower);
     return (ofFields == kChromaOfFields || ofFields == kFullHeightChroma) &&
-           ((image.mCode & ~kLayoutBits) | ofFields << 4) == wished &&
-           HaveRowsOfFields(inLower, inUpper, params);
+           IsWishedWithLayout(image, ofFields, inRenderParams) &&
+           HaveRowsOfFields(inLower, inUpper, WithFormatOf(inLower, inRenderParams));
+}
+
+bool HasRowsForOneMoment(const MF::IVideoFrameRef& inFrame, const CutlistRenderParams& inRenderParams)
+{
+    if (!norviktypes::IsSubsampled(FormatOfFrame(inFrame).mProperties) || !IsOfSize(inFrame, inRenderParams))
+    {
+        return false;
+    }
+    const FrameImage image = ImageOfFrame(inFrame);
+    const bool areOfFrames =
+        LayoutOf(image) == kChromaOfFields && IsWishedWithLayout(image, kChromaOfFrames, inRenderParams);
+    return HasWishedPlanes(inFrame, areOfFrames ? WithFormatOf(inFrame, inRenderParams) : inRenderParams);
+}
+
+MF::IVideoFrameRef DeinterlacedPlanes(const MF::IVideoFrameRef& inFrame,
+                                      norviktypes::RenderQuality inDeinterlaceQuality, bool inUseLowerField,
+                                      const CutlistRenderParams& inRenderParams)
+{
+    MF::IVideoFrameRef made = CreateRenderSizeFrame(inRenderParams, false, false);
+    if (made)
+    {
+        made->SetFieldType(norviktypes::kFieldType_Progressive);
+        const FrameImage from = ImageOfFrame(inFrame);
+        const FrameImage to = ImageOfFrame(made);
+        // Both by the layout of the source: its rows are those of a field.
+        const std::int32_t status =
+            IR_DeinterlaceInto(from.mPixels, from.mRowBytes, from.mCode, to.mPixels, to.mRowBytes, from.mCode,
+                               to.mWidth, to.mHeight, inUseLowerField ? 1 : 0, inDeinterlaceQuality);
+        if (status < 0)
+        {
+            made.reset(); // nothing has been written to it
+        }
+    }
+    return made;
 }
 
 MF::IVideoFrameRef WovenPlanes(const MF::IVideoFrameRef& inLower, const MF::IVideoFrameRef& inUpper,
