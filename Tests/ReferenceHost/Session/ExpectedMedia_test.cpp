@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -35,7 +36,10 @@ MF::TimeRange Instant(std::int64_t inFrame)
 class ToldSource final : public Media::VideoSourceBase
 {
 public:
-    explicit ToldSource(const norviktypes::FrameRate& inRate) : VideoSourceBase(TraitsOf(inRate)) {}
+    ToldSource(const norviktypes::FrameRate& inRate, norviktypes::FieldType inFields)
+        : VideoSourceBase(TraitsOf(inRate, inFields))
+    {
+    }
 
     void Expect(const Ranges& inTimes) override
     {
@@ -59,10 +63,11 @@ protected:
     }
 
 private:
-    static Media::StreamTraits TraitsOf(const norviktypes::FrameRate& inRate)
+    static Media::StreamTraits TraitsOf(const norviktypes::FrameRate& inRate, norviktypes::FieldType inFields)
     {
         Media::StreamTraits traits;
         traits.mFrameRate = inRate;
+        traits.mFieldType = inFields;
         traits.mBounds = {0, 0, 16, 9};
         traits.mNativeFormats = {norviktypes::kPixelFormat_BGRA_4444_8u};
         traits.mDuration = At(1000);
@@ -73,7 +78,9 @@ private:
 
 struct ToldMedia
 {
-    explicit ToldMedia(const norviktypes::FrameRate& inRate = kRate) : mSource(new ToldSource(inRate))
+    explicit ToldMedia(const norviktypes::FrameRate& inRate = kRate,
+                       norviktypes::FieldType inFields = norviktypes::kFieldType_Progressive)
+        : mSource(new ToldSource(inRate, inFields))
     {
         Media::MediaDescription description;
         description.mMakeSource = [source = mSource] { return BE::IVideoSourceRef(source); };
@@ -87,9 +94,11 @@ struct ToldMedia
     BE::IMediaInfoRef mMedia;
 };
 
-Project::SequenceRef NewSequence()
+Project::SequenceRef NewSequence(norviktypes::FieldType inFields = norviktypes::kFieldType_Progressive)
 {
-    const Project::SequenceRef sequence = Project::Sequence::Create(Project::SequenceSettings());
+    Project::SequenceSettings settings;
+    settings.mFieldType = inFields;
+    const Project::SequenceRef sequence = Project::Sequence::Create(settings);
     sequence->AddTrack();
     return sequence;
 }
@@ -118,6 +127,20 @@ void Add(const Project::SequenceRef& inSequence, const Project::ClipItem& inItem
     ASSERT_EQ(inSequence->AddItem(inTrack, inItem), Project::EditStatus::kOK);
 }
 
+// What is told of frame 50 of the media, which the clip shows as its first one: with its neighbours or by itself.
+Ranges ToldOfOneFrame(const ToldMedia& inMedia, const std::function<void(Project::ClipItem&)>& inChange,
+                      norviktypes::FieldType inSequenceFields = norviktypes::kFieldType_Progressive)
+{
+    const Project::SequenceRef sequence = NewSequence(inSequenceFields);
+    Project::ClipItem item = Item(inMedia, 10, 20, 50);
+    inChange(item);
+    Add(sequence, item);
+    Session::ExpectMedia(sequence, {Instant(10)});
+    return inMedia->mTold;
+}
+
+const Ranges kWithNeighbours = {{At(46), At(54) + TickTime(1)}};
+
 } // namespace
 
 TEST(ExpectedMedia, APlainClipIsAskedForTheFramesOfTheTimesAndNoOthers)
@@ -129,6 +152,43 @@ TEST(ExpectedMedia, APlainClipIsAskedForTheFramesOfTheTimesAndNoOthers)
     EXPECT_EQ(media->mTold, (Ranges{Instant(52), Instant(69)}));
     Session::ExpectMedia(sequence, {{At(0), At(100)}});
     EXPECT_EQ(media->mTold, (Ranges{{At(50), At(70)}}));
+}
+
+TEST(ExpectedMedia, AClipIsNotAskedForTheFramesBesideItsEnds)
+{
+    const ToldMedia media;
+    const Project::SequenceRef sequence = NewSequence();
+    Add(sequence, Item(media, 10, 20, 50));
+    Session::ExpectMedia(sequence, {{At(0), At(10)}, {At(30), At(40)}});
+    EXPECT_EQ(media->mTold, Ranges());
+    Session::ExpectMedia(sequence, {{At(0), At(10)}, Instant(12), {At(30), At(40)}});
+    EXPECT_EQ(media->mTold, (Ranges{Instant(52)}));
+}
+
+TEST(ExpectedMedia, TimesThatLieInOthersAreToldOnce)
+{
+    const ToldMedia media;
+    const Project::SequenceRef sequence = NewSequence();
+    Add(sequence, Item(media, 0, 30, 0));
+    Session::ExpectMedia(sequence, {Instant(20), {At(0), At(25)}, Instant(5)});
+    EXPECT_EQ(media->mTold, (Ranges{{At(0), At(25)}}));
+}
+
+TEST(ExpectedMedia, FramesThatAreProcessedOrHaveFieldsAreToldWithTheirNeighbours)
+{
+    using Item = Project::ClipItem;
+    const auto nothing = [](Item&) {};
+    EXPECT_EQ(ToldOfOneFrame(ToldMedia(), nothing), (Ranges{Instant(50)}));
+    EXPECT_EQ(ToldOfOneFrame(ToldMedia(), [](Item& ioItem) { ioItem.mBlendsFrames = true; }),
+              kWithNeighbours);
+    EXPECT_EQ(ToldOfOneFrame(ToldMedia(), [](Item& ioItem) { ioItem.mTimeMode = 1; }), kWithNeighbours);
+    EXPECT_EQ(ToldOfOneFrame(ToldMedia(), [](Item& ioItem) { ioItem.mReversesFieldDominance = true; }),
+              kWithNeighbours);
+    EXPECT_EQ(ToldOfOneFrame(ToldMedia(),
+                             [](Item& ioItem) { ioItem.mFieldOption = BE::kFieldOption_RemoveFlicker; }),
+              kWithNeighbours);
+    EXPECT_EQ(ToldOfOneFrame(ToldMedia(kRate, norviktypes::kFieldType_UpperFirst), nothing), kWithNeighbours);
+    EXPECT_EQ(ToldOfOneFrame(ToldMedia(), nothing, norviktypes::kFieldType_LowerFirst), kWithNeighbours);
 }
 
 TEST(ExpectedMedia, ClipsOfOneMediumAreToldTogetherAndInOrder)
@@ -185,6 +245,30 @@ TEST(ExpectedMedia, MediaOfAnotherRateAreToldWithTheirNeighbours)
     EXPECT_FALSE(media->Expects(40));
 }
 
+TEST(ExpectedMedia, NeighboursLieAFrameApartOfWhicheverRateIsLower)
+{
+    for (const std::uint32_t rate : {5u, 100u})
+    {
+        const ToldMedia media(norviktypes::FrameRate::FromRational(rate, 1));
+        const Project::SequenceRef sequence = NewSequence();
+        Add(sequence, Item(media, 0, 100, 0));
+        Session::ExpectMedia(sequence, {Instant(50)});
+        const std::int64_t reach = rate < 25 ? 20 : 4; // in frames of the sequence
+        EXPECT_EQ(media->mTold, (Ranges{{At(50 - reach), At(50 + reach) + TickTime(1)}})) << rate;
+    }
+}
+
+TEST(ExpectedMedia, NothingIsToldBeyondWhatMayBeShown)
+{
+    const ToldMedia media;
+    const Project::SequenceRef sequence = NewSequence();
+    Project::ClipItem item = Item(media, 0, 20, 95);
+    item.mAvailable = MF::TimeRange{At(97), At(100)};
+    Add(sequence, item);
+    Session::ExpectMedia(sequence, {{At(0), At(20)}});
+    EXPECT_EQ(media->mTold, (Ranges{{At(97), At(100)}}));
+}
+
 TEST(ExpectedMedia, ARemappedClipMayShowAllOfItsMedium)
 {
     const ToldMedia media;
@@ -209,6 +293,18 @@ TEST(ExpectedMedia, AHeldClipShowsOneFrame)
     Add(sequence, item);
     Session::ExpectMedia(sequence, {{At(0), At(20)}});
     EXPECT_EQ(media->mTold, (Ranges{Instant(300)}));
+}
+
+TEST(ExpectedMedia, AClipOfNoSpeedShowsItsInPoint)
+{
+    const ToldMedia media;
+    EXPECT_EQ(ToldOfOneFrame(media, [](Project::ClipItem& ioItem) { ioItem.mSpeed = 0.0; }), kWithNeighbours);
+    const Project::SequenceRef sequence = NewSequence();
+    Project::ClipItem item = Item(media, 0, 20, 50);
+    item.mSpeed = 0.0;
+    Add(sequence, item);
+    Session::ExpectMedia(sequence, {Instant(19)});
+    EXPECT_EQ(media->mTold, kWithNeighbours);
 }
 
 TEST(ExpectedMedia, ATransitionShowsItsClipsBeyondTheirEnds)

@@ -122,6 +122,53 @@ TEST_F(ExpectedFrames, MoreThanIsWorthKeepingIsNotMadeBeforehand)
     EXPECT_LE(Decoded() - before, 10u);
 }
 
+TEST_F(ExpectedFrames, MoreThanThereIsRoomForIsNotMadeBeforehand)
+{
+    Open("h264_b.mp4", 1, 1 << 20);
+    mFile->Expect({{0, 20}, {85, 86}});
+    Ask({0});
+    const std::uint64_t before = Decoded();
+    Ask({85});
+    EXPECT_LE(Decoded() - before, 10u);
+}
+
+// As many as there's room for, of which there is less than on the way from one to the other.
+TEST_F(ExpectedFrames, OfTheWayToAFrameThoseThatAreExpectedAreKept)
+{
+    Open("h264_long.mp4", 1, 3 << 19);
+    mFile->Expect({{0, 1}, {100, 104}, {200, 204}});
+    Ask({0, 200, 100, 103});
+    EXPECT_EQ(mFile->Statistics().seeks, 1u);
+    EXPECT_LE(Decoded(), 204u);
+}
+
+TEST_F(ExpectedFrames, WhatIsAtHandIsNotMadeAgainBeforeADecoderLeaves)
+{
+    Open("h264_b.mp4", 1);
+    Expect({30, 45});
+    Ask({30});
+    Expect({2, 30, 45});
+    Ask({2});
+    const std::uint64_t before = Decoded();
+    Ask({45});
+    EXPECT_LE(Decoded() - before, 8u);
+}
+
+// Groups of 40 pictures. A reader's decoder is taken from it only where it will find what it passes.
+TEST_F(ExpectedFrames, AReadersDecoderRunsAheadInItsGroupAlone)
+{
+    const Ranks reader = Between(30, 36);
+    for (const bool isInGroup : {true, false})
+    {
+        Open("h264_b.mp4", 2);
+        Ranks expected = isInGroup ? Between(3, 9) : reader;
+        expected.push_back(isInGroup ? 36 : 62);
+        Expect(expected);
+        Ask(expected);
+        EXPECT_EQ(mFile->Statistics().decoders, isInGroup ? 1u : 2u);
+    }
+}
+
 TEST_F(ExpectedFrames, BackwardStepsOverWhatIsExpectedDecodeItOnce)
 {
     Open("h264_long.mp4");
