@@ -128,13 +128,19 @@ protected:
     }
     void AddKey(std::uint32_t inUsing, bool inIsReversed = false)
     {
+        AddKeyTo(mClip, kMatteTrack, inUsing, inIsReversed);
+    }
+    void AddKeyTo(ItemID inItem, std::size_t inTrack, std::uint32_t inUsing = kAlpha,
+                  bool inIsReversed = false)
+    {
         Project::EffectContent content;
         content.mFilter = Effects::GetEffectRegistry().CreateFilter("VX.ZNTR Legacy Key Track Matte");
         content.mMatchName = content.mFilter->GetMatchName();
-        content.mParameters = {Project::CreateChoice(kMatteTrack, MF::kParameterType_Layer),
-                               Project::CreateChoice(inUsing), Project::CreateSwitch(inIsReversed)};
+        content.mParameters = {
+            Project::CreateChoice(static_cast<std::uint32_t>(inTrack), MF::kParameterType_Layer),
+            Project::CreateChoice(inUsing), Project::CreateSwitch(inIsReversed)};
         content.mLayerIndex = 1;
-        EXPECT_EQ(mSequence->AddEffect(mClip, Project::CreateEffect(content)), EditStatus::kOK);
+        EXPECT_EQ(mSequence->AddEffect(inItem, Project::CreateEffect(content)), EditStatus::kOK);
     }
 
     MF::IRenderableCutlistRef Cutlist() const
@@ -266,6 +272,126 @@ TEST_F(TrackMatteTimeline, TakesNothingOfAClipThatIsOff)
     ASSERT_EQ(mSequence->ChangeItem(mMatte, [](Project::ClipItem& ioItem) { ioItem.mIsEnabled = false; }),
               EditStatus::kOK);
     EXPECT_EQ(Seen(15), Halves(200, 200));
+}
+
+// A matte of the whole picture from 10 to 30, which is matted itself by what lies on a track above all others.
+class MatteOfAMatte : public TrackMatteTimeline
+{
+protected:
+    MatteOfAMatte()
+    {
+        mSequence->ChangeItem(mMatte,
+                              [&](Project::ClipItem& ioItem) { ioItem.mMedia = Media(kWhite, kWhite); });
+        EXPECT_EQ(mSequence->AddTrack(), kInnerTrack);
+        EXPECT_EQ(mSequence->SetTrackEnabled(kInnerTrack, false), EditStatus::kOK);
+        mInner = Add(kInnerTrack, 0, 40, kWhite, kNothing);
+        AddKey(kAlpha);
+    }
+
+    static constexpr std::size_t kInnerTrack = 3;
+    const Bytes kWhite{255, 255, 255, 255};
+    const Bytes kNothing{0, 0, 0, 0};
+    ItemID mInner = 0;
+};
+
+TEST_F(MatteOfAMatte, IsMatted)
+{
+    EXPECT_EQ(Seen(15), Halves(200, 200));
+    AddKeyTo(mMatte, kInnerTrack);
+    EXPECT_EQ(Seen(15), Halves(200, 0));
+    EXPECT_EQ(Seen(5), Halves(200, 200)) << "no matte yet";
+    EXPECT_EQ(Seen(35), Halves(200, 200)) << "nor any more";
+}
+
+TEST_F(MatteOfAMatte, ShowsEditsOfTheInnerMatte)
+{
+    AddKeyTo(mMatte, kInnerTrack);
+    EXPECT_EQ(Seen(15), Halves(200, 0));
+    mSequence->ChangeItem(mInner,
+                          [&](Project::ClipItem& ioItem) { ioItem.mMedia = Media(kNothing, kWhite); });
+    EXPECT_EQ(Seen(15), Halves(0, 200));
+    mSequence->RemoveItem(mInner);
+    EXPECT_EQ(Seen(15), Halves(200, 200));
+}
+
+TEST_F(MatteOfAMatte, IsTakenOfATrackThatIsOff)
+{
+    AddKeyTo(mMatte, kInnerTrack);
+    ASSERT_EQ(mSequence->SetTrackEnabled(kMatteTrack, false), EditStatus::kOK);
+    EXPECT_EQ(Seen(15), Halves(200, 0));
+}
+
+TEST_F(MatteOfAMatte, IsCutWhereItsOwnMatteIs)
+{
+    AddKeyTo(mMatte, kInnerTrack);
+    ASSERT_EQ(mSequence->TrimItem(mInner, Frames(0), Frames(20)), EditStatus::kOK);
+    EXPECT_EQ(Seen(19), Halves(200, 0));
+    EXPECT_EQ(Seen(20), Halves(200, 200));
+}
+
+TEST_F(MatteOfAMatte, KeepsItsHashWhereAnEditIsNotSeen)
+{
+    AddKeyTo(mMatte, kInnerTrack);
+    const TVK::Guid before = Hash(15);
+    const ItemID beyond = Add(kInnerTrack, 45, 50, kNothing, kWhite);
+    EXPECT_EQ(Hash(15), before);
+    ASSERT_EQ(mSequence->MoveItem(beyond, kInnerTrack, Frames(50)), EditStatus::kOK);
+    EXPECT_EQ(Hash(15), before);
+    mSequence->ChangeItem(mInner,
+                          [&](Project::ClipItem& ioItem) { ioItem.mMedia = Media(kNothing, kWhite); });
+    EXPECT_NE(Hash(15), before);
+}
+
+TEST_F(MatteOfAMatte, EndsWhereTracksLookAtEachOther)
+{
+    // The clip's matte is matted by the clip, in which the matte shows nothing again: all of it is seen.
+    AddKeyTo(mMatte, kPictureTrack);
+    mSequence->ChangeItem(mClip,
+                          [&](Project::ClipItem& ioItem) { ioItem.mMedia = Media(kPicture, kNothing); });
+    EXPECT_EQ(Seen(15), Halves(200, 0));
+    // Three in a circle.
+    mSequence->RemoveEffect(mMatte, 0);
+    AddKeyTo(mMatte, kInnerTrack);
+    AddKeyTo(mInner, kPictureTrack);
+    EXPECT_EQ(Seen(15), Halves(200, 0));
+}
+
+TEST_F(MatteOfAMatte, TracksMayBeEachOthersMattesAtDifferentTimes)
+{
+    mSequence->ChangeItem(mMatte,
+                          [&](Project::ClipItem& ioItem) { ioItem.mMedia = Media(kWhite, kNothing); });
+    const ItemID later = Add(kMatteTrack, 40, 50, kPicture, kPicture);
+    AddKeyTo(later, kPictureTrack);
+    Add(kPictureTrack, 40, 50, kNothing, kWhite);
+    mSequence->SetTrackEnabled(kGroundTrack, false);
+    EXPECT_EQ(PixelAt(Frame(15), 3, 4)[0], 200);
+    EXPECT_EQ(PixelAt(Frame(15), 12, 4)[3], 0) << "cut by the matte's track";
+    EXPECT_EQ(PixelAt(Frame(45), 3, 4)[3], 0) << "cut by the picture's track";
+    EXPECT_EQ(PixelAt(Frame(45), 12, 4), kWhite);
+}
+
+// Each clip of the tracks that are off looks at all other tracks: there are as many ways from one to the others as
+// orders of the tracks.
+TEST_F(MatteOfAMatte, EndsInAnyTangle)
+{
+    constexpr std::size_t kTracks = 14;
+    while (mSequence->GetTrackCount() < kTracks)
+    {
+        const std::size_t track = mSequence->AddTrack();
+        Add(track, 10, 12, kWhite, kWhite);
+        mSequence->SetTrackEnabled(track, false);
+    }
+    mSequence->SetTrackEnabled(kMatteTrack, false);
+    for (std::size_t track = 0; track < kTracks; ++track)
+    {
+        const ItemID item = track == kPictureTrack ? 0 : mSequence->FindItem(track, Frames(11));
+        for (std::size_t other = 0; item != 0 && other < kTracks; ++other)
+        {
+            AddKeyTo(item, other);
+        }
+    }
+    EXPECT_EQ(Seen(15).first, 200);
+    EXPECT_EQ(Seen(35), Halves(200, 200));
 }
 
 TEST_F(TrackMatteTimeline, EditOfTheMatteChangesHashesOfTheFramesThatShowIt)

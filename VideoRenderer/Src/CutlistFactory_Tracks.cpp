@@ -86,60 +86,6 @@ struct Cut
     TimeRange mSeen;
 };
 
-class TrackBuilder
-{
-public:
-    TrackBuilder(const TrackContext& inContext, const BE::ITrackRef& inTrack)
-        : mContext(inContext)
-        , mRange(AlignedOutward(inContext.mRange, inContext.mFrameRate))
-    {
-        FindItems(inTrack);
-        FindCuts();
-    }
-
-    TrackItemList Build();
-
-private:
-    void FindItems(const BE::ITrackRef& inTrack);
-    void AppendNeighbours(const BE::ITrackRef& inTrack, bool inAtEnd);
-    void FindCuts();
-    void AddCut(std::size_t inRight);
-    void AddTransition(const BE::ITransitionItemRef& inTransition, std::size_t inLeft, std::size_t inRight);
-    bool Touches(std::size_t inRight) const;
-    Cut MakeCut(const BE::ITransitionItemRef& inTransition, std::size_t inLeft, std::size_t inRight) const;
-
-    const TrackItemRecord& RecordOf(std::size_t inItem);
-    TrackItemRecord RecordForTransition(std::size_t inItem);
-    TrackItemRecord MakeTransition(const Cut& inCut);
-    std::pair<MF::IRenderableNodeRef, TickTime> SideOf(std::size_t inItem, const TickTime& inStart);
-
-    const TrackContext& mContext;
-    const TimeRange mRange; // on the grid
-    Items mItems;
-    std::vector<Cut> mCuts;       // those that are seen, in order
-    std::vector<TimeRange> mSeen; // where each item is seen as itself: its range without its transitions
-    std::vector<std::optional<TrackItemRecord>> mRecords;
-};
-
-// Items that a transition brings into the range from outside are found beside the ones that lie in it. Where
-// the range ends in a gap, that is the next one across the gap.
-void TrackBuilder::FindItems(const BE::ITrackRef& inTrack)
-{
-    if (mRange == kAllTimes)
-    {
-        inTrack->GetItems(mItems);
-    }
-    else
-    {
-        inTrack->GetItemsInSpan(mRange.mStart, mRange.mEnd, mItems);
-        AppendNeighbours(inTrack, false);
-        AppendNeighbours(inTrack, true);
-    }
-    std::erase_if(mItems, [](const BE::ITrackItemRef& inItem)
-                  { return inItem->GetKind() != BE::kTrackItemKind_Clip || inItem->IsAdjustment(); });
-    mRecords.resize(mItems.size());
-}
-
 // The nearest item beyond one end of the list. The span in which it is looked for is doubled until one is
 // there, so that a long gap costs a few questions and a short one gives few items.
 BE::ITrackItemRef NearestItem(const BE::ITrackRef& inTrack, const TickTime& inTime, bool inAtEnd)
@@ -158,22 +104,56 @@ BE::ITrackItemRef NearestItem(const BE::ITrackRef& inTrack, const TickTime& inTi
     return found.empty() ? BE::ITrackItemRef() : (inAtEnd ? found.front() : found.back());
 }
 
-void TrackBuilder::AppendNeighbours(const BE::ITrackRef& inTrack, bool inAtEnd)
+void AppendNeighbours(const BE::ITrackRef& inTrack, const TimeRange& inRange, bool inAtEnd, Items& ioItems)
 {
-    const bool isInsideItem = !mItems.empty() && (inAtEnd ? mItems.back()->GetEnd() >= mRange.mEnd
-                                                          : mItems.front()->GetStart() <= mRange.mStart);
-    if (isInsideItem && !(inAtEnd ? mItems.back() : mItems.front())->GetTransition(inAtEnd))
+    const bool isInsideItem = !ioItems.empty() && (inAtEnd ? ioItems.back()->GetEnd() >= inRange.mEnd
+                                                           : ioItems.front()->GetStart() <= inRange.mStart);
+    if (isInsideItem && !(inAtEnd ? ioItems.back() : ioItems.front())->GetTransition(inAtEnd))
     {
         return;
     }
-    const TickTime from = mItems.empty() ? (inAtEnd ? mRange.mEnd : mRange.mStart)
-                          : inAtEnd      ? std::max(mItems.back()->GetEnd(), mRange.mEnd)
-                                         : std::min(mItems.front()->GetStart(), mRange.mStart);
+    const TickTime from = ioItems.empty() ? (inAtEnd ? inRange.mEnd : inRange.mStart)
+                          : inAtEnd       ? std::max(ioItems.back()->GetEnd(), inRange.mEnd)
+                                          : std::min(ioItems.front()->GetStart(), inRange.mStart);
     if (const BE::ITrackItemRef item = NearestItem(inTrack, from, inAtEnd))
     {
-        mItems.insert(inAtEnd ? mItems.end() : mItems.begin(), item);
+        ioItems.insert(inAtEnd ? ioItems.end() : ioItems.begin(), item);
     }
 }
+
+class TrackBuilder
+{
+public:
+    TrackBuilder(const TrackContext& inContext, const BE::ITrackRef& inTrack)
+        : mContext(inContext)
+        , mRange(AlignedOutward(inContext.mRange, inContext.mFrameRate))
+    {
+        mItems = FindTrackItems(inTrack, mRange);
+        mRecords.resize(mItems.size());
+        FindCuts();
+    }
+
+    TrackItemList Build();
+
+private:
+    void FindCuts();
+    void AddCut(std::size_t inRight);
+    void AddTransition(const BE::ITransitionItemRef& inTransition, std::size_t inLeft, std::size_t inRight);
+    bool Touches(std::size_t inRight) const;
+    Cut MakeCut(const BE::ITransitionItemRef& inTransition, std::size_t inLeft, std::size_t inRight) const;
+
+    const TrackItemRecord& RecordOf(std::size_t inItem);
+    TrackItemRecord RecordForTransition(std::size_t inItem);
+    TrackItemRecord MakeTransition(const Cut& inCut);
+    std::pair<MF::IRenderableNodeRef, TickTime> SideOf(std::size_t inItem, const TickTime& inStart);
+
+    const TrackContext& mContext;
+    const TimeRange mRange; // on the grid
+    Items mItems;
+    std::vector<Cut> mCuts;       // those that are seen, in order
+    std::vector<TimeRange> mSeen; // where each item is seen as itself: its range without its transitions
+    std::vector<std::optional<TrackItemRecord>> mRecords;
+};
 
 bool TrackBuilder::Touches(std::size_t inRight) const
 {
@@ -344,6 +324,24 @@ bool IsDisabled(const BE::ITrackRef& inTrack)
 }
 
 } // namespace
+
+std::vector<BE::ITrackItemRef> FindTrackItems(const BE::ITrackRef& inTrack, const TimeRange& inRange)
+{
+    Items items;
+    if (inRange == kAllTimes)
+    {
+        inTrack->GetItems(items);
+    }
+    else
+    {
+        inTrack->GetItemsInSpan(inRange.mStart, inRange.mEnd, items);
+        AppendNeighbours(inTrack, inRange, false, items);
+        AppendNeighbours(inTrack, inRange, true, items);
+    }
+    std::erase_if(items, [](const BE::ITrackItemRef& inItem)
+                  { return inItem->GetKind() != BE::kTrackItemKind_Clip || inItem->IsAdjustment(); });
+    return items;
+}
 
 FrameRate FrameRateOf(const TVK::TVKUnknownRef& inObject)
 {

@@ -36,6 +36,10 @@ struct TrackContext
 // The grid of a sequence or track; of a single tick where the object tells none that frames can be counted on.
 norviktypes::FrameRate FrameRateOf(const TVK::TVKUnknownRef& inObject);
 
+// The clips that may be seen in inRange, in order: those that lie in it, and the next one on either side, which a
+// transition may bring into it. Where the range ends in a gap, that is the next one across the gap.
+std::vector<BE::ITrackItemRef> FindTrackItems(const BE::ITrackRef& inTrack, const MF::TimeRange& inRange);
+
 // What is seen on the track within the context's range. Nothing of a track that is disabled.
 TrackItemList BuildTrackItems(const TrackContext& inContext, const BE::ITrackRef& inTrack);
 

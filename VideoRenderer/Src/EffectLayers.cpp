@@ -1,6 +1,7 @@
 #include "EffectLayers.h"
 
 #include "BE/ISequence.h"
+#include "CutlistFactory_Stacks.h"
 #include "PropertyText.h"
 #include "RenderableCutlistImpl.h"
 
@@ -17,40 +18,14 @@ namespace
 using norvik::UTF8String;
 using norviktypes::TickTime;
 
-// A track of a sequence that is being looked at, and all around it, innermost last. A track's cutlist is built
-// on the thread that asks for it.
-using TrackInUse = std::pair<const void*, std::uint64_t>;
-thread_local std::vector<TrackInUse> tTracksInUse;
-
-class TrackUse
-{
-public:
-    explicit TrackUse(const TrackInUse& inTrack) { tTracksInUse.push_back(inTrack); }
-    ~TrackUse() { tTracksInUse.pop_back(); }
-    TrackUse(const TrackUse&) = delete;
-    TrackUse& operator=(const TrackUse&) = delete;
-
-    static bool IsInUse(const TrackInUse& inTrack)
-    {
-        return std::find(tTracksInUse.begin(), tTracksInUse.end(), inTrack) != tTracksInUse.end();
-    }
-};
-
-const void* IdentityOf(const TVK::TVKUnknownRef& inObject)
-{
-    void* unknown = nullptr;
-    inObject->QueryNoRef(TVKUnknown::kInterfaceID, &unknown);
-    return unknown;
-}
-
 // Where other tracks are looked at: as long as the item is seen, transitions at its ends included, in whole
-// frames. Without an item the effect may be anywhere.
+// frames, and no longer than is looked at itself. Without an item the effect may be anywhere.
 MF::TimeRange SpanOf(const EffectNodeSettings& inSettings)
 {
     const BE::ITrackItemRef& item = inSettings.mTrackItem;
     if (!item)
     {
-        return {norviktypes::kTime_Min, norviktypes::kTime_Max};
+        return LookedAtWithin(inSettings.mCutlistContext, kAllTimes);
     }
     TickTime start = item->GetStart();
     TickTime end = item->GetEnd();
@@ -67,7 +42,7 @@ MF::TimeRange SpanOf(const EffectNodeSettings& inSettings)
         start = start.AlignToFrame(timeBase->GetFrameRate());
         end = end.AlignToFrameCeil(timeBase->GetFrameRate());
     }
-    return {start, end};
+    return LookedAtWithin(inSettings.mCutlistContext, {start, end});
 }
 
 using TrackVisitor = std::function<bool(const BE::ITrackRef&)>; // false ends the walk
@@ -164,103 +139,7 @@ bool HasLayerParameter(const EffectNodeSettings& inSettings)
     return found;
 }
 
-MF::IRenderableCutlistRef CutlistOfTrack(const EffectNodeSettings& inSettings, std::uint64_t inTrack)
-{
-    MF::IRenderableCutlistRef cutlist;
-    const BE::ISequenceRef sequence(inSettings.mCutlistContext);
-    const TrackInUse track{IdentityOf(inSettings.mCutlistContext), inTrack};
-    if (!sequence || TrackUse::IsInUse(track))
-    {
-        return cutlist;
-    }
-    const TrackUse use(track);
-    if (const auto provider = sequence->GetTrackCutlistProvider(inTrack))
-    {
-        if (provider->GetPrimaryCutlist(cutlist, {}, true) < 0)
-        {
-            cutlist.reset();
-        }
-    }
-    return cutlist;
-}
-
-struct Segment
-{
-    TickTime mStart;
-    TickTime mEnd;
-    TickTime mOffset;
-    TVK::Guid mHash;
-};
-
-Segment NthSegment(const MF::IRenderableCutlistRef& inCutlist, std::uint32_t inIndex)
-{
-    Segment segment;
-    inCutlist->GetNthSegmentDescription(inIndex, segment.mStart, segment.mEnd, segment.mOffset,
-                                        segment.mHash);
-    return segment;
-}
-
-std::uint32_t FirstSegmentEndingAfter(const MF::IRenderableCutlistRef& inCutlist, const TickTime& inTime)
-{
-    std::uint32_t first = 0;
-    std::uint32_t count = inCutlist->GetSegmentCount();
-    while (count > 0)
-    {
-        const std::uint32_t half = count / 2;
-        if (NthSegment(inCutlist, first + half).mEnd <= inTime)
-        {
-            first += half + 1;
-            count -= half + 1;
-        }
-        else
-        {
-            count = half;
-        }
-    }
-    return first;
-}
-
-void AddSegmentsWithin(const IMutableCutlistRef& ioTarget, const MF::IRenderableCutlistRef& inCutlist,
-                       const MF::TimeRange& inSpan)
-{
-    const std::uint32_t count = inCutlist->GetSegmentCount();
-    for (std::uint32_t index = FirstSegmentEndingAfter(inCutlist, inSpan.mStart); index < count; ++index)
-    {
-        const Segment segment = NthSegment(inCutlist, index);
-        const TickTime start = std::max(segment.mStart, inSpan.mStart);
-        if (start >= inSpan.mEnd)
-        {
-            return;
-        }
-        MF::IRenderableNodeRef node;
-        if (inCutlist->GetRenderableNodeFromHashValue(segment.mHash, node) >= 0 && node)
-        {
-            ioTarget->AddSegment(start, std::min(segment.mEnd, inSpan.mEnd),
-                                 segment.mOffset + (start - segment.mStart), node);
-        }
-    }
-}
-
-MF::IRenderableCutlistRef CaptureTrack(const EffectNodeSettings& inSettings, std::uint64_t inTrack,
-                                       const MF::TimeRange& inSpan)
-{
-    const IMutableCutlistRef captured = CreateMutableCutlist();
-    if (const MF::IRenderableCutlistRef cutlist = CutlistOfTrack(inSettings, inTrack))
-    {
-        AddSegmentsWithin(captured, cutlist, inSpan);
-    }
-    captured->Finalize();
-    return MF::IRenderableCutlistRef(captured.get());
-}
-
 } // namespace
-
-std::uint32_t LayerValueOf(const MF::IKeyframedParameter& inParameter)
-{
-    MF::Keyframe<std::uint32_t> value;
-    return inParameter.GetValueAtTime(value, norviktypes::kTime_Zero, 0) >= 0 ? value.mValue
-                                                                              : MF::kLayer_NotSet;
-}
 
 UTF8String LayerInputText(const EffectNodeSettings& inSettings)
 {
@@ -321,15 +200,16 @@ EffectLayers CaptureLayers(const EffectNodeSettings& inSettings)
     }
     const std::uint64_t own = OwnTrackOf(inSettings);
     const MF::TimeRange span = SpanOf(inSettings);
-    const TrackUse use({IdentityOf(inSettings.mCutlistContext), own});
-    ForEachLayerParameter(inSettings,
-                          [&](std::uint32_t inParameter, std::uint32_t inTrack)
-                          {
-                              if (inTrack != MF::kLayer_NotSet && inTrack != own)
-                              {
-                                  layers.push_back({inParameter, CaptureTrack(inSettings, inTrack, span)});
-                              }
-                          });
+    const TrackUse use(inSettings.mCutlistContext, own, span);
+    ForEachLayerParameter(
+        inSettings,
+        [&](std::uint32_t inParameter, std::uint32_t inTrack)
+        {
+            if (inTrack != MF::kLayer_NotSet && inTrack != own)
+            {
+                layers.push_back({inParameter, CaptureTrack(inSettings.mCutlistContext, inTrack, span)});
+            }
+        });
     return layers;
 }
 

@@ -9,6 +9,7 @@
 #pragma once
 
 #include "CutlistRenderParams.h"
+#include "LayerTracks.h"
 #include "MF/IRenderableCutlist.h"
 #include "ML/SubTreeRender.h"
 #include "RenderableNodeEffectImpl.h"
@@ -23,10 +24,6 @@ struct EffectLayer
     std::uint32_t mParameter = 0;       // place in the parameter list
     MF::IRenderableCutlistRef mCutlist; // without segments where nothing plays
 };
-
-// The value of a layer parameter, by which it points to one track at all times; kLayer_NotSet also where it
-// has none.
-std::uint32_t LayerValueOf(const MF::IKeyframedParameter& inParameter);
 
 // All layer parameters as one text: for each the clip that it points to, or why there is none. Empty without a
 // sequence and without layer parameters.
