@@ -454,6 +454,21 @@ PictureRect Clip::PictureIn(const RenderRequest& inRequest) const
     return rect;
 }
 
+// Whether the chain works in its planes for inRequest: in light it must not, nor where more than they can hold is asked
+// for of what it mixes.
+bool Clip::StaysInPlanes(const RenderRequest& inRequest) const noexcept
+{
+    const std::uint32_t wished = inRequest.mPixelFormat.mProperties;
+    const std::uint32_t planes = mChain.mPlanes.mProperties;
+    const bool hasRoom = !mChain.mMixesPlanes ||
+                         norviktypes::DepthOfProperties(wished) <= norviktypes::DepthOfProperties(planes);
+    return mChain.mPlanes != norviktypes::kPixelFormat_Any && hasRoom && !norviktypes::IsLinear(wished) &&
+           inRequest.mQuality < norviktypes::kRenderQuality_Max && !HasMargins() &&
+           mFacts.mPixelAspectRatio == mStreamFacts.mPixelAspectRatio &&
+           inRequest.mWidth == static_cast<std::uint32_t>(mStreamFacts.mWidth) &&
+           inRequest.mHeight == static_cast<std::uint32_t>(mStreamFacts.mHeight);
+}
+
 // Film is put together of whole frames, which are made smaller afterwards.
 RenderRequest Clip::ChainRequest(const RenderRequest& inRequest) const
 {
@@ -473,6 +488,10 @@ RenderRequest Clip::ChainRequest(const RenderRequest& inRequest) const
                                    ? mChain.mFilmFormat
                                    : FilmFormatFor(request.mPixelFormat,
                                                    NeedsPackedFilm(mStreamFacts, mConforming.mSwapsFields));
+    }
+    if (StaysInPlanes(inRequest))
+    {
+        request.mPixelFormat = mChain.mPlanes;
     }
     return request;
 }

@@ -83,6 +83,7 @@ private:
     MF::FrameTime TimeInChain(const norviktypes::TickTime& inTime) const;
     bool HasMargins() const noexcept;
     PictureRect PictureIn(const RenderRequest& inRequest) const;
+    bool StaysInPlanes(const RenderRequest& inRequest) const noexcept;
     RenderRequest ChainRequest(const RenderRequest& inRequest) const;
     MF::IVideoFrameRef FinishFrame(const MF::IVideoFrameRef& inFrame, const RenderRequest& inRequest) const;
 

@@ -17,6 +17,7 @@ namespace
 {
 
 using norviktypes::FieldType;
+using norviktypes::PixelFormat;
 
 // The most lines of video that begins with its lower field.
 constexpr std::int32_t kMostStandardLines = 576;
@@ -72,6 +73,59 @@ public:
 private:
     const ML::IRenderableSourceRef mSource;
     const Operation mOperation;
+};
+
+// A stream that is asked for its own planes where a link after it is asked for those that only differ from them in
+// which chroma row lies where. That link knows what becomes of them.
+class PlanesOfStream : public TVK::Implements<PlanesOfStream, ML::IRenderableSource>
+{
+public:
+    PlanesOfStream(const ML::IRenderableSourceRef& inStream, const Media::MediaFacts& inFacts,
+                   const PixelFormat& inOwn, const PixelFormat& inWished)
+        : mStream(inStream)
+        , mWidth(static_cast<std::uint32_t>(inFacts.mWidth))
+        , mHeight(static_cast<std::uint32_t>(inFacts.mHeight))
+        , mOwn(inOwn)
+        , mWished(inWished)
+    {
+    }
+
+    void ConformFrameTime(const MF::FrameTime& inTime, const ML::CutlistRenderParams& inParams,
+                          MF::FrameTime& outTime) override
+    {
+        mStream->ConformFrameTime(inTime, ParamsFor(inParams), outTime);
+    }
+    void CollectPrefetchItems(const MF::FrameTime& inTime, const ML::CutlistRenderParams& inParams,
+                              std::vector<ML::IRenderableNodePrefetchRef>& ioItems) override
+    {
+        mStream->CollectPrefetchItems(inTime, ParamsFor(inParams), ioItems);
+    }
+    void Render(const MF::FrameTime& inTime, const ML::CutlistRenderParams& inParams,
+                MF::IVideoFrameRef& outFrame) override
+    {
+        mStream->Render(inTime, ParamsFor(inParams), outFrame);
+    }
+    void GetFrameRate(norviktypes::FrameRate& outRate) override { mStream->GetFrameRate(outRate); }
+    void GetFieldRate(norviktypes::FrameRate& outRate) override { mStream->GetFieldRate(outRate); }
+
+private:
+    // At the highest quality the link works in light, and what is scaled is not made of rows as they are.
+    ML::CutlistRenderParams ParamsFor(const ML::CutlistRenderParams& inParams) const
+    {
+        ML::CutlistRenderParams params = inParams;
+        if (params.mPixelFormat == mWished && params.mWidth == mWidth && params.mHeight == mHeight &&
+            params.mRenderQuality < norviktypes::kRenderQuality_Max)
+        {
+            params.mPixelFormat = mOwn;
+        }
+        return params;
+    }
+
+    const ML::IRenderableSourceRef mStream;
+    const std::uint32_t mWidth;
+    const std::uint32_t mHeight;
+    const PixelFormat mOwn;
+    const PixelFormat mWished;
 };
 
 // A scaler gives fields an even number of lines, so that both are equal. Frames of an odd height that nobody wants in
@@ -280,6 +334,20 @@ MF::IVideoFrameRef WithChromaOfFrames(const MF::IVideoFrameRef& inFrame, norvikt
     return planar;
 }
 
+// 4:2:0 as inFormat is, with a chroma row for two lines of a frame or, where there are fields, of one field. Other
+// formats as they are.
+PixelFormat WithChromaRowsFor(FieldType inFieldType, const PixelFormat& inFormat) noexcept
+{
+    constexpr std::uint32_t kOfFields = 0x20000;
+    PixelFormat format = inFormat;
+    format.mProperties = norviktypes::IsInterlaced(inFieldType) ? inFormat.mProperties | kOfFields
+                                                                : inFormat.mProperties & ~kOfFields;
+    format.mName = norviktypes::GuessNameForProperties(format.mProperties);
+    const bool is420 = norviktypes::IsSubsampled(inFormat.mProperties) &&
+                       format.mName != norviktypes::kPixelFormatName_Unknown;
+    return is420 ? format : inFormat;
+}
+
 // The stream's own rate, fields and aspect, so that its frames are shown one for one.
 ML::IRenderableSourceRef SourceOfStream(const BE::IVideoSourceRef& inStream, const std::string& inName)
 {
@@ -334,6 +402,7 @@ public:
         {
             return mChain;
         }
+        TakePlanes();
         if (removesPulldown)
         {
             AddPulldownRemoval(inCadence);
@@ -357,6 +426,36 @@ private:
     void PutOperation(const std::string& inLink, const AlteredSource::Operation& inOperation)
     {
         Put(inLink, ML::IRenderableSourceRef(new AlteredSource(mChain.mTop, inOperation)));
+    }
+
+    // Chroma that is smoothed over lines or changes its field is better off in four components, and so are fields of
+    // successive frames, which have half of its rows.
+    void TakePlanes()
+    {
+        const bool hasFields = norviktypes::IsInterlaced(mFacts.mFieldType);
+        const bool deinterlaces = mConforming.mDeinterlaces && hasFields;
+        const bool removesPulldown = mConforming.mPulldown != PulldownRemoval::kNone;
+        const bool isTurned = mFacts.mRotation != 0;
+        if (mFacts.mIsStill || isTurned || removesPulldown ||
+            !norviktypes::IsSubsampled(mNativeFormat.mProperties))
+        {
+            return;
+        }
+        const PixelFormat made = WithChromaRowsFor(mChain.mFieldType, mNativeFormat);
+        const bool isProgressive = !norviktypes::IsInterlaced(mChain.mFieldType);
+        const bool changesRows =
+            deinterlaces ? isProgressive : mConforming.mInterlacesConsecutive && !hasFields;
+        if (changesRows && made != mNativeFormat)
+        {
+            mChain.mTop =
+                ML::IRenderableSourceRef(new PlanesOfStream(mChain.mTop, mFacts, mNativeFormat, made));
+        }
+        if (isProgressive && (deinterlaces || (mConforming.mBlends && !hasFields)) &&
+            !mConforming.mRemovesFlicker && !mConforming.mInterlacesConsecutive)
+        {
+            mChain.mPlanes = made;
+            mChain.mMixesPlanes = mConforming.mBlends;
+        }
     }
 
     void AddPulldownRemoval(norviktypes::PulldownCadence inCadence)

@@ -15,6 +15,9 @@
 // mix or the time blend. Links that have nothing to do are left out, but for the last two, which every chain has
 // that has any. A still has neither fields nor time.
 //
+// A deinterlacer, and successive frames that are interlaced, make 4:2:0 whose chroma rows lie otherwise than the
+// stream's. Who asks such a chain for planes gets them made of the stream's own, which nobody has converted before.
+//
 // Thread-safety: pure functions.
 namespace Session
 {
@@ -26,6 +29,9 @@ struct SourceChain
     norviktypes::FieldType mFieldType = norviktypes::kFieldType_Progressive; // of the output
     // In which film is put together; any: as Clip chooses.
     norviktypes::PixelFormat mFilmFormat = norviktypes::kPixelFormat_Any;
+    // Planes that frames of the stream's size are worked on in to be converted once, at the end; any: there are none.
+    norviktypes::PixelFormat mPlanes = norviktypes::kPixelFormat_Any;
+    bool mMixesPlanes = false; // samples are mixed on the way, so that more bits than theirs would be of use
 };
 
 // inCadence is that of inConforming, or the one that was found.
