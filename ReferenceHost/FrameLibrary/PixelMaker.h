@@ -25,6 +25,9 @@ public:
     // apart. 0, or negative with rows that are undefined; only memory may be missing.
     virtual std::int32_t MakeRows(std::uint32_t inFirst, std::uint32_t inCount, std::uint8_t* outPixels,
                                   std::int32_t inRowBytes) const = 0;
+
+    // Whether the last component of every pixel is known to be whole.
+    virtual bool HasWholeAlpha() const { return false; }
 };
 using PixelMakerPtr = std::shared_ptr<const IPixelMaker>;
 
@@ -36,5 +39,16 @@ std::int32_t CreatePendingFrame(MF::IVideoFrameRef& outFrame, const norviktypes:
 
 // The maker of a frame whose pixels nobody has looked at yet; else null.
 PixelMakerPtr PendingMakerOf(const MF::IVideoFrameRef& inFrame);
+
+// Lets another maker make the pixels of a pending frame that isn't frozen. False where there are some already.
+bool SetPendingMaker(const MF::IVideoFrameRef& ioFrame, const PixelMakerPtr& inMaker);
+
+// GetPixels for somebody who only reads, or draws and says so where an alpha gets less than whole: what is known of
+// alpha stays known.
+std::uint8_t* PixelsToDrawOn(const MF::IVideoFrameRef& inFrame);
+void ForgetWholeAlpha(const MF::IVideoFrameRef& ioFrame);
+
+// Whether all alphas are known to be whole of a frame that has its pixels or has none yet.
+bool IsKnownToHaveWholeAlpha(const MF::IVideoFrameRef& inFrame);
 
 } // namespace VF

@@ -45,6 +45,7 @@ public:
         , mAlphaType(static_cast<AlphaChannel>(norviktypes::ToneOfProperties(inShape.mFormat.mProperties)))
         , mMaker(std::move(inMaker))
         , mIsPending(mMaker != nullptr)
+        , mHasWholeAlpha(mMaker && mMaker->HasWholeAlpha())
     {
     }
 
@@ -78,7 +79,12 @@ public:
 
     void* GetPixels() const override
     {
-        return !mIsPending.load(std::memory_order_acquire) || MakePixels() ? mBuffer.Data() : nullptr;
+        std::uint8_t* pixels = PixelsToDrawOn();
+        if (!IsFrozen())
+        {
+            ForgetWholeAlpha(); // whoever asks may write
+        }
+        return pixels;
     }
     std::uint32_t GetRowBytesUnsigned() const override { return static_cast<std::uint32_t>(RowBytes()); }
     std::int32_t GetRowBytes() const override { return static_cast<std::int32_t>(RowBytes()); }
@@ -88,6 +94,20 @@ public:
     bool IsSubstitute() const override { return mIsSubstitute; }
 
     PixelMakerPtr PendingMaker() const;
+    bool SetPendingMaker(const PixelMakerPtr& inMaker);
+    std::uint8_t* PixelsToDrawOn() const
+    {
+        const bool areThere = !mIsPending.load(std::memory_order_acquire) || MakePixels();
+        return areThere ? static_cast<std::uint8_t*>(mBuffer.Data()) : nullptr;
+    }
+    bool HasWholeAlpha() const noexcept { return mHasWholeAlpha.load(std::memory_order_relaxed); }
+    void ForgetWholeAlpha() const noexcept
+    {
+        if (HasWholeAlpha())
+        {
+            mHasWholeAlpha.store(false, std::memory_order_relaxed);
+        }
+    }
     MF::IVideoFrameRef SharedAs(const PixelFormat& inFormat) const;
 
 private:
@@ -120,6 +140,7 @@ private:
     mutable std::mutex mMakingLock;
     mutable PixelMakerPtr mMaker; // guarded by the lock; null once there are pixels
     mutable std::atomic<bool> mIsPending;
+    mutable std::atomic<bool> mHasWholeAlpha; // what is known
 };
 
 // Whoever comes while the pixels are made waits for them. What is never looked at takes no memory.
@@ -151,11 +172,24 @@ PixelMakerPtr VideoFrame::PendingMaker() const
     return mMaker;
 }
 
+bool VideoFrame::SetPendingMaker(const PixelMakerPtr& inMaker)
+{
+    const std::lock_guard<std::mutex> lock(mMakingLock);
+    if (!mMaker || IsFrozen())
+    {
+        return false;
+    }
+    mMaker = inMaker;
+    mHasWholeAlpha.store(inMaker->HasWholeAlpha(), std::memory_order_relaxed);
+    return true;
+}
+
 MF::IVideoFrameRef VideoFrame::SharedAs(const PixelFormat& inFormat) const
 {
     FrameShape shape = mShape;
     shape.mFormat = inFormat;
-    return GetPixels() ? MF::IVideoFrameRef(new VideoFrame(shape, mRatio, mBuffer)) : MF::IVideoFrameRef();
+    return PixelsToDrawOn() ? MF::IVideoFrameRef(new VideoFrame(shape, mRatio, mBuffer))
+                            : MF::IVideoFrameRef();
 }
 
 bool VideoFrame::SupportsTargetBounds(const TVK::Rect& inBounds) const
@@ -298,11 +332,40 @@ PixelMakerPtr PendingMakerOf(const MF::IVideoFrameRef& inFrame)
     return frame ? frame->PendingMaker() : nullptr;
 }
 
+bool SetPendingMaker(const MF::IVideoFrameRef& ioFrame, const PixelMakerPtr& inMaker)
+{
+    auto* frame = dynamic_cast<VideoFrame*>(ioFrame.get());
+    return frame && frame->SetPendingMaker(inMaker);
+}
+
+std::uint8_t* PixelsToDrawOn(const MF::IVideoFrameRef& inFrame)
+{
+    const auto* frame = dynamic_cast<const VideoFrame*>(inFrame.get());
+    return frame ? frame->PixelsToDrawOn()
+                 : static_cast<std::uint8_t*>(IVideoFramePixelsRef(inFrame)->GetPixels());
+}
+
+void ForgetWholeAlpha(const MF::IVideoFrameRef& ioFrame)
+{
+    if (const auto* frame = dynamic_cast<const VideoFrame*>(ioFrame.get()))
+    {
+        frame->ForgetWholeAlpha();
+    }
+}
+
+bool IsKnownToHaveWholeAlpha(const MF::IVideoFrameRef& inFrame)
+{
+    const auto* frame = dynamic_cast<const VideoFrame*>(inFrame.get());
+    return frame && frame->HasWholeAlpha();
+}
+
 MF::IVideoFrameRef ShareWithoutAlpha(const MF::IVideoFrameRef& inFrame, const PixelFormat& inFormat)
 {
     const auto* frame = dynamic_cast<const VideoFrame*>(inFrame.get());
     FramePixels pixels;
-    const bool isShared = frame && GetFramePixels(inFrame, pixels) && HasWholeAlpha(pixels);
+    const bool isPlain = frame && GetFrameShape(inFrame, pixels);
+    pixels.mPixels = isPlain ? frame->PixelsToDrawOn() : nullptr;
+    const bool isShared = pixels.mPixels && (frame->HasWholeAlpha() || HasWholeAlpha(pixels));
     const MF::IVideoFrameRef shared = isShared ? frame->SharedAs(inFormat) : MF::IVideoFrameRef();
     if (shared)
     {

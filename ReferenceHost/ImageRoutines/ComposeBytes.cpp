@@ -154,10 +154,12 @@ struct Row
         , targetSet(Same(inLayers.targetIsStraight || inLayers.targetIsPremultiplied ? 0 : kAlphaMask))
         , share(Word(static_cast<std::uint16_t>((inLayers.opacity * 65535U) >> 16)))
         , opacity(Word(inLayers.opacity))
+        , opaqueShare(hn::MulHigh(Word(0xFFFF), share))
     {
     }
     PixelVector black, sourceSet, targetSet;
     WordVector share, opacity;
+    WordVector opaqueShare; // of a source pixel whose alpha is whole
 };
 
 // Onto premultiplied and opaque pixels: of straight codes the black goes out by itself, s as + b (1 - as).
@@ -166,6 +168,21 @@ HWY_INLINE PixelVector StraightOnWhole(PixelVector inSource, WordVector inShare,
     const WordVector share = hn::MulHigh(SpreadByte(AlphaOf(inSource)), inShare);
     const Halves source = Times(Split(hn::Or(inSource, Same(kAlphaMask))), share);
     return Join(Plus(source, Times(Split(inTarget), hn::Not(share))));
+}
+
+// The same of an opaque source without coverage, every pixel of which has the same share.
+HWY_INLINE PixelVector OpaqueOnWhole(const Row& inRow, PixelVector inSource, PixelVector inTarget)
+{
+    return Join(
+        Plus(Times(Split(inSource), inRow.opaqueShare), Times(Split(inTarget), hn::Not(inRow.opaqueShare))));
+}
+
+// Titles are mostly clear, and what is clear changes nothing.
+HWY_INLINE PixelVector StraightOnSolid(PixelVector inSource, WordVector inShare, PixelVector inTarget)
+{
+    const Pixels d;
+    const bool isClear = hn::AllTrue(d, hn::Eq(hn::And(inSource, Same(kAlphaMask)), hn::Zero(d)));
+    return isClear ? inTarget : StraightOnWhole(inSource, inShare, inTarget);
 }
 
 // Black counts where neither is: s o + b (1 - as) - black o (1 - Sa). Half of each leaves room for the sum.
@@ -379,12 +396,22 @@ HWY_INLINE PixelVector StraightOnMaybeSolid(const Row& inRow, PixelVector inSour
                                             PixelVector inTarget)
 {
     return BySolidity(
-        inTarget, [&] { return StraightOnWhole(inSource, inShare, inTarget); },
+        inTarget, [&] { return StraightOnSolid(inSource, inShare, inTarget); },
+        [&] { return StraightOnStraight(inRow, inSource, inShare, inTarget); });
+}
+
+HWY_INLINE PixelVector OpaqueOnMaybeSolid(const Row& inRow, PixelVector inSource, WordVector inShare,
+                                          PixelVector inTarget)
+{
+    return BySolidity(
+        inTarget, [&] { return OpaqueOnWhole(inRow, inSource, inTarget); },
         [&] { return StraightOnStraight(inRow, inSource, inShare, inTarget); });
 }
 
 enum class Way
 {
+    kOpaqueOnWhole,
+    kOpaqueOnStraight,
     kStraightOnWhole,
     kPremultipliedOnWhole,
     kPremultipliedOnWholeWithBlack,
@@ -402,6 +429,8 @@ HWY_INLINE PixelVector Laid(const Row& inRow, PixelVector inSource, WordVector i
 {
     switch (kWay)
     {
+    case Way::kOpaqueOnWhole: return OpaqueOnWhole(inRow, inSource, inTarget);
+    case Way::kOpaqueOnStraight: return OpaqueOnMaybeSolid(inRow, inSource, inShare, inTarget);
     case Way::kStraightOnWhole: return StraightOnWhole(inSource, inShare, inTarget);
     case Way::kPremultipliedOnWhole: return PremultipliedOnWhole<false>(inRow, inSource, inShare, inTarget);
     case Way::kPremultipliedOnWholeWithBlack:
@@ -430,7 +459,8 @@ HWY_INLINE void LayPixels(const Row& inRow, const std::uint32_t* inSource, const
                           const std::uint32_t* inTarget, std::uint32_t* outTarget)
 {
     const Pixels d;
-    constexpr bool kIsStraight = kWay == Way::kStraightOnStraight || kWay == Way::kPremultipliedOnStraight ||
+    constexpr bool kIsStraight = kWay == Way::kOpaqueOnStraight || kWay == Way::kStraightOnStraight ||
+                                 kWay == Way::kPremultipliedOnStraight ||
                                  kWay == Way::kPremultipliedOnStraightWithBlack;
     const PixelVector set = kIsStraight ? hn::Zero(d) : inRow.targetSet;
     const PixelVector source = hn::Or(hn::LoadU(d, inSource), inRow.sourceSet);
@@ -496,6 +526,14 @@ void ComposeRow(const ByteLayers& inLayers, const std::uint8_t* inSource, const 
     static constexpr decltype(&LayRow<Way::kLinear>) kOnStraight[2][2] = {
         {LayRow<Way::kStraightOnStraight>, LayRow<Way::kStraightOnStraight>},
         {LayRow<Way::kPremultipliedOnStraight>, LayRow<Way::kPremultipliedOnStraightWithBlack>}};
+    if (inLayers.sourceIsOpaque && !inLayers.sourceIsPremultiplied && inCoverage == nullptr &&
+        !inLayers.isLinear)
+    {
+        const auto lay =
+            inLayers.targetIsStraight ? LayRow<Way::kOpaqueOnStraight> : LayRow<Way::kOpaqueOnWhole>;
+        lay(inLayers, inSource, inCoverage, ioTarget, inCount);
+        return;
+    }
     const bool isFrom = inLayers.sourceIsPremultiplied;
     const bool hasBlack = inLayers.black != 0;
     const auto lay = inLayers.isLinear           ? kLinear[isFrom][inLayers.targetIsPremultiplied]

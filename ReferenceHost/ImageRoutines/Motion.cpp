@@ -1,9 +1,7 @@
 #include "IR/Motion.h"
 
 #include <algorithm>
-#include <cmath>
 #include <new>
-#include <vector>
 
 #include "IR/BlendModes.h"
 #include "ReferenceHost/ImageRoutines/MotionDraw.h"
@@ -15,26 +13,6 @@ namespace
 
 using ir::MotionPlan;
 using ir::Picture;
-
-bool IsSelector(std::int32_t inNumber)
-{
-    return inNumber >= 0 && inNumber <= 2;
-}
-
-bool AreFinite(const IR_MotionSettings& inSettings)
-{
-    const double numbers[] = {inSettings.positionX, inSettings.positionY, inSettings.anchorX,
-                              inSettings.anchorY,   inSettings.scaleX,    inSettings.scaleY,
-                              inSettings.rotation,  inSettings.opacity,   inSettings.antiFlicker};
-    return std::all_of(std::begin(numbers), std::end(numbers),
-                       [](double inNumber) { return std::isfinite(inNumber); });
-}
-
-bool IsTold(const IR_MotionPicture& inPicture)
-{
-    return inPicture.aspectNumerator != 0 && inPicture.aspectDenominator != 0 &&
-           IsSelector(inPicture.fieldType);
-}
 
 std::int32_t PictureOf(const IR_MotionPicture& inPicture, Picture& outPicture)
 {
@@ -84,7 +62,7 @@ public:
         , mTarget(inTarget)
         , mClip(inClip)
         , mSettings(inSettings)
-        , mCompose{std::clamp(inSettings.opacity, 0.0F, 1.0F), inBlendMode, inSettings.targetHasPicture != 0}
+        , mCompose(ir::ComposeSettingsFor(inSettings, inBlendMode))
     {
     }
 
@@ -134,8 +112,7 @@ private:
         MotionPlan plan = ir::PlanMotion(inSource, mSource, inSourceField, inTarget, mTarget, inTargetField,
                                          mClip, mSettings);
         plan.compose = mCompose;
-        const bool isInvisible = mCompose.opacity == 0.0F && mCompose.targetHasPicture;
-        if (plan.box.IsEmpty() || isInvisible)
+        if (plan.IsInvisible())
         {
             return;
         }
@@ -170,8 +147,7 @@ std::int32_t Draw(const IR_MotionPicture* inSource, const IR_MotionPicture* inTa
     {
         return status;
     }
-    if (!AreFinite(*inSettings) || !IsTold(*inSource) || !IsTold(*inTarget) ||
-        !IsSelector(inSettings->field) || !ir::IsBlendMode(inBlendMode) || ir::Overlap(source, target))
+    if (!ir::CanBePlanned(*inSource, *inTarget, *inSettings, inBlendMode) || ir::Overlap(source, target))
     {
         return kIR_BadArgument;
     }

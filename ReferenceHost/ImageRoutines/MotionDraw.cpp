@@ -47,9 +47,15 @@ public:
                (inPlan.compose.targetHasPicture || inPlan.compose.opacity == 1.0F);
     }
 
+    // Rows that are read as they lie, but for the side that they're read from.
+    static bool IsOfWholeRows(const MotionPlan& inPlan)
+    {
+        return inPlan.u.alongX == 1.0 && inPlan.IsUpright();
+    }
+
     void Draw() const
     {
-        if (mPlan.u.alongX == 1.0 && mPlan.IsUpright())
+        if (IsOfWholeRows(mPlan))
         {
             DrawRows();
             return;
@@ -304,6 +310,12 @@ private:
     FloatRange mRanges[4];
 };
 
+}
+
+bool IsDrawnRowByRow(const MotionPlan& inPlan)
+{
+    return LatticeDrawing::Takes(inPlan) ? LatticeDrawing::IsOfWholeRows(inPlan) && inPlan.v.alongY == 1.0
+                                         : HalvingDrawing::Takes(inPlan);
 }
 
 void DrawMotion(const MotionPlan& inPlan)

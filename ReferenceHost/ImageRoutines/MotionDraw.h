@@ -15,6 +15,10 @@ namespace ir
 // By whichever way is fastest for the plan.
 void DrawMotion(const MotionPlan& inPlan);
 
+// Whether it's the way of one row of an upright source, or of two at half the size, for each row, and no other row
+// of it is looked at.
+bool IsDrawnRowByRow(const MotionPlan& inPlan);
+
 // Any plan, through floats: rows of an upright picture, tiles of a turned one.
 void DrawMotionInFloat(const MotionPlan& inPlan);
 

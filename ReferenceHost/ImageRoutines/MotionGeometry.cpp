@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <iterator>
 
 #include "ReferenceHost/ImageRoutines/MotionFilter.h"
 
@@ -264,6 +265,26 @@ bool HitsMiddles(const MotionAxis& inAxis)
            inAxis.coverWidth == 1.0 && inAxis.filterWidth == 1.0;
 }
 
+bool IsSelector(std::int32_t inNumber)
+{
+    return inNumber >= 0 && inNumber <= 2;
+}
+
+bool AreFinite(const IR_MotionSettings& inSettings)
+{
+    const double numbers[] = {inSettings.positionX, inSettings.positionY, inSettings.anchorX,
+                              inSettings.anchorY,   inSettings.scaleX,    inSettings.scaleY,
+                              inSettings.rotation,  inSettings.opacity,   inSettings.antiFlicker};
+    return std::all_of(std::begin(numbers), std::end(numbers),
+                       [](double inNumber) { return std::isfinite(inNumber); });
+}
+
+bool IsTold(const IR_MotionPicture& inPicture)
+{
+    return inPicture.aspectNumerator != 0 && inPicture.aspectDenominator != 0 &&
+           IsSelector(inPicture.fieldType);
+}
+
 }
 
 bool MotionPlan::IsLattice() const noexcept
@@ -316,6 +337,18 @@ double CoverageAt(const MotionPlan& inPlan, std::int32_t inColumn, std::int32_t 
     const double x = inColumn + 0.5;
     const double y = inRow + 0.5;
     return Overlap(inPlan.u, inPlan.u.At(x, y)) * Overlap(inPlan.v, inPlan.v.At(x, y));
+}
+
+bool CanBePlanned(const IR_MotionPicture& inSource, const IR_MotionPicture& inTarget,
+                  const IR_MotionSettings& inSettings, std::uint32_t inBlendMode) noexcept
+{
+    return AreFinite(inSettings) && IsTold(inSource) && IsTold(inTarget) && IsSelector(inSettings.field) &&
+           IsBlendMode(inBlendMode);
+}
+
+ComposeSettings ComposeSettingsFor(const IR_MotionSettings& inSettings, std::uint32_t inBlendMode) noexcept
+{
+    return {std::clamp(inSettings.opacity, 0.0F, 1.0F), inBlendMode, inSettings.targetHasPicture != 0};
 }
 
 MotionPlan PlanMotion(const Picture& inSource, const IR_MotionPicture& inSourceDescription,

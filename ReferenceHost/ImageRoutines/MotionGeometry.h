@@ -71,6 +71,12 @@ struct MotionPlan
 
     // Every pixel shows exactly one pixel of the source.
     bool IsLattice() const noexcept;
+
+    // Drawing it changes nothing.
+    bool IsInvisible() const noexcept
+    {
+        return box.IsEmpty() || (compose.opacity == 0.0F && compose.targetHasPicture);
+    }
 };
 
 // A stretch of columns; empty if first >= last.
@@ -92,6 +98,12 @@ Picture Part(const Picture& inPicture, std::int32_t inLeft, std::int32_t inTop, 
 
 // 0..1.
 double CoverageAt(const MotionPlan& inPlan, std::int32_t inColumn, std::int32_t inRow) noexcept;
+
+// Whether numbers, selectors and mode are those of a motion. What the pictures are made of is not looked at.
+bool CanBePlanned(const IR_MotionPicture& inSource, const IR_MotionPicture& inTarget,
+                  const IR_MotionSettings& inSettings, std::uint32_t inBlendMode) noexcept;
+
+ComposeSettings ComposeSettingsFor(const IR_MotionSettings& inSettings, std::uint32_t inBlendMode) noexcept;
 
 // The plan of one drawing. inTargetField: the field whose rows are drawn; inSourceField: the source's field
 // that they show, or kIR_WholePicture. inClip: null, or as IR_Motion has it. The pictures are as their

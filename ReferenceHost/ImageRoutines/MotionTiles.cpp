@@ -5,6 +5,7 @@
 
 #include "ReferenceHost/ImageRoutines/FloatRows.h"
 #include "ReferenceHost/ImageRoutines/MotionLayer.h"
+#include "ReferenceHost/ImageRoutines/MotionStrips.h"
 #include "ReferenceHost/ImageRoutines/MotionTurned.h"
 #include "ReferenceHost/ImageRoutines/RowBuffers.h"
 
@@ -69,11 +70,85 @@ struct GridSpan
     std::int32_t last = 0;
 };
 
+void Repeat(const std::int16_t* inPixel, std::int16_t* outPixels, std::int32_t inCount)
+{
+    for (std::int32_t i = 0; i < inCount; ++i)
+    {
+        std::copy_n(inPixel, 4, outPixels + i * std::ptrdiff_t{4});
+    }
+}
+
+// Pairs from number inFirst on. The last pixel of an odd number of them is a pair by itself.
+void ReadHalved(const ByteSource& inSource, const std::uint8_t* inUpper, const std::uint8_t* inLower,
+                std::int32_t inFirst, std::int32_t inCount, std::int16_t* outPixels)
+{
+    const std::int32_t pairs = std::min(inCount, inSource.width / 2 - inFirst);
+    HalveWidely(inSource, inUpper, inLower, outPixels, Size(pairs));
+    if (pairs < inCount)
+    {
+        const std::ptrdiff_t at = std::ptrdiff_t{8} * pairs;
+        std::uint8_t last[2][8];
+        for (int i = 0; i < 8; ++i)
+        {
+            last[0][i] = inUpper[at + i % 4];
+            last[1][i] = inLower[at + i % 4];
+        }
+        HalveWidely(inSource, last[0], last[1], outPixels + std::ptrdiff_t{4} * pairs, 1);
+    }
+}
+
+// The whole grid of a picture that is halved both ways.
+class HalvedPicture
+{
+public:
+    explicit HalvedPicture(const MotionPlan& inPlan)
+        : mSource(ByteSourceOf(inPlan.source))
+        , mColumns((mSource.width + 1) / 2)
+        , mRows((mSource.height + 1) / 2)
+        , mGrid(Size(mRows), Size(mColumns) * 4)
+    {
+    }
+
+    bool Take(const IPictureRows& inRows)
+    {
+        const RowBuffers<std::uint8_t> space(2 * kRowsAtOnce, Size(mSource.width) * 4);
+        for (std::int32_t first = 0; first < mRows; first += kRowsAtOnce)
+        {
+            const std::int32_t count = std::min(kRowsAtOnce, mRows - first);
+            const std::int32_t rows = std::min(2 * count, mSource.height - 2 * first);
+            std::ptrdiff_t rowBytes = space.Row(1) - space.Row(0);
+            const std::uint8_t* upper = inRows.Rows(2 * first, rows, space.Row(0), rowBytes);
+            if (upper == nullptr)
+            {
+                return false;
+            }
+            for (std::int32_t row = first; row < first + count; ++row, upper += 2 * rowBytes)
+            {
+                const std::uint8_t* lower = 2 * row + 1 < mSource.height ? upper + rowBytes : upper;
+                ReadHalved(mSource, upper, lower, 0, mColumns, mGrid.Row(Size(row)));
+            }
+        }
+        return true;
+    }
+
+    const std::int16_t* Row(std::int32_t inRow) const { return mGrid.Row(Size(inRow)); }
+
+private:
+    static constexpr std::int32_t kRowsAtOnce = 8;
+
+    ByteSource mSource;
+    std::int32_t mColumns;
+    std::int32_t mRows;
+    RowBuffers<std::int16_t> mGrid;
+};
+
 class TileDrawing
 {
 public:
-    explicit TileDrawing(const MotionPlan& inPlan)
+    // inHalves: null where the source is looked at.
+    explicit TileDrawing(const MotionPlan& inPlan, const HalvedPicture* inHalves = nullptr)
         : mPlan(inPlan)
+        , mHalves(inHalves)
         , mU(inPlan, inPlan.u)
         , mV(inPlan, inPlan.v)
         , mTaps(std::max(TurnedTaps::TapsFor(mU.filter, mU.width), TurnedTaps::TapsFor(mV.filter, mV.width)))
@@ -244,24 +319,22 @@ private:
         Repeat(end - 4, end, inColumns.last - 1 - last);
     }
 
-    static void Repeat(const std::int16_t* inPixel, std::int16_t* outPixels, std::int32_t inCount)
-    {
-        for (std::int32_t i = 0; i < inCount; ++i)
-        {
-            std::copy_n(inPixel, 4, outPixels + i * std::ptrdiff_t{4});
-        }
-    }
-
     // Pixels of the grid, all of them the source's own.
     void Read(std::int32_t inRow, std::int32_t inFirst, std::int32_t inCount, std::int16_t* outPixels)
     {
+        if (mHalves != nullptr)
+        {
+            std::copy_n(mHalves->Row(inRow) + inFirst * std::ptrdiff_t{4}, inCount * std::ptrdiff_t{4},
+                        outPixels);
+            return;
+        }
         const std::uint8_t* upper = mSource.pixels + inRow * mV.size * mSource.stride;
         const std::uint8_t* lower =
             mSource.pixels + std::min(inRow * mV.size + mV.size - 1, mSource.height - 1) * mSource.stride;
         const std::ptrdiff_t offset = std::ptrdiff_t{4} * inFirst * mU.size;
         if (mU.size == 2)
         {
-            ReadHalved(upper + offset, lower + offset, inFirst, inCount, outPixels);
+            ReadHalved(mSource, upper + offset, lower + offset, inFirst, inCount, outPixels);
             return;
         }
         WidenBytes(mSource, upper + offset, outPixels, Size(inCount));
@@ -272,25 +345,6 @@ private:
             std::transform(outPixels, outPixels + std::ptrdiff_t{4} * inCount, other, outPixels,
                            [](int inOne, int inOther)
                            { return static_cast<std::int16_t>((inOne + inOther + 1) >> 1); });
-        }
-    }
-
-    // The last pixel of an odd number of them is a pair by itself.
-    void ReadHalved(const std::uint8_t* inUpper, const std::uint8_t* inLower, std::int32_t inFirst,
-                    std::int32_t inCount, std::int16_t* outPixels) const
-    {
-        const std::int32_t pairs = std::min(inCount, mSource.width / 2 - inFirst);
-        HalveWidely(mSource, inUpper, inLower, outPixels, Size(pairs));
-        if (pairs < inCount)
-        {
-            const std::ptrdiff_t at = std::ptrdiff_t{8} * pairs;
-            std::uint8_t last[2][8];
-            for (int i = 0; i < 8; ++i)
-            {
-                last[0][i] = inUpper[at + i % 4];
-                last[1][i] = inLower[at + i % 4];
-            }
-            HalveWidely(mSource, last[0], last[1], outPixels + std::ptrdiff_t{4} * pairs, 1);
         }
     }
 
@@ -356,6 +410,7 @@ private:
     }
 
     const MotionPlan& mPlan;
+    const HalvedPicture* mHalves;
     GridAxis mU;
     GridAxis mV;
     std::int32_t mTaps;
@@ -384,6 +439,22 @@ bool TakesTurnedBytes(const MotionPlan& inPlan) noexcept
 void DrawTurnedBytes(const MotionPlan& inPlan)
 {
     TileDrawing(inPlan).Draw();
+}
+
+bool TakesTurnedHalves(const MotionPlan& inPlan) noexcept
+{
+    return TakesTurnedBytes(inPlan) && BlockSize(inPlan, inPlan.u) == 2 && BlockSize(inPlan, inPlan.v) == 2;
+}
+
+bool DrawTurnedHalves(const MotionPlan& inPlan, const IPictureRows& inRows)
+{
+    HalvedPicture halves(inPlan);
+    if (!halves.Take(inRows))
+    {
+        return false;
+    }
+    TileDrawing(inPlan, &halves).Draw();
+    return true;
 }
 
 }

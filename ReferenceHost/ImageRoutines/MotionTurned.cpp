@@ -358,15 +358,163 @@ private:
     std::int64_t mStepV;
 };
 
+// Pixels between two of each row and two of each column, of which many are told apart at once: their places are
+// vectors of 32 bits before and 32 behind the point, and the weights need no table.
+class LinearLooks
+{
+public:
+    // Four times as many pixels as are made at once.
+    static constexpr std::size_t kPixels = 4 * kAtOnce;
+
+    LinearLooks(const TurnedGrid& inGrid, const TurnedAxis& inU, const TurnedAxis& inV, std::int64_t inColumn)
+        : mGrid(inGrid)
+        , mU(inU, inGrid.left, inColumn)
+        , mV(inV, inGrid.top, inColumn)
+    {
+    }
+
+    // The next pixels.
+    HWY_INLINE void Sample(std::uint8_t* outPixels, hn::Vec<CodesOf<kAtOnce>>& ioAll)
+    {
+        const Numbers d;
+        alignas(64) std::int32_t corners[kPixels];
+        const NumberVector phaseU = mU.Phases();
+        const NumberVector phaseV = mV.Phases();
+        const NumberVector row = hn::Mul(mV.Pixels(), hn::Set(d, static_cast<std::int32_t>(mGrid.pitch)));
+        hn::Store(hn::Add(row, hn::ShiftLeft<2>(mU.Pixels())), d, corners);
+        const NumberVector one = hn::Set(d, TurnedTaps::kOne);
+        const NumberVector firstU = Weighed(phaseU);
+        const NumberVector firstV = Weighed(phaseV);
+        const NumberVector secondV = hn::Sub(one, firstV);
+        const NumberVector across = hn::Or(firstU, hn::ShiftLeft<16>(hn::Sub(one, firstU)));
+        const NumberVector upper = hn::Or(firstV, hn::ShiftLeft<16>(firstV));
+        const NumberVector lower = hn::Or(secondV, hn::ShiftLeft<16>(secondV));
+        for (std::size_t group = 0; group < 4; ++group)
+        {
+            const std::int16_t* blocks[kAtOnce];
+            for (std::size_t i = 0; i < kAtOnce; ++i)
+            {
+                blocks[i] = mGrid.pixels + corners[group * kAtOnce + i];
+            }
+            const auto pixels =
+                Make(blocks, Spread(across, group), Spread(upper, group), Spread(lower, group));
+            hn::StoreU(pixels, CodesOf<kAtOnce>(), outPixels + group * kAtOnce * 4);
+            ioAll = hn::And(ioAll, pixels);
+        }
+        mU.Step();
+        mV.Step();
+    }
+
+private:
+    using Numbers = hn::FixedTag<std::int32_t, kPixels>;
+    using Fractions = hn::FixedTag<std::uint32_t, kPixels>;
+    using NumberVector = hn::Vec<Numbers>;
+    using FractionVector = hn::Vec<Fractions>;
+
+    // Places along one axis, from the lower end of the filter.
+    class Places
+    {
+    public:
+        Places(const TurnedAxis& inAxis, std::int32_t inOrigin, std::int64_t inColumn)
+            : mBase(inAxis.place.start + inAxis.place.step * inColumn - inAxis.taps->HalfLength() +
+                    std::int64_t{0xFFFFFFFF} - (std::int64_t{inOrigin} << 32))
+            , mStep(inAxis.place.step * static_cast<std::int64_t>(kPixels))
+        {
+            alignas(64) std::int32_t pixels[kPixels];
+            alignas(64) std::uint32_t fractions[kPixels];
+            for (std::size_t i = 0; i < kPixels; ++i)
+            {
+                const std::int64_t ahead = inAxis.place.step * static_cast<std::int64_t>(i);
+                pixels[i] = static_cast<std::int32_t>(ahead >> 32);
+                fractions[i] = static_cast<std::uint32_t>(ahead & 0xFFFFFFFF);
+            }
+            mAheadPixels = hn::Load(Numbers(), pixels);
+            mAheadFractions = hn::Load(Fractions(), fractions);
+        }
+
+        HWY_INLINE void Step() { mBase += mStep; }
+
+        HWY_INLINE NumberVector Pixels() const
+        {
+            const Numbers d;
+            const FractionVector own = hn::Set(Fractions(), static_cast<std::uint32_t>(mBase & 0xFFFFFFFF));
+            const NumberVector sum =
+                hn::Add(hn::Set(d, static_cast<std::int32_t>(mBase >> 32)), mAheadPixels);
+            const auto carries = hn::Lt(hn::Add(own, mAheadFractions), own);
+            return hn::Sub(sum, hn::VecFromMask(d, hn::RebindMask(d, carries)));
+        }
+
+        // As TurnedPlaceAt has them.
+        HWY_INLINE NumberVector Phases() const
+        {
+            constexpr int kShift = 32 - TurnedTaps::kPhaseBits;
+            const Fractions d;
+            const FractionVector own = hn::Set(d, static_cast<std::uint32_t>(mBase & 0xFFFFFFFF));
+            const FractionVector above = hn::Not(hn::Add(own, mAheadFractions));
+            const FractionVector half = hn::And(hn::ShiftRight<kShift - 1>(above), hn::Set(d, 1));
+            return hn::BitCast(Numbers(), hn::Add(hn::ShiftRight<kShift>(above), half));
+        }
+
+    private:
+        std::int64_t mBase; // of the first of the pixels
+        std::int64_t mStep;
+        NumberVector mAheadPixels;
+        FractionVector mAheadFractions;
+    };
+
+    HWY_INLINE static NumberVector Weighed(NumberVector inPhases)
+    {
+        static_assert(TurnedTaps::kStep == 8);
+        return hn::ShiftLeft<3>(inPhases);
+    }
+
+    // The numbers of the pixels of a group, over and over in their pixel's block.
+    HWY_INLINE static IntVector<kAtOnce> Spread(NumberVector inNumbers, std::size_t inGroup)
+    {
+        const Numbers d;
+        alignas(64) std::int32_t lanes[kPixels];
+        for (std::size_t i = 0; i < kPixels; ++i)
+        {
+            lanes[i] = static_cast<std::int32_t>(inGroup * kAtOnce + i / 4);
+        }
+        return hn::TableLookupLanes(inNumbers, hn::SetTableIndices(d, lanes));
+    }
+
+    HWY_INLINE hn::Vec<CodesOf<kAtOnce>> Make(const std::int16_t* const* inBlocks,
+                                              IntVector<kAtOnce> inAcross, IntVector<kAtOnce> inUpper,
+                                              IntVector<kAtOnce> inLower) const
+    {
+        const ShortsOf<kAtOnce> d;
+        const auto above = hn::MulFixedPoint15(LoadBlocks<kAtOnce>(inBlocks, 0), hn::BitCast(d, inUpper));
+        const auto below =
+            hn::MulFixedPoint15(LoadBlocks<kAtOnce>(inBlocks, mGrid.pitch), hn::BitCast(d, inLower));
+        const IntVector<kAtOnce> half = hn::Set(IntsOf<kAtOnce>(), 1 << (kSumBits - 1));
+        const IntVector<kAtOnce> sum = hn::Add(half, PairSum<kAtOnce>(hn::Add(above, below), inAcross));
+        return hn::DemoteTo(CodesOf<kAtOnce>(), hn::ShiftRight<kSumBits>(sum));
+    }
+
+    const TurnedGrid& mGrid;
+    Places mU;
+    Places mV;
+};
+
 template <int kTaps>
 bool SampleAll(const TurnedGrid& inGrid, const TurnedAxis& inU, const TurnedAxis& inV, std::int32_t inFirst,
                std::uint8_t* outPixels, std::size_t inCount)
 {
     const CodesOf<kAtOnce> d;
-    Looking<kTaps> looking(inGrid, inU, inV, inFirst);
-    Looks looks = {};
     auto all = hn::Set(d, 255);
     std::size_t i = 0;
+    if (kTaps == 2 && inU.taps->IsLinear() && inV.taps->IsLinear())
+    {
+        LinearLooks looks(inGrid, inU, inV, inFirst);
+        for (; i + LinearLooks::kPixels <= inCount; i += LinearLooks::kPixels)
+        {
+            looks.Sample(outPixels + i * 4, all);
+        }
+    }
+    Looking<kTaps> looking(inGrid, inU, inV, inFirst + static_cast<std::int64_t>(i));
+    Looks looks = {};
     for (; i + kAtOnce <= inCount; i += kAtOnce)
     {
         looking.Next(kAtOnce, looks);

@@ -42,14 +42,21 @@ public:
         return mWeights.data() + static_cast<std::ptrdiff_t>(inPhase) * mTaps;
     }
 
+    // Two pixels whose weights go with the place in equal steps, so that they can be told without the table.
+    static constexpr std::int32_t kStep = kOne / kPhases;
+    bool IsLinear() const noexcept { return mIsLinear; }
+
     // From the lower end of the filter to its middle, in units of 2^-32 pixel.
     std::int64_t HalfLength() const noexcept { return mHalfLength; }
 
 private:
     void AppendRow(MotionFilter inFilter, double inWidth, double inFirst);
 
+    bool FindsLinear() const noexcept;
+
     std::int32_t mTaps;
     std::int64_t mHalfLength;
+    bool mIsLinear = false;
     std::vector<std::int16_t> mWeights;
 };
 

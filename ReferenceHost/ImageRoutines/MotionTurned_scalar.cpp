@@ -94,6 +94,17 @@ TurnedTaps::TurnedTaps(MotionFilter inFilter, double inWidth, std::int32_t inTap
         AppendRow(inFilter, inWidth,
                   static_cast<double>(phase) / kPhases - FilterLength(inFilter, inWidth) / 2.0);
     }
+    mIsLinear = FindsLinear();
+}
+
+bool TurnedTaps::FindsLinear() const noexcept
+{
+    bool isLinear = mTaps == 2;
+    for (std::int32_t phase = 0; phase <= kPhases && isLinear; ++phase)
+    {
+        isLinear = Row(phase)[0] == phase * kStep && Row(phase)[1] == kOne - phase * kStep;
+    }
+    return isLinear;
 }
 
 TurnedTapsPtr TurnedTapsFor(MotionFilter inFilter, double inWidth, std::int32_t inTaps)

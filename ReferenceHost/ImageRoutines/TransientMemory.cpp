@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <bit>
 #include <cstdlib>
 #include <mutex>
@@ -11,10 +12,13 @@ namespace
 
 constexpr std::size_t kAlignment = 64;
 
-// Row buffers are a few kilobytes to a megabyte. What is bigger is rare enough to go back to the system, and
-// 8 blocks of a size are as many as the threads of one renderer hold at a time on common machines.
-constexpr std::size_t kLargestPooled = std::size_t{1} << 21;
-constexpr std::size_t kKeptPerSize = 8;
+// Row buffers are a few kilobytes to a megabyte, halves of pictures some more. What is bigger is rare enough to go
+// back to the system. 8 blocks of a size are as many as the threads of one renderer hold at a time on common
+// machines; of the large ones fewer are kept, as they lie idle most of the time.
+constexpr int kLargestClass = 23;
+constexpr std::size_t kLargestPooled = std::size_t{1} << kLargestClass;
+constexpr std::size_t kMostKept = 8;
+constexpr std::size_t kKeptBytesPerSize = std::size_t{1} << 24;
 constexpr int kSmallestClass = 8; // 256 bytes, with the record in front
 
 struct alignas(kAlignment) Record
@@ -32,7 +36,7 @@ public:
     {
         for (auto& blocks : mFree)
         {
-            blocks.reserve(kKeptPerSize);
+            blocks.reserve(kMostKept);
         }
     }
 
@@ -53,7 +57,7 @@ public:
     {
         std::lock_guard lock(mLock);
         auto& blocks = mFree[ClassOf(inBytes)];
-        if (blocks.size() >= kKeptPerSize)
+        if (blocks.size() >= std::min(kMostKept, kKeptBytesPerSize / inBytes))
         {
             return false;
         }
@@ -68,7 +72,7 @@ private:
     }
 
     std::mutex mLock;
-    std::vector<void*> mFree[22 - kSmallestClass];
+    std::vector<void*> mFree[kLargestClass + 1 - kSmallestClass];
 };
 
 BlockPool& SharedPool()

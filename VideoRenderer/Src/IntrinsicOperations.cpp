@@ -3,6 +3,7 @@
 #include "FrameConforming.h"
 #include "FrameImage.h"
 #include "IR/Motion.h"
+#include "RenderableSources.h"
 #include "VF/VideoFrame.h"
 #include "VF/VideoFrameManipulators.h"
 #include "norvik/config/Contract.h"
@@ -47,17 +48,18 @@ std::int32_t Interlaced(norviktypes::FieldType inType)
     return norviktypes::IsInterlaced(inType) ? inType : norviktypes::kFieldType_Progressive;
 }
 
+// But for the pixels, which need not be there yet.
 IR_MotionPicture MotionPictureOf(const MF::IVideoFrameRef& inFrame, norviktypes::FieldType inFieldType)
 {
-    const FrameImage image = ImageOfFrame(inFrame);
+    const TVK::Rect bounds = BoundsOfFrame(inFrame);
     norviktypes::PixelAspectRatio ratio;
     inFrame->GetPixelAspectRatio(ratio);
     const bool isSquare = ratio.GetNumerator() == 0 || ratio.GetDenominator() == 0;
-    return {image.mPixels,
-            image.mRowBytes,
-            image.mWidth,
-            image.mHeight,
-            image.mCode,
+    return {nullptr,
+            VF::IVideoFrameRasterRef(inFrame)->GetRowBytes(),
+            bounds.Width(),
+            bounds.Height(),
+            VF::BEPixelFormatToIRPixelFormat(FormatOfFrame(inFrame)),
             Interlaced(inFieldType),
             isSquare ? 1 : ratio.GetNumerator(),
             isSquare ? 1 : ratio.GetDenominator()};
@@ -163,14 +165,37 @@ IR_MotionSettings SettingsFor(const Drawing& inDrawing, const NodeIntrinsicParam
     return settings;
 }
 
+// False where the routine must be called with all pixels.
+bool DrawLate(const Drawing& inDrawing, const NodeIntrinsicParameters& inIntrinsics,
+              const IR_MotionPicture& inSource, const IR_MotionPicture& inTarget,
+              const IR_MotionSettings& inSettings)
+{
+    std::int32_t status = VF::kFrameStatus_OK;
+    const std::uint32_t mode =
+        IsBlended(inDrawing, inIntrinsics) ? inIntrinsics.blendMode : kBlendMode_Normal;
+    const bool isDrawn = VF::VideoFrameManipulators::DrawFrameLate(
+        inDrawing.mFrame, inSource, inDrawing.mTarget, inTarget, inSettings, mode, status);
+    if (isDrawn && status < 0)
+    {
+        throw RenderRequestException(status);
+    }
+    return isDrawn;
+}
+
 std::int32_t Draw(const Drawing& inDrawing, const NodeIntrinsicParameters& inIntrinsics, std::int32_t inField,
                   IR_Rect* ioClip)
 {
     const norviktypes::FieldType targetField = FieldTypeOfTarget(inDrawing);
     IR_MotionPicture source = MotionPictureOf(inDrawing.mFrame, inDrawing.mFrame->GetFieldType());
     IgnoreAlphaThatDoesNotCount(inDrawing.mFrame, source);
-    const IR_MotionPicture target = MotionPictureOf(inDrawing.mTarget, targetField);
+    IR_MotionPicture target = MotionPictureOf(inDrawing.mTarget, targetField);
     const IR_MotionSettings settings = SettingsFor(inDrawing, inIntrinsics, targetField, inField);
+    if (!ioClip && DrawLate(inDrawing, inIntrinsics, source, target, settings))
+    {
+        return kIR_Success;
+    }
+    source.pixels = ImageOfFrame(inDrawing.mFrame).mPixels;
+    target.pixels = ImageOfFrame(inDrawing.mTarget).mPixels;
     return IsBlended(inDrawing, inIntrinsics)
                ? IR_MotionWithBlendMode(&source, &target, ioClip, &settings, inIntrinsics.blendMode)
                : IR_Motion(&source, &target, ioClip, &settings);
@@ -271,7 +296,7 @@ norviktypes::PixelFormat FormatOfTarget(const MF::IVideoFrameRef& inFrame,
 }
 
 // A cleared target is known to hold nothing; a copy holds what the lower frame does.
-bool FillTarget(const MF::IVideoFrameRef& inTarget, const MF::IVideoFrameRef& inLower,
+bool FillTarget(const MF::IVideoFrameRef& inTarget, const MF::IVideoFrameRef& inLower, bool inIsCopiedLate,
                 norviktypes::RenderQuality inQuality)
 {
     if (!inLower)
@@ -284,7 +309,7 @@ bool FillTarget(const MF::IVideoFrameRef& inTarget, const MF::IVideoFrameRef& in
     {
         inTarget->SetContentRect(content);
     }
-    return VF::VideoFrameManipulators::CopyFrame(inLower, inTarget, inQuality) >= 0;
+    return inIsCopiedLate || VF::VideoFrameManipulators::CopyFrame(inLower, inTarget, inQuality) >= 0;
 }
 
 MF::IVideoFrameRef CreateTarget(const MF::IVideoFrameRef& inFrame, const MF::IVideoFrameRef& inLower,
@@ -293,7 +318,17 @@ MF::IVideoFrameRef CreateTarget(const MF::IVideoFrameRef& inFrame, const MF::IVi
     CutlistRenderParams params = inParams;
     params.mPixelFormat = FormatOfTarget(inFrame, inParams.mRenderQuality);
     const bool isCleared = !inLower;
-    MF::IVideoFrameRef target = CreateRenderSizeFrame(params, isCleared, isCleared);
+    MF::IVideoFrameRef target;
+    if (inLower)
+    {
+        target = VF::VideoFrameManipulators::CopyFrameLate(inLower, params.mPixelFormat, params.mWidth,
+                                                           params.mHeight, params.mPixelAspectRatio);
+    }
+    const bool isCopiedLate = static_cast<bool>(target);
+    if (!isCopiedLate)
+    {
+        target = CreateRenderSizeFrame(params, isCleared, isCleared);
+    }
     if (!target)
     {
         return target;
@@ -302,7 +337,7 @@ MF::IVideoFrameRef CreateTarget(const MF::IVideoFrameRef& inFrame, const MF::IVi
                                       inParams.mFieldToRender != 0 &&
                                       inParams.mRenderQuality < kRenderQuality_Medium;
     target->SetFieldType(isFieldOfProgressive ? norviktypes::kFieldType_Progressive : inParams.mFieldType);
-    return FillTarget(target, inLower, inParams.mRenderQuality) ? target : MF::IVideoFrameRef();
+    return FillTarget(target, inLower, isCopiedLate, inParams.mRenderQuality) ? target : MF::IVideoFrameRef();
 }
 
 bool HasFieldsOfOutput(const MF::IVideoFrameRef& inFrame, const CutlistRenderParams& inRenderParams)

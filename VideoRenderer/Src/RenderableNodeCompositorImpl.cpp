@@ -5,6 +5,8 @@
 #include "IntrinsicOperations.h"
 #include "ParamsHash.h"
 #include "PluginRender.h"
+#include "RenderableSources.h"
+#include "VF/VideoFrameManipulators.h"
 #include "norvik/config/Contract.h"
 
 #include <algorithm>
@@ -86,6 +88,16 @@ MF::IVideoFrameRef LaidOver(const MF::IVideoFrameRef& inFrame, const StackedTrac
                                                   inRenderParams);
 }
 
+// What was laid over each other is drawn by whoever renders it, and not at somebody's first look.
+void Finish(const MF::IVideoFrameRef& inFrame)
+{
+    const std::int32_t status = VF::VideoFrameManipulators::FinishFrame(inFrame);
+    if (status < 0)
+    {
+        throw RenderRequestException(status);
+    }
+}
+
 // Where a single field was asked for, a stack that came out with two is cut down to that one.
 MF::IVideoFrameRef SingleFieldOf(const MF::IVideoFrameRef& inFrame, const CutlistRenderParams& inRenderParams)
 {
@@ -114,6 +126,7 @@ std::int32_t CompositorProducer::GetFrame(const MF::FrameTime& inFrameTime,
         return TVK::kStatus_OK;
     }
     CutlistRenderParams upperParams = inRenderParams;
+    bool isStacked = false;
     upperParams.mPixelFormat = FormatWithAlpha(inRenderParams.mPixelFormat);
     for (const StackedTrack& track : mTracks)
     {
@@ -128,6 +141,7 @@ std::int32_t CompositorProducer::GetFrame(const MF::FrameTime& inFrameTime,
         {
             continue;
         }
+        isStacked = isStacked || outFrame;
         outFrame = LaidOver(frame, track, outFrame, inRenderParams);
         if (!outFrame) // what comes next would be laid over nothing
         {
@@ -137,6 +151,10 @@ std::int32_t CompositorProducer::GetFrame(const MF::FrameTime& inFrameTime,
     if (!outFrame)
     {
         return TVK::kStatus_OK;
+    }
+    if (isStacked)
+    {
+        Finish(outFrame);
     }
     outFrame = SingleFieldOf(outFrame, inRenderParams);
     return outFrame ? TVK::kStatus_OK : MF::kStatus_NoSuchEntry;

@@ -97,6 +97,8 @@ public:
         return VF::kFrameStatus_OutOfMemory;
     }
 
+    bool HasWholeAlpha() const override { return !mSource.HasAlpha(); }
+
 private:
     FramePtr mPicture;
     SourcePicture mSource;

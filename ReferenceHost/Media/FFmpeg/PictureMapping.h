@@ -52,6 +52,8 @@ public:
     // Whether rows of it can be converted by themselves, unscaled; nothing but memory can be missing then.
     bool HasRowsFor(std::uint32_t inTargetFormat) const noexcept;
 
+    bool HasAlpha() const noexcept { return mPlanes.alpha != ir::AlphaKind::kNone; }
+
     // Those rows, as ConvertTo gives them. outRows: the first of them. 0 or a negative status.
     std::int32_t ConvertRowsTo(std::uint8_t* outRows, std::int32_t inRowBytes, std::int32_t inFirst,
                                std::int32_t inCount, std::uint32_t inTargetFormat) const;

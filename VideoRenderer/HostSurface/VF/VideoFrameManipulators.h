@@ -7,6 +7,7 @@
 // Thread-safety: safe on distinct targets.
 #pragma once
 
+#include "IR/Motion.h"
 #include "MF/IVideoFrame.h"
 #include "norviktypes/RenderQuality.h"
 
@@ -60,5 +61,25 @@ std::int32_t MergePulldownFrames(const MF::IVideoFrameRef& inPrevious, const MF:
 std::int32_t MakeAddressableVideoFrame(const MF::IVideoFrameRef& inSource, MF::IVideoFrameRef& outFrame,
                                        const norviktypes::PixelFormat& inFormat,
                                        norviktypes::RenderQuality inQuality);
+
+// Pictures over each other whose pixels nobody looks at in between: each of them would be written to memory and read
+// again.
+
+// A frame to draw on, of a format, size and pixel aspect, that shows what inSource does. Its pixels are made at the
+// first look at them. The alpha type is carried over. Empty, and to be copied at once, where inSource has another
+// format or size or may still be written to.
+MF::IVideoFrameRef CopyFrameLate(const MF::IVideoFrameRef& inSource, const norviktypes::PixelFormat& inFormat,
+                                 std::uint32_t inWidth, std::uint32_t inHeight,
+                                 const norviktypes::PixelAspectRatio& inRatio);
+
+// IR_MotionWithBlendMode without a rectangle, of inSource on inTarget, where neither needs all of its pixels for it:
+// they are drawn as they are made, now or at the first look at those of inTarget. inFrom and inTo tell what the
+// routine is told, but for the pixels. False, and nothing done, where the routine has to be called itself.
+bool DrawFrameLate(const MF::IVideoFrameRef& inSource, const IR_MotionPicture& inFrom,
+                   const MF::IVideoFrameRef& inTarget, const IR_MotionPicture& inTo,
+                   const IR_MotionSettings& inSettings, std::uint32_t inBlendMode, std::int32_t& outStatus);
+
+// Makes the pixels of a frame now that would be made at the first look.
+std::int32_t FinishFrame(const MF::IVideoFrameRef& inFrame);
 
 } // namespace VF::VideoFrameManipulators
