@@ -135,7 +135,9 @@ std::int32_t EffectTransition::Render(const ML::VideoTransitionRender& inRender,
     catch (const std::bad_alloc&)
     {
     }
-    if (status >= 0 && IsOpaque(*inA) && IsOpaque(*inB) && KeepsOpaque())
+    // A frame without alpha says so, which is more than opaque.
+    const bool hasAlpha = ioFrame->GetAlphaType() != norviktypes::kAlphaChannel_None;
+    if (status >= 0 && hasAlpha && IsOpaque(*inA) && IsOpaque(*inB) && KeepsOpaque())
     {
         ioFrame->SetAlphaType(norviktypes::kAlphaChannel_Opaque);
     }

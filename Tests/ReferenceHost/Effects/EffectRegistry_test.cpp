@@ -251,6 +251,21 @@ TEST(EffectTransition, RunsBackwardsBetweenTheSamePictures)
     EXPECT_EQ(SceneOf(out).At(3, 1)[0], 1.0);
 }
 
+TEST(EffectTransition, SaysNoMoreOfAlphaThanItsFrameHas)
+{
+    for (const norviktypes::AlphaChannel type :
+         {norviktypes::kAlphaChannel_None, norviktypes::kAlphaChannel_Opaque})
+    {
+        const MF::IVideoFrameRef from = Gray(0.0);
+        const MF::IVideoFrameRef to = Gray(1.0);
+        from->SetAlphaType(type);
+        to->SetAlphaType(norviktypes::kAlphaChannel_Opaque);
+        const auto mixed = RunTransition("vrender:cross-dissolve", {}, {1, 4}, from, to);
+        ASSERT_TRUE(mixed);
+        EXPECT_EQ(mixed->GetAlphaType(), type);
+    }
+}
+
 TEST(EffectTransition, ExchangesItsPictures)
 {
     ML::TransitionInfo info;
