@@ -1,5 +1,6 @@
 #include "ReferenceHost/Media/FileIdentity.h"
 
+#include "ReferenceHost/Media/FilePart.h"
 #include "TVK/HashValue.h"
 
 #include <cstdlib>
@@ -14,7 +15,7 @@ FileIdentity IdentifyFile(const std::string& inPath)
 {
     FileIdentity identity;
     struct stat status = {};
-    if (::stat(inPath.c_str(), &status) != 0)
+    if (!StatFilePart(inPath, status))
     {
         return identity;
     }
@@ -28,9 +29,11 @@ FileIdentity IdentifyFile(const std::string& inPath)
 
 std::string AbsolutePath(const std::string& inPath)
 {
-    const std::unique_ptr<char, decltype(&std::free)> absolute(::realpath(inPath.c_str(), nullptr),
+    const FilePart part = ParseFilePart(inPath);
+    const std::unique_ptr<char, decltype(&std::free)> absolute(::realpath(part.mPath.c_str(), nullptr),
                                                                &std::free);
-    return absolute ? std::string(absolute.get()) : inPath;
+    // The text of a part goes on behind the path of its file.
+    return absolute ? absolute.get() + inPath.substr(part.mPath.size()) : inPath;
 }
 
 TVK::Guid ContentIDOfFile(const std::string& inPath, const std::string& inDetail)

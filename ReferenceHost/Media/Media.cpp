@@ -33,7 +33,10 @@ BE::IMediaInfoRef OpenSequence(const std::string& inText, const SequencePattern&
                                const OpenOptions& inOptions, OpenError& outError)
 {
     std::vector<std::int64_t> numbers;
-    if (!ListSequence(inPattern, numbers) || numbers.empty())
+    const bool isListed = inOptions.mSequenceFrames.mFiles
+                              ? ListSequence(inPattern, *inOptions.mSequenceFrames.mFiles, numbers)
+                              : ListSequence(inPattern, numbers);
+    if (!isListed || numbers.empty())
     {
         outError = {OpenErrorKind::kNoInput,
                     fmt::format("{}: no file has a name such as {}", inText, inPattern.FileName(1))};

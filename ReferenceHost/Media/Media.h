@@ -2,6 +2,7 @@
 //
 //   clip.mov              a file, by FFmpeg's libraries
 //   card.png              a still: what FFmpeg reads as a single image
+//   film.zip//10+20/a.mov a part of a file, as FilePart.h tells
 //   frames/shot%05d.png   a numbered sequence: printf's %d or %0Nd, once
 //   bars:  color:red  counter:rate=50     synthetic media (Synthetic/SyntheticSettings.h)
 //
@@ -16,6 +17,9 @@
 #include "norviktypes/FrameRate.h"
 
 #include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
 #include <optional>
 #include <string>
 
@@ -30,6 +34,9 @@ enum class MissingFiles : std::uint8_t
     kBlack, // opaque
 };
 
+// Names of files, without folders, and what they are opened by.
+using NamedFiles = std::map<std::string, std::string, std::less<>>;
+
 // Which files of a numbered sequence are its frames: frame n is number mFirst + n * mStep.
 struct SequenceFrames
 {
@@ -37,6 +44,7 @@ struct SequenceFrames
     std::int64_t mStep = 1;             // above 0
     std::int64_t mCount = 0;            // 0: up to the highest number there is
     MissingFiles mMissing = MissingFiles::kFail;
+    std::shared_ptr<const NamedFiles> mFiles = nullptr; // all there are; null: those of the folder
 };
 
 struct OpenOptions

@@ -1,5 +1,6 @@
 #include "ReferenceHost/Session/TimelineMedia.h"
 
+#include "ReferenceHost/Project/Otio/Bundle.h"
 #include "norvik/utility/Strings.h"
 
 #include <fmt/format.h>
@@ -18,8 +19,6 @@ namespace Session
 
 namespace
 {
-
-constexpr std::size_t kCopyBytes = std::size_t{1} << 20;
 
 // A descriptor that is closed unless it is let go.
 class Descriptor
@@ -54,23 +53,6 @@ int OpenNamelessFile()
     const char* const folder = std::getenv("TMPDIR");
     return ::open(folder == nullptr || *folder == '\0' ? "/tmp" : folder, O_TMPFILE | O_RDWR | O_CLOEXEC,
                   0600);
-}
-
-bool CopyPart(int inFrom, std::uint64_t inOffset, std::uint64_t inSize, int inTo)
-{
-    std::vector<char> buffer(kCopyBytes);
-    for (std::uint64_t done = 0; done < inSize;)
-    {
-        const auto wanted = static_cast<std::size_t>(std::min<std::uint64_t>(kCopyBytes, inSize - done));
-        const ::ssize_t got = ::pread(inFrom, buffer.data(), wanted, static_cast<::off_t>(inOffset + done));
-        if (got <= 0 || ::write(inTo, buffer.data(), static_cast<std::size_t>(got)) != got)
-        {
-            errno = got == 0 ? EIO : errno;
-            return false;
-        }
-        done += static_cast<std::uint64_t>(got);
-    }
-    return true;
 }
 
 // What is put where media is missing, of the size of a sequence; empty: the library's card.
@@ -115,14 +97,13 @@ BE::IMediaInfoRef TimelineMediaOpener::Open(const Otio::LocatedMedia& inMedia, s
     options.mCacheBytes = mOptions.mPicturesBytes;
     options.mKeepsLeadIn = mOptions.mKeepsLeadIn;
     Otio::LocatedMedia media = inMedia;
-    if (inMedia.mSize != 0)
+    if (!inMedia.mEntry.empty() && inMedia.mSize == 0)
     {
-        if (!CopyOut(inMedia, media.mFile, outError))
+        if (!Unpack(inMedia, media.mFile, outError))
         {
             return {};
         }
-        media.mOffset = 0;
-        media.mSize = 0;
+        media.mEntry.clear();
     }
     const BE::IMediaInfoRef opened = Import::OpenLocatedMedia(media, options, outError);
     if (opened && !opened->CreateSourceForStream(MF::kMediaType_Video, 0))
@@ -134,15 +115,14 @@ BE::IMediaInfoRef TimelineMediaOpener::Open(const Otio::LocatedMedia& inMedia, s
 }
 
 // outPath: a name that this process can open as long as the opener holds the copy.
-bool TimelineMediaOpener::CopyOut(const Otio::LocatedMedia& inMedia, std::string& outPath,
-                                  std::string& outError)
+bool TimelineMediaOpener::Unpack(const Otio::LocatedMedia& inMedia, std::string& outPath,
+                                 std::string& outError)
 {
-    const Descriptor archive(::open(inMedia.mFile.c_str(), O_RDONLY | O_CLOEXEC));
-    Descriptor copy(archive.IsOpen() ? OpenNamelessFile() : -1);
-    if (!copy.IsOpen() || !CopyPart(archive.Get(), inMedia.mOffset, inMedia.mSize, copy.Get()))
+    Descriptor copy(OpenNamelessFile());
+    std::string fault = copy.IsOpen() ? std::string() : std::strerror(errno);
+    if (!copy.IsOpen() || !Otio::UnpackEntry(inMedia.mFile, inMedia.mEntry, copy.Get(), fault))
     {
-        outError =
-            fmt::format("{}: can't be copied out of the archive: {}", inMedia.mWanted, std::strerror(errno));
+        outError = fmt::format("{}: can't be unpacked from the archive: {}", inMedia.mWanted, fault);
         return false;
     }
     mCopies.reserve(mCopies.size() + 1);

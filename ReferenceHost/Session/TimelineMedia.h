@@ -9,8 +9,8 @@
 
 // Opens the media of one timeline, and puts others where it is missing.
 //
-// Media that lies in an archive is copied out of it, as it is, to a file without a name, which is gone with the
-// opener: readers of media take whole files.
+// Media that lies in an archive is read there. What is packed in it is unpacked first, to a file without a name,
+// which is gone with the opener.
 //
 // Ownership: the opener outlives the media that it gave.
 //
@@ -29,7 +29,7 @@ public:
     BE::IMediaInfoRef Open(const Otio::LocatedMedia& inMedia, std::string& outError) override;
 
 private:
-    bool CopyOut(const Otio::LocatedMedia& inMedia, std::string& outPath, std::string& outError);
+    bool Unpack(const Otio::LocatedMedia& inMedia, std::string& outPath, std::string& outError);
 
     const TimelineOptions mOptions;
     std::vector<int> mCopies; // descriptors

@@ -2,11 +2,10 @@
 
 #include <algorithm>
 #include <cstring>
-#include <fcntl.h>
-#include <unistd.h>
 #include <utility>
 
 #include "ReferenceHost/Media/FFmpeg/FFmpegTypes.h"
+#include "ReferenceHost/Media/FFmpeg/MatroskaBlocks.h"
 
 namespace Media
 {
@@ -21,12 +20,12 @@ bool IsBareVideo(const AVCodecParameters& inParameters)
     return inParameters.codec_id == AV_CODEC_ID_RAWVIDEO && format && !(format->flags & AV_PIX_FMT_FLAG_PAL);
 }
 
-bool ReadAll(int inFile, std::int64_t inPosition, int inBytes, std::uint8_t* outBytes)
+bool ReadAll(const OpenedPart& inFile, std::int64_t inPosition, int inBytes, std::uint8_t* outBytes)
 {
     for (std::int64_t done = 0; done < inBytes;)
     {
-        const ssize_t count = ::pread(inFile, outBytes + done, static_cast<std::size_t>(inBytes - done),
-                                      static_cast<off_t>(inPosition + done));
+        const std::ptrdiff_t count =
+            inFile.Read(outBytes + done, static_cast<std::size_t>(inBytes - done), inPosition + done);
         if (count <= 0)
         {
             return false;
@@ -38,17 +37,13 @@ bool ReadAll(int inFile, std::int64_t inPosition, int inBytes, std::uint8_t* out
 
 }
 
-DirectReader::DirectReader(int inFile, const AVPacket& inSample, std::shared_ptr<PicturePool> inPool)
-    : mFile(inFile)
-    , mSize(inSample.size)
+DirectReader::DirectReader(const AVPacket& inSample, std::shared_ptr<PicturePool> inPool,
+                           std::int64_t inHeadBytes)
+    : mSize(inSample.size)
     , mStream(inSample.stream_index)
+    , mHeadBytes(inHeadBytes)
     , mPool(std::move(inPool))
 {
-}
-
-DirectReader::~DirectReader()
-{
-    ::close(mFile);
 }
 
 std::unique_ptr<DirectReader> DirectReader::Open(const std::string& inPath,
@@ -60,13 +55,15 @@ std::unique_ptr<DirectReader> DirectReader::Open(const std::string& inPath,
     {
         return nullptr;
     }
-    const int file = ::open(inPath.c_str(), O_RDONLY | O_CLOEXEC);
-    if (file < 0)
+    for (const std::int64_t headBytes : {std::int64_t{0}, kMatroskaBlockHead})
     {
-        return nullptr;
+        std::unique_ptr<DirectReader> reader(new DirectReader(inSample, inPool, headBytes));
+        if (reader->mFile.Open(inPath) && reader->HasSample(inSample))
+        {
+            return reader;
+        }
     }
-    std::unique_ptr<DirectReader> reader(new DirectReader(file, inSample, std::move(inPool)));
-    return reader->HasSample(inSample) ? std::move(reader) : nullptr;
+    return nullptr;
 }
 
 bool DirectReader::HasSample(const AVPacket& inSample) const
@@ -98,7 +95,7 @@ int DirectReader::Read(const PacketRecord& inRecord, AVPacket& outPacket) const
     outPacket.stream_index = mStream;
     outPacket.flags = AV_PKT_FLAG_KEY | (inRecord.isDiscarded ? AV_PKT_FLAG_DISCARD : 0);
     std::memset(bytes + size, 0, AV_INPUT_BUFFER_PADDING_SIZE);
-    if (!ReadAll(mFile, inRecord.position, mSize, bytes) || !IsPacketOf(inRecord, outPacket))
+    if (!ReadAll(mFile, inRecord.position + mHeadBytes, mSize, bytes) || !IsPacketOf(inRecord, outPacket))
     {
         av_packet_unref(&outPacket);
         return AVERROR_INVALIDDATA;

@@ -6,6 +6,7 @@
 
 #include "ReferenceHost/Media/FFmpeg/PacketTable.h"
 #include "ReferenceHost/Media/FFmpeg/PicturePool.h"
+#include "ReferenceHost/Media/FilePart.h"
 
 struct AVCodecParameters;
 
@@ -19,7 +20,7 @@ namespace Media
 // decoder hands on without a copy: read into blocks that recycle they cost no heap, and no page faults.
 //
 // Whether a packet stands in the file as it comes out of the demuxer is found out with one that did. Some
-// demuxers reorder rows, or put packets together.
+// demuxers reorder rows, or put packets together; of Matroska they tell the place of the block around a packet.
 //
 // Thread-safety: safe.
 class DirectReader
@@ -30,21 +31,18 @@ public:
     static std::unique_ptr<DirectReader> Open(const std::string& inPath,
                                               const AVCodecParameters& inParameters, const AVPacket& inSample,
                                               std::shared_ptr<PicturePool> inPool);
-    ~DirectReader();
-    DirectReader(const DirectReader&) = delete;
-    DirectReader& operator=(const DirectReader&) = delete;
-
     // 0, or an AVERROR when the packet isn't there whole, isn't the one that was listed, or isn't like the
     // sample: a demuxer may still know what to do with it.
     int Read(const PacketRecord& inRecord, AVPacket& outPacket) const;
 
 private:
-    DirectReader(int inFile, const AVPacket& inSample, std::shared_ptr<PicturePool> inPool);
+    DirectReader(const AVPacket& inSample, std::shared_ptr<PicturePool> inPool, std::int64_t inHeadBytes);
     bool HasSample(const AVPacket& inSample) const;
 
-    const int mFile;
+    OpenedPart mFile;
     const int mSize; // of every packet
     const int mStream;
+    const std::int64_t mHeadBytes; // from the place that is told of a packet to its first byte
     const std::shared_ptr<PicturePool> mPool;
 };
 

@@ -3,11 +3,9 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include "ReferenceHost/Media/FFmpeg/FFmpegTypes.h"
+#include "ReferenceHost/Media/FFmpeg/MatroskaBlocks.h"
 
 namespace Media
 {
@@ -60,22 +58,20 @@ HollowFile::~HollowFile()
         av_freep(&mSource->buffer);
         avio_context_free(&mSource);
     }
-    if (mFile >= 0)
-    {
-        close(mFile);
-    }
 }
 
 bool HollowFile::Open(const std::string& inPath)
 {
-    mFile = open(inPath.c_str(), O_RDONLY | O_CLOEXEC);
-    struct stat facts = {};
-    if (mFile < 0 || fstat(mFile, &facts) != 0 || !S_ISREG(facts.st_mode))
+    if (!mFile.Open(inPath) || mFile.Size() < 0)
     {
         return false;
     }
-    mSize = facts.st_size;
-    if (!FindAtoms() && !FindRiffs())
+    mSize = mFile.Size();
+    if (FindMatroskaBlocks(mFile, mHollow))
+    {
+        mHeadBytes = kMatroskaBlockHead;
+    }
+    else if (!FindAtoms() && !FindRiffs())
     {
         return false;
     }
@@ -90,12 +86,13 @@ bool HollowFile::Open(const std::string& inPath)
 
 bool HollowFile::FindAtoms()
 {
+    mHollow.clear();
     bool hasTables = false;
     std::int64_t at = 0;
     for (int count = 0; at + 8 <= mSize && count < kMostAtoms; ++count)
     {
         std::uint8_t header[16] = {};
-        if (pread(mFile, header, sizeof header, at) < 8)
+        if (mFile.Read(header, sizeof header, at) < 8)
         {
             return false;
         }
@@ -138,7 +135,7 @@ bool HollowFile::FindRiffs()
     while (at + kRiffHeader <= mSize)
     {
         std::uint8_t header[kRiffHeader] = {};
-        if (pread(mFile, header, sizeof header, at) != kRiffHeader)
+        if (mFile.Read(header, sizeof header, at) != kRiffHeader)
         {
             return false;
         }
@@ -165,7 +162,7 @@ bool HollowFile::FindChunks(std::int64_t inBegin, std::int64_t inEnd, ListKind i
     while (at + 8 <= inEnd)
     {
         std::uint8_t header[kRiffHeader] = {};
-        if (pread(mFile, header, sizeof header, at) < 8 || !IsTag(header) || ++mChunks > kMostChunks)
+        if (mFile.Read(header, sizeof header, at) < 8 || !IsTag(header) || ++mChunks > kMostChunks)
         {
             return false;
         }
@@ -202,10 +199,11 @@ const HollowFile::Area* HollowFile::AreaFrom(std::int64_t inPosition) const noex
     return area == mHollow.end() ? nullptr : &*area;
 }
 
-bool HollowFile::IsWholeArea(std::int64_t inBegin, std::int64_t inBytes) const noexcept
+bool HollowFile::IsWholeArea(std::int64_t inPlace, std::int64_t inBytes) const noexcept
 {
-    const Area* area = AreaFrom(inBegin);
-    return area != nullptr && area->first == inBegin && area->second - area->first == inBytes;
+    const std::int64_t begin = inPlace + mHeadBytes;
+    const Area* area = AreaFrom(begin);
+    return area != nullptr && area->first == begin && area->second - area->first == inBytes;
 }
 
 int HollowFile::Read(void* inSelf, std::uint8_t* outBytes, int inCount)
@@ -231,7 +229,7 @@ int HollowFile::Read(void* inSelf, std::uint8_t* outBytes, int inCount)
     {
         count = std::min(count, area->first - self.mPosition);
     }
-    const ssize_t got = pread(self.mFile, outBytes, static_cast<std::size_t>(count), self.mPosition);
+    const std::ptrdiff_t got = self.mFile.Read(outBytes, static_cast<std::size_t>(count), self.mPosition);
     if (got <= 0)
     {
         return got == 0 ? AVERROR_EOF : AVERROR(EIO);

@@ -5,12 +5,14 @@
 #include <utility>
 #include <vector>
 
+#include "ReferenceHost/Media/FilePart.h"
+
 struct AVIOContext;
 
 namespace Media
 {
 
-// An MP4, QuickTime or AVI file whose media data is passed over without touching the disk.
+// An MP4, QuickTime, AVI or Matroska file whose media data is passed over without touching the disk.
 //
 // Such a file tells place, size and time of every packet outside of the packets themselves; a demuxer run over
 // the hollow file yields them all in no time. Everything outside of the hollow areas is read truly; inside of
@@ -35,8 +37,9 @@ public:
 
     AVIOContext* Source() const noexcept { return mSource; }
 
-    // Whether these bytes are one hollow area, from its first byte to its last.
-    bool IsWholeArea(std::int64_t inBegin, std::int64_t inBytes) const noexcept;
+    // Whether a packet at that place is one hollow area, from its first byte to its last. Of a Matroska frame the
+    // demuxer tells the place of the block around it.
+    bool IsWholeArea(std::int64_t inPlace, std::int64_t inBytes) const noexcept;
     std::size_t AreaCount() const noexcept { return mHollow.size(); }
 
 private:
@@ -56,11 +59,12 @@ private:
     bool FindChunks(std::int64_t inBegin, std::int64_t inEnd, ListKind inKind);
     const Area* AreaFrom(std::int64_t inPosition) const noexcept;
 
-    int mFile = -1;
+    OpenedPart mFile;
     std::int64_t mSize = 0;
     std::int64_t mPosition = 0;
     std::vector<Area> mHollow; // in ascending order, none empty
     int mChunks = 0;
+    std::int64_t mHeadBytes = 0; // from the place that is told of a packet to its area
     AVIOContext* mSource = nullptr;
 };
 

@@ -8,6 +8,7 @@
 #include <fmt/format.h>
 
 #include "ReferenceHost/Media/FFmpeg/HollowFile.h"
+#include "ReferenceHost/Media/FFmpeg/PartInput.h"
 
 extern "C"
 {
@@ -45,7 +46,7 @@ FileErrorKind KindOfOpenError(int inError)
 bool CheckFile(const std::string& inPath, FileError& outError)
 {
     struct stat facts = {};
-    if (stat(inPath.c_str(), &facts) != 0)
+    if (!StatFilePart(inPath, facts))
     {
         outError = {KindOfOpenError(AVERROR(errno)), fmt::format("{}: {}", inPath, std::strerror(errno))};
         return false;
@@ -127,6 +128,7 @@ MediaInput& MediaInput::operator=(MediaInput&& inOther) noexcept
 {
     mContext = std::move(inOther.mContext);
     mHollow = std::move(inOther.mHollow);
+    mPart = std::move(inOther.mPart);
     mStream = inOther.mStream;
     return *this;
 }
@@ -160,7 +162,18 @@ int MediaInput::OpenWith(const std::string& inPath, const InterruptFlag* inInter
 
 int MediaInput::Open(const std::string& inPath, const InterruptFlag* inInterrupt)
 {
-    return OpenWith(inPath, inInterrupt, nullptr);
+    if (ParseFilePart(inPath).mSize < 0)
+    {
+        return OpenWith(inPath, inInterrupt, nullptr);
+    }
+    auto part = std::make_unique<PartInput>();
+    if (!part->Open(inPath))
+    {
+        return AVERROR(errno);
+    }
+    mContext.reset();
+    mPart = std::move(part);
+    return OpenWith(inPath, inInterrupt, mPart->Source());
 }
 
 int MediaInput::OpenHollow(const std::string& inPath, const InterruptFlag* inInterrupt)
@@ -175,7 +188,7 @@ int MediaInput::OpenHollow(const std::string& inPath, const InterruptFlag* inInt
     if (status >= 0)
     {
         mContext->flags |= AVFMT_FLAG_NOPARSE;
-        return IsFormat("mov") || IsFormat("avi") ? 0 : AVERROR(ENOSYS);
+        return IsFormat("mov") || IsFormat("avi") || IsFormat("matroska") ? 0 : AVERROR(ENOSYS);
     }
     return status;
 }

@@ -18,6 +18,7 @@ namespace Media
 {
 
 class HollowFile;
+class PartInput;
 
 // Stops blocking reads of all inputs that hold it.
 struct InterruptFlag
@@ -33,10 +34,10 @@ public:
     MediaInput(MediaInput&&) noexcept;
     MediaInput& operator=(MediaInput&&) noexcept;
 
-    // Opens the container: local files only, whatever the name looks like. 0 or an AVERROR.
+    // Opens the container: local files and parts of them only, whatever the name looks like. 0 or an AVERROR.
     int Open(const std::string& inPath, const InterruptFlag* inInterrupt);
 
-    // As Open, with the payload areas of an MP4, QuickTime or AVI file left unread: packets have their true
+    // As Open, with the payload areas of an MP4, QuickTime, AVI or Matroska file left unread: packets have their true
     // times, places and sizes, and no content. AVERROR(ENOSYS) when the file isn't of that kind.
     int OpenHollow(const std::string& inPath, const InterruptFlag* inInterrupt);
 
@@ -61,7 +62,9 @@ public:
 private:
     int OpenWith(const std::string& inPath, const InterruptFlag* inInterrupt, AVIOContext* inSource);
 
-    std::unique_ptr<HollowFile> mHollow; // outlives the context that reads from it
+    // Outlive the context that reads from them.
+    std::unique_ptr<HollowFile> mHollow;
+    std::unique_ptr<PartInput> mPart;
     FormatContextPtr mContext;
     int mStream = 0;
 };

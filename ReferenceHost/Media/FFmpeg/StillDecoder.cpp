@@ -6,19 +6,18 @@
 #include "ReferenceHost/Media/FFmpeg/MediaInput.h"
 #include "ReferenceHost/Media/FFmpeg/OpenErrors.h"
 #include "ReferenceHost/Media/FFmpeg/PictureFrames.h"
+#include "ReferenceHost/Media/FilePart.h"
 #include "ReferenceHost/Media/Stills/DeclaredSize.h"
 #include "ReferenceHost/Media/Stills/ExrChunks.h"
 #include "VF/VideoFrame.h"
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
 #include <utility>
 #include <vector>
-
-#include <sys/stat.h>
 
 namespace Media
 {
@@ -31,11 +30,6 @@ constexpr std::int64_t kLargestStillFile = std::int64_t{2047} << 20;
 
 // Most headers tell the size within it, before all of a large file is read.
 constexpr std::size_t kHeadBytes = std::size_t{64} << 10;
-
-struct FileCloser
-{
-    void operator()(std::FILE* inFile) const noexcept { std::fclose(inFile); }
-};
 
 FileError DecodeFailure(const std::string& inPath, int inError)
 {
@@ -59,9 +53,10 @@ bool IsDeclaredTooLarge(const std::uint8_t* inBytes, std::size_t inSize)
 // is told of later.
 bool CheckHead(const std::string& inPath, FileError& outError)
 {
-    const std::unique_ptr<std::FILE, FileCloser> file(std::fopen(inPath.c_str(), "rbe"));
+    OpenedPart file;
     std::vector<std::uint8_t> head(kHeadBytes);
-    head.resize(file ? std::fread(head.data(), 1, head.size(), file.get()) : 0);
+    const std::ptrdiff_t got = file.Open(inPath) ? file.Read(head.data(), head.size(), 0) : 0;
+    head.resize(static_cast<std::size_t>(std::max<std::ptrdiff_t>(got, 0)));
     if (IsDeclaredTooLarge(head.data(), head.size()))
     {
         outError = DecodeFailure(inPath, AVERROR(ERANGE));
@@ -73,33 +68,37 @@ bool CheckHead(const std::string& inPath, FileError& outError)
 // The whole file as one packet. False, with outError, on failure.
 bool ReadWholeFile(const std::string& inPath, AVPacket& outPacket, FileError& outError)
 {
-    const std::unique_ptr<std::FILE, FileCloser> file(std::fopen(inPath.c_str(), "rbe"));
-    struct stat facts = {};
-    if (!file || ::fstat(::fileno(file.get()), &facts) != 0)
+    OpenedPart file;
+    if (!file.Open(inPath))
     {
         const FileErrorKind kind = errno == EIO ? FileErrorKind::kIOError : FileErrorKind::kNoInput;
         outError = {kind, fmt::format("{}: {}", inPath, std::strerror(errno))};
         return false;
     }
-    if (facts.st_size <= 0 || facts.st_size > kLargestStillFile)
+    if (file.Size() <= 0 || file.Size() > kLargestStillFile)
     {
         outError =
-            facts.st_size <= 0
+            file.Size() <= 0
                 ? FileError{FileErrorKind::kBadData, fmt::format("{}: the file is empty", inPath)}
                 : FileError{FileErrorKind::kTooLarge, fmt::format("{}: too large for an image", inPath)};
         return false;
     }
-    if (av_new_packet(&outPacket, static_cast<int>(facts.st_size)) < 0)
+    if (av_new_packet(&outPacket, static_cast<int>(file.Size())) < 0)
     {
         outError = {FileErrorKind::kTooLarge, fmt::format("{}: no memory to read it", inPath)};
         return false;
     }
-    const auto size = static_cast<std::size_t>(facts.st_size);
-    if (std::fread(outPacket.data, 1, size, file.get()) != size)
+    for (std::int64_t done = 0; done < file.Size();)
     {
-        outError = {FileErrorKind::kIOError,
-                    fmt::format("{}: cannot be read: {}", inPath, std::strerror(errno))};
-        return false;
+        const std::ptrdiff_t got =
+            file.Read(outPacket.data + done, static_cast<std::size_t>(file.Size() - done), done);
+        if (got <= 0)
+        {
+            outError = {FileErrorKind::kIOError,
+                        fmt::format("{}: cannot be read: {}", inPath, std::strerror(got == 0 ? EIO : errno))};
+            return false;
+        }
+        done += got;
     }
     return true;
 }

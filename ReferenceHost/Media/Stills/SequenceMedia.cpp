@@ -38,7 +38,8 @@ struct SharedSequence
     std::int64_t mStep = 1;
     std::int64_t mFrameCount = 0;
     MissingFiles mMissing = MissingFiles::kFail;
-    std::vector<std::int64_t> mFrames; // those that have a file, ascending, not empty
+    std::shared_ptr<const NamedFiles> mFiles; // null: those of the folder
+    std::vector<std::int64_t> mFrames;        // those that have a file, ascending, not empty
     std::shared_ptr<const StillDecoder> mDecoder;
     norviktypes::FrameRate mRate;
     TVK::Guid mContentID;
@@ -60,7 +61,12 @@ struct SharedSequence
         const auto behind = std::upper_bound(mFrames.begin(), mFrames.end(), inFrame);
         return behind == mFrames.begin() ? mFrames.front() : *(behind - 1);
     }
-    std::string PathOf(std::int64_t inFrame) const { return mPattern.Path(NumberOf(inFrame)); }
+    std::string PathOf(std::int64_t inFrame) const
+    {
+        const std::int64_t number = NumberOf(inFrame);
+        const auto file = mFiles ? mFiles->find(mPattern.FileName(number)) : NamedFiles::const_iterator();
+        return mFiles && file != mFiles->end() ? file->second : mPattern.Path(number);
+    }
 };
 
 // Every file counts: a single one rendered anew makes another sequence.
@@ -102,6 +108,7 @@ bool TakeFrames(const std::vector<std::int64_t>& inNumbers, const SequenceFrames
     ioSequence.mFirst = first;
     ioSequence.mStep = inFrames.mStep;
     ioSequence.mMissing = inFrames.mMissing;
+    ioSequence.mFiles = inFrames.mFiles;
     ioSequence.mFrameCount = inFrames.mCount > 0 ? inFrames.mCount : frames.back() + 1;
     ioSequence.mFrames = std::move(frames);
     return true;

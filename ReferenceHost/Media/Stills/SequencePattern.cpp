@@ -131,4 +131,20 @@ bool ListSequence(const SequencePattern& inPattern, std::vector<std::int64_t>& o
     return true;
 }
 
+bool ListSequence(const SequencePattern& inPattern, const NamedFiles& inFiles,
+                  std::vector<std::int64_t>& outNumbers)
+{
+    outNumbers.clear();
+    for (const auto& [name, path] : inFiles)
+    {
+        std::int64_t number = 0;
+        if (NumberOfName(inPattern, name, number))
+        {
+            outNumbers.push_back(number);
+        }
+    }
+    std::sort(outNumbers.begin(), outNumbers.end());
+    return true;
+}
+
 } // namespace Media

@@ -3,6 +3,8 @@
 // Thread-safety: pure functions and value types.
 #pragma once
 
+#include "ReferenceHost/Media/Media.h"
+
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -29,5 +31,8 @@ bool ParseSequencePattern(const std::string& inText, SequencePattern& outPattern
 // The numbers of the files there are, ascending. Only names that printf would make count: shot7.png does not
 // belong to shot%05d.png. False if the folder cannot be read.
 bool ListSequence(const SequencePattern& inPattern, std::vector<std::int64_t>& outNumbers);
+// The same of the names in inFiles. Always true.
+bool ListSequence(const SequencePattern& inPattern, const NamedFiles& inFiles,
+                  std::vector<std::int64_t>& outNumbers);
 
 } // namespace Media

@@ -20,7 +20,7 @@ namespace
 std::string Identity(const Otio::LocatedMedia& inMedia)
 {
     const Otio::ImageNumbers& images = inMedia.mImages;
-    return fmt::format("{}\n{}\n{} {} {} {} {}", OpeningText(inMedia), inMedia.mOffset, images.mStart,
+    return fmt::format("{}\n{}\n{} {} {} {} {}", OpeningText(inMedia), inMedia.mEntry, images.mStart,
                        images.mStep, images.mCount, images.mRate.GetTicks(),
                        static_cast<int>(images.mMissing));
 }
@@ -60,15 +60,6 @@ private:
     std::map<std::string, BE::IMediaInfoRef> mMedia;
 };
 
-bool LooksAtTracks(const Effects::EffectRegistry& inRegistry, const std::string& inEffect)
-{
-    const Effects::EffectDescription* const description = inRegistry.Find(inEffect);
-    return description != nullptr &&
-           std::any_of(description->mParameters.begin(), description->mParameters.end(),
-                       [](const Effects::ParameterDescription& inParameter)
-                       { return inParameter.mKind == Effects::ParameterKind::kLayer; });
-}
-
 void OpenAll(OpenedMedia& inMedia, const Otio::PathTable& inPaths, ImportedTimeline& ioTimeline)
 {
     for (Otio::LocatedMedia& media : ioTimeline.mTimeline.mMedia)
@@ -107,8 +98,7 @@ bool ImportDocument(const std::string& inPath, const ImportOptions& inOptions, I
         return false;
     }
     Otio::DocumentOptions options = inOptions.mDocument;
-    options.mLooksAtTracks = [&inRegistry](const std::string& inEffect)
-    { return LooksAtTracks(inRegistry, inEffect); };
+    options.mLooks = [&inRegistry](const Otio::Effect& inEffect) { return LayersOf(inRegistry, inEffect); };
     OpenedMedia opened(inOpener, ioProblems);
     Otio::FileLocator locator(inOptions.mDocument, bundle,
                               [&](const Otio::LocatedMedia& inMedia, Otio::MediaFacts& outFacts)

@@ -7,6 +7,7 @@
 #include <charconv>
 #include <cmath>
 #include <fmt/format.h>
+#include <optional>
 #include <system_error>
 #include <utility>
 
@@ -45,6 +46,36 @@ std::ptrdiff_t PlaceOf(const Effects::EffectDescription& inDescription, const st
     const auto [rest, error] = std::from_chars(inName.data(), end, place);
     const bool isPlace = error == std::errc() && rest == end && place < inDescription.mParameters.size();
     return isPlace ? static_cast<std::ptrdiff_t>(place) : -1;
+}
+
+// What each parameter of the description is given, null where nothing is; of two the later one counts.
+std::vector<const Otio::Parameter*> GivenTo(const Effects::EffectDescription& inDescription,
+                                            const std::vector<Otio::Parameter>& inParameters)
+{
+    std::vector<const Otio::Parameter*> given(inDescription.mParameters.size(), nullptr);
+    for (const Otio::Parameter& parameter : inParameters)
+    {
+        const std::ptrdiff_t index = PlaceOf(inDescription, parameter.mName);
+        if (index >= 0)
+        {
+            given[static_cast<std::size_t>(index)] = &parameter;
+        }
+    }
+    return given;
+}
+
+// A choice, or a track by its number.
+std::optional<std::uint32_t> ChoiceIn(const std::vector<Scalar>& inNumbers)
+{
+    const double whole = inNumbers.size() == 1 ? std::round(inNumbers[0].mValue) : -1.0;
+    return whole >= 0.0 && whole < 1e6 ? std::optional<std::uint32_t>(static_cast<std::uint32_t>(whole))
+                                       : std::nullopt;
+}
+
+bool AreChoices(const Scalar& inScalar)
+{
+    return std::all_of(inScalar.mKeys.begin(), inScalar.mKeys.end(),
+                       [](const Otio::Key& inKey) { return ChoiceIn({Scalar(inKey.mValue)}).has_value(); });
 }
 
 std::uint32_t BlendCode(BlendMode inMode)
@@ -122,6 +153,28 @@ MF::IKeyframedParameterRef DefaultOf(const ParameterDescription& inDescription)
     return Project::CreateNumber(value.mNumber, control);
 }
 
+}
+
+std::vector<std::uint32_t> LayersOf(const Effects::EffectRegistry& inRegistry, const Otio::Effect& inEffect)
+{
+    std::vector<std::uint32_t> tracks;
+    const Effects::EffectDescription* const description = inRegistry.Find(inEffect.mEffectName);
+    if (description == nullptr)
+    {
+        return tracks;
+    }
+    const std::vector<const Otio::Parameter*> given = GivenTo(*description, inEffect.mParameters);
+    for (std::size_t index = 0; index < given.size(); ++index)
+    {
+        const auto* const numbers =
+            given[index] == nullptr ? nullptr : std::get_if<std::vector<Scalar>>(&given[index]->mValue);
+        const bool isLayer = description->mParameters[index].mKind == ParameterKind::kLayer;
+        if (const auto track = isLayer && numbers != nullptr ? ChoiceIn(*numbers) : std::nullopt)
+        {
+            tracks.push_back(*track);
+        }
+    }
+    return tracks;
 }
 
 std::vector<BE::IEffectRef> EffectMaker::MakeEffects(const Otio::Item& inItem, const KeyAxis& inAxis)
@@ -219,19 +272,16 @@ MF::KeyframeStore EffectMaker::MakeParameters(const Effects::EffectDescription& 
                                               const std::vector<Otio::Parameter>& inParameters,
                                               const KeyAxis& inAxis)
 {
-    std::vector<const Otio::Parameter*> given(inDescription.mParameters.size(), nullptr);
     for (const Otio::Parameter& parameter : inParameters)
     {
-        const std::ptrdiff_t index = PlaceOf(inDescription, parameter.mName);
-        if (index < 0)
+        if (PlaceOf(inDescription, parameter.mName) < 0)
         {
             mProblems.Warn(
                 "unknown-parameter", mPaths.Text(parameter.mPath),
                 fmt::format("{} has no parameter \"{}\"; ignored", inDescription.mId, parameter.mName));
-            continue;
         }
-        given[static_cast<std::size_t>(index)] = &parameter;
     }
+    const std::vector<const Otio::Parameter*> given = GivenTo(inDescription, inParameters);
     MF::KeyframeStore store;
     for (std::size_t index = 0; index < given.size(); ++index)
     {
@@ -261,7 +311,8 @@ MF::IKeyframedParameterRef EffectMaker::MakeParameter(const ParameterDescription
     }
     else
     {
-        made = FromNumbers(inDescription, std::get<std::vector<Scalar>>(inParameter->mValue), inAxis);
+        made =
+            FromNumbers(inDescription, std::get<std::vector<Scalar>>(inParameter->mValue), inAxis, pointer);
     }
     if (!made)
     {
@@ -305,11 +356,11 @@ MF::IKeyframedParameterRef EffectMaker::FromText(const ParameterDescription& inD
 
 MF::IKeyframedParameterRef EffectMaker::FromNumbers(const ParameterDescription& inDescription,
                                                     const std::vector<Scalar>& inNumbers,
-                                                    const KeyAxis& inAxis)
+                                                    const KeyAxis& inAxis, const std::string& inPointer)
 {
     const auto control = static_cast<std::uint32_t>(inDescription.mKind);
     const bool isOne = inNumbers.size() == 1;
-    const double whole = isOne ? std::round(inNumbers[0].mValue) : -1.0;
+    const std::optional<std::uint32_t> choice = ChoiceIn(inNumbers);
     switch (inDescription.mKind)
     {
     case ParameterKind::kNumber:
@@ -317,11 +368,17 @@ MF::IKeyframedParameterRef EffectMaker::FromNumbers(const ParameterDescription& 
     case ParameterKind::kPercent:
         return isOne ? MakeNumber(inNumbers[0], inAxis, 1.0, control) : MF::IKeyframedParameterRef();
     case ParameterKind::kChoice:
+        return choice && AreChoices(inNumbers[0]) ? MakeSteps(inNumbers[0], inAxis, control)
+                                                  : MF::IKeyframedParameterRef();
     case ParameterKind::kLayer:
-        return whole >= 0.0 && whole < 1e6 ? Project::CreateChoice(static_cast<std::uint32_t>(whole), control)
-                                           : MF::IKeyframedParameterRef();
+        if (choice && inNumbers[0].IsAnimated())
+        {
+            mProblems.Warn("keyed-track", inPointer,
+                           "an effect looks at one track from beginning to end; the first one is used");
+        }
+        return choice ? Project::CreateChoice(*choice, control) : MF::IKeyframedParameterRef();
     case ParameterKind::kBool:
-        return isOne ? Project::CreateSwitch(whole >= 1.0) : MF::IKeyframedParameterRef();
+        return isOne ? MakeSteps(inNumbers[0], inAxis, control) : MF::IKeyframedParameterRef();
     case ParameterKind::kPoint:
         return inNumbers.size() == 2 ? MakePoint(inNumbers[0], inNumbers[1], inAxis)
                                      : MF::IKeyframedParameterRef();

@@ -11,12 +11,16 @@
 #include "ReferenceHost/Project/Otio/Problems.h"
 #include "ReferenceHost/Project/Otio/Timeline.h"
 
+#include <cstdint>
 #include <functional>
 #include <string>
 #include <vector>
 
 namespace Import
 {
+
+// The numbers of the tracks that the effect looks at; none of an effect that the registry doesn't know.
+std::vector<std::uint32_t> LayersOf(const Effects::EffectRegistry& inRegistry, const Otio::Effect& inEffect);
 
 class EffectMaker
 {
@@ -50,7 +54,8 @@ private:
     MF::IKeyframedParameterRef FromText(const Effects::ParameterDescription& inDescription,
                                         const std::string& inText, const std::string& inPointer);
     MF::IKeyframedParameterRef FromNumbers(const Effects::ParameterDescription& inDescription,
-                                           const std::vector<Otio::Scalar>& inNumbers, const KeyAxis& inAxis);
+                                           const std::vector<Otio::Scalar>& inNumbers, const KeyAxis& inAxis,
+                                           const std::string& inPointer);
 
     const Effects::EffectRegistry& mRegistry;
     const Otio::PathTable& mPaths;

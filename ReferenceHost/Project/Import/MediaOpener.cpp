@@ -2,8 +2,11 @@
 
 #include "BE/IVideoSource.h"
 #include "MF/ISource.h"
+#include "ReferenceHost/Media/FilePart.h"
 
 #include <fmt/format.h>
+
+#include <memory>
 
 namespace Import
 {
@@ -23,6 +26,27 @@ std::string WithEscapedPercents(const std::string& inText)
     return text;
 }
 
+Media::FilePart PartOf(const std::string& inFile, std::uint64_t inOffset, std::uint64_t inSize)
+{
+    return {inFile, static_cast<std::int64_t>(inOffset), static_cast<std::int64_t>(inSize)};
+}
+
+// Null for images that are files.
+std::shared_ptr<const Media::NamedFiles> FilesOf(const Otio::LocatedMedia& inMedia)
+{
+    if (inMedia.mParts.empty())
+    {
+        return nullptr;
+    }
+    auto files = std::make_shared<Media::NamedFiles>();
+    for (const Otio::NamedPart& part : inMedia.mParts)
+    {
+        files->emplace(part.mName,
+                       Media::TextOfPart(PartOf(inMedia.mArchive, part.mOffset, part.mSize), part.mName));
+    }
+    return files;
+}
+
 Media::MissingFiles PolicyOf(Otio::MissingFramePolicy inPolicy)
 {
     switch (inPolicy)
@@ -40,7 +64,9 @@ std::string OpeningText(const Otio::LocatedMedia& inMedia)
 {
     if (inMedia.mKind != Otio::MediaKind::kImageSequence)
     {
-        return inMedia.mFile;
+        return inMedia.mSize == 0
+                   ? inMedia.mFile
+                   : Media::TextOfPart(PartOf(inMedia.mFile, inMedia.mOffset, inMedia.mSize), inMedia.mEntry);
     }
     const Otio::ImageNumbers& images = inMedia.mImages;
     const std::string separator = inMedia.mFile.empty() || inMedia.mFile.back() == '/' ? "" : "/";
@@ -52,9 +78,9 @@ std::string OpeningText(const Otio::LocatedMedia& inMedia)
 BE::IMediaInfoRef OpenLocatedMedia(const Otio::LocatedMedia& inMedia, const Media::OpenOptions& inOptions,
                                    std::string& outError)
 {
-    if (inMedia.mSize != 0)
+    if (!inMedia.mEntry.empty() && inMedia.mSize == 0)
     {
-        outError = fmt::format("\"{}\": media inside of archives can't be read; unpack it", inMedia.mWanted);
+        outError = fmt::format("\"{}\": is packed in the archive, and can't be read there", inMedia.mWanted);
         return {};
     }
     Media::OpenOptions options = inOptions;
@@ -62,7 +88,8 @@ BE::IMediaInfoRef OpenLocatedMedia(const Otio::LocatedMedia& inMedia, const Medi
     {
         const Otio::ImageNumbers& images = inMedia.mImages;
         options.mSequenceRate = images.ImageRate();
-        options.mSequenceFrames = {images.mStart, images.mStep, images.mCount, PolicyOf(images.mMissing)};
+        options.mSequenceFrames = {images.mStart, images.mStep, images.mCount, PolicyOf(images.mMissing),
+                                   FilesOf(inMedia)};
     }
     Media::OpenError error;
     BE::IMediaInfoRef media = Media::OpenMedia(OpeningText(inMedia), options, error);

@@ -232,6 +232,28 @@ MF::IKeyframedParameterRef MakeNumber(const Scalar& inScalar, const KeyAxis& inA
     return Project::CreateParameter(OnMediaAxis(NumberContent(inScalar, inFactor, inControl), inAxis));
 }
 
+MF::IKeyframedParameterRef MakeSteps(const Scalar& inScalar, const KeyAxis& inAxis, std::uint32_t inControl)
+{
+    const auto asStep = [inControl](const ParameterValue& inValue) -> ParameterValue
+    {
+        const double whole = std::round(std::get<double>(inValue));
+        if (inControl == Project::kControl_Bool)
+        {
+            return whole >= 1.0;
+        }
+        return static_cast<std::uint32_t>(whole);
+    };
+    ParameterContent content = NumberContent(inScalar, 1.0, inControl);
+    content.mValue = asStep(content.mValue);
+    for (ParameterKey& key : content.mKeys)
+    {
+        key.mValue = asStep(key.mValue);
+        key.mIncoming = Project::kInterpolation_Linear;
+        key.mOutgoing = Project::kInterpolation_Hold;
+    }
+    return Project::CreateParameter(OnMediaAxis(std::move(content), inAxis));
+}
+
 MF::IKeyframedParameterRef MakePoint(const Scalar& inX, const Scalar& inY, const KeyAxis& inAxis)
 {
     return MakeJoint({inX, inY}, inAxis, Project::kControl_Point,

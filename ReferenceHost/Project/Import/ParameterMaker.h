@@ -26,6 +26,10 @@ struct KeyAxis
 MF::IKeyframedParameterRef MakeNumber(const Otio::Scalar& inScalar, const KeyAxis& inAxis,
                                       double inFactor = 1.0,
                                       std::uint32_t inControl = Project::kControl_Number);
+// A switch or a choice, as inControl says, which holds each value up to the next keyframe. Numbers of choices are 0
+// or above.
+MF::IKeyframedParameterRef MakeSteps(const Otio::Scalar& inScalar, const KeyAxis& inAxis,
+                                     std::uint32_t inControl);
 MF::IKeyframedParameterRef MakePoint(const Otio::Scalar& inX, const Otio::Scalar& inY, const KeyAxis& inAxis);
 // Three or four numbers from 0 to 1: red, green, blue, alpha.
 MF::IKeyframedParameterRef MakeColor(const std::vector<Otio::Scalar>& inNumbers, const KeyAxis& inAxis);

@@ -248,9 +248,9 @@ Project::ClipItem SequenceBuilder::MakeClip(const Otio::Item& inItem, const Proj
     {
         clip.mSequence = mSequences[inItem.mSequence];
     }
-    else if (inItem.IsBlack())
+    else if (inItem.IsBlack() || inItem.mIsClear)
     {
-        SetBlack(clip);
+        SetPlainColor(inItem.mIsClear, inSequence, clip);
     }
     else
     {
@@ -285,17 +285,24 @@ void SequenceBuilder::SetMedia(const Otio::Item& inItem, Project::ClipItem& ioCl
     }
 }
 
-void SequenceBuilder::SetBlack(Project::ClipItem& ioClip)
+// As large as the sequence: it is all of the picture, and effects lie on it as on the output.
+void SequenceBuilder::SetPlainColor(bool inIsClear, const Project::Sequence& inSequence,
+                                    Project::ClipItem& ioClip)
 {
-    if (!mBlack)
+    Media::SyntheticSettings settings;
+    settings.mKind = Media::SyntheticKind::kColor;
+    settings.mWidth = inSequence.GetFrameRect().Width();
+    settings.mHeight = inSequence.GetFrameRect().Height();
+    settings.mPixelAspectRatio = inSequence.GetPixelAspectRatio();
+    settings.mColor = TVK::ParamColor<std::uint32_t>::FromComponents(0, 0, 0, inIsClear ? 0 : 255);
+    BE::IMediaInfoRef& media = mPlainColors[Media::SyntheticText(settings)];
+    if (!media)
     {
-        Media::SyntheticSettings settings;
-        settings.mKind = Media::SyntheticKind::kColor;
-        settings.mColor = TVK::ParamColor<std::uint32_t>::FromComponents(0, 0, 0, 255);
-        mBlack = Media::CreateSyntheticMedia(settings);
+        media = Media::CreateSyntheticMedia(settings);
     }
-    ioClip.mMedia = mBlack;
-    ioClip.mMasterClip = mTarget.mProject.GetMasterClip("black", "black");
+    ioClip.mMedia = media;
+    const char* const name = inIsClear ? "transparent" : "black";
+    ioClip.mMasterClip = mTarget.mProject.GetMasterClip(name, name);
 }
 
 }

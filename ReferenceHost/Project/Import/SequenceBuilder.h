@@ -6,6 +6,8 @@
 #include "ReferenceHost/Project/Import/DocumentImport.h"
 #include "ReferenceHost/Project/Import/EffectMaker.h"
 
+#include <map>
+#include <string>
 #include <vector>
 
 namespace Import
@@ -38,7 +40,7 @@ private:
     void BuildTrack(const Otio::TrackOfItems& inTrack, Project::Sequence& ioSequence);
     Project::ClipItem MakeClip(const Otio::Item& inItem, const Project::Sequence& inSequence);
     void SetMedia(const Otio::Item& inItem, Project::ClipItem& ioClip);
-    void SetBlack(Project::ClipItem& ioClip);
+    void SetPlainColor(bool inIsClear, const Project::Sequence& inSequence, Project::ClipItem& ioClip);
 
     const ImportOptions& mOptions;
     const Otio::PathTable& mPaths;
@@ -46,7 +48,8 @@ private:
     Otio::ProblemList& mProblems;
     ImportedTimeline& mTarget;
     std::vector<Project::SequenceRef> mSequences; // by the index of the timeline's
-    BE::IMediaInfoRef mBlack;                     // stands where a document has black
+    std::map<std::string, BE::IMediaInfoRef>
+        mPlainColors; // where a document has black, and for gaps with effects
 };
 
 }

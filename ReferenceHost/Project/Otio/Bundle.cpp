@@ -4,12 +4,14 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cstring>
 #include <filesystem>
 #include <fmt/format.h>
 #include <fstream>
 #include <memory>
 #include <system_error>
+#include <unistd.h>
 #include <zip.h>
 
 namespace Otio
@@ -20,6 +22,7 @@ namespace
 
 constexpr const char* kContentName = "content.otio";
 constexpr zip_int64_t kMostEntries = 1000000;
+constexpr std::size_t kCopyBytes = std::size_t{1} << 20;
 
 struct ArchiveCloser
 {
@@ -56,15 +59,15 @@ public:
         mSize = mFile ? static_cast<std::uint64_t>(mFile.tellg()) : 0;
     }
 
-    // By name, of entries stored as they are.
-    std::map<std::string, FilePart, std::less<>> Find()
+    // By name: those stored as they are, and the names of others.
+    void Find(std::map<std::string, FilePart, std::less<>>& outPlaces,
+              std::set<std::string, std::less<>>& outPacked)
     {
-        std::map<std::string, FilePart, std::less<>> places;
         std::uint64_t position = 0;
         std::uint64_t count = 0;
         if (!FindDirectory(position, count))
         {
-            return places;
+            return;
         }
         for (std::uint64_t entry = 0; entry < count; ++entry)
         {
@@ -80,10 +83,14 @@ public:
             {
                 break;
             }
-            AddEntry(header.data(), rest.substr(0, nameLength), rest.substr(nameLength), places);
+            const bool isStored =
+                AddEntry(header.data(), rest.substr(0, nameLength), rest.substr(nameLength), outPlaces);
+            if (!isStored && LittleEndian(header.data() + 10, 2) != 0)
+            {
+                outPacked.insert(rest.substr(0, nameLength));
+            }
             position += header.size() + rest.size() + LittleEndian(header.data() + 32, 2);
         }
-        return places;
     }
 
 private:
@@ -136,7 +143,7 @@ private:
         return true;
     }
 
-    void AddEntry(const unsigned char* inHeader, const std::string& inName, const std::string& inExtra,
+    bool AddEntry(const unsigned char* inHeader, const std::string& inName, const std::string& inExtra,
                   std::map<std::string, FilePart, std::less<>>& ioPlaces)
     {
         const bool isEncrypted = (LittleEndian(inHeader + 8, 2) & 1) != 0;
@@ -148,14 +155,16 @@ private:
         if (isEncrypted || LittleEndian(inHeader + 10, 2) != 0 || packed != size ||
             !Read(offset, local.data(), local.size()) || LittleEndian(local.data(), 4) != 0x04034b50)
         {
-            return;
+            return false;
         }
         const std::uint64_t start =
             offset + local.size() + LittleEndian(local.data() + 26, 2) + LittleEndian(local.data() + 28, 2);
-        if (size > 0 && start <= mSize && size <= mSize - start)
+        const bool isThere = size > 0 && start <= mSize && size <= mSize - start;
+        if (isThere)
         {
             ioPlaces.try_emplace(inName, FilePart{start, size});
         }
+        return isThere;
     }
 
     // Numbers that don't fit 32 bits follow in a field of their own, in this order.
@@ -221,6 +230,32 @@ bool Bundle::FindEntry(std::string_view inName, FilePart& outPart) const
     }
     outPart = found->second;
     return true;
+}
+
+bool Bundle::HasPackedEntry(std::string_view inName) const
+{
+    return mPacked.find(inName) != mPacked.end();
+}
+
+std::vector<NamedPart> Bundle::FindEntries(const std::string& inFolder, std::string_view inPrefix,
+                                           std::string_view inSuffix) const
+{
+    const std::string folder = inFolder.empty() || inFolder.back() == '/' ? inFolder : inFolder + "/";
+    const std::string beginning = folder + std::string(inPrefix);
+    std::vector<NamedPart> parts;
+    for (auto entry = mEntries.lower_bound(beginning); entry != mEntries.end(); ++entry)
+    {
+        const std::string& name = entry->first;
+        if (name.compare(0, beginning.size(), beginning) != 0)
+        {
+            break;
+        }
+        if (name.find('/', folder.size()) == std::string::npos && EndsWith(name, inSuffix))
+        {
+            parts.push_back({name.substr(folder.size()), entry->second.mOffset, entry->second.mSize});
+        }
+    }
+    return parts;
 }
 
 bool Bundle::IsInside(const std::string& inPath) const
@@ -301,8 +336,37 @@ bool Bundle::OpenArchive(ProblemList& ioProblems)
     {
         return fail("unreadable", fmt::format("has a damaged {}", kContentName));
     }
-    mEntries = EntryPlaces(mPath).Find();
+    EntryPlaces(mPath).Find(mEntries, mPacked);
     return true;
+}
+
+bool UnpackEntry(const std::string& inPath, const std::string& inName, int inFile, std::string& outError)
+{
+    const ArchivePointer archive(zip_open(inPath.c_str(), ZIP_RDONLY, nullptr));
+    const std::unique_ptr<zip_file_t, EntryCloser> entry(
+        archive == nullptr ? nullptr : zip_fopen(archive.get(), inName.c_str(), ZIP_FL_ENC_RAW));
+    if (entry == nullptr)
+    {
+        outError = archive == nullptr ? "the archive can't be read" : zip_strerror(archive.get());
+        return false;
+    }
+    std::vector<char> buffer(kCopyBytes);
+    for (std::uint64_t done = 0;;)
+    {
+        const zip_int64_t got = zip_fread(entry.get(), buffer.data(), buffer.size());
+        done += got > 0 ? static_cast<std::uint64_t>(got) : 0;
+        if (got < 0 || done > kMostUnpackedBytes)
+        {
+            outError = got < 0 ? zip_file_strerror(entry.get())
+                               : fmt::format("it is longer than {} bytes", kMostUnpackedBytes);
+            return false;
+        }
+        if (got == 0 || ::write(inFile, buffer.data(), static_cast<std::size_t>(got)) != got)
+        {
+            outError = got == 0 ? std::string() : std::strerror(errno);
+            return got == 0;
+        }
+    }
 }
 
 }

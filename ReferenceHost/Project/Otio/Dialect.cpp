@@ -95,12 +95,76 @@ private:
     {
         for (const std::size_t first : {0u, 1u})
         {
-            Scalar& far = ioEdges[first + 2];
-            if (far.mKeys.empty() && ioEdges[first].mKeys.empty())
+            ioEdges[first + 2] = NotBelow(ioEdges[first + 2], ioEdges[first]);
+        }
+    }
+
+    // The larger of the two at every time. It has keyframes at theirs, and where one goes past the other.
+    static Scalar NotBelow(const Scalar& inScalar, const Scalar& inLimit)
+    {
+        std::vector<TickTime> times;
+        for (const Scalar* scalar : {&inScalar, &inLimit})
+        {
+            for (const Key& key : scalar->mKeys)
             {
-                far.mValue = std::max(far.mValue, ioEdges[first].mValue);
+                times.push_back(key.mTime);
             }
         }
+        Scalar larger(std::max(inScalar.mValue, inLimit.mValue));
+        std::sort(times.begin(), times.end());
+        times.erase(std::unique(times.begin(), times.end()), times.end());
+        for (std::size_t index = 0; index < times.size(); ++index)
+        {
+            if (index > 0)
+            {
+                AddCrossing(inScalar, inLimit, times[index - 1], times[index], larger);
+            }
+            AddLarger(inScalar, inLimit, times[index], larger);
+        }
+        larger.mValue = larger.mKeys.empty() ? larger.mValue : larger.mKeys.front().mValue;
+        return larger;
+    }
+
+    static void AddCrossing(const Scalar& inA, const Scalar& inB, const TickTime& inFrom,
+                            const TickTime& inTo, Scalar& ioLarger)
+    {
+        const double before = ValueAt(inA, inFrom) - ValueAt(inB, inFrom);
+        const double behind = ValueAt(inA, inTo) - ValueAt(inB, inTo);
+        if (before * behind >= 0.0)
+        {
+            return;
+        }
+        const TickTime place = inFrom + Scaled(inTo - inFrom, before / (before - behind));
+        if (place > inFrom && place < inTo)
+        {
+            AddLarger(inA, inB, place, ioLarger);
+        }
+    }
+
+    static void AddLarger(const Scalar& inA, const Scalar& inB, const TickTime& inTime, Scalar& ioLarger)
+    {
+        Key key;
+        key.mTime = inTime;
+        key.mValue = std::max(ValueAt(inA, inTime), ValueAt(inB, inTime));
+        ioLarger.mKeys.push_back(key);
+    }
+
+    // Keyframes of the dialect go straight.
+    static double ValueAt(const Scalar& inScalar, const TickTime& inTime)
+    {
+        const std::vector<Key>& keys = inScalar.mKeys;
+        const auto behind =
+            std::upper_bound(keys.begin(), keys.end(), inTime,
+                             [](const TickTime& inA, const Key& inB) { return inA < inB.mTime; });
+        if (keys.empty() || behind == keys.begin() || behind == keys.end())
+        {
+            return keys.empty()           ? inScalar.mValue
+                   : behind == keys.end() ? keys.back().mValue
+                                          : keys[0].mValue;
+        }
+        const Key& before = *(behind - 1);
+        const double part = (inTime - before.mTime) / (behind->mTime - before.mTime);
+        return before.mValue + (behind->mValue - before.mValue) * part;
     }
 
     void ReadParameter(const JsonValue& inParameter, PathID inPath, std::int64_t inType,

@@ -125,21 +125,9 @@ void FileLocator::FindFile(const MediaReference& inReference, const std::string&
                            LocatedMedia& ioMedia, ProblemList& ioProblems)
 {
     const bool isSequence = inReference.mKind == MediaKind::kImageSequence;
-    if (mBundle.Kind() == BundleKind::kArchive && !isSequence)
+    if (mBundle.Kind() == BundleKind::kArchive && FindInArchive(inReference, ioMedia))
     {
-        const std::string raw = ParseMediaUrl(inReference.mUrl).mPath;
-        for (const std::string& name : {DecodePercents(raw), raw})
-        {
-            FilePart part;
-            if (mBundle.FindEntry(name, part))
-            {
-                ioMedia.mKind = MediaKind::kFile;
-                ioMedia.mFile = mBundle.Path();
-                ioMedia.mOffset = part.mOffset;
-                ioMedia.mSize = part.mSize;
-                return;
-            }
-        }
+        return;
     }
     const std::string_view url = inReference.mUrl.empty() ? std::string_view(".") : inReference.mUrl;
     const FoundFile found = mPaths.Find(url, isSequence);
@@ -157,6 +145,37 @@ void FileLocator::FindFile(const MediaReference& inReference, const std::string&
     }
     ioMedia.mKind = inReference.mKind;
     ioMedia.mFile = found.mPath;
+}
+
+bool FileLocator::FindInArchive(const MediaReference& inReference, LocatedMedia& ioMedia) const
+{
+    const bool isSequence = inReference.mKind == MediaKind::kImageSequence;
+    const std::string raw = ParseMediaUrl(inReference.mUrl).mPath;
+    for (const std::string& name : {DecodePercents(raw), raw})
+    {
+        FilePart part;
+        const bool isStored = !isSequence && mBundle.FindEntry(name, part);
+        if (isStored || (!isSequence && mBundle.HasPackedEntry(name)))
+        {
+            ioMedia.mKind = MediaKind::kFile;
+            ioMedia.mFile = mBundle.Path();
+            ioMedia.mEntry = name;
+            ioMedia.mOffset = part.mOffset;
+            ioMedia.mSize = part.mSize;
+            return true;
+        }
+        ioMedia.mParts =
+            isSequence ? mBundle.FindEntries(name, inReference.mImages.mPrefix, inReference.mImages.mSuffix)
+                       : std::vector<NamedPart>();
+        if (!ioMedia.mParts.empty())
+        {
+            ioMedia.mKind = MediaKind::kImageSequence;
+            ioMedia.mArchive = mBundle.Path();
+            ioMedia.mFile = mBundle.Path() + "/" + name;
+            return true;
+        }
+    }
+    return false;
 }
 
 bool FileLocator::GetFacts(const LocatedMedia& inMedia, MediaFacts& outFacts)

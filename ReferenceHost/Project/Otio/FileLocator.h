@@ -32,6 +32,7 @@ public:
 private:
     void FindFile(const MediaReference& inReference, const std::string& inPointer, LocatedMedia& ioMedia,
                   ProblemList& ioProblems);
+    bool FindInArchive(const MediaReference& inReference, LocatedMedia& ioMedia) const;
 
     const Bundle& mBundle;
     MediaPaths mPaths;

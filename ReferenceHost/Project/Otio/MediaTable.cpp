@@ -14,8 +14,8 @@ namespace
 std::string Identity(const LocatedMedia& inMedia)
 {
     const ImageNumbers& images = inMedia.mImages;
-    std::string text = fmt::format("{}\n{}\n{} {}", static_cast<int>(inMedia.mKind), inMedia.mFile,
-                                   inMedia.mOffset, inMedia.mSize);
+    std::string text = fmt::format("{}\n{}\n{}\n{} {}", static_cast<int>(inMedia.mKind), inMedia.mFile,
+                                   inMedia.mEntry, inMedia.mOffset, inMedia.mSize);
     if (inMedia.mKind == MediaKind::kImageSequence)
     {
         text += fmt::format("\n{}\n{}\n{} {} {} {} {} {}", images.mPrefix, images.mSuffix, images.mStart,

@@ -26,6 +26,11 @@ struct PathMapping
     std::string mTo;
 };
 
+struct Effect;
+
+// The numbers of the tracks that an effect looks at, from 0 at the bottom; none for most.
+using LookFunction = std::function<std::vector<std::uint32_t>(const Effect&)>;
+
 struct DocumentOptions
 {
     bool mIsStrict = false; // broken rules that have a cure are errors
@@ -34,9 +39,8 @@ struct DocumentOptions
     std::string mMediaKey; // of the reference to prefer; empty: the active one
     std::vector<PathMapping> mPathMappings;
     std::vector<std::string> mMediaFolders; // searched, with all folders below, by the names of files
-    // Whether an effect of that name looks at other tracks, which must be there then though they aren't seen. Empty:
-    // none does.
-    std::function<bool(const std::string&)> mLooksAtTracks;
+    // Tracks that are looked at must be there though they aren't seen. Empty: no effect looks at any.
+    LookFunction mLooks;
 };
 
 }

@@ -1,13 +1,13 @@
 #include "ReferenceHost/Project/Otio/Resolve.h"
 
 #include "ReferenceHost/Project/Otio/ItemMaker.h"
+#include "ReferenceHost/Project/Otio/LookedAtTracks.h"
 #include "ReferenceHost/Project/Otio/Ranges.h"
 #include "ReferenceHost/Project/Otio/TimeValues.h"
 #include "ReferenceHost/Project/Otio/TrackLayout.h"
 
 #include <algorithm>
 #include <fmt/format.h>
-#include <functional>
 #include <unordered_map>
 #include <unordered_set>
 #include <utility>
@@ -68,7 +68,7 @@ public:
         : mPaths(inDocument.mPaths)
         , mTimeline(inTimeline)
         , mRoot(*inTimeline.mRoot)
-        , mLooksAtTracks(inOptions.mLooksAtTracks)
+        , mLooks(inOptions.mLooks)
         , mProblems(inProblems)
         , mMedia(mPaths, inOptions.mMediaKey, inLocator, inProblems)
         , mRanges(mPaths, mMedia, inProblems)
@@ -177,13 +177,13 @@ private:
         }
         else
         {
-            const bool keepsUnseen = LooksAtTracks(inComposition);
             for (const auto& child : inComposition.mChildren)
             {
-                if (child->mIsEnabled || (keepsUnseen && child->mKind == ObjectKind::kTrack))
-                {
-                    AddLayer(sequence, *child, true);
-                }
+                WarnOfMisplaced(*child);
+            }
+            for (const NumberedLayer& layer : LayersOfStack(inComposition, mLooks))
+            {
+                AddNumbered(sequence, layer);
             }
         }
         std::uint32_t depth = 0;
@@ -200,15 +200,32 @@ private:
         return mResult.mSequences.size() - 1;
     }
 
-    // inIsWhole: the object's own range, settings and effects count, too.
-    void AddLayer(SequenceOfTracks& ioSequence, const Composable& inObject, bool inIsWhole)
+    void WarnOfMisplaced(const Composable& inObject)
     {
-        if (inObject.mKind == ObjectKind::kTransition)
+        if (inObject.mKind == ObjectKind::kTransition && inObject.mIsEnabled)
         {
             mProblems.Mended("misplaced-transition", mPaths.Text(inObject.mPath),
                              "a transition lies on a track, not in a stack; left out");
+        }
+    }
+
+    void AddNumbered(SequenceOfTracks& ioSequence, const NumberedLayer& inLayer)
+    {
+        if (inLayer.mIsThere)
+        {
+            AddLayer(ioSequence, *inLayer.mObject, true);
             return;
         }
+        TrackOfItems track;
+        track.mPath = inLayer.mObject->mPath;
+        track.mName = inLayer.mObject->mName;
+        track.mIsSeen = false;
+        ioSequence.mTracks.push_back(std::move(track));
+    }
+
+    // inIsWhole: the object's own range, settings and effects count, too.
+    void AddLayer(SequenceOfTracks& ioSequence, const Composable& inObject, bool inIsWhole)
+    {
         if (inObject.mKind == ObjectKind::kTrack && inObject.mTrackKind != TrackKind::kVideo)
         {
             return;
@@ -229,23 +246,6 @@ private:
             slot.mIsShown = slot.mIsShown || (!inObject.mIsEnabled && slot.mDuration > kTime_Zero);
         }
         return layout;
-    }
-
-    // Whether an effect on one of its tracks looks at others.
-    bool LooksAtTracks(const Composable& inStack) const
-    {
-        const auto looks = [this](const auto& inEffect)
-        {
-            return inEffect->mIsEnabled && inEffect->mKind == EffectKind::kPicture && mLooksAtTracks &&
-                   mLooksAtTracks(inEffect->mEffectName);
-        };
-        const auto hasOne = [&](const auto& inObject)
-        { return std::any_of(inObject->mEffects.begin(), inObject->mEffects.end(), looks); };
-        return std::any_of(inStack.mChildren.begin(), inStack.mChildren.end(),
-                           [&](const auto& inTrack) {
-                               return hasOne(inTrack) || std::any_of(inTrack->mChildren.begin(),
-                                                                     inTrack->mChildren.end(), hasOne);
-                           });
     }
 
     // A track that is trimmed, changed as a whole, or shown again is shown by an item of its own.
@@ -314,6 +314,13 @@ private:
             return;
         }
         Item item = mMaker.MakePlain(inSlot);
+        if (object.mKind == ObjectKind::kGap)
+        {
+            item.mIsClear = true;
+            item.mRun.mRate = mRate;
+            ioTrack.mItems.push_back(std::move(item));
+            return;
+        }
         item.mSequence = SequenceOf(object);
         if (mDepths[item.mSequence] >= kMostNestedSequences)
         {
@@ -414,7 +421,7 @@ private:
     const PathTable& mPaths;
     const TimelineObject& mTimeline;
     const Composable& mRoot;
-    const std::function<bool(const std::string&)> mLooksAtTracks;
+    const LookFunction mLooks;
     ProblemList& mProblems;
     MediaTable mMedia;
     Ranges mRanges;

@@ -324,11 +324,6 @@ void SchemaReader::ReadItem(Fields& inFields, const SchemaName& inSchema, Compos
         }
         ReadChildren(inFields, ioItem, inDepth);
     }
-    else if (ioItem.mSettings != nullptr && ioItem.mSettings->ChangesPicture())
-    {
-        mContext.mProblems.Warn("not-here", mContext.Pointer(ioItem.mSettings->mPath),
-                                "a gap shows nothing, whatever its settings are");
-    }
 }
 
 void SchemaReader::ReadChildren(Fields& inFields, Composable& ioParent, std::uint32_t inDepth)

@@ -27,6 +27,14 @@ namespace Otio
 inline constexpr std::uint32_t kMostNestedSequences = 64;
 inline constexpr std::size_t kNone = static_cast<std::size_t>(-1);
 
+// A file that is a part of another, as archives hold what they don't pack.
+struct NamedPart
+{
+    std::string mName; // without folders
+    std::uint64_t mOffset = 0;
+    std::uint64_t mSize = 0;
+};
+
 // Where a piece of media is to be had.
 struct LocatedMedia
 {
@@ -39,7 +47,12 @@ struct LocatedMedia
     // Of a file: the part of mFile that is the media; a size of 0 stands for all of it.
     std::uint64_t mOffset = 0;
     std::uint64_t mSize = 0;
+    std::string mEntry; // its name in the archive mFile; packed where mSize is 0
     ImageNumbers mImages;
+    // Of an image sequence in an archive, whose folder's name begins with that of the archive: the archive, and
+    // its images.
+    std::string mArchive;
+    std::vector<NamedPart> mParts;
 };
 
 // What the media itself says. Asked for only where a document leaves it open.
@@ -83,16 +96,17 @@ struct Item
     std::string mName;
     norviktypes::TickTime mStart;
     norviktypes::TickTime mDuration;
-    // One of the two; of an item that shows black, neither.
+    // One of the two; of an item that shows black, or nothing but its effects, neither.
     std::size_t mMedia = kNone;
     std::size_t mSequence = kNone;
+    bool mIsClear = false; // transparent before its effects
     MediaRun mRun;
     std::shared_ptr<const ItemSettings> mSettings; // may be null
     // Those that change the picture and are switched on; the first is applied first. Null without any.
     std::shared_ptr<const EffectList> mEffects;
 
     norviktypes::TickTime End() const noexcept { return mStart + mDuration; }
-    bool IsBlack() const noexcept { return mMedia == kNone && mSequence == kNone; }
+    bool IsBlack() const noexcept { return mMedia == kNone && mSequence == kNone && !mIsClear; }
 };
 
 // Covers [mCut - mInOffset, mCut + mOutOffset). Offsets reach no further than the items.

@@ -13,13 +13,22 @@ using norviktypes::TickTime;
 namespace
 {
 
+// A gap is a picture of nothing, of which effects may make something.
+bool HasPicture(const Composable& inObject)
+{
+    return inObject.mKind != ObjectKind::kGap ||
+           std::any_of(inObject.mEffects.begin(), inObject.mEffects.end(),
+                       [](const auto& inEffect)
+                       { return inEffect->mIsEnabled && inEffect->mKind == EffectKind::kPicture; });
+}
+
 Slot MakeSlot(const Composable& inObject, const TickTime& inStart, const TickTime& inDuration)
 {
     Slot slot;
     slot.mObject = &inObject;
     slot.mStart = inStart;
     slot.mDuration = inDuration;
-    slot.mIsShown = inObject.mIsEnabled && inObject.mKind != ObjectKind::kGap && inDuration > kTime_Zero;
+    slot.mIsShown = inObject.mIsEnabled && HasPicture(inObject) && inDuration > kTime_Zero;
     return slot;
 }
 

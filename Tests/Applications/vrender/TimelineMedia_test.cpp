@@ -185,7 +185,7 @@ TEST_F(TimelineMedia, CroppingOfTheDialectCutsEdgesOffTheMedia)
     expect("160:38:0:42", "#000000");
 }
 
-TEST_F(TimelineMedia, CopiesOfAnArchivesMediaLeaveNothingBehind)
+TEST_F(TimelineMedia, AnArchivesMediaIsReadWhereItLies)
 {
     RunFFmpeg("-f lavfi -i testsrc=size=160x90:rate=25:duration=1 -c:v ffv1 " + mFolder.File("shot.mkv"));
     const std::string media = ReadFile(mFolder.File("shot.mkv"));
@@ -193,6 +193,27 @@ TEST_F(TimelineMedia, CopiesOfAnArchivesMediaLeaveNothingBehind)
         {ClipText(FileText("media/a.mkv"), {5}, {2}), ClipText(FileText("media/b.mkv"), {5}, {2})})});
     const std::string path = mFolder.File("edit.otioz");
     WriteArchive(path, {{"content.otio", text}, {"media/a.mkv", media}, {"media/b.mkv", media}});
+    // Where there is no room for a copy.
+    ChildRequest request = ToolRequest({"render", path, "null:", "--checksum", "--threads", "2"});
+    request.environment.emplace_back("TMPDIR", mFolder.File("none"));
+    const ChildResult done = RunChild(request);
+    EXPECT_EQ(done.exitCode, 0) << done.Describe();
+    const std::vector<std::string> sums = SumsOf(done.out);
+    ASSERT_EQ(sums.size(), 4u);
+    EXPECT_EQ(sums[2], sums[0]);
+    EXPECT_EQ(
+        SumsOf(RunTool({"render", mFolder.File("shot.mkv"), "null:", "--checksum", "--range", "5:6"}).out)
+            .at(0),
+        sums[0]);
+}
+
+TEST_F(TimelineMedia, PackedMediaOfAnArchiveLeavesNothingBehind)
+{
+    RunFFmpeg("-f lavfi -i testsrc=size=160x90:rate=25:duration=1 -c:v ffv1 " + mFolder.File("shot.mkv"));
+    const std::string text = TimelineText({TrackText({ClipText(FileText("media/shot.mkv"), {5}, {2})})});
+    const std::string path = mFolder.File("edit.otioz");
+    WriteArchive(path, {{"content.otio", text}, {"media/shot.mkv", ReadFile(mFolder.File("shot.mkv"))}},
+                 {"media/shot.mkv"});
     const std::string copies = mFolder.File("copies");
     ASSERT_EQ(::mkdir(copies.c_str(), 0777), 0);
     const auto render = [&](const std::string& inFolder)
@@ -203,16 +224,55 @@ TEST_F(TimelineMedia, CopiesOfAnArchivesMediaLeaveNothingBehind)
     };
     const ChildResult done = render(copies);
     EXPECT_EQ(done.exitCode, 0) << done.Describe();
-    const std::vector<std::string> sums = SumsOf(done.out);
-    ASSERT_EQ(sums.size(), 4u);
-    EXPECT_EQ(sums[2], sums[0]);
     EXPECT_EQ(
-        SumsOf(RunTool({"render", mFolder.File("shot.mkv"), "null:", "--checksum", "--range", "5:6"}).out)
-            .at(0),
-        sums[0]);
+        SumsOf(done.out),
+        SumsOf(RunTool({"render", mFolder.File("shot.mkv"), "null:", "--checksum", "--range", "5:7"}).out));
     EXPECT_TRUE(FolderNames(copies).empty());
     const ChildResult nowhere = render(mFolder.File("none"));
     EXPECT_EQ(nowhere.exitCode, 66) << nowhere.Describe();
-    EXPECT_NE(nowhere.err.find("media/a.mkv: can't be copied out of the archive"), std::string::npos)
+    EXPECT_NE(nowhere.err.find("media/shot.mkv: can't be unpacked from the archive"), std::string::npos)
         << nowhere.err;
+}
+
+TEST_F(TimelineMedia, AnArchivesImagesAreASequence)
+{
+    WriteImages();
+    std::vector<std::pair<std::string, std::string>> files;
+    for (int number = 10; number < 16; ++number)
+    {
+        if (number != 13)
+        {
+            const std::string name = fmt::format("f{:02}.png", number);
+            files.emplace_back("media/" + name, ReadFile(mFolder.File(name)));
+        }
+    }
+    // Neither in another folder nor of another name.
+    files.emplace_back("media/deeper/f13.png", ReadFile(mFolder.File("f20.png")));
+    files.emplace_back("media/f013.png", ReadFile(mFolder.File("f21.png")));
+    for (const char* const policy : {"hold", "black"})
+    {
+        const std::string images = fmt::format(
+            R"({{"OTIO_SCHEMA": "ImageSequenceReference.1", "target_url_base": "media/",
+            "name_prefix": "f", "name_suffix": ".png", "rate": {}, "frame_zero_padding": 2, "start_frame": 10,
+            "missing_frame_policy": "{}", "available_range": {}}})",
+            kRate, policy, RangeText({0}, {6}));
+        std::vector<std::pair<std::string, std::string>> all = files;
+        all.emplace_back("content.otio", TimelineText({TrackText({ClipText(images, {1}, {5})})}));
+        WriteArchive(mFolder.File("edit.otioz"), all);
+        const bool isHeld = std::string(policy) == "hold";
+        EXPECT_EQ(NumbersShown(mFolder.File("edit.otioz")), (Numbers{11, 12, isHeld ? 12 : kBlack, 14, 15}));
+    }
+}
+
+TEST_F(TimelineMedia, AGapWithAnEffectShowsWhatTheEffectMakes)
+{
+    const auto shown = [&](const std::string& inMembers)
+    {
+        return NumbersShown(
+            Write(TimelineText({TrackText({ClipText(CounterText(), {10}, {3})}),
+                                TrackText({GapText({1}), GapText({1}, inMembers), GapText({1})})})));
+    };
+    EXPECT_EQ(shown(""), (Numbers{10, 11, 12}));
+    EXPECT_EQ(shown(EffectsText({R"({"OTIO_SCHEMA": "Effect.1", "effect_name": "vrender:timecode"})"})),
+              (Numbers{10, kOther, 12}));
 }

@@ -2,6 +2,7 @@
 
 #include "Tests/Applications/vrender/RunTool.h"
 
+#include <algorithm>
 #include <gtest/gtest.h>
 
 #include <fmt/format.h>
@@ -88,6 +89,19 @@ const std::map<std::string, int>& NumbersOfSums(const std::string& inRate)
     return numbers;
 }
 
+// A deflate stream of blocks that are stored.
+std::string Packed(const std::string& inBytes)
+{
+    std::string stream;
+    for (std::size_t at = 0; at == 0 || at < inBytes.size(); at += 0xffff)
+    {
+        const std::string block = inBytes.substr(at, 0xffff);
+        stream += Number(at + 0xffff >= inBytes.size() ? 1 : 0, 1) + Number(block.size(), 2) +
+                  Number(0xffff - block.size(), 2) + block;
+    }
+    return stream;
+}
+
 } // namespace
 
 std::string RangeText(const Moment& inStart, const Moment& inDuration)
@@ -121,10 +135,10 @@ std::string ClipText(const std::string& inMedia, const Moment& inStart, const Mo
                        RangeText(inStart, inDuration), inMedia, inMembers);
 }
 
-std::string GapText(const Moment& inDuration)
+std::string GapText(const Moment& inDuration, const std::string& inMembers)
 {
-    return fmt::format(R"({{"OTIO_SCHEMA": "Gap.1", "source_range": {}}})",
-                       RangeText({0, inDuration.mRate}, inDuration));
+    return fmt::format(R"({{"OTIO_SCHEMA": "Gap.1", "source_range": {}{}}})",
+                       RangeText({0, inDuration.mRate}, inDuration), inMembers);
 }
 
 std::string TransitionText(const Moment& inIn, const Moment& inOut, const std::string& inType,
@@ -164,19 +178,22 @@ std::string WarpText(double inScalar)
                        inScalar == 0 ? "FreezeFrame.1" : "LinearTimeWarp.1", inScalar);
 }
 
-void WriteArchive(const std::string& inPath, const std::vector<std::pair<std::string, std::string>>& inFiles)
+void WriteArchive(const std::string& inPath, const std::vector<std::pair<std::string, std::string>>& inFiles,
+                  const std::vector<std::string>& inPacked)
 {
     std::string archive;
     std::string directory;
     for (const auto& [name, content] : inFiles)
     {
-        // What the local header and the directory say alike: version, stored, no date, and the sizes.
-        const std::string facts = Number(20, 2) + Number(0, 2) + Number(0, 2) + Number(0, 2) +
-                                  Number(0x21, 2) + Number(Checksum(content), 4) + Number(content.size(), 4) +
+        const bool isPacked = std::find(inPacked.begin(), inPacked.end(), name) != inPacked.end();
+        const std::string stored = isPacked ? Packed(content) : content;
+        // What the local header and the directory say alike: version, method, no date, and the sizes.
+        const std::string facts = Number(20, 2) + Number(0, 2) + Number(isPacked ? 8 : 0, 2) + Number(0, 2) +
+                                  Number(0x21, 2) + Number(Checksum(content), 4) + Number(stored.size(), 4) +
                                   Number(content.size(), 4) + Number(name.size(), 2) + Number(0, 2);
         directory += "PK\x01\x02" + Number(20, 2) + facts + Number(0, 2) + Number(0, 2) + Number(0, 2) +
                      Number(0, 4) + Number(archive.size(), 4) + name;
-        archive += "PK\x03\x04" + facts + name + content;
+        archive += "PK\x03\x04" + facts + name + stored;
     }
     const std::string end = "PK\x05\x06" + Number(0, 4) + Number(inFiles.size(), 2) +
                             Number(inFiles.size(), 2) + Number(directory.size(), 4) +

@@ -30,7 +30,7 @@ std::string FileText(const std::string& inUrl);
 // inMembers: more members, such as effects or metadata, each with a comma in front.
 std::string ClipText(const std::string& inMedia, const Moment& inStart, const Moment& inDuration,
                      const std::string& inMembers = "");
-std::string GapText(const Moment& inDuration);
+std::string GapText(const Moment& inDuration, const std::string& inMembers = "");
 std::string TransitionText(const Moment& inIn, const Moment& inOut,
                            const std::string& inType = "SMPTE_Dissolve", const std::string& inMembers = "");
 std::string TrackText(const std::vector<std::string>& inChildren, const std::string& inMembers = "");
@@ -42,7 +42,9 @@ std::string EffectsText(const std::vector<std::string>& inEffects);
 std::string WarpText(double inScalar);
 
 // A zip file of inFiles (names and contents), each stored as it is.
-void WriteArchive(const std::string& inPath, const std::vector<std::pair<std::string, std::string>>& inFiles);
+// inPacked: names of files that are written as a packed stream, which holds them in blocks that are not smaller.
+void WriteArchive(const std::string& inPath, const std::vector<std::pair<std::string, std::string>>& inFiles,
+                  const std::vector<std::string>& inPacked = {});
 
 // What frames of the tool show, by their sums: numbers of a counter's frames, and these.
 inline constexpr int kBlack = -1;

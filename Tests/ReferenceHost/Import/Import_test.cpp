@@ -240,6 +240,30 @@ TEST(DocumentImport, ShowsBlackWhereThatIsWanted)
     EXPECT_FALSE(imported.Item(0).mMedia);
     EXPECT_TRUE(imported.Item(1).mMedia);
     EXPECT_EQ(imported.Item(1).mStart, Frames(5));
+    EXPECT_EQ(Import::FactsOf(imported.Item(1).mMedia).mWidth, 320u) << "all of the canvas is black";
+    EXPECT_EQ(Import::FactsOf(imported.Item(1).mMedia).mHeight, 240u);
+}
+
+std::string GapText(double inDuration, const std::string& inMore = "")
+{
+    return R"({"OTIO_SCHEMA":"Gap.1","source_range":)" + RangeText(0, inDuration) + inMore + "}";
+}
+
+TEST(DocumentImport, GapsHaveEffectsAndSettings)
+{
+    const std::string burn = EffectText("vrender:timecode", "");
+    const Imported imported(
+        OneTrack(ClipText(0, 5) + "," + GapText(10, burn) + "," + ClipText(0, 5), kCanvas));
+    EXPECT_EQ(imported.Kinds(), Faults());
+    ASSERT_EQ(imported.mTimeline.mMain->GetItems(0).size(), 3u);
+    EXPECT_EQ(imported.Item(1).mStart, Frames(5));
+    EXPECT_EQ(imported.Item(1).mDuration, Frames(10));
+    EXPECT_EQ(imported.Item(1).mEffects.size(), 1u);
+    EXPECT_EQ(Import::FactsOf(imported.Item(1).mMedia).mWidth, 320u);
+    const Imported plain(OneTrack(
+        ClipText(0, 5) + "," + GapText(10, Settings(R"("opacity":0.5,"blend":"multiply")")), kCanvas));
+    EXPECT_EQ(plain.Kinds(), Faults());
+    EXPECT_EQ(plain.mTimeline.mMain->GetItems(0).size(), 1u) << "nothing, however it is shown, is nothing";
 }
 
 TEST(DocumentImport, PlacesPicturesByMotionAndOpacity)
@@ -333,6 +357,108 @@ TEST(DocumentImport, MakesEffectsThatTheRegistryKnows)
     EXPECT_EQ(std::string(effects[0]->GetMatchName().ToString().c_str()), blur->mMatchName);
     EXPECT_EQ(effects[0]->GetParameters()->size(), blur->mParameters.size());
     EXPECT_EQ(NumberAt(effects[0], 0, TickTime()), 3.0);
+}
+
+std::string TrackText(const std::string& inChildren, bool inIsEnabled = true)
+{
+    return R"({"OTIO_SCHEMA":"Track.1","kind":"Video","enabled":)" +
+           std::string(inIsEnabled ? "true" : "false") + R"(,"children":[)" + inChildren + "]}";
+}
+
+std::string Tracks(const std::string& inTracks)
+{
+    return R"({"OTIO_SCHEMA":"Timeline.1","tracks":{"OTIO_SCHEMA":"Stack.1","children":[)" + inTracks + "]}" +
+           kCanvas + "}";
+}
+
+std::string MattedBy(const std::string& inTrack)
+{
+    return ClipText(0, 20, EffectText("vrender:track-matte-key", R"("Matte":)" + inTrack));
+}
+
+using Counts = std::vector<std::size_t>;
+
+Counts ItemsOfTracks(const Imported& inImported)
+{
+    Counts counts;
+    for (std::size_t track = 0; track < inImported.mTimeline.mMain->GetTrackCount(); ++track)
+    {
+        counts.push_back(inImported.mTimeline.mMain->GetItems(track).size());
+    }
+    return counts;
+}
+
+TEST(DisabledTracks, AreThereOnlyWhereAnEffectLooksAtThem)
+{
+    const std::string gone = TrackText(ClipText(0, 20, "", kMissing), false);
+    const std::string matte = TrackText(ClipText(0, 20) + "," + ClipText(20, 20), false);
+    const Imported imported(Tracks(gone + "," + matte + "," + TrackText(MattedBy("1"))));
+    EXPECT_EQ(imported.Kinds(), Faults());
+    EXPECT_FALSE(imported.mTimeline.HasMissingMedia());
+    EXPECT_EQ(ItemsOfTracks(imported), (Counts{0, 2, 1})) << "numbers stay what they are in the document";
+    const Imported without(Tracks(gone + "," + matte + "," + TrackText(ClipText(0, 20))));
+    EXPECT_EQ(ItemsOfTracks(without), Counts{1});
+}
+
+TEST(DisabledTracks, AreThereForThoseThatAreThereForOthers)
+{
+    const std::string spare = TrackText(ClipText(0, 20), false);
+    const Imported chain(
+        Tracks(spare + "," + TrackText(MattedBy("0"), false) + "," + spare + "," + TrackText(MattedBy("1"))));
+    EXPECT_EQ(ItemsOfTracks(chain), (Counts{1, 1, 0, 1}));
+    const Imported alone(
+        Tracks(spare + "," + TrackText(MattedBy("0"), false) + "," + TrackText(ClipText(0, 20))));
+    EXPECT_EQ(ItemsOfTracks(alone), Counts{1}) << "what isn't seen looks at nothing";
+}
+
+TEST(DisabledTracks, OfMissingMediaAreMissedWhereTheyAreLookedAt)
+{
+    const Imported imported(
+        Tracks(TrackText(ClipText(0, 20, "", kMissing), false) + "," + TrackText(MattedBy("0"))));
+    EXPECT_EQ(imported.Kinds(), Faults{"missing-media"});
+    EXPECT_TRUE(imported.mTimeline.HasMissingMedia());
+}
+
+TEST(DisabledTracks, AreNotForNumbersThatAreNone)
+{
+    for (const char* const number : {"7", "-1", "\"zero\"", "[0,0]"})
+    {
+        const Imported imported(
+            Tracks(TrackText(ClipText(0, 20), false) + "," + TrackText(MattedBy(number))));
+        const Counts counts = ItemsOfTracks(imported);
+        EXPECT_EQ(counts.back(), 1u) << number;
+        EXPECT_EQ(counts.size() == 2 ? counts.front() : 0, 0u) << number;
+    }
+}
+
+const std::string kSteps = R"({"keys":[{"t":[0,24],"v":0},{"t":[10,24],"v":1}]})";
+
+TEST(DocumentImport, ChoicesAndSwitchesHoldEachKeyframeUpToTheNext)
+{
+    const Imported imported(
+        OneTrack(ClipText(5, 20,
+                          EffectText("vrender:difference-matte-key",
+                                     R"("Smoothing":)" + kSteps + R"(,"Mask Only":)" + kSteps)),
+                 kCanvas));
+    EXPECT_EQ(imported.Kinds(), Faults());
+    const BE::ParameterListRef parameters = imported.Item().mEffects.at(0)->GetParameters();
+    for (const double frame : {0.0, 9.0, 10.0, 19.0})
+    {
+        MF::Keyframe<std::uint32_t> smoothing;
+        MF::Keyframe<bool> isMaskOnly;
+        EXPECT_EQ(parameters->at(3)->GetValueAtTime(smoothing, Frames(5 + frame), 0), 0);
+        EXPECT_EQ(parameters->at(4)->GetValueAtTime(isMaskOnly, Frames(5 + frame), 0), 0);
+        EXPECT_EQ(smoothing.mValue, frame < 10.0 ? 0u : 1u) << frame;
+        EXPECT_EQ(isMaskOnly.mValue, frame >= 10.0) << frame;
+    }
+}
+
+TEST(DocumentImport, WarnsOfATrackThatIsKeyed)
+{
+    const Imported imported(Tracks(TrackText(ClipText(0, 20), false) + "," +
+                                   TrackText(ClipText(0, 20), false) + "," + TrackText(MattedBy(kSteps))));
+    EXPECT_EQ(imported.Kinds(), Faults{"keyed-track"});
+    EXPECT_EQ(ItemsOfTracks(imported), (Counts{1, 0, 1}));
 }
 
 TEST(DocumentImport, LeavesOutEffectsThatNobodyKnows)

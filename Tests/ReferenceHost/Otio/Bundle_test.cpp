@@ -3,6 +3,7 @@
 
 #include "Tests/ReferenceHost/Otio/DocumentText.h"
 
+#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
@@ -53,6 +54,14 @@ protected:
                                      inPacksAll || name == "content.otio" ? ZIP_CM_DEFLATE : ZIP_CM_STORE, 0);
         }
         ASSERT_EQ(zip_close(archive), 0);
+    }
+
+    bool Unpack(const std::string& inName, const std::string& inEntry, std::string& outError) const
+    {
+        const int file = ::open(At("unpacked").c_str(), O_CREAT | O_TRUNC | O_WRONLY | O_CLOEXEC, 0600);
+        const bool isDone = Otio::UnpackEntry(At(inName), inEntry, file, outError);
+        ::close(file);
+        return isDone;
     }
 
     std::string BytesOf(const std::string& inName, const Otio::FilePart& inPart) const
@@ -147,14 +156,75 @@ TEST_F(Bundles, OfArchivesHoldTheirMediaWhereItLies)
     EXPECT_EQ(locator.Locate(reference, "/x", problems).mKind, Otio::MediaKind::kMissing);
 }
 
-TEST_F(Bundles, PackedMediaOfArchivesAreNotRead)
+TEST_F(Bundles, PackedMediaOfArchivesIsUnpacked)
 {
-    WriteArchive("edit.otioz", {{"content.otio", "text"}, {"media/a.mov", std::string(1000, 'm')}}, true);
+    std::string movie;
+    for (int number = 0; number < 400000; ++number)
+    {
+        movie += std::to_string(number);
+    }
+    WriteArchive("edit.otioz", {{"content.otio", "text"}, {"media/a.mov", movie}}, true);
     Bundle bundle;
     Otio::ProblemList problems;
     ASSERT_TRUE(bundle.Open(At("edit.otioz"), problems));
     Otio::FilePart part;
     EXPECT_FALSE(bundle.FindEntry("media/a.mov", part));
+    EXPECT_TRUE(bundle.HasPackedEntry("media/a.mov"));
+    EXPECT_FALSE(bundle.HasPackedEntry("media/b.mov"));
+    Otio::FileLocator locator({}, bundle, {});
+    Otio::MediaReference reference;
+    reference.mKind = Otio::MediaKind::kFile;
+    reference.mUrl = "media/a.mov";
+    const Otio::LocatedMedia media = locator.Locate(reference, "/x", problems);
+    EXPECT_EQ(media.mEntry, "media/a.mov");
+    EXPECT_EQ(media.mSize, 0u);
+    std::string error;
+    EXPECT_TRUE(Unpack("edit.otioz", "media/a.mov", error)) << error;
+    EXPECT_EQ(BytesOf("unpacked", {0, std::filesystem::file_size(mRoot / "unpacked")}), movie);
+    EXPECT_FALSE(Unpack("edit.otioz", "media/b.mov", error));
+    EXPECT_FALSE(error.empty());
+    EXPECT_FALSE(Unpack("none.otioz", "media/a.mov", error));
+    EXPECT_FALSE(Otio::UnpackEntry(At("edit.otioz"), "media/a.mov", -1, error)) << "no file to write";
+    // Damaged in the middle of its stream.
+    std::string bytes = BytesOf("edit.otioz", {0, std::filesystem::file_size(mRoot / "edit.otioz")});
+    bytes[bytes.size() / 2] = static_cast<char>(bytes[bytes.size() / 2] ^ 0x55);
+    Write("damaged.otioz", bytes);
+    error.clear();
+    EXPECT_FALSE(Unpack("damaged.otioz", "media/a.mov", error));
+    EXPECT_FALSE(error.empty());
+}
+
+TEST_F(Bundles, OfArchivesHoldImagesOfSequences)
+{
+    WriteArchive("edit.otioz", {{"content.otio", "text"},
+                                {"seq/a1.png", "one"},
+                                {"seq/a2.png", "two"},
+                                {"seq/b3.png", "x"},
+                                {"seq/a4.jpg", "x"},
+                                {"seq/a/5.png", "x"},
+                                {"a6.png", "six"}});
+    Bundle bundle;
+    Otio::ProblemList problems;
+    ASSERT_TRUE(bundle.Open(At("edit.otioz"), problems));
+    Otio::FileLocator locator({}, bundle, {});
+    Otio::MediaReference reference;
+    reference.mKind = Otio::MediaKind::kImageSequence;
+    reference.mImages.mPrefix = "a";
+    reference.mImages.mSuffix = ".png";
+    for (const char* const folder : {"seq", "seq/"})
+    {
+        reference.mUrl = folder;
+        const Otio::LocatedMedia media = locator.Locate(reference, "/x", problems);
+        EXPECT_EQ(media.mKind, Otio::MediaKind::kImageSequence);
+        ASSERT_EQ(media.mParts.size(), 2u);
+        EXPECT_EQ(media.mParts[0].mName, "a1.png");
+        EXPECT_EQ(media.mParts[1].mName, "a2.png");
+        EXPECT_EQ(BytesOf("edit.otioz", {media.mParts[1].mOffset, media.mParts[1].mSize}), "two");
+    }
+    reference.mUrl = "";
+    EXPECT_EQ(locator.Locate(reference, "/x", problems).mParts.size(), 1u);
+    reference.mUrl = "none";
+    EXPECT_EQ(locator.Locate(reference, "/x", problems).mKind, Otio::MediaKind::kMissing);
 }
 
 TEST_F(Bundles, WithoutADocumentAreErrors)

@@ -195,10 +195,9 @@ TEST(OwnMetadata, EffectsAndTransitionsHaveParameters)
     EXPECT_EQ(read.Track().mTransitions.at(0).mParameters.at(0).mName, "Edge");
 }
 
-TEST(OwnMetadata, OfAGapOrATimelineThatWouldChangeAPictureIsNamed)
+TEST(OwnMetadata, OfATimelineThatWouldChangeAPictureIsNamed)
 {
-    EXPECT_EQ(Read(OneTrack(GapText("5", Own(R"("opacity":0.5)")))).Faults(),
-              Faults{"not-here " + kClip + "/metadata/vrender"});
+    EXPECT_EQ(Read(OneTrack(GapText("5", Own(R"("opacity":0.5)")))).Faults(), Faults{});
     EXPECT_EQ(Read(TimelineText(StackText(TrackText(ClipText("0", "5"))), Own(R"("opacity":0.5)"))).Faults(),
               Faults{"not-here /metadata/vrender"});
 }
@@ -355,6 +354,38 @@ TEST(Dialect, CroppingMovesByKeyframes)
     EXPECT_EQ(parts.at(0).mKeys[0].mValue, 1.0);
     EXPECT_EQ(parts.at(0).mKeys[1].mValue, 0.5);
     EXPECT_EQ(parts.at(0).mKeys[1].mTime, Frames(12));
+}
+
+TEST(Dialect, CroppedEdgesThatPassEachOtherLeaveNothing)
+{
+    const std::string closing = R"({"0":{"Value":0},"8":{"Value":0.8}})";
+    const auto far = [](const Read& inRead, std::size_t inCorner, std::size_t inPart)
+    {
+        std::vector<std::pair<double, double>> keys;
+        const auto& parts = std::get<std::vector<Otio::Scalar>>(
+            inRead.Item().mEffects->at(0)->mParameters.at(inCorner).mValue);
+        for (const Otio::Key& key : parts.at(inPart).mKeys)
+        {
+            keys.emplace_back(key.mTime / Frames(1), std::round(key.mValue * 1e6) / 1e6);
+        }
+        return keys;
+    };
+    using Keys = std::vector<std::pair<double, double>>;
+    const Read both = WithDialect(Dialect("Cropping", 3,
+                                          DialectParameter("cropLeft", "0", "0.0", closing) + "," +
+                                              DialectParameter("cropRight", "0", "0.0", closing)));
+    EXPECT_EQ(far(both, 0, 0), (Keys{{0, 0}, {8, 0.8}}));
+    EXPECT_EQ(far(both, 1, 0), (Keys{{0, 1}, {5, 0.5}, {8, 0.8}}));
+    // One that stands, and keyframes at different times.
+    const Read one = WithDialect(Dialect("Cropping", 3,
+                                         DialectParameter("cropTop", "0.6", "0.0") + "," +
+                                             DialectParameter("cropBottom", "0", "0.0", closing)));
+    EXPECT_EQ(far(one, 2, 1), (Keys{{0, 1}, {4, 0.6}, {8, 0.6}}));
+    const Read apart = WithDialect(
+        Dialect("Cropping", 3,
+                DialectParameter("cropLeft", "0", "0.0", R"({"2":{"Value":0},"4":{"Value":1}})") + "," +
+                    DialectParameter("cropRight", "0", "0.0", R"({"0":{"Value":0.5},"8":{"Value":0.5}})")));
+    EXPECT_EQ(far(apart, 1, 0), (Keys{{0, 0.5}, {2, 0.5}, {3, 0.5}, {4, 1}, {8, 1}}));
 }
 
 TEST(Dialect, GivesGeneratorsTheirColour)
