@@ -3,11 +3,13 @@
 #include "ReferenceHost/Effects/Frei0r/Plugin.h"
 #include "ReferenceHost/Effects/Frei0r/PluginProvider.h"
 #include "ReferenceHost/Effects/Frei0r/Sandbox.h"
+#include "ReferenceHost/Effects/Frei0r/Scan.h"
 #include "TVK/Allocated.h"
 #include "Tests/ReferenceHost/Frei0r/TestPlugins.h"
 #include "Tests/Support/Paths.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cfenv>
 #include <clocale>
 #include <cstring>
@@ -252,7 +254,7 @@ TEST(PluginMixers, LayThePictureOverThatOfATrack)
     const ML::IVideoFilterRef filter = registry->CreateFilter("frei0r:mixer");
     ASSERT_TRUE(filter);
     const Scene own = EffectScenes::Filled(16, 8, {0.2, 0.2, 0.2, 1.0});
-    const MF::IVideoFrameRef below =
+    MF::IVideoFrameRef below =
         FrameOf(EffectScenes::Filled(16, 8, {0.8, 0.8, 0.8, 0.0}), MF::kPixelFormat_BGRA_4444_8u);
     const auto draw = [&](double inLevel, bool inHasTrack, bool inPlays)
     {
@@ -277,6 +279,8 @@ TEST(PluginMixers, LayThePictureOverThatOfATrack)
     EXPECT_EQ(draw(0.0, false, true), (std::vector<int>{51, 51, 51, 255})) << "no track is set";
     below->SetAlphaType(norviktypes::kAlphaChannel_Opaque);
     EXPECT_EQ(draw(0.0, true, true), (std::vector<int>{204, 204, 204, 255})) << "whatever its alpha says";
+    below = FrameOf(EffectScenes::Filled(16, 4, {0.8, 0.8, 0.8, 1.0}), MF::kPixelFormat_BGRA_4444_8u);
+    EXPECT_EQ(draw(0.0, true, true), std::vector<int>()) << "a picture of another size is none to mix with";
 }
 
 TEST(PluginSources, DrawInThePlaceOfThePicture)
@@ -297,16 +301,24 @@ TEST(PluginSources, DrawInThePlaceOfThePicture)
 class Past final : public TVK::Implements<Past, ML::SubTreeRender>
 {
 public:
+    explicit Past(std::atomic<int>& ioFetched) : mFetched(ioFetched) {}
+
     void RenderFrame(const norviktypes::TickTime& inTime, MF::IVideoFrameRef& outFrame, bool) override
     {
+        ++mFetched;
         outFrame = FrameAt(inTime.ToFrame64(kRate));
     }
     static MF::IVideoFrameRef FrameAt(std::int64_t inFrame)
     {
         const double level = static_cast<double>(inFrame + 1) / 255.0;
-        return FrameOf(EffectScenes::Filled(16, 8, {level, level, level, level}),
-                       MF::kPixelFormat_BGRA_4444_8u);
+        const MF::IVideoFrameRef frame =
+            FrameOf(EffectScenes::Filled(16, 8, {level, level, level, level}), MF::kPixelFormat_BGRA_4444_8u);
+        frame->SetFieldType(norviktypes::kFieldType_UpperFirst);
+        return frame;
     }
+
+private:
+    std::atomic<int>& mFetched;
 };
 
 class PluginHistories : public testing::Test
@@ -316,6 +328,7 @@ protected:
     {
         // Stateful is a plug-in by its name.
         std::filesystem::create_symlink(PathOf("sums"), mFolder.File("nervous.so"));
+        std::filesystem::create_symlink(PathOf("tells"), mFolder.File("delay0r.so"));
         Frei0r::ProviderSettings settings;
         settings.mFolders = {mFolder.Path()};
         settings.mAllowsStateful = true;
@@ -323,27 +336,45 @@ protected:
         mFilter = mRegistry.CreateFilter("frei0r:nervous");
     }
 
-    // The sum of all pictures that the plug-in has seen, at a frame of the media; -1: no picture.
-    int SumAt(std::int64_t inFrame)
+    // The picture at a frame of the media; empty where there is none.
+    MF::IVideoFrameRef FrameAt(std::int64_t inFrame)
     {
         ML::VideoFilterRender render;
         render.mFrameRate = kRate;
+        render.mInfo = &mInfo;
+        render.mParameters = &mParameters;
         render.mEffectStart = norviktypes::TickTime::FromFrame(mStart, kRate);
         render.mClipTime = norviktypes::TickTime::FromFrame(inFrame, kRate);
         // As of an item that a transition shows earlier.
         render.mSequenceTime =
             mStart > 0 ? std::max(render.mClipTime, render.mEffectStart) : render.mClipTime;
         render.mFrame = render.mSequenceTime.ToFrame64(kRate);
-        render.mSubTree = ML::SubTreeRenderRef(new Past());
+        render.mSubTree = ML::SubTreeRenderRef(new Past(mFetched));
         MF::IVideoFrameRef frame;
         const bool isDrawn = mFilter && mFilter->Render(render, Past::FrameAt(inFrame), frame) >= 0;
-        return isDrawn ? BytesAt(SceneOf(frame), 5)[0] : -1;
+        return isDrawn ? frame : MF::IVideoFrameRef();
+    }
+
+    // The sum of all pictures that the plug-in has seen, at a frame of the media; -1: no picture.
+    int SumAt(std::int64_t inFrame)
+    {
+        const MF::IVideoFrameRef frame = FrameAt(inFrame);
+        return frame ? BytesAt(SceneOf(frame), 5)[0] : -1;
+    }
+    int FetchedFor(std::int64_t inFrame)
+    {
+        mFetched = 0;
+        EXPECT_EQ(SumAt(inFrame), (inFrame + 1) * (inFrame + 2) / 2);
+        return mFetched;
     }
 
     const TestSupport::ScratchFolder mFolder;
     Effects::EffectRegistry mRegistry;
     ML::IVideoFilterRef mFilter;
     std::int64_t mStart = 0; // the frame of the media with which the item begins
+    ML::EffectRenderInfo mInfo{};
+    MF::KeyframeStore mParameters;
+    std::atomic<int> mFetched{0}; // frames of the past
 };
 
 TEST_F(PluginHistories, BeginWithTheItemWhateverFrameIsAskedFor)
@@ -370,6 +401,34 @@ TEST_F(PluginHistories, SeeNothingOfTheMediaInFrontOfTheItem)
     EXPECT_EQ(SumAt(3), 4);
     mStart = 5;
     EXPECT_EQ(SumAt(5), 6) << "the other part of a clip that was cut";
+}
+
+TEST_F(PluginHistories, BeginAnewWhereParametersOrQualityAreOthers)
+{
+    ASSERT_TRUE(mFilter);
+    EXPECT_EQ(FetchedFor(4), 4);
+    EXPECT_EQ(FetchedFor(5), 0);
+    mParameters = EffectScenes::StoreOf({{0, TestSupport::MakeNumberParameter(0.5)}});
+    EXPECT_EQ(FetchedFor(5), 5) << "what was drawn with others";
+    EXPECT_EQ(FetchedFor(6), 0);
+    mInfo.quality = norviktypes::kRenderQuality_Max;
+    EXPECT_EQ(FetchedFor(6), 6);
+    EXPECT_EQ(FetchedFor(7), 0);
+}
+
+TEST_F(PluginHistories, GiveEachFrameItsTimeAndFields)
+{
+    mFilter = mRegistry.CreateFilter("frei0r:delay0r");
+    ASSERT_TRUE(mFilter);
+    ASSERT_TRUE(FrameAt(4));
+    for (const int frame : {1, 3, 4})
+    {
+        const MF::IVideoFrameRef drawn = FrameAt(frame); // on the way to the fourth
+        ASSERT_TRUE(drawn);
+        EXPECT_EQ(BytesAt(SceneOf(drawn), 0)[2], frame * 4) << "hundredths of a second";
+        EXPECT_EQ(drawn->GetFieldType(), norviktypes::kFieldType_UpperFirst);
+    }
+    EXPECT_EQ(mFetched, 4);
 }
 
 TEST_F(PluginHistories, AreTheSameOnSeveralThreads)
@@ -456,6 +515,30 @@ TEST(PluginSandbox, MakesNothingOfWhatIsNotThere)
     Frei0r::Sandbox sandbox;
     EXPECT_FALSE(sandbox.MakeInstance(plugin, {8, 8, 1}));
     plugin.mFile.mPath = "/nowhere/at all.so";
+    EXPECT_FALSE(sandbox.MakeInstance(plugin, {8, 8, 1}));
+}
+
+TEST(PluginSandbox, MakesNothingOfWhatIsNotWhatItWas)
+{
+    const auto scanned = Frei0r::ProbePlugins({TestPlugins::FileOf(PathOf("tells"))}).at(0);
+    Frei0r::Sandbox sandbox;
+    EXPECT_TRUE(sandbox.MakeInstance(scanned, {8, 8, 1}));
+    auto other = scanned;
+    other.mFacts.mParameters.pop_back();
+    EXPECT_FALSE(sandbox.MakeInstance(other, {8, 8, 1}));
+    other = scanned;
+    other.mFacts.mColorModel = Frei0r::ColorModel::kBGRA;
+    EXPECT_FALSE(sandbox.MakeInstance(other, {8, 8, 1}));
+    other = scanned;
+    other.mFacts.mType = Frei0r::PluginType::kSource;
+    EXPECT_FALSE(sandbox.MakeInstance(other, {8, 8, 1}));
+}
+
+TEST(PluginSandbox, OutlivesPluginsThatHangWhenTheyAreLoaded)
+{
+    Frei0r::ScannedPlugin plugin;
+    plugin.mFile = TestPlugins::FileOf(PathOf("hangs"));
+    Frei0r::Sandbox sandbox(1);
     EXPECT_FALSE(sandbox.MakeInstance(plugin, {8, 8, 1}));
 }
 

@@ -2,6 +2,7 @@
 #include "ReferenceHost/Media/FFmpeg/FFmpegVideoSource.h"
 #include "ReferenceHost/Session/HostSession.h"
 #include "RenderableSources.h"
+#include "Tests/ReferenceHost/Session/ServiceOfProcess.h"
 #include "Tests/Support/Paths.h"
 #include "VideoRenderer.h"
 
@@ -65,6 +66,7 @@ protected:
     {
         // Drops the reads that nobody waited for; the streams' items are then all gone.
         ML::VideoRenderer::Shutdown();
+        SessionTests::sIsServiceDown = true;
         EXPECT_EQ(VF::SharedVideoFrameCache::GetCounters().mAnnouncedKeys, 0u);
         VF::SharedVideoFrameCache::Clear();
     }

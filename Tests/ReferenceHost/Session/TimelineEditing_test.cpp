@@ -3,6 +3,7 @@
 #include "ReferenceHost/Session/RenderService.h"
 #include "ReferenceHost/Session/TimelineFile.h"
 #include "RenderObserver.h"
+#include "Tests/ReferenceHost/Session/ServiceOfProcess.h"
 #include "Tests/Support/Paths.h"
 #include "Tests/Support/Scale.h"
 #include "VF/VideoFrame.h"
@@ -104,6 +105,12 @@ protected:
         sCounter = std::make_unique<RenderCounter>();
         sHost = std::make_unique<HostSession>(ScatteredHost());
         sService = std::make_unique<RenderService>();
+    }
+
+    void SetUp() override
+    {
+        ASSERT_FALSE(SessionTests::sIsServiceDown)
+            << "another test has taken the service of this process down; run TimelineEditing.* by itself";
     }
 
     static void TearDownTestSuite()

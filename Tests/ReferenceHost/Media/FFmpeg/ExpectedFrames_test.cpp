@@ -1,4 +1,6 @@
+#include "ReferenceHost/Media/FFmpeg/FFmpegVideoSource.h"
 #include "ReferenceHost/Media/FFmpeg/PictureChecksum.h"
+#include "ReferenceHost/Media/IMediaFacts.h"
 #include "Tests/ReferenceHost/Media/FFmpegClips.h"
 #include "Tests/ReferenceHost/Media/LinearDecode.h"
 #include "Tests/Support/Paths.h"
@@ -195,6 +197,22 @@ TEST_F(ExpectedFrames, WhatLiesOutsideOfTheStreamIsPassedOver)
     Ask({0, 99});
     EXPECT_EQ(mFile->Statistics().unexpected, 0u);
     Ask({50});
+    EXPECT_EQ(mFile->Statistics().unexpected, 1u);
+}
+
+TEST_F(ExpectedFrames, TimesStandForTheFramesThatTheyTouch)
+{
+    Open("h264_b.mp4");
+    const BE::IVideoSourceRef source(new Media::FFmpegVideoSource(mFile, TVK::Guid(0x457870, 0x656374)));
+    norviktypes::FrameRate rate;
+    source->GetFrameRate(rate);
+    const auto at = [&](std::int64_t inFrame) { return norviktypes::TickTime::FromFrame(inFrame, rate); };
+    const Media::IFrameExpectationsRef expectations(source);
+    ASSERT_TRUE(expectations);
+    expectations->Expect({{at(10), at(12)}, {at(95), at(200)}, {at(300), at(301)}});
+    Ask({10, 11, 95, 99});
+    EXPECT_EQ(mFile->Statistics().unexpected, 0u);
+    Ask({12});
     EXPECT_EQ(mFile->Statistics().unexpected, 1u);
 }
 
