@@ -6,6 +6,7 @@
 #include "Tests/Support/FailingOperatorNew.h"
 #include "Tests/Support/FrameTools.h"
 #include "Tests/Support/Layers/LayerNode.h"
+#include "VF/VideoFrameManipulators.h"
 
 #include <gtest/gtest.h>
 
@@ -118,6 +119,27 @@ TEST_P(CompositorMemory, FrameThatIsGivenHasAllTracks)
         }
     }
     FAIL() << "there is never enough";
+}
+
+// Layers at their size are laid over each other when somebody looks, which is still the stack itself.
+TEST(CompositorDrawing, IsDoneByWhoeverRendersTheStack)
+{
+    TestSupport::EmptyFrameCache();
+    ML::CutlistRenderParams params;
+    params.mWidth = params.mSourceWidth = 16;
+    params.mHeight = params.mSourceHeight = 8;
+    params.mPixelFormat = norviktypes::kPixelFormat_BGRA_4444_8u;
+    const ML::RenderableNodeCompositorRef stack(new ML::RenderableNodeCompositorImpl);
+    stack->AppendInput(Layer({200, 0, 0, 255}, 1.0f, norviktypes::kFieldType_Progressive), {});
+    stack->AppendInput(Layer({0, 200, 0, 255}, 1.0f, norviktypes::kFieldType_Progressive), {});
+    stack->Finalize();
+    MF::IVideoFrameRef frame;
+    const auto producer = stack->GetProducerForFrame(FrameTime(), params);
+    ASSERT_GE(producer->GetFrame(FrameTime(), params, frame), 0);
+    ASSERT_FALSE(frame->IsFrozen());
+    EXPECT_FALSE(VF::VideoFrameManipulators::CopyFrameLate(frame, params.mPixelFormat, 16, 8, {1, 1}))
+        << "there are pixels that may be written to";
+    EXPECT_EQ(TestSupport::PixelAt(frame, 15, 7), (Pixel{0, 200, 0, 255}));
 }
 
 INSTANTIATE_TEST_SUITE_P(OfFramesAndFields, CompositorMemory,

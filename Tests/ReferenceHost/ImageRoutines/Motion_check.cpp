@@ -424,6 +424,7 @@ TEST_P(Motion, FiltersTurnedBytesAsTheTwinDoes)
         const std::int32_t taps = ir::TurnedTaps::TapsFor(way.filter, way.width);
         ASSERT_LE(taps, ir::TurnedTaps::kMostTaps);
         const ir::TurnedTaps weights(way.filter, way.width, taps);
+        EXPECT_EQ(weights.IsLinear(), way.width == 1.0 && way.filter == ir::MotionFilter::kArea);
         for (std::int32_t count = 1; count < 40; ++count)
         {
             const bool isOpaque = count % 2 == 0;
