@@ -1,5 +1,6 @@
 #include "ReferenceHost/Project/ProjectModel.h"
 
+#include "ReferenceHost/Project/SequenceMessages.h"
 #include "norvik/config/Contract.h"
 
 #include <algorithm>
@@ -10,6 +11,7 @@ namespace Project
 SequenceRef ProjectModel::AddSequence(const SequenceSettings& inSettings)
 {
     mSequences.push_back(Sequence::Create(inSettings));
+    PostChangesOf(mSequences.back());
     if (!mMainSequence)
     {
         mMainSequence = mSequences.back();
@@ -33,6 +35,28 @@ void ProjectModel::SetMainSequence(const SequenceRef& inSequence)
     ML_INPUT_CONTRACT(isHere, "inSequence is of this project", "ReferenceHost/Project/ProjectModel",
                       "Project::ProjectModel::SetMainSequence", __LINE__);
     mMainSequence = inSequence;
+}
+
+void ProjectModel::SetStation(const norvik::utility::ImmutableString& inStationID)
+{
+    for (std::size_t index = 0; index < mPosters.size(); ++index)
+    {
+        mSequences[index]->RemoveObserver(mPosters[index]);
+    }
+    mPosters.clear();
+    mStationID = inStationID;
+    for (const SequenceRef& sequence : mSequences)
+    {
+        PostChangesOf(sequence);
+    }
+}
+
+void ProjectModel::PostChangesOf(const SequenceRef& inSequence)
+{
+    if (mStationID.Size() > 0)
+    {
+        mPosters.push_back(PostChanges(inSequence, mStationID));
+    }
 }
 
 BE::IMasterClipRef ProjectModel::GetMasterClip(std::string_view inName, std::string_view inMediaInstance)

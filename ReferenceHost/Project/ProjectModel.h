@@ -27,12 +27,20 @@ public:
     // Contract: one of this project.
     void SetMainSequence(const SequenceRef& inSequence);
 
+    // Where changes of all its sequences are posted from now on, as SequenceMessages.h tells; empty ends that. Whoever
+    // gives the station registers it and disposes of it.
+    void SetStation(const norvik::utility::ImmutableString& inStationID);
+
     // One master clip for each media instance: the same object for the same text. The name is that of the first
     // call.
     BE::IMasterClipRef GetMasterClip(std::string_view inName, std::string_view inMediaInstance);
 
 private:
+    void PostChangesOf(const SequenceRef& inSequence);
+
     std::vector<SequenceRef> mSequences;
+    norvik::utility::ImmutableString mStationID;
+    std::vector<std::uint64_t> mPosters; // observers of the sequences, by place; none without a station
     SequenceRef mMainSequence;
     std::map<std::string, BE::IMasterClipRef, std::less<>> mMasterClips;
 };

@@ -10,7 +10,8 @@
 // An edit costs what it touches: lists of items are shared in pieces between snapshots, and items are found by
 // binary search. The next cutlist is the last one with the changed ranges made anew.
 //
-// Every edit tells which stretch of time it changed: to observers, to the cutlists kept here, and to all sequences
+// Every edit tells which stretch of time it changed: to observers, which may post it to a station
+// (SequenceMessages.h), to the cutlists kept here, and to all sequences
 // that show this one, for the items that do. A sequence never shows itself, however indirectly, and no more than
 // kMostNestedSequences lie inside each other; edits that would break that are refused.
 //
