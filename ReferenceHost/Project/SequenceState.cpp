@@ -15,14 +15,8 @@ namespace
 
 using norviktypes::TickTime;
 
-bool IsOnAxis(const TickTime& inTime)
-{
-    return inTime > norviktypes::kTime_Min && inTime < norviktypes::kTime_Max;
-}
-
 bool HasGoodTimes(const ClipItem& inItem)
 {
-    // Within the axis, a sum of two times can't overflow.
     return IsOnAxis(inItem.mStart) && IsOnAxis(inItem.mDuration) &&
            inItem.mDuration > norviktypes::kTime_Zero && IsOnAxis(inItem.GetEnd()) &&
            IsOnAxis(inItem.mInPoint) && IsOnAxis(inItem.mHoldTime.value_or(TickTime())) &&
@@ -39,11 +33,6 @@ bool HasGoodRemap(const ClipItem& inItem)
     curve.mKeys = inItem.mTimeRemap;
     return inItem.mSpeed == 1.0 && IsWellFormed(curve) &&
            std::holds_alternative<double>(inItem.mTimeRemap.front().mValue);
-}
-
-bool Overlaps(const MF::TimeRange& inA, const MF::TimeRange& inB)
-{
-    return inA.mStart < inB.mEnd && inB.mStart < inA.mEnd;
 }
 
 // Gives the item other ends, and what it shows in between stays where it was on the track.
@@ -137,8 +126,7 @@ SequenceSettings SequenceState::GetSettings() const
     return mSettings;
 }
 
-template <class Edit>
-EditStatus SequenceState::Perform(const Edit& inEdit)
+EditStatus SequenceState::Perform(const std::function<EditStatus()>& inEdit)
 {
     Aftermath aftermath;
     EditStatus status = EditStatus::kOK;
@@ -546,136 +534,12 @@ void SequenceState::ShiftFromLocked(std::size_t inTrack, const TickTime& inFirst
     MarkLocked(range, inTrack);
 }
 
-EditStatus SequenceState::CheckTransitionLocked(std::size_t inTrack, const TransitionItem& inTransition) const
-{
-    const bool isLong = inTransition.mInOffset >= norviktypes::kTime_Zero &&
-                        inTransition.mOutOffset >= norviktypes::kTime_Zero &&
-                        inTransition.mInOffset + inTransition.mOutOffset > norviktypes::kTime_Zero;
-    if (!isLong || !IsOnAxis(inTransition.mCut) || !IsOnAxis(inTransition.mInOffset) ||
-        !IsOnAxis(inTransition.mOutOffset))
-    {
-        return EditStatus::kBadTime;
-    }
-    ItemList::Place place;
-    const TrackItemRef left = ItemAtCutLocked(inTrack, inTransition.mCut, true, place);
-    const TrackItemRef right = ItemAtCutLocked(inTrack, inTransition.mCut, false, place);
-    if (!left && !right)
-    {
-        return EditStatus::kNoSuchItem;
-    }
-    if ((left && left->GetTransitionObject(true)) || (right && right->GetTransitionObject(false)))
-    {
-        return EditStatus::kOverlap;
-    }
-    const MF::TimeRange range{inTransition.mCut - inTransition.mInOffset,
-                              inTransition.mCut + inTransition.mOutOffset};
-    if ((left && range.mStart < left->GetStart()) || (right && range.mEnd > right->GetEnd()))
-    {
-        return EditStatus::kBadTime;
-    }
-    if ((!left && !IsFreeLocked(inTrack, {range.mStart, inTransition.mCut}, 0)) ||
-        (!right && !IsFreeLocked(inTrack, {inTransition.mCut, range.mEnd}, 0)))
-    {
-        return EditStatus::kOverlap;
-    }
-    for (const TransitionObjectRef& other :
-         {left ? left->GetTransitionObject(false) : TransitionObjectRef(),
-          right ? right->GetTransitionObject(true) : TransitionObjectRef()})
-    {
-        if (other && Overlaps(range, {other->GetStart(), other->GetEnd()}))
-        {
-            return EditStatus::kOverlap;
-        }
-    }
-    return EditStatus::kOK;
-}
-
-EditStatus SequenceState::AddTransition(std::size_t inTrack, const TransitionItem& inTransition,
-                                        ItemID* outID)
-{
-    return Perform(
-        [&]
-        {
-            if (inTrack >= mTracks.size())
-            {
-                return EditStatus::kNoSuchTrack;
-            }
-            const EditStatus checked = CheckTransitionLocked(inTrack, inTransition);
-            if (checked != EditStatus::kOK)
-            {
-                return checked;
-            }
-            const ItemID id = ++mLastID;
-            mTransitions[id] = {inTrack, inTransition.mCut};
-            SetTransitionLocked(inTrack, inTransition.mCut,
-                                TransitionObjectRef(new TransitionObject(id, inTransition)));
-            if (outID != nullptr)
-            {
-                *outID = id;
-            }
-            return EditStatus::kOK;
-        });
-}
-
-EditStatus SequenceState::RemoveTransition(ItemID inID)
-{
-    return Perform(
-        [&]
-        {
-            const auto found = mTransitions.find(inID);
-            if (found == mTransitions.end())
-            {
-                return EditStatus::kNoSuchItem;
-            }
-            const Spot spot = found->second;
-            mTransitions.erase(found);
-            SetTransitionLocked(spot.mTrack, spot.mTime, {});
-            return EditStatus::kOK;
-        });
-}
-
-EditStatus SequenceState::SetTransitionEnabled(ItemID inID, bool inIsEnabled)
-{
-    const TransitionObjectRef transition = GetTransition(inID);
-    if (!transition)
-    {
-        return EditStatus::kNoSuchItem;
-    }
-    TransitionItem content = transition->GetContent();
-    content.mIsEnabled = inIsEnabled;
-    return Perform(
-        [&]
-        {
-            SetTransitionLocked(mTransitions[inID].mTrack, content.mCut,
-                                TransitionObjectRef(new TransitionObject(inID, content)));
-            return EditStatus::kOK;
-        });
-}
-
 TrackItemRef SequenceState::GetItem(ItemID inID) const
 {
     const std::lock_guard<std::mutex> lock(mLock);
     ItemList::Place place;
     std::size_t track = 0;
     return FindLocked(inID, place, track);
-}
-
-TransitionObjectRef SequenceState::GetTransition(ItemID inID) const
-{
-    const std::lock_guard<std::mutex> lock(mLock);
-    const auto found = mTransitions.find(inID);
-    if (found == mTransitions.end())
-    {
-        return {};
-    }
-    ItemList::Place place;
-    const Spot& spot = found->second;
-    if (const TrackItemRef left = ItemAtCutLocked(spot.mTrack, spot.mTime, true, place))
-    {
-        return left->GetTransitionObject(true);
-    }
-    const TrackItemRef right = ItemAtCutLocked(spot.mTrack, spot.mTime, false, place);
-    return right ? right->GetTransitionObject(false) : TransitionObjectRef();
 }
 
 TrackItemRef SequenceState::FindItem(std::size_t inTrack, const TickTime& inTime) const

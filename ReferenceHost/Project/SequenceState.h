@@ -15,6 +15,7 @@
 #include "ReferenceHost/Project/Sequence.h"
 #include "ReferenceHost/Project/Track.h"
 
+#include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -34,6 +35,12 @@ MF::IRenderableCutlistProviderRef CreateCutlistProvider(std::weak_ptr<SequenceSt
 inline constexpr double kHighestSpeed = 10000.0;
 
 inline constexpr MF::TimeRange kAllTime{norviktypes::kTime_Min, norviktypes::kTime_Max};
+
+// Within the axis, a sum of two times can't overflow.
+inline bool IsOnAxis(const norviktypes::TickTime& inTime)
+{
+    return inTime > norviktypes::kTime_Min && inTime < norviktypes::kTime_Max;
+}
 
 class SequenceState : public std::enable_shared_from_this<SequenceState>
 {
@@ -144,8 +151,7 @@ private:
     };
 
     // Locks, edits and tells who has to know. inEdit gives a status and changes nothing if it is not kOK.
-    template <class Edit>
-    EditStatus Perform(const Edit& inEdit);
+    EditStatus Perform(const std::function<EditStatus()>& inEdit);
     void Tie(const std::vector<BE::ISequenceRef>& inSequences);
     // To observers and to all sequences around this one.
     void Announce(const SequenceChange& inChange);

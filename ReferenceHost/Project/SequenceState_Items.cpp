@@ -93,67 +93,6 @@ void SequenceState::ReplaceLocked(std::size_t inTrack, const ItemList::Place& in
     TrackChangedLocked(inTrack);
 }
 
-// Both items are marked whole: how far they are shown decides how their times are held.
-void SequenceState::SetTransitionLocked(std::size_t inTrack, const TickTime& inCut,
-                                        const TransitionObjectRef& inTransition)
-{
-    for (const bool atEnd : {true, false})
-    {
-        ItemList::Place place;
-        const TrackItemRef before = ItemAtCutLocked(inTrack, inCut, atEnd, place);
-        if (!before)
-        {
-            continue;
-        }
-        const TrackItemRef item = MakeItemLocked(before->GetID(), before->GetContent(),
-                                                 atEnd ? before->GetTransitionObject(false) : inTransition,
-                                                 atEnd ? inTransition : before->GetTransitionObject(true));
-        ReplaceLocked(inTrack, place, item);
-        MarkLocked(before->GetReach(), inTrack);
-        MarkLocked(item->GetReach(), inTrack);
-    }
-}
-
-void SequenceState::DropTransitionLocked(std::size_t inTrack, const TransitionObjectRef& inTransition)
-{
-    if (inTransition)
-    {
-        mTransitions.erase(inTransition->GetID());
-        SetTransitionLocked(inTrack, inTransition->GetContent().mCut, {});
-    }
-}
-
-void SequenceState::MeetNeighboursLocked(std::size_t inTrack, const MF::TimeRange& inRange,
-                                         TransitionObjectRef (&ioTransitions)[2])
-{
-    for (const bool atEnd : {false, true})
-    {
-        const TrackItemRef neighbour = NeighbourLocked(inTrack, inRange, atEnd);
-        const TransitionObjectRef transition =
-            neighbour ? neighbour->GetTransitionObject(!atEnd) : TransitionObjectRef();
-        TransitionObjectRef& own = ioTransitions[atEnd ? 1 : 0];
-        if (!transition || own)
-        {
-            continue;
-        }
-        const TransitionObjectRef& other = ioTransitions[atEnd ? 0 : 1];
-        const bool meets =
-            atEnd ? neighbour->GetStart() == inRange.mEnd : neighbour->GetEnd() == inRange.mStart;
-        const bool fits = atEnd ? transition->GetStart() >= (other ? other->GetEnd() : inRange.mStart)
-                                : transition->GetEnd() <= (other ? other->GetStart() : inRange.mEnd);
-        const bool reaches =
-            atEnd ? transition->GetStart() < inRange.mEnd : transition->GetEnd() > inRange.mStart;
-        if (meets && fits)
-        {
-            own = transition;
-        }
-        else if (meets || reaches)
-        {
-            DropTransitionLocked(inTrack, transition);
-        }
-    }
-}
-
 // The last item in front of inRange, or the first one behind it. None lies inside.
 TrackItemRef SequenceState::NeighbourLocked(std::size_t inTrack, const MF::TimeRange& inRange,
                                             bool inBehind) const
@@ -165,27 +104,6 @@ TrackItemRef SequenceState::NeighbourLocked(std::size_t inTrack, const MF::TimeR
         return items.IsEnd(place) ? TrackItemRef() : items.At(place);
     }
     return place == items.Begin() ? TrackItemRef() : items.At(items.Previous(place));
-}
-
-void SequenceState::PartAtLocked(std::size_t inTrack, const TickTime& inTime)
-{
-    const TrackItemRef left = NeighbourLocked(inTrack, {inTime, inTime}, false);
-    const TrackItemRef right = NeighbourLocked(inTrack, {inTime, inTime}, true);
-    if (!left || !right)
-    {
-        return;
-    }
-    const TransitionObjectRef leaving = left->GetTransitionObject(true);
-    const TransitionObjectRef coming = right->GetTransitionObject(false);
-    const bool touch = left->GetEnd() == right->GetStart();
-    if (leaving && (touch || leaving->GetEnd() > right->GetStart()))
-    {
-        DropTransitionLocked(inTrack, leaving);
-    }
-    if (coming && (touch || coming->GetStart() < left->GetEnd()))
-    {
-        DropTransitionLocked(inTrack, coming);
-    }
 }
 
 void SequenceState::RemakeItemsLocked()
