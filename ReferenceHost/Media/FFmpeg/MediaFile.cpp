@@ -42,15 +42,22 @@ const AVCodec* FindDecoder(const AVStream& inStream)
     return avcodec_find_decoder(codec);
 }
 
+// Formats whose packets stand one by one among what tells of them.
+bool IsOfChunks(const MediaInput& inInput)
+{
+    return inInput.IsFormat("avi") || inInput.IsFormat("matroska");
+}
+
 // A hollow read sees no content, so only codecs whose every packet is one shown frame. AVI doesn't tell the
-// times of pictures that are decoded in another order; there it's for those that are large, too.
+// times of pictures that are decoded in another order, nor Matroska reliably which of them begin anew; there it's for
+// those that are large, too.
 bool MayReadHollow(const MediaInput& inInput, const AVCodecParameters& inParameters)
 {
-    if (inInput.IsFormat("avi"))
+    if (IsOfChunks(inInput))
     {
         return inParameters.codec_id == AV_CODEC_ID_RAWVIDEO || inParameters.codec_id == AV_CODEC_ID_V210 ||
                inParameters.codec_id == AV_CODEC_ID_HUFFYUV || inParameters.codec_id == AV_CODEC_ID_FFVHUFF ||
-               inParameters.codec_id == AV_CODEC_ID_UTVIDEO;
+               inParameters.codec_id == AV_CODEC_ID_UTVIDEO || inParameters.codec_id == AV_CODEC_ID_FFV1;
     }
     if (!inInput.IsFormat("mov"))
     {
@@ -73,11 +80,11 @@ bool MayReadHollow(const MediaInput& inInput, const AVCodecParameters& inParamet
     }
 }
 
-// A demuxer that leaves the chunks of an AVI would look for the next one in what is hollow. It never did if its
+// A demuxer that leaves the chunks of a file would look for the next one in what is hollow. It never did if its
 // packets are the chunks, each of them.
 bool IsTrue(const MediaInput& inHollow, const PacketTable& inPackets)
 {
-    if (!inHollow.IsFormat("avi"))
+    if (!IsOfChunks(inHollow))
     {
         return inPackets.Count() > 0;
     }

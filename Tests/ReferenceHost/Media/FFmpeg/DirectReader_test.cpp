@@ -5,6 +5,7 @@
 #include "ReferenceHost/Media/FFmpeg/MediaFile.h"
 #include "ReferenceHost/Media/FFmpeg/PictureChecksum.h"
 #include "Tests/ReferenceHost/Media/LinearDecode.h"
+#include "Tests/Support/ChildProcess.h"
 #include "Tests/Support/Paths.h"
 
 // Bare video, whose packets are read by their places in the file.
@@ -50,6 +51,26 @@ TEST_F(DirectReader, PicturesLieInThePoolAndAreThoseOfALinearDecode)
         EXPECT_GT(mFile->Statistics().pictureBytes, 0) << name;
         EXPECT_EQ(mFile->Statistics().reopenings, 0u) << name;
     }
+}
+
+TEST_F(DirectReader, PacketsOfMatroskaAreReadFromWithinTheirBlocks)
+{
+    const TestSupport::ScratchFolder folder;
+    const std::string path = folder.File("raw.mkv");
+    TestSupport::ChildRequest request;
+    request.words = {"ffmpeg", "-v",       "error", "-i",  TestSupport::MediaPath("raw_i420.avi"),
+                     "-c:v",   "rawvideo", "-map",  "0:v", path};
+    ASSERT_EQ(TestSupport::RunChild(request).exitCode, 0);
+    const std::vector<MediaTests::LinearFrame> linear = MediaTests::DecodeLinearly(path, 0);
+    Open(path);
+    for (const std::int64_t rank : {3, 0, 1, 2, 4, 3})
+    {
+        EXPECT_EQ(Checksum(rank),
+                  static_cast<std::uint32_t>(linear.at(static_cast<std::size_t>(rank)).checksum))
+            << rank;
+    }
+    EXPECT_GT(mFile->Statistics().pictureBytes, 0);
+    EXPECT_EQ(mFile->Statistics().reopenings, 0u);
 }
 
 TEST_F(DirectReader, AFileThatShrinksLosesTheFramesThatAreGoneAndNoOthers)

@@ -102,6 +102,16 @@ std::string InTwoLists(const std::string& inFile, std::size_t inFirst)
     return "RIFF" + LittleEndian(body.size()) + body + "RIFF" + LittleEndian(more.size()) + more;
 }
 
+// A hundred frames of 640x360.
+void MakeClip(const std::string& inPath, const std::string& inCodec)
+{
+    TestSupport::ChildRequest request;
+    request.words = {"sh", "-c",
+                     "ffmpeg -y -v error -f lavfi -i color=red:size=640x360:rate=25:duration=4 -c:v " +
+                         inCodec + " " + inPath};
+    ASSERT_EQ(TestSupport::RunChild(request).exitCode, 0);
+}
+
 std::int64_t BytesReadByThisProcess()
 {
     std::ifstream file("/proc/self/io");
@@ -201,28 +211,47 @@ TEST(HollowFile, OpensWhatItCannotListByReading)
     EXPECT_EQ(file->FrameCount(), static_cast<std::int64_t>(PlainScan(path).packets.Count()));
 }
 
-TEST(HollowFile, OpensRawVideoWithoutReadingIt)
+TEST(HollowFile, ListsThePacketsOfMatroskaAsReadingThemDoes)
 {
     TestSupport::ScratchFolder folder;
-    const std::string path = folder.File("raw.avi");
-    TestSupport::ChildRequest request;
-    request.words = {"ffmpeg",
-                     "-v",
-                     "error",
-                     "-f",
-                     "lavfi",
-                     "-i",
-                     "color=red:size=640x360:rate=25:duration=4",
-                     "-c:v",
-                     "rawvideo",
-                     "-pix_fmt",
-                     "yuv420p",
-                     path};
-    ASSERT_EQ(TestSupport::RunChild(request).exitCode, 0);
-    const std::int64_t before = BytesReadByThisProcess();
+    for (const char* codec : {"rawvideo -pix_fmt yuv420p", "ffv1 -pix_fmt yuv422p", "huffyuv"})
+    {
+        SCOPED_TRACE(codec);
+        const std::string path = folder.File("file.mkv");
+        MakeClip(path, codec);
+        ExpectSamePackets(path);
+    }
+}
+
+// It is read as before then.
+TEST(HollowFile, OpensATornMatroska)
+{
+    TestSupport::ScratchFolder folder;
+    const std::string whole = folder.File("whole.mkv");
+    const std::string path = folder.File("torn.mkv");
+    MakeClip(whole, "rawvideo -pix_fmt yuv420p");
+    const std::string bytes = ReadAll(whole);
+    WriteAll(path, bytes.substr(0, bytes.size() * 2 / 3));
     Media::FileError error;
     const auto file = Media::MediaFile::Open(path, Media::FileOptions(), error);
     ASSERT_TRUE(file) << error.text;
-    EXPECT_EQ(file->FrameCount(), 100);
-    EXPECT_LT(BytesReadByThisProcess() - before, 100LL * 640 * 360 * 3 / 2 / 4);
+    EXPECT_GT(file->FrameCount(), 50);
+    EXPECT_EQ(file->FrameCount(), static_cast<std::int64_t>(PlainScan(path).packets.Count()));
+}
+
+TEST(HollowFile, OpensRawVideoWithoutReadingIt)
+{
+    TestSupport::ScratchFolder folder;
+    for (const char* name : {"raw.avi", "raw.mkv"})
+    {
+        SCOPED_TRACE(name);
+        const std::string path = folder.File(name);
+        MakeClip(path, "rawvideo -pix_fmt yuv420p");
+        const std::int64_t before = BytesReadByThisProcess();
+        Media::FileError error;
+        const auto file = Media::MediaFile::Open(path, Media::FileOptions(), error);
+        ASSERT_TRUE(file) << error.text;
+        EXPECT_EQ(file->FrameCount(), 100);
+        EXPECT_LT(BytesReadByThisProcess() - before, 100LL * 640 * 360 * 3 / 2 / 4);
+    }
 }
