@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <cmath>
 #include <exception>
+#include <limits>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -67,7 +68,7 @@ struct Finding
     std::int64_t mFirstBeyond = kNoFrame;
     std::int64_t mWorst = kNoFrame; // the frame of the lowest PSNR
     PictureDifference mSum;
-    double mLeastPSNR = 0;
+    double mLeastPSNR = std::numeric_limits<double>::infinity();
 
     void Add(std::int64_t inFrame, const PictureDifference& inDifference, const Limits& inLimits)
     {
@@ -179,6 +180,12 @@ std::string WhyUnlike(const FrameList& inFirst, const FrameList& inSecond)
                        second.mWidth, second.mHeight);
 }
 
+// What has no end is as long as the other one.
+bool AreAsLong(const FrameList& inFirst, const FrameList& inSecond)
+{
+    return inFirst.Count() == inSecond.Count() || inFirst.Count() < 0 || inSecond.Count() < 0;
+}
+
 std::string FramesText(std::int64_t inFrames)
 {
     return inFrames < 0 ? "without an end" : fmt::format("{} frame{}", inFrames, inFrames == 1 ? "" : "s");
@@ -215,7 +222,7 @@ std::string TextOf(const FrameList& inFirst, const FrameList& inSecond, const Fi
     {
         text += inUnlike + "\n";
     }
-    text += inFirst.Count() == inSecond.Count() ? "" : "the lengths differ\n";
+    text += AreAsLong(inFirst, inSecond) ? "" : "the lengths differ\n";
     return text + (inAreEqual ? "equal within the limits\n" : "different\n");
 }
 
@@ -239,7 +246,7 @@ void AddList(JsonWriter& ioJson, const char* inName, const FrameList& inList)
     ioJson.End();
 }
 
-// Infinite PSNR, of pictures that are the same, is null.
+// Infinite PSNR, of pictures that are the same or that were not compared, is null.
 std::string JsonOf(const FrameList& inFirst, const FrameList& inSecond, const Finding& inFinding,
                    const std::string& inUnlike, bool inAreEqual)
 {
@@ -247,7 +254,7 @@ std::string JsonOf(const FrameList& inFirst, const FrameList& inSecond, const Fi
     AddList(json, "a", inFirst);
     AddList(json, "b", inSecond);
     json.Bool("equal", inAreEqual);
-    json.Bool("same_length", inFirst.Count() == inSecond.Count());
+    json.Bool("same_length", AreAsLong(inFirst, inSecond));
     json.Bool("same_size", inUnlike.empty());
     json.Integer("frames", inFinding.mFrames);
     json.Number("psnr", inFinding.mSum.PSNR());
@@ -294,12 +301,11 @@ ExitCode RunCompare(const Options& inOptions)
         second->Begin(frames, format);
         finding = Comparison(*first, *second, frames, limits).Run(host.mSession->Threads());
     }
-    // What has no end is as long as the other one.
-    const bool isAsLong = first->Count() == second->Count() || first->Count() < 0 || second->Count() < 0;
-    const bool areEqual = unlike.empty() && isAsLong && finding.mBeyond == 0;
+    const bool areEqual = unlike.empty() && AreAsLong(*first, *second) && finding.mBeyond == 0;
     console::PrintData(inOptions.mJson ? JsonOf(*first, *second, finding, unlike, areEqual)
                                        : TextOf(*first, *second, finding, unlike, areEqual));
-    return areEqual ? ExitCode::kDone : ExitCode::kFailed;
+    const ExitCode code = areEqual ? ExitCode::kDone : ExitCode::kFailed;
+    return second->WithWhatIsMissing(first->WithWhatIsMissing(code));
 }
 
 } // namespace vrender

@@ -201,7 +201,7 @@ ExitCode RunExplain(const Options& inOptions)
     {
         throw ToolError(ExitCode::kBadData, stories.front().mFailure);
     }
-    return ExitCode::kDone;
+    return WithWhatIsMissing(ExitCode::kDone, input);
 }
 
 } // namespace vrender

@@ -72,6 +72,11 @@ public:
 
     void Stop() noexcept override { mFeed->Stop(); }
 
+    ExitCode WithWhatIsMissing(ExitCode inCode) const override
+    {
+        return vrender::WithWhatIsMissing(inCode, mInput);
+    }
+
 private:
     const Media::MediaFacts& Facts() const { return mInput.mMaterial->Facts(); }
 
@@ -194,6 +199,7 @@ public:
     }
 
     void Stop() noexcept override {}
+    ExitCode WithWhatIsMissing(ExitCode inCode) const override { return inCode; }
 
 private:
     std::unique_ptr<Session::Clip> Open(std::int64_t inFrame) const

@@ -10,7 +10,7 @@
 //
 // Errors: ToolError; kBadData for a frame that can't be made.
 //
-// Thread-safety: GetFrame and Stop are safe; all else belongs to one thread, and comes before them.
+// Thread-safety: GetFrame and Stop are safe; all else belongs to one thread, and comes before or after them.
 namespace vrender
 {
 
@@ -33,6 +33,10 @@ public:
     virtual MF::IVideoFrameRef GetFrame(std::int64_t inFrame) = 0;
     // Who waits for a frame meets kFailed.
     virtual void Stop() noexcept = 0;
+
+    // inCode, or in place of kDone that frames so far show what stands for missing media, or that what they are made
+    // of has errors; says so.
+    virtual ExitCode WithWhatIsMissing(ExitCode inCode) const = 0;
 };
 
 // inHost outlives the list.

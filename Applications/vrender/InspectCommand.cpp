@@ -71,7 +71,8 @@ std::string TextOf(const GraphNode& inNode, std::size_t inIndex)
 
 std::string TextOf(const TimelineGraph& inGraph)
 {
-    std::string text = fmt::format("cutlist {}, {} segments\n", inGraph.mHash, inGraph.mSegmentCount);
+    std::string text = fmt::format("cutlist {}, {} segment{}\n", inGraph.mHash, inGraph.mSegmentCount,
+                                   inGraph.mSegmentCount == 1 ? "" : "s");
     for (const GraphSegment& segment : inGraph.mSegments)
     {
         text += TextOf(segment);
@@ -274,7 +275,7 @@ ExitCode RunInspect(const Options& inOptions)
     console::PrintData(form == Form::kText   ? TextOf(*graph)
                        : form == Form::kJson ? JsonOf(*graph)
                                              : DotOf(*graph));
-    return ExitCode::kDone;
+    return WithWhatIsMissing(ExitCode::kDone, input);
 }
 
 } // namespace vrender

@@ -169,7 +169,7 @@ ExitCode RunTimelineInfo(const Options& inOptions)
     }
     const OpenInput input = OpenInputOf(inOptions, Session::AccessPattern::kScattered, {25, 1});
     console::PrintData(inOptions.mJson ? JsonOf(input, inOptions.mInput) : TextOf(input, inOptions.mInput));
-    return ExitCode::kDone;
+    return WithWhatIsMissing(ExitCode::kDone, input);
 }
 
 } // namespace vrender

@@ -1,5 +1,6 @@
 #include "Applications/vrender/PictureDifference.h"
 #include "Tests/Applications/vrender/RunTool.h"
+#include "Tests/Applications/vrender/TimelineText.h"
 #include "Tests/Support/Paths.h"
 #include "VF/VideoFrame.h"
 
@@ -52,13 +53,41 @@ Sample& SampleOf(const MF::IVideoFrameRef& inFrame, int inRow, int inSample)
 // Of 16x4 pixels of four components.
 constexpr double kSamples = 256;
 
-// A movie of frames 0 to inFrames - 1 of a counter, without loss, and frame inOther in place of frame 3.
+// A movie of frames 0 to inFrames - 1 of a counter, without loss.
 void MakeCounter(const std::string& inPath, int inFrames)
 {
     ASSERT_EQ(RunTool({"render", "counter:size=160x90:duration=" + std::to_string(inFrames), inPath,
                        "--codec", "ffv1", "--pix-fmt", "bgr0"})
                   .exitCode,
               0);
+}
+
+// A folder of stills, each of one colour.
+std::string MakeStills(const ScratchFolder& inFolder, const std::string& inName,
+                       const std::vector<std::pair<std::string, std::string>>& inStills)
+{
+    const std::string path = inFolder.File(inName);
+    EXPECT_EQ(::mkdir(path.c_str(), 0777), 0);
+    for (const auto& [name, colour] : inStills)
+    {
+        EXPECT_EQ(RunTool({"frame", "color:" + colour + ":size=32x16", path + "/" + name}).exitCode, 0);
+    }
+    return path;
+}
+
+// A PNG of 16 bits, all components of which are inLevel.
+std::string MakeDeepStill(const ScratchFolder& inFolder, int inLevel)
+{
+    const std::string path = inFolder.File(std::to_string(inLevel) + ".png");
+    const std::string level = std::to_string(inLevel);
+    RunFFmpeg("-f lavfi -i color=black:size=32x16,format=gbrp16le,geq=r=" + level + ":g=" + level +
+              ":b=" + level + " -frames:v 1 -pix_fmt rgb48be " + path);
+    return path;
+}
+
+double Psnr(double inMeanSquare)
+{
+    return 10 * std::log10(255 * 255 / inMeanSquare);
 }
 
 } // namespace
@@ -134,6 +163,64 @@ TEST(Compare, TellsTheFirstFrameThatDiffersAndEndsWithOne)
     EXPECT_NE(text.out.find("the first is 3 (f3.png)"), std::string::npos) << text.out;
 }
 
+TEST(Compare, TellsHowFarFramesAreApart)
+{
+    const ScratchFolder folder;
+    const std::string first =
+        MakeStills(folder, "a",
+                   {{"0.png", "#808080"}, {"1.png", "#808080"}, {"2.png", "#808080"}, {"3.png", "#808080"}});
+    const std::string second =
+        MakeStills(folder, "b",
+                   {{"0.png", "#828080"}, {"1.png", "#908080"}, {"2.png", "#908080"}, {"3.png", "#808080"}});
+    const ChildResult result = Compare({first, second, "--json", "--max-diff", "2", "--threads", "1"});
+    EXPECT_EQ(result.exitCode, 1) << result.Describe();
+    EXPECT_EQ(Member(result.out, "differing"), "3");
+    EXPECT_EQ(Member(result.out, "first_differing"), "0");
+    EXPECT_EQ(Member(result.out, "beyond_limits"), "2");
+    EXPECT_EQ(Member(result.out, "first_beyond_limits"), "1");
+    EXPECT_EQ(Member(result.out, "lowest_psnr_frame"), "1") << "the first of those that are as low";
+    EXPECT_NEAR(std::stod(Member(result.out, "lowest_psnr")), Psnr(16 * 16 / 4.0), 1e-6);
+    EXPECT_NEAR(std::stod(Member(result.out, "psnr")), Psnr((2 * 2 + 2 * 16 * 16) / 16.0), 1e-6);
+    const ChildResult text = Compare({first, second, "--max-diff", "2"});
+    EXPECT_NE(text.out.find("beyond the limits:   2 frames, the first is 1\n"), std::string::npos)
+        << text.out;
+    const std::string lowest = Member(result.out, "lowest_psnr");
+    EXPECT_EQ(Compare({first, second, "--min-psnr", lowest}).exitCode, 0) << "a limit is still allowed";
+}
+
+TEST(Compare, FinerPicturesAreComparedInFloats)
+{
+    const ScratchFolder folder;
+    const std::string coarse = MakeDeepStill(folder, 32896); // 128 of 255
+    const std::string fine = MakeDeepStill(folder, 32960);
+    ASSERT_EQ(RunTool({"frame", "color:#808080:size=32x16", folder.File("8.png")}).exitCode, 0);
+    for (const auto& [first, second] : {std::pair{coarse, fine}, std::pair{folder.File("8.png"), fine},
+                                        std::pair{fine, folder.File("8.png")}})
+    {
+        const ChildResult result = Compare({first, second, "--json"});
+        EXPECT_EQ(result.exitCode, 1) << result.Describe();
+        EXPECT_NEAR(std::stod(Member(result.out, "largest_difference")), 64.0 / 257, 1e-3);
+    }
+}
+
+TEST(Compare, FoldersHoldStillsOfOneSizeInTheOrderOfNumbers)
+{
+    const ScratchFolder folder;
+    const std::string padded =
+        MakeStills(folder, "a", {{"f003.png", "red"}, {"f10.png", "#00FF00"}, {".f1.png", "blue"}});
+    const std::string plain = MakeStills(folder, "b", {{"f0.png", "red"}, {"f1.png", "#00FF00"}});
+    const ChildResult result = Compare({padded, plain});
+    EXPECT_EQ(result.exitCode, 0) << result.Describe() << result.out;
+    ASSERT_EQ(RunTool({"frame", "color:#00FF00:size=32x18", plain + "/f1.png", "--overwrite"}).exitCode, 0);
+    const ChildResult larger = Compare({padded, plain});
+    EXPECT_EQ(larger.exitCode, 65) << larger.Describe();
+    EXPECT_NE(larger.err.find("f1.png: has another size than f0.png"), std::string::npos) << larger.err;
+    MakeCounter(padded + "/f11.mkv", 3);
+    const ChildResult movie = Compare({padded, padded});
+    EXPECT_EQ(movie.exitCode, 65) << movie.Describe();
+    EXPECT_NE(movie.err.find("f11.mkv: is no still"), std::string::npos) << movie.err;
+}
+
 TEST(Compare, LimitsSayWhatCountsAsEqual)
 {
     const ScratchFolder folder;
@@ -169,14 +256,41 @@ TEST(Compare, InputsOfAnotherLengthOrSizeDiffer)
     const ChildResult larger = Compare({folder.File("five.mkv"), "counter:size=162x90:duration=5", "--json"});
     EXPECT_EQ(larger.exitCode, 1) << larger.Describe();
     EXPECT_EQ(Member(larger.out, "same_size"), "false");
+    EXPECT_EQ(Member(larger.out, "lowest_psnr"), "null") << "nothing was compared";
+    EXPECT_EQ(Compare({folder.File("five.mkv"), "counter:size=160x92:duration=5"}).exitCode, 1);
 }
 
 TEST(Compare, WhatHasNoEndIsAsLongAsTheOther)
 {
     const ScratchFolder folder;
     MakeCounter(folder.File("five.mkv"), 5);
-    EXPECT_EQ(Compare({folder.File("five.mkv"), "counter:size=160x90"}).exitCode, 0);
+    const ChildResult text = Compare({folder.File("five.mkv"), "counter:size=160x90"});
+    EXPECT_EQ(text.exitCode, 0);
+    EXPECT_EQ(text.out.find("the lengths differ"), std::string::npos) << text.out;
+    const ChildResult json = Compare({"counter:size=160x90", folder.File("five.mkv"), "--json"});
+    EXPECT_EQ(json.exitCode, 0);
+    EXPECT_EQ(Member(json.out, "same_length"), "true");
+    EXPECT_EQ(Compare({"color:red:size=160x90", folder.File("five.mkv")}).exitCode, 1);
+    EXPECT_EQ(Compare({folder.File("five.mkv"), "color:red:size=160x90"}).exitCode, 1);
     EXPECT_EQ(Compare({"counter:size=160x90", "counter:size=160x90"}).exitCode, 64);
+}
+
+TEST(Compare, WhatStandsForMissingMediaIsNotEqualWithoutAWord)
+{
+    const ScratchFolder folder;
+    const std::string path = folder.File("edit.otio");
+    WriteFile(path, TimelineText({TrackText({ClipText(FileText("gone.mov"), {0}, {2})})}));
+    const ChildResult missing = Compare({path, path});
+    EXPECT_EQ(missing.exitCode, 2) << missing.Describe();
+    EXPECT_NE(missing.err.find("2 frames show what stands for missing media"), std::string::npos)
+        << missing.err;
+    EXPECT_EQ(Compare({"counter:size=160x90", path}).exitCode, 1);
+    WriteFile(
+        path,
+        TimelineText({TrackText({ClipText(CounterText(), {0}, {2}), ClipText(CounterText(), {0}, {-2})})}));
+    EXPECT_EQ(Compare({path, path}).exitCode, 2) << "an error of the document";
+    WriteFile(path, TimelineText({TrackText({ClipText(CounterText(), {0}, {2})})}));
+    EXPECT_EQ(Compare({path, "counter:size=160x90"}).exitCode, 0);
 }
 
 TEST(Compare, WhatCannotBeReadIsNoDifference)

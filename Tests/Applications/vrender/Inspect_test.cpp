@@ -160,6 +160,21 @@ TEST_F(Inspect, TimesCountFromTheFirstFrameOfTheDocument)
     EXPECT_EQ(tree.get<std::int64_t>("segments..start_ticks"), 5 * kTicksPerFrame);
 }
 
+// The window that the root shows of its tracks begins in the first clip.
+TEST_F(Inspect, TimesCountFromTheWindowOfTheRoot)
+{
+    const std::string tracks =
+        StackText({TrackText({ClipText(CounterText(), {10}, {10}), ClipText(CounterText(), {40}, {10})})},
+                  R"(, "source_range": )" + RangeText({5}, {10}));
+    const std::string path = Write(R"({"OTIO_SCHEMA": "Timeline.1", "metadata": {"vrender": {"version": 1,
+        "canvas": {"width": 160, "height": 90, "rate": [25, 1]}}}, "tracks": )" +
+                                   tracks + "}");
+    EXPECT_EQ(FramesOfSegments(Json({path, "--json"})),
+              (std::vector<std::pair<std::int64_t, std::int64_t>>{{-5, 5}, {5, 15}}));
+    EXPECT_EQ(Json({path, "--time", "7", "--json"}).get<int>("segments..index"), 1);
+    EXPECT_EQ(Json({path, "--time", "4", "--json"}).get<int>("segments..index"), 0);
+}
+
 TEST_F(Inspect, DotIsOneGraphWhoseArrowsLeadToItsNodes)
 {
     const std::string odd = R"(, "name": "a \"name\" with \\ and \n")";
@@ -174,6 +189,7 @@ TEST_F(Inspect, DotIsOneGraphWhoseArrowsLeadToItsNodes)
     EXPECT_EQ(Count(result.out, "style=dashed"), 1u);
     for (const std::string& line : Lines(result.out))
     {
+        EXPECT_NE(std::string("{;}").find(line.back()), std::string::npos) << line;
         const std::size_t arrow = line.find(" -> n");
         if (arrow != std::string::npos)
         {
@@ -199,6 +215,15 @@ TEST_F(Inspect, HashesStayFromRunToRunAndChangeWithThePicture)
     const std::string first = blurredBy("3");
     EXPECT_EQ(first, blurredBy("3"));
     EXPECT_NE(first, blurredBy("4"));
+}
+
+TEST_F(Inspect, ADocumentWithErrorsIsShownAndTheyAreTold)
+{
+    const std::string path = Write(
+        TimelineText({TrackText({ClipText(CounterText(), {0}, {2}), ClipText(CounterText(), {0}, {-2})})}));
+    const ChildResult result = RunTool({"inspect", path});
+    EXPECT_EQ(result.exitCode, 2) << result.Describe();
+    EXPECT_TRUE(Has(result.out, ", 1 segment\n")) << result.out;
 }
 
 TEST_F(Inspect, RefusesWhatIsNoTimelineAndFormsThatItHasNot)
