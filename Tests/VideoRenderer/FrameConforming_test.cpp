@@ -123,9 +123,12 @@ TEST(FrameConforming, SubstituteIsConvertedAtRenderSize)
 {
     const MF::IVideoFrameRef frame = Substitute(kPixelFormat_BGRA_4444_8u, 64, 32);
     frame->SetFieldType(kFieldType_UpperFirst);
+    frame->SetContentRect({8, 8, 60, 30});
     const MF::IVideoFrameRef converted =
         ML::ConformFrameToFormat(HalfSize(), frame, kPixelFormat_BGRP_4444_8u);
     EXPECT_EQ((TVK::Rect{0, 0, 32, 16}), BoundsOf(converted));
+    TVK::Rect content;
+    EXPECT_FALSE(converted->GetContentRect(content)) << "that of another size";
     EXPECT_EQ(PixelAspectRatio(2, 1), AspectOf(converted));
     EXPECT_EQ(kFieldType_UpperFirst, converted->GetFieldType());
 }

@@ -329,13 +329,15 @@ TEST(EffectTransition, MixesPicturesThatAreStillToBeMadeLikeOthers)
 {
     const auto from = FrameOf(Noise(37, 29, 1), MF::kPixelFormat_BGRA_4444_8u);
     const auto to = FrameOf(Noise(37, 29, 2), MF::kPixelFormat_BGRA_4444_8u);
+    std::vector<MF::IVideoFrameRef> kept; // so that no frame gets the memory of another with the same picture
     for (const char* name : {"vrender:cross-dissolve", "vrender:wipe"})
     {
         for (const bool isReversed : {false, true})
         {
             ML::TransitionInfo info;
             info.mReverse = isReversed;
-            const Scene expected = SceneOf(RunTransition(name, {}, {1, 4}, from, to, info));
+            kept.push_back(RunTransition(name, {}, {1, 4}, from, to, info));
+            const Scene expected = SceneOf(kept.back());
             for (const bool isFirstPending : {false, true})
             {
                 const auto first =
@@ -343,6 +345,7 @@ TEST(EffectTransition, MixesPicturesThatAreStillToBeMadeLikeOthers)
                 const auto second = PendingCopy(to, std::make_shared<RowsOfFrame>(to));
                 const auto mixed = RunTransition(name, {}, {1, 4}, first, second, info);
                 ASSERT_TRUE(mixed) << name;
+                kept.push_back(mixed);
                 EXPECT_TRUE(AreNear(SceneOf(mixed), expected, 0.0)) << name;
                 const bool isRowByRow = std::string(name) == "vrender:cross-dissolve";
                 EXPECT_EQ(VF::PendingMakerOf(second) != nullptr, isRowByRow) << name;

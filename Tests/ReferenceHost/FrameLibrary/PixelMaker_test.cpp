@@ -8,6 +8,7 @@
 
 #include <atomic>
 #include <cstring>
+#include <utility>
 
 using namespace norviktypes;
 
@@ -101,6 +102,43 @@ TEST(PendingFrame, IsMadeWhereItIsCopiedTo)
     EXPECT_TRUE(HasItsRows(other));
     EXPECT_EQ(maker->mCalls, 2);
     EXPECT_NE(VF::PendingMakerOf(frame), nullptr) << "its own pixels are still not made";
+}
+
+TEST(PendingFrame, IsNotMadeInAFrozenFrame)
+{
+    const MF::IVideoFrameRef frame = NewPendingFrame(std::make_shared<CountingMaker>());
+    const MF::IVideoFrameRef target = NewFrame();
+    target->Freeze();
+    EXPECT_EQ(VF::VideoFrameManipulators::CopyFrame(frame, target, kRenderQuality_High),
+              VF::kFrameStatus_BadArgument);
+    EXPECT_EQ(VF::VideoFrameManipulators::CopyFrameWithFields(frame, target, kRenderQuality_High, 0),
+              VF::kFrameStatus_BadArgument);
+    EXPECT_FALSE(HasItsRows(target));
+}
+
+TEST(PendingFrame, GivesOneFieldLikeAnyOther)
+{
+    for (const std::uint32_t field : {1u, 2u})
+    {
+        const MF::IVideoFrameRef pending = NewPendingFrame(std::make_shared<CountingMaker>());
+        const MF::IVideoFrameRef made = NewPendingFrame(std::make_shared<CountingMaker>());
+        ASSERT_TRUE(HasItsRows(made));
+        const MF::IVideoFrameRef ofPending = NewFrame();
+        const MF::IVideoFrameRef ofMade = NewFrame();
+        for (const auto& [from, to] : {std::pair{pending, ofPending}, std::pair{made, ofMade}})
+        {
+            ASSERT_EQ(VF::VideoFrameManipulators::CopyFrameWithFields(from, to, kRenderQuality_High, field),
+                      VF::kFrameStatus_OK);
+        }
+        VF::FramePixels one;
+        VF::FramePixels other;
+        ASSERT_TRUE(VF::GetFramePixels(ofPending, one) && VF::GetFramePixels(ofMade, other));
+        for (std::uint32_t row = 0; row < kHeight; ++row)
+        {
+            EXPECT_EQ(std::memcmp(one.Row(0, row), other.Row(0, row), kWidth * 4), 0) << row;
+        }
+        EXPECT_FALSE(HasItsRows(ofPending)) << "lines of the other field";
+    }
 }
 
 TEST(PendingFrame, IsLookedAtToBeConverted)

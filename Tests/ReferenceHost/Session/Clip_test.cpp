@@ -294,6 +294,18 @@ TEST(Pictures, OpaquePicturesLoseTheirAlphaWithoutACopy)
     EXPECT_NE(VF::IVideoFramePixelsRef(other)->GetPixels(), VF::IVideoFramePixelsRef(shaped)->GetPixels());
 }
 
+TEST(Pictures, OpaquePicturesOfAnotherSizeAreScaled)
+{
+    MF::IVideoFrameRef frame;
+    ASSERT_EQ(VF::CreateVideoFrame(frame, norviktypes::kPixelFormat_BGRA_4444_8u, 16, 8, {1, 1}, true, false),
+              VF::kFrameStatus_OK);
+    MF::IVideoFrameRef shaped;
+    ASSERT_EQ(ShapePicture(frame, Request(8, 4, kBGRX), shaped), VF::kFrameStatus_OK);
+    TVK::Rect bounds;
+    shaped->GetBounds(bounds);
+    EXPECT_EQ(bounds, (TVK::Rect{0, 0, 8, 4}));
+}
+
 TEST(Pictures, AlphaThatIsNotWholeIsFilledInACopyWhateverItIsCalled)
 {
     for (const norviktypes::AlphaChannel type :

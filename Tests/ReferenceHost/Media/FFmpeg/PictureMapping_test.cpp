@@ -436,6 +436,55 @@ TEST(PictureMapping, RowsByThemselvesAreThoseOfTheWhole)
     EXPECT_GE(converted, 40) << "formats of YUV in planes";
 }
 
+TEST(PictureMapping, OnlyFramesOfThePicturesSizeAreMadeLater)
+{
+    const FramePtr picture = NewPicture(AV_PIX_FMT_YUV420P, 32, 16);
+    const PictureTraits traits = TraitsOf(*av_pix_fmt_desc_get(AV_PIX_FMT_YUV420P));
+    for (const TVK::Rect& bounds :
+         {TVK::Rect{0, 0, 32, 16}, TVK::Rect{0, 0, 30, 16}, TVK::Rect{0, 0, 32, 12}})
+    {
+        BE::FrameDescription description;
+        description.mPixelFormat = norviktypes::kPixelFormat_BGRA_4444_8u;
+        description.mBounds = bounds;
+        description.mFieldType = norviktypes::kFieldType_LowerFirst;
+        MF::IVideoFrameRef frame;
+        ASSERT_EQ(MakeFrameOfPicture(*picture, traits, Orientation(), description, frame), 0);
+        const bool isOfItsSize = bounds.Width() == 32 && bounds.Height() == 16;
+        EXPECT_EQ(VF::PendingMakerOf(frame) != nullptr, isOfItsSize);
+        TVK::Rect made;
+        frame->GetBounds(made);
+        EXPECT_EQ(made, bounds);
+        EXPECT_EQ(frame->GetFieldType(), norviktypes::kFieldType_LowerFirst);
+    }
+}
+
+// Whether it's made at once or later.
+TEST(PictureMapping, ProgressivePicturesOfInterlacedStreamsHaveTheChromaOfTheWhole)
+{
+    std::mt19937_64 random(Seed());
+    const FramePtr picture = NewPicture(AV_PIX_FMT_YUV420P, 32, 16);
+    for (int plane = 0; plane < 3; ++plane)
+    {
+        std::generate_n(picture->buf[plane]->data, picture->buf[plane]->size,
+                        [&] { return static_cast<std::uint8_t>(random()); });
+    }
+    const auto bytes = [&](bool inIsStreamInterlaced, bool inIsPictureInterlaced)
+    {
+        PictureTraits traits = TraitsOf(*av_pix_fmt_desc_get(AV_PIX_FMT_YUV420P));
+        traits.isFieldChroma = inIsStreamInterlaced;
+        picture->interlaced_frame = inIsPictureInterlaced ? 1 : 0;
+        BE::FrameDescription description;
+        description.mPixelFormat = norviktypes::kPixelFormat_BGRA_4444_8u;
+        description.mBounds = {0, 0, 32, 16};
+        MF::IVideoFrameRef frame;
+        EXPECT_EQ(MakeFrameOfPicture(*picture, traits, Orientation(), description, frame), 0);
+        EXPECT_TRUE(VF::PendingMakerOf(frame));
+        return PixelBytes(frame);
+    };
+    EXPECT_EQ(bytes(true, false), bytes(false, false));
+    EXPECT_NE(bytes(true, true), bytes(false, false));
+}
+
 TEST(PictureMapping, WhiteOfASensorsMosaicIsWhite)
 {
     int tried = 0;
