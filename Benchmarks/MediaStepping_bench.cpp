@@ -10,10 +10,11 @@
 
 #include "ReferenceHost/Media/FFmpeg/MediaFile.h"
 
-// Work of decoders when frames of a long group are asked for one after the other, forwards, backwards and at random.
+// Work of decoders when frames of a long group are asked for one after the other, forwards, backwards and at
+// random.
 //
-// The clip, 250 frames of 1080p in one group, is made by scripts/benchmark_media.py; VR_BENCHMARK_MEDIA names its
-// folder. "decoded" counts pictures that came out of decoders for each frame asked for: forwards it is 1.
+// The clip, 250 frames of 1080p in one group, is made by scripts/benchmark_media.py; VR_BENCHMARK_MEDIA names
+// its folder. "decoded" counts pictures that came out of decoders for each frame asked for: forwards it is 1.
 namespace
 {
 
@@ -24,7 +25,8 @@ std::shared_ptr<Media::MediaFile> OpenLongGroup(benchmark::State& ioState, std::
     const char* const folder = std::getenv("VR_BENCHMARK_MEDIA");
     Media::FileOptions options;
     options.decoderThreads = 2;
-    // What the session gives to decoded pictures, of all its memory, when frames are asked for here and there.
+    // What the session gives to decoded pictures, of all its memory, when frames are asked for here and
+    // there.
     options.cacheBytes = inMemoryMebibytes * kMebibyte * 3 / 4;
     Media::FileError error;
     auto file =

@@ -140,8 +140,8 @@ void RefuseForeignOptions(const Options& inNamed, const Options& inOptions)
     }
 }
 
-// A choice that may be left out is put in where the next word is none, before a parser sees the words: it could not
-// tell the choice from the name of a file.
+// A choice that may be left out is put in where the next word is none, before a parser sees the words: it
+// could not tell the choice from the name of a file.
 std::vector<std::string> WithBareChoices(int inCount, const char* const* inWords)
 {
     std::vector<std::string> words(inWords, inWords + inCount);

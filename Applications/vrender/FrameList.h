@@ -5,8 +5,8 @@
 #include <memory>
 #include <string>
 
-// Frames in a row, wherever they come from: a piece of media, a timeline, or the stills of a folder in the order
-// of their names, in which 9 comes before 10.
+// Frames in a row, wherever they come from: a piece of media, a timeline, or the stills of a folder in the
+// order of their names, in which 9 comes before 10.
 //
 // Errors: ToolError; kBadData for a frame that can't be made.
 //
@@ -34,8 +34,8 @@ public:
     // Who waits for a frame meets kFailed.
     virtual void Stop() noexcept = 0;
 
-    // inCode, or in place of kDone that frames so far show what stands for missing media, or that what they are made
-    // of has errors; says so.
+    // inCode, or in place of kDone that frames so far show what stands for missing media, or that what they
+    // are made of has errors; says so.
     virtual ExitCode WithWhatIsMissing(ExitCode inCode) const = 0;
 };
 

@@ -1,8 +1,8 @@
 // A picture blurred by a Gaussian, row by row from the top down.
 //
-// The weight of a pixel k away is exp(-k k / (2 sigma sigma)), up to three sigma, all of them summing to 1; across
-// and down by a sigma each, 0 not at all. Colour is premultiplied, so that what is clear colours nothing. Beyond its
-// edges the picture is either repeated or clear.
+// The weight of a pixel k away is exp(-k k / (2 sigma sigma)), up to three sigma, all of them summing to 1;
+// across and down by a sigma each, 0 not at all. Colour is premultiplied, so that what is clear colours
+// nothing. Beyond its edges the picture is either repeated or clear.
 //
 // Memory: as many rows of floats as the blur reaches down.
 //

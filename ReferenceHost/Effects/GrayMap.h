@@ -1,7 +1,8 @@
-// A picture from a PNG file as one number a pixel, 0 black to 1 white: what luma wipes and mattes are told by.
+// A picture from a PNG file as one number a pixel, 0 black to 1 white: what luma wipes and mattes are told
+// by.
 //
-// Colour becomes grey by the luma of Rec. 709, whatever its alpha; mattes may take alpha, or the luma of the picture
-// over black, in its place. Over another size the map is stretched, with bilinear interpolation
+// Colour becomes grey by the luma of Rec. 709, whatever its alpha; mattes may take alpha, or the luma of the
+// picture over black, in its place. Over another size the map is stretched, with bilinear interpolation
 // between the middles of its pixels; a map that is much larger than the picture is not averaged.
 //
 // Thread-safety: a map is immutable; a GrayMapFile is safe.
@@ -73,8 +74,8 @@ private:
     std::vector<Between> mColumns;
 };
 
-// The last map that a file gave. It is read again when the file was written since. A file that can't be read is
-// warned of once, and is not tried again as long as it stays as it is.
+// The last map that a file gave. It is read again when the file was written since. A file that can't be read
+// is warned of once, and is not tried again as long as it stays as it is.
 class GrayMapFile
 {
 public:

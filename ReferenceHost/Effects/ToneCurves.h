@@ -1,7 +1,7 @@
 // A function of one number for each of R, G and B, run on rows.
 //
-// Integer pictures have so few values that all of them are worked out first; floats are worked out one by one, a row
-// at a time, and so every format gets the function itself.
+// Integer pictures have so few values that all of them are worked out first; floats are worked out one by
+// one, a row at a time, and so every format gets the function itself.
 //
 // Thread-safety: belongs to one render; tones are immutable.
 #pragma once

@@ -33,8 +33,8 @@ constexpr std::uint32_t kKeepStills = 16;
 // Layers that are held at the same time for one frame; those of most timelines are rendered and let go.
 constexpr std::uint64_t kMostLayersHeld = 8;
 
-// Clients hear of frames through the function that each order has. Without a client each of them would become a
-// message as well, which nobody takes.
+// Clients hear of frames through the function that each order has. Without a client each of them would become
+// a message as well, which nobody takes.
 class Silence final : public TVK::ImplementsWeak<Silence, ML::IRenderFrameClient>
 {
 public:
@@ -161,8 +161,8 @@ bool IsOffline(const Project::ClipItem& inItem)
 
 } // namespace
 
-// What the media behind one frame are like. The causes of failures are looked for only after one, since media remember
-// them of frames that others asked for, too.
+// What the media behind one frame are like. The causes of failures are looked for only after one, since media
+// remember them of frames that others asked for, too.
 struct Timeline::Shown
 {
     bool mHasMissing = false;

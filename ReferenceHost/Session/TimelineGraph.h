@@ -9,11 +9,11 @@
 #include <utility>
 #include <vector>
 
-// What the library made of a timeline: the segments of its cutlist, and the nodes that play in them, as plain values
-// to look at.
+// What the library made of a timeline: the segments of its cutlist, and the nodes that play in them, as plain
+// values to look at.
 //
-// Nodes of one hash stand in the list once, however often they are shown: the graph has as many nodes as there are
-// different pictures to be made. A node comes before its inputs and operators.
+// Nodes of one hash stand in the list once, however often they are shown: the graph has as many nodes as
+// there are different pictures to be made. A node comes before its inputs and operators.
 //
 // Thread-safety: plain values; reading as the timeline.
 namespace Session
@@ -55,8 +55,8 @@ struct TimelineGraph
     std::vector<GraphNode> mNodes;
 };
 
-// Of the whole timeline, or of the segment that plays at inTime, counted from frame 0; none plays in a gap. Empty
-// where the library gives no cutlist. The service is up.
+// Of the whole timeline, or of the segment that plays at inTime, counted from frame 0; none plays in a gap.
+// Empty where the library gives no cutlist. The service is up.
 std::optional<TimelineGraph> ReadTimelineGraph(const Timeline& inTimeline,
                                                const std::optional<norviktypes::TickTime>& inTime);
 

@@ -32,8 +32,8 @@ std::vector<CadenceCase> AllCadences()
     return cases;
 }
 
-// A film frame's place: the video frame that holds it or its second field, and whether the first one is in the video
-// frame before.
+// A film frame's place: the video frame that holds it or its second field, and whether the first one is in
+// the video frame before.
 using Place = std::pair<int, bool>;
 
 // The numbers of the film frames that the two fields of each video frame show.

@@ -1,5 +1,5 @@
-// What the factory tells of a timeline that was read from a document: stretches to copy, previews laid over it, and
-// both forms of it. The document goes the whole way, through reader, project and factory.
+// What the factory tells of a timeline that was read from a document: stretches to copy, previews laid over
+// it, and both forms of it. The document goes the whole way, through reader, project and factory.
 
 #include "CutlistFactory.h"
 #include "CutlistRenderer.h"
@@ -37,8 +37,8 @@ TickTime Frames(std::int64_t inFrame)
     return TickTime::FromFrame(inFrame, kRate);
 }
 
-// Each frame is opaque, blue as its file says and green as its own number; compressed frames can be copied in one
-// format.
+// Each frame is opaque, blue as its file says and green as its own number; compressed frames can be copied in
+// one format.
 class NumberedSource final : public TestSupport::FakeVideoSource
 {
 public:
@@ -117,8 +117,8 @@ const std::string kTwice = R"(, "effects": [{"OTIO_SCHEMA": "LinearTimeWarp.1", 
 const std::string kProcAmp =
     R"(, "effects": [{"OTIO_SCHEMA": "Effect.1", "effect_name": "vrender:procamp"}])";
 
-// From frame 0: a cut, from 20 a gap, from 25 a nested stack, from 35 a cut with an effect, from 45 one at twice its
-// speed; and over the last frames of the first cut an inset.
+// From frame 0: a cut, from 20 a gap, from 25 a nested stack, from 35 a cut with an effect, from 45 one at
+// twice its speed; and over the last frames of the first cut an inset.
 std::string Document()
 {
     const std::string nested = fmt::format(R"({{"OTIO_SCHEMA": "Stack.1", {}, "children": [{}]}})",
@@ -203,7 +203,8 @@ std::vector<std::string> Copied(const MF::IRenderableCutlistRef& inCutlist,
     return texts;
 }
 
-// Blue, green and red in the corner, where no inset reaches, and in the middle; no numbers where nothing is made.
+// Blue, green and red in the corner, where no inset reaches, and in the middle; no numbers where nothing is
+// made.
 std::vector<int> PixelsAt(const MF::IRenderableCutlistRef& inCutlist, std::int64_t inFrame)
 {
     ML::CutlistRenderParams params;

@@ -6,12 +6,12 @@
 #include <cmath>
 #include <utility>
 
-// Keys that find their matte from a pixel's own colour. Wherever there is a threshold and a cutoff, the matte is
-// stretched: 0 up to the cutoff, 1 from the threshold on.
+// Keys that find their matte from a pixel's own colour. Wherever there is a threshold and a cutoff, the matte
+// is stretched: 0 up to the cutoff, 1 from the threshold on.
 //
-// The screens go by colour difference: what the screen's component has above the greater of the others. How that
-// holds against other ways to pull a matte is told by A. R. Smith and J. F. Blinn, "Blue Screen Matting", Proceedings
-// of SIGGRAPH 1996.
+// The screens go by colour difference: what the screen's component has above the greater of the others. How
+// that holds against other ways to pull a matte is told by A. R. Smith and J. F. Blinn, "Blue Screen
+// Matting", Proceedings of SIGGRAPH 1996.
 namespace Effects
 {
 namespace
@@ -124,7 +124,8 @@ Chroma ChromaOf(float inR, float inG, float inB)
     return {(inB - y) / 1.8556F, (inR - y) / 1.5748F};
 }
 
-// How far the U and V of Rec. 709 lie from those of the key's colour: grey that is added to a pixel changes nothing.
+// How far the U and V of Rec. 709 lie from those of the key's colour: grey that is added to a pixel changes
+// nothing.
 class Matte final : public IMatte
 {
 public:
@@ -341,8 +342,9 @@ std::vector<ParameterDescription> ParametersWithSpill()
 
 } // namespace screens
 
-// Keys that let white, or black, be seen through. Colour and alpha are such that over white (black) the picture looks
-// as it did, and that grey multiplies (screens) whatever lies beneath, as the blend modes of these names do:
+// Keys that let white, or black, be seen through. Colour and alpha are such that over white (black) the
+// picture looks as it did, and that grey multiplies (screens) whatever lies beneath, as the blend modes of
+// these names do:
 //
 //   multiply   a = 1 - min(R, G, B), C' = (C - (1 - a)) / a
 //   screen     a = max(R, G, B),     C' = C / a

@@ -8,8 +8,8 @@
 #include <cmath>
 #include <utility>
 
-// Keys whose matte is another picture, or is found beside one. Alpha times matte is the "in" of T. Porter and T. Duff,
-// "Compositing Digital Images", Proceedings of SIGGRAPH 1984; a reversed matte is their "out".
+// Keys whose matte is another picture, or is found beside one. Alpha times matte is the "in" of T. Porter and
+// T. Duff, "Compositing Digital Images", Proceedings of SIGGRAPH 1984; a reversed matte is their "out".
 namespace Effects
 {
 namespace
@@ -58,8 +58,8 @@ private:
     CodedRows mRows;
 };
 
-// Null where no track is set, or nothing plays there; negative where its picture could not be made, or is not at the
-// place of the one that it is looked at for.
+// Null where no track is set, or nothing plays there; negative where its picture could not be made, or is not
+// at the place of the one that it is looked at for.
 std::int32_t ReadLayer(const FilterCall& inCall, std::size_t inParameter, const ir::Picture& inSource,
                        std::unique_ptr<LayerRows>& outRows)
 {
@@ -164,8 +164,8 @@ constexpr std::size_t kSoftness = 2;
 constexpr std::size_t kSmoothing = 3;
 constexpr std::size_t kMaskOnly = 4;
 
-// The greatest difference of a component from the layer's, which lies over black: 0 up to the tolerance, 1 from the
-// softness beyond it on.
+// The greatest difference of a component from the layer's, which lies over black: 0 up to the tolerance, 1
+// from the softness beyond it on.
 class Matte final : public IMatte
 {
 public:
@@ -289,7 +289,8 @@ namespace removeMatte
 
 constexpr std::size_t kMatteType = 0;
 
-// C = (C' - M (1 - a)) / a, of colour C' that was mixed with M, white or black, by its alpha; 0 where alpha is.
+// C = (C' - M (1 - a)) / a, of colour C' that was mixed with M, white or black, by its alpha; 0 where alpha
+// is.
 class Operation final : public IRowOperation
 {
 public:

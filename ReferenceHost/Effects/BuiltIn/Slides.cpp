@@ -5,8 +5,8 @@
 #include <algorithm>
 #include <cmath>
 
-// Pictures that come in from a side, by whole pixels: nothing is filtered, so that a picture stays as sharp while it
-// moves as it is when it rests.
+// Pictures that come in from a side, by whole pixels: nothing is filtered, so that a picture stays as sharp
+// while it moves as it is when it rests.
 namespace Effects
 {
 namespace

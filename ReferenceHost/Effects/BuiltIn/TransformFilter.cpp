@@ -32,8 +32,8 @@ void Clear(const ir::Picture& outPicture)
     }
 }
 
-// Where the middle of things goes: scaled, skewed along an axis, turned, and brought to its place. x to the right, y
-// down, in pixels of the picture.
+// Where the middle of things goes: scaled, skewed along an axis, turned, and brought to its place. x to the
+// right, y down, in pixels of the picture.
 class Movement
 {
 public:

@@ -1,5 +1,5 @@
-// The surroundings of a call into a plug-in: the floating-point unit as a program finds it at its start, and numbers
-// in text with a point. What the plug-in leaves behind is taken back at the end.
+// The surroundings of a call into a plug-in: the floating-point unit as a program finds it at its start, and
+// numbers in text with a point. What the plug-in leaves behind is taken back at the end.
 //
 // Thread-safety: belongs to one thread.
 #pragma once

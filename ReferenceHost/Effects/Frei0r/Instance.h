@@ -1,7 +1,8 @@
-// One instance of a plug-in with the pictures that it works on: in this process, or in one of its own (Sandbox.h).
+// One instance of a plug-in with the pictures that it works on: in this process, or in one of its own
+// (Sandbox.h).
 //
-// Its pictures are its own, so a plug-in never reads and writes the same memory, and there is room behind them for
-// those that reach a little too far.
+// Its pictures are its own, so a plug-in never reads and writes the same memory, and there is room behind
+// them for those that reach a little too far.
 //
 // Thread-safety: used by one thread at a time.
 #pragma once
@@ -54,8 +55,8 @@ public:
 std::unique_ptr<IInstance> MakeInstance(const PluginFile& inFile, const PluginFacts& inFacts,
                                         const InstanceShape& inShape);
 
-// The functions of a plug-in called with pictures that lie one behind the other, inputs first. The output is cleared
-// before: what a plug-in leaves out must not show an earlier frame.
+// The functions of a plug-in called with pictures that lie one behind the other, inputs first. The output is
+// cleared before: what a plug-in leaves out must not show an earlier frame.
 void CallPlugin(const PluginFile& inFile, Instance inInstance, const PluginFacts& inFacts,
                 const InstanceShape& inShape, double inSeconds, const std::vector<Setting>& inSettings,
                 unsigned char* ioPictures);

@@ -1,9 +1,10 @@
 // A plug-in at work: it is loaded when it is first wanted, and its instances go from render to render.
 //
-// Instances are made for a size, which is that of the picture rounded up to whole blocks of 8 by repeating the last
-// column and row, since plug-ins may count on that. An instance is one render's at a time and is given every
-// parameter anew (one of a plug-in that keeps something of earlier values serves frames of equal ones only); a few
-// wait for the next render. Frames of a plug-in that remembers them go through an instance of their own, a history.
+// Instances are made for a size, which is that of the picture rounded up to whole blocks of 8 by repeating
+// the last column and row, since plug-ins may count on that. An instance is one render's at a time and is
+// given every parameter anew (one of a plug-in that keeps something of earlier values serves frames of equal
+// ones only); a few wait for the next render. Frames of a plug-in that remembers them go through an instance
+// of their own, a history.
 //
 // Thread-safety: safe; a history is used by one thread at a time.
 #pragma once
@@ -58,9 +59,11 @@ public:
     const ScannedPlugin& Scanned() const noexcept { return mScanned; }
     const PluginTraits& Traits() const noexcept { return mTraits; }
 
-    // False, with a warning the first time, if it can't be loaded or is not what it was when it was looked at.
+    // False, with a warning the first time, if it can't be loaded or is not what it was when it was looked
+    // at.
     bool Load();
-    // 0, or negative: not loaded, no instance can be made, the plug-in has gone down in its sandbox, or no memory.
+    // 0, or negative: not loaded, no instance can be made, the plug-in has gone down in its sandbox, or no
+    // memory.
     std::int32_t Run(const PluginCall& inCall);
     // For pictures of the call's size; null where there is no instance. The plug-in outlives it.
     std::unique_ptr<IPluginHistory> MakeHistory(std::int32_t inWidth, std::int32_t inHeight);

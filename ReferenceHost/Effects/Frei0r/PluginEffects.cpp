@@ -176,8 +176,8 @@ class StatefulFilter final : public PluginDrawing
 public:
     using PluginDrawing::PluginDrawing;
 
-    // A number of its own, as what it draws may depend on chance too: nothing of it is found in a cache by another
-    // run, or by another object of this one.
+    // A number of its own, as what it draws may depend on chance too: nothing of it is found in a cache by
+    // another run, or by another object of this one.
     bool HasOpaqueData() const override { return true; }
     std::int32_t GetOpaqueData(MF::BinaryData& outData) const override
     {
@@ -220,8 +220,8 @@ private:
     // Of frames that are asked for at about the same time on several threads, the later may come first.
     static constexpr std::size_t kMostDrawn = 8;
 
-    // What frames must have in common to belong to one history. Parts of a clip that was cut share its filter, and
-    // so does a clip with the one that it was before an edit of parameters.
+    // What frames must have in common to belong to one history. Parts of a clip that was cut share its
+    // filter, and so does a clip with the one that it was before an edit of parameters.
     struct Kind
     {
         std::int32_t mWidth = 0;
@@ -246,8 +246,8 @@ private:
                 inRender.mParameters != nullptr ? *inRender.mParameters : MF::KeyframeStore()};
     }
 
-    // Both times are of the media. That of the sequence stands still where a transition shows what lies in front of
-    // the item, and only counts from where an item is first seen that begins before its media.
+    // Both times are of the media. That of the sequence stands still where a transition shows what lies in
+    // front of the item, and only counts from where an item is first seen that begins before its media.
     static std::int64_t FrameOfItem(const ML::VideoFilterRender& inRender)
     {
         const norviktypes::TickTime time = std::min(inRender.mClipTime, inRender.mSequenceTime);

@@ -1,17 +1,17 @@
 // Plug-ins as filters and transitions of the library.
 //
-// They are given pictures of 8 bits, B G R A with straight alpha; the render brings others to that before. Time is
-// that of the item's media, or that since the start of a transition, in seconds made of ticks, so that a frame is
-// the same wherever its item lies.
+// They are given pictures of 8 bits, B G R A with straight alpha; the render brings others to that before.
+// Time is that of the item's media, or that since the start of a transition, in seconds made of ticks, so
+// that a frame is the same wherever its item lies.
 //
 //   filter        changes the picture
 //   source        draws a picture in the place of the one that it is given
 //   mixer of two  mixes the picture, as the second one, with that of a track; the last parameter of its description
 //                 is that track. With a fader it is a transition instead.
 //
-// A stateful plug-in is given the frames of its item one after the other from the first one on, on one thread,
-// whatever the order in which they are asked for: frames that it has not seen are rendered for it, and for one that
-// lies behind it begins anew. Its frames are never taken for those of another object.
+// A stateful plug-in is given the frames of its item one after the other from the first one on, on one
+// thread, whatever the order in which they are asked for: frames that it has not seen are rendered for it,
+// and for one that lies behind it begins anew. Its frames are never taken for those of another object.
 //
 // Thread-safety: safe.
 #pragma once

@@ -1,10 +1,10 @@
 // The frei0r plug-ins of this machine as effects: "frei0r:" and the name of the plug-in's file.
 //
-// Filters are filters, and sources are generators, which draw over whatever they are given. A mixer of two pictures is
-// a transition where the table of traits names the parameter that drives it, else it is a blend with the picture of
-// a track. What can't be used is described with the reason: mixers of three, plug-ins that crash, and stateful ones,
-// whose picture depends on earlier frames or on chance, while frames are made in any order and on any thread here,
-// but for what ProviderSettings allows.
+// Filters are filters, and sources are generators, which draw over whatever they are given. A mixer of two
+// pictures is a transition where the table of traits names the parameter that drives it, else it is a blend
+// with the picture of a track. What can't be used is described with the reason: mixers of three, plug-ins
+// that crash, and stateful ones, whose picture depends on earlier frames or on chance, while frames are made
+// in any order and on any thread here, but for what ProviderSettings allows.
 //
 // Numbers go from 0 to 1, whatever they stand for: plug-ins do not tell.
 //

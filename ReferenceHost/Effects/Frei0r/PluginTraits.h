@@ -1,8 +1,8 @@
-// What is known of single plug-ins that they don't say of themselves, as data: PluginTraits.inc, and lines of the
-// same kind in the file that VR_FREI0R_TRAITS names, which are added.
+// What is known of single plug-ins that they don't say of themselves, as data: PluginTraits.inc, and lines of
+// the same kind in the file that VR_FREI0R_TRAITS names, which are added.
 //
-// A line is "alone: names", "stateful: names", "bound: names", "crashes: names", "fader=parameter: names", or begins with '#'. "plain: names" takes
-// everything back that was said of a name before.
+// A line is "alone: names", "stateful: names", "bound: names", "crashes: names", "fader=parameter: names", or
+// begins with '#'. "plain: names" takes everything back that was said of a name before.
 //
 // Thread-safety: values.
 #pragma once

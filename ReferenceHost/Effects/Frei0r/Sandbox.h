@@ -1,11 +1,12 @@
-// Plug-ins in processes of their own, one for each instance: what crashes or hangs there is one frame that fails.
+// Plug-ins in processes of their own, one for each instance: what crashes or hangs there is one frame that
+// fails.
 //
 //   this process ----> keeper ----> one process for each instance
 //        |                              ^
 //        +--- settings, "done" ---------+   pictures lie in memory that both have
 //
-// The keeper loads nothing and has one thread, so that making others of it is safe. It has to be made itself while this
-// process has one thread. Each process ends when whoever it serves is gone.
+// The keeper loads nothing and has one thread, so that making others of it is safe. It has to be made itself
+// while this process has one thread. Each process ends when whoever it serves is gone.
 //
 // Thread-safety: safe; instances as theirs.
 #pragma once

@@ -1,8 +1,8 @@
 // Where plug-ins are looked for.
 //
-// FREI0R_PATH, folders separated by colons, replaces the usual places: the user's own folder, that of locally built
-// software, that of the system. The folders of makers within them are looked into as well. A plug-in is known by the
-// name of its file; of two with one name the one that is found first counts.
+// FREI0R_PATH, folders separated by colons, replaces the usual places: the user's own folder, that of locally
+// built software, that of the system. The folders of makers within them are looked into as well. A plug-in is
+// known by the name of its file; of two with one name the one that is found first counts.
 //
 // Thread-safety: safe, as long as nobody changes the environment.
 #pragma once

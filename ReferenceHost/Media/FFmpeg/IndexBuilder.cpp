@@ -73,8 +73,8 @@ AVRational SnapRate(AVRational inRate)
     return nearest;
 }
 
-// 30000/1001 for 2997/100 and the like. Containers and tools that count in decimals mean the fraction, and two files
-// of one rate have to be of one grid. It is four milliseconds an hour off.
+// 30000/1001 for 2997/100 and the like. Containers and tools that count in decimals mean the fraction, and
+// two files of one rate have to be of one grid. It is four milliseconds an hour off.
 AVRational RateMeant(AVRational inRate)
 {
     constexpr double kMost = 1.5e-6;

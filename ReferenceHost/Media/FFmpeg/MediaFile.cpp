@@ -49,8 +49,8 @@ bool IsOfChunks(const MediaInput& inInput)
 }
 
 // A hollow read sees no content, so only codecs whose every packet is one shown frame. AVI doesn't tell the
-// times of pictures that are decoded in another order, nor Matroska reliably which of them begin anew; there it's for
-// those that are large, too.
+// times of pictures that are decoded in another order, nor Matroska reliably which of them begin anew; there
+// it's for those that are large, too.
 bool MayReadHollow(const MediaInput& inInput, const AVCodecParameters& inParameters)
 {
     if (IsOfChunks(inInput))
@@ -80,8 +80,8 @@ bool MayReadHollow(const MediaInput& inInput, const AVCodecParameters& inParamet
     }
 }
 
-// A demuxer that leaves the chunks of a file would look for the next one in what is hollow. It never did if its
-// packets are the chunks, each of them.
+// A demuxer that leaves the chunks of a file would look for the next one in what is hollow. It never did if
+// its packets are the chunks, each of them.
 bool IsTrue(const MediaInput& inHollow, const PacketTable& inPackets)
 {
     if (!IsOfChunks(inHollow))

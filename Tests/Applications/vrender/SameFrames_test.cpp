@@ -8,8 +8,8 @@
 
 using namespace TestSupport;
 
-// A timeline of everything - decoded media, retimes, fades, wipes, effects, keys, keyframed layers, nesting - has one
-// picture for each of its frames, however it is come to.
+// A timeline of everything - decoded media, retimes, fades, wipes, effects, keys, keyframed layers, nesting -
+// has one picture for each of its frames, however it is come to.
 namespace
 {
 

@@ -8,8 +8,8 @@
 
 using namespace TestSupport;
 
-// Keys, mattes and plug-ins of documents, through the whole of the tool. Beneath everything lies a counter, so that
-// its numbers tell where the picture above has gone.
+// Keys, mattes and plug-ins of documents, through the whole of the tool. Beneath everything lies a counter,
+// so that its numbers tell where the picture above has gone.
 namespace
 {
 

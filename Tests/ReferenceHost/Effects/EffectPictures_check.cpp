@@ -6,9 +6,8 @@
 #include <cmath>
 #include <fstream>
 
-// Every effect on a picture that people can look at, with its title: sheets are kept where VR_EFFECT_PICTURES names a
-// folder. What the test
-// looks at is that the picture is no longer what it was.
+// Every effect on a picture that people can look at, with its title: sheets are kept where VR_EFFECT_PICTURES
+// names a folder. What the test looks at is that the picture is no longer what it was.
 namespace
 {
 
@@ -200,8 +199,8 @@ TEST(EffectPictures, ShowEveryFilter)
     sheet.Keep("filters");
 }
 
-// A studio: a screen that is darker to the edges, and on it a face with hair, a shirt and a window that lets some of
-// the screen through.
+// A studio: a screen that is darker to the edges, and on it a face with hair, a shirt and a window that lets
+// some of the screen through.
 Scene Studio(const Pixel& inScreen)
 {
     Scene scene = Filled(kWidth, kHeight, inScreen);

@@ -65,7 +65,8 @@ Pixel Coded(Pixel inPixel, bool inIsLinear)
     return inPixel;
 }
 
-// In all formats, on noise, beside a formula of the alpha that is given the pixel and the layer's, coded for display.
+// In all formats, on noise, beside a formula of the alpha that is given the pixel and the layer's, coded for
+// display.
 void ExpectLayerFormula(const std::string& inName, const Values& inValues,
                         const std::function<double(const Pixel&, const Pixel&)>& inMatte)
 {

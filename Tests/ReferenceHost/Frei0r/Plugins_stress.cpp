@@ -34,8 +34,8 @@ bool HasMemory(const Frei0r::ScannedPlugin& inScanned, const Frei0r::PluginTrait
            first != Draw(fresh, scenes(1), 1.0, inLevel);
 }
 
-// In a process of its own, as some crash: 0 where nothing is wrong, 1 where there is a memory, or what waitpid tells
-// of a crash.
+// In a process of its own, as some crash: 0 where nothing is wrong, 1 where there is a memory, or what
+// waitpid tells of a crash.
 int Examine(const Frei0r::ScannedPlugin& inScanned, const Frei0r::PluginTraits& inTraits)
 {
     const pid_t child = ::fork();
@@ -95,7 +95,8 @@ TEST(PluginThreads, FramesOfOnePluginAreMadeAtOnce)
                 {
                     const double seconds = static_cast<double>(own) / 4.0;
                     const auto told = Draw(*plugin, {Noise(9, 9, 1)}, seconds);
-                    // In memory blue comes first; the third byte of the plug-in's red, green, blue is the time.
+                    // In memory blue comes first; the third byte of the plug-in's red, green, blue is the
+                    // time.
                     good[own] += told.at(0) == static_cast<unsigned char>(own * 25) ? 1 : 0;
                 }
             });

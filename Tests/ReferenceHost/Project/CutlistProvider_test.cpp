@@ -329,8 +329,8 @@ private:
     std::mt19937_64& mRandom;
 };
 
-// The factory here makes everything anew each time, so a range that was forgotten shows up as a cutlist that wasn't
-// asked for at all.
+// The factory here makes everything anew each time, so a range that was forgotten shows up as a cutlist that
+// wasn't asked for at all.
 TEST_F(CutlistProvider, AfterAnyEditsTheCutlistIsThatOfTheSequenceAsItIs)
 {
     std::mt19937_64 random(TestSupport::Seed());

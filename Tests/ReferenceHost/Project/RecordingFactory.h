@@ -1,7 +1,7 @@
 // A factory whose cutlists tell what they were made of, and how often and for which ranges it was called.
 //
-// A cutlist of a sequence is the ids of what its tracks hold, as text: two are equal if a render would see the same
-// items in the same places.
+// A cutlist of a sequence is the ids of what its tracks hold, as text: two are equal if a render would see
+// the same items in the same places.
 //
 // Thread-safety: safe.
 #pragma once
