@@ -1,5 +1,6 @@
 #include <cmath>
 #include <gtest/gtest.h>
+#include <random>
 #include <vector>
 
 #include "ReferenceHost/ImageRoutines/Colour.h"
@@ -138,6 +139,7 @@ protected:
 };
 
 using LinearLight = Targets;
+using LaidTitles = Targets;
 
 }
 
@@ -164,6 +166,40 @@ TEST(ComposeBytes, EqualsItsTwinWithCoverageOverBlackOfVideoAndOnNothing)
         EXPECT_TRUE(AgreesWithScalarTwin(LayersCase(kinds.name, layers, true), kTargets));
         layers.targetIsEmpty = true;
         EXPECT_TRUE(AgreesWithScalarTwin(LayersCase(kinds.name, layers, true), kTargets));
+    }
+}
+
+// Titles: stretches that are clear, nearly clear and whole, on such that are whole and such that aren't.
+TEST_P(LaidTitles, EqualTheTwin)
+{
+    constexpr std::size_t kStretch = 40;
+    constexpr std::size_t kPixels = 9 * kStretch + 7;
+    std::mt19937 random(1702);
+    for (int round = 0; round < 20; ++round)
+    {
+        std::vector<std::uint8_t> source(kPixels * 4);
+        std::vector<std::uint8_t> target(kPixels * 4);
+        for (std::size_t i = 0; i < kPixels; ++i)
+        {
+            for (std::size_t place = i * 4; place < i * 4 + 4; ++place)
+            {
+                source[place] = static_cast<std::uint8_t>(random());
+                target[place] = static_cast<std::uint8_t>(random());
+            }
+            const unsigned alphas[] = {0, 1U + static_cast<unsigned>(round) % 3, 255};
+            source[i * 4 + 3] = static_cast<std::uint8_t>(alphas[i / kStretch % 3]);
+            target[i * 4 + 3] = i / (3 * kStretch) % 2 == 0 ? std::uint8_t{255} : target[i * 4 + 3];
+        }
+        for (const Kinds& kinds : kKinds)
+        {
+            ByteLayers layers = LayersOf(kinds);
+            layers.opacity = static_cast<std::uint16_t>(round % 2 == 0 ? 65535U : random() % 65536);
+            std::vector<std::uint8_t> ours = target;
+            std::vector<std::uint8_t> twin = target;
+            ir::ComposeBytes(layers, source.data(), nullptr, ours.data(), kPixels);
+            ir::reference::ComposeBytes(layers, source.data(), nullptr, twin.data(), kPixels);
+            ASSERT_EQ(ours, twin) << kinds.name << ", opacity " << layers.opacity;
+        }
     }
 }
 
@@ -247,4 +283,6 @@ TEST_P(LinearLight, LeavesWhatIsNotLaidOnAndShowsWhatIsOpaque)
 }
 
 INSTANTIATE_TEST_SUITE_P(Each, LinearLight, testing::ValuesIn(TestPictures::Targets()),
+                         [](const auto& inInfo) { return inInfo.param; });
+INSTANTIATE_TEST_SUITE_P(Each, LaidTitles, testing::ValuesIn(TestPictures::Targets()),
                          [](const auto& inInfo) { return inInfo.param; });
