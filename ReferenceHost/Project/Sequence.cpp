@@ -22,6 +22,14 @@ void CheckSettings(const SequenceSettings& inSettings, const char* inFunction)
                       "ReferenceHost/Project/Sequence", inFunction, __LINE__);
 }
 
+void CheckItem(const ClipItem& inItem, const char* inFunction)
+{
+    const bool isWhole = std::all_of(inItem.mEffects.begin(), inItem.mEffects.end(),
+                                     [](const BE::IEffectRef& inEffect) { return bool(inEffect); });
+    ML_INPUT_CONTRACT(isWhole, "no effect of inItem is empty", "ReferenceHost/Project/Sequence", inFunction,
+                      __LINE__);
+}
+
 bool HasEffect(const ClipItem& inItem, std::size_t inPlace)
 {
     return inPlace < inItem.mEffects.size();
@@ -111,6 +119,7 @@ std::size_t Sequence::GetTrackCount() const
 
 EditStatus Sequence::AddItem(std::size_t inTrack, ClipItem inItem, ItemID* outID)
 {
+    CheckItem(inItem, "Project::Sequence::AddItem");
     return mState->AddItem(inTrack, std::move(inItem), outID);
 }
 
@@ -147,6 +156,7 @@ EditStatus Sequence::ShiftItems(std::size_t inTrack, const TickTime& inFrom, con
 
 EditStatus Sequence::SetItem(ItemID inID, ClipItem inItem)
 {
+    CheckItem(inItem, "Project::Sequence::SetItem");
     return mState->SetItem(inID, mState->GetItemTrack(inID), std::move(inItem));
 }
 
@@ -297,6 +307,8 @@ std::uint32_t Sequence::GetDepth() const
 
 bool Sequence::AddPreview(const TickTime& inTime, const BE::IPreviewStreamRef& inStream)
 {
+    ML_INPUT_CONTRACT(inStream, "inStream", "ReferenceHost/Project/Sequence", "Project::Sequence::AddPreview",
+                      __LINE__);
     MF::IRenderableCutlistRef cutlist;
     std::uint32_t index = 0;
     TickTime start;
@@ -323,6 +335,8 @@ void Sequence::RemovePreviews()
 
 std::uint64_t Sequence::AddObserver(Observer inObserver)
 {
+    ML_INPUT_CONTRACT(bool(inObserver), "inObserver", "ReferenceHost/Project/Sequence",
+                      "Project::Sequence::AddObserver", __LINE__);
     return mState->AddObserver(std::move(inObserver));
 }
 

@@ -128,6 +128,7 @@ public:
     EditStatus SetTrackEnabled(std::size_t inIndex, bool inIsEnabled);
     std::size_t GetTrackCount() const;
 
+    // Contract: none of its effects is empty; of SetItem too.
     EditStatus AddItem(std::size_t inTrack, ClipItem inItem, ItemID* outID = nullptr);
     EditStatus RemoveItem(ItemID inID);
     // To another time, and to the same or another track. Transitions at its ends stay behind and are removed.
@@ -183,14 +184,14 @@ public:
 
     // inStream was rendered from what plays from inTime on, to the end of that segment of the cutlist or of the
     // stream, and is shown in its place from now on, wherever it plays. It is passed over once that has changed,
-    // and back when the change is taken back. False where nothing plays.
+    // and back when the change is taken back. False where nothing plays. Contract: a stream.
     bool AddPreview(const norviktypes::TickTime& inTime, const BE::IPreviewStreamRef& inStream);
     void RemovePreviews();
 
     // --- being told --------------------------------------------------------------------------------------------
 
     using Observer = std::function<void(const SequenceChange&)>;
-    // Gives a number for RemoveObserver.
+    // Gives a number for RemoveObserver. Contract: not empty.
     std::uint64_t AddObserver(Observer inObserver);
     void RemoveObserver(std::uint64_t inNumber);
 

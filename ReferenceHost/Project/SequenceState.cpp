@@ -416,6 +416,11 @@ EditStatus SequenceState::SplitItem(ItemID inID, const TickTime& inTime, ItemID*
     auto second = std::make_shared<ClipItem>(*before->GetContent());
     Cut(*first, before->GetStart(), inTime, rate);
     Cut(*second, inTime, before->GetEnd(), rate);
+    // Keyframes of a remap that was set up to the ends of the axis would leave it.
+    if (!HasGoodRemap(*first) || !HasGoodRemap(*second))
+    {
+        return EditStatus::kBadTime;
+    }
     return Perform(
         [&]
         {

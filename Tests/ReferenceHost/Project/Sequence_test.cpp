@@ -494,6 +494,38 @@ TEST(Sequence, SettingsReachItemsThatWereThereBefore)
     EXPECT_THROW(scene.mSequence->SetSettings(settings), norvik::config::Error);
 }
 
+TEST(Sequence, RefusesCallsThatMakeNoSense)
+{
+    const SequenceScene scene;
+    ClipItem item = ItemFrom(0, 100);
+    item.mEffects.emplace_back();
+    EXPECT_THROW(scene.mSequence->AddItem(0, item), norvik::config::Error);
+    ItemID id = 0;
+    ASSERT_EQ(scene.mSequence->AddItem(0, ItemFrom(0, 100), &id), EditStatus::kOK);
+    EXPECT_THROW(scene.mSequence->SetItem(id, item), norvik::config::Error);
+    EXPECT_THROW(scene.mSequence->AddObserver({}), norvik::config::Error);
+    EXPECT_THROW(scene.mSequence->AddPreview(TickTime(), {}), norvik::config::Error);
+    EXPECT_TRUE(scene.Get(id).mEffects.empty());
+}
+
+TEST(Sequence, SplitThatWouldPutKeyframesBeyondTheAxisIsRefused)
+{
+    const SequenceScene scene;
+    constexpr std::int64_t kMegatick = 1 << 20;
+    ItemID id = 0;
+    ASSERT_EQ(scene.mSequence->AddItem(0, ItemFrom(0, 16 * kMegatick), &id), EditStatus::kOK);
+    ParameterKey early;
+    early.mTime = kTime_Min + TickTime(3 * kMegatick);
+    early.mValue = 0.0;
+    ParameterKey late;
+    late.mTime = TickTime(50);
+    late.mValue = 1.0;
+    ASSERT_EQ(scene.mSequence->SetTimeRemap(id, {early, late}), EditStatus::kOK);
+    EXPECT_EQ(scene.mSequence->SplitItem(id, TickTime(8 * kMegatick)), EditStatus::kBadTime);
+    EXPECT_EQ(scene.Get(id).mDuration, TickTime(16 * kMegatick));
+    EXPECT_EQ(scene.mSequence->SplitItem(id, TickTime(kMegatick)), EditStatus::kOK);
+}
+
 TEST(Sequence, HasManyItemsAtLittleCost)
 {
     SequenceScene scene;
