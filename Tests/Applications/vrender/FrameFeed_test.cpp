@@ -13,6 +13,7 @@
 #include <mutex>
 #include <stdexcept>
 #include <thread>
+#include <utility>
 #include <vector>
 
 using namespace vrender;
@@ -261,4 +262,75 @@ TEST_F(Feed, WhatWasReadIsRenderedWithoutAnotherRead)
         clip->Render(clip->FrameStart(frame.mIndex), settings.mRequest);
     }
     EXPECT_EQ(mWatch.Counts().Of(Foundation::WorkKind::kRead).mTimes, kMany);
+}
+
+namespace
+{
+
+// Makes nothing, and remembers what it was told.
+class ToldMaterial final : public Session::Material
+{
+public:
+    const Media::MediaFacts& Facts() const noexcept override { return mFacts; }
+    const norviktypes::FrameRate& FrameRate() const noexcept override { return mRate; }
+    const norviktypes::TickTime& Duration() const noexcept override { return norviktypes::kTime_Max; }
+    norviktypes::TickTime FrameStart(std::int64_t inNumber) const override
+    {
+        return norviktypes::TickTime::FromFrame(inNumber, mRate);
+    }
+    std::int64_t FrameAt(const norviktypes::TickTime& inTime) const override
+    {
+        return inTime.ToFrame64(mRate);
+    }
+    Session::Workings WorkingsOf(const Session::RenderRequest&) const override { return {}; }
+    void Expect(std::vector<MF::TimeRange> inTimes) const override { mTold = std::move(inTimes); }
+    Session::OrderID Order(const norviktypes::TickTime&, const Session::RenderRequest&, Session::Urgency,
+                           const Session::ReadAnswer&) const override
+    {
+        return 0;
+    }
+    MF::IVideoFrameRef Render(const norviktypes::TickTime&, const Session::RenderRequest&,
+                              const Session::ReadHold&) const override
+    {
+        return {};
+    }
+    std::string FailureAt(const norviktypes::TickTime&) const override { return {}; }
+
+    mutable std::vector<MF::TimeRange> mTold;
+
+private:
+    const Media::MediaFacts mFacts;
+    const norviktypes::FrameRate mRate = norviktypes::FrameRate::FromRational(25, 1);
+};
+
+} // namespace
+
+TEST(FeedOfToldMaterial, TellsTheTimesOfAListAndTheReachOfALongOne)
+{
+    const norviktypes::TickTime tick(1);
+    const ToldMaterial material;
+    FrameFeed::Settings settings;
+    settings.mMaterial = &material;
+    settings.mWindow = 0;
+    for (const std::int64_t count : {1, 3, 1024, 1025, 2000})
+    {
+        settings.mCount = count;
+        // From the last one to the first.
+        const auto frameOf = [count](std::int64_t inIndex) { return 10 + 2 * (count - 1 - inIndex); };
+        settings.mTimeOf = [&](std::int64_t inIndex) { return material.FrameStart(frameOf(inIndex)); };
+        const FrameFeed feed(settings);
+        if (count > 1024)
+        {
+            ASSERT_EQ(material.mTold.size(), 1u);
+            EXPECT_EQ(material.mTold[0],
+                      (MF::TimeRange{material.FrameStart(10), material.FrameStart(frameOf(0)) + tick}));
+            continue;
+        }
+        ASSERT_EQ(material.mTold.size(), static_cast<std::size_t>(count));
+        for (std::int64_t i = 0; i < count; ++i)
+        {
+            const norviktypes::TickTime time = material.FrameStart(frameOf(i));
+            EXPECT_EQ(material.mTold[static_cast<std::size_t>(i)], (MF::TimeRange{time, time + tick}));
+        }
+    }
 }

@@ -391,6 +391,34 @@ TEST(Transform, LeansAfterItIsScaledAndBeforeItIsTurned)
                 });
 }
 
+TEST(Transform, LeansAndFadesInTheShapeOfItsPixels)
+{
+    // Pixels that are twice as wide as high.
+    const double lean = std::tan(30.0 * std::numbers::pi / 180.0);
+    const auto frame = FrameOf(Noise(61, 43, 7), MF::kPixelFormat_BGRA_4444_32f);
+    frame->SetPixelAspectRatio({2, 1});
+    for (const double axis : {0.0, 90.0})
+    {
+        Scene expected = Pinned(SceneOf(frame), Moved(
+                                                    [=](double& ioX, double& ioY)
+                                                    {
+                                                        const double x = ioX;
+                                                        ioX -= axis == 0.0 ? lean * ioY / 2.0 : 0.0;
+                                                        ioY += axis == 0.0 ? 0.0 : lean * x * 2.0;
+                                                    }));
+        for (Pixel& pixel : expected.pixels)
+        {
+            pixel[3] *= 0.25;
+        }
+        const auto result = RunFilter(
+            "VX.ZNTR Geometry",
+            {{6, MakeNumberParameter(25.0)}, {7, MakeNumberParameter(30.0)}, {8, MakeNumberParameter(axis)}},
+            frame);
+        ASSERT_TRUE(result);
+        EXPECT_TRUE(AreNear(SceneOf(result), expected, 2e-5, true)) << axis;
+    }
+}
+
 TEST(Fields, AreNeverMixedByMovements)
 {
     // Of two moments, one is white and the other one black.
