@@ -33,14 +33,22 @@ struct FrameShape
     FrameGeometry mGeometry;
 };
 
+// Memory that somebody else keeps.
+struct ForeignPixels
+{
+    std::uint8_t* mPixels = nullptr;
+    std::shared_ptr<const void> mOwner;
+};
+
 class VideoFrame final : public TVK::Implements<VideoFrame, MF::IVideoFrame, IVideoFramePixels,
                                                 IVideoFrameRaster, IVideoFrameSubstitute>
 {
 public:
     VideoFrame(const FrameShape& inShape, const PixelAspectRatio& inRatio, FrameBufferRef inBuffer,
-               PixelMakerPtr inMaker = nullptr) noexcept
+               PixelMakerPtr inMaker = nullptr, ForeignPixels inForeign = {}) noexcept
         : mShape(inShape)
         , mBuffer(std::move(inBuffer))
+        , mForeign(std::move(inForeign))
         , mRatio(inRatio)
         , mAlphaType(static_cast<AlphaChannel>(norviktypes::ToneOfProperties(inShape.mFormat.mProperties)))
         , mMaker(std::move(inMaker))
@@ -98,7 +106,9 @@ public:
     std::uint8_t* PixelsToDrawOn() const
     {
         const bool areThere = !mIsPending.load(std::memory_order_acquire) || MakePixels();
-        return areThere ? static_cast<std::uint8_t*>(mBuffer.Data()) : nullptr;
+        return !areThere          ? nullptr
+               : mForeign.mPixels ? mForeign.mPixels
+                                  : static_cast<std::uint8_t*>(mBuffer.Data());
     }
     bool HasWholeAlpha() const noexcept { return mHasWholeAlpha.load(std::memory_order_relaxed); }
     void ForgetWholeAlpha() const noexcept
@@ -127,6 +137,7 @@ private:
 
     const FrameShape mShape;
     mutable FrameBufferRef mBuffer; // written once, before the frame stops to be pending
+    const ForeignPixels mForeign;   // instead of it
     PixelAspectRatio mRatio;
     FieldType mFieldType = norviktypes::kFieldType_Progressive;
     AlphaChannel mAlphaType;
@@ -188,7 +199,7 @@ MF::IVideoFrameRef VideoFrame::SharedAs(const PixelFormat& inFormat) const
 {
     FrameShape shape = mShape;
     shape.mFormat = inFormat;
-    return PixelsToDrawOn() ? MF::IVideoFrameRef(new VideoFrame(shape, mRatio, mBuffer))
+    return PixelsToDrawOn() ? MF::IVideoFrameRef(new VideoFrame(shape, mRatio, mBuffer, nullptr, mForeign))
                             : MF::IVideoFrameRef();
 }
 
@@ -324,6 +335,33 @@ std::int32_t CreatePendingFrame(MF::IVideoFrameRef& outFrame, const PixelFormat&
                    ComputeShape(inFormat, inWidth, inHeight, shape)
                ? FrameOver(shape, inRatio, FrameBufferRef(), inMaker, outFrame)
                : kFrameStatus_BadArgument;
+}
+
+std::int32_t CreateFrameOver(MF::IVideoFrameRef& outFrame, const PixelFormat& inFormat, std::uint32_t inWidth,
+                             std::uint32_t inHeight, const PixelAspectRatio& inRatio, FieldType inFieldType,
+                             const std::uint8_t* inPixels, std::uint32_t inRowBytes,
+                             std::shared_ptr<const void> inOwner)
+{
+    FrameShape shape;
+    if (!inPixels || !ComputeShape(inFormat, inWidth, inHeight, shape) ||
+        !GetFrameGeometry(inFormat, inRowBytes, inWidth, inHeight, shape.mGeometry))
+    {
+        return kFrameStatus_BadArgument;
+    }
+    try
+    {
+        // Nobody writes to it, as it is frozen before anybody sees it.
+        const ForeignPixels foreign{const_cast<std::uint8_t*>(inPixels), std::move(inOwner)};
+        MF::IVideoFrameRef frame(new VideoFrame(shape, inRatio, FrameBufferRef(), nullptr, foreign));
+        frame->SetFieldType(inFieldType);
+        frame->Freeze();
+        outFrame = std::move(frame);
+    }
+    catch (const std::bad_alloc&)
+    {
+        return kFrameStatus_OutOfMemory;
+    }
+    return kFrameStatus_OK;
 }
 
 PixelMakerPtr PendingMakerOf(const MF::IVideoFrameRef& inFrame)

@@ -5,6 +5,7 @@
 #include "ReferenceHost/FrameLibrary/PixelMaker.h"
 #include "ReferenceHost/Media/FFmpeg/FFmpegTypes.h"
 #include "ReferenceHost/Media/FFmpeg/PictureTurn.h"
+#include "ReferenceHost/Media/FFmpeg/PixelLayout.h"
 #include "ReferenceHost/Media/FrameConversion.h"
 #include "VF/VideoFrame.h"
 
@@ -128,6 +129,44 @@ MF::IVideoFrameRef PendingFrame(const AVFrame& inPicture, const PictureTraits& i
     return frame;
 }
 
+// Planes in one block, each right behind the one before it and chroma with half of the row bytes, are those of a
+// frame: bare video mostly comes so. Empty where the picture lies otherwise, or isn't all of the frame.
+MF::IVideoFrameRef FrameOverPicture(const AVFrame& inPicture, const PictureTraits& inTraits,
+                                    const BE::FrameDescription& inFormat)
+{
+    MF::IVideoFrameRef frame;
+    const PixelFormat& format = inFormat.mPixelFormat;
+    const AVPixFmtDescriptor* const planes = DescriptorOf(inPicture.format);
+    const bool isWhole = inPicture.buf[0] && !inPicture.buf[1] && inPicture.linesize[0] > 0 &&
+                         inFormat.mBounds.Width() == inPicture.width &&
+                         inFormat.mBounds.Height() == inPicture.height;
+    constexpr std::uint64_t kOrder = AV_PIX_FMT_FLAG_PLANAR | AV_PIX_FMT_FLAG_BE;
+    const bool isPlain = planes && (planes->flags & kOrder) == AV_PIX_FMT_FLAG_PLANAR &&
+                         planes->comp[0].shift == 0 && planes->comp[1].plane == 1 &&
+                         planes->comp[2].plane == 2;
+    if (!isPlain || !isWhole || !norviktypes::IsSubsampled(format.mProperties) ||
+        format != NativeFormatOf(inPicture.format, TraitsFor(inTraits, inPicture, format)))
+    {
+        return frame;
+    }
+    const std::ptrdiff_t rowBytes = inPicture.linesize[0];
+    const std::ptrdiff_t chromaBytes = rowBytes / 2 * -(-inPicture.height >> planes->log2_chroma_h);
+    const bool isOneBlock = rowBytes % 2 == 0 && inPicture.linesize[1] == rowBytes / 2 &&
+                            inPicture.linesize[2] == rowBytes / 2 &&
+                            inPicture.data[1] == inPicture.data[0] + rowBytes * inPicture.height &&
+                            inPicture.data[2] == inPicture.data[1] + chromaBytes;
+    FramePtr owner(isOneBlock ? av_frame_clone(&inPicture) : nullptr);
+    if (owner)
+    {
+        const std::uint8_t* const pixels = owner->data[0];
+        VF::CreateFrameOver(frame, format, static_cast<std::uint32_t>(inPicture.width),
+                            static_cast<std::uint32_t>(inPicture.height), inFormat.mPixelAspectRatio,
+                            inFormat.mFieldType, pixels, static_cast<std::uint32_t>(rowBytes),
+                            std::shared_ptr<AVFrame>(std::move(owner)));
+    }
+    return frame;
+}
+
 // The picture as it lies in the file.
 std::int32_t Convert(const AVFrame& inPicture, const PictureTraits& inTraits,
                      const BE::FrameDescription& inFormat, MF::IVideoFrameRef& outFrame)
@@ -180,7 +219,9 @@ std::int32_t MakeFrameOfPicture(const AVFrame& inPicture, const PictureTraits& i
     const bool isTurned = !inOrientation.IsIdentity();
     if (!isTurned && !areFieldsScaled)
     {
-        if (const MF::IVideoFrameRef frame = PendingFrame(inPicture, inTraits, inFormat))
+        MF::IVideoFrameRef frame = FrameOverPicture(inPicture, inTraits, inFormat);
+        frame = frame ? frame : PendingFrame(inPicture, inTraits, inFormat);
+        if (frame)
         {
             outFrame = frame;
             return BE::kSourceStatus_OK;

@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <memory>
 #include <vector>
 
 using namespace norviktypes;
@@ -389,6 +390,56 @@ TEST(VideoFrame, SteadyRenderReusesItsBuffers)
     }
     EXPECT_EQ(pool.GetCounters().mAllocations, before.mAllocations);
     EXPECT_EQ(pool.GetCounters().mReuses, before.mReuses + 50);
+}
+
+TEST(CreateFrameOver, FrameHasThePixelsOfItsOwnerAndKeepsHim)
+{
+    constexpr std::uint32_t kRowBytes = 38; // no frame of the pool has rows so close
+    const auto owner = std::make_shared<std::vector<std::uint8_t>>(kRowBytes * 11 + 2 * (kRowBytes / 2) * 6);
+    for (std::size_t i = 0; i < owner->size(); ++i)
+    {
+        (*owner)[i] = static_cast<std::uint8_t>(i * 7);
+    }
+    IVideoFrameRef frame;
+    ASSERT_EQ(VF::CreateFrameOver(frame, kPixelFormat_YUV_420_MPEG2_Field_8u_709, 37, 11, kRatio,
+                                  kFieldType_LowerFirst, owner->data(), kRowBytes, owner),
+              0);
+    EXPECT_EQ(owner.use_count(), 2);
+    VF::FramePixels pixels;
+    ASSERT_TRUE(VF::GetFramePixels(frame, pixels));
+    EXPECT_EQ(pixels.mPixels, owner->data());
+    EXPECT_EQ(pixels.Row(2, 5)[18], owner->back());
+    EXPECT_TRUE(frame->IsFrozen());
+    EXPECT_EQ(frame->GetFieldType(), kFieldType_LowerFirst);
+    PixelAspectRatio ratio;
+    frame->GetPixelAspectRatio(ratio);
+    EXPECT_EQ(ratio, kRatio);
+    const IVideoFrameRef copy = VF::MakeWriteableVideoFrame(frame, kRenderQuality_High);
+    ASSERT_TRUE(copy);
+    EXPECT_TRUE(HaveEqualPixels(frame, copy));
+    TestSupport::FillWithNoise(copy, 5);
+    EXPECT_EQ(owner->at(100), static_cast<std::uint8_t>(700));
+    IVideoFrameRef compatible;
+    ASSERT_EQ(frame->CreateCompatibleFrame(compatible), 0);
+    EXPECT_FALSE(compatible->IsFrozen());
+    frame.reset();
+    EXPECT_EQ(owner.use_count(), 1);
+}
+
+TEST(CreateFrameOver, RefusesRowsThatAreTooShortAndNoPixels)
+{
+    const auto owner = std::make_shared<std::vector<std::uint8_t>>(4096);
+    IVideoFrameRef frame;
+    const auto create = [&](const std::uint8_t* inPixels, std::uint32_t inRowBytes)
+    {
+        return VF::CreateFrameOver(frame, kPixelFormat_YUV_420_MPEG2_Frame_8u_709, 37, 11, kRatio,
+                                   kFieldType_Progressive, inPixels, inRowBytes, owner);
+    };
+    EXPECT_LT(create(owner->data(), 36), 0);
+    EXPECT_LT(create(owner->data(), 39), 0) << "chroma has half of them";
+    EXPECT_LT(create(nullptr, 38), 0);
+    EXPECT_FALSE(frame);
+    EXPECT_EQ(owner.use_count(), 1);
 }
 
 TEST(MakeWriteableVideoFrame, GivesAnUnfrozenFrameItself)
