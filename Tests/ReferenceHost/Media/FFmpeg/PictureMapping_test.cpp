@@ -463,7 +463,7 @@ TEST(PictureMapping, ProgressivePicturesOfInterlacedStreamsHaveTheChromaOfTheWho
 {
     std::mt19937_64 random(Seed());
     const FramePtr picture = NewPicture(AV_PIX_FMT_YUV420P, 32, 16);
-    for (int plane = 0; plane < 3; ++plane)
+    for (int plane = 0; picture->buf[plane]; ++plane)
     {
         std::generate_n(picture->buf[plane]->data, picture->buf[plane]->size,
                         [&] { return static_cast<std::uint8_t>(random()); });
