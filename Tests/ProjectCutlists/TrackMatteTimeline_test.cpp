@@ -342,6 +342,21 @@ TEST_F(MatteOfAMatte, KeepsItsHashWhereAnEditIsNotSeen)
     EXPECT_NE(Hash(15), before);
 }
 
+TEST_F(MatteOfAMatte, DependsOnNothingBeyondWhatItIsLookedAtFor)
+{
+    AddKeyTo(mMatte, kInnerTrack);
+    ASSERT_EQ(mSequence->SetTrackEnabled(kMatteTrack, false), EditStatus::kOK);
+    ASSERT_EQ(mSequence->TrimItem(mClip, Frames(0), Frames(15)), EditStatus::kOK);
+    ASSERT_EQ(mSequence->TrimItem(mInner, Frames(0), Frames(20)), EditStatus::kOK);
+    const TVK::Guid before = Hash(12);
+    // Within the matte, but behind the clip.
+    Add(kInnerTrack, 20, 40, kNothing, kWhite);
+    EXPECT_EQ(Hash(12), before);
+    ASSERT_EQ(mSequence->TrimItem(mInner, Frames(0), Frames(13)), EditStatus::kOK);
+    Add(kInnerTrack, 13, 20, kNothing, kWhite);
+    EXPECT_NE(Hash(12), before);
+}
+
 TEST_F(MatteOfAMatte, EndsWhereTracksLookAtEachOther)
 {
     // The clip's matte is matted by the clip, in which the matte shows nothing again: all of it is seen.

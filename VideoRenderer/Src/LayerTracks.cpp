@@ -40,15 +40,13 @@ const void* IdentityOf(const TVK::TVKUnknownRef& inObject)
     return unknown;
 }
 
-bool IsInUse(const TVK::TVKUnknownRef& inSequence, std::uint64_t inTrack, const TimeRange& inSpan)
+// Whatever the time: each look lies within that of the one before.
+bool IsInUse(const TVK::TVKUnknownRef& inSequence, std::uint64_t inTrack)
 {
     const void* const sequence = IdentityOf(inSequence);
     return std::any_of(tTracksInUse.begin(), tTracksInUse.end(),
                        [&](const UsedTrack& inUsed)
-                       {
-                           return inUsed.mSequence == sequence && inUsed.mTrack == inTrack &&
-                                  inUsed.mSpan.mStart < inSpan.mEnd && inSpan.mStart < inUsed.mSpan.mEnd;
-                       });
+                       { return inUsed.mSequence == sequence && inUsed.mTrack == inTrack; });
 }
 
 // A track as it is when it is asked for by itself: it is turned off so that it isn't seen, not so that nothing is
@@ -156,7 +154,7 @@ MF::IRenderableCutlistRef CutlistOfTrack(const TVK::TVKUnknownRef& inSequence, s
     const std::size_t level = (tTracksInUse.size() + 1) / 2;
     tDeepLooks = level <= 1 ? 0 : tDeepLooks + (level > 2 ? 1 : 0);
     if (!BE::ISequenceRef(inSequence) || inSpan.mStart >= inSpan.mEnd || tDeepLooks > kMostDeepLooks ||
-        IsInUse(inSequence, inTrack, inSpan))
+        IsInUse(inSequence, inTrack))
     {
         return {};
     }
