@@ -376,6 +376,44 @@ TEST(Deinterlace, RefusesWhatIsNoPicture)
     EXPECT_TRUE(std::all_of(bytes, bytes + 64, [](unsigned char inByte) { return inByte == 0; }));
 }
 
+// Also those at the edges, beside which there are none.
+TEST(Deinterlace, FiltersPixelsWhoseNeighboursHaveTheirAlphaAndInterpolatesOthers)
+{
+    constexpr std::int32_t kColumns = 9;
+    constexpr std::int32_t kBorder = 5; // where another alpha begins
+    std::mt19937 random(15);
+    Memory opaque(kBGRX8, kColumns, 12);
+    opaque.Randomise(random);
+    Memory filtered(kBGRA8, kColumns, 12);
+    Memory interpolated(kBGRA8, kColumns, 12);
+    for (std::int32_t y = 0; y < 12; ++y)
+    {
+        Bytes row = RowBytesAt(opaque, y);
+        for (std::int32_t x = 0; x < kColumns; ++x)
+        {
+            row[static_cast<std::size_t>(x) * 4 + 3] = x < kBorder ? 255 : 90;
+        }
+        SetRow(filtered, y, row);
+        SetRow(interpolated, y, row);
+    }
+    ASSERT_EQ(kIR_Success, Deinterlace(opaque, false, kFiltering));
+    ASSERT_EQ(kIR_Success, Deinterlace(filtered, false, kFiltering));
+    ASSERT_EQ(kIR_Success, Deinterlace(interpolated, false, kInterpolation));
+    for (std::int32_t y = 1; y < 12; y += 2)
+    {
+        for (std::int32_t x = 0; x < kColumns; ++x)
+        {
+            const auto colour = [&](const Memory& inPicture)
+            {
+                const Bytes row = RowBytesAt(inPicture, y);
+                return Bytes(row.begin() + x * 4, row.begin() + x * 4 + 3);
+            };
+            const bool isBorder = x == kBorder - 1 || x == kBorder;
+            EXPECT_EQ(colour(isBorder ? interpolated : opaque), colour(filtered)) << x << ", " << y;
+        }
+    }
+}
+
 TEST(DeinterlaceCopy, WritesTheOtherParityAlone)
 {
     for (const bool sourceIsLower : {false, true})
