@@ -150,7 +150,8 @@ void FillWithNoise(const MF::IVideoFrameRef& inFrame, std::uint64_t inSeed)
     {
         const auto bits = static_cast<std::uint32_t>(random());
         const float value = static_cast<float>(bits >> 8) / 16777216.0f;
-        std::memcpy(pixels.mPixels + at, isFloat ? static_cast<const void*>(&value) : &bits, 4);
+        const auto count = static_cast<std::size_t>(std::min<std::uint64_t>(4, bytes - at));
+        std::memcpy(pixels.mPixels + at, isFloat ? static_cast<const void*>(&value) : &bits, count);
     }
 }
 
