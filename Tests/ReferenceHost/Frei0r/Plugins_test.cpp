@@ -150,6 +150,22 @@ TEST(PluginCalls, UseInstancesAgainForTheirSizeAlone)
     EXPECT_EQ(plugin->IdleInstances(), 32u) << "only so many wait";
 }
 
+TEST(PluginCalls, KeepInstancesToTheirParametersThatRememberThem)
+{
+    for (const bool isBound : {false, true})
+    {
+        Frei0r::PluginTraits traits;
+        traits.mIsBound = isBound;
+        const auto plugin = MakePlugin(PathOf("tells"), traits);
+        ASSERT_TRUE(plugin);
+        for (const double level : {0.2, 0.6, 0.2})
+        {
+            EXPECT_FALSE(Draw(*plugin, {Noise(8, 8, 1)}, 0.0, level).empty());
+        }
+        EXPECT_EQ(plugin->IdleInstances(), isBound ? 2u : 1u);
+    }
+}
+
 TEST(PluginCalls, GuardRoundingAndDecimalPoints)
 {
     std::fesetround(FE_UPWARD);
