@@ -217,6 +217,27 @@ TEST_F(TimelineDocument, ThumbnailsStandAtCutsAndMarkers)
     EXPECT_TRUE(Has(info.out, "here")) << info.out;
 }
 
+// Media are told of the frames that the window of the root shows, wherever it begins.
+TEST_F(TimelineDocument, NoMoreIsDecodedForAWindowOfTheRoot)
+{
+    const std::string tracks = TrackText({ClipText(FileText(MediaPath("h264_long.mp4")), {0}, {250})});
+    const auto decodedAt = [&](const std::string& inRootMembers, const char* inTime)
+    {
+        const std::string path = Write(R"({"OTIO_SCHEMA": "Timeline.1", "metadata": {"vrender": {"version": 1,
+            "canvas": {"width": 160, "height": 96, "rate": [25, 1]}}}, "tracks": )" +
+                                       StackText({tracks}, inRootMembers) + "}");
+        const ChildResult result = RunTool({"frame", path, mFolder.File("f.png"), "--overwrite", "--time",
+                                            inTime, "--threads", "1", "--stats", "--json"});
+        EXPECT_EQ(result.exitCode, 0) << result.Describe();
+        const std::string name = "\"decoded\": ";
+        const std::size_t at = result.err.find(name);
+        return at == std::string::npos ? -1 : std::stoi(result.err.substr(at + name.size()));
+    };
+    const int decoded = decodedAt("", "200");
+    EXPECT_GT(decoded, 0);
+    EXPECT_EQ(decodedAt(R"(, "source_range": )" + RangeText({200}, {20}), "0"), decoded);
+}
+
 TEST_F(TimelineDocument, InfoTellsWhatItHolds)
 {
     const std::string path = Write(TimelineText(
