@@ -39,19 +39,29 @@ function(vr_add_host_component name)
     set_property(GLOBAL APPEND PROPERTY VR_HOST_COMPONENTS ${target})
 endfunction()
 
-# The standard headers that nearly every host source reads, compiled once for all components.
-function(vr_add_host_precompiled)
+# The standard headers that nearly every source reads, compiled once for all of the host's components and once for
+# all else: the compiler refuses a precompiled header of another visibility.
+function(vr_add_precompiled)
     if(NOT VR_PRECOMPILE)
         return()
     endif()
-    set(empty "${CMAKE_CURRENT_BINARY_DIR}/HostPrecompiled.cpp")
+    set(empty "${CMAKE_CURRENT_BINARY_DIR}/Precompiled.cpp")
     file(GENERATE OUTPUT "${empty}" CONTENT "")
-    add_library(HostPrecompiled OBJECT "${empty}")
+    foreach(target HostPrecompiled ProductPrecompiled)
+        add_library(${target} OBJECT "${empty}")
+        target_precompile_headers(${target} PRIVATE
+            <algorithm> <array> <atomic> <chrono> <condition_variable> <cstdint> <cstring> <deque> <functional>
+            <map> <memory> <mutex> <optional> <set> <string> <string_view> <thread> <unordered_map> <utility>
+            <variant> <vector>)
+    endforeach()
     set_target_properties(HostPrecompiled PROPERTIES CXX_VISIBILITY_PRESET default)
-    target_precompile_headers(HostPrecompiled PRIVATE
-        <algorithm> <array> <atomic> <chrono> <condition_variable> <cstdint> <cstring> <deque> <functional>
-        <map> <memory> <mutex> <optional> <set> <string> <string_view> <thread> <unordered_map> <utility>
-        <variant> <vector>)
+endfunction()
+
+# vr_use_precompiled(TARGET): for what isn't a component of the host.
+function(vr_use_precompiled target)
+    if(TARGET ProductPrecompiled)
+        target_precompile_headers(${target} REUSE_FROM ProductPrecompiled)
+    endif()
 endfunction()
 
 # Undefined symbols stop the link, so what a host must supply is exactly what the linker asks for.

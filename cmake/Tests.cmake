@@ -35,7 +35,7 @@ function(vr_add_test_executable target label seconds)
     set(precompiled TestSupport)
     if(label STREQUAL unit)
         # What a unit test says itself runs once. To optimise it took longer than to run all of them.
-        target_compile_options(${target} PRIVATE -O0)
+        target_compile_options(${target} PRIVATE -O0 ${VR_UNIT_TEST_OPTIONS})
         set(precompiled UnitTestPrecompiled)
     endif()
     if(VR_PRECOMPILE)
