@@ -117,8 +117,8 @@ def main():
         return 66
     media = TimelineMedia(options.cache)
     rows = [Clip("H.264", media.noisy), Clip("halve", media.raw_2160, "--size", "1920x1080"),
-            Clip("scale", media.raw_1080, "--size", "1280x720"),
-            Clip("blend", media.raw_1080, "--speed", "0.5", "--blend"),
+            Clip("scale", media.raw, "--size", "1280x720"),
+            Clip("blend", media.raw, "--speed", "0.5", "--blend"),
             *(LongTimeline(row(media)) for row in (PictureInPicture, FourLayers, CrossDissolve))]
     print("| What | two threads: frames a second | two programs | two threads: processor time | two programs |")
     print("|---|---|---|---|---|")
