@@ -409,6 +409,31 @@ TEST_F(MatteOfAMatte, EndsInAnyTangle)
     EXPECT_EQ(Seen(35), Halves(200, 200));
 }
 
+// The cutlist of each is built within that of the one before it, for which a thread has only so much stack.
+TEST_F(MatteOfAMatte, FollowsARowOfMattesToItsLimit)
+{
+    constexpr std::size_t kTracks = 100;
+    AddKeyTo(mMatte, kInnerTrack);
+    std::vector<ItemID> row{mInner};
+    for (std::size_t track = mSequence->GetTrackCount(); track < kTracks; ++track)
+    {
+        mSequence->AddTrack();
+        mSequence->SetTrackEnabled(track, false);
+        AddKeyTo(row.back(), track);
+        row.push_back(Add(track, 10, 30, kWhite, kWhite));
+    }
+    const auto change = [&](std::size_t inPlace)
+    {
+        mSequence->ChangeItem(row[inPlace],
+                              [&](Project::ClipItem& ioItem) { ioItem.mMedia = Media(kNothing, kWhite); });
+    };
+    const TVK::Guid before = Hash(15);
+    change(80);
+    EXPECT_EQ(Hash(15), before);
+    change(40);
+    EXPECT_NE(Hash(15), before);
+}
+
 TEST_F(TrackMatteTimeline, EditOfTheMatteChangesHashesOfTheFramesThatShowIt)
 {
     AddKey(kAlpha);

@@ -27,11 +27,11 @@ struct UsedTrack
     const void* mSequence;
     std::uint64_t mTrack;
     TimeRange mSpan;
+    std::uint32_t mDeepLooks; // of its sequence, where it is the first one of it
 };
 
 // Outermost first. A track's cutlist is built on the thread that asks for it.
 thread_local std::vector<UsedTrack> tTracksInUse;
-thread_local std::uint32_t tDeepLooks = 0;
 
 const void* IdentityOf(const TVK::TVKUnknownRef& inObject)
 {
@@ -47,6 +47,22 @@ bool IsInUse(const TVK::TVKUnknownRef& inSequence, std::uint64_t inTrack)
     return std::any_of(tTracksInUse.begin(), tTracksInUse.end(),
                        [&](const UsedTrack& inUsed)
                        { return inUsed.mSequence == sequence && inUsed.mTrack == inTrack; });
+}
+
+// Whether one more look at a track of the sequence is followed. Only looks within the sequence count: what is nested
+// is built for all who show it, and may not depend on who was the first.
+bool MayLook(const TVK::TVKUnknownRef& inSequence)
+{
+    const void* const sequence = IdentityOf(inSequence);
+    const auto isOfSequence = [sequence](const UsedTrack& inUsed) { return inUsed.mSequence == sequence; };
+    // The track of an effect and that at which it looks are in use at each level.
+    const auto level = (std::count_if(tTracksInUse.begin(), tTracksInUse.end(), isOfSequence) + 1) / 2;
+    if (level <= 2)
+    {
+        return true;
+    }
+    const auto first = std::find_if(tTracksInUse.begin(), tTracksInUse.end(), isOfSequence);
+    return level <= kMostLevels && ++first->mDeepLooks <= kMostDeepLooks;
 }
 
 // A track as it is when it is asked for by itself: it is turned off so that it isn't seen, not so that nothing is
@@ -86,14 +102,14 @@ BE::ITrackRef TrackOf(const TVK::TVKUnknownRef& inSequence, std::uint64_t inTrac
 bool LooksAtTracks(const BE::IEffectChainRef& inChain, int inDepth)
 {
     std::vector<BE::IEffectRef> effects;
-    if (inChain && inDepth < kMostGroups)
+    if (inChain && inDepth <= kMostGroups)
     {
         inChain->GetEffects(effects);
     }
     return std::any_of(effects.begin(), effects.end(),
                        [inDepth](const BE::IEffectRef& inEffect)
                        {
-                           if (!inEffect->IsActive())
+                           if (!inEffect || !inEffect->IsActive())
                            {
                                return false;
                            }
@@ -150,10 +166,7 @@ MF::IRenderableCutlistRef CutlistOfProvider(const TVK::TVKUnknownRef& inSequence
 MF::IRenderableCutlistRef CutlistOfTrack(const TVK::TVKUnknownRef& inSequence, std::uint64_t inTrack,
                                          const TimeRange& inSpan)
 {
-    // The track of an effect and that at which it looks are in use at each level.
-    const std::size_t level = (tTracksInUse.size() + 1) / 2;
-    tDeepLooks = level <= 1 ? 0 : tDeepLooks + (level > 2 ? 1 : 0);
-    if (!BE::ISequenceRef(inSequence) || inSpan.mStart >= inSpan.mEnd || tDeepLooks > kMostDeepLooks ||
+    if (!BE::ISequenceRef(inSequence) || !MayLook(inSequence) || inSpan.mStart >= inSpan.mEnd ||
         IsInUse(inSequence, inTrack))
     {
         return {};
@@ -235,7 +248,7 @@ std::uint32_t LayerValueOf(const MF::IKeyframedParameter& inParameter)
 
 TrackUse::TrackUse(const TVK::TVKUnknownRef& inSequence, std::uint64_t inTrack, const TimeRange& inSpan)
 {
-    tTracksInUse.push_back({IdentityOf(inSequence), inTrack, inSpan});
+    tTracksInUse.push_back({IdentityOf(inSequence), inTrack, inSpan, 0});
 }
 
 TrackUse::~TrackUse()

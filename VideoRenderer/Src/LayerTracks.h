@@ -6,9 +6,10 @@
 //
 // Looks go from track to track. One that comes back to a track that is being looked at, or whose effect looks, ends
 // there and shows nothing. Each level sees what the one before it shows then, so that there are never more levels
-// than tracks; many effects on each item could still lead to more looks than anybody can wait for. So of the looks
-// that begin with one effect those that are more than a matte of a matte are counted, and beyond kMostDeepLooks they
-// show nothing, too.
+// than tracks. Levels are built and rendered one inside the other, for which a thread's stack has only so much room:
+// beyond kMostLevels they show nothing. Many effects on each item could still lead to more looks than anybody can wait
+// for. So of the looks that begin with one effect those that are more than a matte of a matte are counted, and beyond
+// kMostDeepLooks they show nothing, too.
 //
 // Thread-safety: called where the project may be read; looks are known to the thread that makes them.
 #pragma once
@@ -22,6 +23,9 @@
 
 namespace ML
 {
+
+// Of looks within looks in one sequence; as many as hosts nest sequences.
+inline constexpr int kMostLevels = 64;
 
 // A look costs some 30 microseconds, and every effect of a timeline may begin as many.
 inline constexpr std::uint32_t kMostDeepLooks = 1000;
