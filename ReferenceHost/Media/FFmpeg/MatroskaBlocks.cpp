@@ -115,9 +115,10 @@ bool Walk::Next(std::int64_t inAt, std::int64_t inEnd, Element& outElement)
     {
         size = size << 8 | bytes[idBytes + i];
     }
-    // A size of all ones is unknown, which no file is large enough for.
+    // A size of all ones is unknown.
+    const bool isKnown = size + 1 != (std::uint64_t{1} << (7 * sizeBytes));
     const std::int64_t begin = inAt + static_cast<std::int64_t>(idBytes + sizeBytes);
-    if (begin > inEnd || size > static_cast<std::uint64_t>(inEnd - begin))
+    if (!isKnown || begin > inEnd || size > static_cast<std::uint64_t>(inEnd - begin))
     {
         return false;
     }

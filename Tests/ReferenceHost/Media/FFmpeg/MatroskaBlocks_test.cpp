@@ -134,8 +134,12 @@ TEST(MatroskaBlocks, ElementsWithoutAnEndAreRefused)
     {
         EXPECT_TRUE(FramesOf(whole.substr(0, bytes)).empty()) << bytes;
     }
-    const std::string unknown = ID(0x1F43B675) + "\xFF" + SimpleBlock(1, "picture");
-    EXPECT_TRUE(FramesOf(File(kOneTrack + unknown)).empty());
+    // Also where there are as many bytes as its size would be if it were one.
+    const std::string unknown = ID(0x1F43B675) + "\xFF";
+    const std::string blocks = SimpleBlock(1, "picture") + SimpleBlock(1, std::string(108, 'p'));
+    ASSERT_EQ(blocks.size(), 127u);
+    EXPECT_TRUE(FramesOf(File(kOneTrack + unknown + SimpleBlock(1, "picture"))).empty());
+    EXPECT_TRUE(FramesOf(File(kOneTrack + unknown + blocks)).empty());
     EXPECT_TRUE(FramesOf(File(kOneTrack + Cluster(ID(0xA3) + "\x90" + BlockBytes(1, "x")))).empty());
     EXPECT_TRUE(FramesOf("RIFF" + whole).empty());
 }
