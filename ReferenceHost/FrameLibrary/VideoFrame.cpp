@@ -286,8 +286,14 @@ std::int32_t NewFrame(const FrameShape& inShape, const PixelAspectRatio& inRatio
 std::int32_t VideoFrame::CreateCompatibleFrame(MF::IVideoFrameRef& outFrame) const
 {
     outFrame.reset();
+    // Its own: somebody else's rows may lie closer than those of a frame that is written to.
+    FrameShape shape;
+    if (!ComputeShape(mShape.mFormat, mShape.mWidth, mShape.mHeight, shape))
+    {
+        return kFrameStatus_BadArgument;
+    }
     MF::IVideoFrameRef frame;
-    const std::int32_t status = NewFrame(mShape, mRatio, frame);
+    const std::int32_t status = NewFrame(shape, mRatio, frame);
     if (status >= 0)
     {
         frame->SetFieldType(mFieldType);

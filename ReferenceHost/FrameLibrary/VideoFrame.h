@@ -56,8 +56,8 @@ bool GetFrameShape(const MF::IVideoFrameRef& inFrame, FramePixels& outShape);
 // True if the last component of every pixel is whole, of a packed frame of four components of 8, 16 or 32 bits.
 bool HasWholeAlpha(const FramePixels& inPixels) noexcept;
 
-// A frame over pixels that lie as those of a frame with these row bytes, and stay so as long as inOwner lives: nothing is
-// copied. It is frozen. 0, or a negative status and outFrame as it was.
+// A frame over pixels that lie as those of a frame with these row bytes, and stay so as long as inOwner lives:
+// nothing is copied. It is frozen. 0, or a negative status and outFrame as it was.
 std::int32_t CreateFrameOver(MF::IVideoFrameRef& outFrame, const norviktypes::PixelFormat& inFormat,
                              std::uint32_t inWidth, std::uint32_t inHeight,
                              const norviktypes::PixelAspectRatio& inRatio, norviktypes::FieldType inFieldType,

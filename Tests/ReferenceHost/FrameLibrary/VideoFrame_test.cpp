@@ -422,6 +422,8 @@ TEST(CreateFrameOver, FrameHasThePixelsOfItsOwnerAndKeepsHim)
     IVideoFrameRef compatible;
     ASSERT_EQ(frame->CreateCompatibleFrame(compatible), 0);
     EXPECT_FALSE(compatible->IsFrozen());
+    EXPECT_EQ(VF::IVideoFrameRasterRef(compatible)->GetRowBytes(), 128) << "a frame of the pool";
+    EXPECT_EQ(VF::IVideoFrameRasterRef(copy)->GetRowBytes(), 128);
     frame.reset();
     EXPECT_EQ(owner.use_count(), 1);
 }
