@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <string>
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -50,9 +51,21 @@ private:
 
 int OpenNamelessFile()
 {
-    const char* const folder = std::getenv("TMPDIR");
-    return ::open(folder == nullptr || *folder == '\0' ? "/tmp" : folder, O_TMPFILE | O_RDWR | O_CLOEXEC,
-                  0600);
+    const char* const given = std::getenv("TMPDIR");
+    const std::string folder = given == nullptr || *given == '\0' ? "/tmp" : given;
+    const int file = ::open(folder.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600);
+    if (file >= 0 || errno != EOPNOTSUPP)
+    {
+        return file;
+    }
+    // Some file systems, layered ones among them, give a file no other way than by a name.
+    std::string path = folder + "/vrender-XXXXXX";
+    const int named = ::mkostemp(path.data(), O_CLOEXEC);
+    if (named >= 0)
+    {
+        ::unlink(path.c_str());
+    }
+    return named;
 }
 
 // What is put where media is missing, of the size of a sequence; empty: the library's card.

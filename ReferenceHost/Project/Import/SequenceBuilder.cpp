@@ -273,8 +273,10 @@ void SequenceBuilder::SetMedia(const Otio::Item& inItem, Project::ClipItem& ioCl
 {
     const Otio::LocatedMedia& media = mTarget.mTimeline.mMedia[inItem.mMedia];
     ioClip.mMedia = mTarget.mMedia[inItem.mMedia];
+    // What is packed in an archive has no text of its own to be opened by.
+    const bool isPacked = !media.mEntry.empty() && media.mSize == 0;
     ioClip.mMasterClip = mTarget.mProject.GetMasterClip(
-        NameOf(media), media.mFile.empty() ? media.mWanted : OpeningText(media));
+        NameOf(media), media.mFile.empty() || isPacked ? media.mWanted : OpeningText(media));
     if (inItem.mRun.mAvailable)
     {
         ioClip.mAvailable = MF::TimeRange{inItem.mRun.mAvailable->mStart, inItem.mRun.mAvailable->mEnd};
