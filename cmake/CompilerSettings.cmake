@@ -43,7 +43,7 @@ if(VR_SANITIZE)
         # compiler three times as long as all the rest.
         set(VR_KERNEL_OPTIONS -fno-sanitize-address-use-after-scope)
         # Half of what a unit test is compiled to would ask of each pointer whether it is null, aligned and of the
-        # right class. What is tested asks that itself, and the machine stops at the first.
+        # right class. The product's own sources ask that; what a test has inline of them is left to the machine.
         set(VR_UNIT_TEST_OPTIONS -fno-sanitize=null,alignment,vptr)
     endif()
 else()
