@@ -6,11 +6,6 @@
 namespace ML
 {
 
-namespace
-{
-
-} // namespace
-
 RenderableSourceDeinterlace::RenderableSourceDeinterlace(const IRenderableSourceRef& inSource)
     : RenderableSourceDecorator(inSource)
 {
