@@ -276,19 +276,24 @@ Session::TimelineOptions TimelineOptionsOf(const Options& inOptions, const ToolH
     return options;
 }
 
-ExitCode WithWhatIsMissing(ExitCode inCode, const OpenInput& inInput)
+bool SayWhatIsMissing(const OpenInput& inInput, const std::string& inName)
 {
-    if (inCode != ExitCode::kDone || inInput.mSequence == nullptr)
+    if (inInput.mSequence == nullptr)
     {
-        return inCode;
+        return false;
     }
     const std::int64_t missing = inInput.mSequence->FramesWithMissingMedia();
     if (missing > 0)
     {
-        console::Say(fmt::format("{} frame{} what stands for missing media", missing,
-                                 missing == 1 ? " shows" : "s show"));
+        console::Say(fmt::format("{}{}{} frame{} what stands for missing media", inName,
+                                 inName.empty() ? "" : ": ", missing, missing == 1 ? " shows" : "s show"));
     }
-    return missing > 0 || inInput.mDocument->mErrors > 0 ? ExitCode::kDoneWithSubstitutes : ExitCode::kDone;
+    return missing > 0 || inInput.mDocument->mErrors > 0;
+}
+
+ExitCode WithWhatIsMissing(ExitCode inCode, const OpenInput& inInput)
+{
+    return inCode == ExitCode::kDone && SayWhatIsMissing(inInput) ? ExitCode::kDoneWithSubstitutes : inCode;
 }
 
 ExitCode CodeOf(Media::OpenErrorKind inKind)

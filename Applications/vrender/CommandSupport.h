@@ -58,6 +58,10 @@ OpenInput OpenInputOf(const Options& inOptions, Session::AccessPattern inPattern
 Session::TimelineOptions TimelineOptionsOf(const Options& inOptions, const ToolHost& inHost,
                                            Session::AccessPattern inPattern);
 
+// Whether frames so far show something else in place of missing media, which is said, or the document has errors.
+// inName: what the line begins with where there is more than one input.
+bool SayWhatIsMissing(const OpenInput& inInput, const std::string& inName = {});
+
 // inCode, or kDoneWithSubstitutes where all went well but frames show something else in place of missing media, or a
 // document with errors.
 ExitCode WithWhatIsMissing(ExitCode inCode, const OpenInput& inInput);

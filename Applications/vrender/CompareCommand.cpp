@@ -304,8 +304,13 @@ ExitCode RunCompare(const Options& inOptions)
     const bool areEqual = unlike.empty() && AreAsLong(*first, *second) && finding.mBeyond == 0;
     console::PrintData(inOptions.mJson ? JsonOf(*first, *second, finding, unlike, areEqual)
                                        : TextOf(*first, *second, finding, unlike, areEqual));
-    const ExitCode code = areEqual ? ExitCode::kDone : ExitCode::kFailed;
-    return second->WithWhatIsMissing(first->WithWhatIsMissing(code));
+    // A card may be why they differ, so both are told of in any case.
+    const bool hasMissing[] = {first->SayWhatIsMissing(), second->SayWhatIsMissing()};
+    if (!areEqual)
+    {
+        return ExitCode::kFailed;
+    }
+    return hasMissing[0] || hasMissing[1] ? ExitCode::kDoneWithSubstitutes : ExitCode::kDone;
 }
 
 } // namespace vrender

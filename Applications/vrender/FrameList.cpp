@@ -72,10 +72,7 @@ public:
 
     void Stop() noexcept override { mFeed->Stop(); }
 
-    ExitCode WithWhatIsMissing(ExitCode inCode) const override
-    {
-        return vrender::WithWhatIsMissing(inCode, mInput);
-    }
+    bool SayWhatIsMissing() const override { return vrender::SayWhatIsMissing(mInput, Name()); }
 
 private:
     const Media::MediaFacts& Facts() const { return mInput.mMaterial->Facts(); }
@@ -199,7 +196,7 @@ public:
     }
 
     void Stop() noexcept override {}
-    ExitCode WithWhatIsMissing(ExitCode inCode) const override { return inCode; }
+    bool SayWhatIsMissing() const override { return false; }
 
 private:
     std::unique_ptr<Session::Clip> Open(std::int64_t inFrame) const

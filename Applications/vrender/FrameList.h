@@ -34,9 +34,9 @@ public:
     // Who waits for a frame meets kFailed.
     virtual void Stop() noexcept = 0;
 
-    // inCode, or in place of kDone that frames so far show what stands for missing media, or that what they
-    // are made of has errors; says so.
-    virtual ExitCode WithWhatIsMissing(ExitCode inCode) const = 0;
+    // Whether frames so far show what stands for missing media, which is said with the list's name, or what they
+    // are made of has errors.
+    virtual bool SayWhatIsMissing() const = 0;
 };
 
 // inHost outlives the list.

@@ -295,6 +295,34 @@ TEST(Compare, WhatStandsForMissingMediaIsNotEqualWithoutAWord)
     EXPECT_EQ(Compare({path, "counter:size=160x90"}).exitCode, 0);
 }
 
+TEST(Compare, WhatStandsForMissingMediaIsToldOfBothInputs)
+{
+    const ScratchFolder folder;
+    const std::string twoFrames = folder.File("two.otio");
+    const std::string threeFrames = folder.File("three.otio");
+    const std::string whole = folder.File("whole.otio");
+    WriteFile(twoFrames, TimelineText({TrackText({ClipText(FileText("gone.mov"), {0}, {2})})}));
+    WriteFile(threeFrames, TimelineText({TrackText({ClipText(FileText("gone.mov"), {0}, {2}),
+                                                    ClipText(FileText("lost.mov"), {0}, {1})})}));
+    WriteFile(whole, TimelineText({TrackText({ClipText(CounterText(), {0}, {2})})}));
+    const std::string ofTwo = twoFrames + ": 2 frames show what stands for missing media";
+    const auto has = [](const ChildResult& inResult, const std::string& inText)
+    { return inResult.err.find(inText) != std::string::npos; };
+
+    const ChildResult equal = Compare({twoFrames, threeFrames, "--max-diff", "255"});
+    EXPECT_EQ(equal.exitCode, 1) << "their lengths differ";
+    EXPECT_TRUE(has(equal, ofTwo)) << equal.err;
+    EXPECT_TRUE(has(equal, threeFrames + ": 2 frames show")) << equal.err;
+
+    const ChildResult different = Compare({whole, twoFrames});
+    EXPECT_EQ(different.exitCode, 1);
+    EXPECT_TRUE(has(different, ofTwo)) << different.err;
+    EXPECT_FALSE(has(different, whole + ":")) << different.err;
+    const ChildResult tolerated = Compare({whole, twoFrames, "--max-diff", "255"});
+    EXPECT_EQ(tolerated.exitCode, 2) << tolerated.Describe();
+    EXPECT_TRUE(has(tolerated, ofTwo)) << tolerated.err;
+}
+
 TEST(Compare, WhatCannotBeReadIsNoDifference)
 {
     const ScratchFolder folder;
