@@ -4,7 +4,6 @@
 #include "ReferenceHost/ImageRoutines/RowBuffers.h"
 
 #include <algorithm>
-#include <cmath>
 #include <cstring>
 
 namespace Effects
@@ -136,16 +135,15 @@ private:
 
     Pixel MeanAt(std::int32_t inX, std::int32_t inY, const QuadPlace& inMiddle) const
     {
-        // Near the horizon a step is longer than any integer.
-        const double step = std::min(inMiddle.WidestStep(), 8.0);
-        const int count = std::max(static_cast<int>(std::ceil(step - 1e-6)), 1);
+        const auto [across, down] = inMiddle.Samples();
         Pixel sum{};
-        for (int i = 0; i < count * count; ++i)
+        for (int i = 0; i < across * down; ++i)
         {
-            const auto place = mMapping.At(inX + (i % count + 0.5) / count, inY + (i / count + 0.5) / count);
+            const auto place =
+                mMapping.At(inX + (i % across + 0.5) / across, inY + (i / across + 0.5) / down);
             sum += mSource.At(place ? place->x : inMiddle.x, place ? place->y : inMiddle.y);
         }
-        return sum * Splat(1.0F / static_cast<float>(count * count));
+        return sum * Splat(1.0F / static_cast<float>(across * down));
     }
 
     FloatPicture mSource;

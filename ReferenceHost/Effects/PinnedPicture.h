@@ -1,7 +1,7 @@
 // A picture stretched over four corners.
 //
-// A pixel of the target shows the mean of n by n places of the source that are spread evenly over it, n being
-// how many source pixels it covers along its longer side (at most 8); each is interpolated bilinearly, on
+// A pixel of the target shows the mean of n by m places of the source that are spread evenly over it, n being how
+// many source pixels it covers along its width and m along its height; each is interpolated bilinearly, on
 // premultiplied colour. At the edges of the source the picture is faded out over one pixel of the target. Of
 // a picture of two fields each is drawn from its own rows, so that their moments are never mixed.
 //

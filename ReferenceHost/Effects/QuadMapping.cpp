@@ -47,9 +47,16 @@ bool HasArea(const TVK::ParamPoint<double> (&inCorners)[4])
 
 } // namespace
 
-double QuadPlace::WidestStep() const
+QuadPlace::Count QuadPlace::Samples() const
 {
-    return std::max(std::hypot(xRight, yRight), std::hypot(xDown, yDown));
+    if (IsFine())
+    {
+        return {1, 1};
+    }
+    // Near the horizon a step is longer than any integer.
+    const auto along = [](double inStep)
+    { return static_cast<int>(std::max(2.0, std::min(8.0, std::ceil(inStep - 1e-6)))); };
+    return {along(std::hypot(xRight, yRight)), along(std::hypot(xDown, yDown))};
 }
 
 double QuadPlace::CoverageOf(double inWidth, double inHeight) const

@@ -20,8 +20,15 @@ struct QuadPlace
     double yRight;
     double yDown;
 
-    // The longer of the two steps, in pixels of the source.
-    double WidestStep() const;
+    // How many places of a pixel of the target, across and down, have to be looked at so that they lie no further
+    // than a pixel apart in the source. At most 8 each; and at least 2 of one that isn't fine, so that nothing is
+    // less smooth one way because it shrinks a little the other.
+    struct Count
+    {
+        int across;
+        int down;
+    };
+    Count Samples() const;
     // No longer than a pixel, but for what comes of rounding.
     bool IsFine() const
     {

@@ -305,16 +305,23 @@ Scene Pinned(const Scene& inScene, const Perspective& inMapping)
             const double coverage =
                 std::clamp(std::min(atX, source.width - atX) / std::hypot(xr, xd) + 0.5, 0.0, 1.0) *
                 std::clamp(std::min(atY, source.height - atY) / std::hypot(yr, yd) + 0.5, 0.0, 1.0);
-            const double widest = std::max(std::hypot(xr, yr), std::hypot(xd, yd));
-            const int count = std::clamp(static_cast<int>(std::ceil(widest - 1e-6)), 1, 8);
-            for (int i = 0; i < count * count && coverage > 0.0; ++i)
+            const auto count = [](double inStep)
+            { return std::clamp(static_cast<int>(std::ceil(std::min(inStep, 8.0) - 1e-6)), 1, 8); };
+            int across = count(std::hypot(xr, yr));
+            int down = count(std::hypot(xd, yd));
+            if (std::max(across, down) > 1)
+            {
+                across = std::max(across, 2);
+                down = std::max(down, 2);
+            }
+            for (int i = 0; i < across * down && coverage > 0.0; ++i)
             {
                 const auto [sampleX, sampleY] =
-                    inMapping.At(x + (i % count + 0.5) / count, y + (i / count + 0.5) / count);
+                    inMapping.At(x + (i % across + 0.5) / across, y + (i / across + 0.5) / down);
                 const Pixel pixel = Bilinear(source, sampleX, sampleY);
                 for (std::size_t c = 0; c < 4; ++c)
                 {
-                    result.At(x, y)[c] += pixel[c] * coverage / (count * count);
+                    result.At(x, y)[c] += pixel[c] * coverage / (across * down);
                 }
             }
         }
@@ -324,8 +331,10 @@ Scene Pinned(const Scene& inScene, const Perspective& inMapping)
 
 TEST(CornerPin, StretchesThePictureInPerspective)
 {
-    const double corners[2][4][2] = {{{0.1, 0.05}, {0.9, 0.2}, {0.25, 0.95}, {0.8, 0.7}},
-                                     {{-0.3, -0.2}, {1.6, 0.1}, {0.1, 1.4}, {1.1, 1.3}}};
+    const double corners[4][4][2] = {{{0.1, 0.05}, {0.9, 0.2}, {0.25, 0.95}, {0.8, 0.7}},
+                                     {{-0.3, -0.2}, {1.6, 0.1}, {0.1, 1.4}, {1.1, 1.3}},
+                                     {{0.4, 0.1}, {0.6, 0.1}, {0.4, 0.9}, {0.6, 0.9}},
+                                     {{0.1, 0.45}, {0.9, 0.5}, {0.1, 0.6}, {0.9, 0.63}}};
     for (const auto& quad : corners)
     {
         Values values;
