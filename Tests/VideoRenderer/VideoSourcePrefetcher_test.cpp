@@ -1,11 +1,13 @@
 #include "VideoSourcePrefetcher.h"
 
 #include "Tests/Support/FrameTools.h"
+#include "Tests/VideoRenderer/HostCalls.h"
 #include "Tests/VideoRenderer/PrefetchTests.h"
 #include "VF/SharedVideoFrameCache.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <utility>
 #include <vector>
 
@@ -17,6 +19,7 @@ using TestSupport::FakeReadSource;
 using TestSupport::FakeReadSourceRef;
 using TestSupport::kNotReady;
 using TestSupport::Notes;
+namespace HostCalls = TestSupport::HostCalls;
 
 using VideoSourcePrefetcher = TestSupport::PrefetchTest;
 
@@ -211,6 +214,37 @@ TEST_F(VideoSourcePrefetcher, LastCancelTakesTheReadBack)
     EXPECT_EQ(mWakeUps, 1);
     EXPECT_EQ(mVideo->RunAll(), 2u) << "the job without a read finds nothing";
     EXPECT_EQ(source->TakeNotes(), Notes{"read 6"});
+}
+
+TEST_F(VideoSourcePrefetcher, ItemThatBeganNothingTakesNothingBack)
+{
+    const FakeReadSourceRef source = NewSource();
+    const auto item = Begin(source, 5);
+    NewItem(source, 5)->CancelPrefetch();
+    EXPECT_EQ(mVideo->RunAll(), 1u);
+    EXPECT_EQ(source->TakeNotes(), Notes{"read 5"});
+    EXPECT_EQ(Ask(item), 0);
+    EXPECT_EQ(mFrameNumber, 5);
+}
+
+TEST_F(VideoSourcePrefetcher, ReadWithoutAKeyIsForTheStreamAlone)
+{
+    const FakeReadSourceRef source = NewSource();
+    std::vector<std::int32_t> told;
+    const auto read = [&]
+    {
+        Prefetch(TimeOf(5), BE::IVideoSourceRef(source), Format(), {}, {}, TVK::Guid(),
+                 [&](std::int32_t inStatus) { told.push_back(inStatus); }, {});
+        HostCalls::Begin(~std::size_t{0}, HostCalls::Fault::kNone);
+        mVideo->RunAll();
+        const Notes calls = HostCalls::End();
+        EXPECT_EQ(std::count(calls.begin(), calls.end(), "InsertIntoCache 1"), 0);
+    };
+    read();
+    source->mReadFunction = [](std::int64_t, MF::IVideoFrameRef&) { return 0; };
+    read();
+    EXPECT_EQ(source->TakeNotes(), (Notes{"read 5", "read 5"}));
+    EXPECT_TRUE(told.empty()) << "nobody waits for a frame that a stream keeps for itself";
 }
 
 TEST_F(VideoSourcePrefetcher, ReadThatIsTakenBackIsToldSo)

@@ -102,7 +102,8 @@ public:
                                                    const norviktypes::FrameRate& inFrameRate,
                                                    const MF::IRenderableCutlistProviderRef& inVideoSegments,
                                                    const Formats& inRequestedFormats) = 0;
-    // Takes back what a prefetch with the same arguments had read, if it hasn't begun.
+    // Cancels what the frame wants read, as a timeline tells it afresh. An item that the timeline makes for the
+    // question has no share in the read of a prefetch, which goes on; CancelAllRequests ends the prefetches.
     virtual void CancelPrefetchMediaWithRenderParameters(
         const norviktypes::TickTime& inTime, const norviktypes::FrameRate& inFrameRate,
         const MF::IRenderableCutlistProviderRef& inVideoSegments, const Formats& inRequestedFormats) = 0;

@@ -73,7 +73,8 @@ std::int32_t ReadIntoCache(const QueuedRead& inRead)
             ? inRead.mSource->GetRenderedFrame(inRead.mTime, inRead.mFormat, inRead.mSettings,
                                                inRead.mColorProfile, false, frame)
             : FillFrame(inRead, frame);
-    if (status < 0)
+    // Without a key nobody looks for the frame: it is read for the stream's own memory.
+    if (status < 0 || inRead.mKey.IsZero())
     {
         return status;
     }
