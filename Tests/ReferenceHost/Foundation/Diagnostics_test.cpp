@@ -1,13 +1,13 @@
 #include "ReferenceHost/Foundation/LogOutput.h"
 #include "TVK/ContractError.h"
 #include "TVK/Exceptions.h"
+#include "Tests/Support/Paths.h"
 #include "norvik/config/Contract.h"
 #include "norvik/debug/Debug.h"
 #include "norvik/logging/Logging.h"
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <string>
@@ -133,8 +133,6 @@ TEST(Contract, KeepsTheLatestReports)
 class Settings : public testing::Test
 {
 protected:
-    Settings() { mPath = UTF8String(testing::TempDir()) + "settings_test.txt"; }
-
     ~Settings() override
     {
         mDatabase.ClearEntry("ML.EnableDiskCache");
@@ -143,7 +141,6 @@ protected:
         Write("");
         UTF8String error;
         mDatabase.LoadFile(mPath, error);
-        std::remove(mPath.c_str());
     }
 
     void Write(const char* inText) { std::ofstream(mPath.c_str()) << inText; }
@@ -151,7 +148,8 @@ protected:
     UTF8String Get() { return mDatabase.GetEntry("ML.EnableDiskCache", "default"); }
 
     DebugDatabase& mDatabase = DebugDatabase::Instance();
-    UTF8String mPath;
+    const TestSupport::ScratchFolder mFolder;
+    const UTF8String mPath{mFolder.File("settings.txt")};
     UTF8String mError;
 };
 
