@@ -182,13 +182,15 @@ void RefuseMissing(const Options& inOptions, const Session::OpenedTimeline& inDo
     {
         if (media.mIsMissing)
         {
-            first = missing == 0 ? media.mFile : first;
+            const std::string& name = media.mFile.empty() ? media.mName : media.mFile;
+            first = first.empty() ? name : first;
             ++missing;
         }
     }
     throw ToolError(ExitCode::kNoInput,
-                    fmt::format("{}: {} media {} missing, the first is '{}'; --on-missing renders without",
-                                inOptions.mInput, missing, missing == 1 ? "is" : "are", first));
+                    fmt::format("{}: {} media {} missing{}; --on-missing renders without", inOptions.mInput,
+                                missing, missing == 1 ? "is" : "are",
+                                first.empty() ? std::string() : ", the first is '" + first + "'"));
 }
 
 // Without them the picture is another one, though all is there to make it.

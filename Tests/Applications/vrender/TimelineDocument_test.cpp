@@ -66,6 +66,23 @@ TEST_F(TimelineDocument, RenderEndsBeforeTheFirstFrameWhereMediaIsMissing)
     EXPECT_EQ(FolderNames(mFolder.File("")), (std::vector<std::string>{"edit.otio"}));
 }
 
+TEST_F(TimelineDocument, MissingMediaWithoutAFileIsCalledByItsClip)
+{
+    const std::string missing = R"({"OTIO_SCHEMA": "MissingReference.1"})";
+    const auto refused = [&](const std::string& inMembers)
+    {
+        const std::string clip = ClipText(missing, {0}, {2}, inMembers);
+        const ChildResult result =
+            RunTool({"render", Write(TimelineText({TrackText({clip})}), "bare.otio"), "null:"});
+        EXPECT_EQ(result.exitCode, 66) << result.Describe();
+        return result.err;
+    };
+    const std::string named = refused(R"(, "name": "Sunset")");
+    EXPECT_TRUE(Has(named, "1 media is missing, the first is 'Sunset';")) << named;
+    const std::string nameless = refused("");
+    EXPECT_TRUE(Has(nameless, "1 media is missing; --on-missing")) << nameless;
+}
+
 TEST_F(TimelineDocument, OnMissingSaysWhatStandsThereAndEndsWithTwo)
 {
     const std::string path = WithFile("gone.mkv");
