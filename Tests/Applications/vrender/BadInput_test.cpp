@@ -218,7 +218,6 @@ TEST(BadInput, AClosedPipeEndsTheRender)
     const ChildResult result = tool.Wait();
     EXPECT_EQ(result.signal, 0);
     ExpectRefused(result, 74, "closed the pipe");
-    EXPECT_LT(result.seconds, 30);
 }
 
 TEST(BadInput, HugePicturesAreRefusedBeforeTheyAreMade)

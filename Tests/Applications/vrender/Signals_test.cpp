@@ -6,6 +6,8 @@
 #include <csignal>
 #include <cstdlib>
 #include <fcntl.h>
+#include <poll.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 using namespace TestSupport;
@@ -13,13 +15,16 @@ using namespace TestSupport;
 namespace
 {
 
+// Longer than anybody waits, so that a render is still in its middle however late the test comes to look at it.
+constexpr char kEndlessMovie[] = "counter:size=320x180:duration=1000000";
+
 // Ends a render in its middle by inSignal and looks at what it left.
 void ExpectPartAfter(int inSignal, int inCode)
 {
     const ScratchFolder folder;
     const std::string out = folder.File("out.mkv");
     ChildProcess tool(
-        ToolRequest({"render", LongMovie(), out, "-o", "preset=veryslow", "--progress", "fd:1"}));
+        ToolRequest({"render", kEndlessMovie, out, "-o", "preset=veryslow", "--progress", "fd:1"}));
     ASSERT_TRUE(tool.WaitForText("progress=continue"));
     tool.Signal(inSignal);
     const ChildResult result = tool.Wait();
@@ -30,7 +35,6 @@ void ExpectPartAfter(int inSignal, int inCode)
     // The trailer is there: a reader finds whole frames and an end.
     const std::vector<std::string> sums = FrameSums(out + ".part", "yuv420p");
     EXPECT_GE(sums.size(), 1u);
-    EXPECT_LT(sums.size(), 600u);
     EXPECT_EQ(Probe(out + ".part", "format=duration").find("N/A"), std::string::npos);
 }
 
@@ -50,7 +54,7 @@ TEST(Signals, AnOlderOutputSurvivesAnInterrupt)
 {
     const ScratchFolder folder;
     WriteFile(folder.File("out.mp4"), "older");
-    ChildProcess tool(ToolRequest({"render", LongMovie(), folder.File("out.mp4"), "-o", "preset=veryslow",
+    ChildProcess tool(ToolRequest({"render", kEndlessMovie, folder.File("out.mp4"), "-o", "preset=veryslow",
                                    "--overwrite", "--progress", "fd:1"}));
     ASSERT_TRUE(tool.WaitForText("progress=continue"));
     tool.Signal(SIGINT);
@@ -61,18 +65,27 @@ TEST(Signals, AnOlderOutputSurvivesAnInterrupt)
 
 TEST(Signals, AReaderThatHasStoppedReadingCannotHoldUpAnEnd)
 {
-    // The test's end of the pipe stays open and unread; what it takes on its own is soon used up.
     const ScratchFolder folder;
-    ChildRequest request;
-    request.words = {"sh", "-c",
-                     "'" + std::string(VRENDER_PATH) + "' render '" + LongMovie() +
-                         "' - --format raw --progress '" + folder.File("p") +
-                         "' & p=$!; exec 3>&-; "
-                         "sleep 2; kill -INT $p; wait $p; echo code $? >&2"};
-    request.words[2] = "{ " + request.words[2] + "; } | sleep 8";
-    request.seconds = 40;
-    const ChildResult result = RunChild(request);
-    EXPECT_NE(result.err.find("code 74"), std::string::npos) << result.Describe();
+    const std::string path = folder.File("pipe");
+    ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+    // This end stays open and unread.
+    const int reader = open(path.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC);
+    ASSERT_GE(reader, 0);
+    ChildRequest request = ToolRequest({"render", kEndlessMovie, "-", "--format", "raw"});
+    request.outputFile = path;
+    {
+        ChildProcess tool(request);
+        pollfd full{reader, POLLOUT, 0};
+        while (poll(&full, 1, 0) > 0)
+        {
+            usleep(1000);
+        }
+        tool.Signal(SIGINT);
+        const ChildResult result = tool.Wait();
+        EXPECT_EQ(result.exitCode, 74) << result.Describe();
+        EXPECT_NE(result.err.find("timed out"), std::string::npos) << result.err;
+    }
+    close(reader);
 }
 
 TEST(Progress, LinesAreThoseThatFFmpegWrites)
@@ -123,12 +136,11 @@ TEST(Progress, AWatcherThatHasStoppedReadingDoesNotHoldUpTheRender)
     const ScratchFolder folder;
     const std::string pipe = folder.File("pipe");
     ChildRequest request;
-    // The pipe is full before the first report.
+    // The pipe is full before the first report, and its reader there for longer than the test.
     request.words = {"bash", "-c",
-                     "mkfifo '" + pipe + "'; sleep 30 < '" + pipe + "' & exec 3> '" + pipe +
+                     "mkfifo '" + pipe + "'; sleep 1000 < '" + pipe + "' & exec 3> '" + pipe +
                          "'; head -c 65536 /dev/zero >&3; '" + VRENDER_PATH + "' render '" + SmallMovie() +
                          "' null: --progress fd:3; echo code $?; kill $!"};
-    request.seconds = 15;
     const ChildResult result = RunChild(request);
     EXPECT_EQ(result.out, "code 0\n") << result.Describe();
 }
