@@ -871,6 +871,33 @@ TEST(ClipBuilding, WantsReadTheTracksThatItsEffectsLookAt)
     EXPECT_TRUE(SceneWithLayer(7).LayerPrefetches().empty()) << "no such track";
 }
 
+TEST(ClipBuilding, EffectsAreToldOnWhichTrackTheyAre)
+{
+    MF::IRenderableNodeRef effect;
+    SceneWithLayer(1).Node()->GetNthOperator(0, effect);
+    EXPECT_EQ(PropertyOf(effect, "EffectNode::LayerInputHashes"), "Self;");
+}
+
+TEST(ClipBuilding, EffectsAreToldWhichParameterNamesTheirLayer)
+{
+    const SceneWithLayer scene(0);
+    const Scene below;
+    below.mClip->mName = u"the one below";
+    const FakeTrackRef lower(new FakeTrack());
+    lower->mItems = {below.mItem};
+    scene.mSequence->mTracks.front() = lower;
+    const FakeEffectRef matte = MakeItemEffect("matte", {MakeNumberParameter(1.0), MakeLayerParameter(0)});
+    const FakeVideoFilterRef filter(new FakeVideoFilter());
+    filter->mWantsClipNames = true;
+    matte->mFilter = filter;
+    matte->mLayerIndex = 2;
+    scene.mItem->mEffects = MakeEffectChain({matte});
+    MF::IRenderableNodeRef effect;
+    scene.Node()->GetNthOperator(0, effect);
+    EXPECT_NE(PropertyOf(effect, "EffectNode::SourceTrackClipNameHashes").find("the one below"),
+              std::string::npos);
+}
+
 TEST(ClipBuilding, WithoutASequenceEffectsLookAtNoTrack)
 {
     SceneWithLayer scene(0);

@@ -657,6 +657,14 @@ TEST_F(CompositorCopies, CaptionsOverOnePictureDoNotHinder)
     EXPECT_EQ(Copied().size(), 1u);
 }
 
+TEST_F(CompositorCopies, ComeOfAnOnlyInputThoughItHasCaptions)
+{
+    const auto captions = MakeCopied();
+    captions->mHasCaptions = true;
+    Append(captions);
+    EXPECT_EQ(Copied().size(), 1u);
+}
+
 TEST_F(CompositorCopies, FirstInputIsAskedWhicheverHasThePicture)
 {
     const auto captions = MakeNode();

@@ -8,6 +8,7 @@
 #include "Tests/Support/Fakes/FakeNode.h"
 #include "Tests/Support/Fakes/FakeVideoFilter.h"
 #include "Tests/Support/Fakes/FakeVideoSource.h"
+#include "VideoRenderer/Src/CutlistFactory_Nested.h"
 
 #include <gtest/gtest.h>
 
@@ -238,6 +239,17 @@ TEST_F(CutlistFactory, TrackShowsItsItemsAsTheyAre)
     EXPECT_EQ(segments[1].mEnd, Frames(40));
 }
 
+TEST_F(CutlistFactory, TrackKeepsMediaTimeOffTheGrid)
+{
+    IRenderableCutlistRef cutlist;
+    ASSERT_EQ(mFactory->CreateCutlistForTrack(MakeTrack({MakeClip(Frames(5.5), Frames(20), 1, Frames(100))}),
+                                              mLabel, cutlist),
+              0);
+    const Timelines::Segment segment = Timelines::SegmentsOf(cutlist).at(0);
+    EXPECT_EQ(segment.mStart, Frames(5));
+    EXPECT_EQ(Timelines::MediaTimeOf(Timelines::NodeOf(cutlist, segment), segment.mNodeOffset), Frames(99.5));
+}
+
 TEST_F(CutlistFactory, TrackUpdateBuildsAllWhereItCannotTellThePart)
 {
     const auto track = MakeTrack({MakeClip(Frames(5), Frames(20), 1)});
@@ -283,6 +295,20 @@ TEST_F(CutlistFactory, ClipIsSeenFromZeroForItsDuration)
     EXPECT_TRUE(cutlist->GetStreamLabel().empty());
 }
 
+TEST_F(CutlistFactory, ClipByItselfIsNotMutedAndConformedToNothing)
+{
+    const auto cutlist = OfClip(MakeClip(Frames(30), Frames(45), 1));
+    const auto stack = Timelines::NodeOf(cutlist, Timelines::SegmentsOf(cutlist).at(0));
+    const auto said = [media = Timelines::NthInput(stack, 0).first](const char* inKey)
+    {
+        norvik::UTF8String value;
+        media->GetProperty(ImmutableString::CreateStatic(inKey), value);
+        return value;
+    };
+    EXPECT_EQ(said("MediaNode::TrackItemIsMuted"), "0");
+    EXPECT_EQ(said("MediaNode::SequenceFieldType"), "-1");
+}
+
 TEST_F(CutlistFactory, StillClipIsSeenToTheEndOfTime)
 {
     const auto segments = Timelines::SegmentsOf(OfClip(Timelines::MakeStill(Frames(30), Frames(45), 1)));
@@ -320,6 +346,11 @@ TEST_F(CutlistFactory, MediaContentIsSeenByWhatItsStreamSays)
     media->mAvailability = BE::MediaAvailability::kPending;
     media->mStream = stream;
     media->mVideoSubType = 17;
+    media->mStreamGroup = 4;
+    media->mAlpha.mIgnore = true;
+    media->mHasPulldownRemoval = true;
+    media->mOpaqueData = MF::BinaryData("abc", 3);
+    stream->mFieldType = norviktypes::kFieldType_LowerFirst;
     IRenderableCutlistRef cutlist;
     ASSERT_EQ(mFactory->CreateCutlistForMediaContent(media, mLabel, cutlist), 0);
     EXPECT_EQ(Timelines::ShownBy(cutlist), (ShownList{{0, 40, 0, 1}}));
@@ -337,6 +368,20 @@ TEST_F(CutlistFactory, MediaContentIsSeenByWhatItsStreamSays)
     EXPECT_EQ(property("MediaNode::MediaIsPending"), "1");
     EXPECT_EQ(property("MediaNode::StreamFrameVidSubType"), "17");
     EXPECT_EQ(property("MediaNode::MediaInstanceString"), "/media/clip.mov");
+    EXPECT_EQ(property("MediaNode::MediaStreamGroup"), "4");
+    EXPECT_EQ(property("MediaNode::StreamIgnoreAlpha"), "1");
+    EXPECT_EQ(property("MediaNode::StreamRemovePulldown"), "1");
+    EXPECT_NE(property("MediaNode::StreamOpaqueData"), "");
+    EXPECT_EQ(property("MediaNode::StreamFieldType"), "2");
+}
+
+TEST_F(CutlistFactory, MediaContentWithoutAStreamIsSeenForTheDurationOfTheMedia)
+{
+    const TestSupport::FakeMediaInfoRef media(new TestSupport::FakeMediaInfo);
+    media->mDuration = Frames(33);
+    IRenderableCutlistRef cutlist;
+    ASSERT_EQ(mFactory->CreateCutlistForMediaContent(media, mLabel, cutlist), 0);
+    EXPECT_EQ(Timelines::ShownBy(cutlist), (ShownList{{0, 33, 0, 1}}));
 }
 
 // ---- overlays ----
@@ -450,7 +495,7 @@ TEST_F(Overlays, LongestOneIsRepeatedOverAStill)
 {
     mKnown[0] = Node(100, MF::kNodeFlag_Still);
     Add(mKnown[0]->GetHashValue(), Frames(0), Frames(25), mKnown[1]);
-    Add(mKnown[0]->GetHashValue(), Frames(0), Frames(10), mKnown[2]);
+    Add(mKnown[0]->GetHashValue(), Frames(30), Frames(40), mKnown[2]);
     EXPECT_EQ(Texts(Overlaid(OfNode(mKnown[0], Frames(100), Frames(160), Frames(5)))),
               (Lines{"100..125 1 at 0", "125..150 1 at 0", "150..160 1 at 0"}));
 }
@@ -474,6 +519,24 @@ TEST_F(Overlays, RepetitionOverAnEndlessStillComesToAnEnd)
 }
 
 // ---- both forms of a sequence ----
+
+class PlainRemap final : public TVK::Implements<PlainRemap, BE::ITimeRemapParameter>
+{
+public:
+    explicit PlainRemap(bool inIsEnabled) : mIsEnabled(inIsEnabled) {}
+
+    bool IsEnabled() const override { return mIsEnabled; }
+    MF::ITimeTransformRef GetTransform() const override
+    {
+        return MF::CreateTimeTransform(TickTime(), 1.0, Frames(100), TickTime());
+    }
+    norvik::UTF8String GetHashText() const override { return "plain"; }
+    const MF::KeyframeStore& GetKeyframes() const override { return mKeyframes; }
+
+private:
+    const bool mIsEnabled;
+    const MF::KeyframeStore mKeyframes;
+};
 
 class BothForms : public CutlistFactory
 {
@@ -600,8 +663,52 @@ TEST_F(BothForms, ClipWhoseTimeRunsOtherwiseStaysWhole)
     backwards.mClip->mIsBackwards = true;
     Clip held = Nested(mInner, 20, 30, 0);
     held.mClip->mFrameHold = Frames(3);
-    Create(MakeSequence({MakeTrack({fast, backwards, held})}));
-    EXPECT_EQ(mSegments->GetSegmentCount(), 3u);
+    Clip remapped = Nested(mInner, 30, 40, 0);
+    remapped.mClip->mTimeRemap = new PlainRemap(true);
+    Create(MakeSequence({MakeTrack({fast, backwards, held, remapped})}));
+    EXPECT_EQ(mSegments->GetSegmentCount(), 4u);
+    mSegments.reset();
+    remapped.mClip->mTimeRemap = new PlainRemap(false);
+    Create(MakeSequence({MakeTrack({remapped})}));
+    EXPECT_EQ(mSegments->GetSegmentCount(), 2u);
+}
+
+TEST_F(BothForms, ItemsTakeTrackAndGroupOfTheClipThatShowsThem)
+{
+    const Clip clip = Nested(mInner, 100, 110, 0);
+    clip.mItem->mGroupID = 6;
+    ML::TrackContext context;
+    context.mFrameRate = Timelines::kRate;
+    context.mSequence = MakeSequence({MakeTrack({}), MakeTrack({clip})});
+    std::size_t items = 0;
+    for (const ML::TrackItemList& list :
+         ML::ExpandNestedSequences(context, ML::BuildSequenceTrackLists(context)))
+    {
+        for (const ML::TrackItemRecord& record : list)
+        {
+            ++items;
+            EXPECT_EQ(record.mTrackIndex, 1u);
+            EXPECT_EQ(record.mGroupID, 6u);
+        }
+    }
+    EXPECT_EQ(items, 2u);
+}
+
+TEST_F(BothForms, SequencesAreTakenApartSixtyFourDeep)
+{
+    const auto segmentsOf = [this](int inDepth)
+    {
+        TestSupport::FakeSequenceRef sequence = mInner;
+        for (int i = 0; i < inDepth; ++i)
+        {
+            sequence = MakeSequence({MakeTrack({Nested(sequence, 0, 20, 0)})});
+        }
+        mSegments.reset();
+        Create(sequence);
+        return mSegments->GetSegmentCount();
+    };
+    EXPECT_EQ(segmentsOf(64), 4u);
+    EXPECT_EQ(segmentsOf(65), 1u);
 }
 
 TEST_F(BothForms, ClipOfASequenceWhoseEffectsLookAtOtherTracksStaysWhole)

@@ -180,6 +180,40 @@ TEST(StackNode, PictureWithoutATimeOfItsOwnHasNoOffset)
     EXPECT_EQ(origin, norviktypes::kTime_Zero);
 }
 
+TEST(StackNode, WhatBeginsInTheFirstFrameOfTimeHasNoTimeOfItsOwn)
+{
+    TrackItemRecord first = Still(1, 0, 9);
+    first.mStart = norviktypes::kTime_Min + TickTime(1);
+    ASSERT_EQ(first.mStart.ToFrame64(kRate), norviktypes::kTime_Min.ToFrame64(kRate));
+    TickTime origin;
+    const auto stack = Stack({first, Item(2, 5, 9)}, origin);
+    EXPECT_EQ(origin, Frames(5));
+    EXPECT_EQ(Timelines::NthInput(stack, 0).second, norviktypes::kTime_Zero);
+}
+
+TEST(StackNode, TrackLimitLeavesOutWhatLiesOnHigherTracks)
+{
+    const auto lower = TestSupport::FakeProducerNodeRef(new TestSupport::FakeProducerNode("Lower"));
+    const auto upper = TestSupport::FakeProducerNodeRef(new TestSupport::FakeProducerNode("Upper"));
+    lower->Finalize();
+    upper->Finalize();
+    TrackItemRecord items[] = {Item(1, 0, 9), Item(2, 0, 9)};
+    items[0].mNode = lower;
+    items[0].mTrackIndex = 4;
+    items[1].mNode = upper;
+    items[1].mTrackIndex = 6;
+    TickTime origin;
+    const auto stack = Stack({items[0], items[1]}, origin);
+    ML::CutlistRenderParams params;
+    for (const std::uint64_t limit : {3, 4, 5, 6})
+    {
+        params.mRenderContext = limit;
+        ML::IRenderableNodeProducerProviderRef(stack)->GetProducerForFrame(MF::FrameTime(Frames(1)), params);
+    }
+    EXPECT_EQ(lower->mProducerTimes.size(), 3u);
+    EXPECT_EQ(upper->mProducerTimes.size(), 1u);
+}
+
 TEST(StackNode, WithoutItemsIsNone)
 {
     TickTime origin;
@@ -237,6 +271,16 @@ TEST(StackNode, TransitionWithASideThatNeedsLowerTracksHidesNone)
     EXPECT_EQ(Kept({Item(1, 0, 9), transition}), (Indices{0, 1}));
     transition.mNode = TransitionOf(kOpaque, kSeesThrough);
     EXPECT_EQ(Kept({Item(1, 0, 9), transition}), (Indices{0, 1}));
+}
+
+TEST(StackNode, OnlyOfATransitionTheInputsAreAsked)
+{
+    TrackItemRecord item = Item(2, 0, 9);
+    const TestSupport::FakeNodeRef node(new TestSupport::FakeNode("Opaque", kOpaque));
+    node->AppendInput(TestSupport::MakeNumberedNode(3, kSeesThrough), norviktypes::kTime_Zero);
+    node->Finalize();
+    item.mNode = node;
+    EXPECT_EQ(Kept({Item(1, 0, 9), item}), (Indices{1}));
 }
 
 TEST(StackNode, MemberOfAGroupHidesNone)

@@ -164,6 +164,29 @@ TEST_F(Tracks, ClipIsSeenNoLongerThanItLies)
     EXPECT_EQ(MediaTime(Items({clip})[0], Frames(13)), Frames(3));
 }
 
+TEST_F(Tracks, ItemBehindTheEndOfItsMediaIsSeenForNoTime)
+{
+    const Clip clip = MakeClip(Frames(10), Frames(20), 1);
+    clip.mClip->mStart = Frames(0);
+    clip.mClip->mDuration = Frames(5);
+    const auto record = ML::BuildItemNode(Context(), BE::ITrackItemRef(clip.mItem), false);
+    EXPECT_EQ(record.mEffectiveEnd, Frames(5));
+    EXPECT_EQ(record.mEffectiveStart, record.mEffectiveEnd);
+    EXPECT_TRUE(Items({clip}).empty());
+}
+
+TEST_F(Tracks, StreamLabelReachesTheMedia)
+{
+    ML::TrackContext context = Context();
+    context.mStreamLabel = norvik::utility::ImmutableString::CreateStatic("left eye");
+    const auto items = ML::BuildTrackItems(context, MakeTrack({MakeClip(Frames(0), Frames(10), 1)}));
+    norvik::UTF8String label;
+    Timelines::NthInput(items.at(0).mNode, 0)
+        .first->GetProperty(norvik::utility::ImmutableString::CreateStatic("MediaNode::MediaStreamLabel"),
+                            label);
+    EXPECT_EQ(label, "left eye");
+}
+
 TEST_F(Tracks, ClipThatIsBoundToItsItemIsSeenInAllOfIt)
 {
     const Clip clip = MakeClip(Frames(10), Frames(20), 1, Frames(100));
@@ -214,6 +237,7 @@ TEST_F(Tracks, TransitionIsSeenInPlaceOfItsClips)
     EXPECT_EQ(items[1].mNode->GetNodeType().ToString(), "RenderableNodeTransitionImpl");
     EXPECT_EQ(items[1].mStart, Frames(8));
     EXPECT_EQ(items[1].mInputOffset, norviktypes::kTime_Zero);
+    EXPECT_EQ(items[1].mTrackIndex, 3u);
 }
 
 TEST_F(Tracks, TransitionShowsMediaBeyondTheCut)

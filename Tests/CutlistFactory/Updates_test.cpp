@@ -226,6 +226,22 @@ TEST(UpdateCutlist, FailingRangeEndsTheWalkWithWhatWasBuilt)
     EXPECT_EQ(Timelines::SegmentsOf(updated), Timelines::SegmentsOf(Cutlist({{0, 20, 9}, {20, 30, 3, 0}})));
 }
 
+TEST(UpdateCutlist, NothingIsBuiltBehindARangeThatFailed)
+{
+    const auto previous = Cutlist({{0, 10, 1, 0}, {10, 20, 2, 0}, {20, 30, 3, 0}});
+    IRenderableCutlistRef updated;
+    int calls = 0;
+    const auto build = [&calls](const TimeRange&, IRenderableCutlistRef& outPiece)
+    {
+        outPiece = Cutlist({{10, 20, 9}});
+        return ++calls == 2 ? -5 : 0;
+    };
+    EXPECT_EQ(ML::UpdateCutlist(previous, kRate, Range(12, 13), build, updated), -5);
+    EXPECT_EQ(calls, 2);
+    EXPECT_EQ(Timelines::SegmentsOf(updated),
+              Timelines::SegmentsOf(Cutlist({{0, 10, 1, 0}, {10, 20, 9}, {20, 30, 3, 0}})));
+}
+
 TEST(UpdateCutlist, RangesThatFollowEachOtherAreBuiltAsOne)
 {
     const auto previous =

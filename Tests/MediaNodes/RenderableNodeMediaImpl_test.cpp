@@ -532,6 +532,18 @@ TEST(MediaNode, AnOddHeightThatIsNotPairedIsCentredByWholeLines)
     EXPECT_EQ(scene.Build()->GetScanlineOffset(), 1);
 }
 
+TEST(MediaNode, LinesOfAClipThatTakesItsFieldsFromTheSourceArePaired)
+{
+    Scene scene;
+    scene.mRect = {0, 0, 720, 480};
+    scene.SetSize(720, 485);
+    scene.mFieldType = kFieldType_LowerFirst;
+    scene.mClip->mConformFieldType = kFieldType_LowerFirst;
+    EXPECT_EQ(scene.Build()->GetScanlineOffset(), 0);
+    scene.mClip->mFieldType = kFieldType_FromSource;
+    EXPECT_EQ(scene.Build()->GetScanlineOffset(), 1) << "486 lines";
+}
+
 TEST(MediaNode, CentringIsForFieldsOfTheSequencesOrder)
 {
     Scene scene;

@@ -263,19 +263,23 @@ TEST(PreviewNode, StillRunsAtAllTimes)
     EXPECT_EQ(node->GetChainSteps(), ML::MediaChainSteps{Step::ScaleAndCorrectPixelAspect});
 }
 
-TEST(PreviewNode, OfflineStreamShowsItsSlate)
+TEST(PreviewNode, OfflineOrPendingStreamShowsItsSlate)
 {
-    const FakePreviewRef stream(new FakePreview);
-    stream->mDescription.mIsOffline = true;
-    const PreviewRef node = Build(stream);
-    const MF::FrameTime time{Frames(7)};
-    MF::IVideoFrameRef frame;
-    node->GetProducerForFrame(time, Params(64, 36))->GetFrame(time, Params(64, 36), frame);
-    EXPECT_TRUE(frame);
-    EXPECT_TRUE(stream->mStream->TakeRequests().empty());
-    std::vector<ML::IRenderableNodePrefetchRef> items;
-    node->GetPrefetchesForFrame(time, Params(64, 36), items);
-    EXPECT_TRUE(items.empty());
+    for (const bool isPending : {false, true})
+    {
+        const FakePreviewRef stream(new FakePreview);
+        stream->mDescription.mIsOffline = !isPending;
+        stream->mDescription.mIsPending = isPending;
+        const PreviewRef node = Build(stream);
+        const MF::FrameTime time{Frames(7)};
+        MF::IVideoFrameRef frame;
+        node->GetProducerForFrame(time, Params(64, 36))->GetFrame(time, Params(64, 36), frame);
+        EXPECT_TRUE(frame);
+        EXPECT_TRUE(stream->mStream->TakeRequests().empty());
+        std::vector<ML::IRenderableNodePrefetchRef> items;
+        node->GetPrefetchesForFrame(time, Params(64, 36), items);
+        EXPECT_TRUE(items.empty());
+    }
 }
 
 TEST(PreviewNode, StreamThatCannotRenderIsFilled)
