@@ -10,6 +10,9 @@ namespace
 
 using Matrix = double[3][3];
 
+// Sums and products of two of these, and of places in a picture, are numbers still.
+constexpr double kLargest = 1e100;
+
 // From the unit square to the four corners.
 void FromSquare(const TVK::ParamPoint<double> (&inCorners)[4], Matrix& outMatrix)
 {
@@ -83,6 +86,13 @@ QuadMapping::QuadMapping(const TVK::ParamPoint<double> (&inCorners)[4], double i
             const double minor = m[r1][c1] * m[r2][c2] - m[r1][c2] * m[r2][c1];
             mInverse[row][column] = HasArea(inCorners) ? scale[row] * minor : 0.0;
         }
+    }
+    // Corners that far away are seen as nothing; a place that is no number would be looked for in memory.
+    const double* const numbers = &mInverse[0][0];
+    if (!std::all_of(numbers, numbers + 9, [](double inNumber) { return std::abs(inNumber) <= kLargest; }))
+    {
+        std::fill_n(&mInverse[0][0], 9, 0.0);
+        return;
     }
     double middle = 0.0;
     for (int column = 0; column < 3; ++column)

@@ -78,7 +78,7 @@ private:
         return mInverse[inRow][0] * inX + mInverse[inRow][1] * inY + mInverse[inRow][2];
     }
 
-    double mInverse[3][3]; // target to source; all 0 if there is none
+    double mInverse[3][3]; // target to source; all 0 if there is none, or none that can be counted with
     double mSide = 1.0;    // the sign of what is in front
 };
 

@@ -68,4 +68,15 @@ TEST(QuadMapping, CostOfASqueezedPictureIsBounded)
     EXPECT_LE(samplesOf(0.9, 0.15), whole * 5 / 2);
 }
 
+TEST(QuadMapping, CornersBeyondAllBoundsShowNothing)
+{
+    for (const double far : {1e60, 1e160, 1e300})
+    {
+        const TVK::ParamPoint<double> corners[4] = {{far, 0}, {-far, far}, {-far, -far}, {far, 10}};
+        const Effects::QuadMapping mapping(corners, 160, 90);
+        const auto place = mapping.At(80.5, 45.5);
+        EXPECT_FALSE(place) << far << ": " << place->x << ' ' << place->y;
+    }
+}
+
 } // namespace
