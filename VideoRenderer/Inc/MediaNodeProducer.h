@@ -52,7 +52,7 @@ struct MediaNodeSettings
     bool mIsOffline = false;
     bool mIsPending = false;
     bool mFlipDominanceForCompare = false;
-    bool mNoMedia = false; // a multi-camera source without a picture on the chosen track
+    bool mNoMedia = false; // a sequence, or the chosen track of a multi-camera source, that has no cutlist
     bool mIsMulticam = false;
     std::uint32_t mSelectedTrack = 0;
 

@@ -6,7 +6,8 @@
 // node. Times of the node are media times, counted from where the media's content begins.
 //
 // Offline media is no failure: such a node has no sources and shows a slate. Neither is a multi-camera source
-// without a picture on its chosen track: it is black.
+// without a picture on its chosen track, nor a sequence that gives no cutlist or lies too deep in others: these
+// are black.
 //
 // Thread-safety: frozen, safe; mutable, for the builder alone.
 #pragma once

@@ -79,7 +79,11 @@ public:
                                         IRenderableCutlistRef& outCutlist) = 0;
     // The whole of a sequence in two forms at once, each made only where its reference comes in empty: as
     // CreateCutlistForSequence gives it, and with the clips of nested sequences replaced by what these show.
-    // inTracks: the tracks to take, by index; empty takes all.
+    // outPreview is the first form with inOverlays put over it.
+    //
+    // inTracks              the tracks to take, by index; empty takes all.
+    // inIncludeAdjustments  of no effect: adjustment items are left out in any case.
+    // inIncludeEffects      false: clips of the second form are built without their effects.
     virtual std::int32_t
     CreateCutlistsForSequence(IRenderableCutlistRef& ioFullCutlist, IRenderableCutlistRef& ioSegmentCutlist,
                               const Label& inStreamLabel, const TVK::TVKUnknownRef& inSequence,
