@@ -594,6 +594,25 @@ TEST(Cutlist, EachNodeIsAskedWithAFreshMapAndOnlyForItsOwnPart)
     EXPECT_EQ(late->mSmartQuestions.size(), 1u);
 }
 
+TEST(Cutlist, CopyableStretchesAreGivenWhileSegmentsAreStillAdded)
+{
+    const FakeProducerNodeRef late(new FakeProducerNode("Late"));
+    late->mSmartSegments = {{TickTime(0), SmartSegment(0, 10)}};
+    late->Finalize();
+    const FakeProducerNodeRef early(new FakeProducerNode("Early"));
+    early->mSmartSegments = {{TickTime(0), SmartSegment(0, 10)}};
+    early->Finalize();
+    const ML::IMutableCutlistRef cutlist = ML::CreateMutableCutlist();
+    cutlist->AddSegment(TickTime(200), TickTime(210), TickTime(0), late);
+    cutlist->AddSegment(TickTime(100), TickTime(110), TickTime(0), early);
+    const MF::SmartRenderSegments segments = SmartSegments(cutlist, 104, 500);
+    ASSERT_EQ(segments.size(), 2u);
+    EXPECT_EQ(segments.begin()->first, TickTime(100));
+    EXPECT_EQ(segments.rbegin()->first, TickTime(200));
+    ASSERT_EQ(early->mSmartQuestions.size(), 1u);
+    EXPECT_EQ(early->mSmartQuestions[0].mRange, Range(4, 10));
+}
+
 TEST(Cutlist, EntryThatIsThereAlreadyStays)
 {
     const FakeProducerNodeRef node(new FakeProducerNode("Producing"));

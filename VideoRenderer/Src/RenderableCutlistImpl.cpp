@@ -574,7 +574,9 @@ void MutableCutlist::GetSmartRenderSegments(const TickTime& inStart, const TickT
                                             const norviktypes::PixelFormat& inPixelFormat, bool inIsPreview,
                                             MF::SmartRenderSegments& ioSegments) const
 {
-    for (auto found = SegmentAround(inStart); found != mSegments.end() && found->mStart < inEnd; ++found)
+    // While segments are still added they lie in any order, and only the table knows their nodes.
+    auto found = mMutable ? mSegments.begin() : SegmentAround(inStart);
+    for (; found != mSegments.end() && (mMutable || found->mStart < inEnd); ++found)
     {
         const Segment& segment = *found;
         const TimeRange asked{std::max(inStart, segment.mStart), std::min(inEnd, segment.mEnd)};
@@ -582,7 +584,7 @@ void MutableCutlist::GetSmartRenderSegments(const TickTime& inStart, const TickT
         {
             continue;
         }
-        const IRenderableNodeProducerProviderRef provider{MF::IRenderableNodeRef(NodeOf(found))};
+        const IRenderableNodeProducerProviderRef provider{mNodes[mNodes.Find(segment.mNodeHash)]};
         if (!provider)
         {
             continue;
