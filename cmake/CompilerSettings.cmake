@@ -47,7 +47,7 @@ if(VR_SANITIZE)
         set(VR_UNIT_TEST_OPTIONS -fno-sanitize=null,alignment,vptr)
     endif()
 else()
-    set(VR_TEST_TIMEOUT_FACTOR 1)
+    set(VR_TEST_TIMEOUT_FACTOR 3)
 endif()
 
 if(VR_FUZZ)

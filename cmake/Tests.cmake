@@ -62,7 +62,7 @@ function(vr_add_test_executable target label seconds)
             TEST_PREFIX "${prefix}."
             NO_PRETTY_VALUES
             DISCOVERY_MODE PRE_TEST
-            DISCOVERY_TIMEOUT 120
+            DISCOVERY_TIMEOUT 600
             WORKING_DIRECTORY "${CMAKE_BINARY_DIR}"
             PROPERTIES ${properties})
     endif()
@@ -150,6 +150,6 @@ function(vr_add_script_tests)
         add_test(NAME IncludeRules.CheckerCatchesWhatItShould
             COMMAND Python3::Interpreter "${PROJECT_SOURCE_DIR}/scripts/check_includes.py" --self-test)
         set_tests_properties(IncludeRules.TreeKeepsThem IncludeRules.CheckerCatchesWhatItShould
-            PROPERTIES LABELS unit TIMEOUT 60)
+            PROPERTIES LABELS unit TIMEOUT 600)
     endif()
 endfunction()
