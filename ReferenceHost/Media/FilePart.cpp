@@ -9,6 +9,7 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/uio.h>
 #include <unistd.h>
 
 namespace Media
@@ -111,6 +112,17 @@ bool OpenedPart::Open(const std::string& inText)
 
 std::ptrdiff_t OpenedPart::Read(void* outBytes, std::size_t inCount, std::int64_t inPosition) const
 {
+    return ReadWith(0, outBytes, inCount, inPosition);
+}
+
+std::ptrdiff_t OpenedPart::ReadFromMemory(void* outBytes, std::size_t inCount, std::int64_t inPosition) const
+{
+    return ReadWith(RWF_NOWAIT, outBytes, inCount, inPosition);
+}
+
+std::ptrdiff_t OpenedPart::ReadWith(int inFlags, void* outBytes, std::size_t inCount,
+                                    std::int64_t inPosition) const
+{
     if (inPosition < 0 || inPosition >= mEnd)
     {
         errno = inPosition < 0 ? EINVAL : errno;
@@ -118,7 +130,10 @@ std::ptrdiff_t OpenedPart::Read(void* outBytes, std::size_t inCount, std::int64_
     }
     const auto left = static_cast<std::uint64_t>(mEnd - inPosition);
     const auto count = static_cast<std::size_t>(std::min<std::uint64_t>(inCount, left));
-    return ::pread(mFile, outBytes, count, static_cast<::off_t>(mOffset + inPosition));
+    const auto position = static_cast<::off_t>(mOffset + inPosition);
+    const ::iovec target{outBytes, count};
+    return inFlags == 0 ? ::pread(mFile, outBytes, count, position)
+                        : ::preadv2(mFile, &target, 1, position, inFlags);
 }
 
 } // namespace Media

@@ -51,7 +51,13 @@ public:
     // As pread(): bytes that were read, fewer only at the end, where it is 0; or -1 with errno set.
     std::ptrdiff_t Read(void* outBytes, std::size_t inCount, std::int64_t inPosition) const;
 
+    // As Read where the system has these bytes in memory; where it would wait for a disk, or can't tell, -1 with
+    // errno set.
+    std::ptrdiff_t ReadFromMemory(void* outBytes, std::size_t inCount, std::int64_t inPosition) const;
+
 private:
+    std::ptrdiff_t ReadWith(int inFlags, void* outBytes, std::size_t inCount, std::int64_t inPosition) const;
+
     int mFile = -1;
     std::int64_t mOffset = 0;
     std::int64_t mSize = -1;

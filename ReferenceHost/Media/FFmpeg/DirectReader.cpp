@@ -1,6 +1,7 @@
 #include "ReferenceHost/Media/FFmpeg/DirectReader.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstring>
 #include <utility>
 
@@ -20,14 +21,22 @@ bool IsBareVideo(const AVCodecParameters& inParameters)
     return inParameters.codec_id == AV_CODEC_ID_RAWVIDEO && format && !(format->flags & AV_PIX_FMT_FLAG_PAL);
 }
 
-bool ReadAll(const OpenedPart& inFile, std::int64_t inPosition, int inBytes, std::uint8_t* outBytes)
+// Small beside a picture; the system reads ahead by as much.
+constexpr std::int64_t kBetweenLooks = 128 << 10;
+
+bool ReadAll(const OpenedPart& inFile, std::int64_t inPosition, std::int64_t inBytes, std::uint8_t* outBytes)
 {
     for (std::int64_t done = 0; done < inBytes;)
     {
         const std::ptrdiff_t count =
             inFile.Read(outBytes + done, static_cast<std::size_t>(inBytes - done), inPosition + done);
+        if (count < 0 && errno == EINTR)
+        {
+            continue;
+        }
         if (count <= 0)
         {
+            errno = count == 0 ? ENODATA : errno;
             return false;
         }
         done += count;
@@ -101,6 +110,33 @@ int DirectReader::Read(const PacketRecord& inRecord, AVPacket& outPacket) const
         return AVERROR_INVALIDDATA;
     }
     return 0;
+}
+
+bool DirectReader::IsAtHand(const PacketRecord& inRecord) const
+{
+    if (inRecord.position < 0 || inRecord.size != mSize || mSize < 2 * kHashedEnd)
+    {
+        return false;
+    }
+    const std::int64_t start = inRecord.position + mHeadBytes;
+    std::uint8_t head[kHashedEnd];
+    std::uint8_t tail[kHashedEnd];
+    for (std::int64_t offset = kBetweenLooks; offset < mSize; offset += kBetweenLooks)
+    {
+        if (mFile.ReadFromMemory(head, 1, start + offset) != 1)
+        {
+            return false;
+        }
+    }
+    return mFile.ReadFromMemory(head, sizeof head, start) == kHashedEnd &&
+           mFile.ReadFromMemory(tail, sizeof tail, start + mSize - kHashedEnd) == kHashedEnd &&
+           HasEnds(inRecord, head, tail);
+}
+
+bool DirectReader::ReadBytes(const PacketRecord& inRecord, std::int64_t inOffset, std::int64_t inCount,
+                             std::uint8_t* outBytes) const
+{
+    return ReadAll(mFile, inRecord.position + mHeadBytes + inOffset, inCount, outBytes);
 }
 
 std::shared_ptr<const DirectReader> SharedDirectReader::Get() const

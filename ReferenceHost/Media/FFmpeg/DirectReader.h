@@ -35,6 +35,14 @@ public:
     // sample: a demuxer may still know what to do with it.
     int Read(const PacketRecord& inRecord, AVPacket& outPacket) const;
 
+    // Whether the packet is the one that was listed, and the system has it in memory: as far as a look at some of
+    // its bytes tells.
+    bool IsAtHand(const PacketRecord& inRecord) const;
+
+    // Some bytes of a packet that was at hand, from inOffset on. False, with errno set, if they aren't there any more.
+    bool ReadBytes(const PacketRecord& inRecord, std::int64_t inOffset, std::int64_t inCount,
+                   std::uint8_t* outBytes) const;
+
 private:
     DirectReader(const AVPacket& inSample, std::shared_ptr<PicturePool> inPool, std::int64_t inHeadBytes);
     bool HasSample(const AVPacket& inSample) const;

@@ -5,6 +5,7 @@
 
 #include <fmt/format.h>
 
+#include "ReferenceHost/Foundation/WorkObserver.h"
 #include "ReferenceHost/Media/FFmpeg/FFmpegTypes.h"
 #include "ReferenceHost/Media/FFmpeg/FactsReader.h"
 #include "ReferenceHost/Media/FFmpeg/PictureFrames.h"
@@ -158,6 +159,10 @@ void FFmpegVideoSource::Expect(const std::vector<MF::TimeRange>& inTimes)
 std::int32_t FFmpegVideoSource::MakeFrame(std::int64_t inIndex, const BE::FrameDescription& inFormat,
                                           bool inAtOnce, MF::IVideoFrameRef& outFrame)
 {
+    if (MakeFrameInFile(inIndex, inFormat, outFrame))
+    {
+        return BE::kSourceStatus_OK;
+    }
     const FrameAnswer answer = inAtOnce ? mFile->TryGetFrame(inIndex) : mFile->GetFrame(inIndex);
     if (answer.status != FrameStatus::kOk)
     {
@@ -181,6 +186,26 @@ std::int32_t FFmpegVideoSource::MakeFrame(std::int64_t inIndex, const BE::FrameD
                                                    inFormat.mBounds.Width(), inFormat.mBounds.Height())));
     }
     return status;
+}
+
+bool FFmpegVideoSource::MakeFrameInFile(std::int64_t inIndex, const BE::FrameDescription& inFormat,
+                                        MF::IVideoFrameRef& outFrame)
+{
+    if (!norviktypes::IsPackedFourComponent(inFormat.mPixelFormat.mProperties))
+    {
+        return false;
+    }
+    Foundation::WorkSpan span(Foundation::WorkKind::kDecode, inIndex);
+    const BarePicturePtr picture = mFile->PictureInFile(inIndex);
+    if (picture && MakeFrameOfBarePicture(picture, TraitsOf(picture->Shape()), mFile->Facts().orientation,
+                                          inFormat, outFrame))
+    {
+        mFieldOrders.Note(inIndex, OrderOf(picture->Shape()));
+        span.Succeed();
+        return true;
+    }
+    span.Forget();
+    return false;
 }
 
 // A file may change its colour on the way; what a picture says itself counts.

@@ -35,6 +35,11 @@ public:
 
     std::int64_t Count() const noexcept { return static_cast<std::int64_t>(frames.size()); }
 
+    const PacketRecord& RecordOf(std::int64_t inRank) const
+    {
+        return packets[frames[static_cast<std::size_t>(inRank)].packet];
+    }
+
     // The rank of the frame that is shown at inTicks: the first one before the start, -1 at or past the end.
     std::int64_t RankAt(std::int64_t inTicks) const;
 

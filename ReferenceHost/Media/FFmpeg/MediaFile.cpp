@@ -108,6 +108,9 @@ class MediaFile::Impl
 public:
     bool Open(const std::string& inPath, const FileOptions& inOptions, FileError& outError);
 
+    FrameAnswer GetFrame(std::int64_t inRank);
+    BarePicturePtr PictureInFile(std::int64_t inRank) const;
+
     FileFacts facts;
     FrameIndex index;
     InterruptFlag interrupt;
@@ -117,6 +120,7 @@ private:
     void LookAtFirstPicture();
     PacketScan Scan(MediaInput inInput) const;
 
+    BarePictures mBare;
     DecoderSetup mSetup;
     std::unique_ptr<AVCodecParameters, ParametersFreer> mParameters;
 
@@ -194,6 +198,22 @@ void MediaFile::Impl::LookAtFirstPicture()
     {
         facts.fieldOrder = FieldOrder::kProgressive;
     }
+}
+
+FrameAnswer MediaFile::Impl::GetFrame(std::int64_t inRank)
+{
+    FrameAnswer answer = decoders->Get(inRank);
+    if (answer.picture)
+    {
+        mBare.LearnFrom(*answer.picture, index.RecordOf(inRank), *mSetup.direct);
+    }
+    return answer;
+}
+
+BarePicturePtr MediaFile::Impl::PictureInFile(std::int64_t inRank) const
+{
+    const bool isThere = inRank >= 0 && inRank < index.Count() && !interrupt.raised;
+    return isThere ? mBare.Find(index.RecordOf(inRank), facts.path, inRank) : nullptr;
 }
 
 bool MediaFile::Impl::FindCodec(const AVStream& inStream, FileError& outError)
@@ -285,7 +305,12 @@ std::int64_t MediaFile::StartTicks(std::int64_t inRank) const noexcept
 
 FrameAnswer MediaFile::GetFrame(std::int64_t inRank)
 {
-    return mImpl->decoders->Get(inRank);
+    return mImpl->GetFrame(inRank);
+}
+
+BarePicturePtr MediaFile::PictureInFile(std::int64_t inRank) const
+{
+    return mImpl->PictureInFile(inRank);
 }
 
 FrameAnswer MediaFile::TryGetFrame(std::int64_t inRank)

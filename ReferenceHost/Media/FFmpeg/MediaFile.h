@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "ReferenceHost/Media/FFmpeg/BarePictures.h"
 #include "ReferenceHost/Media/FFmpeg/ExpectedFrames.h"
 #include "ReferenceHost/Media/FFmpeg/MediaFacts.h"
 
@@ -99,6 +100,10 @@ public:
 
     // Only what is decoded already; never blocks for longer than a look into the cache.
     FrameAnswer TryGetFrame(std::int64_t inRank);
+
+    // Frame inRank where it needs no decoding, and the system has it in memory: null otherwise, and before the first
+    // GetFrame. Never blocks.
+    BarePicturePtr PictureInFile(std::int64_t inRank) const;
 
     // Only these frames will be asked for, in whatever order; no runs: that isn't known any more. One that is
     // asked for all the same is made as well, at the price of a seek.

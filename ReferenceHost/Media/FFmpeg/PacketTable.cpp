@@ -21,18 +21,25 @@ std::uint32_t HashBytes(const std::uint8_t* inBytes, int inCount, std::uint32_t 
 }
 
 // Head and tail tell packets apart: they hold the picture's number and the last of its entropy-coded bits.
-std::uint32_t HashPacket(const AVPacket& inPacket)
+std::uint32_t HashEnds(const std::uint8_t* inHead, int inHeadBytes, const std::uint8_t* inTail,
+                       int inTailBytes)
 {
-    constexpr int kEnd = 48;
-    std::uint32_t hash = HashBytes(inPacket.data, std::min(inPacket.size, kEnd), 2166136261u);
-    if (inPacket.size > kEnd)
-    {
-        const int count = std::min(inPacket.size - kEnd, kEnd);
-        hash = HashBytes(inPacket.data + inPacket.size - count, count, hash);
-    }
+    const std::uint32_t hash = HashBytes(inTail, inTailBytes, HashBytes(inHead, inHeadBytes, 2166136261u));
     return hash == 0 ? 1 : hash;
 }
 
+std::uint32_t HashPacket(const AVPacket& inPacket)
+{
+    const int head = std::min(inPacket.size, kHashedEnd);
+    const int tail = std::min(inPacket.size - head, kHashedEnd);
+    return HashEnds(inPacket.data, head, inPacket.data + inPacket.size - tail, tail);
+}
+
+}
+
+bool HasEnds(const PacketRecord& inRecord, const std::uint8_t* inHead, const std::uint8_t* inTail)
+{
+    return inRecord.hash == 0 || inRecord.hash == HashEnds(inHead, kHashedEnd, inTail, kHashedEnd);
 }
 
 bool IsPacketOf(const PacketRecord& inRecord, const AVPacket& inPacket)

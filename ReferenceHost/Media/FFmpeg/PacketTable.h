@@ -26,6 +26,13 @@ struct PacketRecord
     bool isCorrupt : 1 = false;
 };
 
+// Bytes at each end of a packet that its hash is of.
+inline constexpr int kHashedEnd = 48;
+
+// Whether a packet of that record, of two ends at least, begins with inHead and ends with inTail, kHashedEnd bytes
+// each. True where the content wasn't read.
+bool HasEnds(const PacketRecord& inRecord, const std::uint8_t* inHead, const std::uint8_t* inTail);
+
 // Whether inPacket is the one of inRecord, by its place, size and content.
 bool IsPacketOf(const PacketRecord& inRecord, const AVPacket& inPacket);
 

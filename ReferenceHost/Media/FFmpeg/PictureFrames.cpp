@@ -9,8 +9,10 @@
 #include "ReferenceHost/Media/FrameConversion.h"
 #include "VF/VideoFrame.h"
 
+#include <algorithm>
 #include <memory>
 #include <new>
+#include <utility>
 
 namespace Media
 {
@@ -106,28 +108,100 @@ private:
     std::uint32_t mFormat = 0;
 };
 
-// Empty where the picture must be converted at once: it isn't kept by whoever keeps a reference to it, or rows
-// of it can't be made by themselves.
-MF::IVideoFrameRef PendingFrame(const AVFrame& inPicture, const PictureTraits& inTraits,
-                                const BE::FrameDescription& inFormat)
+bool HasSizeOf(const BE::FrameDescription& inFormat, const AVFrame& inPicture)
+{
+    return inFormat.mBounds.Width() == inPicture.width && inFormat.mBounds.Height() == inPicture.height;
+}
+
+// Of a picture that has its size. Empty where rows of it can't be made by themselves.
+template <typename Maker, typename Picture>
+MF::IVideoFrameRef FrameMadeBy(const Picture& inPicture, const PictureTraits& inTraits,
+                               const BE::FrameDescription& inFormat)
 {
     MF::IVideoFrameRef frame;
-    const bool isPlain = inPicture.buf[0] && inFormat.mBounds.Width() == inPicture.width &&
-                         inFormat.mBounds.Height() == inPicture.height;
-    if (!isPlain)
-    {
-        return frame;
-    }
-    const auto maker = std::make_shared<PictureMaker>(inPicture);
-    if (maker->Describe(TraitsFor(inTraits, inPicture, inFormat.mPixelFormat), inFormat.mPixelFormat) &&
-        VF::CreatePendingFrame(frame, inFormat.mPixelFormat, static_cast<std::uint32_t>(inPicture.width),
-                               static_cast<std::uint32_t>(inPicture.height), inFormat.mPixelAspectRatio,
-                               maker) >= 0)
+    const auto maker = std::make_shared<Maker>(inPicture);
+    if (maker->Describe(inTraits, inFormat.mPixelFormat) &&
+        VF::CreatePendingFrame(
+            frame, inFormat.mPixelFormat, static_cast<std::uint32_t>(inFormat.mBounds.Width()),
+            static_cast<std::uint32_t>(inFormat.mBounds.Height()), inFormat.mPixelAspectRatio, maker) >= 0)
     {
         frame->SetFieldType(inFormat.mFieldType);
     }
     return frame;
 }
+
+// Empty also where the picture isn't kept by whoever keeps a reference to it: it must be converted at once.
+MF::IVideoFrameRef PendingFrame(const AVFrame& inPicture, const PictureTraits& inTraits,
+                                const BE::FrameDescription& inFormat)
+{
+    return inPicture.buf[0] && HasSizeOf(inFormat, inPicture)
+               ? FrameMadeBy<PictureMaker>(inPicture, TraitsFor(inTraits, inPicture, inFormat.mPixelFormat),
+                                           inFormat)
+               : MF::IVideoFrameRef();
+}
+
+// A picture whose rows are read when they are converted.
+class BarePictureMaker final : public VF::IPixelMaker
+{
+public:
+    explicit BarePictureMaker(BarePicturePtr inPicture) : mPicture(std::move(inPicture)) {}
+
+    bool Describe(const PictureTraits& inTraits, const PixelFormat& inFormat)
+    {
+        SourcePicture shape;
+        mTraits = inTraits;
+        mFormat = VF::BEPixelFormatToIRPixelFormat(inFormat);
+        const bool isTaken = shape.DescribeShape(mPicture->Shape(), inTraits) && shape.HasRowsFor(mFormat);
+        mHasWholeAlpha = !shape.HasAlpha();
+        return isTaken;
+    }
+
+    std::int32_t MakeRows(std::uint32_t inFirst, std::uint32_t inCount, std::uint8_t* outPixels,
+                          std::int32_t inRowBytes) const override
+    {
+        Foundation::WorkSpan span(Foundation::WorkKind::kConvert);
+        if (inFirst != 0)
+        {
+            span.Forget(); // a picture that is made part by part counts once
+        }
+        constexpr std::uint32_t kAtOnce = BarePicture::kMostRows;
+        for (std::uint32_t done = 0; done < inCount; done += kAtOnce)
+        {
+            if (!MakeFewRows(static_cast<int>(inFirst + done),
+                             static_cast<int>(std::min(kAtOnce, inCount - done)),
+                             outPixels + static_cast<std::ptrdiff_t>(done) * inRowBytes, inRowBytes))
+            {
+                return VF::kFrameStatus_OutOfMemory; // the frame says that it has no pixels
+            }
+        }
+        span.Succeed();
+        return VF::kFrameStatus_OK;
+    }
+
+    bool HasWholeAlpha() const override { return mHasWholeAlpha; }
+
+private:
+    bool MakeFewRows(int inFirst, int inCount, std::uint8_t* outPixels, std::int32_t inRowBytes) const
+    {
+        try
+        {
+            int top = 0;
+            SourcePicture source;
+            const AVFrame* const rows = mPicture->ReadRows(inFirst, inCount, top);
+            return rows && source.Describe(*rows, mTraits) &&
+                   source.ConvertRowsTo(outPixels, inRowBytes, inFirst - top, inCount, mFormat) >= 0;
+        }
+        catch (const std::bad_alloc&)
+        {
+            return false;
+        }
+    }
+
+    BarePicturePtr mPicture;
+    PictureTraits mTraits;
+    std::uint32_t mFormat = 0;
+    bool mHasWholeAlpha = false;
+};
 
 // Planes in one block, each right behind the one before it and chroma with half of the row bytes, are those of a
 // frame: bare video mostly comes so. Empty where the picture lies otherwise, or isn't all of the frame.
@@ -137,9 +211,8 @@ MF::IVideoFrameRef FrameOverPicture(const AVFrame& inPicture, const PictureTrait
     MF::IVideoFrameRef frame;
     const PixelFormat& format = inFormat.mPixelFormat;
     const AVPixFmtDescriptor* const planes = DescriptorOf(inPicture.format);
-    const bool isWhole = inPicture.buf[0] && !inPicture.buf[1] && inPicture.linesize[0] > 0 &&
-                         inFormat.mBounds.Width() == inPicture.width &&
-                         inFormat.mBounds.Height() == inPicture.height;
+    const bool isWhole =
+        inPicture.buf[0] && !inPicture.buf[1] && inPicture.linesize[0] > 0 && HasSizeOf(inFormat, inPicture);
     constexpr std::uint64_t kOrder = AV_PIX_FMT_FLAG_PLANAR | AV_PIX_FMT_FLAG_BE;
     const bool isPlain = planes && (planes->flags & kOrder) == AV_PIX_FMT_FLAG_PLANAR &&
                          planes->comp[0].shift == 0 && planes->comp[1].plane == 1 &&
@@ -207,6 +280,19 @@ std::int32_t Turn(const MF::IVideoFrameRef& inLying, const Orientation& inOrient
 }
 
 } // namespace
+
+bool MakeFrameOfBarePicture(const BarePicturePtr& inPicture, const PictureTraits& inTraits,
+                            const Orientation& inOrientation, const BE::FrameDescription& inFormat,
+                            MF::IVideoFrameRef& outFrame)
+{
+    const AVFrame& shape = inPicture->Shape();
+    if (inOrientation.IsIdentity() && HasSizeOf(inFormat, shape))
+    {
+        outFrame = FrameMadeBy<BarePictureMaker>(inPicture, TraitsFor(inTraits, shape, inFormat.mPixelFormat),
+                                                 inFormat);
+    }
+    return outFrame != nullptr;
+}
 
 std::int32_t MakeFrameOfPicture(const AVFrame& inPicture, const PictureTraits& inTraits,
                                 const Orientation& inOrientation, const BE::FrameDescription& inFormat,

@@ -4,6 +4,7 @@
 #pragma once
 
 #include "BE/IVideoSource.h"
+#include "ReferenceHost/Media/FFmpeg/BarePictures.h"
 #include "ReferenceHost/Media/FFmpeg/PictureMapping.h"
 
 namespace Media
@@ -16,5 +17,10 @@ namespace Media
 std::int32_t MakeFrameOfPicture(const AVFrame& inPicture, const PictureTraits& inTraits,
                                 const Orientation& inOrientation, const BE::FrameDescription& inFormat,
                                 MF::IVideoFrameRef& outFrame);
+
+// The same of a picture that is left in its file. False, and no frame, where more is to be done than to convert rows.
+bool MakeFrameOfBarePicture(const BarePicturePtr& inPicture, const PictureTraits& inTraits,
+                            const Orientation& inOrientation, const BE::FrameDescription& inFormat,
+                            MF::IVideoFrameRef& outFrame);
 
 } // namespace Media

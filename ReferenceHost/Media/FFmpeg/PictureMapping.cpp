@@ -329,6 +329,28 @@ bool SourcePicture::Describe(const AVFrame& inFrame, const PictureTraits& inTrai
     return DescribeInPlace(inFrame) || UnpackRGB(inFrame) || UnpackComponents(inFrame);
 }
 
+bool SourcePicture::DescribeShape(const AVFrame& inShape, const PictureTraits& inTraits)
+{
+    const AVPixFmtDescriptor* descriptor = DescriptorOf(inShape.format);
+    if (!descriptor || inShape.width <= 0 || inShape.height <= 0)
+    {
+        return false;
+    }
+    static const std::uint8_t sNoSamples = 0; // is never read
+    mBlock = nullptr;
+    mPlanes = ir::PlanarPicture();
+    mPlanes.width = inShape.width;
+    mPlanes.height = inShape.height;
+    DescribeColour(*descriptor, inShape.format, inTraits, mPlanes);
+    const bool isInPlace = (descriptor->flags & (AV_PIX_FMT_FLAG_BAYER | AV_PIX_FMT_FLAG_PAL)) == 0 &&
+                           inShape.format != AV_PIX_FMT_UYYVYY411 && DescribeInPlace(inShape);
+    for (int plane = 0; plane < 4; ++plane)
+    {
+        mPlanes.planes[plane] = mPlanes.strides[plane] != 0 ? &sNoSamples : nullptr;
+    }
+    return isInPlace;
+}
+
 std::int32_t SourcePicture::ConvertTo(void* outTarget, std::int32_t inRowBytes, std::int32_t inWidth,
                                       std::int32_t inHeight, std::uint32_t inTargetFormat,
                                       std::int32_t inQuality) const

@@ -44,6 +44,10 @@ public:
     // memory.
     bool Describe(const AVFrame& inFrame, const PictureTraits& inTraits);
 
+    // For HasRowsFor and HasAlpha alone: pictures of that format and size, whose samples needn't be there. False for
+    // those that would have to be unpacked.
+    bool DescribeShape(const AVFrame& inShape, const PictureTraits& inTraits);
+
     // Converts to the pixels of inTargetFormat, a code of the image routines, scaled where the sizes differ.
     // 0 or a negative status of IR/ImageRoutines.h.
     std::int32_t ConvertTo(void* outTarget, std::int32_t inRowBytes, std::int32_t inWidth,

@@ -1,0 +1,268 @@
+#include "ReferenceHost/Media/FFmpeg/BarePictures.h"
+
+#include "ReferenceHost/Media/FFmpeg/FFmpegTypes.h"
+#include "norvik/logging/Logging.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <system_error>
+#include <utility>
+#include <vector>
+
+namespace Media
+{
+
+struct BareLayout
+{
+    FramePtr mShape;
+    std::array<std::int64_t, 4>
+        mOffsets{}; // of the planes in a packet; where there is one, mShape has its line size
+    std::array<int, 4> mShiftY{};
+    std::shared_ptr<const DirectReader> mReader;
+    mutable std::atomic<bool> mHasSaidThatItIsGone{false};
+
+    // Rows of a plane that belong to those above row inRow of the picture.
+    std::int64_t RowsAbove(std::size_t inPlane, int inRow) const noexcept
+    {
+        return -(-inRow >> mShiftY[inPlane]);
+    }
+    std::int64_t LineSize(std::size_t inPlane) const noexcept { return mShape->linesize[inPlane]; }
+};
+
+namespace
+{
+
+// Chroma of two lines of each field, above and below, is as far as conversions look beyond a row; and windows begin
+// where both fields, and their chroma, begin anew.
+constexpr int kAround = 8;
+static_assert((kAround & (kAround - 1)) == 0);
+
+constexpr int kRowsOfWindow = 64;
+static_assert(kRowsOfWindow >= static_cast<int>(BarePicture::kMostRows) + 4 * kAround - 2);
+
+// As many as are commonly mixed or laid over each other.
+constexpr std::size_t kWindows = 4;
+
+std::uint64_t NewID() noexcept
+{
+    static std::atomic<std::uint64_t> sLast{0};
+    return ++sLast;
+}
+
+bool IsPlaneThere(const AVFrame& inPicture, std::size_t inPlane)
+{
+    return inPicture.data[inPlane] != nullptr;
+}
+
+// Whether the planes lie in inPacket as in the picture that came of it.
+bool LieSo(const BareLayout& inLayout, const AVFrame& inPicture, const AVPacket& inPacket)
+{
+    for (std::size_t plane = 0; plane < 4; ++plane)
+    {
+        if (!IsPlaneThere(inPicture, plane))
+        {
+            continue;
+        }
+        const std::int64_t offset = inLayout.mOffsets[plane];
+        const std::int64_t bytes = inLayout.LineSize(plane) * inLayout.RowsAbove(plane, inPicture.height);
+        if (inLayout.LineSize(plane) <= 0 || offset < 0 || offset + bytes > inPacket.size ||
+            std::memcmp(inPicture.data[plane], inPacket.data + offset, static_cast<std::size_t>(bytes)) != 0)
+        {
+            return false;
+        }
+    }
+    return true;
+}
+
+// Decoders of bare video hand on the memory of the packet, so that a plane's place in it is that in the packet; the
+// content says whether that is so.
+std::shared_ptr<const BareLayout> LayoutOf(const AVFrame& inPicture, const PacketRecord& inRecord,
+                                           const std::shared_ptr<const DirectReader>& inReader)
+{
+    const AVPixFmtDescriptor* const format =
+        av_pix_fmt_desc_get(static_cast<AVPixelFormat>(inPicture.format));
+    const PacketPtr packet(av_packet_alloc());
+    const auto layout = std::make_shared<BareLayout>();
+    layout->mShape.reset(av_frame_alloc());
+    if (!format || !packet || !layout->mShape || !inPicture.buf[0] || inPicture.buf[1] ||
+        inReader->Read(inRecord, *packet) < 0 || av_frame_copy_props(layout->mShape.get(), &inPicture) < 0)
+    {
+        return nullptr;
+    }
+    layout->mReader = inReader;
+    layout->mShape->format = inPicture.format;
+    layout->mShape->width = inPicture.width;
+    layout->mShape->height = inPicture.height;
+    for (std::size_t plane = 0; plane < 4; ++plane)
+    {
+        if (IsPlaneThere(inPicture, plane))
+        {
+            layout->mShape->linesize[plane] = inPicture.linesize[plane];
+            layout->mOffsets[plane] = inPicture.data[plane] - inPicture.buf[0]->data;
+            layout->mShiftY[plane] = plane == 1 || plane == 2 ? format->log2_chroma_h : 0;
+        }
+    }
+    return LieSo(*layout, inPicture, *packet) ? layout : nullptr;
+}
+
+} // namespace
+
+// Rows that a thread has read of a picture.
+struct BarePicture::Window
+{
+    std::uint64_t mPicture = 0;
+    std::uint64_t mLastUse = 0;
+    int mTop = 0;
+    int mBottom = 0; // behind the last one
+    FramePtr mRows;
+    std::vector<std::uint8_t> mMemory;
+};
+
+BarePicture::BarePicture(std::shared_ptr<const BareLayout> inLayout, const PacketRecord& inRecord,
+                         std::string inName)
+    : mLayout(std::move(inLayout))
+    , mRecord(inRecord)
+    , mName(std::move(inName))
+    , mID(NewID())
+{
+}
+
+const AVFrame& BarePicture::Shape() const noexcept
+{
+    return *mLayout->mShape;
+}
+
+BarePicture::Window& BarePicture::WindowOfThread() const
+{
+    static thread_local std::array<Window, kWindows> sWindows;
+    static thread_local std::uint64_t sUses = 0;
+    Window* found = &sWindows[0];
+    for (Window& window : sWindows)
+    {
+        if (window.mPicture == mID)
+        {
+            found = &window;
+            break;
+        }
+        found = window.mLastUse < found->mLastUse ? &window : found;
+    }
+    found->mLastUse = ++sUses;
+    return *found;
+}
+
+const AVFrame* BarePicture::ReadRows(int inFirst, int inCount, int& outTop) const
+{
+    const int height = Shape().height;
+    const int last = inFirst + inCount + kAround - 1;
+    const int top = std::max(0, inFirst / kAround * kAround - kAround);
+    const int bottom = std::min(height, last / kAround * kAround + kAround);
+    Window& window = WindowOfThread();
+    const bool isThere = window.mPicture == mID && window.mTop <= top && bottom <= window.mBottom;
+    if (!isThere && !Fill(window, top, std::min(height, top + kRowsOfWindow)))
+    {
+        window.mPicture = 0;
+        SayThatItIsGone();
+        return nullptr;
+    }
+    outTop = window.mTop;
+    return window.mRows.get();
+}
+
+// Whoever goes down the picture finds the last rows there already.
+bool BarePicture::Fill(Window& ioWindow, int inTop, int inBottom) const
+{
+    const AVFrame& shape = Shape();
+    const BareLayout& layout = *mLayout;
+    const bool goesOn = ioWindow.mPicture == mID && ioWindow.mTop <= inTop && inTop < ioWindow.mBottom;
+    const int from = goesOn ? ioWindow.mBottom : inTop;
+    std::array<std::size_t, 5> places{};
+    for (std::size_t plane = 0; plane < 4; ++plane)
+    {
+        places[plane + 1] = places[plane] + static_cast<std::size_t>(layout.LineSize(plane) *
+                                                                     layout.RowsAbove(plane, kRowsOfWindow));
+    }
+    if (!ioWindow.mRows)
+    {
+        ioWindow.mRows.reset(av_frame_alloc());
+    }
+    if (!ioWindow.mRows)
+    {
+        throw std::bad_alloc();
+    }
+    if (ioWindow.mMemory.size() < places[4])
+    {
+        ioWindow.mMemory.resize(places[4]);
+    }
+    AVFrame& rows = *ioWindow.mRows;
+    rows.format = shape.format;
+    rows.width = shape.width;
+    rows.height = inBottom - inTop;
+    for (std::size_t plane = 0; plane < 4; ++plane)
+    {
+        const std::int64_t lineSize = layout.LineSize(plane);
+        std::uint8_t* const memory = ioWindow.mMemory.data() + places[plane];
+        rows.data[plane] = lineSize > 0 ? memory : nullptr;
+        rows.linesize[plane] = shape.linesize[plane];
+        const std::int64_t above = layout.RowsAbove(plane, inTop);
+        const std::int64_t kept = layout.RowsAbove(plane, from) - above;
+        if (lineSize > 0 && kept > 0)
+        {
+            std::memmove(memory, memory + (above - layout.RowsAbove(plane, ioWindow.mTop)) * lineSize,
+                         static_cast<std::size_t>(kept * lineSize));
+        }
+        if (lineSize > 0 &&
+            !layout.mReader->ReadBytes(mRecord, layout.mOffsets[plane] + (above + kept) * lineSize,
+                                       (layout.RowsAbove(plane, inBottom) - above - kept) * lineSize,
+                                       memory + kept * lineSize))
+        {
+            return false;
+        }
+    }
+    ioWindow.mPicture = mID;
+    ioWindow.mTop = inTop;
+    ioWindow.mBottom = inBottom;
+    return true;
+}
+
+void BarePicture::SayThatItIsGone() const
+{
+    const int error = errno;
+    if (!mLayout->mHasSaidThatItIsGone.exchange(true))
+    {
+        const std::string text =
+            fmt::format("{} can't be read any more: {}", mName, std::generic_category().message(error));
+        norvik::logging::LogText(norvik::logging::kLogLevel_Error, "Media", text.c_str());
+    }
+}
+
+void BarePictures::LearnFrom(const AVFrame& inPicture, const PacketRecord& inRecord,
+                             const SharedDirectReader& inReader)
+{
+    const std::shared_ptr<const DirectReader> reader = mIsKnown ? nullptr : inReader.Get();
+    if (reader && !mIsKnown.exchange(true))
+    {
+        std::shared_ptr<const BareLayout> layout = LayoutOf(inPicture, inRecord, reader);
+        const std::lock_guard<std::mutex> lock(mLock);
+        mLayout = std::move(layout);
+    }
+}
+
+BarePicturePtr BarePictures::Find(const PacketRecord& inRecord, const std::string& inPath,
+                                  std::int64_t inNumber) const
+{
+    std::shared_ptr<const BareLayout> layout;
+    {
+        const std::lock_guard<std::mutex> lock(mLock);
+        layout = mLayout;
+    }
+    const bool isThere = layout && !inRecord.isCorrupt && layout->mReader->IsAtHand(inRecord);
+    return isThere ? std::make_shared<const BarePicture>(std::move(layout), inRecord,
+                                                         fmt::format("{}: frame {}", inPath, inNumber))
+                   : nullptr;
+}
+
+} // namespace Media

@@ -1,0 +1,78 @@
+// Pictures of bare video that are left in their file until rows of them are looked at.
+//
+// A picture of megabytes that is read ahead of time has left the caches when it is converted: it goes through memory
+// twice more than it must, and memory is what two processors wait for. A few rows, read right before they are
+// converted, stay in the second-level cache. It is done with pictures only that the system has in its memory already:
+// nobody who draws shall wait for a disk.
+//
+// The file must not be changed meanwhile. Rows of one that was cut short can't be read; that is logged, once for
+// a file.
+//
+// Thread-safety: all is safe for any number of threads.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <string>
+
+#include "ReferenceHost/Media/FFmpeg/DirectReader.h"
+
+struct AVFrame;
+
+namespace Media
+{
+
+// Where the planes of all pictures of a file lie in their packets.
+struct BareLayout;
+
+class BarePicture
+{
+public:
+    // Rows that are read at once, and then converted. They and those around them, of some pictures in turn, have room
+    // in the second-level cache.
+    static constexpr std::uint32_t kMostRows = 32;
+
+    BarePicture(std::shared_ptr<const BareLayout> inLayout, const PacketRecord& inRecord, std::string inName);
+
+    // Format, size, colour and line sizes, without samples.
+    const AVFrame& Shape() const noexcept;
+
+    // Rows inFirst to inFirst + inCount - 1, which are kMostRows at most, among those that converting them may look
+    // at: a picture of its own, whose first row is row outTop of the whole one. Valid until the calling thread asks
+    // a fifth picture for rows. Null if they can't be read. Throws std::bad_alloc.
+    const AVFrame* ReadRows(int inFirst, int inCount, int& outTop) const;
+
+private:
+    struct Window;
+
+    Window& WindowOfThread() const;
+    bool Fill(Window& ioWindow, int inTop, int inBottom) const;
+    void SayThatItIsGone() const;
+
+    const std::shared_ptr<const BareLayout> mLayout;
+    const PacketRecord mRecord;
+    const std::string mName; // for people
+    const std::uint64_t mID;
+};
+using BarePicturePtr = std::shared_ptr<const BarePicture>;
+
+// The pictures of one file.
+class BarePictures
+{
+public:
+    // Finds out from the first picture that was decoded how all of them lie in their packets, if they do.
+    void LearnFrom(const AVFrame& inPicture, const PacketRecord& inRecord,
+                   const SharedDirectReader& inReader);
+
+    // Null unless the layout is known and the packet at hand. inPath and inNumber: what messages call it.
+    BarePicturePtr Find(const PacketRecord& inRecord, const std::string& inPath, std::int64_t inNumber) const;
+
+private:
+    mutable std::mutex mLock; // guards mLayout
+    std::atomic<bool> mIsKnown{false};
+    std::shared_ptr<const BareLayout> mLayout; // null: unknown, or not one that can be read so
+};
+
+} // namespace Media
