@@ -181,13 +181,14 @@ TEST(Trace, AfterAnInterruptNoRequestIsLeftOpen)
 {
     const ScratchFolder folder;
     const std::string path = folder.File("trace.json");
-    ChildProcess tool(ToolRequest({"render", LongMovie(), folder.File("out.mkv"), "-o", "preset=veryslow",
-                                   "--progress", "fd:1", "--trace", path}));
+    // Longer than anybody waits, so that the render is still in its middle however late it is interrupted.
+    ChildProcess tool(ToolRequest({"render", "counter:size=640x360:duration=1000000", folder.File("out.mkv"),
+                                   "-o", "preset=veryslow", "--progress", "fd:1", "--trace", path}));
     ASSERT_TRUE(tool.WaitForText("progress=continue"));
     tool.Signal(SIGINT);
     EXPECT_EQ(tool.Wait().exitCode, 130);
     const std::vector<Event> events = Trace(path);
-    EXPECT_LT(IDsOf(events, "b").size(), 600u);
+    EXPECT_GE(IDsOf(events, "b").size(), 1u);
     EXPECT_EQ(IDsOf(events, "b"), IDsOf(events, "e"));
 }
 
