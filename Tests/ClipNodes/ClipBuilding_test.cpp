@@ -15,6 +15,7 @@
 #include "Tests/Support/Fakes/FakeVideoFilter.h"
 #include "Tests/Support/Fakes/FakeVideoSource.h"
 #include "Tests/Support/FrameTools.h"
+#include "Tests/Support/HashedProperties.h"
 
 #include <gtest/gtest.h>
 
@@ -265,13 +266,43 @@ TEST(ClipBuilding, SaysWhatIsUnusualByFurtherProperties)
     EXPECT_EQ(PropertyOf(node, "ClipNode::AllowLinearCompositing"), "0");
 }
 
+class Captioned final : public FakeMediaInfo
+{
+public:
+    bool HasMediaType(const TVK::Guid&) const override { return true; }
+};
+
+TEST(ClipBuilding, HashIsOfThesePropertiesAndNoOthers)
+{
+    Scene scene;
+    const TVK::InterfaceRef<Captioned> media(new Captioned());
+    media->mStream = scene.mMedia->mStream;
+    media->mDuration = Frames(1000);
+    media->mIsGrowing = true;
+    scene.mClip->mMedia = media;
+    scene.mClip->mFrameHold = Frames(120);
+    scene.mClip->mTimeRemap = new FakeTimeRemap();
+    scene.mSequence->mAllowsLinearCompositing = false;
+    const auto build = [&]
+    {
+        const TVK::InterfaceRef<ML::RenderableNodeClipImpl> node(new ML::RenderableNodeClipImpl());
+        node->SetClipTrackItem(scene.mSequence, scene.mItem, scene.mLabel, false, 3, false);
+        return node;
+    };
+    const std::set<std::string> expected = {"ClipNode::AllowLinearCompositing",
+                                            "ClipNode::ClipBackwards",
+                                            "ClipNode::ClipSpeed",
+                                            "ClipNode::FrameHoldAtTime",
+                                            "ClipNode::FrameHoldFilters",
+                                            "ClipNode::GrowingDuration",
+                                            "ClipNode::HasCaptions",
+                                            "ClipNode::MediaStartAsTicks",
+                                            "ClipNode::TimeRemapping"};
+    EXPECT_EQ(TestSupport::HashedKeys(build), expected);
+}
+
 TEST(ClipBuilding, TellsOfCaptions)
 {
-    class Captioned final : public FakeMediaInfo
-    {
-    public:
-        bool HasMediaType(const TVK::Guid&) const override { return true; }
-    };
     Scene scene;
     EXPECT_FALSE(ML::IRenderableNodeProducerProviderRef(scene.Node())->HasCaptions());
     const TVK::InterfaceRef<Captioned> media(new Captioned());

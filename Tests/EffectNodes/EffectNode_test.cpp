@@ -10,6 +10,7 @@
 #include "Tests/Support/Fakes/FakeTrack.h"
 #include "Tests/Support/Fakes/FakeTrackItem.h"
 #include "Tests/Support/Fakes/FakeVideoFilter.h"
+#include "Tests/Support/HashedProperties.h"
 
 #include <gtest/gtest.h>
 
@@ -69,6 +70,53 @@ TEST_F(EffectNode, SaysFilterAndParameters)
     EXPECT_EQ(PropertyOf(node, "EffectNode::FilterParams"),
               "2\n" + mParameters[0]->GetText() + "\n" + mParameters[1]->GetText() + "\n");
     EXPECT_EQ(PropertiesOf(node).size(), 3u) << "nothing else of a plain effect";
+}
+
+TEST_F(EffectNode, HashIsOfThesePropertiesAndNoOthers)
+{
+    const auto lower = TVK::InterfaceRef<FakeTrack>(new FakeTrack());
+    const auto below = TVK::InterfaceRef<FakeTrackItem>(new FakeTrackItem());
+    const auto item = TVK::InterfaceRef<FakeTrackItem>(new FakeTrackItem());
+    for (const auto& placed : {below, item})
+    {
+        const FakeClipRef clip(new FakeClip());
+        clip->mMasterClip = FakeMasterClipRef(new FakeMasterClip());
+        placed->mClip = clip;
+        placed->mEnd = Frames(50);
+    }
+    lower->mItems = {BE::ITrackItemRef(below)};
+    const auto sequence = TVK::InterfaceRef<FakeSequence>(new FakeSequence());
+    sequence->mTracks = {lower};
+    mFilter->mVariesByItself = true;
+    mFilter->mHasOpaqueData = true;
+    mFilter->mOpaqueData = MF::BinaryData("abc", 3);
+    mFilter->mWantsClipNames = true;
+    mFilter->mStreamLabels = {ImmutableString::CreateStatic("Depth")};
+    mParameters = {MakeLayerParameter(0)};
+    mSettings.mStreamLabel = mFilter->mStreamLabels.front();
+    mSettings.mCutlistContext = sequence;
+    mSettings.mTrackItem = item;
+    mSettings.mLayerIndex = 1;
+    mSettings.mTrackIndex = 1;
+    const auto build = [this]
+    {
+        ML::EffectNodeSettings settings = mSettings;
+        settings.mFilter = ML::IVideoFilterRef(mFilter);
+        settings.mParameters = std::make_shared<const MF::KeyframeStore>(mParameters);
+        const TVK::InterfaceRef<ML::RenderableNodeEffectImpl> node(new ML::RenderableNodeEffectImpl());
+        node->Initialize(settings);
+        return node;
+    };
+    std::set<std::string> keys = TestSupport::HashedKeys(build);
+    keys.erase("EffectNode::LayerPictureHashes"); // only of tracks that can be rendered
+    const std::set<std::string> expected = {
+        "EffectNode::ClipName",        "EffectNode::EffectDuration",
+        "EffectNode::EffectStart",     "EffectNode::FileName",
+        "EffectNode::FilterMatchName", "EffectNode::FilterOpaqueData",
+        "EffectNode::FilterParams",    "EffectNode::LayerInputHashes",
+        "EffectNode::MasterClipName",  "EffectNode::SourceTrackClipNameHashes",
+        "EffectNode::StreamLabel"};
+    EXPECT_EQ(keys, expected);
 }
 
 TEST_F(EffectNode, SaysThatThereAreNoParameters)

@@ -4,6 +4,7 @@
 #include "Tests/MediaNodes/MediaNodeTests.h"
 #include "Tests/Support/Fakes/FakeNode.h"
 #include "Tests/Support/Fakes/FakeSequence.h"
+#include "Tests/Support/HashedProperties.h"
 
 #include <gtest/gtest.h>
 
@@ -469,6 +470,18 @@ TEST(MulticamSource, SaysTrackAndOrder)
     EXPECT_EQ(Property(node, "MediaNode::SelectedMulticamTrack"), "1");
     EXPECT_EQ(Property(node, "MediaNode::MulticamCameraOrder"), "2,1,0");
     EXPECT_NE(node->GetHashValue(), before);
+}
+
+TEST(MulticamSource, IsToldApartByTrackAndOrder)
+{
+    Wall wall;
+    wall.mClip->mCameraOrder = {2, 1, 0};
+    const std::set<std::string> keys = TestSupport::HashedKeys([&] { return wall.BuildUnfrozen(); });
+    EXPECT_EQ(keys.count("MediaNode::SelectedMulticamTrack"), 1u);
+    EXPECT_EQ(keys.count("MediaNode::MulticamCameraOrder"), 1u);
+    EXPECT_EQ(keys.count("MediaNode::NestedSequenceHash"), 1u);
+    EXPECT_EQ(keys.count("MediaNode::StreamRemovePulldown"), 1u);
+    EXPECT_EQ(keys.count("MediaNode::SelectedMulticamTrackTimelineID"), 0u);
 }
 
 TEST(MulticamSource, TrackThatIsNotThereIsBlackAndStill)

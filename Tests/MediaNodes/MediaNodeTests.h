@@ -86,10 +86,15 @@ struct Scene
         mStream->mFieldType = mClip->mFieldType = mClip->mConformFieldType = inType;
     }
 
-    TVK::InterfaceRef<ML::RenderableNodeMediaImpl> Build() const
+    TVK::InterfaceRef<ML::RenderableNodeMediaImpl> BuildUnfrozen() const
     {
         TVK::InterfaceRef<ML::RenderableNodeMediaImpl> node(new ML::RenderableNodeMediaImpl);
         node->SetVideoClip(mClip, mLabel, mIsMuted, mFieldType, mRect, mPixelAspectRatio, mFrameRate, mFlips);
+        return node;
+    }
+    TVK::InterfaceRef<ML::RenderableNodeMediaImpl> Build() const
+    {
+        const auto node = BuildUnfrozen();
         node->Finalize();
         return node;
     }

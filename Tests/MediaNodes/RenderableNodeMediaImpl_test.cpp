@@ -5,6 +5,7 @@
 #include "ML/InstanceIDs.h"
 #include "Tests/MediaNodes/MediaNodeTests.h"
 #include "Tests/Support/ContractText.h"
+#include "Tests/Support/HashedProperties.h"
 #include "norvik/debug/Debug.h"
 #include "norvik/utility/Strings.h"
 
@@ -179,6 +180,66 @@ TEST(MediaNode, WhatChangesThePictureIsHashed)
     EXPECT_TRUE(ChangesHash([](Scene& s) { s.mClip->mFieldOption = BE::kFieldOption_Deinterlace; }));
     EXPECT_TRUE(ChangesHash([](Scene& s) { s.mClip->mFieldOption = BE::kFieldOption_RemoveFlicker; }));
     EXPECT_TRUE(ChangesHash([](Scene& s) { s.mClip->mFieldOption = BE::kFieldOption_InterlaceConsecutive; }));
+}
+
+// Media that says of itself all that there is to say.
+TEST(MediaNode, HashIsOfThesePropertiesAndNoOthers)
+{
+    Scene scene;
+    scene.mLabel = ImmutableString::CreateStatic("left");
+    scene.mRect = {0, 0, 720, 480};
+    scene.SetSize(720, 486);
+    scene.mFieldType = kFieldType_LowerFirst;
+    TestSupport::FakeMediaInfo& media = *scene.mMedia;
+    media.mIsContinuousTime = true;
+    media.mHasContentRange = true;
+    media.mContentRange = {Frames(10), Frames(90)};
+    media.mAlpha.mType = kAlphaChannel_Premultiplied;
+    media.mHasPulldownRemoval = true;
+    media.mPulldownCadence = norviktypes::kPulldownCadence_WWSSW;
+    media.mIsRollCrawl = true;
+    media.mOpaqueData = MF::BinaryData("abc", 3);
+    media.mColorProfile.mName = "wide";
+    media.mColorProfile.mData = std::make_shared<std::vector<std::uint8_t>>(3);
+    const std::set<std::string> expected = {
+        "MediaNode::ClipScaleToFramePolicy",
+        "MediaNode::ContentEnd",
+        "MediaNode::ContentStart",
+        "MediaNode::DeinterlaceAlways",
+        "MediaNode::InterlaceConsecutiveFrames",
+        "MediaNode::MediaIsDraft",
+        "MediaNode::MediaIsOffline",
+        "MediaNode::MediaIsPending",
+        "MediaNode::MediaModState",
+        "MediaNode::MediaStreamGroup",
+        "MediaNode::MediaStreamLabel",
+        "MediaNode::RemoveFlicker",
+        "MediaNode::RollCrawlDuration",
+        "MediaNode::RollCrawlStart",
+        "MediaNode::ScanlineOffsetToImproveVerticalCentering",
+        "MediaNode::SelectedColorProfileData",
+        "MediaNode::SelectedColorProfileName",
+        "MediaNode::SequenceFieldType",
+        "MediaNode::StartTimecodeOffset",
+        "MediaNode::StreamAlphaMatteColor",
+        "MediaNode::StreamAlphaType",
+        "MediaNode::StreamFieldType",
+        "MediaNode::StreamFrameBlend",
+        "MediaNode::StreamFrameHeight",
+        "MediaNode::StreamFrameRate",
+        "MediaNode::StreamFrameWidth",
+        "MediaNode::StreamIgnoreAlpha",
+        "MediaNode::StreamInvertAlpha",
+        "MediaNode::StreamIsRollCrawl",
+        "MediaNode::StreamOpaqueData",
+        "MediaNode::StreamPixelAspectRatioDen",
+        "MediaNode::StreamPixelAspectRatioNum",
+        "MediaNode::StreamPullDownCadence",
+        "MediaNode::StreamRemovePulldown",
+        "MediaNode::StreamReverseFieldDominance",
+        "MediaNode::TrackItemIsMuted",
+    };
+    EXPECT_EQ(TestSupport::HashedKeys([&] { return scene.BuildUnfrozen(); }), expected);
 }
 
 TEST(MediaNode, PolicyIsHashedWhereItMeansSomething)
