@@ -9,6 +9,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -44,6 +45,9 @@ void Begin(std::size_t inPosition, Fault inFault);
 std::vector<std::string> End();
 // Whether the call whose turn it was could fail in that way.
 bool HasFailed();
+
+// The importance that the last frame was given on its way into the cache, whether a run is on or not.
+std::int32_t PriorityOfLastInsertion();
 
 // While it lives, what a fake itself calls is no call of the library.
 class Aside

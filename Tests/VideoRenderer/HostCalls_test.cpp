@@ -1,5 +1,6 @@
 #include "Tests/VideoRenderer/HostCalls.h"
 
+#include "BE/Backend.h"
 #include "IR/ImageRoutines.h"
 #include "RenderableSources.h"
 #include "TVK/Exceptions.h"
@@ -14,6 +15,7 @@
 
 #include <dlfcn.h>
 
+#include <atomic>
 #include <cstdlib>
 #include <map>
 #include <new>
@@ -34,6 +36,8 @@ struct Run
     std::vector<std::string> mCalls;
     std::map<std::string, int> mCounts;
 };
+
+std::atomic<std::int32_t> sPriorityOfLastInsertion{0};
 
 Run& TheRun()
 {
@@ -85,6 +89,11 @@ bool HasFailed()
     return TheRun().mHasFailed;
 }
 
+std::int32_t PriorityOfLastInsertion()
+{
+    return sPriorityOfLastInsertion;
+}
+
 Aside::Aside() : mWasOn(std::exchange(TheRun().mIsOn, false)) {}
 
 Aside::~Aside()
@@ -134,6 +143,17 @@ Function* HostFunction(const char* inName)
 // The host's function of the same type, by its linker name.
 #define HOST_FUNCTION(inFunction, inName) \
     static auto* const sHost = HostFunction<std::remove_reference_t<decltype(inFunction)>>(inName)
+
+namespace BE
+{
+
+TVK::TVKUnknownRef GetBackend()
+{
+    HOST_FUNCTION(GetBackend, "_ZN2BE10GetBackendEv");
+    return Make("GetBackend", kByResult) == Fault::kNothing ? TVK::TVKUnknownRef() : sHost();
+}
+
+} // namespace BE
 
 namespace VF
 {
@@ -219,6 +239,7 @@ void InsertIntoCache(const MF::IVideoFrameRef& inFrame, const TVK::Guid& inKey, 
                   "_ZN2VF21SharedVideoFrameCache15InsertIntoCacheERKN3TVK12InterfaceRefIN2MF11IVi"
                   "deoFrameEEERKN6norvik7utility4GuidEi");
     Make("InsertIntoCache", 0);
+    TestSupport::HostCalls::sPriorityOfLastInsertion = inPriority;
     sHost(inFrame, inKey, inPriority);
 }
 

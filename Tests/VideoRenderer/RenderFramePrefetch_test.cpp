@@ -56,7 +56,7 @@ TEST_F(SegmentPrefetch, NothingIsReadyBeforeAnyPrefetchWhateverTheTime)
     Prefetch();
     EXPECT_TRUE(IsPrefetched());
     EXPECT_EQ(ContractText([&] { IsPrefetched(-1); }),
-              "inTime >= norviktypes::kTime_Zero|Src/RenderFrame_PrefetchSegment|"
+              "inTime >= norviktypes::kTime_Zero|Src/Renderframe_PrefetchSegment|"
               "ML::RenderFrame::IsPrefetchedMediaReady");
     EXPECT_TRUE(IsPrefetched(0));
     Settle();
@@ -65,7 +65,7 @@ TEST_F(SegmentPrefetch, NothingIsReadyBeforeAnyPrefetchWhateverTheTime)
 TEST_F(SegmentPrefetch, NegativeTimeBreaksTheContractOfEachCall)
 {
     const std::string where =
-        "inTime >= norviktypes::kTime_Zero|Src/RenderFrame_PrefetchSegment|ML::RenderFrame::";
+        "inTime >= norviktypes::kTime_Zero|Src/Renderframe_PrefetchSegment|ML::RenderFrame::";
     EXPECT_EQ(ContractText([&] { Prefetch(-1); }), where + "PrefetchMediaWithRenderParameters");
     EXPECT_EQ(ContractText([&] { mRenderFrame->PrefetchMedia(TickTime(-1), Segments()); }),
               where + "PrefetchMediaWithRenderParameters");
@@ -152,6 +152,35 @@ TEST_F(SegmentPrefetch, CancellingCancelsWhatTheFrameWantsRead)
     EXPECT_EQ(first->mCancelled, 1);
     EXPECT_EQ(second->mCancelled, 1);
     EXPECT_EQ(first->mBegun, 0);
+    EXPECT_EQ(AtRest(), "");
+}
+
+TEST_F(SegmentPrefetch, CancellingKeepsNothingForTheQuestion)
+{
+    Cancel();
+    EXPECT_FALSE(IsPrefetched());
+}
+
+TEST_F(SegmentPrefetch, QuestionIsAskedOfAFreshCutlist)
+{
+    Prefetch();
+    mSequence->mAsked.clear();
+    EXPECT_TRUE(IsPrefetched());
+    EXPECT_EQ(mSequence->mAsked, Texts{"third '' fresh"});
+    Settle();
+}
+
+TEST_F(SegmentPrefetch, IsOfferedToTheAcceleratedRenderer)
+{
+    const FakeAcceleratedRendererRef renderer(new FakeAcceleratedRenderer);
+    ML::IAcceleratedSequenceRendererRef previous;
+    mRenderFrame->ExchangeAcceleratedRenderer(previous, ML::IAcceleratedSequenceRendererRef(renderer.get()));
+    Prefetch();
+    ASSERT_EQ(renderer->mRequests.size(), 1U);
+    EXPECT_TRUE(renderer->mRequests[0].mPrefetchOnly);
+    EXPECT_EQ(renderer->mRequests[0].mTime, TickTime(5000));
+    mRenderFrame->CancelAllRequests();
+    Settle();
     EXPECT_EQ(AtRest(), "");
 }
 

@@ -80,6 +80,7 @@ TEST_F(RenderFrameQueueBudget, LowPriorityDoesNotOvertakeNormalWorkThatWaitsForM
     queue.RunWorkerPass(true);
     EXPECT_TRUE(mClient->mTexts.empty());
     EXPECT_EQ(mQueue->Counts().mPassesScheduled, 0U);
+    queue.ProcessPendingRequests(false); // finds it waiting, which has been told
 
     queue.Memory().GiveBack(160);
     queue.ProcessPendingRequests(false);
@@ -131,6 +132,7 @@ TEST_F(RenderFrameQueueBudget, RequestThatDoesNotFitWaitsForMemory)
     EXPECT_TRUE(mClient->mTexts.empty());
     EXPECT_EQ(mQueue->Counts().mNormal, 1U);
     EXPECT_EQ(mQueue->Counts().mPassesScheduled, 0U);
+    queue.ProcessPendingRequests(false); // finds it waiting, which has been told
 
     queue.Memory().GiveBack(160);
     queue.ProcessPendingRequests(false);
@@ -303,6 +305,12 @@ TEST_F(RenderFrameQueueBudget, UnitsGrowWithPixelsAndBytes)
     EXPECT_EQ(Units(Sized(1, 1920, 1080)), 6U);
     EXPECT_EQ(Units(Sized(1, 1920, 1080, norviktypes::kPixelFormat_BGRA_4444_16u)), 12U);
     EXPECT_EQ(Units(Sized(1, 1920, 1080, norviktypes::kPixelFormat_BGRA_4444_32f)), 24U);
+    // Bytes that make no whole number of fours count as the next one: five, and twelve.
+    const auto units = [this](std::uint32_t inDepthCode) {
+        return Units(Sized(1, 1920, 1080, norviktypes::PixelFormat{1, 0x00040080U | inDepthCode << 1}));
+    };
+    EXPECT_EQ(units(1), 12U);
+    EXPECT_EQ(units(4), 18U);
     EXPECT_EQ(Units(Sized(1, 720, 576)), 1U);
     EXPECT_EQ(Units(Sized(1, 720, 577)), 2U);
     // A format that isn't four packed components is rendered as BGRA in 8 bits.
@@ -332,6 +340,9 @@ TEST(MemoryBudget, IsTakenAndGivenBack)
         EXPECT_EQ(budget.Available(), 0U);
     }
     EXPECT_EQ(budget.Available(), 7U);
+    ML::MemoryBudget largest(std::uint64_t{0xFFFF} * 104857600);
+    largest.GiveBack(3);
+    EXPECT_EQ(largest.Available(), 2U); // sixteen bits
 }
 
 } // namespace

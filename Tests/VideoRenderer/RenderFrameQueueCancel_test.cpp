@@ -304,6 +304,22 @@ TEST_F(RenderFrameQueueCancel, CancelThatFindsTheIDInAPassLooksNoFurther)
     EXPECT_EQ(AtRest(), "");
 }
 
+TEST_F(RenderFrameQueueCancel, CancelThatFindsTheIDIncomingLeavesTheOneOfAPassAlone)
+{
+    const FakePrefetchRef read(new FakePrefetch);
+    read->mIsReady = true;
+    read->mWhileBeginning = [this]
+    {
+        AddFromElsewhere(Request(5, 50));
+        mQueue->CancelOne(5);
+    };
+    Add(Reading(5, read));
+    Settle();
+    EXPECT_EQ(mClient->mTexts, (Texts{"cancelled 5", "completed 5"}));
+    EXPECT_EQ(read->mCancelled, 0);
+    EXPECT_EQ(AtRest(), "");
+}
+
 TEST_F(RenderFrameQueueCancel, CancelTakesOneOfSeveralEqualIDsThatAPassHolds)
 {
     const FakePrefetchRef first(new FakePrefetch);

@@ -28,13 +28,39 @@ TEST_F(RenderFrameQueueCompletion, RenderTimeIsToldToFrameAndClient)
     EXPECT_EQ(mClient->mFrames.at(0)->GetRenderMilliseconds(), 42U);
 }
 
+TEST_F(RenderFrameQueueCompletion, RenderTimeIsThatOfItsWholeMilliseconds)
+{
+    static std::int64_t sMicroseconds = 0;
+    os::SetClockFunctions({[] { return sMicroseconds; },
+                           [](std::int64_t& outFrequency)
+                           {
+                               outFrequency = 1000000;
+                               return true;
+                           },
+                           [] { return static_cast<std::uint32_t>(sMicroseconds / 1000); }, nullptr});
+    const FakeProducerRef producer(new FakeProducer(1));
+    producer->mWhileRendering = [] { sMicroseconds += 42999; };
+    Add(QueueRequest(1, producer));
+    Settle();
+    EXPECT_EQ(mClient->mMilliseconds, 42);
+}
+
 TEST_F(RenderFrameQueueCompletion, RenderWithoutAFrameIsAFailure)
 {
+    RecordingObserver observer;
     const FakeProducerRef producer(new FakeProducer(1));
     producer->mGivesNothing = true;
     Add(QueueRequest(1, producer));
     Settle();
     EXPECT_EQ(mClient->mTexts, Texts{"error 1 a00d0000"});
+    producer->mWhileRendering = [] { throw ML::RenderRequestException(-7); };
+    Add(QueueRequest(2, producer));
+    Settle();
+    for (const std::uint32_t id : {1U, 2U})
+    {
+        EXPECT_EQ(observer.Of(id),
+                  (Texts{"queued", "keyed", "prefetch begun", "ready", "admitted", "rendered", "finished"}));
+    }
     EXPECT_EQ(AtRest(), "");
 }
 
@@ -90,6 +116,26 @@ TEST_F(RenderFrameQueueCompletion, PrefetchOnlyRequestEndsWithItsFirstItemsFrame
     EXPECT_EQ(AtRest(), "");
 }
 
+TEST_F(RenderFrameQueueCompletion, PrefetchOnlyRequestThatIsWaitedForLeavesItsFrameInTheSlot)
+{
+    for (const bool isReady : {true, false})
+    {
+        const FakePrefetchRef read(new FakePrefetch);
+        read->mFrame = SmallFrame();
+        read->mIsReady = isReady;
+        TVK::WaitableObject signal;
+        ML::RenderFrameRequest request(norviktypes::TickTime(1), Items{read}, 9);
+        request.SetCompletionSignal(&signal);
+        Add(request);
+        Settle();
+        Advance(15001);
+        EXPECT_EQ(signal.WaitForSignal(0), 0) << isReady;
+        EXPECT_EQ(request.GetResultFrame().get(), isReady ? read->mFrame.get() : nullptr);
+        EXPECT_TRUE(mClient->mTexts.empty());
+        EXPECT_EQ(AtRest(), "");
+    }
+}
+
 TEST_F(RenderFrameQueueCompletion, PrefetchOnlyRequestWithoutItemsEndsInErrorZero)
 {
     ML::RenderFrameRequest request(norviktypes::TickTime(1), std::vector<ML::IRenderableNodePrefetchRef>(),
@@ -120,8 +166,9 @@ TEST_F(RenderFrameQueueCompletion, ClientThatIsGoneIsReplacedByMessagesToTheStat
         [&heard](const TVK::MessageRef& inMessage)
         {
             const auto& message = static_cast<const ML::RenderFrameCompletionMessage&>(*inMessage);
-            heard.push_back(fmt::format("completed {} {} {} {}", message.mRequestID, message.mContext,
-                                        message.mTime.GetTicks(), static_cast<bool>(message.mFrame)));
+            heard.push_back(fmt::format("completed {} {} {} {} {}", message.mRequestID, message.mContext,
+                                        message.mTime.GetTicks(), static_cast<bool>(message.mFrame),
+                                        message.mRenderMilliseconds));
         });
     TVK::StationRegistry::AddListener(
         station, ML::RenderFrameErrorMessage::StaticMessageID(),
@@ -141,7 +188,10 @@ TEST_F(RenderFrameQueueCompletion, ClientThatIsGoneIsReplacedByMessagesToTheStat
         });
     const FakeProducerRef broken(new FakeProducer(2));
     broken->mWhileRendering = [] { throw ML::RenderRequestException(-7); };
-    std::vector<ML::RenderFrameRequest> requests = {Request(1, 1), QueueRequest(2, broken), Request(3, 3)};
+    const FakeProducerRef slow(new FakeProducer(1));
+    slow->mWhileRendering = [this] { Advance(42); };
+    std::vector<ML::RenderFrameRequest> requests = {QueueRequest(1, slow), QueueRequest(2, broken),
+                                                    Request(3, 3)};
     for (ML::RenderFrameRequest& request : requests)
     {
         request.mStationID = station;
@@ -152,7 +202,8 @@ TEST_F(RenderFrameQueueCompletion, ClientThatIsGoneIsReplacedByMessagesToTheStat
     Settle();
     EXPECT_TRUE(heard.empty()); // on the user-interface thread only
     TVK::UIThread::Pump();
-    EXPECT_EQ(heard, (Texts{"cancelled 3 7003 3000", "completed 1 7001 1000 true", "error 2 7002 2000 -7"}));
+    EXPECT_EQ(heard,
+              (Texts{"cancelled 3 7003 3000", "completed 1 7001 1000 true 42", "error 2 7002 2000 -7"}));
     EXPECT_EQ(AtRest(), "");
     TVK::StationRegistry::DisposeStation(station);
 }

@@ -66,6 +66,23 @@ TEST_F(RenderFrameQueueFaults, ReadThatThrowsWhenItIsAskedHurtsItsOwnRequestOnly
     EXPECT_EQ(AtRest(), "");
 }
 
+TEST_F(RenderFrameQueueFaults, ReadThatThrowsForARequestThatWasCancelledMeanwhileIsNoError)
+{
+    const FakePrefetchRef broken(new FakePrefetch);
+    Add(Reading(1, broken));
+    Settle();
+    broken->mWhileAsked = [this]
+    {
+        mQueue->CancelOne(1);
+        throw std::bad_alloc();
+    };
+    Advance(5);
+    Settle();
+    EXPECT_EQ(mClient->mTexts, Texts{"cancelled 1"});
+    EXPECT_EQ(broken->mCancelled, 1);
+    EXPECT_EQ(AtRest(), "");
+}
+
 TEST_F(RenderFrameQueueFaults, PrefetchOnlyReadThatThrowsAtItsEndIsAnErrorAndTheRestAreTold)
 {
     const FakePrefetchRef broken(new FakePrefetch);

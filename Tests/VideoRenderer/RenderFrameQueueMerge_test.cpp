@@ -252,6 +252,7 @@ TEST_F(RenderFrameQueueCache, FrameInTheCacheIsNotRenderedAgain)
     EXPECT_EQ(producer->mRenders, 0);
     EXPECT_EQ(mClient->mTexts, Texts{"completed 1"});
     EXPECT_EQ(mClient->mFrames.at(0).get(), cached.get());
+    EXPECT_EQ(mClient->mMilliseconds, 0);
     EXPECT_EQ(observer.Of(1),
               (Texts{"queued", "keyed", "prefetch begun", "ready", "admitted", "cache hit", "finished"}));
 }

@@ -326,6 +326,29 @@ TEST_F(RenderFrameQueue, RequestThatHasItsKeyIsNotHashedAgain)
     EXPECT_EQ(hashed, 2);
 }
 
+TEST_F(RenderFrameQueue, KeyThatIsMissingIsComputedFromAFreshCutlist)
+{
+    const FakeCutlistProviderRef sequence = OneLayer();
+    ML::RenderFrameSettings settings = QueueSettings(1);
+    settings.mVideoSegments = MF::IRenderableCutlistProviderRef(sequence.get());
+    Add(ML::RenderFrameRequest(settings, true, false));
+    Settle();
+    EXPECT_EQ(sequence->mAsked, Texts{"first '' fresh"});
+    EXPECT_EQ(mClient->mTexts, Texts{"completed 1"});
+}
+
+TEST_F(RenderFrameQueue, LookThatAPassTakesStandsForThePostedOne)
+{
+    ML::RenderFrameQueue::ScheduleImmediatePoll();
+    EXPECT_EQ(mQueue->Counts().mPassesScheduled, 1U);
+    mQueue->GetImpl().ProcessPendingRequests(false);
+    EXPECT_EQ(mQueue->Counts().mPassesScheduled, 0U);
+    ML::RenderFrameQueue::ScheduleImmediatePoll();
+    EXPECT_EQ(mQueue->Counts().mPassesScheduled, 1U);
+    Settle();
+    EXPECT_EQ(AtRest(), "");
+}
+
 TEST_F(RenderFrameQueue, FinishedRequestWithNothingIncomingLeavesTheRestToTheClock)
 {
     const std::vector<FakePrefetchRef> reads = AddReading(1, 2);

@@ -111,7 +111,12 @@ TEST(RenderFrameRequest, ScaleTakesShapesForTheSameWhichDifferByLessThanAFortiet
 TEST(RenderFrameRequest, ScaleOfWideStandardDefinitionTakesTheSmallerRatio)
 {
     EXPECT_EQ(Scale(1920, 1080, 864, 480), 480.0F / 1080.0F);
-    EXPECT_EQ(Scale(1920, 1080, 862, 480), 862.0F / 1920.0F); // only that one
+    EXPECT_EQ(Scale(1920, 1080, 862, 480), 862.0F / 1920.0F);
+    // Only that one: its neighbours are of the same shape as well, and take the larger.
+    EXPECT_EQ(Scale(1922, 1080, 864, 480), 864.0F / 1922.0F);
+    EXPECT_EQ(Scale(1920, 1079, 864, 480), 864.0F / 1920.0F);
+    EXPECT_EQ(Scale(1920, 1080, 863, 480), 863.0F / 1920.0F);
+    EXPECT_EQ(Scale(1920, 1080, 864, 481), 864.0F / 1920.0F);
 }
 
 TEST(RenderFrameRequest, ScaleCountsAPixelMoreForAnOddWidthThatSquaringMade)
@@ -464,6 +469,18 @@ TEST(RenderFrameRequest, PrefetchOnlyRequestThatBeganNothingCancelsWhatItsFrameW
     EXPECT_EQ(read->mCancelled, 1);
 }
 
+TEST(RenderFrameRequest, ReadsBeginOnAFreshCutlistAndAreCancelledOnTheLastOne)
+{
+    const FakeCutlistProviderRef provider = OneLayer();
+    ML::RenderFrameRequest request = Full(OfLayer(provider));
+    request.StartPrefetch();
+    EXPECT_EQ(provider->mAsked, Texts{"first '' fresh"});
+    ML::RenderFrameRequest other = Full(OfLayer(provider));
+    other.SetPrefetchOnly();
+    other.CancelPrefetchItems();
+    EXPECT_EQ(provider->mAsked, (Texts{"first '' fresh", "first ''"}));
+}
+
 TEST(RenderFrameRequest, FirstItemsFrameIsTheResult)
 {
     const FakePrefetchRef read(new FakePrefetch);
@@ -539,6 +556,11 @@ TEST(RenderFrameRequest, TellsTheAcceleratedRendererWhatItNeeds)
     EXPECT_EQ(asked.mExtras.mMode, -1);
     EXPECT_EQ(asked.mExtras.mFirst, 1.0);
     EXPECT_EQ(asked.mExtras.mSecond, 0.0);
+    request.SetPrefetchOnly();
+    request.mRenderSingleField = false;
+    EXPECT_EQ(request.SubmitToAcceleratedRenderer(ML::IRenderFrameClientRef()), 0);
+    EXPECT_TRUE(renderer->mRequests.at(1).mPrefetchOnly);
+    EXPECT_TRUE(renderer->mRequests.at(1).mRenderProgressive);
 
     request.CancelAcceleratedRender();
     EXPECT_EQ(renderer->mCancelled, std::vector<std::uint32_t>{4});

@@ -31,6 +31,7 @@ Texts One(const char* inWord, std::uint32_t inID)
 
 TEST_F(RenderFrameTest, FrameThatIsQueuedEndsWithOneNotification)
 {
+    mFrame = SmallFrame(); // of an earlier call
     EXPECT_EQ(Render(), ML::kRenderFrameQueued);
     EXPECT_FALSE(mFrame);
     EXPECT_TRUE(mClient->mTexts.empty());
@@ -589,6 +590,8 @@ TEST_F(RenderFrameTest, WithoutAClientMessagesComeToItsOwnStation)
 // Once in a process, so in one of its own.
 class RenderFrameClassDeathTest : public RenderFrameTest
 {
+protected:
+    RenderFrameClassDeathTest() { testing::FLAGS_gtest_death_test_style = "threadsafe"; }
 };
 
 TEST_F(RenderFrameClassDeathTest, IsMadeByTheClassFactoryWhileTheServiceIsUp)

@@ -1,9 +1,11 @@
 #include "CutlistFactory.h"
 #include "ML/SharedExecutors.h"
 #include "Tests/Support/FrameTools.h"
+#include "Tests/VideoRenderer/HostCalls.h"
 #include "Tests/VideoRenderer/QueueTests.h"
 #include "VideoRenderer.h"
 #include "VideoRenderer/Src/RenderFrameQueueImpl.h"
+#include "norvik/debug/Debug.h"
 
 #include <fmt/format.h>
 
@@ -261,6 +263,34 @@ TEST_F(VideoRendererLifeDeathTest, ShutdownWithoutInitializeTakesNothingDown)
             ML::VideoRenderer::Initialize();
             ML::VideoRenderer::Shutdown();
             std::_Exit(rendered && Renders() ? 0 : 1);
+        },
+        testing::ExitedWithCode(0), "");
+}
+
+TEST_F(VideoRendererLifeDeathTest, StepThatThrowsLeavesTheCountAsItWas)
+{
+    const auto initializeWithoutBackend = []
+    {
+        HostCalls::Begin(0, HostCalls::Fault::kNothing);
+        try
+        {
+            ML::VideoRenderer::Initialize();
+        }
+        catch (const TVK::NullInterfaceException&)
+        {
+            return HostCalls::End() == Texts{"GetBackend 1"};
+        }
+        return false;
+    };
+    EXPECT_EXIT(
+        {
+            norvik::debug::DebugDatabase::Instance().SetEntry("ML.EnableDiskCache", "true");
+            bool fine = initializeWithoutBackend() && !MF::GetCutlistFactory();
+            norvik::debug::DebugDatabase::Instance().ClearEntry("ML.EnableDiskCache");
+            ML::VideoRenderer::Initialize();
+            fine = fine && MF::GetCutlistFactory();
+            ML::VideoRenderer::Shutdown();
+            std::_Exit(fine && !MF::GetCutlistFactory() ? 0 : 1);
         },
         testing::ExitedWithCode(0), "");
 }

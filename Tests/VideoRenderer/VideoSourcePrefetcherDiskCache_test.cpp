@@ -2,6 +2,7 @@
 #include "Tests/Support/Fakes/FakeDataCache.h"
 #include "Tests/Support/FrameTools.h"
 #include "Tests/Support/Paths.h"
+#include "Tests/VideoRenderer/HostCalls.h"
 #include "Tests/VideoRenderer/PrefetchTests.h"
 #include "VF/PNG.h"
 #include "VF/SharedVideoFrameCache.h"
@@ -360,6 +361,15 @@ TEST_F(PrefetcherHostDiskCache, HostWithoutADirectoryHasNone)
     StartPrefetchers();
     EXPECT_FALSE(DiskCacheIsOpen());
     setenv("HOME", home.c_str(), 1);
+}
+
+TEST_F(PrefetcherHostDiskCache, HostMustHaveABackend)
+{
+    namespace HostCalls = TestSupport::HostCalls;
+    HostCalls::Begin(0, HostCalls::Fault::kNothing);
+    EXPECT_THROW(StartPrefetchers(), TVK::NullInterfaceException);
+    EXPECT_EQ(HostCalls::End(), Notes{"GetBackend 1"});
+    EXPECT_FALSE(DiskCacheIsOpen());
 }
 
 } // namespace

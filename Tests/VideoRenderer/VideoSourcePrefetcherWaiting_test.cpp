@@ -3,6 +3,7 @@
 
 #include "TVK/ContractError.h"
 #include "Tests/Support/FrameTools.h"
+#include "Tests/VideoRenderer/HostCalls.h"
 #include "Tests/VideoRenderer/PrefetchTests.h"
 #include "VF/SharedVideoFrameCache.h"
 #include "norvik/debug/Debug.h"
@@ -10,6 +11,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <new>
 #include <stdexcept>
 
@@ -300,7 +302,10 @@ TEST_F(PrefetcherWaiting, AsynchronousStreamsFrameAtHandIsThatOfTheItemAndLeaves
     const auto item = Begin(source, 5);
     const MF::IVideoFrameRef cached = TestSupport::NewFrame(Format().mPixelFormat, 8, 4);
     VF::SharedVideoFrameCache::InsertIntoCache(cached, source->KeyOf(5), 0);
+    TestSupport::HostCalls::Begin(~std::size_t{0}, TestSupport::HostCalls::Fault::kNone);
     EXPECT_EQ(Ask(item), 0);
+    const Notes calls = TestSupport::HostCalls::End();
+    EXPECT_EQ(std::count(calls.begin(), calls.end(), "InsertIntoCache 1"), 0);
     EXPECT_EQ(mFrameNumber, 5);
     EXPECT_EQ(VF::SharedVideoFrameCache::RetrieveFromCache(source->KeyOf(5)), cached);
 }

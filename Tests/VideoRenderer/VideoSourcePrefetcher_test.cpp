@@ -1,9 +1,11 @@
 #include "VideoSourcePrefetcher.h"
 
+#include "Tests/Support/Fakes/FakeDataCache.h"
 #include "Tests/Support/FrameTools.h"
 #include "Tests/VideoRenderer/HostCalls.h"
 #include "Tests/VideoRenderer/PrefetchTests.h"
 #include "VF/SharedVideoFrameCache.h"
+#include "VideoRenderer/Src/VideoSourcePrefetcher_DiskCache.h"
 
 #include <gtest/gtest.h>
 
@@ -510,7 +512,10 @@ public:
     bool IsCurrentThread() const override { return false; }
     void CancelPending() override {}
     void Close() override { mNotes.push_back("close " + mName); }
-    void WaitForTermination() override { mNotes.push_back("await " + mName); }
+    void WaitForTermination() override
+    {
+        mNotes.push_back("await " + mName + (DiskCacheIsOpen() ? "" : " without the disk cache"));
+    }
 
 private:
     const std::string mName;
@@ -522,7 +527,9 @@ TEST_F(VideoSourcePrefetcher, EndClosesTheExecutorForMoviesAndThenTheOneForStill
     Notes notes;
     ML::sVideoSourcePrefetcherQueue = boost::make_shared<EndedExecutor>("movies", notes);
     ML::sImageSourcePrefetcherQueue = boost::make_shared<EndedExecutor>("stills", notes);
+    UseDiskCache(std::make_shared<TestSupport::FakeDataCache>());
     StopPrefetchers();
+    EXPECT_FALSE(DiskCacheIsOpen()) << "it is let go when nobody reads ahead any more";
     EXPECT_EQ(notes, (Notes{"close movies", "await movies", "close stills", "await stills"}));
     ML::sVideoSourcePrefetcherQueue = mVideo;
     ML::sImageSourcePrefetcherQueue = mImage;

@@ -17,7 +17,7 @@ using norvik::threads::ScopedLock;
 using norviktypes::FrameRate;
 using norviktypes::TickTime;
 
-constexpr char kFile[] = "Src/RenderFrame_PrefetchSegment";
+constexpr char kFile[] = "Src/Renderframe_PrefetchSegment";
 
 void CheckTime(const TickTime& inTime, const char* inFunction)
 {
