@@ -298,6 +298,23 @@ TEST(BitmapMedia, CallbackGetsContextAndTimeAndItsStatusIsPassedOn)
               -77);
 }
 
+std::int32_t CallbackWithRemarks(std::uint64_t, const norviktypes::TickTime, MF::IVideoFrameRef& outFrame)
+{
+    outFrame = MakeFrame(9);
+    return 5;
+}
+
+TEST(BitmapMedia, SuccessWithARemarkIsPassedOnWithTheCopiedFrame)
+{
+    const BE::IVideoSourceRef source =
+        SourceOf(ML::CreateBitmapMedia(MakeFrame(7), &CallbackWithRemarks, 0, u"title"));
+    const MF::IVideoFrameRef target = MakeFrame(1);
+    EXPECT_EQ(source->GetVideoFrame({}, {}, {}, {}, target, norviktypes::kRenderQuality_High,
+                                    norviktypes::kFieldType_Progressive, true, false, false, false, 1.0),
+              5);
+    EXPECT_EQ(FirstByte(target), 9);
+}
+
 TEST(BitmapMedia, QueriesGoByTheFrameWhateverTheCallback)
 {
     const BE::IMediaInfoRef media = ML::CreateBitmapMedia(MakeFrame(7), &FailingCallback, 0, u"title");
@@ -342,6 +359,14 @@ TEST(BitmapMedia, ContentHashOfACallbackMediaNeverRepeats)
 {
     const BE::IMediaInfoRef media = ML::CreateBitmapMedia(MakeFrame(7), &FrameByTime, 0, u"title");
     EXPECT_NE(media->GetContentHash(), media->GetContentHash());
+}
+
+TEST(BitmapMedia, CloneHasTheSameCallbackAndContext)
+{
+    const BE::IMediaInfoRef media = ML::CreateBitmapMedia(MakeFrame(7), &FrameByTime, 100, u"title");
+    MF::IVideoFrameRef frame;
+    ASSERT_EQ(Read(SourceOf(media->Clone()), 5, frame), 0);
+    EXPECT_EQ(FirstByte(frame), 105);
 }
 
 TEST(BitmapMedia, CloneHasTheSameFrameAndAnIdentityOfItsOwn)

@@ -115,7 +115,12 @@ public:
     {
         MF::IVideoFrameRef frame;
         const std::int32_t status = mMedia->GetFrameAtTime(inTime, frame);
-        return status < 0 ? status : VF::VideoFrameManipulators::CopyFrame(frame, ioFrame, inQuality);
+        if (status < 0)
+        {
+            return status;
+        }
+        const std::int32_t copied = VF::VideoFrameManipulators::CopyFrame(frame, ioFrame, inQuality);
+        return copied < 0 ? copied : status;
     }
     std::int32_t GetCachedFrame(const norviktypes::TickTime&, const BE::FrameDescription&,
                                 const MF::BinaryData&, const norviktypes::ColorProfile&,
