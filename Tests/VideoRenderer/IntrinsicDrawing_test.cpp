@@ -37,6 +37,7 @@ TEST(IntrinsicDrawing, RecordSizesAndAspectsReachTheDrawing)
     record.antiFlicker = 0.75;
     record.highQualitySampling = 1;
     ML::CutlistRenderParams params = RenderParams(8, 4, kRenderQuality_Medium);
+    params.mDeinterlaceQuality = kRenderQuality_Draft;
     params.mPixelAspectRatio = {16, 15};
     const MF::IVideoFrameRef frame = Noise(kBGRA, 6, 2);
     frame->SetPixelAspectRatio({4, 3});
@@ -97,6 +98,17 @@ TEST(IntrinsicDrawing, AnchorIsRecentredWhereOneSideDiffers)
     record.sourceHeight = 10;
     const MotionCall call = OnlyCall(Noise(kBGRA, 40, 30), record, RenderParams(8, 4));
     EXPECT_EQ(0.25f, call.mSettings.anchorX);
+    EXPECT_FLOAT_EQ(17.5f / 30.0f, call.mSettings.anchorY);
+}
+
+TEST(IntrinsicDrawing, AnchorIsRecentredWhereOneSideIsToldAlone)
+{
+    NodeIntrinsicParameters record;
+    record.anchorX = 0.25f;
+    record.anchorY = 0.75f;
+    record.sourceHeight = 10;
+    const MotionCall call = OnlyCall(Noise(kBGRA, 40, 30), record, RenderParams(8, 4));
+    EXPECT_EQ(0.5f, call.mSettings.anchorX);
     EXPECT_FLOAT_EQ(17.5f / 30.0f, call.mSettings.anchorY);
 }
 

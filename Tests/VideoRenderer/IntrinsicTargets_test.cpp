@@ -250,6 +250,25 @@ TEST(IntrinsicTargets, LowerFrameOfAnotherModelIsConvertedToTheParamsFormat)
     EXPECT_FALSE(drawn == lower);
 }
 
+TEST(IntrinsicTargets, LowerFrameThatDiffersInAlphaOrLightOnlyIsNotConverted)
+{
+    struct Case
+    {
+        PixelFormat mLower;
+        PixelFormat mFrame;
+    };
+    for (const Case& one : {Case{kPixelFormat_BGRP_4444_8u, kBGRA}, Case{kPixelFormat_BGRX_4444_8u, kBGRA},
+                            Case{kPixelFormat_BGRA_4444_32f_Linear, kPixelFormat_BGRA_4444_32f},
+                            Case{kPixelFormat_BGRA_4444_32f, kPixelFormat_BGRA_4444_32f_Linear}})
+    {
+        const MF::IVideoFrameRef lower = NewFrame(one.mLower, 8, 4);
+        const MF::IVideoFrameRef drawn =
+            DrawOver(lower, NewFrame(one.mFrame, 4, 2), kDefaults,
+                     RenderParams(8, 4, kRenderQuality_High, kPixelFormat_VUYA_4444_8u_709));
+        EXPECT_TRUE(drawn == lower);
+    }
+}
+
 TEST(IntrinsicTargets, LowerFrameThatCannotBeConvertedStaysInItsFormat)
 {
     const MF::IVideoFrameRef lower = NewFilledFrame(kPixelFormat_VUYA_4444_8u_709, 8, 4, {128, 128, 60, 255});
@@ -330,6 +349,9 @@ TEST(IntrinsicTargets, FieldOfAProgressiveFrameAtLowQualityIsProgressive)
     params.mFieldToRender = 0;
     EXPECT_EQ(kFieldType_LowerFirst, DrawOnNothing(Noise(kBGRA, 3, 2), kDefaults, params)->GetFieldType());
     params.mFieldToRender = 1;
+    const MF::IVideoFrameRef withFields = Noise(kBGRA, 3, 2);
+    withFields->SetFieldType(kFieldType_UpperFirst);
+    EXPECT_EQ(kFieldType_LowerFirst, DrawOnNothing(withFields, kDefaults, params)->GetFieldType());
     params.mRenderQuality = kRenderQuality_Medium;
     EXPECT_EQ(kFieldType_LowerFirst, DrawOnNothing(Noise(kBGRA, 3, 2), kDefaults, params)->GetFieldType());
 }
@@ -347,6 +369,17 @@ TEST(IntrinsicTargets, FieldOfAProgressiveOutputKeepsTheOrderOfItsSource)
     EXPECT_EQ(kFieldType_Progressive, DrawOnNothing(frame, kDefaults, params)->GetFieldType());
     EXPECT_EQ(kFieldType_UpperFirst, motion.Calls().at(1).mSource.fieldType);
     EXPECT_EQ(kFieldType_Progressive, motion.Calls().at(1).mTarget.fieldType);
+}
+
+TEST(IntrinsicTargets, FieldOfAProgressiveOutputHasTheOrderOfASourceThatHoldsNothing)
+{
+    const MF::IVideoFrameRef empty = NewFilledFrame(kBGRA, 8, 4, {0, 0, 0, 0});
+    empty->SetContentRect({0, 0, 0, 0});
+    empty->SetFieldType(kFieldType_LowerFirst);
+    ML::CutlistRenderParams params = RenderParams(8, 4);
+    EXPECT_EQ(kFieldType_Progressive, DrawOnNothing(empty, kDefaults, params)->GetFieldType());
+    params.mFieldToRender = 1;
+    EXPECT_EQ(kFieldType_LowerFirst, DrawOnNothing(empty, kDefaults, params)->GetFieldType());
 }
 
 TEST(IntrinsicTargets, TargetThatCannotBeMadeGivesNoFrame)

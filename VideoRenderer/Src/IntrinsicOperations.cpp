@@ -182,14 +182,13 @@ bool DrawLate(const Drawing& inDrawing, const NodeIntrinsicParameters& inIntrins
     return isDrawn;
 }
 
-std::int32_t Draw(const Drawing& inDrawing, const NodeIntrinsicParameters& inIntrinsics, std::int32_t inField,
-                  IR_Rect* ioClip)
+std::int32_t Draw(const Drawing& inDrawing, const NodeIntrinsicParameters& inIntrinsics,
+                  norviktypes::FieldType inTargetField, std::int32_t inField, IR_Rect* ioClip)
 {
-    const norviktypes::FieldType targetField = FieldTypeOfTarget(inDrawing);
     IR_MotionPicture source = MotionPictureOf(inDrawing.mFrame, inDrawing.mFrame->GetFieldType());
     IgnoreAlphaThatDoesNotCount(inDrawing.mFrame, source);
-    IR_MotionPicture target = MotionPictureOf(inDrawing.mTarget, targetField);
-    const IR_MotionSettings settings = SettingsFor(inDrawing, inIntrinsics, targetField, inField);
+    IR_MotionPicture target = MotionPictureOf(inDrawing.mTarget, inTargetField);
+    const IR_MotionSettings settings = SettingsFor(inDrawing, inIntrinsics, inTargetField, inField);
     if (!ioClip && DrawLate(inDrawing, inIntrinsics, source, target, settings))
     {
         return kIR_Success;
@@ -215,12 +214,14 @@ void GrowContentRect(const MF::IVideoFrameRef& inTarget, const IR_Rect& inDrawn)
 bool ApplyIntrinsicMotion(const Drawing& inDrawing, const NodeIntrinsicParameters& inIntrinsics,
                           std::int32_t inField)
 {
+    // Told also by a frame that turns out to hold nothing: what is drawn over it has the same fields.
+    const norviktypes::FieldType targetField = FieldTypeOfTarget(inDrawing);
     TVK::Rect content;
     const bool isClipped =
         inDrawing.mFrame->GetContentRect(content) && content != BoundsOfFrame(inDrawing.mFrame);
     if (!isClipped)
     {
-        const bool isDrawn = Draw(inDrawing, inIntrinsics, inField, nullptr) == kIR_Success;
+        const bool isDrawn = Draw(inDrawing, inIntrinsics, targetField, inField, nullptr) == kIR_Success;
         inDrawing.mTarget->ClearContentRect();
         return isDrawn;
     }
@@ -229,7 +230,7 @@ bool ApplyIntrinsicMotion(const Drawing& inDrawing, const NodeIntrinsicParameter
         return true;
     }
     IR_Rect clip{content.left, content.top, content.right, content.bottom};
-    const bool isDrawn = Draw(inDrawing, inIntrinsics, inField, &clip) == kIR_Success;
+    const bool isDrawn = Draw(inDrawing, inIntrinsics, targetField, inField, &clip) == kIR_Success;
     if (isDrawn)
     {
         GrowContentRect(inDrawing.mTarget, clip);
