@@ -7,6 +7,7 @@
 #include "Tests/Support/Layers/LayerNode.h"
 #include "Tests/Support/Layers/LayerStack.h"
 #include "Tests/Support/PixelMatchers.h"
+#include "Tests/VideoRenderer/HostCalls.h"
 #include "Tests/VideoRenderer/RenderParams.h"
 #include "VF/SharedVideoFrameCache.h"
 
@@ -329,6 +330,30 @@ TEST_F(CutlistRenderer, MissRendersOnceAndHitDoesNotRender)
 
     EXPECT_TRUE(Render({kAny}, true) == rendered);
     EXPECT_EQ(1, mProducer->mRenders);
+}
+
+TEST_F(CutlistRenderer, PicturesAndBlackFramesAreOfOneImportanceInTheCache)
+{
+    mProducer->mFrame = TestSupport::NewFilledFrame(kBGRA, 16, 8, {1, 2, 3, 4});
+    Render({kAny}, true);
+    EXPECT_EQ(10, TestSupport::HostCalls::PriorityOfLastInsertion());
+    VF::SharedVideoFrameCache::InsertIntoCache(TestSupport::NewFrame(kBGRA, 1, 1), {8, 9}, 3);
+    EXPECT_EQ(3, TestSupport::HostCalls::PriorityOfLastInsertion());
+    ML::GetBlackVideoFrame(mParams);
+    EXPECT_EQ(10, TestSupport::HostCalls::PriorityOfLastInsertion());
+}
+
+TEST_F(CutlistRenderer, BlackFrameIsBlackInMemoryThatOtherFramesHaveHad)
+{
+    for (int round = 0; round < 4; ++round)
+    {
+        TestSupport::EmptyFrameCache();
+        for (int frame = 0; frame < 3; ++frame)
+        {
+            TestSupport::NewFilledFrame(kBGRA, 16, 8, {255, 254, 253, 252});
+        }
+        EXPECT_TRUE(TestSupport::IsFilledWith(ML::GetBlackVideoFrame(mParams), {0, 0, 0, 0}));
+    }
 }
 
 TEST_F(CutlistRenderer, FrameIsNeitherCachedNorFrozenUnlessAskedFor)

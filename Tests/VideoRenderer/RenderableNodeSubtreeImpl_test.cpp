@@ -214,6 +214,30 @@ TEST_F(SubTree, PlaceIsAskedForBothFieldsInTheChainsTime)
     EXPECT_EQ(chain->mParams.back().mFrameTime, Times(1080, 1060));
 }
 
+TEST_F(SubTree, PlaceIsAskedForInTheMovedRender)
+{
+    const auto chain = MakeChain<PlacedChain>();
+    const ML::SubTreeRenderRef subTree =
+        ML::CreateSubTreeRender(Params(Times(1000, 1000)), chain, Times(500, 500), TickTime(0));
+    Render(subTree, 540);
+    ASSERT_EQ(chain->mIntrinsicTimes.size(), 2u);
+    ASSERT_GE(chain->mParams.size(), 2u);
+    for (std::size_t call = chain->mParams.size() - 2; call < chain->mParams.size(); ++call)
+    {
+        EXPECT_EQ(chain->mParams[call].mFrameTime, Times(1040, 1040));
+    }
+}
+
+TEST_F(SubTree, FrameKeepsTheFormatThatTheChainHasItIn)
+{
+    const auto chain = MakeChain<Chain>();
+    chain->mFrame =
+        TestSupport::NewFilledFrame(norviktypes::kPixelFormat_VUYA_4444_8u_709, 8, 4, {128, 128, 60, 255});
+    const ML::SubTreeRenderRef subTree =
+        ML::CreateSubTreeRender(Params(Times(0, 0)), chain, Times(0, 0), TickTime(0));
+    EXPECT_EQ(Render(subTree, 5), chain->mFrame);
+}
+
 TEST_F(SubTree, EachFieldIsDrawnWithItsOwnPlace)
 {
     const auto chain = MakeChain<PlacedChain>();

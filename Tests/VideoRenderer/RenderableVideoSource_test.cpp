@@ -2,6 +2,7 @@
 
 #include "MF/PixelFormats.h"
 #include "Tests/Support/Fakes/FakeReadSource.h"
+#include "Tests/Support/Fakes/FakeVideoFrame.h"
 #include "Tests/Support/Fakes/FakeVideoSource.h"
 #include "VF/VideoFrame.h"
 
@@ -230,6 +231,16 @@ TEST_F(RenderableVideoSource, FieldTypeOfTheCreatorDecidesTheOrder)
         MF::FrameTime(Frames(3)));
 }
 
+TEST_F(RenderableVideoSource, OrderOfTheCreatorIsAlignedToFramesWhateverIsAskedFor)
+{
+    mStream->mFieldType = norviktypes::kFieldType_UpperFirst;
+    const TickTime field(kRate25.GetTicks() / 2);
+    EXPECT_EQ(Conform({.mFieldType = norviktypes::kFieldType_UpperFirst}, MF::FrameTime(Frames(3.7))),
+              MF::FrameTime(Frames(3), Frames(3) + field));
+    EXPECT_EQ(Conform({.mFieldType = norviktypes::kFieldType_Progressive}, MF::FrameTime(Frames(3.7))),
+              MF::FrameTime(Frames(3)));
+}
+
 TEST_F(RenderableVideoSource, TimeOfAStreamWithoutFrameGridIsNotAligned)
 {
     mStream->mHasNoFrameGrid = true;
@@ -311,6 +322,49 @@ TEST_F(RenderableVideoSource, StreamNarrowsTheRequestBeforeItIsRead)
     const auto request = mStream->TakeRequests().at(0);
     EXPECT_EQ(request.mTime, Frames(4));
     EXPECT_EQ(request.mFormat.mBounds.Width(), 32);
+}
+
+TEST_F(RenderableVideoSource, FramesAreCountedAtTheTimeThatTheStreamMadeOfTheRequest)
+{
+    const FrameRate rate50 = FrameRate::FromRational(50, 1);
+    mStream->mNormalizeFunction = [&](TickTime& ioTime, BE::FrameDescription&)
+    { ioTime = Frames(4, rate50); };
+    Render({.mRate = rate50}, MF::FrameTime(Frames(9, rate50)));
+    EXPECT_EQ(mStream->TakeRequests().at(0).mTime, Frames(4));
+}
+
+// A stream that names its frames, and remembers by what.
+class NamingSource final : public FakeVideoSource
+{
+public:
+    TVK::Guid GetFrameKey(const TickTime& inTime, const BE::FrameDescription& inFormat,
+                          const MF::BinaryData& inSettings,
+                          const norviktypes::ColorProfile& inProfile) const override
+    {
+        mKeyCalls.push_back({inTime, inFormat, inSettings, inProfile});
+        return {1, 2};
+    }
+
+    mutable std::vector<Request> mKeyCalls;
+};
+
+TEST_F(RenderableVideoSource, ItemIsMadeOfAllThatARenderTellsTheStream)
+{
+    const TVK::InterfaceRef<NamingSource> named(new NamingSource);
+    mStream = TVK::InterfaceRef<FakeVideoSource>(named.get());
+    mParams.mPixelAspectRatio = {12, 11};
+    const Options options{.mSettings = MF::BinaryData("abc", 3), .mProfile = {"profile", nullptr}};
+    std::vector<ML::IRenderableNodePrefetchRef> items;
+    Make(options)->CollectPrefetchItems(MF::FrameTime(Frames(2.5), Frames(2)), mParams, items);
+    ASSERT_EQ(items.size(), 1u);
+    ASSERT_FALSE(named->mKeyCalls.empty());
+    const FakeVideoSource::Request& asked = named->mKeyCalls.front();
+    EXPECT_EQ(asked.mTime, Frames(2));
+    EXPECT_EQ(asked.mFormat.mBounds, (TVK::Rect{0, 0, 64, 36}));
+    EXPECT_EQ(asked.mFormat.mPixelAspectRatio, norviktypes::PixelAspectRatio(12, 11));
+    EXPECT_EQ(asked.mFormat.mFieldType, norviktypes::kFieldType_LowerFirst);
+    EXPECT_EQ(asked.mSettings, options.mSettings);
+    EXPECT_EQ(asked.mProfile, options.mProfile);
 }
 
 TEST_F(RenderableVideoSource, CollectedItemStandsForTheFrameThatARenderAsksFor)
@@ -396,6 +450,16 @@ TEST_F(RenderableVideoSource, IgnoredAlphaBecomesOpaqueOnACopyOfASharedFrame)
     EXPECT_FALSE(frame->IsFrozen());
 }
 
+TEST_F(RenderableVideoSource, IgnoredAlphaIsNotReadAsWhatTheCreatorSaysOfIt)
+{
+    GiveFrames(MF::kPixelFormat_BGRA_4444_8u, {64, 32, 16, 128});
+    const MF::IVideoFrameRef frame =
+        Render({.mAlpha = norviktypes::kAlphaChannel_Premultiplied, .mIgnoreAlpha = true});
+    EXPECT_EQ(PixelOf(frame), (std::array<std::uint8_t, 4>{64, 32, 16, 255}));
+    EXPECT_NE(frame->GetAlphaType(), norviktypes::kAlphaChannel_Premultiplied);
+    EXPECT_NE(frame->GetAlphaType(), norviktypes::kAlphaChannel_Straight);
+}
+
 TEST_F(RenderableVideoSource, InvertedAlphaClearsTheContentRect)
 {
     GiveFrames(MF::kPixelFormat_BGRA_4444_8u, {10, 20, 30, 40});
@@ -452,6 +516,22 @@ TEST_F(RenderableVideoSource, PremultipliedYUVIsOnlyMarked)
     GiveFrames(MF::kPixelFormat_VUYA_4444_8u, {128, 128, 60, 128});
     const MF::IVideoFrameRef frame = Render({.mAlpha = norviktypes::kAlphaChannel_Premultiplied});
     EXPECT_EQ(PixelOf(frame), (std::array<std::uint8_t, 4>{128, 128, 60, 128}));
+    EXPECT_EQ(frame->GetAlphaType(), norviktypes::kAlphaChannel_Premultiplied);
+}
+
+TEST_F(RenderableVideoSource, PremultipliedFrameWhoseRowsCannotBeReachedIsOnlyMarked)
+{
+    mParams.mWidth = mParams.mHeight = 2;
+    MF::IVideoFrameRef inner;
+    mStream->mFrameFunction = [&](const FakeVideoSource::Request&, MF::IVideoFrameRef& outFrame)
+    {
+        VF::CreateVideoFrame(inner, MF::kPixelFormat_BGRA_4444_8u, 2, 2, {}, true, false);
+        const TestSupport::FakeVideoFrameRef fake(new TestSupport::FakeVideoFrame(inner));
+        fake->mHasRaster = false;
+        outFrame = MF::IVideoFrameRef(fake.get());
+        return 0;
+    };
+    const MF::IVideoFrameRef frame = Render({.mAlpha = norviktypes::kAlphaChannel_Premultiplied});
     EXPECT_EQ(frame->GetAlphaType(), norviktypes::kAlphaChannel_Premultiplied);
 }
 
