@@ -126,6 +126,15 @@ TEST_F(FieldSourceCalls, DeinterlaceLeavesAFrozenFrameAsItIs)
     EXPECT_FALSE(frame == frozen);
 }
 
+TEST_F(FieldSourceCalls, DeinterlaceChangesAFrameThatNobodyElseHoldsInPlace)
+{
+    SetFieldType(kFieldType_UpperFirst);
+    mInner->mFreezes = false;
+    const MF::IVideoFrameRef given = RenderedFrame(mInner, Times(6, 7), mParams);
+    mInner->mFrameFunction = [&](const MF::FrameTime&) { return given; };
+    EXPECT_TRUE(RenderedFrame(ML::DeinterlaceSource(mInner), Time(6), mParams) == given);
+}
+
 TEST_F(FieldSourceCalls, FieldReverseSwapsWhatItAnswersAndWhatItAsksFor)
 {
     SetFieldType(kFieldType_UpperFirst);
@@ -248,6 +257,14 @@ TEST_F(FieldSourceCalls, InterlaceConsecutiveGivesOneWholeFrameUntouched)
     EXPECT_EQ(mInner->TakeRenders(), FrameTimes{Time(6)});
     EXPECT_TRUE(frame->IsFrozen()) << "the very frame";
     EXPECT_EQ(TestSupport::ReadLevels(frame, 5).mMoment, TestSupport::LevelsOf(3, 5).mMoment);
+}
+
+TEST_F(FieldSourceCalls, InterlaceConsecutiveMakesFieldsOfOneFrameWhereTheyAreAskedFor)
+{
+    const auto source = ML::InterlaceConsecutiveFramesFromSource(mInner);
+    const MF::IVideoFrameRef frame = RenderedFrame(source, Times(3.1, 3), mParams);
+    EXPECT_EQ(mInner->TakeRenders(), (FrameTimes{Time(6), Time(6)}));
+    EXPECT_EQ(frame->GetFieldType(), kFieldType_LowerFirst);
 }
 
 TEST_F(FieldSourceCalls, InterlaceConsecutiveMakesAProgressiveFrameOfFieldsThatItIsGiven)

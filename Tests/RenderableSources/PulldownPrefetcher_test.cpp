@@ -321,6 +321,13 @@ TEST_F(PulldownPrefetch, FilmFrameAcrossTwoFramesIsTwoReads)
     EXPECT_EQ(ReadsOf(Make(TickTime::FromFrame(2, kFilm))), (Notes{"read 2", "read 3"}));
 }
 
+TEST_F(PulldownPrefetch, FrameWhosePartnerLiesAtTheTimeGivenIsReadAlone)
+{
+    mStream->mPulldown = kPulldownCadence_SSWWW;
+    EXPECT_EQ(ReadsOf(Make(TickTime(0))), Notes{"read 1"});
+    EXPECT_EQ(ReadsOf(Make(TickTime(1))), (Notes{"read 0", "read 1"}));
+}
+
 TEST_F(PulldownPrefetch, LaterFrameIsTheFirst)
 {
     TVK::HashValue hash("PulldownPrefetcher");

@@ -337,6 +337,29 @@ TEST_F(PulldownRemoval, TimeIsThatOfTheSecondField)
     const ML::IRenderableSourceRef source = ML::RemovePulldownFromSource(mInner, kPulldownCadence_WWSSW);
     RenderedFrame(source, {FilmTime(5).mFirstTime, FilmTime(1).mFirstTime}, mParams);
     EXPECT_EQ(mInner->TakeRenders(), FrameTimes{VideoTime(1)});
+    RenderedFrame(source, {FilmTime(1).mFirstTime, FilmTime(5).mFirstTime}, mParams);
+    EXPECT_EQ(mInner->TakeRenders(), FrameTimes{VideoTime(6)});
+}
+
+TEST_F(PulldownRemoval, PlanarFramesKeepTheirSizeAndAspect)
+{
+    mInner->mFrameFunction = [](const MF::FrameTime&)
+    {
+        const MF::IVideoFrameRef frame = NewFrame(kPixelFormat_YUV_422_Planar_8u_709, kWidth, 8);
+        frame->SetPixelAspectRatio({16, 11});
+        return frame;
+    };
+    mParams = RenderParams(8, 4);
+    mParams.mSourceWidth = mParams.mSourceHeight = 0;
+    const MF::IVideoFrameRef film =
+        RenderedFrame(ML::RemovePulldownFromSource(mInner, kPulldownCadence_WWSSW), FilmTime(2), mParams);
+    ASSERT_TRUE(film);
+    TVK::Rect bounds;
+    film->GetBounds(bounds);
+    EXPECT_EQ(bounds, (TVK::Rect{0, 0, static_cast<std::int32_t>(kWidth), 8}));
+    PixelAspectRatio ratio;
+    film->GetPixelAspectRatio(ratio);
+    EXPECT_EQ(ratio, PixelAspectRatio(16, 11));
 }
 
 TEST_F(PulldownRemoval, SourceIsAskedForWhatItDelivers)

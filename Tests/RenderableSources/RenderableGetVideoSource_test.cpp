@@ -256,12 +256,16 @@ TEST_F(RenderableGetVideoSource, KeyIsAskedForWithTheDescriptionAndAllTheRest)
     mValue = 0.75;
     mParams.mPixelAspectRatio = {12, 11};
     mParams.mRenderQuality = kRenderQuality_Medium;
+    mSettings = MF::BinaryData("abc", 3);
     const MF::FrameTime time(Frames(7), Frames(7.5));
     Render(time);
+    const std::size_t ofRender = mStream->mKeyCalls.size();
     CollectedItems(Make(), time, mParams);
-    ASSERT_GE(mStream->mKeyCalls.size(), 2u);
+    ASSERT_GE(ofRender, 1u);
+    ASSERT_GE(mStream->mKeyCalls.size(), ofRender + 2) << "by the source and by the item";
     for (const FillingSource::Call& call : mStream->mKeyCalls)
     {
+        EXPECT_EQ(call.mSettings, mSettings);
         EXPECT_EQ(call.mTime, Frames(7));
         EXPECT_EQ(call.mFormat.mPixelFormat, kBGRA);
         EXPECT_EQ(call.mFormat.mBounds, (TVK::Rect{0, 0, 8, 4}));
@@ -311,6 +315,18 @@ TEST_F(RenderableGetVideoSource, StreamNarrowsTheRequestBeforeItIsFilled)
     TVK::Rect bounds;
     frame->GetBounds(bounds);
     EXPECT_EQ(bounds, (TVK::Rect{0, 0, 4, 2}));
+}
+
+TEST_F(RenderableGetVideoSource, FrameHasTheAspectOfTheParamsWhateverTheStreamNarrowsItTo)
+{
+    mParams.mPixelAspectRatio = {12, 11};
+    mStream->mNormalizeFunction = [](TickTime&, BE::FrameDescription& ioFormat) {
+        ioFormat.mPixelAspectRatio = {4, 3};
+    };
+    PixelAspectRatio ratio;
+    Render()->GetPixelAspectRatio(ratio);
+    EXPECT_EQ(ratio, PixelAspectRatio(12, 11));
+    EXPECT_EQ(mStream->mKeyCalls.at(0).mFormat.mPixelAspectRatio, PixelAspectRatio(4, 3));
 }
 
 TEST_F(RenderableGetVideoSource, CachedFrameIsGivenAsItIs)

@@ -10,6 +10,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <map>
@@ -654,6 +655,26 @@ TEST_P(TimeBlendOfFields, ProgressiveOutputHasOneFieldOnAllLines)
                 << "line " << line;
         }
     }
+}
+
+// A line between two of the lower field is made of both, or is one of them at the lowest quality.
+TEST_F(TimeBlend, FieldIsSpreadAtTheQualityOfDeinterlacing)
+{
+    mInner->mFieldType = kFieldType_UpperFirst;
+    mInner->mFrameFunction = [](const MF::FrameTime&)
+    {
+        const MF::IVideoFrameRef frame = NewFilledFrame(kBGRA, 5, 4, {0, 0, 0, 255});
+        std::fill_n(TestSupport::RowOf(frame, 3), 20, std::uint8_t{100});
+        frame->SetFieldType(kFieldType_UpperFirst);
+        frame->Freeze();
+        return frame;
+    };
+    const MF::FrameTime time(TickTime(kRate.GetTicks() / 3));
+    const double made = ByteOf(Render(0.5, time), 2);
+    EXPECT_TRUE(0 < made && made < 100) << made;
+    mParams.mDeinterlaceQuality = kRenderQuality_Draft;
+    const double draft = ByteOf(Render(0.5, time), 2);
+    EXPECT_TRUE(draft == 0 || draft == 100) << draft;
 }
 
 INSTANTIATE_TEST_SUITE_P(Formats, TimeBlendOfFields,

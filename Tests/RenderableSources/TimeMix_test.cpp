@@ -98,6 +98,16 @@ TEST_F(TimeMix, SingleFieldAtLowQualityIsOneMoment)
     EXPECT_EQ(ConformedTime(mSource, Times(3.25, 4.75), mParams), Times(3, 4));
 }
 
+// Not even where the source has no frame of that very time: the time is aligned to its moments, while the source
+// would answer with a frame of two.
+TEST_F(TimeMix, ProgressiveRequestIsNoSingleField)
+{
+    mInner->mFieldType = kFieldType_UpperFirst;
+    mParams.mRenderQuality = kRenderQuality_Low;
+    mParams.mFieldToRender = 1;
+    EXPECT_EQ(ConformedTime(mSource, Time(3.75), mParams), Time(3.5));
+}
+
 TEST_F(TimeMix, FrameOfExactlyTheTimeIsPassedOn)
 {
     const MF::IVideoFrameRef given = TestSupport::NewFrame(kPixelFormat_BGRA_4444_8u, 24, 8);
