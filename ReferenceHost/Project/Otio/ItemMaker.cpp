@@ -250,7 +250,7 @@ std::vector<Item> ItemMaker::Divide(const Slot& inSlot, const Item& inItem) cons
     const TickTime to = end == count ? inItem.mDuration : TickTime::FromFrame(end, mRate);
     // Transitions need whole items at their side; there the edge of the media is held.
     const bool isTooShort = (first > 0 && first < count && from < inSlot.mTaken) ||
-                            (end < count && inItem.mDuration - to < inSlot.mTail);
+                            (end < count && inItem.mDuration - to < inSlot.mGiven);
     if (isTooShort)
     {
         return {inItem};

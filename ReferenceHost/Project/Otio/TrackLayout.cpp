@@ -83,6 +83,7 @@ private:
         if (earlier != nullptr)
         {
             earlier->mTail = ioCut.mOutOffset;
+            earlier->mGiven = ioCut.mInOffset;
         }
         if (later != nullptr)
         {

@@ -20,6 +20,7 @@ struct Slot
     norviktypes::TickTime mLead;  // shown before its start, by the transition there
     norviktypes::TickTime mTail;  // shown behind its end
     norviktypes::TickTime mTaken; // of its beginning, by the transition there
+    norviktypes::TickTime mGiven; // of its end, to the transition there
 };
 
 struct Cut

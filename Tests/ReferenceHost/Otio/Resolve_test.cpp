@@ -287,6 +287,9 @@ TEST(Transitions, WithNegativeOrNoOffsetsAreMended)
         OneTrack(ClipText("10", "9") + "," + TransitionText("-1", "2") + "," + ClipText("50", "9")));
     EXPECT_EQ(negative.Faults(), Faults{"negative-offset " + kTrack + "1/in_offset"});
     EXPECT_EQ(negative.Track().mTransitions.at(0).mInOffset, TickTime());
+    const Read trailing(OneTrack(ClipText("10", "9") + "," + TransitionText("2", "-3")));
+    EXPECT_EQ(trailing.Faults(), Faults{"negative-offset " + kTrack + "1/out_offset"});
+    EXPECT_EQ(trailing.mTimeline.mFrameCount, 9);
     const Read none(
         OneTrack(ClipText("10", "9") + "," + TransitionText("0", "0") + "," + ClipText("50", "9")));
     EXPECT_EQ(none.Faults(), Faults{"empty-transition " + kTrack + "1"});
@@ -494,13 +497,38 @@ TEST(OutOfRange, BlackPartsOfRetimedItemsLeaveTheRestAsItWas)
 
 TEST(OutOfRange, BlackLeavesTransitionsTheirWholeItem)
 {
+    // With three, two and one frames of black beside the cut.
+    for (const char* start : {"99", "98", "97"})
+    {
+        const Read read(
+            OneTrack(ClipText(start, "4") + "," + TransitionText("3", "0") + "," + ClipText("50", "9")),
+            Policy(Otio::OutOfRange::kBlack));
+        const Otio::Transition& transition = read.Track().mTransitions.at(0);
+        ASSERT_NE(transition.mEarlier, kNone);
+        EXPECT_GE(read.Item(transition.mEarlier).mDuration, transition.mInOffset) << start;
+        EXPECT_EQ(read.Item(transition.mEarlier).End(), transition.mCut);
+    }
+    for (const char* start : {"-3", "-2", "-1"})
+    {
+        const Read read(
+            OneTrack(ClipText("50", "9") + "," + TransitionText("0", "3") + "," + ClipText(start, "9")),
+            Policy(Otio::OutOfRange::kBlack));
+        const Otio::Transition& transition = read.Track().mTransitions.at(0);
+        ASSERT_NE(transition.mLater, kNone);
+        EXPECT_GE(read.Item(transition.mLater).mDuration, transition.mOutOffset) << start;
+        EXPECT_EQ(read.Item(transition.mLater).mStart, transition.mCut);
+    }
+}
+
+TEST(OutOfRange, BlackEndsWhereItsItemEndsWhateverIsShownBehindIt)
+{
+    // The transition takes one frame of the item, and shows it for three more.
     const Read read(
-        OneTrack(ClipText("99", "4") + "," + TransitionText("3", "1") + "," + ClipText("50", "9")),
+        OneTrack(ClipText("98", "4") + "," + TransitionText("1", "3") + "," + ClipText("50", "9")),
         Policy(Otio::OutOfRange::kBlack));
-    const Otio::Transition& transition = read.Track().mTransitions.at(0);
-    ASSERT_NE(transition.mEarlier, kNone);
-    EXPECT_GE(read.Item(transition.mEarlier).mDuration, transition.mInOffset);
-    EXPECT_EQ(read.Item(transition.mEarlier).End(), transition.mCut);
+    ASSERT_EQ(read.Track().mItems.size(), 3u);
+    EXPECT_TRUE(read.Item(1).IsBlack());
+    EXPECT_EQ(read.Track().mTransitions.at(0).mEarlier, 1u);
 }
 
 TEST(Markers, AreFoundOnTheAxisOfTheTimeline)
