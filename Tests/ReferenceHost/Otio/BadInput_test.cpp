@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 namespace
 {
 
@@ -115,6 +117,16 @@ TEST(BadInput, TimelinesWithoutDurationAreErrors)
 {
     EXPECT_EQ(Read(OneTrack(GapText("0"))).Faults(), Faults{"!empty /tracks"});
     EXPECT_EQ(Read(TimelineText(StackText(""))).Faults(), (Faults{"no-rate ", "!empty /tracks"}));
+}
+
+TEST(BadInput, ClipsOfUnknownDurationTakeNoTimeAndAreNamed)
+{
+    const Read read(OneTrack(R"({"OTIO_SCHEMA": "Clip.2", "media_references": {"DEFAULT_MEDIA":
+        {"OTIO_SCHEMA": "MissingReference.1"}}},)" +
+                             ClipText("0", "5")));
+    const Faults faults = read.Faults();
+    EXPECT_EQ(std::count(faults.begin(), faults.end(), "no-duration " + kClip), 1);
+    EXPECT_EQ(read.mTimeline.mFrameCount, 5);
 }
 
 TEST(BadInput, MissingMediaIsNamedOnceAndKeepsItsPlace)

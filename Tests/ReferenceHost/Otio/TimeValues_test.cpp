@@ -56,6 +56,12 @@ TEST(DocumentRates, OthersAreTakenAsTheyAreWritten)
     EXPECT_EQ(rate.mFrames, 1199);
     EXPECT_EQ(rate.mSeconds, 50);
     EXPECT_FALSE(Otio::IsUsualRate(23.98));
+    for (const double usual : {24.0, 24000.0 / 1001.0, 12.5})
+    {
+        EXPECT_TRUE(Otio::IsUsualRate(usual + 1.9e-4)) << usual;
+        EXPECT_FALSE(Otio::IsUsualRate(usual + 2.1e-4)) << usual;
+        EXPECT_FALSE(Otio::IsUsualRate(usual - 2.1e-4)) << usual;
+    }
     ASSERT_TRUE(FindExactRate(0.1, rate));
     EXPECT_EQ(rate.mFrames, 1);
     EXPECT_EQ(rate.mSeconds, 10);

@@ -145,6 +145,18 @@ TEST(Parameter, EasedPointsStayOnTheirPath)
     EXPECT_NEAR(point.mY, 6.0 * 0.129161930, 1e-6);
 }
 
+TEST(Parameter, EasesThatOvershootLeaveACurveAtItsEnd)
+{
+    ParameterKey from = Key(0.0, PointValue{1.0, 0.0}, kInterpolation_Linear, kInterpolation_Bezier);
+    ParameterKey to = Key(1.0, PointValue{0.0, 1.0});
+    from.mTangentOut = {0.0, 0.5522847498};
+    to.mTangentIn = {0.5522847498, 0.0};
+    from.mEaseOut = {-6.0, 0.4};
+    const PointValue point = PointAt(Make({from, to}), 0.15);
+    EXPECT_NEAR(point.mX, 1.0, 0.05);
+    EXPECT_LT(point.mY, -0.1);
+}
+
 TEST(Parameter, ColoursMoveByComponentAndChoicesDoNotMove)
 {
     const std::uint32_t from = TVK::ParamColor<std::uint32_t>::FromComponents(0, 100, 255, 0).mValue;

@@ -238,6 +238,8 @@ TEST(Sequence, FadesStandAtTheEndsOfSingleItems)
     EXPECT_EQ(scene.Dissolve(200, 20, 0), EditStatus::kOK);
     EXPECT_TRUE(scene.Seen()[0]->GetTransition(false));
     EXPECT_TRUE(scene.Seen()[0]->GetTransition(true));
+    EXPECT_EQ(scene.Dissolve(100, 0, 10), EditStatus::kOverlap) << "there is one already";
+    EXPECT_EQ(scene.Dissolve(200, 10, 0), EditStatus::kOverlap);
 }
 
 TEST(Sequence, AFadeThatGoesTellsHowFarItReached)
