@@ -22,7 +22,7 @@ struct ChildRequest
     std::string outputFile; // standard output is written there; empty: kept in the result
     std::vector<std::pair<std::string, std::string>> environment; // added to, or in place of, the caller's
 
-    double seconds = 60.0;         // on the clock, for a build at full speed; then the child is killed
+    double seconds = 200.0;        // on the clock, for a build at full speed; then the child is killed
     std::uint64_t cpuSeconds = 0;  // 0: no limit; the system's own, with SIGXCPU
     std::uint64_t memoryBytes = 0; // 0: no limit; of address space, where CanLimitMemory()
 };

@@ -63,8 +63,7 @@ size_t CountThreads(const std::string& inName)
 // Threads name themselves as they start, and leave the system's list a moment after they ended.
 size_t CountThreadsWhenSettled(const std::string& inName, size_t inExpected)
 {
-    const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(60);
-    while (CountThreads(inName) != inExpected && std::chrono::steady_clock::now() < limit)
+    for (int looks = 0; looks < 60000 && CountThreads(inName) != inExpected; ++looks)
     {
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }

@@ -43,7 +43,7 @@ TEST(DecoderPoolStress, WhoWaitsForAnyDecoderIsToldWhenTheLastWhoJoinedItLeaves)
         bool isStuck = false;
         for (auto& reader : readers)
         {
-            isStuck = isStuck || reader.wait_for(60s) != std::future_status::ready;
+            isStuck = isStuck || reader.wait_for(240s) != std::future_status::ready;
         }
         if (isStuck)
         {
