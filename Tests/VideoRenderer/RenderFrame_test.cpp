@@ -31,7 +31,6 @@ Texts One(const char* inWord, std::uint32_t inID)
 
 TEST_F(RenderFrameTest, FrameThatIsQueuedEndsWithOneNotification)
 {
-    mFrame = SmallFrame(); // of an earlier call
     EXPECT_EQ(Render(), ML::kRenderFrameQueued);
     EXPECT_FALSE(mFrame);
     EXPECT_TRUE(mClient->mTexts.empty());
@@ -98,6 +97,7 @@ TEST_F(RenderFrameTest, WithoutFlagsTheCacheIsLeftToTheQueue)
     Render();
     Settle();
     mRenderFrame->SetRenderFlags(0);
+    mFrame = SmallFrame(); // of an earlier call
     EXPECT_EQ(Render(), ML::kRenderFrameQueued);
     EXPECT_FALSE(mFrame);
     Settle();
