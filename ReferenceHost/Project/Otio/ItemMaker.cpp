@@ -87,7 +87,7 @@ std::vector<Item> ItemMaker::MakeClip(const Slot& inSlot)
     const bool blends = item.mRun.mBlendsFrames;
     item.mRun = FindRun(clip, reference, item.mMedia, item.mRun.mSpeed);
     item.mRun.mBlendsFrames = blends;
-    return CheckRange(inSlot, item) ? Divide(inSlot, item) : std::vector<Item>{item};
+    return WithinMedia(inSlot, std::move(item));
 }
 
 double ItemMaker::Speed(const Composable& inObject)
@@ -154,43 +154,46 @@ TickTime ItemMaker::FileStart(const Composable& inClip, const MediaReference* in
     return start >= timecode ? start - timecode : start;
 }
 
-bool ItemMaker::CheckRange(const Slot& inSlot, Item& ioItem)
+std::vector<Item> ItemMaker::WithinMedia(const Slot& inSlot, Item inItem)
 {
-    MediaRun& run = ioItem.mRun;
+    MediaRun& run = inItem.mRun;
     if (!run.mAvailable)
     {
-        return false;
+        return {inItem};
     }
     const TickTime margin(run.mRate.IsCountable() ? run.mRate.GetTicks() / 10000 : 0);
     const auto leaves = [&](const TickTime& inLead, const TickTime& inTail)
     {
-        const AvailableMedia used = UsedMedia(run, ioItem.mDuration, mRate, inLead, inTail);
+        const AvailableMedia used = UsedMedia(run, inItem.mDuration, mRate, inLead, inTail);
         return used.mStart + margin < run.mAvailable->mStart || used.mEnd > run.mAvailable->mEnd + margin;
     };
     const bool leavesItself = leaves(kTime_Zero, kTime_Zero);
     if (!leavesItself && !leaves(inSlot.mLead, inSlot.mTail))
     {
-        return false;
+        return {inItem};
     }
     // A still lasts as long as one likes, whatever the document says.
-    const MediaFacts* const facts = mMedia.Facts(ioItem.mMedia);
+    const MediaFacts* const facts = mMedia.Facts(inItem.mMedia);
     if (facts != nullptr && IsEndless(*facts))
     {
         run.mAvailable.reset();
-        return false;
+        return {inItem};
     }
-    const std::string pointer = mPaths.Text(ioItem.mPath);
+    const std::string pointer = mPaths.Text(inItem.mPath);
     const std::string text =
         leavesItself ? "shows more than the media has" : "has no media for its transition";
     if (mOptions.mOutOfRange == OutOfRange::kError)
     {
         mProblems.Fail(leavesItself ? "out-of-media" : "short-handles", pointer, text);
-        return false;
+        return {inItem};
     }
-    const bool isDivided = leavesItself && mOptions.mOutOfRange == OutOfRange::kBlack;
+    std::vector<Item> parts = leavesItself && mOptions.mOutOfRange == OutOfRange::kBlack
+                                  ? Divide(inSlot, inItem)
+                                  : std::vector<Item>{inItem};
+    const bool hasBlack = parts.size() > 1 || parts.front().IsBlack();
     mProblems.Warn(leavesItself ? "out-of-media" : "short-handles", pointer,
-                   text + (isDivided ? "; black there" : "; the nearest frame is held"));
-    return isDivided;
+                   text + (hasBlack ? "; black there" : "; the nearest frame is held"));
+    return parts;
 }
 
 std::vector<Item> ItemMaker::Divide(const Slot& inSlot, const Item& inItem) const

@@ -46,8 +46,9 @@ private:
                      double inSpeed);
     norviktypes::TickTime FileStart(const Composable& inClip, const MediaReference* inReference,
                                     const MediaFacts* inFacts) const;
-    // True if the item is to be divided, because it leaves its media.
-    bool CheckRange(const Slot& inSlot, Item& ioItem);
+    // The item, or its parts where black stands for what the media doesn't have. Says what is missing, and what is
+    // shown instead.
+    std::vector<Item> WithinMedia(const Slot& inSlot, Item inItem);
     std::vector<Item> Divide(const Slot& inSlot, const Item& inItem) const;
     Item Piece(const Item& inItem, const norviktypes::TickTime& inFrom,
                const norviktypes::TickTime& inTo) const;

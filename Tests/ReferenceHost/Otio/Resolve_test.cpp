@@ -503,6 +503,10 @@ TEST(OutOfRange, BlackLeavesTransitionsTheirWholeItem)
         const Read read(
             OneTrack(ClipText(start, "4") + "," + TransitionText("3", "0") + "," + ClipText("50", "9")),
             Policy(Otio::OutOfRange::kBlack));
+        ASSERT_EQ(read.mProblems.Problems().size(), 1u);
+        EXPECT_EQ(read.mProblems.Problems()[0].mText,
+                  start == std::string("99") ? "shows more than the media has; black there"
+                                             : "shows more than the media has; the nearest frame is held");
         const Otio::Transition& transition = read.Track().mTransitions.at(0);
         ASSERT_NE(transition.mEarlier, kNone);
         EXPECT_GE(read.Item(transition.mEarlier).mDuration, transition.mInOffset) << start;
