@@ -58,9 +58,10 @@ bool IsPlaneThere(const AVFrame& inPicture, std::size_t inPlane)
     return inPicture.data[inPlane] != nullptr;
 }
 
-// Whether the planes lie in inPacket as in the picture that came of it.
+// Whether the planes lie in inPacket as in the picture that came of it, and fill it.
 bool LieSo(const BareLayout& inLayout, const AVFrame& inPicture, const AVPacket& inPacket)
 {
+    std::int64_t end = 0;
     for (std::size_t plane = 0; plane < 4; ++plane)
     {
         if (!IsPlaneThere(inPicture, plane))
@@ -74,12 +75,13 @@ bool LieSo(const BareLayout& inLayout, const AVFrame& inPicture, const AVPacket&
         {
             return false;
         }
+        end = std::max(end, offset + bytes);
     }
-    return true;
+    return end == inPacket.size;
 }
 
-// Decoders of bare video hand on the memory of the packet, so that a plane's place in it is that in the packet; the
-// content says whether that is so.
+// Decoders of bare video hand on the memory of the packet, whose first bytes are those of a plane. The content says
+// whether that is so.
 std::shared_ptr<const BareLayout> LayoutOf(const AVFrame& inPicture, const PacketRecord& inRecord,
                                            const std::shared_ptr<const DirectReader>& inReader)
 {
@@ -94,6 +96,12 @@ std::shared_ptr<const BareLayout> LayoutOf(const AVFrame& inPicture, const Packe
         return nullptr;
     }
     layout->mReader = inReader;
+    const std::uint8_t* start = inPicture.data[0];
+    for (std::size_t plane = 1; plane < 4; ++plane)
+    {
+        start = IsPlaneThere(inPicture, plane) ? std::min<const std::uint8_t*>(start, inPicture.data[plane])
+                                               : start;
+    }
     layout->mShape->format = inPicture.format;
     layout->mShape->width = inPicture.width;
     layout->mShape->height = inPicture.height;
@@ -102,7 +110,7 @@ std::shared_ptr<const BareLayout> LayoutOf(const AVFrame& inPicture, const Packe
         if (IsPlaneThere(inPicture, plane))
         {
             layout->mShape->linesize[plane] = inPicture.linesize[plane];
-            layout->mOffsets[plane] = inPicture.data[plane] - inPicture.buf[0]->data;
+            layout->mOffsets[plane] = inPicture.data[plane] - start;
             layout->mShiftY[plane] = plane == 1 || plane == 2 ? format->log2_chroma_h : 0;
         }
     }

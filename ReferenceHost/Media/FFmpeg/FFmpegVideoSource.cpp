@@ -159,7 +159,7 @@ void FFmpegVideoSource::Expect(const std::vector<MF::TimeRange>& inTimes)
 std::int32_t FFmpegVideoSource::MakeFrame(std::int64_t inIndex, const BE::FrameDescription& inFormat,
                                           bool inAtOnce, MF::IVideoFrameRef& outFrame)
 {
-    if (MakeFrameInFile(inIndex, inFormat, outFrame))
+    if (!inAtOnce && MakeFrameInFile(inIndex, inFormat, outFrame))
     {
         return BE::kSourceStatus_OK;
     }
