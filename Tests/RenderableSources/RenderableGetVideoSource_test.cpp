@@ -190,6 +190,13 @@ TEST_F(RenderableGetVideoSource, StillHasNoRateAndTimeZero)
     EXPECT_EQ(Conform(MF::FrameTime(Frames(7.7), Frames(7.2))), MF::FrameTime(kTime_Zero));
 }
 
+TEST_F(RenderableGetVideoSource, StreamWithoutAnEndHasTimes)
+{
+    mStream->mKind = MF::kSourceKind_Unbounded;
+    EXPECT_EQ(FrameRateOf(Make()), kRate);
+    EXPECT_EQ(Conform(MF::FrameTime(Frames(7.7))), MF::FrameTime(Frames(7)));
+}
+
 TEST_F(RenderableGetVideoSource, RateZeroAnswersTimeZero)
 {
     mRate = kFrameRate_Zero;

@@ -143,6 +143,30 @@ TEST(WishedPlanes, OfPulldownInVideoThatChangesItsSizeAreScaled)
     EXPECT_TRUE(HasPixelsOfTheirOwn(merged, kWidth, kLines));
 }
 
+// Rows of one format are no rows of the other; either of the two may be the one that is wished for.
+TEST(WishedPlanes, OfPulldownInVideoThatChangesItsFormatAreConverted)
+{
+    const FrameRate video = FrameRate::FromRational(30000, 1001);
+    const FrameRate film = FrameRate::FromRational(24000, 1001);
+    const MF::IVideoFrameRef wished = Noise(kPlanes422, kWidth, 8);
+    const MF::IVideoFrameRef other = Noise(kFieldPlanes, kWidth, 8);
+    for (const bool isPreviousWished : {true, false})
+    {
+        const PaintedSourceRef source(new PaintedSource);
+        source->mRate = video;
+        source->mFrameFunction = [&](const MF::FrameTime& inTime)
+        { return (inTime.mFirstTime.ToFrame64(video) == 2) == isPreviousWished ? wished : other; };
+        const ML::CutlistRenderParams params = RenderParams(kWidth, 8, kRenderQuality_High, kPlanes422);
+        MF::IVideoFrameRef merged;
+        ML::RemovePulldownFromSource(source, kPulldownCadence_WWSSW)
+            ->Render(MF::FrameTime(TickTime::FromFrame(2, film)), params, merged);
+        ASSERT_TRUE(merged);
+        PixelFormat format;
+        merged->GetPixelFormat(format);
+        EXPECT_TRUE(IsPackedFourComponent(format.mProperties)) << isPreviousWished;
+    }
+}
+
 // One of the two is of the moment of its other field, which comes to lie on the wrong lines.
 TEST(WishedPlanes, OfTheOtherParityAreMoved)
 {

@@ -132,7 +132,10 @@ TEST(IntrinsicDrawing, OriginPlacesTheOutputWithinTheFrame)
             }
         }
     }
-    const MotionCall call = OnlyCall(frame, kDefaults, RenderParams(8, 4));
+    ML::CutlistRenderParams reduced = RenderParams(8, 4);
+    reduced.mSourceWidth = 80;
+    reduced.mSourceHeight = 40;
+    const MotionCall call = OnlyCall(frame, kDefaults, reduced);
     EXPECT_EQ(0.5f + ((4.0f + 5.0f) / 16.0f - 0.5f), call.mSettings.anchorX);
     EXPECT_EQ(0.5f - ((2.0f + 2.0f) / 8.0f - 0.5f), call.mSettings.anchorY);
 }

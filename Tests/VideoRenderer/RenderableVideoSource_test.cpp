@@ -260,6 +260,12 @@ TEST_F(RenderableVideoSource, StillAnswersTimeZeroWhateverTheInput)
     }
 }
 
+TEST_F(RenderableVideoSource, StreamWithoutAnEndHasTimes)
+{
+    mStream->mKind = MF::kSourceKind_Unbounded;
+    EXPECT_EQ(Conform({}, MF::FrameTime(Frames(3.7))), MF::FrameTime(Frames(3)));
+}
+
 TEST_F(RenderableVideoSource, RateZeroAnswersTimeZero)
 {
     EXPECT_EQ(Conform({.mRate = norviktypes::kFrameRate_Zero}, MF::FrameTime(Frames(3.7))),
