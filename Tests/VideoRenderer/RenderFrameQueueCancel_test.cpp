@@ -17,12 +17,14 @@ using RenderFrameQueueCancel = QueueTest;
 
 TEST_F(RenderFrameQueueCancel, IncomingRequestIsCancelledOnTheSpotAndTheOthersStay)
 {
+    RecordingObserver observer;
     for (std::uint32_t id = 1; id <= 5; ++id)
     {
         Add(Request(id, id));
     }
     mQueue->CancelOne(3);
     EXPECT_EQ(mClient->mTexts, Texts{"cancelled 3"});
+    EXPECT_EQ(observer.Of(3), (Texts{"queued", "cancelled"}));
     EXPECT_EQ(mQueue->Counts().mIncoming, 4U);
 
     Settle();

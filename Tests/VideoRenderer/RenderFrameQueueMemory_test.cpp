@@ -120,6 +120,20 @@ protected:
     std::vector<ML::RenderFrameRequest> mRequests;
 };
 
+TEST_F(RenderFrameQueueMemory, QueueThatFoundNoMemoryIsBuiltAndDestroyedLater)
+{
+    mQueue.reset();
+    const long holders = mPasses.use_count();
+    FailingMemory::FailAt(1, false);
+    TryTo([] { ML::RenderFrameQueue::Create(); });
+    FailingMemory::Stop();
+    EXPECT_TRUE(FailingMemory::sHasFailed);
+    mQueue = ML::RenderFrameQueue::Create();
+    EXPECT_GT(mPasses.use_count(), holders);
+    mQueue.reset();
+    EXPECT_EQ(mPasses.use_count(), holders) << "it goes with its last reference";
+}
+
 TEST_F(RenderFrameQueueMemory, RequestWithReadsEndsOnceWhateverAllocationFails)
 {
     FailAtEach(
