@@ -120,6 +120,12 @@ std::ptrdiff_t OpenedPart::ReadFromMemory(void* outBytes, std::size_t inCount, s
     return ReadWith(RWF_NOWAIT, outBytes, inCount, inPosition);
 }
 
+void OpenedPart::ReadAhead(std::int64_t inPosition, std::int64_t inCount) const noexcept
+{
+    ::posix_fadvise(mFile, static_cast<::off_t>(mOffset + inPosition), static_cast<::off_t>(inCount),
+                    POSIX_FADV_WILLNEED);
+}
+
 std::ptrdiff_t OpenedPart::ReadWith(int inFlags, void* outBytes, std::size_t inCount,
                                     std::int64_t inPosition) const
 {

@@ -51,9 +51,12 @@ public:
     // As pread(): bytes that were read, fewer only at the end, where it is 0; or -1 with errno set.
     std::ptrdiff_t Read(void* outBytes, std::size_t inCount, std::int64_t inPosition) const;
 
-    // As Read where the system has these bytes in memory; where it would wait for a disk, or can't tell, -1 with
-    // errno set.
+    // As Read where the system has these bytes in memory; where it would wait for a disk, -1 with errno EAGAIN.
+    // EOPNOTSUPP: for this file it can't tell.
     std::ptrdiff_t ReadFromMemory(void* outBytes, std::size_t inCount, std::int64_t inPosition) const;
+
+    // Has the system read these bytes into its memory, without waiting for them.
+    void ReadAhead(std::int64_t inPosition, std::int64_t inCount) const noexcept;
 
 private:
     std::ptrdiff_t ReadWith(int inFlags, void* outBytes, std::size_t inCount, std::int64_t inPosition) const;

@@ -2,8 +2,8 @@
 //
 // A picture of megabytes that is read ahead of time has left the caches when it is converted: it goes through memory
 // twice more than it must, and memory is what two processors wait for. A few rows, read right before they are
-// converted, stay in the second-level cache. It is done with pictures only that the system has in its memory already:
-// nobody who draws shall wait for a disk.
+// converted, stay in the second-level cache. It is done with pictures only that the system has in its memory already,
+// as far as it can tell: nobody who draws shall wait for a disk.
 //
 // The file must not be changed meanwhile. Rows of one that was cut short can't be read; that is logged, once for
 // a file.

@@ -121,16 +121,28 @@ bool DirectReader::IsAtHand(const PacketRecord& inRecord) const
     const std::int64_t start = inRecord.position + mHeadBytes;
     std::uint8_t head[kHashedEnd];
     std::uint8_t tail[kHashedEnd];
-    for (std::int64_t offset = kBetweenLooks; offset < mSize; offset += kBetweenLooks)
+    return IsInMemory(start) && ReadAll(mFile, start, kHashedEnd, head) &&
+           ReadAll(mFile, start + mSize - kHashedEnd, kHashedEnd, tail) && HasEnds(inRecord, head, tail);
+}
+
+bool DirectReader::IsInMemory(std::int64_t inPosition) const
+{
+    const std::int64_t end = inPosition + mSize;
+    for (std::int64_t position = inPosition; position < end; position += kBetweenLooks)
     {
-        if (mFile.ReadFromMemory(head, 1, start + offset) != 1)
+        std::uint8_t byte = 0;
+        const std::ptrdiff_t count = mFile.ReadFromMemory(&byte, 1, position);
+        if (count < 0 && (errno == EOPNOTSUPP || errno == ENOSYS))
+        {
+            mFile.ReadAhead(inPosition, mSize);
+            return true;
+        }
+        if (count != 1)
         {
             return false;
         }
     }
-    return mFile.ReadFromMemory(head, sizeof head, start) == kHashedEnd &&
-           mFile.ReadFromMemory(tail, sizeof tail, start + mSize - kHashedEnd) == kHashedEnd &&
-           HasEnds(inRecord, head, tail);
+    return true;
 }
 
 bool DirectReader::ReadBytes(const PacketRecord& inRecord, std::int64_t inOffset, std::int64_t inCount,

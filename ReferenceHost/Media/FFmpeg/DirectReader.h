@@ -36,7 +36,7 @@ public:
     int Read(const PacketRecord& inRecord, AVPacket& outPacket) const;
 
     // Whether the packet is the one that was listed, and the system has it in memory: as far as a look at some of
-    // its bytes tells.
+    // its bytes tells. Of files of which the system can't tell it is told to have the packet there soon.
     bool IsAtHand(const PacketRecord& inRecord) const;
 
     // Some bytes of a packet that was at hand, from inOffset on. False, with errno set, if they aren't there any more.
@@ -46,6 +46,7 @@ public:
 private:
     DirectReader(const AVPacket& inSample, std::shared_ptr<PicturePool> inPool, std::int64_t inHeadBytes);
     bool HasSample(const AVPacket& inSample) const;
+    bool IsInMemory(std::int64_t inPosition) const;
 
     OpenedPart mFile;
     const int mSize; // of every packet

@@ -11,11 +11,16 @@
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <random>
+#include <sstream>
 #include <vector>
+
+#include <unistd.h>
 
 using namespace norviktypes;
 using Media::BarePicturePtr;
@@ -29,9 +34,29 @@ constexpr int kWidth = 48;
 constexpr int kHeight = 147;
 constexpr int kFrames = 6;
 
+// As a ScratchFolder, elsewhere.
+class MemoryFolder
+{
+public:
+    explicit MemoryFolder(const std::filesystem::path& inPlace)
+        : mPath((inPlace / "videorenderer-test-XXXXXX").string())
+    {
+        EXPECT_NE(::mkdtemp(mPath.data()), nullptr);
+    }
+    ~MemoryFolder() { std::filesystem::remove_all(mPath); }
+    MemoryFolder(const MemoryFolder&) = delete;
+    MemoryFolder& operator=(const MemoryFolder&) = delete;
+
+    std::string File(const std::string& inName) const { return mPath + "/" + inName; }
+
+private:
+    std::string mPath;
+};
+
 struct Clip
 {
-    Clip(const TestSupport::ScratchFolder& inFolder, const std::string& inFormat, const std::string& inName,
+    template <typename Folder>
+    Clip(const Folder& inFolder, const std::string& inFormat, const std::string& inName,
          const std::string& inFieldOrder = "progressive", const std::string& inCodec = "rawvideo")
         : mPath(inFolder.File(inName))
     {
@@ -60,7 +85,13 @@ struct Clip
     }
 
     // Null where the picture must be decoded.
-    BarePicturePtr Bare(std::int64_t inRank) const { return mFile->PictureInFile(inRank); }
+    BarePicturePtr Bare(std::int64_t inRank) const
+    {
+        // Has the system take it into its memory, should it have left that.
+        std::ifstream file(mPath, std::ios::binary);
+        std::ostringstream() << file.rdbuf();
+        return mFile->PictureInFile(inRank);
+    }
     std::shared_ptr<const AVFrame> Decoded(std::int64_t inRank) const
     {
         return mFile->GetFrame(inRank).picture;
@@ -226,6 +257,32 @@ TEST(BarePictures, AreReadByTurns)
             EXPECT_TRUE(AreSameRows(pixels, first, rows.data(), 7)) << rank << ", row " << first;
         }
     }
+}
+
+// Shared memory is such a place on Linux.
+TEST(BarePictures, AreTakenWhereTheSystemCantTellWhatItHasInMemory)
+{
+    const std::filesystem::path place = "/dev/shm";
+    if (::access(place.c_str(), W_OK) != 0)
+    {
+        GTEST_SKIP() << "there is no " << place;
+    }
+    const MemoryFolder folder(place);
+    const Clip clip(folder, "yuv420p", "memory.avi");
+    Media::OpenedPart file;
+    char byte = 0;
+    ASSERT_TRUE(file.Open(clip.mPath));
+    if (file.ReadFromMemory(&byte, 1, 0) == 1)
+    {
+        GTEST_SKIP() << "the system can tell of " << place;
+    }
+    EXPECT_EQ(errno, EOPNOTSUPP);
+    const std::shared_ptr<const AVFrame> decoded = clip.Decoded(0);
+    ASSERT_TRUE(decoded && clip.Bare(0));
+    ExpectSameFrame(FrameOf(clip.Bare(0), kPixelFormat_BGRA_4444_8u),
+                    FrameOf(*decoded, kPixelFormat_BGRA_4444_8u), "in shared memory");
+    std::filesystem::resize_file(clip.mPath, std::filesystem::file_size(clip.mPath) / 2);
+    EXPECT_FALSE(clip.Bare(kFrames - 1));
 }
 
 TEST(BarePictures, AreKnownOnlyWhenOneWasDecoded)
