@@ -331,6 +331,27 @@ TEST(BarePictures, OfAnotherContentAreNotTaken)
     EXPECT_TRUE(clip.Bare(1));
 }
 
+// What was read before belongs to no rows any more.
+TEST(BarePictures, ThatComeBackAreReadAnew)
+{
+    const TestSupport::ScratchFolder folder;
+    const Clip clip(folder, "yuv420p", "back.avi");
+    const MF::IVideoFrameRef expected = FrameOf(*clip.Decoded(0), kPixelFormat_BGRA_4444_8u);
+    const MF::IVideoFrameRef frame = FrameOf(clip.Bare(0), kPixelFormat_BGRA_4444_8u);
+    const VF::PixelMakerPtr maker = VF::PendingMakerOf(frame);
+    ASSERT_TRUE(maker);
+    std::ostringstream content;
+    content << std::ifstream(clip.mPath, std::ios::binary).rdbuf();
+    RowsOf(frame, 0, 16, kWidth * 4);
+    std::filesystem::resize_file(clip.mPath, 0);
+    std::vector<std::uint8_t> rows(16 * kWidth * 4);
+    norvik::logging::SetLogSink([](const auto&) {}, true);
+    EXPECT_LT(maker->MakeRows(60, 16, rows.data(), kWidth * 4), 0);
+    norvik::logging::SetLogSink(norvik::logging::LogSink());
+    std::ofstream(clip.mPath, std::ios::binary) << content.str();
+    ExpectSameFrame(frame, expected, "back again");
+}
+
 TEST(BarePictures, CutOffTheFrameHasNoPixelsAndOthersAreDecoded)
 {
     const TestSupport::ScratchFolder folder;
