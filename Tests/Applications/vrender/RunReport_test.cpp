@@ -115,6 +115,8 @@ TEST(Trace, HoldsOneReadOfEachFrameBeforeItsRenderAndWritesInTheirOrder)
     ASSERT_EQ(renders.size(), 50u);
     ASSERT_EQ(writes.size(), 50u);
     EXPECT_EQ(WorkOf(events, "decode").size(), 50u);
+    EXPECT_NE(ReadFile(path).find(R"("name": "thread_name", "args": {"name": "vr-read-video"}})"),
+              std::string::npos);
     for (int n = 0; n < 50; ++n)
     {
         const auto at = static_cast<std::size_t>(n);
