@@ -9,6 +9,7 @@
 #include <array>
 #include <cerrno>
 #include <cstring>
+#include <new>
 #include <system_error>
 #include <utility>
 #include <vector>
@@ -58,8 +59,8 @@ bool IsPlaneThere(const AVFrame& inPicture, std::size_t inPlane)
     return inPicture.data[inPlane] != nullptr;
 }
 
-// Whether the planes lie in inPacket as in the picture that came of it, and fill it.
-bool LieSo(const BareLayout& inLayout, const AVFrame& inPicture, const AVPacket& inPacket)
+// Whether the planes lie in the packet as in the picture that came of it, and fill it.
+bool LieSo(const BareLayout& inLayout, const AVFrame& inPicture, const PacketRecord& inRecord)
 {
     std::int64_t end = 0;
     for (std::size_t plane = 0; plane < 4; ++plane)
@@ -70,14 +71,14 @@ bool LieSo(const BareLayout& inLayout, const AVFrame& inPicture, const AVPacket&
         }
         const std::int64_t offset = inLayout.mOffsets[plane];
         const std::int64_t bytes = inLayout.LineSize(plane) * inLayout.RowsAbove(plane, inPicture.height);
-        if (inLayout.LineSize(plane) <= 0 || offset < 0 || offset + bytes > inPacket.size ||
-            std::memcmp(inPicture.data[plane], inPacket.data + offset, static_cast<std::size_t>(bytes)) != 0)
+        if (inLayout.LineSize(plane) <= 0 || offset < 0 || offset + bytes > inRecord.size ||
+            !inLayout.mReader->HasBytes(inRecord, offset, bytes, inPicture.data[plane]))
         {
             return false;
         }
         end = std::max(end, offset + bytes);
     }
-    return end == inPacket.size;
+    return end == inRecord.size;
 }
 
 // Decoders of bare video hand on the memory of the packet, whose first bytes are those of a plane. The content says
@@ -87,11 +88,10 @@ std::shared_ptr<const BareLayout> LayoutOf(const AVFrame& inPicture, const Packe
 {
     const AVPixFmtDescriptor* const format =
         av_pix_fmt_desc_get(static_cast<AVPixelFormat>(inPicture.format));
-    const PacketPtr packet(av_packet_alloc());
     const auto layout = std::make_shared<BareLayout>();
     layout->mShape.reset(av_frame_alloc());
-    if (!format || !packet || !layout->mShape || !inPicture.buf[0] || inPicture.buf[1] ||
-        inReader->Read(inRecord, *packet) < 0 || av_frame_copy_props(layout->mShape.get(), &inPicture) < 0)
+    if (!format || !layout->mShape || !inPicture.buf[0] || inPicture.buf[1] || inRecord.position < 0 ||
+        av_frame_copy_props(layout->mShape.get(), &inPicture) < 0)
     {
         return nullptr;
     }
@@ -114,7 +114,7 @@ std::shared_ptr<const BareLayout> LayoutOf(const AVFrame& inPicture, const Packe
             layout->mShiftY[plane] = plane == 1 || plane == 2 ? format->log2_chroma_h : 0;
         }
     }
-    return LieSo(*layout, inPicture, *packet) ? layout : nullptr;
+    return LieSo(*layout, inPicture, inRecord) ? layout : nullptr;
 }
 
 } // namespace
@@ -251,11 +251,19 @@ void BarePictures::LearnFrom(const AVFrame& inPicture, const PacketRecord& inRec
                              const SharedDirectReader& inReader)
 {
     const std::shared_ptr<const DirectReader> reader = mIsKnown ? nullptr : inReader.Get();
-    if (reader && !mIsKnown.exchange(true))
+    if (!reader || mIsKnown.exchange(true))
+    {
+        return;
+    }
+    try
     {
         std::shared_ptr<const BareLayout> layout = LayoutOf(inPicture, inRecord, reader);
         const std::lock_guard<std::mutex> lock(mLock);
         mLayout = std::move(layout);
+    }
+    catch (const std::bad_alloc&) // the next picture will do as well
+    {
+        mIsKnown = false;
     }
 }
 

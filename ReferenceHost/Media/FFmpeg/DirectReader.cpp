@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <cstring>
 #include <utility>
+#include <vector>
 
 #include "ReferenceHost/Media/FFmpeg/FFmpegTypes.h"
 #include "ReferenceHost/Media/FFmpeg/MatroskaBlocks.h"
@@ -77,12 +78,27 @@ std::unique_ptr<DirectReader> DirectReader::Open(const std::string& inPath,
 
 bool DirectReader::HasSample(const AVPacket& inSample) const
 {
-    const PacketPtr packet(av_packet_alloc());
     PacketRecord record;
     record.position = inSample.pos;
-    record.size = inSample.size;
-    return packet && Read(record, *packet) >= 0 &&
-           std::memcmp(packet->data, inSample.data, static_cast<std::size_t>(inSample.size)) == 0;
+    return HasBytes(record, 0, inSample.size, inSample.data);
+}
+
+// Compared part by part: a block of a picture's size would be new to the process, and serve only once.
+bool DirectReader::HasBytes(const PacketRecord& inRecord, std::int64_t inOffset, std::int64_t inCount,
+                            const std::uint8_t* inBytes) const
+{
+    std::vector<std::uint8_t> part(static_cast<std::size_t>(std::min(inCount, kBetweenLooks)));
+    const auto most = static_cast<std::int64_t>(part.size());
+    for (std::int64_t done = 0; done < inCount; done += most)
+    {
+        const std::int64_t count = std::min(inCount - done, most);
+        if (!ReadBytes(inRecord, inOffset + done, count, part.data()) ||
+            std::memcmp(part.data(), inBytes + done, static_cast<std::size_t>(count)) != 0)
+        {
+            return false;
+        }
+    }
+    return true;
 }
 
 int DirectReader::Read(const PacketRecord& inRecord, AVPacket& outPacket) const

@@ -43,6 +43,10 @@ public:
     bool ReadBytes(const PacketRecord& inRecord, std::int64_t inOffset, std::int64_t inCount,
                    std::uint8_t* outBytes) const;
 
+    // Whether these are such bytes. Throws std::bad_alloc.
+    bool HasBytes(const PacketRecord& inRecord, std::int64_t inOffset, std::int64_t inCount,
+                  const std::uint8_t* inBytes) const;
+
 private:
     DirectReader(const AVPacket& inSample, std::shared_ptr<PicturePool> inPool, std::int64_t inHeadBytes);
     bool HasSample(const AVPacket& inSample) const;
