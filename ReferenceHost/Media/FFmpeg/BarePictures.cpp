@@ -275,7 +275,7 @@ BarePicturePtr BarePictures::Find(const PacketRecord& inRecord, const std::strin
         const std::lock_guard<std::mutex> lock(mLock);
         layout = mLayout;
     }
-    const bool isThere = layout && !inRecord.isCorrupt && layout->mReader->IsAtHand(inRecord);
+    const bool isThere = layout && !inRecord.isCorrupt && layout->mReader->Fetch(inRecord);
     return isThere ? std::make_shared<const BarePicture>(std::move(layout), inRecord,
                                                          fmt::format("{}: frame {}", inPath, inNumber))
                    : nullptr;

@@ -2,8 +2,8 @@
 //
 // A picture of megabytes that is read ahead of time has left the caches when it is converted: it goes through memory
 // twice more than it must, and memory is what two processors wait for. A few rows, read right before they are
-// converted, stay in the second-level cache. It is done with pictures only that the system has in its memory already,
-// as far as it can tell: nobody who draws shall wait for a disk.
+// converted, stay in the second-level cache. Read ahead are the bytes alone, into the memory of the system, where they
+// aren't there already: nobody who draws shall wait for a disk.
 //
 // The file must not be changed meanwhile. Rows of one that was cut short can't be read; that is logged, once for
 // a file.
@@ -66,7 +66,8 @@ public:
     void LearnFrom(const AVFrame& inPicture, const PacketRecord& inRecord,
                    const SharedDirectReader& inReader);
 
-    // Null unless the layout is known and the packet at hand. inPath and inNumber: what messages call it.
+    // Null unless the layout is known and the packet there. Waits until the system has it in its memory. inPath and
+    // inNumber: what messages call it. Throws std::bad_alloc.
     BarePicturePtr Find(const PacketRecord& inRecord, const std::string& inPath, std::int64_t inNumber) const;
 
 private:

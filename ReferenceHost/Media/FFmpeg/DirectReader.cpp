@@ -128,7 +128,7 @@ int DirectReader::Read(const PacketRecord& inRecord, AVPacket& outPacket) const
     return 0;
 }
 
-bool DirectReader::IsAtHand(const PacketRecord& inRecord) const
+bool DirectReader::Fetch(const PacketRecord& inRecord) const
 {
     if (inRecord.position < 0 || inRecord.size != mSize || mSize < 2 * kHashedEnd)
     {
@@ -137,23 +137,29 @@ bool DirectReader::IsAtHand(const PacketRecord& inRecord) const
     const std::int64_t start = inRecord.position + mHeadBytes;
     std::uint8_t head[kHashedEnd];
     std::uint8_t tail[kHashedEnd];
-    return IsInMemory(start) && ReadAll(mFile, start, kHashedEnd, head) &&
+    return FetchBytes(start, mSize) && ReadAll(mFile, start, kHashedEnd, head) &&
            ReadAll(mFile, start + mSize - kHashedEnd, kHashedEnd, tail) && HasEnds(inRecord, head, tail);
 }
 
-bool DirectReader::IsInMemory(std::int64_t inPosition) const
+bool DirectReader::FetchBytes(std::int64_t inPosition, std::int64_t inCount) const
 {
-    const std::int64_t end = inPosition + mSize;
+    std::vector<std::uint8_t> missing;
+    const std::int64_t end = inPosition + inCount;
     for (std::int64_t position = inPosition; position < end; position += kBetweenLooks)
     {
         std::uint8_t byte = 0;
-        const std::ptrdiff_t count = mFile.ReadFromMemory(&byte, 1, position);
-        if (count < 0 && (errno == EOPNOTSUPP || errno == ENOSYS))
+        if (mFile.ReadFromMemory(&byte, 1, position) == 1)
         {
-            mFile.ReadAhead(inPosition, mSize);
+            continue;
+        }
+        if (errno == EOPNOTSUPP || errno == ENOSYS)
+        {
+            mFile.ReadAhead(inPosition, inCount);
             return true;
         }
-        if (count != 1)
+        const std::int64_t count = std::min(kBetweenLooks, end - position);
+        missing.resize(static_cast<std::size_t>(count));
+        if (!ReadAll(mFile, position, count, missing.data()))
         {
             return false;
         }

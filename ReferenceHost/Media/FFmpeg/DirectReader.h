@@ -35,11 +35,12 @@ public:
     // sample: a demuxer may still know what to do with it.
     int Read(const PacketRecord& inRecord, AVPacket& outPacket) const;
 
-    // Whether the packet is the one that was listed, and the system has it in memory: as far as a look at some of
-    // its bytes tells. Of files of which the system can't tell it is told to have the packet there soon.
-    bool IsAtHand(const PacketRecord& inRecord) const;
+    // Has the system read the packet into its memory, and waits for what isn't there yet, as far as a look at some of
+    // its bytes tells; of files of which the system can't tell it is told to have it there soon. False unless the
+    // packet is there whole and the one that was listed. Throws std::bad_alloc.
+    bool Fetch(const PacketRecord& inRecord) const;
 
-    // Some bytes of a packet that was at hand, from inOffset on. False, with errno set, if they aren't there any more.
+    // Some bytes of a packet that was fetched, from inOffset on. False, with errno set, if they can't be read.
     bool ReadBytes(const PacketRecord& inRecord, std::int64_t inOffset, std::int64_t inCount,
                    std::uint8_t* outBytes) const;
 
@@ -50,7 +51,7 @@ public:
 private:
     DirectReader(const AVPacket& inSample, std::shared_ptr<PicturePool> inPool, std::int64_t inHeadBytes);
     bool HasSample(const AVPacket& inSample) const;
-    bool IsInMemory(std::int64_t inPosition) const;
+    bool FetchBytes(std::int64_t inPosition, std::int64_t inCount) const;
 
     OpenedPart mFile;
     const int mSize; // of every packet

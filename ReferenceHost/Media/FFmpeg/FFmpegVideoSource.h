@@ -27,8 +27,8 @@ norviktypes::PixelAspectRatio ShownPixelAspect(const FileFacts& inFacts);
 //
 // A frame is decoded by the shared MediaFile and converted once, from the decoder's planes to the pixels that
 // were asked for, scaled on the way where they are fewer. Pictures that the file asks to be turned are turned
-// here, so that bounds, pixel aspect and pixels are those of the upright picture. Bare pictures that the system has
-// in its memory stay where they are until somebody looks at the frame.
+// here, so that bounds, pixel aspect and pixels are those of the upright picture. Bare pictures stay in
+// the file until somebody looks at the frame.
 //
 // Thread-safety: safe; a request decodes and converts on the calling thread.
 class FFmpegVideoSource final : public VideoSourceBase

@@ -101,8 +101,8 @@ public:
     // Only what is decoded already; never blocks for longer than a look into the cache.
     FrameAnswer TryGetFrame(std::int64_t inRank);
 
-    // Frame inRank where it needs no decoding, and the system has it in memory: null otherwise, and as long as no
-    // frame was decoded. May wait for a few of its bytes.
+    // Frame inRank where it needs no decoding; null otherwise, and as long as no frame was decoded. Blocks until the
+    // system has it in its memory.
     BarePicturePtr PictureInFile(std::int64_t inRank) const;
 
     // Only these frames will be asked for, in whatever order; no runs: that isn't known any more. One that is

@@ -20,6 +20,7 @@
 #include <sstream>
 #include <vector>
 
+#include <fcntl.h>
 #include <unistd.h>
 
 using namespace norviktypes;
@@ -85,13 +86,7 @@ struct Clip
     }
 
     // Null where the picture must be decoded.
-    BarePicturePtr Bare(std::int64_t inRank) const
-    {
-        // Has the system take it into its memory, should it have left that.
-        std::ifstream file(mPath, std::ios::binary);
-        std::ostringstream() << file.rdbuf();
-        return mFile->PictureInFile(inRank);
-    }
+    BarePicturePtr Bare(std::int64_t inRank) const { return mFile->PictureInFile(inRank); }
     std::shared_ptr<const AVFrame> Decoded(std::int64_t inRank) const
     {
         return mFile->GetFrame(inRank).picture;
@@ -257,6 +252,20 @@ TEST(BarePictures, AreReadByTurns)
             EXPECT_TRUE(AreSameRows(pixels, first, rows.data(), 7)) << rank << ", row " << first;
         }
     }
+}
+
+TEST(BarePictures, AreFetchedWhereTheSystemHasLeftThem)
+{
+    const TestSupport::ScratchFolder folder;
+    const Clip clip(folder, "yuv420p", "cold.avi");
+    const MF::IVideoFrameRef expected = FrameOf(*clip.Decoded(0), kPixelFormat_BGRA_4444_8u);
+    const int file = ::open(clip.mPath.c_str(), O_RDONLY | O_CLOEXEC);
+    ::fsync(file);
+    ::posix_fadvise(file, 0, 0, POSIX_FADV_DONTNEED);
+    ::close(file);
+    const BarePicturePtr bare = clip.Bare(0);
+    ASSERT_TRUE(bare);
+    ExpectSameFrame(FrameOf(bare, kPixelFormat_BGRA_4444_8u), expected, "from the disk");
 }
 
 // Shared memory is such a place on Linux.
