@@ -258,9 +258,9 @@ Project::ClipItem SequenceBuilder::MakeClip(const Otio::Item& inItem, const Proj
     }
     KeyAxis axis;
     axis.mSlope = clip.mSpeed == 0.0 ? 1.0 : clip.mSpeed;
-    axis.mShift = Project::ToMediaTime(clip, TickTime(), rate);
+    axis.mShift = Project::ToMediaTime(clip, -inItem.mCutOff, rate);
     axis.mFrameRate = rate;
-    axis.mDuration = clip.mDuration;
+    axis.mDuration = inItem.mCutOff + clip.mDuration;
     clip.mEffects =
         HasEffectsOnMedia(inItem)
             ? mEffects.MakeEffects(

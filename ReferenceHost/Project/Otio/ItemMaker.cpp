@@ -252,9 +252,9 @@ std::vector<Item> ItemMaker::Divide(const Slot& inSlot, const Item& inItem) cons
     const TickTime from = TickTime::FromFrame(first, mRate);
     const TickTime to = end == count ? inItem.mDuration : TickTime::FromFrame(end, mRate);
     // Transitions need whole items at their side; there the edge of the media is held.
-    const bool isTooShort = (first > 0 && first < count && from < inSlot.mTaken) ||
-                            (end < count && inItem.mDuration - to < inSlot.mGiven);
-    if (isTooShort)
+    const TickTime atStart = first > 0 ? from : to;
+    const TickTime atEnd = inItem.mDuration - (end < count ? to : from);
+    if (first < count && (atStart < inSlot.mTaken || atEnd < inSlot.mGiven))
     {
         return {inItem};
     }
@@ -282,6 +282,7 @@ Item ItemMaker::Piece(const Item& inItem, const TickTime& inFrom, const TickTime
     Item piece = inItem;
     piece.mStart = inItem.mStart + inFrom;
     piece.mDuration = inTo - inFrom;
+    piece.mCutOff = inFrom;
     const TickTime first =
         FirstMediaTime(inItem.mRun, inItem.mDuration, mRate) + Scaled(inFrom, inItem.mRun.mSpeed);
     piece.mRun.mIn = kTime_Zero;

@@ -96,6 +96,8 @@ struct Item
     std::string mName;
     norviktypes::TickTime mStart;
     norviktypes::TickTime mDuration;
+    // Of a part of what is one item in the document: how far it begins behind that, whose keyframes it has.
+    norviktypes::TickTime mCutOff;
     // One of the two; of an item that shows black, or nothing but its effects, neither.
     std::size_t mMedia = kNone;
     std::size_t mSequence = kNone;

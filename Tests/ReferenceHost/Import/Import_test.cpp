@@ -307,6 +307,23 @@ TEST(DocumentImport, PutsKeyframesOntoTheMediasAxis)
         NumberAt(held.Item().mEffects.at(0), 0, Project::ToMediaTime(held.Item(), Frames(5), k24)), 50.0);
 }
 
+TEST(DocumentImport, PartsBesideBlackHaveTheKeyframesOfTheWhole)
+{
+    const std::string file =
+        R"({"OTIO_SCHEMA":"ExternalReference.1","target_url":"gone.mov","available_range":)" +
+        RangeText(0, 10) + "}";
+    Import::ImportOptions options;
+    options.mDocument.mOutOfRange = Otio::OutOfRange::kBlack;
+    const Imported imported(OneTrack(ClipText(-5, 20, Settings(kFade), file), kCanvas), options);
+    ASSERT_EQ(imported.mTimeline.mMain->GetItems(0).size(), 3u);
+    for (const std::size_t part : {0u, 1u, 2u})
+    {
+        const Project::ClipItem item = imported.Item(part);
+        const TickTime begin = Project::ToMediaTime(item, TickTime(), k24);
+        EXPECT_NEAR(NumberAt(item.mEffects.at(0), 0, begin), 50.0 * static_cast<double>(part), 1e-9) << part;
+    }
+}
+
 TEST(DocumentImport, CurvesFollowTheirHandles)
 {
     const auto at = [](const std::string& inKeys, double inFrame)

@@ -497,22 +497,23 @@ TEST(OutOfRange, BlackPartsOfRetimedItemsLeaveTheRestAsItWas)
 
 TEST(OutOfRange, BlackLeavesTransitionsTheirWholeItem)
 {
-    // With three, two and one frames of black beside the cut.
-    for (const char* start : {"99", "98", "97"})
+    // With three, two and one frames beside the cut: first black ones, then some of the media.
+    for (const char* start : {"99", "98", "97", "-1", "-2", "-3"})
     {
         const Read read(
             OneTrack(ClipText(start, "4") + "," + TransitionText("3", "0") + "," + ClipText("50", "9")),
             Policy(Otio::OutOfRange::kBlack));
         ASSERT_EQ(read.mProblems.Problems().size(), 1u);
         EXPECT_EQ(read.mProblems.Problems()[0].mText,
-                  start == std::string("99") ? "shows more than the media has; black there"
-                                             : "shows more than the media has; the nearest frame is held");
+                  start == std::string("99") || start == std::string("-1")
+                      ? "shows more than the media has; black there"
+                      : "shows more than the media has; the nearest frame is held");
         const Otio::Transition& transition = read.Track().mTransitions.at(0);
         ASSERT_NE(transition.mEarlier, kNone);
         EXPECT_GE(read.Item(transition.mEarlier).mDuration, transition.mInOffset) << start;
         EXPECT_EQ(read.Item(transition.mEarlier).End(), transition.mCut);
     }
-    for (const char* start : {"-3", "-2", "-1"})
+    for (const char* start : {"-3", "-2", "-1", "97", "98", "99"})
     {
         const Read read(
             OneTrack(ClipText("50", "9") + "," + TransitionText("0", "3") + "," + ClipText(start, "9")),
