@@ -35,7 +35,7 @@ if(VR_SANITIZE)
     add_compile_options(-fsanitize=${VR_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
     add_link_options(-fsanitize=${VR_SANITIZE})
     add_compile_definitions(VR_SANITIZED=1)
-    set(VR_TEST_TIMEOUT_FACTOR 5)
+    set(VR_TEST_TIMEOUT_FACTOR 15)
     # Two instruction sets are checked under sanitizers, the best and the plain one; of the rest none is compiled.
     set(VR_KERNEL_DEFINITIONS "HWY_DISABLED_TARGETS=(HWY_SSSE3|HWY_SSE4)")
     if(VR_SANITIZE MATCHES "address")

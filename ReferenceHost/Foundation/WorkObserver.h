@@ -19,7 +19,7 @@ namespace Foundation
 enum class WorkKind : std::uint8_t
 {
     kRead,    // a stream makes a frame; decoding lies within, and converting if it is done at once
-    kDecode,  // a picture comes out of a decoder
+    kDecode,  // a picture comes out of a decoder, or is found in its file as it is
     kConvert, // a picture becomes the pixels of a frame
     kRender,
     kLayOut, // for an encoder

@@ -22,7 +22,7 @@ public:
     virtual ~IPixelMaker() = default;
 
     // Writes inCount rows of the frame from row inFirst on. outPixels: of the first of them, which lie inRowBytes
-    // apart. 0, or negative with rows that are undefined; only memory may be missing.
+    // apart. 0, or negative with rows that are undefined: memory may be missing, or the file that they lie in.
     virtual std::int32_t MakeRows(std::uint32_t inFirst, std::uint32_t inCount, std::uint8_t* outPixels,
                                   std::int32_t inRowBytes) const = 0;
 

@@ -46,7 +46,7 @@ constexpr int kRowsOfWindow = 64;
 static_assert(kRowsOfWindow >= static_cast<int>(BarePicture::kMostRows) + 4 * kAround - 2);
 
 // As many as are commonly mixed or laid over each other.
-constexpr std::size_t kWindows = 4;
+constexpr std::size_t kWindows = 8;
 
 std::uint64_t NewID() noexcept
 {
@@ -90,7 +90,7 @@ std::shared_ptr<const BareLayout> LayoutOf(const AVFrame& inPicture, const Packe
         av_pix_fmt_desc_get(static_cast<AVPixelFormat>(inPicture.format));
     const auto layout = std::make_shared<BareLayout>();
     layout->mShape.reset(av_frame_alloc());
-    if (!format || !layout->mShape || !inPicture.buf[0] || inPicture.buf[1] || inRecord.position < 0 ||
+    if (!format || !layout->mShape || !inPicture.buf[0] || inPicture.buf[1] || !inReader->Fetch(inRecord) ||
         av_frame_copy_props(layout->mShape.get(), &inPicture) < 0)
     {
         return nullptr;

@@ -41,7 +41,7 @@ public:
 
     // Rows inFirst to inFirst + inCount - 1, which are kMostRows at most, among those that converting them may look
     // at: a picture of its own, whose first row is row outTop of the whole one. Valid until the calling thread asks
-    // a fifth picture for rows. Null if they can't be read. Throws std::bad_alloc.
+    // eight others for rows. Null if they can't be read. Throws std::bad_alloc.
     const AVFrame* ReadRows(int inFirst, int inCount, int& outTop) const;
 
 private:

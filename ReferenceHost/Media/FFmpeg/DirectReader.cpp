@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <utility>
 #include <vector>
 
 #include "ReferenceHost/Media/FFmpeg/FFmpegTypes.h"
@@ -47,12 +46,12 @@ bool ReadAll(const OpenedPart& inFile, std::int64_t inPosition, std::int64_t inB
 
 }
 
-DirectReader::DirectReader(const AVPacket& inSample, std::shared_ptr<PicturePool> inPool,
+DirectReader::DirectReader(const AVPacket& inSample, const std::shared_ptr<PicturePool>& inPool,
                            std::int64_t inHeadBytes)
     : mSize(inSample.size)
     , mStream(inSample.stream_index)
     , mHeadBytes(inHeadBytes)
-    , mPool(std::move(inPool))
+    , mPool(inPool)
 {
 }
 
@@ -109,7 +108,8 @@ int DirectReader::Read(const PacketRecord& inRecord, AVPacket& outPacket) const
     }
     const auto size = static_cast<std::size_t>(mSize);
     std::uint8_t* bytes = nullptr;
-    outPacket.buf = mPool->NewBuffer(size + AV_INPUT_BUFFER_PADDING_SIZE, bytes);
+    const std::shared_ptr<PicturePool> pool = mPool.lock();
+    outPacket.buf = pool ? pool->NewBuffer(size + AV_INPUT_BUFFER_PADDING_SIZE, bytes) : nullptr;
     if (!outPacket.buf)
     {
         return AVERROR(ENOMEM);

@@ -49,15 +49,16 @@ public:
                   const std::uint8_t* inBytes) const;
 
 private:
-    DirectReader(const AVPacket& inSample, std::shared_ptr<PicturePool> inPool, std::int64_t inHeadBytes);
+    DirectReader(const AVPacket& inSample, const std::shared_ptr<PicturePool>& inPool,
+                 std::int64_t inHeadBytes);
     bool HasSample(const AVPacket& inSample) const;
     bool FetchBytes(std::int64_t inPosition, std::int64_t inCount) const;
 
     OpenedPart mFile;
     const int mSize; // of every packet
     const int mStream;
-    const std::int64_t mHeadBytes; // from the place that is told of a packet to its first byte
-    const std::shared_ptr<PicturePool> mPool;
+    const std::int64_t mHeadBytes;          // from the place that is told of a packet to its first byte
+    const std::weak_ptr<PicturePool> mPool; // of an open file: frames may keep this reader for longer
 };
 
 // The reader that all decoders of a file share, once one of them has found that there can be one.

@@ -180,6 +180,11 @@ TEST(DiskCacheStress, KilledWriterNeverShowsATornEntry)
         {
             EXPECT_NE(file.rfind(".unfinished-", 0), 0u) << file;
         }
+        // What is there isn't written again: a child that finds all of it may never live to write anything.
+        if (kill % 4 == 0)
+        {
+            directory->Clear();
+        }
     }
     std::printf("%zu kills: %zu entries seen, %zu unfinished files\n", kill, found, unfinished);
 }

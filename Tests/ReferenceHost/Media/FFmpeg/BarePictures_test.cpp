@@ -33,7 +33,7 @@ namespace
 // More rows than are read at once, of noise, in which every row and column differs.
 constexpr int kWidth = 48;
 constexpr int kHeight = 147;
-constexpr int kFrames = 6;
+constexpr int kFrames = 10;
 
 // As a ScratchFolder, elsewhere.
 class MemoryFolder
@@ -380,7 +380,7 @@ TEST(BarePictures, CutOffTheFrameHasNoPixelsAndOthersAreDecoded)
     EXPECT_FALSE(VF::GetFramePixels(frame, pixels));
     norvik::logging::SetLogSink(norvik::logging::LogSink());
     ASSERT_EQ(lines.size(), 1u); // once for a file
-    EXPECT_EQ(lines[0], clip.mPath + ": frame 5 can't be read any more: No data available");
+    EXPECT_EQ(lines[0], clip.mPath + ": frame 9 can't be read any more: No data available");
     EXPECT_FALSE(clip.Bare(kFrames - 1));
     EXPECT_EQ(clip.mFile->GetFrame(kFrames - 1).status, Media::FrameStatus::kDamaged);
     EXPECT_TRUE(VF::GetFramePixels(FrameOf(first, kPixelFormat_BGRA_4444_8u), pixels));
