@@ -26,7 +26,7 @@ from pathlib import Path
 from benchmark_media import REPOSITORY, median
 from benchmark_timeline import CrossDissolve, FourLayers, PictureInPicture, TimelineMedia
 
-LOOPS = 4
+LOOPS = 12
 SHORT = ["--range", "0:20"]
 
 
