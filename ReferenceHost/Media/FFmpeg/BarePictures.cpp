@@ -23,7 +23,9 @@ struct BareLayout
     std::array<std::int64_t, 4>
         mOffsets{}; // of the planes in a packet; where there is one, mShape has its line size
     std::array<int, 4> mShiftY{};
+    std::array<std::size_t, 5> mPlaces{}; // of the planes in a window, and its size
     std::shared_ptr<const DirectReader> mReader;
+    std::string mPath;
     mutable std::atomic<bool> mHasSaidThatItIsGone{false};
 
     // Rows of a plane that belong to those above row inRow of the picture.
@@ -84,7 +86,8 @@ bool LieSo(const BareLayout& inLayout, const AVFrame& inPicture, const PacketRec
 // Decoders of bare video hand on the memory of the packet, whose first bytes are those of a plane. The content says
 // whether that is so.
 std::shared_ptr<const BareLayout> LayoutOf(const AVFrame& inPicture, const PacketRecord& inRecord,
-                                           const std::shared_ptr<const DirectReader>& inReader)
+                                           const std::shared_ptr<const DirectReader>& inReader,
+                                           const std::string& inPath)
 {
     const AVPixFmtDescriptor* const format =
         av_pix_fmt_desc_get(static_cast<AVPixelFormat>(inPicture.format));
@@ -96,6 +99,7 @@ std::shared_ptr<const BareLayout> LayoutOf(const AVFrame& inPicture, const Packe
         return nullptr;
     }
     layout->mReader = inReader;
+    layout->mPath = inPath;
     const std::uint8_t* start = inPicture.data[0];
     for (std::size_t plane = 1; plane < 4; ++plane)
     {
@@ -113,6 +117,9 @@ std::shared_ptr<const BareLayout> LayoutOf(const AVFrame& inPicture, const Packe
             layout->mOffsets[plane] = inPicture.data[plane] - start;
             layout->mShiftY[plane] = plane == 1 || plane == 2 ? format->log2_chroma_h : 0;
         }
+        layout->mPlaces[plane + 1] =
+            layout->mPlaces[plane] +
+            static_cast<std::size_t>(layout->LineSize(plane) * layout->RowsAbove(plane, kRowsOfWindow));
     }
     return LieSo(*layout, inPicture, inRecord) ? layout : nullptr;
 }
@@ -131,10 +138,10 @@ struct BarePicture::Window
 };
 
 BarePicture::BarePicture(std::shared_ptr<const BareLayout> inLayout, const PacketRecord& inRecord,
-                         std::string inName)
+                         std::int64_t inNumber)
     : mLayout(std::move(inLayout))
     , mRecord(inRecord)
-    , mName(std::move(inName))
+    , mNumber(inNumber)
     , mID(NewID())
 {
 }
@@ -142,6 +149,11 @@ BarePicture::BarePicture(std::shared_ptr<const BareLayout> inLayout, const Packe
 const AVFrame& BarePicture::Shape() const noexcept
 {
     return *mLayout->mShape;
+}
+
+bool BarePicture::Fetch() const
+{
+    return mLayout->mReader->Fetch(mRecord);
 }
 
 BarePicture::Window& BarePicture::WindowOfThread() const
@@ -184,15 +196,8 @@ const AVFrame* BarePicture::ReadRows(int inFirst, int inCount, int& outTop) cons
 bool BarePicture::Fill(Window& ioWindow, int inTop, int inBottom) const
 {
     const AVFrame& shape = Shape();
-    const BareLayout& layout = *mLayout;
     const bool goesOn = ioWindow.mPicture == mID && ioWindow.mTop <= inTop && inTop < ioWindow.mBottom;
     const int from = goesOn ? ioWindow.mBottom : inTop;
-    std::array<std::size_t, 5> places{};
-    for (std::size_t plane = 0; plane < 4; ++plane)
-    {
-        places[plane + 1] = places[plane] + static_cast<std::size_t>(layout.LineSize(plane) *
-                                                                     layout.RowsAbove(plane, kRowsOfWindow));
-    }
     if (!ioWindow.mRows)
     {
         ioWindow.mRows.reset(av_frame_alloc());
@@ -201,31 +206,13 @@ bool BarePicture::Fill(Window& ioWindow, int inTop, int inBottom) const
     {
         throw std::bad_alloc();
     }
-    if (ioWindow.mMemory.size() < places[4])
-    {
-        ioWindow.mMemory.resize(places[4]);
-    }
-    AVFrame& rows = *ioWindow.mRows;
-    rows.format = shape.format;
-    rows.width = shape.width;
-    rows.height = inBottom - inTop;
+    ioWindow.mMemory.resize(std::max(ioWindow.mMemory.size(), mLayout->mPlaces.back()));
+    ioWindow.mRows->format = shape.format;
+    ioWindow.mRows->width = shape.width;
+    ioWindow.mRows->height = inBottom - inTop;
     for (std::size_t plane = 0; plane < 4; ++plane)
     {
-        const std::int64_t lineSize = layout.LineSize(plane);
-        std::uint8_t* const memory = ioWindow.mMemory.data() + places[plane];
-        rows.data[plane] = lineSize > 0 ? memory : nullptr;
-        rows.linesize[plane] = shape.linesize[plane];
-        const std::int64_t above = layout.RowsAbove(plane, inTop);
-        const std::int64_t kept = layout.RowsAbove(plane, from) - above;
-        if (lineSize > 0 && kept > 0)
-        {
-            std::memmove(memory, memory + (above - layout.RowsAbove(plane, ioWindow.mTop)) * lineSize,
-                         static_cast<std::size_t>(kept * lineSize));
-        }
-        if (lineSize > 0 &&
-            !layout.mReader->ReadBytes(mRecord, layout.mOffsets[plane] + (above + kept) * lineSize,
-                                       (layout.RowsAbove(plane, inBottom) - above - kept) * lineSize,
-                                       memory + kept * lineSize))
+        if (!FillPlane(ioWindow, plane, inTop, inBottom, from))
         {
             return false;
         }
@@ -236,19 +223,43 @@ bool BarePicture::Fill(Window& ioWindow, int inTop, int inBottom) const
     return true;
 }
 
+// Reads from row inFrom on; what is there above it is moved to the beginning.
+bool BarePicture::FillPlane(Window& ioWindow, std::size_t inPlane, int inTop, int inBottom, int inFrom) const
+{
+    const BareLayout& layout = *mLayout;
+    const std::int64_t lineSize = layout.LineSize(inPlane);
+    std::uint8_t* const memory = ioWindow.mMemory.data() + layout.mPlaces[inPlane];
+    ioWindow.mRows->data[inPlane] = lineSize > 0 ? memory : nullptr;
+    ioWindow.mRows->linesize[inPlane] = static_cast<int>(lineSize);
+    if (lineSize == 0)
+    {
+        return true;
+    }
+    const std::int64_t top = layout.RowsAbove(inPlane, inTop);
+    const std::int64_t from = layout.RowsAbove(inPlane, inFrom);
+    if (from > top)
+    {
+        std::memmove(memory, memory + (top - layout.RowsAbove(inPlane, ioWindow.mTop)) * lineSize,
+                     static_cast<std::size_t>((from - top) * lineSize));
+    }
+    return layout.mReader->ReadBytes(mRecord, layout.mOffsets[inPlane] + from * lineSize,
+                                     (layout.RowsAbove(inPlane, inBottom) - from) * lineSize,
+                                     memory + (from - top) * lineSize);
+}
+
 void BarePicture::SayThatItIsGone() const
 {
     const int error = errno;
     if (!mLayout->mHasSaidThatItIsGone.exchange(true))
     {
-        const std::string text =
-            fmt::format("{} can't be read any more: {}", mName, std::generic_category().message(error));
+        const std::string text = fmt::format("{}: frame {} can't be read any more: {}", mLayout->mPath,
+                                             mNumber, std::generic_category().message(error));
         norvik::logging::LogText(norvik::logging::kLogLevel_Error, "Media", text.c_str());
     }
 }
 
 void BarePictures::LearnFrom(const AVFrame& inPicture, const PacketRecord& inRecord,
-                             const SharedDirectReader& inReader)
+                             const SharedDirectReader& inReader, const std::string& inPath)
 {
     const std::shared_ptr<const DirectReader> reader = mIsKnown ? nullptr : inReader.Get();
     if (!reader || mIsKnown.exchange(true))
@@ -257,7 +268,7 @@ void BarePictures::LearnFrom(const AVFrame& inPicture, const PacketRecord& inRec
     }
     try
     {
-        std::shared_ptr<const BareLayout> layout = LayoutOf(inPicture, inRecord, reader);
+        std::shared_ptr<const BareLayout> layout = LayoutOf(inPicture, inRecord, reader, inPath);
         const std::lock_guard<std::mutex> lock(mLock);
         mLayout = std::move(layout);
     }
@@ -267,18 +278,16 @@ void BarePictures::LearnFrom(const AVFrame& inPicture, const PacketRecord& inRec
     }
 }
 
-BarePicturePtr BarePictures::Find(const PacketRecord& inRecord, const std::string& inPath,
-                                  std::int64_t inNumber) const
+BarePicturePtr BarePictures::Find(const PacketRecord& inRecord, std::int64_t inNumber) const
 {
     std::shared_ptr<const BareLayout> layout;
     {
         const std::lock_guard<std::mutex> lock(mLock);
         layout = mLayout;
     }
-    const bool isThere = layout && !inRecord.isCorrupt && layout->mReader->Fetch(inRecord);
-    return isThere ? std::make_shared<const BarePicture>(std::move(layout), inRecord,
-                                                         fmt::format("{}: frame {}", inPath, inNumber))
-                   : nullptr;
+    return layout && !inRecord.isCorrupt
+               ? std::make_shared<const BarePicture>(std::move(layout), inRecord, inNumber)
+               : nullptr;
 }
 
 } // namespace Media

@@ -34,10 +34,16 @@ public:
     // in the second-level cache.
     static constexpr std::uint32_t kMostRows = 32;
 
-    BarePicture(std::shared_ptr<const BareLayout> inLayout, const PacketRecord& inRecord, std::string inName);
+    // inNumber: what messages call it.
+    BarePicture(std::shared_ptr<const BareLayout> inLayout, const PacketRecord& inRecord,
+                std::int64_t inNumber);
 
     // Format, size, colour and line sizes, without samples.
     const AVFrame& Shape() const noexcept;
+
+    // Waits until the system has it in its memory. False unless it's there whole, and the one that was listed. Throws
+    // std::bad_alloc.
+    bool Fetch() const;
 
     // Rows inFirst to inFirst + inCount - 1, which are kMostRows at most, among those that converting them may look
     // at: a picture of its own, whose first row is row outTop of the whole one. Valid until the calling thread asks
@@ -49,11 +55,12 @@ private:
 
     Window& WindowOfThread() const;
     bool Fill(Window& ioWindow, int inTop, int inBottom) const;
+    bool FillPlane(Window& ioWindow, std::size_t inPlane, int inTop, int inBottom, int inFrom) const;
     void SayThatItIsGone() const;
 
     const std::shared_ptr<const BareLayout> mLayout;
     const PacketRecord mRecord;
-    const std::string mName; // for people
+    const std::int64_t mNumber;
     const std::uint64_t mID;
 };
 using BarePicturePtr = std::shared_ptr<const BarePicture>;
@@ -62,13 +69,13 @@ using BarePicturePtr = std::shared_ptr<const BarePicture>;
 class BarePictures
 {
 public:
-    // Finds out from the first picture that was decoded how all of them lie in their packets, if they do.
-    void LearnFrom(const AVFrame& inPicture, const PacketRecord& inRecord,
-                   const SharedDirectReader& inReader);
+    // Finds out from the first picture that was decoded how all of them lie in their packets, if they do. inPath: what
+    // messages call the file.
+    void LearnFrom(const AVFrame& inPicture, const PacketRecord& inRecord, const SharedDirectReader& inReader,
+                   const std::string& inPath);
 
-    // Null unless the layout is known and the packet there. Waits until the system has it in its memory. inPath and
-    // inNumber: what messages call it. Throws std::bad_alloc.
-    BarePicturePtr Find(const PacketRecord& inRecord, const std::string& inPath, std::int64_t inNumber) const;
+    // Null unless the layout is known. The picture isn't fetched yet.
+    BarePicturePtr Find(const PacketRecord& inRecord, std::int64_t inNumber) const;
 
 private:
     mutable std::mutex mLock; // guards mLayout

@@ -191,18 +191,15 @@ std::int32_t FFmpegVideoSource::MakeFrame(std::int64_t inIndex, const BE::FrameD
 bool FFmpegVideoSource::MakeFrameInFile(std::int64_t inIndex, const BE::FrameDescription& inFormat,
                                         MF::IVideoFrameRef& outFrame)
 {
-    // What would be turned or scaled is decoded, and needn't be fetched before.
-    const FileFacts& facts = mFile->Facts();
-    if (!norviktypes::IsPackedFourComponent(inFormat.mPixelFormat.mProperties) ||
-        !facts.orientation.IsIdentity() || inFormat.mBounds != ShownBounds(facts))
-    {
-        return false;
-    }
     Foundation::WorkSpan span(Foundation::WorkKind::kDecode, inIndex);
     const BarePicturePtr picture = mFile->PictureInFile(inIndex);
+    MF::IVideoFrameRef frame;
     if (picture &&
-        MakeFrameOfBarePicture(picture, TraitsOf(picture->Shape()), facts.orientation, inFormat, outFrame))
+        MakeFrameOfBarePicture(picture, TraitsOf(picture->Shape()), mFile->Facts().orientation, inFormat,
+                               frame) &&
+        picture->Fetch())
     {
+        outFrame = frame;
         mFieldOrders.Note(inIndex, OrderOf(picture->Shape()));
         span.Succeed();
         return true;

@@ -205,7 +205,7 @@ FrameAnswer MediaFile::Impl::GetFrame(std::int64_t inRank)
     FrameAnswer answer = decoders->Get(inRank);
     if (answer.picture)
     {
-        mBare.LearnFrom(*answer.picture, index.RecordOf(inRank), *mSetup.direct);
+        mBare.LearnFrom(*answer.picture, index.RecordOf(inRank), *mSetup.direct, facts.path);
     }
     return answer;
 }
@@ -213,7 +213,7 @@ FrameAnswer MediaFile::Impl::GetFrame(std::int64_t inRank)
 BarePicturePtr MediaFile::Impl::PictureInFile(std::int64_t inRank) const
 {
     const bool isThere = inRank >= 0 && inRank < index.Count() && !interrupt.raised;
-    return isThere ? mBare.Find(index.RecordOf(inRank), facts.path, inRank) : nullptr;
+    return isThere ? mBare.Find(index.RecordOf(inRank), inRank) : nullptr;
 }
 
 bool MediaFile::Impl::FindCodec(const AVStream& inStream, FileError& outError)

@@ -101,8 +101,7 @@ public:
     // Only what is decoded already; never blocks for longer than a look into the cache.
     FrameAnswer TryGetFrame(std::int64_t inRank);
 
-    // Frame inRank where it needs no decoding; null otherwise, and as long as no frame was decoded. Blocks until the
-    // system has it in its memory.
+    // Frame inRank where it needs no decoding, to be fetched; null otherwise, and as long as no frame was decoded.
     BarePicturePtr PictureInFile(std::int64_t inRank) const;
 
     // Only these frames will be asked for, in whatever order; no runs: that isn't known any more. One that is

@@ -86,7 +86,11 @@ struct Clip
     }
 
     // Null where the picture must be decoded.
-    BarePicturePtr Bare(std::int64_t inRank) const { return mFile->PictureInFile(inRank); }
+    BarePicturePtr Bare(std::int64_t inRank) const
+    {
+        const BarePicturePtr picture = mFile->PictureInFile(inRank);
+        return picture && picture->Fetch() ? picture : nullptr;
+    }
     std::shared_ptr<const AVFrame> Decoded(std::int64_t inRank) const
     {
         return mFile->GetFrame(inRank).picture;
