@@ -453,6 +453,86 @@ TEST(ImageRoutines, LendTransientBlocksThatAreAlignedAndApart)
     EXPECT_EQ(nullptr, IR_AllocateTransientMemoryBlock(std::numeric_limits<std::size_t>::max()));
 }
 
+// A thread finds the block that is in its processor's caches; what it leaves behind at its end is for others.
+TEST(ImageRoutines, LendATransientBlockToTheThreadThatHadItLast)
+{
+    constexpr std::size_t kBytes = 600000; // which hardly anybody else asks for
+    void* own = IR_AllocateTransientMemoryBlock(kBytes);
+    IR_FreeTransientMemoryBlock(own);
+    void* ofOther = nullptr;
+    std::thread(
+        [&]
+        {
+            ofOther = IR_AllocateTransientMemoryBlock(kBytes);
+            IR_FreeTransientMemoryBlock(ofOther);
+            EXPECT_EQ(IR_AllocateTransientMemoryBlock(kBytes), ofOther);
+            IR_FreeTransientMemoryBlock(ofOther);
+        })
+        .join();
+    EXPECT_NE(own, ofOther);
+    EXPECT_EQ(IR_AllocateTransientMemoryBlock(kBytes), own);
+    EXPECT_EQ(IR_AllocateTransientMemoryBlock(kBytes), ofOther);
+    IR_FreeTransientMemoryBlock(own);
+    IR_FreeTransientMemoryBlock(ofOther);
+}
+
+// Of more than a thread keeps for itself, and given back by another one than took them.
+TEST(ImageRoutines, LendTransientBlocksAcrossThreads)
+{
+    std::vector<void*> blocks;
+    for (int i = 0; i < 20; ++i)
+    {
+        blocks.push_back(IR_AllocateTransientMemoryBlock(3000));
+    }
+    EXPECT_EQ(std::set<void*>(blocks.begin(), blocks.end()).size(), 20u);
+    std::thread(
+        [&]
+        {
+            for (void* block : blocks)
+            {
+                std::memset(block, 1, 3000);
+                IR_FreeTransientMemoryBlock(block);
+            }
+        })
+        .join();
+    std::set<void*> again;
+    for (std::size_t i = 0; i < blocks.size(); ++i)
+    {
+        again.insert(IR_AllocateTransientMemoryBlock(3000));
+    }
+    EXPECT_EQ(again.size(), 20u);
+    for (void* block : again)
+    {
+        IR_FreeTransientMemoryBlock(block);
+    }
+}
+
+// Objects of a thread may hold blocks, and go in an order that nobody knows.
+TEST(ImageRoutines, TakeTransientBlocksBackFromAThreadThatEnds)
+{
+    struct Holder
+    {
+        ~Holder()
+        {
+            IR_FreeTransientMemoryBlock(mBlock);
+            IR_FreeTransientMemoryBlock(IR_AllocateTransientMemoryBlock(5000));
+        }
+        void* mBlock = nullptr;
+    };
+    static thread_local Holder sFirst; // goes last
+    for (int turn = 0; turn < 10; ++turn)
+    {
+        std::thread(
+            []
+            {
+                Holder& holder = sFirst;
+                holder.mBlock = IR_AllocateTransientMemoryBlock(5000);
+            })
+            .join();
+    }
+    SUCCEED() << "a sanitizer tells of blocks that are lost or given back twice";
+}
+
 TEST(CpuTarget, TakesNamesOfTheMachineAndNoOthers)
 {
     const std::vector<std::string> names = ir::CpuTargets();
