@@ -16,9 +16,11 @@ namespace
 // The part of a sub-executor that its functions on the parent need. They hold it, so that a sub-executor may
 // go while one of its functions runs.
 //
-// Its functions reach the parent one at a time, each by a ticket; there are never more tickets than the
-// width. A ticket that finds more work is posted again instead of going on, so that the parent stays fair to
-// others.
+// Its functions reach the parent by tickets, of which there are never more than the width. A ticket that finds more
+// work goes on with it, which wakes nobody, but not for ever: it is posted again after some functions, so that the
+// parent stays fair to others.
+constexpr int kFunctionsOfTicket = 8;
+
 class SubState : public std::enable_shared_from_this<SubState>
 {
 public:
@@ -85,7 +87,7 @@ private:
             const std::shared_ptr<SubState> state = std::move(mState);
             mState.reset();
             state->mLedger.RunNext();
-            state->OnTicketUsed();
+            state->OnTicketUsed(kFunctionsOfTicket - 1);
         }
 
         // It was never with the parent.
@@ -166,11 +168,11 @@ private:
     }
 
     // Whether the queue is empty is asked under the lock under which the ticket is given back: what is pushed
-    // after the question finds room for a ticket of its own. Without memory for a way through the parent the
-    // next function runs here.
-    void OnTicketUsed()
+    // after the question finds room for a ticket of its own. inMore functions may run here, and without memory for
+    // a way through the parent all others, too.
+    void OnTicketUsed(int inMore = 0)
     {
-        for (;;)
+        for (int more = inMore;; --more)
         {
             {
                 const std::lock_guard<std::mutex> lock(mTicketMutex);
@@ -180,7 +182,7 @@ private:
                     return;
                 }
             }
-            if (TryToIssueTicket())
+            if (more <= 0 && TryToIssueTicket())
             {
                 return;
             }
