@@ -76,7 +76,7 @@ FrameFeed::~FrameFeed()
 bool FrameFeed::Take(Frame& outFrame)
 {
     std::unique_lock<std::mutex> lock(mMutex);
-    mChanged.wait(lock, [this] { return mIsStopped || mTaken >= mSettings.mCount || !mRead.empty(); });
+    mIsRead.wait(lock, [this] { return mIsStopped || mTaken >= mSettings.mCount || !mRead.empty(); });
     if (mIsStopped || mRead.empty())
     {
         return false;
@@ -98,7 +98,7 @@ bool FrameFeed::TakeThat(std::map<std::int64_t, Session::ReadHold>::iterator inW
     if (++mTaken == mSettings.mCount)
     {
         // The others wait for frames that won't come.
-        mChanged.notify_all();
+        mIsRead.notify_all();
     }
     return true;
 }
@@ -169,19 +169,19 @@ void FrameFeed::Close(std::int64_t inIndex)
     mChanged.notify_all();
 }
 
-// A cancelled order is taken like any other, unless the feed has ended.
+// A cancelled order is taken like any other, unless the feed has ended. Who is woken shall find the lock free; the
+// order is open until then, which keeps the feed.
 void FrameFeed::OnRead(std::int64_t inIndex, Session::ReadHold inHold)
 {
-    const std::lock_guard<std::mutex> lock(mMutex);
-    mOpen.erase(inIndex);
-    if (mIsStopped)
     {
-        // Its frame goes with the argument, after the unlock.
-        mChanged.notify_all();
-        return;
+        const std::lock_guard<std::mutex> lock(mMutex);
+        if (!mIsStopped)
+        {
+            mRead.emplace(inIndex, std::move(inHold));
+        }
     }
-    mRead.emplace(inIndex, std::move(inHold));
-    mChanged.notify_all();
+    mIsRead.notify_one();
+    Close(inIndex);
 }
 
 void FrameFeed::Stop() noexcept
@@ -192,6 +192,7 @@ void FrameFeed::Stop() noexcept
         {
             const std::lock_guard<std::mutex> lock(mMutex);
             mIsStopped = true;
+            mIsRead.notify_all();
             mChanged.notify_all();
             for (const auto& [index, id] : mOpen)
             {

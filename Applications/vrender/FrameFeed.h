@@ -75,9 +75,10 @@ private:
 
     // Guards all that follows; never held while the service is called.
     std::mutex mMutex;
-    std::condition_variable mChanged;
-    std::int64_t mNext = 0;  // to be ordered
-    std::int64_t mTaken = 0; // how many
+    std::condition_variable mIsRead;  // something, for one of those who take the earliest; or nothing will be
+    std::condition_variable mChanged; // anything else
+    std::int64_t mNext = 0;           // to be ordered
+    std::int64_t mTaken = 0;          // how many
     bool mIsStopped = false;
     std::map<std::int64_t, Session::OrderID> mOpen; // ordered and not answered; 0: the id isn't known yet
     std::map<std::int64_t, Session::ReadHold> mRead;

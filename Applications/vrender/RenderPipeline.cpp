@@ -173,9 +173,13 @@ Slot Pipeline::MakeFrame(FrameFeed::Frame inFrame) const
 
 void Pipeline::Deliver(std::int64_t inIndex, Slot inSlot)
 {
-    const std::lock_guard<std::mutex> lock(mMutex);
-    SlotOf(inIndex) = std::move(inSlot);
-    if (inIndex == mWrittenUpTo)
+    bool isNext = false;
+    {
+        const std::lock_guard<std::mutex> lock(mMutex);
+        SlotOf(inIndex) = std::move(inSlot);
+        isNext = inIndex == mWrittenUpTo;
+    }
+    if (isNext) // who is woken shall find the lock free
     {
         mFrameIsReady.notify_one();
     }
