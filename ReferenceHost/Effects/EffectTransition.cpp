@@ -127,6 +127,7 @@ std::int32_t EffectTransition::Render(const ML::VideoTransitionRender& inRender,
                                       const MF::IVideoFrameRef& ioFrame, const MF::IVideoFrameRef& inB,
                                       const MF::IVideoFrameRef& inA)
 {
+    const bool isWhole = WillBeWhole(*ioFrame, inB, inA);
     std::int32_t status = VF::kFrameStatus_OutOfMemory;
     try
     {
@@ -135,6 +136,10 @@ std::int32_t EffectTransition::Render(const ML::VideoTransitionRender& inRender,
     catch (const std::bad_alloc&)
     {
     }
+    if (status >= 0 && isWhole)
+    {
+        VF::NoteWholeAlpha(ioFrame);
+    }
     // A frame without alpha says so, which is more than opaque.
     const bool hasAlpha = ioFrame->GetAlphaType() != norviktypes::kAlphaChannel_None;
     if (status >= 0 && hasAlpha && IsOpaque(*inA) && IsOpaque(*inB) && KeepsOpaque())
@@ -142,6 +147,16 @@ std::int32_t EffectTransition::Render(const ML::VideoTransitionRender& inRender,
         ioFrame->SetAlphaType(norviktypes::kAlphaChannel_Opaque);
     }
     return status;
+}
+
+// Weights in floating point may lack a little of one together.
+bool EffectTransition::WillBeWhole(const MF::IVideoFrame& inTarget, const MF::IVideoFrameRef& inB,
+                                   const MF::IVideoFrameRef& inA) const
+{
+    norviktypes::PixelFormat format;
+    inTarget.GetPixelFormat(format);
+    return KeepsWholeAlpha() && norviktypes::DepthOfProperties(format.mProperties) <= 16 &&
+           VF::IsKnownToHaveWholeAlpha(inA) && VF::IsKnownToHaveWholeAlpha(inB);
 }
 
 std::int32_t EffectTransition::RenderPictures(const ML::VideoTransitionRender& inRender,

@@ -59,7 +59,13 @@ protected:
     // be made are then made a few rows at a time, which are mixed while they are in the caches.
     virtual bool DrawsRowByRow() const { return false; }
 
+    // Whether a pixel is whole by its alpha, to the last bit of an integer, where those of both pictures are. What is
+    // known of the pictures is then known of the result, and nobody need look through it.
+    virtual bool KeepsWholeAlpha() const { return false; }
+
 private:
+    bool WillBeWhole(const MF::IVideoFrame& inTarget, const MF::IVideoFrameRef& inB,
+                     const MF::IVideoFrameRef& inA) const;
     std::int32_t RenderPictures(const ML::VideoTransitionRender& inRender, const MF::IVideoFrameRef& ioFrame,
                                 const MF::IVideoFrameRef& inB, const MF::IVideoFrameRef& inA) const;
 

@@ -1,6 +1,7 @@
 #include "ReferenceHost/FrameLibrary/FrameCache.h"
 
 #include "ReferenceHost/Foundation/Mutex.h"
+#include "ReferenceHost/FrameLibrary/PixelMaker.h"
 #include "ReferenceHost/FrameLibrary/VideoFrame.h"
 
 #include <boost/intrusive/list.hpp>
@@ -32,10 +33,13 @@ struct Entry
     TVK::Guid mKey;
     MF::IVideoFrameRef mFrame;
     std::uint64_t mBytes = 0;
+    bool mIsCounted = true; // false: it holds no picture
     std::int32_t mPriority = 0;
     std::uint32_t mDependencies = 0;
     std::uint64_t mLastUse = 0;
     boost::intrusive::list_member_hook<> mHook; // linked while it may leave
+
+    std::uint64_t CountedBytes() const { return mIsCounted ? mBytes : 0; }
 };
 
 using UseList = boost::intrusive::list<
@@ -47,6 +51,7 @@ struct NewFrame
     TVK::Guid mKey;
     std::int32_t mPriority;
     std::uint64_t mBytes;
+    bool mIsCounted;
 };
 
 // What all shards have together. Bytes change under the lock of the shard that they are in.
@@ -97,7 +102,7 @@ public:
     MF::IVideoFrameRef Retrieve(const TVK::Guid& inKey, Totals& ioTotals) VR_EXCLUDES(mLock);
     bool Insert(const NewFrame& inFrame, std::uint64_t inBudget, Totals& ioTotals) VR_EXCLUDES(mLock);
     void AddDependency(const TVK::Guid& inKey) VR_EXCLUDES(mLock);
-    void RemoveDependency(const TVK::Guid& inKey, Totals& ioTotals) VR_EXCLUDES(mLock);
+    void RemoveDependency(const TVK::Guid& inKey, FrameList& outLeft, Totals& ioTotals) VR_EXCLUDES(mLock);
     bool HasDependency(const TVK::Guid& inKey) const VR_EXCLUDES(mLock);
 
     // Of the frame that would leave first; none if all are pinned.
@@ -165,7 +170,11 @@ bool Shard::Insert(const NewFrame& inFrame, std::uint64_t inBudget, Totals& ioTo
         ++mCounters.mRepeats;
         return false;
     }
-    if (inFrame.mBytes > inBudget && !isPinned)
+    if (!isPinned && !inFrame.mIsCounted)
+    {
+        return false;
+    }
+    if (!isPinned && inFrame.mBytes > inBudget)
     {
         ++mCounters.mTooLarge;
         return false;
@@ -179,12 +188,13 @@ bool Shard::Insert(const NewFrame& inFrame, std::uint64_t inBudget, Totals& ioTo
     entry.mKey = inFrame.mKey;
     entry.mFrame = inFrame.mFrame;
     entry.mBytes = inFrame.mBytes;
+    entry.mIsCounted = inFrame.mIsCounted;
     entry.mPriority = inFrame.mPriority;
     if (!isPinned)
     {
         LinkLocked(entry, ++ioTotals.mClock);
     }
-    ioTotals.mBytes += inFrame.mBytes;
+    ioTotals.mBytes += entry.CountedBytes();
     mCounters.mPinnedFrames += isPinned ? 1 : 0;
     ++mCounters.mFrames;
     ++mCounters.mInsertions;
@@ -205,7 +215,8 @@ void Shard::AddDependency(const TVK::Guid& inKey)
     }
 }
 
-void Shard::RemoveDependency(const TVK::Guid& inKey, Totals& ioTotals)
+// Pixels may have been made since the frame came; they count from here on.
+void Shard::RemoveDependency(const TVK::Guid& inKey, FrameList& outLeft, Totals& ioTotals)
 {
     const MutexLock lock(mLock);
     const auto found = mEntries.find(inKey);
@@ -225,10 +236,23 @@ void Shard::RemoveDependency(const TVK::Guid& inKey, Totals& ioTotals)
         --mCounters.mAnnouncedKeys;
         return;
     }
-    LinkLocked(entry, ++ioTotals.mClock);
-    entry.mDependencies = 0;
     --mCounters.mPinnedFrames;
     --mCounters.mAnnouncedKeys;
+    if (!entry.mIsCounted && HoldsPicture(entry.mFrame))
+    {
+        entry.mIsCounted = true;
+        ioTotals.mBytes += entry.mBytes;
+    }
+    if (!entry.mIsCounted)
+    {
+        outLeft.push_back(std::move(entry.mFrame));
+        mEntries.erase(found);
+        --mCounters.mFrames;
+        ++mCounters.mEvictions;
+        return;
+    }
+    LinkLocked(entry, ++ioTotals.mClock);
+    entry.mDependencies = 0;
 }
 
 bool Shard::HasDependency(const TVK::Guid& inKey) const
@@ -271,7 +295,7 @@ void Shard::EvictLeast(FrameList& outEvicted, Totals& ioTotals)
     }
     Entry& entry = list->front();
     outEvicted.push_back(std::move(entry.mFrame));
-    ioTotals.mBytes -= entry.mBytes;
+    ioTotals.mBytes -= entry.CountedBytes();
     UnlinkLocked(entry);
     mEntries.erase(TVK::Guid(entry.mKey));
     --mCounters.mFrames;
@@ -285,7 +309,7 @@ void Shard::Clear(FrameList& outFrames, Totals& ioTotals)
     for (auto at = mEntries.begin(); at != mEntries.end();)
     {
         Entry& entry = at->second;
-        ioTotals.mBytes -= entry.mFrame ? entry.mBytes : 0;
+        ioTotals.mBytes -= entry.mFrame ? entry.CountedBytes() : 0;
         outFrames.push_back(std::move(entry.mFrame));
         if (entry.mHook.is_linked())
         {
@@ -403,7 +427,7 @@ void FrameCache::Insert(const MF::IVideoFrameRef& inFrame, const TVK::Guid& inKe
         return;
     }
     inFrame->Freeze();
-    const NewFrame frame{inFrame, inKey, inPriority, BytesOfFrame(inFrame)};
+    const NewFrame frame{inFrame, inKey, inPriority, BytesOfFrame(inFrame), HoldsPicture(inFrame)};
     if (mImpl->ShardOf(inKey).Insert(frame, mImpl->mBudget, mImpl->mTotals))
     {
         mImpl->EvictToBudget();
@@ -423,7 +447,8 @@ void FrameCache::RemoveDependency(const TVK::Guid& inKey)
 {
     if (!inKey.IsZero())
     {
-        mImpl->ShardOf(inKey).RemoveDependency(inKey, mImpl->mTotals);
+        FrameList left;
+        mImpl->ShardOf(inKey).RemoveDependency(inKey, left, mImpl->mTotals);
         mImpl->EvictToBudget();
     }
 }

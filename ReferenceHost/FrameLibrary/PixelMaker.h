@@ -28,6 +28,10 @@ public:
 
     // Whether the last component of every pixel is known to be whole.
     virtual bool HasWholeAlpha() const { return false; }
+
+    // False of one that only knows where the pixels lie: it takes no memory to speak of, and another one is had for
+    // nothing.
+    virtual bool HoldsPicture() const { return true; }
 };
 using PixelMakerPtr = std::shared_ptr<const IPixelMaker>;
 
@@ -47,6 +51,12 @@ bool SetPendingMaker(const MF::IVideoFrameRef& ioFrame, const PixelMakerPtr& inM
 // alpha stays known.
 std::uint8_t* PixelsToDrawOn(const MF::IVideoFrameRef& inFrame);
 void ForgetWholeAlpha(const MF::IVideoFrameRef& ioFrame);
+
+// By who has drawn all pixels and knows that every alpha is whole; until somebody else asks for them to write.
+void NoteWholeAlpha(const MF::IVideoFrameRef& ioFrame);
+
+// False of a pending frame whose maker holds none.
+bool HoldsPicture(const MF::IVideoFrameRef& inFrame);
 
 // Whether all alphas are known to be whole of a frame that has its pixels or has none yet.
 bool IsKnownToHaveWholeAlpha(const MF::IVideoFrameRef& inFrame);

@@ -53,6 +53,7 @@ public:
         , mAlphaType(static_cast<AlphaChannel>(norviktypes::ToneOfProperties(inShape.mFormat.mProperties)))
         , mMaker(std::move(inMaker))
         , mIsPending(mMaker != nullptr)
+        , mMakerHoldsPicture(!mMaker || mMaker->HoldsPicture())
         , mHasWholeAlpha(mMaker && mMaker->HasWholeAlpha())
     {
     }
@@ -110,6 +111,11 @@ public:
                : mForeign.mPixels ? mForeign.mPixels
                                   : static_cast<std::uint8_t*>(mBuffer.Data());
     }
+    bool HoldsPicture() const noexcept
+    {
+        return !mIsPending.load(std::memory_order_acquire) ||
+               mMakerHoldsPicture.load(std::memory_order_relaxed);
+    }
     bool HasWholeAlpha() const noexcept { return mHasWholeAlpha.load(std::memory_order_relaxed); }
     void ForgetWholeAlpha() const noexcept
     {
@@ -118,6 +124,7 @@ public:
             mHasWholeAlpha.store(false, std::memory_order_relaxed);
         }
     }
+    void NoteWholeAlpha() noexcept { mHasWholeAlpha.store(true, std::memory_order_relaxed); }
     MF::IVideoFrameRef SharedAs(const PixelFormat& inFormat) const;
 
 private:
@@ -151,6 +158,7 @@ private:
     mutable std::mutex mMakingLock;
     mutable PixelMakerPtr mMaker; // guarded by the lock; null once there are pixels
     mutable std::atomic<bool> mIsPending;
+    std::atomic<bool> mMakerHoldsPicture;
     mutable std::atomic<bool> mHasWholeAlpha; // what is known
 };
 
@@ -191,6 +199,7 @@ bool VideoFrame::SetPendingMaker(const PixelMakerPtr& inMaker)
         return false;
     }
     mMaker = inMaker;
+    mMakerHoldsPicture.store(inMaker->HoldsPicture(), std::memory_order_relaxed);
     mHasWholeAlpha.store(inMaker->HasWholeAlpha(), std::memory_order_relaxed);
     return true;
 }
@@ -394,6 +403,20 @@ void ForgetWholeAlpha(const MF::IVideoFrameRef& ioFrame)
     if (const auto* frame = dynamic_cast<const VideoFrame*>(ioFrame.get()))
     {
         frame->ForgetWholeAlpha();
+    }
+}
+
+bool HoldsPicture(const MF::IVideoFrameRef& inFrame)
+{
+    const auto* frame = dynamic_cast<const VideoFrame*>(inFrame.get());
+    return !frame || frame->HoldsPicture();
+}
+
+void NoteWholeAlpha(const MF::IVideoFrameRef& ioFrame)
+{
+    if (auto* frame = dynamic_cast<VideoFrame*>(ioFrame.get()))
+    {
+        frame->NoteWholeAlpha();
     }
 }
 

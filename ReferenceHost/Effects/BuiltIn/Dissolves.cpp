@@ -32,6 +32,7 @@ protected:
     }
 
     bool DrawsRowByRow() const override { return true; }
+    bool KeepsWholeAlpha() const override { return true; }
 };
 
 // To a colour in the first half, from it in the second.

@@ -179,6 +179,7 @@ public:
     }
 
     bool HasWholeAlpha() const override { return mHasWholeAlpha; }
+    bool HoldsPicture() const override { return false; }
 
 private:
     bool MakeFewRows(int inFirst, int inCount, std::uint8_t* outPixels, std::int32_t inRowBytes) const

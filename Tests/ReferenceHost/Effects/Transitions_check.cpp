@@ -1,4 +1,5 @@
 #include "ReferenceHost/FrameLibrary/PNGFile.h"
+#include "ReferenceHost/FrameLibrary/PixelMaker.h"
 #include "Tests/ReferenceHost/Effects/EffectScenes.h"
 #include "Tests/Support/FrameTools.h"
 #include "Tests/Support/Paths.h"
@@ -125,6 +126,64 @@ TEST(CrossDissolve, MixesByProgress)
             EXPECT_TRUE(AreNear(SceneOf(result), expected, format.bound, true)) << format.name << progress;
         }
     }
+}
+
+MF::IVideoFrameRef WholeFrame(const Format& inFormat, std::uint64_t inSeed, bool inIsNoted = true)
+{
+    MF::IVideoFrameRef frame = FrameOf(Noise(37, 2, inSeed, true), inFormat.format);
+    if (inIsNoted)
+    {
+        VF::NoteWholeAlpha(frame);
+    }
+    frame->Freeze();
+    return frame;
+}
+
+// Nobody looks through the result of two that are known to be whole; so it had better be.
+TEST(CrossDissolve, OfWholeAlphasIsKnownToBeWholeInIntegers)
+{
+    constexpr std::int64_t kCount = 499;
+    for (const Format& format : Formats())
+    {
+        const MF::IVideoFrameRef from = WholeFrame(format, 1);
+        const MF::IVideoFrameRef to = WholeFrame(format, 2);
+        const bool isInteger = norviktypes::DepthOfProperties(format.format.mProperties) <= 16;
+        for (std::int64_t frame = 0; frame < kCount; ++frame)
+        {
+            const MF::IVideoFrameRef result =
+                RunTransition("VX.ZNTR Cross Dissolve New", {}, {frame, kCount}, from, to);
+            ASSERT_TRUE(result);
+            ASSERT_EQ(VF::IsKnownToHaveWholeAlpha(result), isInteger) << format.name;
+            VF::FramePixels pixels;
+            ASSERT_TRUE(VF::GetFramePixels(result, pixels));
+            ASSERT_TRUE(!isInteger || VF::HasWholeAlpha(pixels)) << format.name << ", frame " << frame;
+            EXPECT_FALSE(VF::IsKnownToHaveWholeAlpha(result)) << "who asked for the pixels may have written";
+        }
+    }
+}
+
+TEST(CrossDissolve, IsNotKnownToBeWholeWhereOnePictureIsNot)
+{
+    for (const Format& format : Formats())
+    {
+        for (const bool isFirst : {false, true})
+        {
+            const MF::IVideoFrameRef result =
+                RunTransition("VX.ZNTR Cross Dissolve New", {}, {1, 4}, WholeFrame(format, 1, isFirst),
+                              WholeFrame(format, 2, !isFirst));
+            ASSERT_TRUE(result);
+            EXPECT_FALSE(VF::IsKnownToHaveWholeAlpha(result)) << format.name;
+        }
+    }
+}
+
+TEST(DipToColor, IsNotKnownToBeWhole)
+{
+    const Format& format = Formats().front();
+    const MF::IVideoFrameRef result =
+        RunTransition("vrender:dip-to-color", {}, {1, 4}, WholeFrame(format, 1), WholeFrame(format, 2));
+    ASSERT_TRUE(result);
+    EXPECT_FALSE(VF::IsKnownToHaveWholeAlpha(result));
 }
 
 TEST(DipToColor, GoesThroughTheColor)

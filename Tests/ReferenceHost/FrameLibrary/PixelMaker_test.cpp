@@ -34,8 +34,11 @@ public:
         return mIsBroken ? VF::kFrameStatus_OutOfMemory : VF::kFrameStatus_OK;
     }
 
+    bool HoldsPicture() const override { return !mOnlyKnowsWhere; }
+
     mutable std::atomic<int> mCalls{0};
     std::atomic<bool> mIsBroken{false};
+    bool mOnlyKnowsWhere = false;
 };
 
 MF::IVideoFrameRef NewFrame(const PixelFormat& inFormat = kPixelFormat_BGRA_4444_8u)
@@ -185,6 +188,84 @@ TEST(PendingFrame, IsCachedWithoutALook)
     EXPECT_EQ(cache.GetCounters().mBytes, kHeight * 128U) << "as if it were made";
     EXPECT_TRUE(cache.Retrieve(key) == frame);
     EXPECT_EQ(maker->mCalls, 0);
+}
+
+// Of a maker that only knows where the pixels lie.
+class FrameWithoutPicture : public testing::Test
+{
+protected:
+    FrameWithoutPicture()
+    {
+        mMaker->mOnlyKnowsWhere = true;
+        mFrame = NewPendingFrame(mMaker);
+    }
+
+    std::shared_ptr<CountingMaker> mMaker = std::make_shared<CountingMaker>();
+    MF::IVideoFrameRef mFrame;
+    VF::FrameCache mCache{1 << 20};
+    const TVK::Guid mKey = TVK::Guid::CreateUnique();
+};
+
+TEST_F(FrameWithoutPicture, IsCachedForWhomItWasAnnouncedToAndNoLonger)
+{
+    mCache.AddDependency(mKey);
+    mCache.AddDependency(mKey);
+    mCache.Insert(mFrame, mKey, 0);
+    EXPECT_EQ(mCache.GetCounters().mBytes, 0u);
+    EXPECT_EQ(mCache.GetCounters().mPinnedFrames, 1u);
+    mCache.RemoveDependency(mKey);
+    EXPECT_TRUE(mCache.Retrieve(mKey) == mFrame);
+    mCache.RemoveDependency(mKey);
+    EXPECT_FALSE(mCache.Retrieve(mKey));
+    const VF::FrameCacheCounters counters = mCache.GetCounters();
+    EXPECT_EQ(counters.mFrames + counters.mPinnedFrames + counters.mAnnouncedKeys + counters.mBytes, 0u);
+    EXPECT_EQ(counters.mEvictions, 1u);
+    EXPECT_EQ(mMaker->mCalls, 0);
+}
+
+TEST_F(FrameWithoutPicture, IsNotCachedUnannounced)
+{
+    mCache.Insert(mFrame, mKey, 0);
+    EXPECT_FALSE(mCache.Retrieve(mKey));
+    EXPECT_EQ(mCache.GetCounters().mInsertions, 0u);
+    EXPECT_FALSE(mCache.HasDependency(mKey));
+}
+
+TEST_F(FrameWithoutPicture, IsKeptOnceItHasPixels)
+{
+    mCache.AddDependency(mKey);
+    mCache.Insert(mFrame, mKey, 0);
+    EXPECT_FALSE(VF::HoldsPicture(mFrame));
+    EXPECT_TRUE(HasItsRows(mFrame));
+    EXPECT_TRUE(VF::HoldsPicture(mFrame));
+    mCache.RemoveDependency(mKey);
+    EXPECT_TRUE(mCache.Retrieve(mKey) == mFrame);
+    EXPECT_EQ(mCache.GetCounters().mBytes, kHeight * 128U);
+    mCache.SetBudget(0);
+    EXPECT_EQ(mCache.GetCounters().mBytes, 0u);
+}
+
+TEST_F(FrameWithoutPicture, DrivesNoOtherOut)
+{
+    const TVK::Guid other = TVK::Guid::CreateUnique();
+    mCache.SetBudget(kHeight * 128U);
+    mCache.Insert(NewFrame(), other, 0);
+    mCache.AddDependency(mKey);
+    mCache.Insert(mFrame, mKey, 10);
+    EXPECT_TRUE(mCache.Retrieve(other));
+    mCache.RemoveDependency(mKey);
+    EXPECT_TRUE(mCache.Retrieve(other));
+}
+
+TEST_F(FrameWithoutPicture, HoldsThatOfAMakerWhoTakesOver)
+{
+    EXPECT_TRUE(VF::SetPendingMaker(mFrame, std::make_shared<CountingMaker>()));
+    EXPECT_TRUE(VF::HoldsPicture(mFrame));
+    mCache.AddDependency(mKey);
+    mCache.Insert(mFrame, mKey, 0);
+    EXPECT_EQ(mCache.GetCounters().mBytes, kHeight * 128U);
+    mCache.Clear();
+    EXPECT_EQ(mCache.GetCounters().mBytes, 0u);
 }
 
 TEST(PendingFrame, WithoutMemoryHasNoPixelsYet)
