@@ -1,5 +1,6 @@
 #include "ReferenceHost/Media/FFmpeg/BarePictures.h"
 
+#include "ReferenceHost/FrameLibrary/RingMemory.h"
 #include "ReferenceHost/Media/FFmpeg/FFmpegTypes.h"
 #include "norvik/logging/Logging.h"
 
@@ -8,11 +9,9 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <cstring>
 #include <new>
 #include <system_error>
 #include <utility>
-#include <vector>
 
 namespace Media
 {
@@ -23,7 +22,6 @@ struct BareLayout
     std::array<std::int64_t, 4>
         mOffsets{}; // of the planes in a packet; where there is one, mShape has its line size
     std::array<int, 4> mShiftY{};
-    std::array<std::size_t, 5> mPlaces{}; // of the planes in a window, and its size
     std::shared_ptr<const DirectReader> mReader;
     std::string mPath;
     mutable std::atomic<bool> mHasSaidThatItIsGone{false};
@@ -117,9 +115,6 @@ std::shared_ptr<const BareLayout> LayoutOf(const AVFrame& inPicture, const Packe
             layout->mOffsets[plane] = inPicture.data[plane] - start;
             layout->mShiftY[plane] = plane == 1 || plane == 2 ? format->log2_chroma_h : 0;
         }
-        layout->mPlaces[plane + 1] =
-            layout->mPlaces[plane] +
-            static_cast<std::size_t>(layout->LineSize(plane) * layout->RowsAbove(plane, kRowsOfWindow));
     }
     return LieSo(*layout, inPicture, inRecord) ? layout : nullptr;
 }
@@ -134,7 +129,7 @@ struct BarePicture::Window
     int mTop = 0;
     int mBottom = 0; // behind the last one
     FramePtr mRows;
-    std::vector<std::uint8_t> mMemory;
+    std::array<VF::RingMemory, 4> mPlanes; // which rows run through
 };
 
 BarePicture::BarePicture(std::shared_ptr<const BareLayout> inLayout, const PacketRecord& inRecord,
@@ -154,6 +149,11 @@ const AVFrame& BarePicture::Shape() const noexcept
 bool BarePicture::Fetch() const
 {
     return mLayout->mReader->Fetch(mRecord);
+}
+
+bool BarePicture::IsFetched() const
+{
+    return mLayout->mReader->IsFetched(mRecord);
 }
 
 BarePicture::Window& BarePicture::WindowOfThread() const
@@ -184,7 +184,6 @@ const AVFrame* BarePicture::ReadRows(int inFirst, int inCount, int& outTop) cons
     const bool isThere = window.mPicture == mID && window.mTop <= top && bottom <= window.mBottom;
     if (!isThere && !Fill(window, top, std::min(height, top + kRowsOfWindow)))
     {
-        window.mPicture = 0;
         SayThatItIsGone();
         return nullptr;
     }
@@ -198,6 +197,7 @@ bool BarePicture::Fill(Window& ioWindow, int inTop, int inBottom) const
     const AVFrame& shape = Shape();
     const bool goesOn = ioWindow.mPicture == mID && ioWindow.mTop <= inTop && inTop < ioWindow.mBottom;
     const int from = goesOn ? ioWindow.mBottom : inTop;
+    ioWindow.mPicture = 0;
     if (!ioWindow.mRows)
     {
         ioWindow.mRows.reset(av_frame_alloc());
@@ -206,7 +206,6 @@ bool BarePicture::Fill(Window& ioWindow, int inTop, int inBottom) const
     {
         throw std::bad_alloc();
     }
-    ioWindow.mMemory.resize(std::max(ioWindow.mMemory.size(), mLayout->mPlaces.back()));
     ioWindow.mRows->format = shape.format;
     ioWindow.mRows->width = shape.width;
     ioWindow.mRows->height = inBottom - inTop;
@@ -223,28 +222,24 @@ bool BarePicture::Fill(Window& ioWindow, int inTop, int inBottom) const
     return true;
 }
 
-// Reads from row inFrom on; what is there above it is moved to the beginning.
+// Reads from row inFrom on; what is above it is there.
 bool BarePicture::FillPlane(Window& ioWindow, std::size_t inPlane, int inTop, int inBottom, int inFrom) const
 {
     const BareLayout& layout = *mLayout;
+    VF::RingMemory& ring = ioWindow.mPlanes[inPlane];
     const std::int64_t lineSize = layout.LineSize(inPlane);
-    std::uint8_t* const memory = ioWindow.mMemory.data() + layout.mPlaces[inPlane];
-    ioWindow.mRows->data[inPlane] = lineSize > 0 ? memory : nullptr;
+    const auto placeOf = [&](int inRow) { return layout.RowsAbove(inPlane, inRow) * lineSize; };
+    ioWindow.mRows->data[inPlane] = nullptr;
     ioWindow.mRows->linesize[inPlane] = static_cast<int>(lineSize);
     if (lineSize == 0)
     {
         return true;
     }
-    const std::int64_t top = layout.RowsAbove(inPlane, inTop);
-    const std::int64_t from = layout.RowsAbove(inPlane, inFrom);
-    if (from > top)
-    {
-        std::memmove(memory, memory + (top - layout.RowsAbove(inPlane, ioWindow.mTop)) * lineSize,
-                     static_cast<std::size_t>((from - top) * lineSize));
-    }
-    return layout.mReader->ReadBytes(mRecord, layout.mOffsets[inPlane] + from * lineSize,
-                                     (layout.RowsAbove(inPlane, inBottom) - from) * lineSize,
-                                     memory + (from - top) * lineSize);
+    ring.Reserve(static_cast<std::size_t>(placeOf(kRowsOfWindow)));
+    ioWindow.mRows->data[inPlane] = ring.At(static_cast<std::uint64_t>(placeOf(inTop)));
+    return layout.mReader->ReadBytes(mRecord, layout.mOffsets[inPlane] + placeOf(inFrom),
+                                     placeOf(inBottom) - placeOf(inFrom),
+                                     ring.At(static_cast<std::uint64_t>(placeOf(inFrom))));
 }
 
 void BarePicture::SayThatItIsGone() const
@@ -259,34 +254,16 @@ void BarePicture::SayThatItIsGone() const
 }
 
 void BarePictures::LearnFrom(const AVFrame& inPicture, const PacketRecord& inRecord,
-                             const SharedDirectReader& inReader, const std::string& inPath)
+                             const std::shared_ptr<const DirectReader>& inReader, const std::string& inPath)
 {
-    const std::shared_ptr<const DirectReader> reader = mIsKnown ? nullptr : inReader.Get();
-    if (!reader || mIsKnown.exchange(true))
-    {
-        return;
-    }
-    try
-    {
-        std::shared_ptr<const BareLayout> layout = LayoutOf(inPicture, inRecord, reader, inPath);
-        const std::lock_guard<std::mutex> lock(mLock);
-        mLayout = std::move(layout);
-    }
-    catch (const std::bad_alloc&) // the next picture will do as well
-    {
-        mIsKnown = false;
-    }
+    mLayout = inReader ? LayoutOf(inPicture, inRecord, inReader, inPath) : nullptr;
+    mHasLearned = true;
 }
 
 BarePicturePtr BarePictures::Find(const PacketRecord& inRecord, std::int64_t inNumber) const
 {
-    std::shared_ptr<const BareLayout> layout;
-    {
-        const std::lock_guard<std::mutex> lock(mLock);
-        layout = mLayout;
-    }
-    return layout && !inRecord.isCorrupt
-               ? std::make_shared<const BarePicture>(std::move(layout), inRecord, inNumber)
+    return mHasLearned && mLayout && !inRecord.isCorrupt
+               ? std::make_shared<const BarePicture>(mLayout, inRecord, inNumber)
                : nullptr;
 }
 

@@ -14,7 +14,6 @@
 #include <atomic>
 #include <cstdint>
 #include <memory>
-#include <mutex>
 #include <string>
 
 #include "ReferenceHost/Media/FFmpeg/DirectReader.h"
@@ -45,6 +44,9 @@ public:
     // std::bad_alloc.
     bool Fetch() const;
 
+    // Whether it's there already, without waiting for it.
+    bool IsFetched() const;
+
     // Rows inFirst to inFirst + inCount - 1, which are kMostRows at most, among those that converting them may look
     // at: a picture of its own, whose first row is row outTop of the whole one. Valid until the calling thread asks
     // eight others for rows. Null if they can't be read. Throws std::bad_alloc.
@@ -69,18 +71,20 @@ using BarePicturePtr = std::shared_ptr<const BarePicture>;
 class BarePictures
 {
 public:
-    // Finds out from the first picture that was decoded how all of them lie in their packets, if they do. inPath: what
-    // messages call the file.
-    void LearnFrom(const AVFrame& inPicture, const PacketRecord& inRecord, const SharedDirectReader& inReader,
-                   const std::string& inPath);
+    // Finds out from a picture that was decoded how all of them lie in their packets, if they do. inReader: null where
+    // there can be none. inPath: what messages call the file. Throws std::bad_alloc, and has learned nothing then.
+    void LearnFrom(const AVFrame& inPicture, const PacketRecord& inRecord,
+                   const std::shared_ptr<const DirectReader>& inReader, const std::string& inPath);
+
+    bool HasLearned() const noexcept { return mHasLearned; }
 
     // Null unless the layout is known. The picture isn't fetched yet.
     BarePicturePtr Find(const PacketRecord& inRecord, std::int64_t inNumber) const;
 
 private:
-    mutable std::mutex mLock; // guards mLayout
-    std::atomic<bool> mIsKnown{false};
-    std::shared_ptr<const BareLayout> mLayout; // null: unknown, or not one that can be read so
+    std::atomic<bool> mHasLearned{false};
+    std::shared_ptr<const BareLayout>
+        mLayout; // not written any more once that is true; null: can't be read so
 };
 
 } // namespace Media

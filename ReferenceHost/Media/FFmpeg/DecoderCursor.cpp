@@ -123,10 +123,6 @@ int DecoderCursor::ReadPacket(const PacketTable* inPackets)
             const std::int64_t found = inPackets->Find(*mPacket);
             mNextPacket = found >= 0 ? static_cast<std::uint32_t>(found) : mNextPacket;
         }
-        if (mMayBeDirect)
-        {
-            mSetup.direct->Find(mSetup.path, *mSetup.parameters, *mPacket, mSetup.pool);
-        }
         return 0;
     }
     return AVERROR_EOF;
@@ -168,6 +164,10 @@ void DecoderCursor::Feed(const PacketTable* inPackets)
         avcodec_send_packet(mDecoder.get(), nullptr);
         mAtEnd = true;
         return;
+    }
+    if (!mDirect && mMayBeDirect)
+    {
+        mSetup.direct->Find(mSetup.path, *mSetup.parameters, *mPacket, mSetup.pool);
     }
     mDecoder->skip_frame = NeedsNextPicture() ? AVDISCARD_DEFAULT : AVDISCARD_NONREF;
     mPacket->pts = mNextPacket;

@@ -1,6 +1,8 @@
 #include "ReferenceHost/Media/FFmpeg/DecoderPool.h"
 
 #include <algorithm>
+#include <functional>
+#include <iterator>
 
 #include <fmt/format.h>
 
@@ -161,6 +163,19 @@ void DecoderPool::Cancel()
     {
         Release(*slot);
     }
+}
+
+void DecoderPool::Rest()
+{
+    std::vector<std::unique_ptr<Slot>> closed; // these go after the lock
+    std::list<PicturePtr> evicted;
+    const std::lock_guard<std::mutex> lock(mLock);
+    const auto isIdle = [](const std::unique_ptr<Slot>& inSlot)
+    { return !inSlot->isBusy && inSlot->waiters.empty(); };
+    const auto idle = std::stable_partition(mSlots.begin(), mSlots.end(), std::not_fn(isIdle));
+    std::move(idle, mSlots.end(), std::back_inserter(closed));
+    mSlots.erase(idle, mSlots.end());
+    mCache.Trim(0, evicted);
 }
 
 FileStatistics DecoderPool::Statistics() const

@@ -42,6 +42,11 @@ public:
     FrameAnswer TryGet(std::int64_t inRank);
     void Expect(const std::vector<FrameRun>& inRuns);
     void Cancel();
+
+    // Lets go what nobody waits for: pictures, and decoders with what they have read. Whoever asks for a frame next
+    // opens one anew.
+    void Rest();
+
     FileStatistics Statistics() const;
 
 private:

@@ -130,14 +130,34 @@ int DirectReader::Read(const PacketRecord& inRecord, AVPacket& outPacket) const
 
 bool DirectReader::Fetch(const PacketRecord& inRecord) const
 {
-    if (inRecord.position < 0 || inRecord.size != mSize || mSize < 2 * kHashedEnd)
+    return MayBeFetched(inRecord) && FetchBytes(inRecord.position + mHeadBytes, mSize) && IsListed(inRecord);
+}
+
+bool DirectReader::IsFetched(const PacketRecord& inRecord) const
+{
+    const std::int64_t start = inRecord.position + mHeadBytes;
+    const std::int64_t end = start + mSize;
+    bool isThere = MayBeFetched(inRecord);
+    for (std::int64_t position = start; isThere && position < end; position += kBetweenLooks)
     {
-        return false;
+        std::uint8_t byte = 0;
+        isThere = mFile.ReadFromMemory(&byte, 1, position) == 1;
     }
+    return isThere && IsListed(inRecord);
+}
+
+bool DirectReader::MayBeFetched(const PacketRecord& inRecord) const noexcept
+{
+    return inRecord.position >= 0 && inRecord.size == mSize && mSize >= 2 * kHashedEnd;
+}
+
+// Of a packet that is in the system's memory.
+bool DirectReader::IsListed(const PacketRecord& inRecord) const
+{
     const std::int64_t start = inRecord.position + mHeadBytes;
     std::uint8_t head[kHashedEnd];
     std::uint8_t tail[kHashedEnd];
-    return FetchBytes(start, mSize) && ReadAll(mFile, start, kHashedEnd, head) &&
+    return ReadAll(mFile, start, kHashedEnd, head) &&
            ReadAll(mFile, start + mSize - kHashedEnd, kHashedEnd, tail) && HasEnds(inRecord, head, tail);
 }
 

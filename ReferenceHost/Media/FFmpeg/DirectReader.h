@@ -40,6 +40,9 @@ public:
     // packet is there whole and the one that was listed. Throws std::bad_alloc.
     bool Fetch(const PacketRecord& inRecord) const;
 
+    // Whether the packet is there so, as far as the system tells without waiting.
+    bool IsFetched(const PacketRecord& inRecord) const;
+
     // Some bytes of a packet that was fetched, from inOffset on. False, with errno set, if they can't be read.
     bool ReadBytes(const PacketRecord& inRecord, std::int64_t inOffset, std::int64_t inCount,
                    std::uint8_t* outBytes) const;
@@ -52,6 +55,8 @@ private:
     DirectReader(const AVPacket& inSample, const std::shared_ptr<PicturePool>& inPool,
                  std::int64_t inHeadBytes);
     bool HasSample(const AVPacket& inSample) const;
+    bool MayBeFetched(const PacketRecord& inRecord) const noexcept;
+    bool IsListed(const PacketRecord& inRecord) const;
     bool FetchBytes(std::int64_t inPosition, std::int64_t inCount) const;
 
     OpenedPart mFile;

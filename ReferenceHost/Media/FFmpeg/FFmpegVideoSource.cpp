@@ -159,7 +159,7 @@ void FFmpegVideoSource::Expect(const std::vector<MF::TimeRange>& inTimes)
 std::int32_t FFmpegVideoSource::MakeFrame(std::int64_t inIndex, const BE::FrameDescription& inFormat,
                                           bool inAtOnce, MF::IVideoFrameRef& outFrame)
 {
-    if (!inAtOnce && MakeFrameInFile(inIndex, inFormat, outFrame))
+    if (MakeFrameInFile(inIndex, inFormat, inAtOnce, outFrame))
     {
         return BE::kSourceStatus_OK;
     }
@@ -189,15 +189,19 @@ std::int32_t FFmpegVideoSource::MakeFrame(std::int64_t inIndex, const BE::FrameD
 }
 
 bool FFmpegVideoSource::MakeFrameInFile(std::int64_t inIndex, const BE::FrameDescription& inFormat,
-                                        MF::IVideoFrameRef& outFrame)
+                                        bool inAtOnce, MF::IVideoFrameRef& outFrame)
 {
+    if (inFormat.mBounds != Traits().mBounds)
+    {
+        return false;
+    }
     Foundation::WorkSpan span(Foundation::WorkKind::kDecode, inIndex);
-    const BarePicturePtr picture = mFile->PictureInFile(inIndex);
+    const BarePicturePtr picture = mFile->PictureInFile(inIndex, inAtOnce);
     MF::IVideoFrameRef frame;
     if (picture &&
         MakeFrameOfBarePicture(picture, TraitsOf(picture->Shape()), mFile->Facts().orientation, inFormat,
                                frame) &&
-        picture->Fetch())
+        (inAtOnce ? picture->IsFetched() : picture->Fetch()))
     {
         outFrame = frame;
         mFieldOrders.Note(inIndex, OrderOf(picture->Shape()));

@@ -47,7 +47,7 @@ protected:
                            MF::IVideoFrameRef& outFrame) override;
 
 private:
-    bool MakeFrameInFile(std::int64_t inIndex, const BE::FrameDescription& inFormat,
+    bool MakeFrameInFile(std::int64_t inIndex, const BE::FrameDescription& inFormat, bool inAtOnce,
                          MF::IVideoFrameRef& outFrame);
     PictureTraits TraitsOf(const AVFrame& inPicture) const;
 

@@ -1,6 +1,7 @@
 #include "ReferenceHost/Media/FFmpeg/MediaFile.h"
 
 #include <algorithm>
+#include <mutex>
 
 #include <fmt/format.h>
 
@@ -108,8 +109,7 @@ class MediaFile::Impl
 public:
     bool Open(const std::string& inPath, const FileOptions& inOptions, FileError& outError);
 
-    FrameAnswer GetFrame(std::int64_t inRank);
-    BarePicturePtr PictureInFile(std::int64_t inRank) const;
+    BarePicturePtr PictureInFile(std::int64_t inRank, bool inAtOnce);
 
     FileFacts facts;
     FrameIndex index;
@@ -120,6 +120,9 @@ private:
     void LookAtFirstPicture();
     PacketScan Scan(MediaInput inInput) const;
 
+    void LearnAboutBarePictures(std::int64_t inRank);
+
+    std::mutex mLearning; // held by who finds out about them
     BarePictures mBare;
     DecoderSetup mSetup;
     std::unique_ptr<AVCodecParameters, ParametersFreer> mParameters;
@@ -200,19 +203,26 @@ void MediaFile::Impl::LookAtFirstPicture()
     }
 }
 
-FrameAnswer MediaFile::Impl::GetFrame(std::int64_t inRank)
+// One picture is decoded for it. It and the decoder lie in memory that most likely nobody needs again.
+void MediaFile::Impl::LearnAboutBarePictures(std::int64_t inRank)
 {
-    FrameAnswer answer = decoders->Get(inRank);
+    const std::lock_guard<std::mutex> lock(mLearning);
+    const FrameAnswer answer = mBare.HasLearned() ? FrameAnswer() : decoders->Get(inRank);
     if (answer.picture)
     {
-        mBare.LearnFrom(*answer.picture, index.RecordOf(inRank), *mSetup.direct, facts.path);
+        mBare.LearnFrom(*answer.picture, index.RecordOf(inRank), mSetup.direct->Get(), facts.path);
+        decoders->Rest();
     }
-    return answer;
 }
 
-BarePicturePtr MediaFile::Impl::PictureInFile(std::int64_t inRank) const
+BarePicturePtr MediaFile::Impl::PictureInFile(std::int64_t inRank, bool inAtOnce)
 {
-    const bool isThere = inRank >= 0 && inRank < index.Count() && !interrupt.raised;
+    const bool isThere = mParameters->codec_id == AV_CODEC_ID_RAWVIDEO && inRank >= 0 &&
+                         inRank < index.Count() && !interrupt.raised;
+    if (isThere && !inAtOnce && !mBare.HasLearned())
+    {
+        LearnAboutBarePictures(inRank);
+    }
     return isThere ? mBare.Find(index.RecordOf(inRank), inRank) : nullptr;
 }
 
@@ -305,12 +315,12 @@ std::int64_t MediaFile::StartTicks(std::int64_t inRank) const noexcept
 
 FrameAnswer MediaFile::GetFrame(std::int64_t inRank)
 {
-    return mImpl->GetFrame(inRank);
+    return mImpl->decoders->Get(inRank);
 }
 
-BarePicturePtr MediaFile::PictureInFile(std::int64_t inRank) const
+BarePicturePtr MediaFile::PictureInFile(std::int64_t inRank, bool inAtOnce)
 {
-    return mImpl->PictureInFile(inRank);
+    return mImpl->PictureInFile(inRank, inAtOnce);
 }
 
 FrameAnswer MediaFile::TryGetFrame(std::int64_t inRank)

@@ -101,8 +101,9 @@ public:
     // Only what is decoded already; never blocks for longer than a look into the cache.
     FrameAnswer TryGetFrame(std::int64_t inRank);
 
-    // Frame inRank where it needs no decoding, to be fetched; null otherwise, and as long as no frame was decoded.
-    BarePicturePtr PictureInFile(std::int64_t inRank) const;
+    // Frame inRank where it needs no decoding, to be fetched; null otherwise. That it needs none is found out at the
+    // first call, which decodes; inAtOnce: it then is null. Throws std::bad_alloc.
+    BarePicturePtr PictureInFile(std::int64_t inRank, bool inAtOnce = false);
 
     // Only these frames will be asked for, in whatever order; no runs: that isn't known any more. One that is
     // asked for all the same is made as well, at the price of a seek.

@@ -87,6 +87,34 @@ TEST(FFmpegDecoders, ThreadsThatShareARunDecodeItOnce)
     EXPECT_LE(file->Statistics().framesDecoded, 265u);
 }
 
+// Eight threads that ask a file for bare pictures, none of which was known before; one of them decodes some besides.
+std::uint64_t PicturesDecodedForBareOnes(bool inDecodes)
+{
+    const auto file = MediaTests::OpenClipWithCache("raw_i420.avi", 64 << 20);
+    std::atomic<int> missing{0};
+    OnThreads(
+        [&](int inNumber)
+        {
+            for (std::int64_t rank = 0; rank < file->FrameCount(); ++rank)
+            {
+                const bool isDecoded = inDecodes && inNumber == 0 && rank % 3 == 2;
+                missing += isDecoded && !file->GetFrame(rank).picture ? 1 : 0;
+                missing += file->PictureInFile(rank) ? 0 : 1;
+            }
+        });
+    EXPECT_EQ(missing, 0);
+    return file->Statistics().framesDecoded;
+}
+
+TEST(FFmpegDecoders, ThreadsFindOutAboutBarePicturesByOne)
+{
+    for (std::size_t round = 0; round < TestSupport::ScaledCount(20); ++round)
+    {
+        EXPECT_EQ(PicturesDecodedForBareOnes(false), 1u);
+        EXPECT_GE(PicturesDecodedForBareOnes(true), 2u);
+    }
+}
+
 TEST(FFmpegDecoders, ThreadsThatShareABackwardRunDecodeEachGroupOnce)
 {
     const auto file = MediaTests::OpenClipWithCache("h264_long.mp4", 64 << 20);

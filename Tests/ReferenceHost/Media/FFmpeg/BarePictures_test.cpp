@@ -298,17 +298,65 @@ TEST(BarePictures, AreTakenWhereTheSystemCantTellWhatItHasInMemory)
     EXPECT_FALSE(clip.Bare(kFrames - 1));
 }
 
-TEST(BarePictures, AreKnownOnlyWhenOneWasDecoded)
+// One is decoded to find out how they lie, by the first one who may wait, and nothing is kept of that.
+TEST(BarePictures, AreKnownByTheFirstOneThatIsAskedFor)
 {
     const TestSupport::ScratchFolder folder;
     const Clip clip(folder, "yuv420p", "first.avi");
-    EXPECT_FALSE(clip.Bare(1));
-    EXPECT_TRUE(clip.Decoded(0));
+    EXPECT_FALSE(clip.mFile->PictureInFile(5, true));
+    EXPECT_EQ(clip.mFile->Statistics().framesDecoded, 0u);
+    EXPECT_TRUE(clip.Bare(5));
     EXPECT_TRUE(clip.Bare(1));
+    EXPECT_TRUE(clip.mFile->PictureInFile(2, true));
+    const Media::FileStatistics statistics = clip.mFile->Statistics();
+    EXPECT_EQ(statistics.framesDecoded, 1u);
+    EXPECT_EQ(statistics.decoders, 0u);
+    EXPECT_EQ(statistics.cachedBytes, 0);
+    EXPECT_EQ(statistics.pictureBytes, 0);
     EXPECT_FALSE(clip.Bare(-1));
     EXPECT_FALSE(clip.Bare(clip.mFile->FrameCount()));
     clip.mFile->Cancel();
     EXPECT_FALSE(clip.Bare(1));
+}
+
+// As those do who want another format, or a part of the pixels.
+TEST(BarePictures, AreDecodedAllTheSameForWhoAsksForThat)
+{
+    const TestSupport::ScratchFolder folder;
+    const Clip clip(folder, "yuv420p", "both.avi");
+    const std::shared_ptr<const AVFrame> before = clip.Decoded(4);
+    ASSERT_TRUE(before && clip.Bare(4));
+    const std::shared_ptr<const AVFrame> after = clip.Decoded(4);
+    ASSERT_TRUE(after);
+    EXPECT_NE(before, after); // that one was let go
+    EXPECT_EQ(std::memcmp(before->data[0], after->data[0], static_cast<std::size_t>(kWidth)), 0);
+    for (std::int64_t rank = 0; rank < kFrames; ++rank)
+    {
+        ASSERT_TRUE(clip.Decoded(rank)) << rank;
+    }
+    EXPECT_EQ(clip.mFile->Statistics().decoders, 1u);
+}
+
+TEST(BarePictures, AreToldToBeInTheSystemsMemoryWithoutAWait)
+{
+    const TestSupport::ScratchFolder folder;
+    const Clip clip(folder, "yuv420p", "told.avi");
+    const BarePicturePtr picture = clip.Bare(3);
+    ASSERT_TRUE(picture);
+    EXPECT_TRUE(picture->IsFetched());
+    const int file = ::open(clip.mPath.c_str(), O_RDONLY | O_CLOEXEC);
+    ::fsync(file);
+    ::posix_fadvise(file, 0, 0, POSIX_FADV_DONTNEED);
+    ::close(file);
+    if (picture->IsFetched())
+    {
+        GTEST_SKIP() << "the system keeps the file in its memory";
+    }
+    EXPECT_FALSE(picture->IsFetched()); // nor did asking bring it there
+    EXPECT_TRUE(picture->Fetch());
+    EXPECT_TRUE(picture->IsFetched());
+    std::filesystem::resize_file(clip.mPath, std::filesystem::file_size(clip.mPath) / 5);
+    EXPECT_FALSE(picture->IsFetched());
 }
 
 TEST(BarePictures, AreNotThoseOfCompressedVideo)
