@@ -173,6 +173,13 @@ void FrameFeed::Close(std::int64_t inIndex)
 // order is open until then, which keeps the feed.
 void FrameFeed::OnRead(std::int64_t inIndex, Session::ReadHold inHold)
 {
+    struct Closing
+    {
+        ~Closing() { mFeed.Close(mIndex); }
+        FrameFeed& mFeed;
+        const std::int64_t mIndex;
+    };
+    const Closing closing{*this, inIndex};
     {
         const std::lock_guard<std::mutex> lock(mMutex);
         if (!mIsStopped)
@@ -181,7 +188,6 @@ void FrameFeed::OnRead(std::int64_t inIndex, Session::ReadHold inHold)
         }
     }
     mIsRead.notify_one();
-    Close(inIndex);
 }
 
 void FrameFeed::Stop() noexcept

@@ -13,14 +13,15 @@ namespace norvik::threads
 namespace
 {
 
+// Until others have their turn with the parent.
+constexpr int kFunctionsOfTicket = 8;
+
 // The part of a sub-executor that its functions on the parent need. They hold it, so that a sub-executor may
 // go while one of its functions runs.
 //
 // Its functions reach the parent by tickets, of which there are never more than the width. A ticket that finds more
 // work goes on with it, which wakes nobody, but not for ever: it is posted again after some functions, so that the
 // parent stays fair to others.
-constexpr int kFunctionsOfTicket = 8;
-
 class SubState : public std::enable_shared_from_this<SubState>
 {
 public:

@@ -11,7 +11,6 @@ namespace VF
 namespace
 {
 
-// Behind the second time, for vector code that reads a little beyond the end of a row.
 std::size_t PageBytes() noexcept
 {
     static const auto sBytes = static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
@@ -24,7 +23,8 @@ bool MapAt(std::uint8_t* inAddress, std::size_t inBytes, int inFile) noexcept
            MAP_FAILED;
 }
 
-// Null where the system gives no memory.
+// And a page of it behind that, for vector code that reads a little beyond the end of a row. Null where the system
+// gives no memory.
 std::uint8_t* MapTwice(std::size_t inCapacity) noexcept
 {
     const std::size_t whole = 2 * inCapacity + PageBytes();

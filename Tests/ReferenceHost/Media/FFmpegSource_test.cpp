@@ -16,6 +16,7 @@
 #include "ReferenceHost/Media/FFmpeg/PictureTurn.h"
 #include "ReferenceHost/Media/FileIdentity.h"
 #include "ReferenceHost/Media/Media.h"
+#include "ReferenceHost/Media/VideoSourceBase.h"
 #include "StillFiles.h"
 #include "Tests/Support/Paths.h"
 
@@ -210,6 +211,21 @@ TEST(FFmpegSource, AtOnceRequestsNeverDecode)
     EXPECT_LT(clip.Ask(clip.TimeOf(60), clip.Native(), 0, 0, true, frame), 0);
     clip.Frame(60, clip.Native());
     EXPECT_EQ(clip.Ask(clip.TimeOf(60), clip.Native(), 0, 0, true, frame), BE::kSourceStatus_OK);
+}
+
+// Once it's known how its pictures lie, none of them needs a decoder; but those of another size do.
+TEST(FFmpegSource, BarePicturesAreAnsweredAtOnceOnceOneWasRead)
+{
+    const PixelFormat bgra = norviktypes::kPixelFormat_BGRA_4444_8u;
+    const OpenedClip clip = OpenClip("raw_i420.avi");
+    MF::IVideoFrameRef frame;
+    EXPECT_EQ(clip.Ask(clip.TimeOf(7), bgra, 0, 0, true, frame), Media::kSourceStatus_NotAtHand);
+    clip.Frame(3, bgra);
+    EXPECT_EQ(clip.Ask(clip.TimeOf(7), bgra, 0, 0, true, frame), BE::kSourceStatus_OK);
+    const OpenedClip other = OpenClip("raw_i420.avi");
+    EXPECT_EQ(Checksum(frame), Checksum(other.Frame(7, bgra)));
+    EXPECT_EQ(clip.Ask(clip.TimeOf(7), bgra, 64, 36, true, frame), Media::kSourceStatus_NotAtHand);
+    EXPECT_FALSE(frame);
 }
 
 TEST(FFmpegSource, KeysNameFileStreamFrameFormatAndSize)
