@@ -1,4 +1,4 @@
-#include "ReferenceHost/Executors/PoolExecutor.h"
+#include "norvik/threads/Threads.h"
 
 #include "ReferenceHost/Executors/TaskLedger.h"
 #include "norvik/utility/Machine.h"
@@ -127,35 +127,19 @@ void NameThisThread(const std::string& inName)
     pthread_setname_np(pthread_self(), inName.substr(0, kLongestName).c_str());
 }
 
-// A system that refuses goes on as usual, which costs some time and nothing else.
-void DontInterruptOthers()
-{
-    int policy = 0;
-    sched_param parameters{};
-    if (pthread_getschedparam(pthread_self(), &policy, &parameters) == 0 && policy == SCHED_OTHER)
-    {
-        static_cast<void>(pthread_setschedparam(pthread_self(), SCHED_BATCH, &parameters));
-    }
-}
-
 class PoolExecutor final : public AsyncThreadedExecutor
 {
 public:
-    PoolExecutor(const std::string& inName, uint32_t inWidth, Executors::OnWaking inOnWaking)
-        : mState(std::make_shared<PoolState>())
+    PoolExecutor(const std::string& inName, uint32_t inWidth) : mState(std::make_shared<PoolState>())
     {
         try
         {
             for (uint32_t index = 0; index < std::max(inWidth, 1u); ++index)
             {
                 mThreads.emplace_back(
-                    [state = mState, inName, inOnWaking]
+                    [state = mState, inName]
                     {
                         NameThisThread(inName);
-                        if (inOnWaking == Executors::OnWaking::kWait)
-                        {
-                            DontInterruptOthers();
-                        }
                         state->Run();
                     });
             }
@@ -223,24 +207,12 @@ AsyncThreadedExecutor::~AsyncThreadedExecutor() = default;
 
 boost::shared_ptr<AsyncThreadedExecutor> CreateThreadedExecutor(const char* inName, uint32_t inWidth)
 {
-    return boost::make_shared<PoolExecutor>(inName != nullptr ? inName : "", inWidth,
-                                            Executors::OnWaking::kInterrupt);
+    return boost::make_shared<PoolExecutor>(inName != nullptr ? inName : "", inWidth);
 }
 
 boost::shared_ptr<AsyncThreadedExecutor> CreateCPUBoundExecutor()
 {
-    return Executors::CreatePool("vr-cpu", utility::CPUCount(), Executors::OnWaking::kWait);
+    return CreateThreadedExecutor("vr-cpu", utility::CPUCount());
 }
 
 } // namespace norvik::threads
-
-namespace Executors
-{
-
-boost::shared_ptr<norvik::threads::AsyncThreadedExecutor>
-CreatePool(const std::string& inName, std::uint32_t inWidth, OnWaking inOnWaking)
-{
-    return boost::make_shared<norvik::threads::PoolExecutor>(inName, inWidth, inOnWaking);
-}
-
-} // namespace Executors

@@ -1,7 +1,6 @@
 #include "ReferenceHost/Executors/SharedExecutors.h"
 
 #include "ML/SharedExecutors.h"
-#include "ReferenceHost/Executors/PoolExecutor.h"
 #include "norvik/utility/Machine.h"
 
 #include <algorithm>
@@ -24,11 +23,11 @@ namespace
 
 using ExecutorPtr = boost::shared_ptr<norvik::threads::AsyncThreadedExecutor>;
 
-void CreateIfMissing(ExecutorPtr& ioExecutor, const char* inName, uint32_t inWidth, OnWaking inOnWaking)
+void CreateIfMissing(ExecutorPtr& ioExecutor, const char* inName, uint32_t inWidth)
 {
     if (!ioExecutor)
     {
-        ioExecutor = CreatePool(inName, inWidth, inOnWaking);
+        ioExecutor = norvik::threads::CreateThreadedExecutor(inName, inWidth);
     }
 }
 
@@ -37,12 +36,10 @@ void CreateIfMissing(ExecutorPtr& ioExecutor, const char* inName, uint32_t inWid
 void CreateSharedExecutors()
 {
     const uint32_t processors = norvik::utility::CPUCount();
-    CreateIfMissing(ML::sNormalPriorityRenderQueue, "vr-render", processors, OnWaking::kInterrupt);
-    CreateIfMissing(ML::sLowPriorityRenderQueue, "vr-render-low", std::max(1u, processors / 2),
-                    OnWaking::kInterrupt);
-    CreateIfMissing(ML::sVideoSourcePrefetcherQueue, "vr-read-video", std::max(2u, processors / 2),
-                    OnWaking::kWait);
-    CreateIfMissing(ML::sImageSourcePrefetcherQueue, "vr-read-image", 2, OnWaking::kWait);
+    CreateIfMissing(ML::sNormalPriorityRenderQueue, "vr-render", processors);
+    CreateIfMissing(ML::sLowPriorityRenderQueue, "vr-render-low", std::max(1u, processors / 2));
+    CreateIfMissing(ML::sVideoSourcePrefetcherQueue, "vr-read-video", std::max(2u, processors / 2));
+    CreateIfMissing(ML::sImageSourcePrefetcherQueue, "vr-read-image", 2);
 }
 
 // Renders wait for reads, so the readers stop last. All are closed before the first is let go: what one still

@@ -14,9 +14,13 @@ namespace Media
 {
 
 using norviktypes::PixelFormat;
+using norviktypes::TickTime;
 
 namespace
 {
+
+// So many bare pictures in a row that were in the system's memory.
+constexpr int kFoundToBeTrusted = 8;
 
 StreamTraits StreamTraitsOf(const MediaFile& inFile, const TVK::Guid& inContentID)
 {
@@ -118,7 +122,7 @@ std::vector<PixelFormat> NativeFormatsOf(const FileFacts& inFacts)
 }
 
 FFmpegVideoSource::FFmpegVideoSource(std::shared_ptr<MediaFile> inFile, const TVK::Guid& inContentID)
-    : VideoSourceBase(StreamTraitsOf(*inFile, inContentID))
+    : Extends(StreamTraitsOf(*inFile, inContentID))
     , mFile(std::move(inFile))
 {
 }
@@ -156,6 +160,40 @@ void FFmpegVideoSource::Expect(const std::vector<MF::TimeRange>& inTimes)
     mFile->Expect(runs);
 }
 
+bool FFmpegVideoSource::IsAsyncEnabled() const
+{
+    return mFoundInMemory.load(std::memory_order_relaxed) >= kFoundToBeTrusted;
+}
+
+std::int32_t FFmpegVideoSource::IssueAsyncRead(const TickTime& inTime, const BE::FrameDescription& inFormat,
+                                               const MF::BinaryData&, const norviktypes::ColorProfile&)
+{
+    try
+    {
+        BE::FrameDescription format = inFormat;
+        ConformDescription(format);
+        MF::IVideoFrameRef frame;
+        const BarePicturePtr picture = FindInFile(FrameIndexAt(inTime), format, true, frame);
+        if (picture && IsInMemory(*picture))
+        {
+            return BE::kSourceStatus_OK;
+        }
+    }
+    catch (const std::bad_alloc&)
+    {
+    }
+    mFoundInMemory = 0;
+    return kSourceStatus_NotAtHand;
+}
+
+bool FFmpegVideoSource::IsInMemory(const BarePicture& inPicture)
+{
+    const bool isThere = inPicture.IsFetched();
+    const int found = mFoundInMemory.load(std::memory_order_relaxed);
+    mFoundInMemory.store(isThere ? std::min(found + 1, kFoundToBeTrusted) : 0, std::memory_order_relaxed);
+    return isThere;
+}
+
 std::int32_t FFmpegVideoSource::MakeFrame(std::int64_t inIndex, const BE::FrameDescription& inFormat,
                                           bool inAtOnce, MF::IVideoFrameRef& outFrame)
 {
@@ -191,17 +229,12 @@ std::int32_t FFmpegVideoSource::MakeFrame(std::int64_t inIndex, const BE::FrameD
 bool FFmpegVideoSource::MakeFrameInFile(std::int64_t inIndex, const BE::FrameDescription& inFormat,
                                         bool inAtOnce, MF::IVideoFrameRef& outFrame)
 {
-    if (inFormat.mBounds != Traits().mBounds)
-    {
-        return false;
-    }
     Foundation::WorkSpan span(Foundation::WorkKind::kDecode, inIndex);
-    const BarePicturePtr picture = mFile->PictureInFile(inIndex, inAtOnce);
     MF::IVideoFrameRef frame;
-    if (picture &&
-        MakeFrameOfBarePicture(picture, TraitsOf(picture->Shape()), mFile->Facts().orientation, inFormat,
-                               frame) &&
-        (inAtOnce ? picture->IsFetched() : picture->Fetch()))
+    const BarePicturePtr picture = FindInFile(inIndex, inFormat, inAtOnce, frame);
+    // Of a stream that reads by itself the picture was looked for when the read was issued.
+    const bool isThere = picture && ((inAtOnce && IsAsyncEnabled()) || IsInMemory(*picture));
+    if (isThere || (picture && !inAtOnce && picture->Fetch()))
     {
         outFrame = frame;
         mFieldOrders.Note(inIndex, OrderOf(picture->Shape()));
@@ -210,6 +243,17 @@ bool FFmpegVideoSource::MakeFrameInFile(std::int64_t inIndex, const BE::FrameDes
     }
     span.Forget();
     return false;
+}
+
+// A picture that the frame can be made of, and that frame, whether its rows are in memory or not. Null if there is none.
+BarePicturePtr FFmpegVideoSource::FindInFile(std::int64_t inIndex, const BE::FrameDescription& inFormat,
+                                             bool inAtOnce, MF::IVideoFrameRef& outFrame)
+{
+    const BarePicturePtr picture =
+        inFormat.mBounds == Traits().mBounds ? mFile->PictureInFile(inIndex, inAtOnce) : nullptr;
+    const bool isTaken = picture && MakeFrameOfBarePicture(picture, TraitsOf(picture->Shape()),
+                                                           mFile->Facts().orientation, inFormat, outFrame);
+    return isTaken ? picture : nullptr;
 }
 
 // A file may change its colour on the way; what a picture says itself counts.

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -30,8 +31,12 @@ norviktypes::PixelAspectRatio ShownPixelAspect(const FileFacts& inFacts);
 // here, so that bounds, pixel aspect and pixels are those of the upright picture. Bare pictures stay in
 // the file until somebody looks at the frame.
 //
+// A stream whose bare pictures have all been in the system's memory lately reads by itself, as there is nothing to
+// read: no thread is woken for it. Once one is missing it refuses, and the threads that read ahead have their turn
+// again. The frame that was refused is read when it is rendered.
+//
 // Thread-safety: safe; a request decodes and converts on the calling thread.
-class FFmpegVideoSource final : public VideoSourceBase
+class FFmpegVideoSource final : public TVK::Extends<VideoSourceBase, BE::IAsyncVideoSource>
 {
 public:
     // inContentID: differs for every version of the file and for every stream.
@@ -41,6 +46,23 @@ public:
     std::string DescribeFieldChange() const override;
     void Expect(const std::vector<MF::TimeRange>& inTimes) override;
 
+    // BE::IAsyncVideoSource
+    bool IsAsyncEnabled() const override;
+    std::int32_t IssueAsyncRead(const norviktypes::TickTime& inTime, const BE::FrameDescription& inFormat,
+                                const MF::BinaryData& inSettings,
+                                const norviktypes::ColorProfile& inProfile) override;
+    void Reserved1() override {}
+    void CancelAsyncRead(const norviktypes::TickTime&, const BE::FrameDescription&, const MF::BinaryData&,
+                         const norviktypes::ColorProfile&) override
+    {
+    }
+    void Reserved2() override {}
+    bool IsAsyncReadAlive(const norviktypes::TickTime&, const BE::FrameDescription&, double,
+                          const MF::BinaryData&, const norviktypes::ColorProfile&) override
+    {
+        return false; // what was issued was there
+    }
+
 protected:
     std::int64_t FrameIndexAt(const norviktypes::TickTime& inTime) const override;
     std::int32_t MakeFrame(std::int64_t inIndex, const BE::FrameDescription& inFormat, bool inAtOnce,
@@ -49,8 +71,12 @@ protected:
 private:
     bool MakeFrameInFile(std::int64_t inIndex, const BE::FrameDescription& inFormat, bool inAtOnce,
                          MF::IVideoFrameRef& outFrame);
+    BarePicturePtr FindInFile(std::int64_t inIndex, const BE::FrameDescription& inFormat, bool inAtOnce,
+                              MF::IVideoFrameRef& outFrame);
+    bool IsInMemory(const BarePicture& inPicture);
     PictureTraits TraitsOf(const AVFrame& inPicture) const;
 
+    std::atomic<int> mFoundInMemory{0}; // bare pictures, one after the other
     const std::shared_ptr<MediaFile> mFile;
     RecentFailures mFailures;
     FieldOrders mFieldOrders;

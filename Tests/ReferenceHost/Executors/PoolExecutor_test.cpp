@@ -1,5 +1,4 @@
 #include "ML/SharedExecutors.h"
-#include "ReferenceHost/Executors/PoolExecutor.h"
 #include "ReferenceHost/Executors/SharedExecutors.h"
 #include "norvik/threads/Threads.h"
 #include "norvik/utility/Machine.h"
@@ -14,9 +13,6 @@
 #include <set>
 #include <string>
 #include <thread>
-
-#include <pthread.h>
-#include <sched.h>
 
 namespace
 {
@@ -125,50 +121,6 @@ TEST(PoolExecutor, WidthZeroIsOne)
     pool->Post([&] { ran = true; });
     pool->WaitForTermination();
     EXPECT_TRUE(ran);
-}
-
-int PolicyOf(norvik::threads::AsyncThreadedExecutor& ioPool)
-{
-    std::atomic<int> policy{-1};
-    ioPool.Post(
-        [&]
-        {
-            sched_param parameters{};
-            int own = -1;
-            pthread_getschedparam(pthread_self(), &own, &parameters);
-            policy = own;
-        });
-    ioPool.WaitForTermination();
-    return policy;
-}
-
-TEST(PoolExecutor, WhoPreparesDoesntInterruptWhoRenders)
-{
-    Executors::CreateSharedExecutors();
-    EXPECT_EQ(PolicyOf(*ML::sNormalPriorityRenderQueue), SCHED_OTHER);
-    EXPECT_EQ(PolicyOf(*ML::sLowPriorityRenderQueue), SCHED_OTHER);
-    EXPECT_EQ(PolicyOf(*ML::sVideoSourcePrefetcherQueue), SCHED_BATCH);
-    EXPECT_EQ(PolicyOf(*ML::sImageSourcePrefetcherQueue), SCHED_BATCH);
-    Executors::StopSharedExecutors();
-    EXPECT_EQ(PolicyOf(*norvik::threads::CreateCPUBoundExecutor()), SCHED_BATCH);
-    EXPECT_EQ(PolicyOf(*CreateThreadedExecutor("usual", 1)), SCHED_OTHER);
-}
-
-// Among threads of a real-time policy one of the usual kind would never have its turn.
-TEST(PoolExecutor, KeepsAPolicyThatItWasGiven)
-{
-    int policy = -1;
-    bool isGiven = false;
-    std::thread(
-        [&]
-        {
-            const sched_param parameters{};
-            isGiven = pthread_setschedparam(pthread_self(), SCHED_IDLE, &parameters) == 0;
-            policy = PolicyOf(*Executors::CreatePool("idle", 1, Executors::OnWaking::kWait));
-        })
-        .join();
-    ASSERT_TRUE(isGiven);
-    EXPECT_EQ(policy, SCHED_IDLE);
 }
 
 TEST(PoolExecutor, CPUBoundPoolIsAsWideAsTheMachine)

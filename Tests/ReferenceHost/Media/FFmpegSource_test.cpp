@@ -1,7 +1,10 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
+#include <fstream>
 #include <set>
+#include <sstream>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -15,6 +18,7 @@
 #include "ReferenceHost/Media/FFmpeg/MediaFacts.h"
 #include "ReferenceHost/Media/FFmpeg/PictureTurn.h"
 #include "ReferenceHost/Media/FileIdentity.h"
+#include "ReferenceHost/Media/FilePart.h"
 #include "ReferenceHost/Media/Media.h"
 #include "ReferenceHost/Media/VideoSourceBase.h"
 #include "StillFiles.h"
@@ -213,9 +217,20 @@ TEST(FFmpegSource, AtOnceRequestsNeverDecode)
     EXPECT_EQ(clip.Ask(clip.TimeOf(60), clip.Native(), 0, 0, true, frame), BE::kSourceStatus_OK);
 }
 
+bool SystemTellsWhatItHasInMemory(const std::string& inPath)
+{
+    Media::OpenedPart file;
+    char byte = 0;
+    return file.Open(inPath) && file.Read(&byte, 1, 0) == 1 && file.ReadFromMemory(&byte, 1, 0) == 1;
+}
+
 // Once it's known how its pictures lie, none of them needs a decoder; but those of another size do.
 TEST(FFmpegSource, BarePicturesAreAnsweredAtOnceOnceOneWasRead)
 {
+    if (!SystemTellsWhatItHasInMemory(MediaPath("raw_i420.avi")))
+    {
+        GTEST_SKIP() << "the system can't tell what it has of the file in its memory";
+    }
     const PixelFormat bgra = norviktypes::kPixelFormat_BGRA_4444_8u;
     const OpenedClip clip = OpenClip("raw_i420.avi");
     MF::IVideoFrameRef frame;
@@ -226,6 +241,96 @@ TEST(FFmpegSource, BarePicturesAreAnsweredAtOnceOnceOneWasRead)
     EXPECT_EQ(Checksum(frame), Checksum(other.Frame(7, bgra)));
     EXPECT_EQ(clip.Ask(clip.TimeOf(7), bgra, 64, 36, true, frame), Media::kSourceStatus_NotAtHand);
     EXPECT_FALSE(frame);
+}
+
+class StreamThatReadsByItself : public testing::Test
+{
+protected:
+    StreamThatReadsByItself()
+    {
+        std::filesystem::copy_file(MediaPath("raw_i420.avi"), mPath);
+        mClip = OpenPath(mPath);
+        mFace = BE::IAsyncVideoSourceRef(mClip.source);
+    }
+
+    void SetUp() override
+    {
+        ASSERT_TRUE(mFace);
+        if (!SystemTellsWhatItHasInMemory(mPath))
+        {
+            GTEST_SKIP() << "the system can't tell what it has of " << mPath << " in its memory";
+        }
+    }
+
+    void Read(std::int64_t inFirst, std::int64_t inCount) const
+    {
+        for (std::int64_t frame = inFirst; frame < inFirst + inCount; ++frame)
+        {
+            mClip.Frame(frame, norviktypes::kPixelFormat_BGRA_4444_8u);
+        }
+    }
+
+    std::int32_t Issue(std::int64_t inFrame, int inWidth = 0, int inHeight = 0) const
+    {
+        FrameDescription description;
+        description.mPixelFormat = norviktypes::kPixelFormat_BGRA_4444_8u;
+        description.mBounds = {0, 0, inWidth, inHeight};
+        return mFace->IssueAsyncRead(mClip.TimeOf(inFrame), description, {}, {});
+    }
+
+    const TestSupport::ScratchFolder mFolder;
+    const std::string mPath = mFolder.File("raw.avi");
+    OpenedClip mClip;
+    BE::IAsyncVideoSourceRef mFace;
+};
+
+TEST_F(StreamThatReadsByItself, DoesSoOnceItsPicturesHaveBeenInMemory)
+{
+    EXPECT_FALSE(mFace->IsAsyncEnabled());
+    Read(0, 8); // the first one is decoded, to find out how they lie, and then looked for like the others
+    EXPECT_TRUE(mFace->IsAsyncEnabled());
+    EXPECT_GE(Issue(12), 0);
+    MF::IVideoFrameRef frame;
+    EXPECT_EQ(mClip.Ask(mClip.TimeOf(12), norviktypes::kPixelFormat_BGRA_4444_8u, 0, 0, true, frame),
+              BE::kSourceStatus_OK);
+    const OpenedClip other = OpenClip("raw_i420.avi");
+    EXPECT_EQ(Checksum(frame), Checksum(other.Frame(12, norviktypes::kPixelFormat_BGRA_4444_8u)));
+    EXPECT_TRUE(mFace->IsAsyncEnabled());
+}
+
+TEST_F(StreamThatReadsByItself, RefusesWhatIsMissingAndReadsThroughOthersUntilAllIsThereAgain)
+{
+    Read(0, 8);
+    std::ostringstream content;
+    content << std::ifstream(mPath, std::ios::binary).rdbuf();
+    std::filesystem::resize_file(mPath, content.str().size() / 2);
+    EXPECT_LT(Issue(19), 0);
+    EXPECT_FALSE(mFace->IsAsyncEnabled());
+    MF::IVideoFrameRef frame;
+    EXPECT_LT(mClip.Ask(mClip.TimeOf(19), norviktypes::kPixelFormat_BGRA_4444_8u, 0, 0, true, frame), 0);
+    EXPECT_EQ(mClip.Ask(mClip.TimeOf(19), norviktypes::kPixelFormat_BGRA_4444_8u, 0, 0, false, frame),
+              BE::kSourceStatus_BadMedia);
+    std::ofstream(mPath, std::ios::binary) << content.str();
+    Read(1, 7);
+    EXPECT_FALSE(mFace->IsAsyncEnabled());
+    Read(8, 1);
+    EXPECT_TRUE(mFace->IsAsyncEnabled());
+}
+
+TEST_F(StreamThatReadsByItself, RefusesWhatNeedsADecoder)
+{
+    Read(0, 8);
+    EXPECT_LT(Issue(10, 64, 36), 0);
+    EXPECT_FALSE(mFace->IsAsyncEnabled());
+    Read(0, 8);
+    EXPECT_LT(Issue(20), 0) << "there is no such frame";
+    const OpenedClip compressed = OpenClip("h264_b.mp4");
+    const BE::IAsyncVideoSourceRef face(compressed.source);
+    for (std::int64_t frame = 0; frame < 12; ++frame)
+    {
+        compressed.Frame(frame, compressed.Native());
+    }
+    EXPECT_FALSE(face && face->IsAsyncEnabled());
 }
 
 TEST(FFmpegSource, KeysNameFileStreamFrameFormatAndSize)
