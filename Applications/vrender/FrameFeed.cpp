@@ -91,7 +91,7 @@ bool FrameFeed::TakeOne(std::int64_t inIndex, Frame& outFrame)
     return !mIsStopped && TakeThat(mRead.find(inIndex), outFrame);
 }
 
-bool FrameFeed::TakeThat(std::map<std::int64_t, Session::ReadHold>::iterator inWhich, Frame& outFrame)
+bool FrameFeed::TakeThat(Reads::iterator inWhich, Frame& outFrame)
 {
     outFrame = {inWhich->first, std::move(inWhich->second)};
     mRead.erase(inWhich);
@@ -112,8 +112,10 @@ bool FrameFeed::OpenNext(std::int64_t& outIndex)
     {
         return false;
     }
+    Reads place;
+    place.emplace(mNext, nullptr);
+    mOpen.emplace(mNext, Open{0, place.extract(place.begin())});
     outIndex = mNext++;
-    mOpen.emplace(outIndex, 0);
     return true;
 }
 
@@ -152,7 +154,7 @@ void FrameFeed::NoteID(std::int64_t inIndex, Session::OrderID inID)
         const auto open = mOpen.find(inIndex);
         if (open != mOpen.end())
         {
-            open->second = inID;
+            open->second.mID = inID;
             isToBeCancelled = mIsStopped;
         }
     }
@@ -162,7 +164,7 @@ void FrameFeed::NoteID(std::int64_t inIndex, Session::OrderID inID)
     }
 }
 
-void FrameFeed::Close(std::int64_t inIndex)
+void FrameFeed::Close(std::int64_t inIndex) noexcept
 {
     const std::lock_guard<std::mutex> lock(mMutex);
     mOpen.erase(inIndex);
@@ -171,23 +173,19 @@ void FrameFeed::Close(std::int64_t inIndex)
 
 // A cancelled order is taken like any other, unless the feed has ended. Who is woken shall find the lock free; the
 // order is open until then, which keeps the feed.
-void FrameFeed::OnRead(std::int64_t inIndex, Session::ReadHold inHold)
+void FrameFeed::OnRead(std::int64_t inIndex, Session::ReadHold inHold) noexcept
 {
-    struct Closing
-    {
-        ~Closing() { mFeed.Close(mIndex); }
-        FrameFeed& mFeed;
-        const std::int64_t mIndex;
-    };
-    const Closing closing{*this, inIndex};
     {
         const std::lock_guard<std::mutex> lock(mMutex);
         if (!mIsStopped)
         {
-            mRead.emplace(inIndex, std::move(inHold));
+            Reads::node_type place = std::move(mOpen.find(inIndex)->second.mPlace);
+            place.mapped() = std::move(inHold);
+            mRead.insert(std::move(place));
         }
     }
     mIsRead.notify_one();
+    Close(inIndex);
 }
 
 void FrameFeed::Stop() noexcept
@@ -200,11 +198,11 @@ void FrameFeed::Stop() noexcept
             mIsStopped = true;
             mIsRead.notify_all();
             mChanged.notify_all();
-            for (const auto& [index, id] : mOpen)
+            for (const auto& [index, order] : mOpen)
             {
-                if (id != 0)
+                if (order.mID != 0)
                 {
-                    open.push_back(id);
+                    open.push_back(order.mID);
                 }
             }
         }

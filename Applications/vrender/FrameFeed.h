@@ -63,13 +63,21 @@ public:
     void Stop() noexcept;
 
 private:
+    using Reads = std::map<std::int64_t, Session::ReadHold>;
+
+    struct Open
+    {
+        Session::OrderID mID = 0; // 0: it isn't known yet
+        Reads::node_type mPlace;  // for what it gets: an answer can tell nobody that memory is short
+    };
+
     std::vector<MF::TimeRange> TimesOfList() const;
     void TellMaterial() const noexcept;
     bool OpenNext(std::int64_t& outIndex);
     void NoteID(std::int64_t inIndex, Session::OrderID inID);
-    void OnRead(std::int64_t inIndex, Session::ReadHold inHold);
-    void Close(std::int64_t inIndex);
-    bool TakeThat(std::map<std::int64_t, Session::ReadHold>::iterator inWhich, Frame& outFrame);
+    void OnRead(std::int64_t inIndex, Session::ReadHold inHold) noexcept;
+    void Close(std::int64_t inIndex) noexcept;
+    bool TakeThat(Reads::iterator inWhich, Frame& outFrame);
 
     const Settings mSettings;
 
@@ -80,8 +88,8 @@ private:
     std::int64_t mNext = 0;           // to be ordered
     std::int64_t mTaken = 0;          // how many
     bool mIsStopped = false;
-    std::map<std::int64_t, Session::OrderID> mOpen; // ordered and not answered; 0: the id isn't known yet
-    std::map<std::int64_t, Session::ReadHold> mRead;
+    std::map<std::int64_t, Open> mOpen; // ordered and not answered
+    Reads mRead;
 };
 
 } // namespace vrender

@@ -13,15 +13,12 @@ namespace norvik::threads
 namespace
 {
 
-// Until others have their turn with the parent.
-constexpr int kFunctionsOfTicket = 8;
-
 // The part of a sub-executor that its functions on the parent need. They hold it, so that a sub-executor may
 // go while one of its functions runs.
 //
-// Its functions reach the parent by tickets, of which there are never more than the width. A ticket that finds more
-// work goes on with it, which wakes nobody, but not for ever: it is posted again after some functions, so that the
-// parent stays fair to others.
+// Its functions reach the parent one at a time, each by a ticket; there are never more tickets than the
+// width. A ticket that finds more work is posted again instead of going on, so that the parent stays fair to
+// others.
 class SubState : public std::enable_shared_from_this<SubState>
 {
 public:
@@ -88,7 +85,7 @@ private:
             const std::shared_ptr<SubState> state = std::move(mState);
             mState.reset();
             state->mLedger.RunNext();
-            state->OnTicketUsed(kFunctionsOfTicket - 1);
+            state->OnTicketUsed();
         }
 
         // It was never with the parent.
@@ -169,11 +166,11 @@ private:
     }
 
     // Whether the queue is empty is asked under the lock under which the ticket is given back: what is pushed
-    // after the question finds room for a ticket of its own. inMore functions may run here, and without memory for
-    // a way through the parent all others, too.
-    void OnTicketUsed(int inMore = 0)
+    // after the question finds room for a ticket of its own. Without memory for a way through the parent the
+    // next function runs here.
+    void OnTicketUsed()
     {
-        for (int more = inMore;; --more)
+        for (;;)
         {
             {
                 const std::lock_guard<std::mutex> lock(mTicketMutex);
@@ -183,7 +180,7 @@ private:
                     return;
                 }
             }
-            if (more <= 0 && TryToIssueTicket())
+            if (TryToIssueTicket())
             {
                 return;
             }

@@ -33,7 +33,7 @@ struct Entry
     TVK::Guid mKey;
     MF::IVideoFrameRef mFrame;
     std::uint64_t mBytes = 0;
-    bool mIsCounted = true; // false: it holds no picture
+    bool mIsCounted = true; // false: pinned, and it holds no picture
     std::int32_t mPriority = 0;
     std::uint32_t mDependencies = 0;
     std::uint64_t mLastUse = 0;
@@ -51,7 +51,7 @@ struct NewFrame
     TVK::Guid mKey;
     std::int32_t mPriority;
     std::uint64_t mBytes;
-    bool mIsCounted;
+    bool mHoldsPicture;
 };
 
 // What all shards have together. Bytes change under the lock of the shard that they are in.
@@ -102,7 +102,8 @@ public:
     MF::IVideoFrameRef Retrieve(const TVK::Guid& inKey, Totals& ioTotals) VR_EXCLUDES(mLock);
     bool Insert(const NewFrame& inFrame, std::uint64_t inBudget, Totals& ioTotals) VR_EXCLUDES(mLock);
     void AddDependency(const TVK::Guid& inKey) VR_EXCLUDES(mLock);
-    void RemoveDependency(const TVK::Guid& inKey, FrameList& outLeft, Totals& ioTotals) VR_EXCLUDES(mLock);
+    void RemoveDependency(const TVK::Guid& inKey, MF::IVideoFrameRef& outLeft, Totals& ioTotals)
+        VR_EXCLUDES(mLock);
     bool HasDependency(const TVK::Guid& inKey) const VR_EXCLUDES(mLock);
 
     // Of the frame that would leave first; none if all are pinned.
@@ -170,10 +171,6 @@ bool Shard::Insert(const NewFrame& inFrame, std::uint64_t inBudget, Totals& ioTo
         ++mCounters.mRepeats;
         return false;
     }
-    if (!isPinned && !inFrame.mIsCounted)
-    {
-        return false;
-    }
     if (!isPinned && inFrame.mBytes > inBudget)
     {
         ++mCounters.mTooLarge;
@@ -188,7 +185,7 @@ bool Shard::Insert(const NewFrame& inFrame, std::uint64_t inBudget, Totals& ioTo
     entry.mKey = inFrame.mKey;
     entry.mFrame = inFrame.mFrame;
     entry.mBytes = inFrame.mBytes;
-    entry.mIsCounted = inFrame.mIsCounted;
+    entry.mIsCounted = !isPinned || inFrame.mHoldsPicture;
     entry.mPriority = inFrame.mPriority;
     if (!isPinned)
     {
@@ -216,7 +213,7 @@ void Shard::AddDependency(const TVK::Guid& inKey)
 }
 
 // Pixels may have been made since the frame came; they count from here on.
-void Shard::RemoveDependency(const TVK::Guid& inKey, FrameList& outLeft, Totals& ioTotals)
+void Shard::RemoveDependency(const TVK::Guid& inKey, MF::IVideoFrameRef& outLeft, Totals& ioTotals)
 {
     const MutexLock lock(mLock);
     const auto found = mEntries.find(inKey);
@@ -236,23 +233,25 @@ void Shard::RemoveDependency(const TVK::Guid& inKey, FrameList& outLeft, Totals&
         --mCounters.mAnnouncedKeys;
         return;
     }
-    --mCounters.mPinnedFrames;
-    --mCounters.mAnnouncedKeys;
     if (!entry.mIsCounted && HoldsPicture(entry.mFrame))
     {
         entry.mIsCounted = true;
         ioTotals.mBytes += entry.mBytes;
     }
-    if (!entry.mIsCounted)
+    if (entry.mIsCounted)
     {
-        outLeft.push_back(std::move(entry.mFrame));
+        LinkLocked(entry, ++ioTotals.mClock); // may throw: the rest comes after it
+        entry.mDependencies = 0;
+    }
+    else
+    {
+        outLeft = std::move(entry.mFrame);
         mEntries.erase(found);
         --mCounters.mFrames;
         ++mCounters.mEvictions;
-        return;
     }
-    LinkLocked(entry, ++ioTotals.mClock);
-    entry.mDependencies = 0;
+    --mCounters.mPinnedFrames;
+    --mCounters.mAnnouncedKeys;
 }
 
 bool Shard::HasDependency(const TVK::Guid& inKey) const
@@ -426,8 +425,8 @@ void FrameCache::Insert(const MF::IVideoFrameRef& inFrame, const TVK::Guid& inKe
     {
         return;
     }
-    inFrame->Freeze();
     const NewFrame frame{inFrame, inKey, inPriority, BytesOfFrame(inFrame), HoldsPicture(inFrame)};
+    inFrame->Freeze();
     if (mImpl->ShardOf(inKey).Insert(frame, mImpl->mBudget, mImpl->mTotals))
     {
         mImpl->EvictToBudget();
@@ -447,7 +446,7 @@ void FrameCache::RemoveDependency(const TVK::Guid& inKey)
 {
     if (!inKey.IsZero())
     {
-        FrameList left;
+        MF::IVideoFrameRef left; // goes after the lock
         mImpl->ShardOf(inKey).RemoveDependency(inKey, left, mImpl->mTotals);
         mImpl->EvictToBudget();
     }

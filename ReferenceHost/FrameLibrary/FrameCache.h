@@ -6,8 +6,9 @@
 //
 // Frames with dependencies are pinned: they count against the budget but never leave, and may exceed it.
 // A frame that is larger than the whole budget is not stored unless it is pinned; it would drive out all
-// others and then leave itself. A pending frame that holds no picture counts nothing, and stays only as long as it is
-// pinned: it is had again for nothing, and one that had to be made would leave for it.
+// others and then leave itself. A pending frame that holds no picture and comes while it is pinned counts nothing,
+// and stays only as long as that: it is had again for nothing, and one that had to be made would leave for it. Unpinned
+// it may be the result of a render, which is asked for by its own key: it counts as if it had its pixels.
 //
 // Units: bytes of pixel buffers.
 //

@@ -17,31 +17,30 @@ std::size_t PageBytes() noexcept
     return sBytes;
 }
 
-bool MapAt(std::uint8_t* inAddress, std::size_t inBytes, int inFile) noexcept
+// The pages of inRing once more.
+bool MapAgain(std::uint8_t* inRing, std::uint8_t* inAddress, std::size_t inBytes) noexcept
 {
-    return ::mmap(inAddress, inBytes, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_FIXED, inFile, 0) !=
-           MAP_FAILED;
+    return ::mremap(inRing, 0, inBytes, MREMAP_MAYMOVE | MREMAP_FIXED, inAddress) != MAP_FAILED;
 }
 
-// And a page of it behind that, for vector code that reads a little beyond the end of a row. Null where the system
+// And a page of it behind that, for vector code that reads a little beyond the end of a row. No file of the process is
+// needed, of which there may be too many, or which may be too long; and what is mapped is there. Null where the system
 // gives no memory.
 std::uint8_t* MapTwice(std::size_t inCapacity) noexcept
 {
     const std::size_t whole = 2 * inCapacity + PageBytes();
-    const int file = ::memfd_create("ring", MFD_CLOEXEC);
-    void* const address = file >= 0 && ::ftruncate(file, static_cast<::off_t>(inCapacity)) == 0
-                              ? ::mmap(nullptr, whole, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0)
-                              : MAP_FAILED;
-    std::uint8_t* ring = address == MAP_FAILED ? nullptr : static_cast<std::uint8_t*>(address);
-    if (ring && !(MapAt(ring, inCapacity, file) && MapAt(ring + inCapacity, inCapacity, file) &&
-                  MapAt(ring + 2 * inCapacity, PageBytes(), file)))
+    void* const address = ::mmap(nullptr, whole, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    if (address == MAP_FAILED)
+    {
+        return nullptr;
+    }
+    auto* const ring = static_cast<std::uint8_t*>(address);
+    if (::mmap(ring, inCapacity, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS | MAP_FIXED, -1, 0) ==
+            MAP_FAILED ||
+        !MapAgain(ring, ring + inCapacity, inCapacity) || !MapAgain(ring, ring + 2 * inCapacity, PageBytes()))
     {
         ::munmap(ring, whole);
-        ring = nullptr;
-    }
-    if (file >= 0)
-    {
-        ::close(file);
+        return nullptr;
     }
     return ring;
 }

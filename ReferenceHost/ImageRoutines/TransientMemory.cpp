@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <atomic>
 #include <bit>
 #include <cstdlib>
 #include <mutex>
@@ -22,9 +23,13 @@ constexpr std::size_t kKeptBytesPerSize = std::size_t{1} << 24;
 constexpr int kSmallestClass = 8; // 256 bytes, with the record in front
 
 // A thread keeps some that aren't large for itself, which are still in its processor's caches, and asks nobody for
-// them: kernels that work on a few rows come back a hundred times a picture.
+// them: kernels that work on a few rows come back a hundred times a picture. There are several times as many threads
+// as processors, and most of them sleep: a thread keeps no more than such a cache holds, and all of them together no
+// more than a single size of the pool may, twice.
 constexpr int kLargestOfThread = 20;
 constexpr std::size_t kMostOfThread = 2;
+constexpr std::size_t kBytesOfThread = std::size_t{1} << 21;
+constexpr std::size_t kBytesOfThreads = 2 * kKeptBytesPerSize;
 
 struct alignas(kAlignment) Record
 {
@@ -116,21 +121,28 @@ public:
                 GiveBack(mFree[size][--mCounts[size]], std::size_t{1} << (size + kSmallestClass));
             }
         }
+        sRoomOfAll.fetch_sub(mRoom, std::memory_order_relaxed);
     }
 
     void* Take(std::size_t inBytes)
     {
         const std::size_t size = ClassOf(inBytes);
-        return size < kSizes && mCounts[size] > 0 ? mFree[size][--mCounts[size]] : nullptr;
+        if (size >= kSizes || mCounts[size] == 0)
+        {
+            return nullptr;
+        }
+        mBytes -= inBytes;
+        return mFree[size][--mCounts[size]];
     }
 
     bool Keep(void* inBlock, std::size_t inBytes)
     {
         const std::size_t size = ClassOf(inBytes);
-        if (size >= kSizes || mCounts[size] == kMostOfThread)
+        if (size >= kSizes || mCounts[size] == kMostOfThread || !HasRoomFor(mBytes + inBytes))
         {
             return false;
         }
+        mBytes += inBytes;
         mFree[size][mCounts[size]++] = inBlock;
         return true;
     }
@@ -138,14 +150,39 @@ public:
 private:
     ThreadBlocks() = default;
 
+    // Room is taken once and held until the thread ends, so that nobody is asked from then on.
+    bool HasRoomFor(std::size_t inBytes)
+    {
+        if (inBytes <= mRoom)
+        {
+            return true;
+        }
+        if (inBytes > kBytesOfThread)
+        {
+            return false;
+        }
+        const std::size_t more = inBytes - mRoom;
+        if (sRoomOfAll.fetch_add(more, std::memory_order_relaxed) + more > kBytesOfThreads)
+        {
+            sRoomOfAll.fetch_sub(more, std::memory_order_relaxed);
+            return false;
+        }
+        mRoom = inBytes;
+        return true;
+    }
+
     static constexpr std::size_t kSizes = kLargestOfThread + 1 - kSmallestClass;
     static thread_local bool sIsGone;
+    static std::atomic<std::size_t> sRoomOfAll;
 
     void* mFree[kSizes][kMostOfThread] = {};
     std::size_t mCounts[kSizes] = {};
+    std::size_t mBytes = 0;
+    std::size_t mRoom = 0; // the most that mBytes may become without asking
 };
 
 thread_local bool ThreadBlocks::sIsGone = false;
+std::atomic<std::size_t> ThreadBlocks::sRoomOfAll{0};
 
 // Null where nobody has one.
 void* TakePooled(std::size_t inBytes)

@@ -91,7 +91,11 @@ std::shared_ptr<const BareLayout> LayoutOf(const AVFrame& inPicture, const Packe
         av_pix_fmt_desc_get(static_cast<AVPixelFormat>(inPicture.format));
     const auto layout = std::make_shared<BareLayout>();
     layout->mShape.reset(av_frame_alloc());
-    if (!format || !layout->mShape || !inPicture.buf[0] || inPicture.buf[1] || !inReader->Fetch(inRecord) ||
+    if (!layout->mShape)
+    {
+        throw std::bad_alloc();
+    }
+    if (!format || !inPicture.buf[0] || inPicture.buf[1] || !inReader->Fetch(inRecord) ||
         av_frame_copy_props(layout->mShape.get(), &inPicture) < 0)
     {
         return nullptr;
@@ -262,7 +266,7 @@ void BarePictures::LearnFrom(const AVFrame& inPicture, const PacketRecord& inRec
 
 BarePicturePtr BarePictures::Find(const PacketRecord& inRecord, std::int64_t inNumber) const
 {
-    return mHasLearned && mLayout && !inRecord.isCorrupt
+    return AreKnown() && !inRecord.isCorrupt
                ? std::make_shared<const BarePicture>(mLayout, inRecord, inNumber)
                : nullptr;
 }

@@ -78,6 +78,9 @@ public:
 
     bool HasLearned() const noexcept { return mHasLearned; }
 
+    // Whether they can be read so. False before that is learned.
+    bool AreKnown() const noexcept { return mHasLearned && mLayout; }
+
     // Null unless the layout is known. The picture isn't fetched yet.
     BarePicturePtr Find(const PacketRecord& inRecord, std::int64_t inNumber) const;
 

@@ -170,6 +170,7 @@ void DecoderPool::Rest()
     std::vector<std::unique_ptr<Slot>> closed; // these go after the lock
     std::list<PicturePtr> evicted;
     const std::lock_guard<std::mutex> lock(mLock);
+    closed.reserve(mSlots.size()); // nothing below may throw and leave some of them empty
     const auto isIdle = [](const std::unique_ptr<Slot>& inSlot)
     { return !inSlot->isBusy && inSlot->waiters.empty(); };
     const auto idle = std::stable_partition(mSlots.begin(), mSlots.end(), std::not_fn(isIdle));

@@ -24,6 +24,12 @@ bool IsBareVideo(const AVCodecParameters& inParameters)
 // Small beside a picture; the system reads ahead by as much.
 constexpr std::int64_t kBetweenLooks = 128 << 10;
 
+// Of files of which the system doesn't say what it has in memory.
+bool CantTell(int inError) noexcept
+{
+    return inError == EOPNOTSUPP || inError == ENOSYS;
+}
+
 bool ReadAll(const OpenedPart& inFile, std::int64_t inPosition, std::int64_t inBytes, std::uint8_t* outBytes)
 {
     for (std::int64_t done = 0; done < inBytes;)
@@ -142,8 +148,18 @@ bool DirectReader::IsFetched(const PacketRecord& inRecord) const
     {
         std::uint8_t byte = 0;
         isThere = mFile.ReadFromMemory(&byte, 1, position) == 1;
+        if (!isThere && CantTell(errno))
+        {
+            mFile.ReadAhead(start, mSize);
+            return IsListed(inRecord);
+        }
     }
-    return isThere && IsListed(inRecord);
+    // The last bytes may lie far behind the last look.
+    std::uint8_t head[kHashedEnd];
+    std::uint8_t tail[kHashedEnd];
+    return isThere && mFile.ReadFromMemory(head, kHashedEnd, start) == kHashedEnd &&
+           mFile.ReadFromMemory(tail, kHashedEnd, end - kHashedEnd) == kHashedEnd &&
+           HasEnds(inRecord, head, tail);
 }
 
 bool DirectReader::MayBeFetched(const PacketRecord& inRecord) const noexcept
@@ -172,7 +188,7 @@ bool DirectReader::FetchBytes(std::int64_t inPosition, std::int64_t inCount) con
         {
             continue;
         }
-        if (errno == EOPNOTSUPP || errno == ENOSYS)
+        if (CantTell(errno))
         {
             mFile.ReadAhead(inPosition, inCount);
             return true;

@@ -40,7 +40,8 @@ public:
     // packet is there whole and the one that was listed. Throws std::bad_alloc.
     bool Fetch(const PacketRecord& inRecord) const;
 
-    // Whether the packet is there so, as far as the system tells without waiting.
+    // Whether the packet is there so, as far as the system tells without waiting. Files of which it can't tell are
+    // dealt with as by Fetch: whoever asks whether a picture has been read must get an answer some time.
     bool IsFetched(const PacketRecord& inRecord) const;
 
     // Some bytes of a packet that was fetched, from inOffset on. False, with errno set, if they can't be read.

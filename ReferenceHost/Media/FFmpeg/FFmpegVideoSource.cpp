@@ -173,9 +173,11 @@ std::int32_t FFmpegVideoSource::IssueAsyncRead(const TickTime& inTime, const BE:
         BE::FrameDescription format = inFormat;
         ConformDescription(format);
         MF::IVideoFrameRef frame;
-        const BarePicturePtr picture = FindInFile(FrameIndexAt(inTime), format, true, frame);
+        const std::int64_t index = FrameIndexAt(inTime);
+        const BarePicturePtr picture = FindInFile(index, format, true, frame);
         if (picture && IsInMemory(*picture))
         {
+            mLookedFor = index;
             return BE::kSourceStatus_OK;
         }
     }
@@ -232,8 +234,10 @@ bool FFmpegVideoSource::MakeFrameInFile(std::int64_t inIndex, const BE::FrameDes
     Foundation::WorkSpan span(Foundation::WorkKind::kDecode, inIndex);
     MF::IVideoFrameRef frame;
     const BarePicturePtr picture = FindInFile(inIndex, inFormat, inAtOnce, frame);
-    // Of a stream that reads by itself the picture was looked for when the read was issued.
-    const bool isThere = picture && ((inAtOnce && IsAsyncEnabled()) || IsInMemory(*picture));
+    // Who issues a read asks at once right after it.
+    std::int64_t lookedFor = inIndex;
+    const bool wasThere = inAtOnce && mLookedFor.compare_exchange_strong(lookedFor, kNoFrame);
+    const bool isThere = picture && (wasThere || IsInMemory(*picture));
     if (isThere || (picture && !inAtOnce && picture->Fetch()))
     {
         outFrame = frame;

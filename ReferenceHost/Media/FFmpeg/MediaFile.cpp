@@ -203,7 +203,8 @@ void MediaFile::Impl::LookAtFirstPicture()
     }
 }
 
-// One picture is decoded for it. It and the decoder lie in memory that most likely nobody needs again.
+// One picture is decoded for it. Where none needs to be from now on, it and the decoder lie in memory that most likely
+// nobody needs again.
 void MediaFile::Impl::LearnAboutBarePictures(std::int64_t inRank)
 {
     const std::lock_guard<std::mutex> lock(mLearning);
@@ -211,7 +212,10 @@ void MediaFile::Impl::LearnAboutBarePictures(std::int64_t inRank)
     if (answer.picture)
     {
         mBare.LearnFrom(*answer.picture, index.RecordOf(inRank), mSetup.direct->Get(), facts.path);
-        decoders->Rest();
+        if (mBare.AreKnown())
+        {
+            decoders->Rest();
+        }
     }
 }
 

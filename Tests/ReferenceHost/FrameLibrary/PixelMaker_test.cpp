@@ -223,12 +223,28 @@ TEST_F(FrameWithoutPicture, IsCachedForWhomItWasAnnouncedToAndNoLonger)
     EXPECT_EQ(mMaker->mCalls, 0);
 }
 
-TEST_F(FrameWithoutPicture, IsNotCachedUnannounced)
+TEST_F(FrameWithoutPicture, CountsAsIfItWereMadeWhereNobodyHasAnnouncedIt)
 {
     mCache.Insert(mFrame, mKey, 0);
+    EXPECT_TRUE(mCache.Retrieve(mKey) == mFrame);
+    EXPECT_EQ(mCache.GetCounters().mBytes, kHeight * 128U);
+    mCache.AddDependency(mKey);
+    mCache.RemoveDependency(mKey);
+    EXPECT_TRUE(mCache.Retrieve(mKey) == mFrame);
+    EXPECT_EQ(mCache.GetCounters().mBytes, kHeight * 128U);
+}
+
+// That is looked for under a key of its own, while the one of what was read is forgotten.
+TEST_F(FrameWithoutPicture, IsKeptAsTheResultOfARender)
+{
+    const TVK::Guid result = TVK::Guid::CreateUnique();
+    mCache.AddDependency(mKey);
+    mCache.Insert(mFrame, mKey, 0);
+    mCache.Insert(mFrame, result, 0);
+    mCache.RemoveDependency(mKey);
     EXPECT_FALSE(mCache.Retrieve(mKey));
-    EXPECT_EQ(mCache.GetCounters().mInsertions, 0u);
-    EXPECT_FALSE(mCache.HasDependency(mKey));
+    EXPECT_TRUE(mCache.Retrieve(result) == mFrame);
+    EXPECT_EQ(mCache.GetCounters().mBytes, kHeight * 128U);
 }
 
 TEST_F(FrameWithoutPicture, IsKeptOnceItHasPixels)

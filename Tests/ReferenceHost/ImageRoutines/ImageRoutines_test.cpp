@@ -453,27 +453,61 @@ TEST(ImageRoutines, LendTransientBlocksThatAreAlignedAndApart)
     EXPECT_EQ(nullptr, IR_AllocateTransientMemoryBlock(std::numeric_limits<std::size_t>::max()));
 }
 
+// All blocks of a size that this thread and the pool keep, so that a test knows where the next ones come from.
+class KeptBlocks
+{
+public:
+    explicit KeptBlocks(std::size_t inBytes)
+    {
+        constexpr int kMoreThanAreKept = 16;
+        for (int i = 0; i < kMoreThanAreKept; ++i)
+        {
+            mBlocks.push_back(IR_AllocateTransientMemoryBlock(inBytes));
+        }
+    }
+    ~KeptBlocks()
+    {
+        for (void* block : mBlocks)
+        {
+            IR_FreeTransientMemoryBlock(block);
+        }
+    }
+    KeptBlocks(const KeptBlocks&) = delete;
+    KeptBlocks& operator=(const KeptBlocks&) = delete;
+
+private:
+    std::vector<void*> mBlocks;
+};
+
 // A thread finds the block that is in its processor's caches; what it leaves behind at its end is for others.
 TEST(ImageRoutines, LendATransientBlockToTheThreadThatHadItLast)
 {
-    constexpr std::size_t kBytes = 600000; // which hardly anybody else asks for
-    void* own = IR_AllocateTransientMemoryBlock(kBytes);
-    IR_FreeTransientMemoryBlock(own);
-    void* ofOther = nullptr;
+    constexpr std::size_t kBytes = 600000;
+    const KeptBlocks kept(kBytes);
+    const auto lendTwice = []
+    {
+        void* block = IR_AllocateTransientMemoryBlock(kBytes);
+        IR_FreeTransientMemoryBlock(block);
+        void* again = IR_AllocateTransientMemoryBlock(kBytes);
+        EXPECT_EQ(again, block);
+        IR_FreeTransientMemoryBlock(again);
+        return again;
+    };
     std::thread(
-        [&]
+        [&] // one that keeps nothing of other tests
         {
-            ofOther = IR_AllocateTransientMemoryBlock(kBytes);
-            IR_FreeTransientMemoryBlock(ofOther);
-            EXPECT_EQ(IR_AllocateTransientMemoryBlock(kBytes), ofOther);
-            IR_FreeTransientMemoryBlock(ofOther);
+            void* const own = lendTwice();
+            void* ofOther = nullptr;
+            std::thread([&] { ofOther = lendTwice(); }).join();
+            EXPECT_NE(own, ofOther);
+            void* const first = IR_AllocateTransientMemoryBlock(kBytes);
+            void* const second = IR_AllocateTransientMemoryBlock(kBytes);
+            EXPECT_EQ(first, own);
+            EXPECT_EQ(second, ofOther);
+            IR_FreeTransientMemoryBlock(first);
+            IR_FreeTransientMemoryBlock(second);
         })
         .join();
-    EXPECT_NE(own, ofOther);
-    EXPECT_EQ(IR_AllocateTransientMemoryBlock(kBytes), own);
-    EXPECT_EQ(IR_AllocateTransientMemoryBlock(kBytes), ofOther);
-    IR_FreeTransientMemoryBlock(own);
-    IR_FreeTransientMemoryBlock(ofOther);
 }
 
 // Of more than a thread keeps for itself, and given back by another one than took them.
@@ -519,18 +553,29 @@ TEST(ImageRoutines, TakeTransientBlocksBackFromAThreadThatEnds)
         }
         void* mBlock = nullptr;
     };
-    static thread_local Holder sFirst; // goes last
-    for (int turn = 0; turn < 10; ++turn)
+    const KeptBlocks kept(5000);
+    std::set<void*> left;
+    std::thread(
+        [&]
+        {
+            // Goes last. Declared where the thread comes by: else it would be nobody's to destroy.
+            static thread_local Holder sFirst;
+            sFirst.mBlock = IR_AllocateTransientMemoryBlock(5000);
+            void* keptByThread = IR_AllocateTransientMemoryBlock(5000);
+            left = {sFirst.mBlock, keptByThread};
+            IR_FreeTransientMemoryBlock(keptByThread);
+        })
+        .join();
+    std::set<void*> found;
+    for (std::size_t i = 0; i < left.size(); ++i)
     {
-        std::thread(
-            []
-            {
-                Holder& holder = sFirst;
-                holder.mBlock = IR_AllocateTransientMemoryBlock(5000);
-            })
-            .join();
+        found.insert(IR_AllocateTransientMemoryBlock(5000));
     }
-    SUCCEED() << "a sanitizer tells of blocks that are lost or given back twice";
+    EXPECT_EQ(found, left) << "each for others, and once";
+    for (void* block : found)
+    {
+        IR_FreeTransientMemoryBlock(block);
+    }
 }
 
 TEST(CpuTarget, TakesNamesOfTheMachineAndNoOthers)

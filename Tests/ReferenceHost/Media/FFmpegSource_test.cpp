@@ -236,6 +236,7 @@ TEST(FFmpegSource, BarePicturesAreAnsweredAtOnceOnceOneWasRead)
     MF::IVideoFrameRef frame;
     EXPECT_EQ(clip.Ask(clip.TimeOf(7), bgra, 0, 0, true, frame), Media::kSourceStatus_NotAtHand);
     clip.Frame(3, bgra);
+    clip.Frame(7, bgra); // from here on in the system's memory
     EXPECT_EQ(clip.Ask(clip.TimeOf(7), bgra, 0, 0, true, frame), BE::kSourceStatus_OK);
     const OpenedClip other = OpenClip("raw_i420.avi");
     EXPECT_EQ(Checksum(frame), Checksum(other.Frame(7, bgra)));
