@@ -1,6 +1,7 @@
 #include <array>
 #include <cmath>
 #include <cstring>
+#include <future>
 #include <gtest/gtest.h>
 #include <limits>
 #include <set>
@@ -573,6 +574,39 @@ TEST(ImageRoutines, TakeTransientBlocksBackFromAThreadThatEnds)
     }
     EXPECT_EQ(found, left) << "each for others, and once";
     for (void* block : found)
+    {
+        IR_FreeTransientMemoryBlock(block);
+    }
+}
+
+// Of blocks that are too large to be kept by threads, too, and though another one came back later.
+TEST(ImageRoutines, LendALargeTransientBlockToTheThreadThatHadItLast)
+{
+    constexpr std::size_t kBytes = std::size_t{3} << 20;
+    std::vector<void*> kept; // those that others have left
+    for (int i = 0; i < 8; ++i)
+    {
+        kept.push_back(IR_AllocateTransientMemoryBlock(kBytes));
+    }
+    void* const own = IR_AllocateTransientMemoryBlock(kBytes);
+    std::promise<void> isTaken;
+    std::promise<void> isFreed;
+    std::thread other(
+        [&]
+        {
+            void* const block = IR_AllocateTransientMemoryBlock(kBytes);
+            isTaken.set_value();
+            isFreed.get_future().wait();
+            IR_FreeTransientMemoryBlock(block);
+        });
+    isTaken.get_future().wait();
+    IR_FreeTransientMemoryBlock(own);
+    isFreed.set_value();
+    other.join();
+    void* const again = IR_AllocateTransientMemoryBlock(kBytes);
+    EXPECT_EQ(again, own);
+    IR_FreeTransientMemoryBlock(again);
+    for (void* block : kept)
     {
         IR_FreeTransientMemoryBlock(block);
     }
