@@ -253,8 +253,10 @@ bool FFmpegVideoSource::MakeFrameInFile(std::int64_t inIndex, const BE::FrameDes
 BarePicturePtr FFmpegVideoSource::FindInFile(std::int64_t inIndex, const BE::FrameDescription& inFormat,
                                              bool inAtOnce, MF::IVideoFrameRef& outFrame)
 {
-    const BarePicturePtr picture =
-        inFormat.mBounds == Traits().mBounds ? mFile->PictureInFile(inIndex, inAtOnce) : nullptr;
+    // What would be turned or scaled, or stays in planes, is decoded: how it lies needn't be found out.
+    const bool isPlain = inFormat.mBounds == Traits().mBounds && mFile->Facts().orientation.IsIdentity() &&
+                         norviktypes::IsPackedFourComponent(inFormat.mPixelFormat.mProperties);
+    const BarePicturePtr picture = isPlain ? mFile->PictureInFile(inIndex, inAtOnce) : nullptr;
     const bool isTaken = picture && MakeFrameOfBarePicture(picture, TraitsOf(picture->Shape()),
                                                            mFile->Facts().orientation, inFormat, outFrame);
     return isTaken ? picture : nullptr;

@@ -32,8 +32,8 @@ norviktypes::PixelAspectRatio ShownPixelAspect(const FileFacts& inFacts);
 // the file until somebody looks at the frame.
 //
 // A stream whose bare pictures have all been in the system's memory lately reads by itself, as there is nothing to
-// read: no thread is woken for it. Once one is missing, or must be decoded for another size or format, it refuses, and the
-// threads that read ahead have their turn again. The frame that was refused is read when it is rendered.
+// read: no thread is woken for it. Once one is missing, or must be decoded for another size or format, it refuses,
+// and the threads that read ahead have their turn again. The frame that was refused is read when it is rendered.
 //
 // Thread-safety: safe; a request decodes and converts on the calling thread.
 class FFmpegVideoSource final : public TVK::Extends<VideoSourceBase, BE::IAsyncVideoSource>

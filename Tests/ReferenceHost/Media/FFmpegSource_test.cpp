@@ -15,6 +15,7 @@
 #include "MF/PixelFormats.h"
 #include "OpenedMedia.h"
 #include "ReferenceHost/FrameLibrary/VideoFrame.h"
+#include "ReferenceHost/Media/FFmpeg/FFmpegVideoSource.h"
 #include "ReferenceHost/Media/FFmpeg/MediaFacts.h"
 #include "ReferenceHost/Media/FFmpeg/PictureTurn.h"
 #include "ReferenceHost/Media/FileIdentity.h"
@@ -242,6 +243,19 @@ TEST(FFmpegSource, BarePicturesAreAnsweredAtOnceOnceOneWasRead)
     EXPECT_EQ(Checksum(frame), Checksum(other.Frame(7, bgra)));
     EXPECT_EQ(clip.Ask(clip.TimeOf(7), bgra, 64, 36, true, frame), Media::kSourceStatus_NotAtHand);
     EXPECT_FALSE(frame);
+}
+
+TEST(FFmpegSource, PlanesOfBareVideoAreDecodedOnce)
+{
+    Media::FileError error;
+    const auto file = Media::MediaFile::Open(MediaPath("raw_i420.avi"), Media::FileOptions(), error);
+    ASSERT_TRUE(file) << error.text;
+    OpenedClip clip;
+    clip.source = BE::IVideoSourceRef(new Media::FFmpegVideoSource(file, TVK::Guid(0x506c, 0x616e)));
+    clip.source->GetFrameRate(clip.rate);
+    ASSERT_TRUE(norviktypes::IsSubsampled(clip.Native().mProperties));
+    clip.Frame(0, clip.Native());
+    EXPECT_EQ(file->Statistics().framesDecoded, 1u);
 }
 
 class StreamThatReadsByItself : public testing::Test
